@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Grey levels of the frame search that its files share.
+#pragma once
+
+namespace Norvane {
+
+inline constexpr int kFrameEdgeStrength = 2600;      // weakest grey-level step that counts as an edge of the frame
+inline constexpr double kFrameBrightness = 58981.0;  // 0.9 of the grey scale: an unexposed frame is brighter
+
+}  // namespace Norvane

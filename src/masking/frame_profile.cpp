@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The depth of the frame in each row of a strip whose column 0 is the image border.
+#include "masking/frame_detector.h"
+
+#include "masking/frame_levels.h"
+#include "model/numbers.h"
+#include "model/pixels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <numeric>
+#include <span>
+#include <vector>
+
+namespace Norvane {
+namespace {
+
+constexpr unsigned kBrightStart = 39320;     // 0.6 of the grey scale: darker pixels at the border are not frame
+constexpr int kLongestDarkStart = 7;         // columns
+constexpr double kEdgeVariance = 6760000.0;  // square of the weakest edge strength
+constexpr double kLargestChi = 90.0;         // of the pixels passed so far
+constexpr double kQuantile = 0.741;          // of the normal distribution, for every comparison of means
+constexpr double kLargestLocalDrop = -7.0;   // of the local mean against all pixels passed
+constexpr int kLocalColumns = 5;
+constexpr double kFlatVariance = 1.0;
+constexpr double kOutlierSquare = 16.0;  // squared distance from the mean in variances
+constexpr int kHalfWindow = 4;           // of running maximum and mean, entries
+constexpr int kWindow = 2 * kHalfWindow + 1;
+
+/// Count, mean and population variance of pixels, from exact sums.
+class Statistics {
+public:
+    void add(std::uint64_t v) {
+        ++n;
+        sum += v;
+        squares += v * v;
+    }
+    [[nodiscard]] std::uint64_t count() const { return n; }
+    [[nodiscard]] double mean() const { return static_cast<double>(sum) / static_cast<double>(n); }
+    [[nodiscard]] double variance() const {
+        return static_cast<double>(squares) / static_cast<double>(n) - mean() * mean();
+    }
+
+private:
+    std::uint64_t n = 0, sum = 0, squares = 0;
+};
+
+Statistics statistics_of(std::span<const std::uint16_t> pixels) {
+    Statistics s;
+    for (const std::uint16_t v : pixels) s.add(v);
+    return s;
+}
+
+enum class Verdict { kStop, kFrame, kPass };
+
+/// Whether the pixels passed so far, from the column where the scan began, are still frame.
+Verdict judge(const Statistics& passed, std::span<const std::uint16_t> last_pixels, double reference_mean) {
+    const auto n = static_cast<double>(passed.count());
+    const double mean = passed.mean(), variance = passed.variance();
+    if ((n - 1.0) * variance / kEdgeVariance > kLargestChi) return Verdict::kStop;
+    if ((mean - reference_mean) / kFrameEdgeStrength < -kQuantile) return Verdict::kStop;
+    if (variance < kFlatVariance && mean > kFrameBrightness) return Verdict::kFrame;
+    const double z = (mean - kFrameBrightness) / std::sqrt(variance / n);
+    if (!(z > kQuantile)) return Verdict::kPass;
+
+    const Statistics local = statistics_of(last_pixels);
+    const double local_mean = local.mean(), local_variance = local.variance();
+    if (local_variance < kFlatVariance && local_mean > kFrameBrightness) return Verdict::kFrame;
+    const auto degrees = static_cast<double>(local.count()) - 1.0;
+    const double against_all = (local_mean - mean) / std::sqrt(variance / degrees);
+    const double against_frame = (local_mean - kFrameBrightness) / std::sqrt(local_variance / degrees);
+    const bool is_frame = against_frame > -kQuantile && against_all > kLargestLocalDrop && against_all < kQuantile;
+    return is_frame ? Verdict::kFrame : Verdict::kPass;
+}
+
+/// The last column of a row that passed as frame edge, or the coarse depth.
+int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint16_t> pixels, int coarse_depth) {
+    const auto width = static_cast<int>(std::min(edges.size(), pixels.size()));
+    int start = 0;
+    while (start < std::min(kLongestDarkStart, width) && pixels[static_cast<std::size_t>(start)] < kBrightStart)
+        ++start;
+    if (start == width && width < kLongestDarkStart)
+        start = kLongestDarkStart;  // no bright column among the existing ones
+    double reference_mean = 0.0;
+    if (start < coarse_depth) {
+        const int end = std::min(coarse_depth, width);
+        if (start < end)
+            reference_mean =
+                statistics_of(pixels.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start)))
+                    .mean();
+        start = coarse_depth;
+    }
+    int depth = coarse_depth;
+    Statistics passed;
+    for (int x = start; x < width; ++x) {
+        const auto column = static_cast<std::size_t>(x);
+        if (edges[column] > kFrameEdgeStrength && passed.count() > 1) {
+            const int first_local = std::max(x - kLocalColumns, start);
+            const auto local =
+                pixels.subspan(static_cast<std::size_t>(first_local), static_cast<std::size_t>(x - first_local));
+            const Verdict verdict = judge(passed, local, reference_mean);
+            if (verdict == Verdict::kStop) break;
+            if (verdict == Verdict::kFrame) depth = x;
+        }
+        passed.add(pixels[column]);
+    }
+    return depth;
+}
+
+/// Replaces entries far from the mean by the rounded mean.
+void replace_outliers(std::span<int> depth) {
+    double sum = 0.0, squares = 0.0;
+    for (const int d : depth) {
+        sum += d;
+        squares += static_cast<double>(d) * d;
+    }
+    const auto n = static_cast<double>(depth.size());
+    const double mean = sum / n;
+    double variance = squares / n - mean * mean;
+    if (variance < kFlatVariance) variance = kFlatVariance;
+    for (int& d : depth)
+        if ((d - mean) * (d - mean) / variance > kOutlierSquare) d = truncate_to<int>(mean + 0.5);
+}
+
+/// The largest entry of each window; the ends take the nearest full window's. All 0 where no full window fits.
+std::vector<int> running_maximum(const std::vector<int>& values) {
+    std::vector<int> maxima(values.size(), 0);
+    const std::size_t n = values.size();
+    for (std::size_t i = kHalfWindow; i + kHalfWindow < n; ++i)
+        maxima[i] = *std::max_element(values.begin() + static_cast<std::ptrdiff_t>(i - kHalfWindow),
+                                      values.begin() + static_cast<std::ptrdiff_t>(i + kHalfWindow + 1));
+    std::fill_n(maxima.begin(), kHalfWindow, maxima[kHalfWindow]);
+    std::fill_n(maxima.end() - kHalfWindow, kHalfWindow, maxima[n - kHalfWindow - 1]);
+    return maxima;
+}
+
+}  // namespace
+
+void FrameDetector::DepthProfile(Image* edges, Image* strip, int coarseDepth, int firstRow, int lastRow,
+                                 std::vector<int>& depth) {
+    std::fill(depth.begin(), depth.end(), coarseDepth);
+    const auto rows = static_cast<int>(std::min<std::size_t>({depth.size(), edges->GetHeight(), strip->GetHeight()}));
+    for (int r = std::max(firstRow, 0); r <= std::min(lastRow, rows - 1); ++r) {
+        const auto row = static_cast<unsigned>(r);
+        depth[row] = depth_of_row(grey_row(*edges, row), grey_row(*strip, row), coarseDepth);
+    }
+    SmoothProfile(depth, firstRow, lastRow);
+}
+
+void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int lastRow) {
+    const auto entries = static_cast<int>(depth.size());
+    const int first = std::max(firstRow, 0), last = std::min(lastRow, entries - 1);
+    if (first > last) return;
+    replace_outliers(
+        std::span(depth).subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first + 1)));
+    if (entries <= kHalfWindow) return;
+    const std::vector<int> maxima = running_maximum(depth);
+    for (int r = first; r <= last; ++r) {
+        const auto at = maxima.begin() + r;
+        const bool is_end = r < first + kHalfWindow || r >= last - kHalfWindow;
+        depth[static_cast<std::size_t>(r)] =
+            is_end ? *at : std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, 0) / kWindow;
+    }
+}
+
+void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
+    if (edge->GetStride() != strip->GetStride()) throw "Error: strides are not equal!";
+    out->InitToZero();
+    const unsigned height = std::min(edge->GetHeight(), out->GetHeight());
+    const std::size_t width = std::min(edge->GetWidth(), out->GetWidth());
+    for (unsigned y = 1; y + 1 < height; ++y) {
+        const auto above = grey_row(*edge, y - 1), here = grey_row(*edge, y), below = grey_row(*edge, y + 1);
+        const auto kept = grey_row_to_write(*out, y);
+        for (std::size_t x = 1; x + 1 < width; ++x) {
+            const std::uint16_t e = here[x];
+            if (e < kFrameEdgeStrength) continue;
+            const bool is_maximum = (here[x - 1] <= e && here[x + 1] <= e) || (above[x] <= e && below[x] <= e);
+            if (is_maximum) kept[x] = e;
+        }
+    }
+    RemoveIsolatedPoints(out);
+}
+
+/// Clears edge pixels with fewer than kSmallestGroup edge pixels around them (themselves included), on the image as
+/// already cleared, so that the order counts: rows in turn from left to right and from right to left. The edge pixels
+/// of the rows around the visited one are counted per column, so that a step to the next pixel costs two columns.
+void FrameDetector::RemoveIsolatedPoints(Image* image) {
+    constexpr unsigned kHalf = 5;  // of the window
+    constexpr unsigned kSide = 2 * kHalf + 1;
+    constexpr int kSmallestGroup = 5;
+    const unsigned width = image->GetWidth(), height = image->GetHeight();
+    if (width < kSide || height < kSide || image->GetBuffer() == nullptr) return;
+    const auto is_edge = [](std::uint16_t v) { return v >= kFrameEdgeStrength; };
+
+    std::vector<int> column_count(width, 0);
+    const auto count_row = [&](unsigned y, int sign) {
+        const auto row = grey_row(*image, y);
+        for (unsigned x = 0; x < width; ++x) column_count[x] += is_edge(row[x]) ? sign : 0;
+    };
+    for (unsigned y = 0; y < kSide - 1; ++y) count_row(y, +1);
+
+    const unsigned first = kHalf, last = width - 1 - kHalf;
+    for (unsigned y = kHalf; y + kHalf < height; ++y) {
+        count_row(y + kHalf, +1);
+        const auto row = grey_row_to_write(*image, y);
+        const bool to_right = (y - kHalf) % 2 == 0;
+        const unsigned begin = to_right ? first : last;
+        int in_window =
+            std::accumulate(column_count.begin() + (begin - kHalf), column_count.begin() + (begin + kHalf + 1), 0);
+        for (unsigned i = 0; i <= last - first; ++i) {
+            const unsigned x = to_right ? first + i : last - i;
+            if (i > 0 && to_right) in_window += column_count[x + kHalf] - column_count[x - kHalf - 1];
+            if (i > 0 && !to_right) in_window += column_count[x - kHalf] - column_count[x + kHalf + 1];
+            if (!is_edge(row[x])) {
+                row[x] = 0;
+            } else if (in_window < kSmallestGroup) {
+                row[x] = 0;
+                --column_count[x];
+                --in_window;
+            }
+        }
+        count_row(y - kHalf, -1);
+    }
+}
+
+}  // namespace Norvane

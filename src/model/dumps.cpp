@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Diagnostic files of images and masks. Nothing is reported: a file that cannot be opened is passed over.
+#include "model/mask_reader.h"
+#include "model/pixels.h"
+
+#include <norvane/image.h>
+#include <norvane/mask.h>
+
+#include <cstdint>
+#include <fstream>
+#include <ostream>
+
+namespace Norvane {
+namespace {
+
+/// The geometry, one line a subject, each begun with `prefix`.
+void write_geometry(std::ostream& out, const Image& image, const char* prefix) {
+    out << prefix << "Width / height: " << image.GetWidth() << " / " << image.GetHeight() << '\n'
+        << prefix << "Stride: " << image.GetStride() << '\n'
+        << prefix << "Bits / used: " << image.GetBits() << " / " << image.GetUsedBits() << '\n'
+        << prefix << "Format: " << static_cast<int>(image.GetFormat()) << '\n'
+        << prefix << "Offset X / Y: " << image.GetOffX() << " / " << image.GetOffY() << '\n'
+        << prefix << "Needs inversion: " << (image.GetNeedsInversion() ? 1 : 0) << '\n';
+}
+
+template <class Sample>
+void write_samples(std::ostream& out, const Image& image, char separator) {
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        for (const Sample v : row_of<const Sample>(image, y)) out << +v << separator;  // + prints bytes as numbers
+        out << '\n';
+    }
+}
+
+void write_bits(std::ostream& out, const Image& image, char separator) {
+    const std::size_t bytes_per_row = (std::size_t{image.GetStride()} + 7) / 8;
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        const unsigned char* row = image.GetBuffer() + y * bytes_per_row;
+        for (unsigned x = 0; x < image.GetWidth(); ++x) out << (row[x / 8] >> (7 - x % 8) & 1) << separator;
+        out << '\n';
+    }
+}
+
+/// The samples at their real width; 16-bit ones as unsigned. Other depths than 1, 8, 16 and 32 bits have no samples.
+void write_rows(std::ostream& out, const Image& image, char separator) {
+    if (image.GetBuffer() == nullptr || image.GetStride() < image.GetWidth()) return;
+    const bool is_signed = image.GetFormat() == FORMAT_SIGNED;
+    switch (image.GetBits()) {
+        case 1:
+            return write_bits(out, image, separator);
+        case 8:
+            return is_signed ? write_samples<std::int8_t>(out, image, separator)
+                             : write_samples<std::uint8_t>(out, image, separator);
+        case 16:
+            return write_samples<std::uint16_t>(out, image, separator);
+        case 32:
+            if (image.GetFormat() == FORMAT_FLOAT) return write_samples<float>(out, image, separator);
+            return is_signed ? write_samples<std::int32_t>(out, image, separator)
+                             : write_samples<std::uint32_t>(out, image, separator);
+        default:
+            return;
+    }
+}
+
+}  // namespace
+
+void Image::DumpToFile(std::string file) {
+    std::ofstream out(file);
+    write_geometry(out, *this, "");
+    out << "Buffer:\n";
+    write_rows(out, *this, ' ');
+}
+
+void Image::DumpToPGMImage(std::string file) {
+    std::ofstream out(file);
+    out << "P2\n" << width << '\n' << height << "\n65535\n";
+    write_geometry(out, *this, "#");
+    write_rows(out, *this, '\t');
+}
+
+void Image::DumpToBinaryFile(std::string file) {
+    std::ofstream out(file);
+    if (buffer != nullptr) out.write(reinterpret_cast<const char*>(buffer), static_cast<std::streamsize>(BufferSize()));
+}
+
+void Mask::DumpToCSV(std::string file) const {
+    constexpr int kStep = 5;  // of the sample lattice, pixels
+    std::ofstream out(file);
+    if (rows.empty()) return;
+    MaskReader reader(*this);
+    const auto last_row = static_cast<int>(GetMaxY());
+    for (std::int64_t row = static_cast<int>(GetMinY()); row <= last_row; row += kStep) {
+        for (const Run& run : reader.row(static_cast<unsigned>(row))) {
+            const auto end = static_cast<int>(run.last);
+            for (std::int64_t x = static_cast<int>(run.first); x < end; x += kStep) out << x << ',' << row << '\n';
+        }
+    }
+}
+
+}  // namespace Norvane

@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <norvane/image.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+namespace Norvane {
+namespace {
+
+/// Pixels from row to row so that rows begin at multiples of Image::ALIGN bytes; 0 for 0 bits. Unsigned 32-bit
+/// arithmetic.
+unsigned aligned_stride(unsigned width, unsigned bits) {
+    constexpr unsigned kMask = Image::ALIGN - 1;
+    if (bits == 1) return (((width + 7) / 8 + kMask) & ~kMask) * 8;
+    const unsigned bytes_per_pixel = (bits + 7) / 8;
+    if (bytes_per_pixel == 0) return 0;
+    return ((width * bytes_per_pixel + kMask) & ~kMask) / bytes_per_pixel;
+}
+
+}  // namespace
+
+Image::Image() = default;
+
+Image::Image(ImageFormat sample_format, unsigned sample_bits, unsigned columns, unsigned row_count, bool alloc)
+    : width(columns), height(row_count), bits(sample_bits), usedBits(sample_bits), format(sample_format) {
+    if (alloc) AllocNewBuffer(true);
+}
+
+Image::Image(unsigned char* data, ImageFormat sample_format, int sample_bits, unsigned columns, unsigned row_count,
+             float micrometres, bool wrap)
+    : width(columns),
+      height(row_count),
+      bits(static_cast<unsigned>(sample_bits)),
+      usedBits(static_cast<unsigned>(sample_bits)),
+      format(sample_format),
+      pixelSize(micrometres) {
+    AlignSize();
+    if (wrap) {
+        buffer = data;
+        isBufferOwner = false;
+    } else if (data != nullptr) {
+        AllocNewBuffer(true);
+        std::memcpy(buffer, data, BufferSize());
+    }
+}
+
+Image::Image(const Image* model, bool alloc) { MatchTo(model, alloc); }
+
+Image::Image(const Image& other)
+    : GarbageItem(other),
+      LeaksFinder(other),
+      buffer(other.buffer),
+      width(other.width),
+      height(other.height),
+      stride(other.stride),
+      bits(other.bits),
+      usedBits(other.usedBits),
+      format(other.format),
+      pixelSize(other.pixelSize),
+      offX(other.offX),
+      offY(other.offY),
+      isBufferOwner(false),
+      needsInversion(other.needsInversion),
+      rescaleSlope(other.rescaleSlope),
+      rescaleIntercept(other.rescaleIntercept) {}
+
+Image& Image::operator=(const Image& other) {
+    if (this == &other) return *this;
+    // The owner of the very buffer that it is to refer to stays its owner: releasing it would leave both dangling.
+    const bool shares_own_buffer = isBufferOwner && buffer != nullptr && buffer == other.buffer;
+    if (isBufferOwner && !shares_own_buffer) delete[] buffer;
+    GarbageItem::operator=(other);
+    buffer = other.buffer;
+    width = other.width;
+    height = other.height;
+    stride = other.stride;
+    bits = other.bits;
+    usedBits = other.usedBits;
+    format = other.format;
+    pixelSize = other.pixelSize;
+    offX = other.offX;
+    offY = other.offY;
+    isBufferOwner = shares_own_buffer;
+    needsInversion = other.needsInversion;
+    rescaleSlope = other.rescaleSlope;
+    rescaleIntercept = other.rescaleIntercept;
+    return *this;
+}
+
+Image::~Image() {
+    if (isBufferOwner) delete[] buffer;
+}
+
+void Image::init() {
+    buffer = nullptr;
+    width = height = stride = 0;
+    bits = usedBits = 8;
+    format = FORMAT_UNSIGNED;
+    pixelSize = 0.0F;
+    offX = offY = 0;
+    isBufferOwner = true;
+    needsInversion = false;
+    rescaleSlope = 1.0F;
+    rescaleIntercept = 0;
+}
+
+void Image::SetRescale(float slope, int intercept) {
+    rescaleSlope = slope;
+    rescaleIntercept = intercept;
+}
+
+void Image::SetWidth(unsigned value, bool realloc) {
+    width = value;
+    AlignSize();
+    if (realloc) AllocNewBuffer(true);
+}
+
+void Image::SetHeight(unsigned value, bool realloc) {
+    height = value;
+    AlignSize();
+    if (realloc) AllocNewBuffer(true);
+}
+
+void Image::SetBits(unsigned value, bool realloc) {
+    bits = usedBits = value;
+    if (realloc) AllocNewBuffer(true);
+}
+
+void Image::AlignSize() { stride = aligned_stride(width, bits); }
+
+unsigned Image::BufferSize() const { return (bits * stride * height + 7) / 8; }
+
+void Image::AllocNewBuffer(bool realign) {
+    Clear();
+    if (realign) AlignSize();
+    // Bits in full width: a size that wraps would promise pixels that are not there. So would a stride that wrapped.
+    __extension__ using Wide = unsigned __int128;
+    const Wide true_bits = Wide{bits} * stride * height;
+    const bool stride_wrapped = realign && bits != 0 && stride < width;
+    if (true_bits + 7 > 0xFFFFFFFFU || (stride_wrapped && height != 0)) throw std::bad_alloc();
+    buffer = new unsigned char[BufferSize()]();
+    isBufferOwner = true;
+}
+
+void Image::InitToZero() {
+    if (buffer != nullptr) std::memset(buffer, 0, BufferSize());
+}
+
+void Image::SetBuffer(unsigned char* data) {
+    if (data != buffer) Clear();
+    buffer = data;
+    isBufferOwner = false;
+}
+
+void Image::Clear() {
+    if (!isBufferOwner) return;
+    delete[] buffer;
+    buffer = nullptr;
+}
+
+void Image::MatchTo(const Image* model, bool alloc) {
+    if (model == nullptr) return;
+    stride = model->stride;
+    width = model->width;
+    height = model->height;
+    format = model->format;
+    bits = model->bits;
+    MatchSecondaryTo(model);
+    if (alloc)
+        AllocNewBuffer(true);
+    else
+        AlignSize();
+}
+
+void Image::MatchSecondaryTo(const Image* model) {
+    if (model == nullptr) return;
+    pixelSize = model->pixelSize;
+    usedBits = model->usedBits;
+    needsInversion = model->needsInversion;
+    offX = model->offX;
+    offY = model->offY;
+}
+
+}  // namespace Norvane

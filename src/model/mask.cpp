@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <norvane/mask.h>
+
+#include "model/numbers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+
+namespace Norvane {
+namespace {
+
+/// A coordinate of one grid in another, rounded half up. Between equal grids the formula is the identity: product and
+/// quotient err by far less than a half.
+unsigned rescaled(unsigned v, float from, float to) {
+    if (from == to && std::isfinite(from)) return v;
+    return truncate_to<unsigned>(static_cast<double>(v) * static_cast<double>(from) / static_cast<double>(to) + 0.5);
+}
+
+/// A weight per index, kept as its change where it changes.
+using WeightSteps = std::map<std::uint64_t, std::int64_t>;
+
+/// The first index, from `origin` on, up to which at least `half` of the weight lies.
+unsigned median_index(const WeightSteps& steps, unsigned origin, std::uint64_t half) {
+    if (half == 0) return origin;
+    std::uint64_t sum = 0;
+    std::int64_t weight = 0;
+    for (auto at = steps.begin(); at != steps.end(); ++at) {
+        weight += at->second;
+        if (weight <= 0) continue;  // a positive weight always ends at a later step
+        const auto per_index = static_cast<std::uint64_t>(weight);
+        const std::uint64_t length = std::next(at)->first - at->first;
+        const std::uint64_t needed = (half - sum + per_index - 1) / per_index;
+        if (needed <= length) return static_cast<unsigned>(at->first + needed - 1);
+        sum += per_index * length;
+    }
+    return origin;
+}
+
+/// Adds the columns start .. end to the runs of a row and joins whatever overlaps or touches them. An end that wrapped
+/// below its start is kept as it comes.
+void insert_run(std::map<unsigned, unsigned>& runs, unsigned start, unsigned end) {
+    const std::uint64_t touches_up_to = std::uint64_t{end} + 1;
+    auto base = runs.empty() || runs.rbegin()->first < start ? runs.end() : runs.lower_bound(start);
+    if (base != runs.end() && base->first == start) {
+        if (end <= base->second) return;
+        base->second = end;
+    } else {
+        base = runs.emplace_hint(base, start, end);
+        if (base != runs.begin()) {
+            const auto before = std::prev(base);
+            if (start <= std::uint64_t{before->second} + 1) base = before;
+        }
+    }
+    for (auto at = base; at != runs.end() && at->first <= touches_up_to;) {
+        base->second = std::max(base->second, at->second);
+        at = at == base ? std::next(at) : runs.erase(at);
+    }
+}
+
+}  // namespace
+
+Mask::Mask() = default;
+Mask::Mask(const Mask& other) = default;
+Mask::~Mask() = default;
+
+Mask& Mask::operator=(const Mask& other) {
+    if (this == &other) return *this;
+    auto copied_rows = other.rows;  // may throw, while the target still holds its own
+    rows.swap(copied_rows);
+    GarbageItem::operator=(other);
+    pixelSize = other.pixelSize;
+    targetPixelSize = other.targetPixelSize;
+    minX = other.minX;
+    maxX = other.maxX;
+    minY = other.minY;
+    maxY = other.maxY;
+    return *this;
+}
+
+void Mask::init() {
+    pixelSize = targetPixelSize = 0.0F;
+    minX = minY = 0xFFFFFFFFU;
+    maxX = maxY = 0;
+}
+
+void Mask::Clear() {
+    rows.clear();
+    init();
+}
+
+unsigned Mask::mask_to_target(unsigned v) const {
+    return targetPixelSize > 0.0F ? rescaled(v, pixelSize, targetPixelSize) : v;
+}
+
+unsigned Mask::target_to_mask(unsigned v) const {
+    return targetPixelSize > 0.0F ? rescaled(v, targetPixelSize, pixelSize) : v;
+}
+
+unsigned Mask::GetMinX() const { return mask_to_target(minX); }
+unsigned Mask::GetMaxX() const { return mask_to_target(maxX); }
+unsigned Mask::GetMinY() const { return mask_to_target(minY); }
+unsigned Mask::GetMaxY() const { return mask_to_target(maxY); }
+
+void Mask::AddSegment(unsigned row, unsigned start, unsigned extent) {
+    const unsigned end = start + extent;
+    // Rows mostly come in ascending order: look at the end before searching.
+    const auto at = rows.empty() || rows.rbegin()->first < row ? rows.emplace_hint(rows.end(), row, Runs{})
+                                                               : rows.try_emplace(row).first;
+    try {
+        insert_run(at->second, start, end);
+    } catch (...) {
+        if (at->second.empty()) rows.erase(at);  // a row is present only while it holds a run
+        throw;
+    }
+    minX = std::min(minX, start);
+    maxX = std::max(maxX, end);
+    minY = std::min(minY, row);
+    maxY = std::max(maxY, row);
+}
+
+void Mask::GetSegments(unsigned row, unsigned& count, unsigned*& pairs) const {
+    count = 0;
+    pairs = nullptr;
+    const auto at = rows.find(target_to_mask(row));
+    if (at == rows.end()) return;
+    pairs = new unsigned[2 * at->second.size()];
+    count = static_cast<unsigned>(at->second.size());
+    unsigned* next = pairs;
+    for (const auto& [first, last] : at->second) {
+        *next++ = mask_to_target(first);
+        *next++ = mask_to_target(last);
+    }
+}
+
+void Mask::ClearSegments(unsigned*& pairs) const {
+    delete[] pairs;
+    pairs = nullptr;
+}
+
+bool Mask::HitTest(unsigned x, unsigned y) const {
+    const unsigned column = target_to_mask(x), row = target_to_mask(y);
+    if (column < minX || column > maxX || row < minY || row > maxY) return false;
+    const auto at = rows.find(row);
+    if (at == rows.end()) return false;
+    for (const auto& [first, last] : at->second) {
+        if (column < first) return false;
+        if (column <= last) return true;
+    }
+    return false;
+}
+
+bool Mask::ComputeCentroid(unsigned& x, unsigned& y) const {
+    x = y = 0;
+    if (maxX < minX || maxY < minY) return false;
+    // Weight of each column and row as its changes, so that the cost depends on the runs and not on their coordinates.
+    WeightSteps columns, row_weights;
+    std::uint64_t total = 0;
+    for (const auto& [row, runs] : rows) {
+        std::int64_t pixels = 0;
+        for (const auto& [first, last] : runs) {
+            if (last <= first) continue;  // the last column of a run does not count
+            pixels += last - first;
+            ++columns[first];
+            --columns[last];
+        }
+        row_weights[row] += pixels;
+        row_weights[std::uint64_t{row} + 1] -= pixels;
+        total += static_cast<std::uint64_t>(pixels);
+    }
+    y = mask_to_target(median_index(row_weights, minY, total / 2));
+    x = mask_to_target(median_index(columns, minX, total / 2));
+    return true;
+}
+
+}  // namespace Norvane

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Conversions from floating point to integers that are defined for every input.
+#pragma once
+
+#include <cmath>
+#include <limits>
+
+namespace Norvane {
+
+/// Truncates toward zero; values beyond the range of Int saturate, a NaN gives 0.
+template <class Int>
+[[nodiscard]] constexpr Int truncate_to(double v) {
+    // Both limits are exact in double for integers of up to 32 bits, and max + 1 is for 64.
+    constexpr auto kLowest = static_cast<double>(std::numeric_limits<Int>::min());
+    constexpr auto kBeyond = static_cast<double>(std::numeric_limits<Int>::max() / 2 + 1) * 2.0;
+    if (v != v) return 0;
+    if (v <= kLowest) return std::numeric_limits<Int>::min();
+    if (v >= kBeyond) return std::numeric_limits<Int>::max();
+    return static_cast<Int>(v);
+}
+
+}  // namespace Norvane

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Frame masks end to end, and the field of an image as four numbers.
+#include "model/mask_reader.h"
+#include "support/builders.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <limits>
+
+namespace Norvane::Tests {
+namespace {
+
+using Status = Masking::MASK_STATUS;
+
+Masking::Params params_for(IMAGE_SIDE side, BG_NOISE noise = BG_AUTO, IMAGE_VIEW view = VIEW_NO_PECT) {
+    Masking::Params p;
+    p.side = side;
+    p.view = view;
+    p.bgNoise = noise;
+    return p;
+}
+
+std::array<int, 4> bounds_of(Mask mask) {
+    mask.SetTargetPixelSize(0.0F);
+    return {static_cast<int>(mask.GetMinX()), static_cast<int>(mask.GetMaxX()), static_cast<int>(mask.GetMinY()),
+            static_cast<int>(mask.GetMaxY())};
+}
+
+TEST(FrameMask, RefusalsLeaveTheMaskAlone) {
+    struct Refusal {
+        const char* what;
+        float pixel_size;
+        IMAGE_SIDE side;
+        Status expected;
+    };
+    const Refusal cases[] = {
+        {"coarser by more than 10 %", 250.8F, SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
+        {"finer by more than 10 %", 205.2F, SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
+        {"not a number", std::numeric_limits<float>::quiet_NaN(), SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
+        {"the side is looked at first", 250.8F, SIDE_UNDEFINED, Masking::MASK_NO_SIDE},
+    };
+    for (const Refusal& c : cases) {
+        Mask frame = mask_of({{1, 2, 3}}), *out = &frame;
+        EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50, nullptr, c.pixel_size).get(), params_for(c.side), out),
+                  c.expected)
+            << c.what;
+        EXPECT_EQ(runs_of(frame), runs_of(mask_of({{1, 2, 3}}))) << c.what;
+    }
+    Mask frame, *out = &frame, *none = nullptr;
+    for (const float size : {250.79F, 205.21F})
+        EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50, nullptr, size).get(), params_for(SIDE_CHEST_LEFT), out),
+                  Masking::MASK_OK);
+    Image bytes(FORMAT_UNSIGNED, 8, 50, 50, true);
+    bytes.SetPixelSize(228.0F);
+    EXPECT_EQ(NvGenerateFrameMask(nullptr, params_for(SIDE_CHEST_LEFT), out), Masking::MASK_NO_IMAGE);
+    EXPECT_EQ(NvGenerateFrameMask(&bytes, params_for(SIDE_CHEST_LEFT), out), Masking::MASK_NO_IMAGE);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50).get(), params_for(SIDE_CHEST_LEFT), none), Masking::MASK_OK);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Frame masking fails: 8\n");
+}
+
+/// A field of tissue grey with noise inside a bright frame of the given depths (left, right, top, bottom).
+std::unique_ptr<Image> framed(const std::array<unsigned, 4>& depth, bool mirrored = false) {
+    constexpr unsigned kWidth = 400, kHeight = 500;
+    Random random(21);
+    auto image = grey_image(kWidth, kHeight);
+    for (unsigned y = 0; y < kHeight; ++y)
+        for (unsigned x = 0; x < kWidth; ++x) {
+            const bool in_frame = x < depth[0] || x >= kWidth - depth[1] || y < depth[2] || y >= kHeight - depth[3];
+            const unsigned v = (in_frame ? 62000 : 8000) + random.below(200);
+            set_grey(*image, mirrored ? kWidth - 1 - x : x, y, v);
+        }
+    return image;
+}
+
+TEST(FrameMask, FindsTheFieldInsideAFrame) {
+    struct Case {
+        const char* what;
+        std::array<unsigned, 4> depth;
+        IMAGE_SIDE side;
+        std::array<int, 4> field;
+    };
+    // Without a frame on the far side 2 cm (88 columns) are taken from it. Edges are found up to two pixels inside the
+    // frame's true end, in steps of three rows at the top and bottom; the refinement takes row 0 and the last row at
+    // least.
+    const Case cases[] = {
+        {"no frame, wall on the left", {0, 0, 0, 0}, SIDE_CHEST_LEFT, {0, 311, 1, 498}},
+        {"no frame, wall on the right", {0, 0, 0, 0}, SIDE_CHEST_RIGHT, {88, 399, 1, 498}},
+        {"far side", {0, 60, 0, 0}, SIDE_CHEST_LEFT, {0, 339, 1, 498}},
+        {"all around", {10, 60, 30, 40}, SIDE_CHEST_LEFT, {11, 339, 31, 458}},
+    };
+    for (const Case& c : cases) {
+        Mask frame, *out = &frame;
+        ASSERT_EQ(NvGenerateFrameMask(framed(c.depth).get(), params_for(c.side), out), Masking::MASK_OK);
+        const auto found = bounds_of(frame);
+        for (unsigned i = 0; i < 4; ++i) EXPECT_NEAR(found[i], c.field[i], 3) << c.what << ", bound " << i;
+        EXPECT_EQ(frame.GetPixelSize(), 228.0F);
+    }
+}
+
+TEST(FrameMask, AMirroredImageGivesTheMirroredFieldWithinAPixel) {
+    const std::array<unsigned, 4> depth{10, 60, 30, 40};
+    Mask left, right, *out_left = &left, *out_right = &right;
+    NvGenerateFrameMask(framed(depth).get(), params_for(SIDE_CHEST_LEFT), out_left);
+    NvGenerateFrameMask(framed(depth, true).get(), params_for(SIDE_CHEST_RIGHT), out_right);
+    const auto a = bounds_of(left), b = bounds_of(right);
+    EXPECT_NEAR(a[0], 399 - b[1], 2);
+    EXPECT_NEAR(a[1], 399 - b[0], 2);
+    EXPECT_EQ(a[2], b[2]);
+    EXPECT_EQ(a[3], b[3]);
+}
+
+TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
+    auto image = grey_image(100, 80, [](unsigned x, unsigned y) { return x >= 7 && x < 90 && y >= 5 ? 30000U : 10U; });
+    image->SetOffX(1000);
+    image->SetOffY(2000);
+    struct Case {
+        IMAGE_SIDE side;
+        IMAGE_VIEW view;
+        bool allowed;
+        std::array<int, 4> field;
+    };
+    // The step search sees the rise between columns 6 and 7 at its centre, column 6 or 7, and rows 4 and 5 likewise.
+    const Case cases[] = {
+        {SIDE_CHEST_LEFT, VIEW_PECT, true, {1007, 1099, 2005, 2079}},
+        {SIDE_CHEST_RIGHT, VIEW_PECT, true, {1000, 1089, 2005, 2079}},
+        {SIDE_CHEST_LEFT, VIEW_NO_PECT, true, {1007, 1099, 2004, 2079}},
+        {SIDE_CHEST_LEFT, VIEW_PECT, false, {1006, 1099, 2004, 2079}},
+    };
+    for (const Case& c : cases) {
+        Masking masking;
+        Mask frame, *out = &frame;
+        EXPECT_EQ(masking.GenerateFrameMask(image.get(), params_for(c.side, BG_MG, c.view), out, c.allowed),
+                  Masking::MASK_OK);
+        EXPECT_EQ(bounds_of(frame), c.field) << c.side << c.view << c.allowed;
+        EXPECT_EQ(masking.GetBackgroundNoiseLevel(), c.allowed ? 256 : 65535);
+    }
+}
+
+/// The first column whose content begins at the wall, and so on, as four numbers.
+TEST(PaddingField, IsFoundFromTheChestWall) {
+    OpenMasking masking;
+    masking.params.noiseLevel = 100;
+    masking.params.pixelPaddingValueRangeLimit = 0;
+    // Content: columns 2 .. 39 of rows 5 .. 44 of a 60 x 50 image; the rest is padding.
+    const auto content = [](unsigned x, unsigned y) { return x >= 2 && x < 40 && y >= 5 && y < 45 ? 5000U : 50U; };
+    std::array<int, 4> box{};
+    masking.params.side = SIDE_CHEST_LEFT;
+    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, content).get(), box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{2, 59, 5, 45}));
+    masking.params.side = SIDE_CHEST_RIGHT;
+    masking.framemasking_for_pixel_padding_images(
+        grey_image(60, 50, [&](unsigned x, unsigned y) { return content(59 - x, y); }).get(), box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{0, 57, 5, 45}));
+    // The sides differ at the limit: content may begin at column 4 (60 / 15) from the left, at 3 from the right.
+    const auto deeper = [](unsigned x, unsigned y) { return x >= 4 && x < 40 && y >= 5 && y < 45 ? 5000U : 50U; };
+    masking.framemasking_for_pixel_padding_images(
+        grey_image(60, 50, [&](unsigned x, unsigned y) { return deeper(59 - x, y); }).get(), box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, 45}));
+    masking.params.side = SIDE_CHEST_LEFT;
+    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, deeper).get(), box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{4, 59, 5, 45}));
+    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, [](unsigned, unsigned) { return 5000U; }).get(),
+                                                  box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, -1})) << "no padding at all";
+    masking.params.side = static_cast<IMAGE_SIDE>(2);
+    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, content).get(), box.data());
+    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, 49}));
+}
+
+TEST(BinaryField, IsSearchedUpToTheMiddleOfEachSide) {
+    struct Case {
+        std::vector<std::array<unsigned, 2>> set;
+        std::array<int, 4> box;
+    };
+    const Case cases[] = {
+        {{}, {0, 59, 0, 99}},
+        {{{30, 10}}, {0, 30, 10, 99}},
+        {{{29, 10}, {40, 60}}, {29, 40, 10, 62}},
+        {{{5, 50}, {7, 98}}, {5, 59, 0, 99}},
+    };
+    for (const Case& c : cases) {
+        auto image = grey_image(60, 100);
+        for (const auto& [x, y] : c.set) set_grey(*image, x, y, 1);
+        std::array<int, 4> box{};
+        OpenMasking().framemasking_for_binary_image(image.get(), box.data());
+        EXPECT_EQ(box, c.box);
+    }
+}
+
+}  // namespace
+}  // namespace Norvane::Tests
