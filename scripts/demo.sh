@@ -1,0 +1,42 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# From a fresh clone on Debian 12 to a mammogram with its masks drawn on it.
+#   scripts/demo.sh                                    a synthetic mammogram
+#   scripts/demo.sh exam.dcm                           your own
+#   scripts/demo.sh exam.png --view mlo --pixel-size 70   with options of "norvane masks"
+set -eu
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/install-packages.sh" build
+
+(
+    cd "$root"
+    cmake --preset release -DNORVANE_BUILD_TESTS=OFF >/dev/null
+    cmake --build --preset release --target norvane-cli
+) >&2
+norvane=$root/build/release/tools/norvane/norvane
+results=${NORVANE_DEMO_DIR:-norvane-demo}
+
+if [ $# -eq 0 ]; then
+    mkdir -p "$results"
+    "$norvane" phantom "$results/phantom.png" --labels "$results/phantom.labels.png" >/dev/null
+    set -- "$results/phantom.png" --view mlo --pixel-size 100
+    echo "No file was given: $results/phantom.png is a synthetic mammogram."
+fi
+status=0
+"$norvane" masks "$@" --out-dir "$results" || status=$?
+
+cat <<END
+
+The results are in $results: NAME.overlay.png is the picture, NAME.json has everything in numbers, and
+NAME.frame.png, .breast.png, .pectoral.png, .full.png and .outer.png are the masks.
+
+The status says how far to trust the masks:
+   0  the masks can be used
+   1  the breast is smaller than 1/60 of the image        2  no skin line was found
+   3  tissue lies outside the mask                        4  too much of the chest-wall side is dark
+   5  the background is as bright as the noise level      8  a mask that is needed came out empty
+  11  no line of the pectoral muscle was found           12  a line was found and rejected
+  13  the view shows no pectoral muscle                  14  the outline was traced along padding values
+END
+exit $status

@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Installs what the tests need (Debian), builds and runs all tests. Further arguments go to ctest.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-packages.sh build test
+python3 scripts/check_layers.py
+cmake --preset release -DNORVANE_WERROR=ON >/dev/null
+cmake --build --preset release
+ctest --preset release -j"$(nproc)" "$@"
