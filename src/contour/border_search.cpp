@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The contour search over all pixels of the field, row by row from the centre outwards: the default form with the
+/// angle table, and the fast one that follows the tissue from row to row.
+#include <norvane/masking.h>
+
+#include "contour/polar_bins.h"
+#include "contour/search_images.h"
+#include "contour/tissue_rules.h"
+#include "model/mask_reader.h"
+#include "model/numbers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace Norvane {
+namespace {
+
+constexpr int kLastBin = Masking::c_num_angles - 1;
+constexpr int kHorizontalBin = 360;
+constexpr double kBinsPerRadian = 229.18312072753906;  // 720 / pi, in single precision
+constexpr double kHalfPi = 1.5707963267948966;
+constexpr SmoothingWindows kDefaultWindows{96, 8, 64};
+constexpr SmoothingWindows kFastWindows{96, 32, 64};
+
+/// Columns, both ends in; none where low is beyond high. Wide enough for every column of a mask.
+struct ColumnRange {
+    std::int64_t low;
+    std::int64_t high;
+};
+
+/// One row of the search.
+struct ScanRow {
+    int y;
+    int dy;             // rows below the origin
+    int above;          // +1: on or above the centre row, -1: below
+    ColumnRange field;  // from the frame's first run of the row to its last; the whole row where it has none
+
+    /// The columns of the breast side: from the wall's edge column to the end of the field.
+    [[nodiscard]] ColumnRange breast_side(const PolarOrigin& origin, int width) const {
+        if (origin.outward > 0) return {origin.edge_column, std::min<std::int64_t>(field.high, width - 1)};
+        return {field.low, origin.edge_column};
+    }
+};
+
+/// Distances from the wall, both ends in, of those columns that the image has.
+struct Depths {
+    int first;
+    int last;
+};
+
+Depths depths_in_image(ColumnRange columns, const PolarOrigin& origin, int width) {
+    if (columns.low >= width || columns.high < 0) return {0, -1};
+    const int low = static_cast<int>(std::max<std::int64_t>(columns.low, 0));
+    const int high = static_cast<int>(std::min<std::int64_t>(columns.high, width - 1));
+    if (origin.outward > 0) return {low - origin.edge_column, high - origin.edge_column};
+    return {origin.edge_column - high, origin.edge_column - low};
+}
+
+/// The default search: bins from the angle table, and a pixel nearer than the bin's radius changes nothing.
+class TableSearch {
+public:
+    using Distance = float;
+
+    TableSearch(const PolarOrigin& from, int image_width)
+        : origin(from), width(image_width), gate(static_cast<float>(from.gate_distance)) {
+        far_distance = static_cast<float>(two_thirds_of(static_cast<unsigned>(width)));
+        const AcosTable table(Masking::NUM_IN_LUT);
+        for (const int above : {1, -1})
+            (above > 0 ? bins_above : bins_below) = tabulate<std::uint16_t>(
+                table, origin.outward, above, [&](float angle) { return bin_of(angle, above); });
+    }
+
+    [[nodiscard]] Depths start_row(const ScanRow& row) {
+        const Depths depths = depths_in_image(row.breast_side(origin, width), origin, width);
+        first_depth = depths.first;
+        polar.set(depths.first, depths.last, row.dy, row.above);
+        bins = row.above > 0 ? bins_above.data() : bins_below.data();
+        return depths;
+    }
+    [[nodiscard]] Distance distance(int depth) const {
+        return polar.distance[static_cast<std::size_t>(depth - first_depth)];
+    }
+    [[nodiscard]] int bin(int depth) const { return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]]; }
+    [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate; }
+    [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance; }
+    [[nodiscard]] bool record(Direction& direction, int, Distance r) {
+        if (direction.radius > r) return false;
+        direction.radius = r;
+        return true;
+    }
+
+private:
+    /// The bins run from straight down to straight up on the left, from straight up to straight down on the right.
+    [[nodiscard]] std::uint16_t bin_of(float angle, int above) const {
+        constexpr int kFullCircle = 2 * Masking::c_num_angles;
+        const int quarter_degrees = truncate_to<int>(static_cast<double>(angle) * kBinsPerRadian);
+        const int bin = origin.outward > 0 ? (above * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
+                                           : quarter_degrees - kHorizontalBin;
+        return static_cast<std::uint16_t>(std::clamp(bin, 0, kLastBin));
+    }
+
+    const PolarOrigin& origin;
+    int width;
+    float gate;
+    float far_distance;
+    std::vector<std::uint16_t> bins_above;  // by PolarRow index
+    std::vector<std::uint16_t> bins_below;
+    const std::uint16_t* bins = nullptr;  // those of the current row
+    PolarRow polar;
+    int first_depth = 0;
+};
+
+/// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
+/// only near the columns where the row before had tissue.
+class WindowSearch {
+public:
+    using Distance = std::int64_t;
+
+    WindowSearch(const PolarOrigin& from, int image_width)
+        : origin(from),
+          width(image_width),
+          gate(square(from.gate_distance)),
+          far_distance(square(two_thirds_of(static_cast<unsigned>(image_width)))),
+          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}) {}
+
+    [[nodiscard]] Depths start_row(const ScanRow& row) {
+        constexpr double kWidening = static_cast<double>(0.18F);  // of the row's field
+        const double span = static_cast<double>(row.field.high - row.field.low) * kWidening;
+        const ColumnRange limits = row.breast_side(origin, width);
+        const ColumnRange window{
+            std::max(limits.low, truncate_to<std::int64_t>(static_cast<double>(tissue.low) - span + 0.5)),
+            std::min(limits.high, truncate_to<std::int64_t>(static_cast<double>(tissue.high) + span + 0.5))};
+        // A row without tissue hands its window on with the ends exchanged.
+        tissue = {window.high, window.low};
+        dy = row.dy;
+        return depths_in_image(window, origin, width);
+    }
+    [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy); }
+    [[nodiscard]] int bin(int depth) const {
+        const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
+        const double from_first_bin =
+            origin.outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
+        return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
+    }
+    [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate; }
+    [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance; }
+    [[nodiscard]] bool record(Direction& direction, int depth, Distance squared) {
+        const std::int64_t x = origin.edge_column + origin.outward * depth;
+        tissue = {std::min(tissue.low, x), std::max(tissue.high, x)};
+        direction.radius = static_cast<float>(squared);
+        return true;
+    }
+
+private:
+    [[nodiscard]] static std::int64_t square(std::int64_t v) { return v * v; }
+
+    const PolarOrigin& origin;
+    int width;
+    Distance gate;
+    Distance far_distance;
+    ColumnRange tissue;  // columns of the tissue found in the last row
+    int dy = 0;
+};
+
+/// What both forms of the search are given.
+struct RasterSearch {
+    const SearchImages& images;
+    const PolarOrigin& origin;
+    const TissueRules& tissue;
+    const SearchSettings& settings;
+    const Masking::Params& params;
+
+    template <class Form>
+    void scan_row(const ScanRow& row, Form& form, std::vector<Direction>& directions) const {
+        const RowRules rules = raster_rules(params, settings, row.above > 0);
+        const auto grey_row = images.grey_at(row.y);
+        const auto searched_row = images.searched_at(row.y);
+        const Depths depths = form.start_row(row);
+        for (int depth = depths.first; depth <= depths.last; ++depth) {
+            Direction& direction = directions[static_cast<std::size_t>(form.bin(depth))];
+            if (direction.tolerance == 0) continue;
+            const int column = origin.edge_column + origin.outward * depth;
+            const auto x = static_cast<std::size_t>(column);
+            const float limit = tissue.limit(rules.raises_near_wall && depth < origin.near_wall_width);
+            if (!TissueRules::is_tissue(direction, searched_row[x], limit, rules)) {
+                --direction.tolerance;
+                continue;
+            }
+            const typename Form::Distance distance = form.distance(depth);
+            if (!form.record(direction, depth, distance) || !rules.stops_at_edges) continue;
+            const std::uint16_t grey = grey_row[x];
+            tissue.note(direction, grey, raster_gradient(direction.history, grey), limit, form.is_beyond_gate(distance),
+                        form.is_far_off(distance));
+        }
+    }
+
+    /// The rows of the field, first from the centre row upwards, then from the row below it downwards.
+    template <class Form>
+    [[nodiscard]] std::vector<Direction> scan(const Mask& frame, Form form) const {
+        std::vector<Direction> directions(Masking::c_num_angles, Direction(settings.tolerance));
+        if (MaskReader::is_empty(frame)) return directions;
+        MaskReader reader(frame);
+        const std::int64_t first = frame.GetMinY();
+        const std::int64_t last = std::min<std::int64_t>(frame.GetMaxY(), images.height() - 1);
+        for (std::int64_t step = first; step <= last; ++step) {
+            const int y = static_cast<int>(step <= origin.row ? origin.row - (step - first) : step);
+            if (y >= images.height()) continue;
+            const auto runs = reader.row(static_cast<unsigned>(y));
+            const ColumnRange field =
+                runs.empty() ? ColumnRange{0, images.width() - 1} : ColumnRange{runs.front().first, runs.back().last};
+            scan_row({y, y - origin.row, y <= origin.row ? 1 : -1, field}, form, directions);
+        }
+        return directions;
+    }
+};
+
+template <class RadiusOf>
+std::vector<float> radii_of(const std::vector<Direction>& directions, RadiusOf radius_of) {
+    std::vector<float> radii;
+    radii.reserve(directions.size());
+    for (const Direction& direction : directions) radii.push_back(radius_of(direction.radius));
+    return radii;
+}
+
+float square_root(float squared) { return static_cast<float>(std::sqrt(static_cast<double>(squared))); }
+
+/// Adds the host's offset to every radius of `from`.
+void add_offset(const std::vector<float>& from, int offset, std::vector<float>& to) {
+    for (std::size_t k = 0; k < from.size(); ++k) to[k] = from[k] + static_cast<float>(offset);
+}
+
+}  // namespace
+
+std::vector<float> Masking::find_contour_border(Image* grey, Image* search, Mask* frame, std::vector<float>& outer,
+                                                bool fullContour) {
+    if (!SearchImages::fit(grey, search) || frame == nullptr || contourState == nullptr) return {};
+    if (fullContour)
+        outer.resize(c_num_angles);
+    else
+        outer.clear();
+    frame->SetTargetPixelSize(grey->GetPixelSize());
+
+    const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
+                                  borderFactor,    contourMargin, backgroundNoiseLevel};
+    const SearchImages images(*grey, *search);
+    const PolarOrigin origin(*contourState, params.side);
+    std::vector<float> radii(c_num_angles, 0.0F);
+    if (origin.outward != 0) {
+        const TissueRules tissue(settings, params, *contourState);
+        const RasterSearch raster{images, origin, tissue, settings, params};
+        radii = radii_of(raster.scan(*frame, TableSearch(origin, images.width())), [](float r) { return r; });
+    }
+    fill_in_contour_gap(radii);
+    smooth_contour(radii, outer, kDefaultWindows.of(params.bgNoise));
+    return radii;
+}
+
+std::vector<float> Masking::find_contour_border_opt(Image* grey, Image* search, Mask* frame,
+                                                    std::vector<float>& outer) {
+    if (!SearchImages::fit(grey, search) || frame == nullptr || contourState == nullptr) return {};
+    frame->SetTargetPixelSize(grey->GetPixelSize());
+
+    const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
+                                  borderFactor,    contourMargin, backgroundNoiseLevel};
+    const SearchImages images(*grey, *search);
+    const PolarOrigin origin(*contourState, params.side);
+    std::vector<float> radii(c_num_angles, 0.0F);
+    if (origin.outward != 0) {
+        const TissueRules tissue(settings, params, *contourState);
+        const RasterSearch raster{images, origin, tissue, settings, params};
+        radii = radii_of(raster.scan(*frame, WindowSearch(origin, images.width())), square_root);
+    }
+    fill_in_contour_gap(radii);
+
+    const int window = kFastWindows.of(params.bgNoise);
+    if (!params.fullContour) {
+        smooth_contour(radii, outer, window);
+        outer.clear();
+        return radii;
+    }
+    outer.resize(c_num_angles);
+    std::vector<float>& wide = params.singleContour ? radii : outer;  // the contour that is meant to lie outside
+    if (params.smoothContour) {
+        smooth_contour(radii, wide, window);
+    } else {
+        std::vector<float> no_outer;
+        smooth_contour(radii, no_outer, window);
+        add_offset(radii, params.contourOffset, wide);
+    }
+    return radii;
+}
+
+}  // namespace Norvane

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Turns a raw radius profile into an outline: gaps and dips are bridged, ends cut or raised, and the rest averaged.
+/// All sums are single precision, added in the order of the index: the outline is defined to the last bit.
+#include <norvane/masking.h>
+
+#include "model/numbers.h"
+#include "model/working_image.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace Norvane {
+namespace {
+
+float mid_value(float a, float b) { return static_cast<float>(static_cast<double>(a + b) * 0.5); }
+
+/// Mean of the positive radii in the middle half of a contour, in whole pixels; 0 without any.
+int mean_of_middle_half(const std::vector<float>& c) {
+    const std::size_t quarter = c.size() / 4;
+    std::int64_t sum = 0;
+    std::int64_t count = 0;
+    for (std::size_t i = quarter; i < 3 * quarter; ++i) {
+        if (!(c[i] > 0.0F)) continue;
+        sum += truncate_to<int>(static_cast<double>(c[i]));
+        ++count;
+    }
+    return count == 0 ? 0 : static_cast<int>(sum / count);
+}
+
+/// Replaces every entry at or below the mean by the mid-value of its nearest neighbours above the low limit. Entries
+/// replaced earlier are read in their new form, which is why one pass from the left suffices for the lower neighbour.
+void bridge_gaps(std::vector<float>& c, float mean, float low_limit) {
+    const std::size_t last = c.size() - 1;
+    const auto first_above_from = [&](std::size_t i) {
+        while (i < last && !(c[i] > low_limit)) ++i;
+        return i;
+    };
+    std::size_t below = 0;  // nearest entry above the limit before i, or the first entry
+    std::size_t above = 0;  // nearest entry above the limit behind i, or the last entry
+    for (std::size_t i = 1; i < last; ++i) {
+        if (c[i] <= mean) {
+            if (above <= i) above = first_above_from(i + 1);
+            c[i] = mid_value(c[below], c[above]);
+        }
+        if (c[i] > low_limit) below = i;
+    }
+}
+
+void repair_ends(std::vector<float>& c, float mean, float low_limit) {
+    const std::size_t last = c.size() - 1;
+    if (c[0] <= mean) {
+        std::size_t j = 1;
+        while (j < last && !(c[j] > low_limit)) ++j;
+        c[0] = c[0] > low_limit ? mid_value(c[0], c[j]) : c[j];
+    }
+    if (c[last] <= mean) {
+        std::size_t k = last - 1;
+        while (k > 0 && !(c[k] > low_limit)) --k;
+        c[last] = c[last] > low_limit ? mid_value(c[k], c[last]) : c[k];
+    }
+}
+
+/// The latest three differences of neighbouring radii.
+struct DifferenceHistory {
+    std::array<float, 3> latest{};  // oldest first
+    void push(float d) { latest = {latest[1], latest[2], d}; }
+    [[nodiscard]] float sum() const { return latest[0] + latest[1] + latest[2]; }
+};
+
+/// One end of a contour, as it is scanned for a jump: from the inside towards the end.
+struct ContourEnd {
+    std::int64_t innermost;  // where the scan starts
+    std::int64_t outermost;  // the last entry that is tested
+    int outwards;            // step from entry to entry, and to the neighbour that an entry is compared with
+    std::int64_t beyond;     // the cut must lie beyond this entry ...
+    std::int64_t before;     // ... and before this one
+};
+
+/// Looks for the first jump on the way to the end, and flattens the end from the first good radius before it. Contours
+/// of views without muscle run into the chest wall there, and what lies behind a jump is not breast.
+void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float low_limit, DifferenceHistory& history) {
+    const auto at = [&](std::int64_t i) -> float& { return c[static_cast<std::size_t>(i)]; };
+    const float jump = static_cast<float>(limit);
+    const int half_limit = limit / 2;
+    const float half_jump = static_cast<float>(half_limit);
+    float trend = 0.0F;
+    for (std::int64_t i = end.innermost; (end.outermost - i) * end.outwards >= 0; i += end.outwards) {
+        const float d = at(i + end.outwards) - at(i);
+        // The falling side compares the trend with the whole limit, not with half of it.
+        const bool jumps = (trend + d > half_jump && d > jump) || (-trend - d > jump && -d > jump);
+        if (!jumps) {
+            history.push(d);
+            trend = history.sum();
+            continue;
+        }
+        std::int64_t m = i;
+        while ((m - end.innermost) * end.outwards >= 0 && !(at(m) >= low_limit)) m -= end.outwards;
+        if (m > end.beyond && m < end.before && at(m) >= low_limit) {
+            const auto inner = static_cast<std::size_t>(m);
+            if (end.outwards < 0)
+                std::fill_n(c.begin(), inner, c[inner]);
+            else
+                std::fill(c.begin() + m + 1, c.end(), c[inner]);
+        }
+        return;
+    }
+}
+
+/// Raises the radii next to the wall to the one a little farther in, where the outline is reliable.
+void raise_ends(std::vector<float>& c) {
+    constexpr std::size_t kRaised = 27;  // entries: 27 at the head, 26 at the tail
+    const std::size_t n = c.size();
+    if (n <= kRaised) return;
+    for (std::size_t k = 0; k < kRaised; ++k) c[k] = std::max(c[k], c[kRaised]);
+    for (std::size_t k = n - kRaised + 1; k < n; ++k) c[k] = std::max(c[k], c[n - kRaised]);
+}
+
+/// Moving average over `half` entries before and half - 1 behind each, that passes over entries which fall steeply from
+/// their predecessor.
+std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_t half) {
+    constexpr double kSteepFall = 50.0;  // pixels
+    const std::size_t n = c.size();
+    std::vector<char> counts(n, 0);
+    for (std::size_t j = 1; j < n; ++j)
+        counts[j] = static_cast<double>(c[j]) > static_cast<double>(c[j - 1]) - kSteepFall ? 1 : 0;
+
+    std::vector<float> smoothed(n, 0.0F);
+    for (std::size_t i = 0; i < n; ++i) {
+        float sum = 0.0F;
+        int count = 0;
+        for (std::size_t j = i > half ? i - half : 1; j < std::min(n, i + half); ++j) {
+            if (counts[j] == 0) continue;
+            sum += c[j];
+            ++count;
+        }
+        smoothed[i] = count > 0 ? static_cast<float>(static_cast<double>(sum / static_cast<float>(count)) + 0.5) : c[i];
+    }
+    return smoothed;
+}
+
+/// The outer contour: a little outside the larger of the raw and the smoothed radius, at the ends outside the smoothed.
+/// `outer` may be the raw contour itself.
+void widen(const std::vector<float>& raw, const std::vector<float>& smoothed, bool padding, int offset,
+           std::vector<float>& outer) {
+    constexpr std::size_t kEnds = 26;  // entries: 26 at the head, 25 at the tail
+    const float distance = padding ? 0.0F : 4.0F;
+    const auto outside = [&](float radius) { return (radius + distance) + static_cast<float>(offset); };
+    const std::size_t n = raw.size();
+    for (std::size_t k = 0; k < n; ++k) outer[k] = outside(std::max(raw[k], smoothed[k]));
+    if (padding || n <= kEnds) return;
+    for (std::size_t k = 0; k < kEnds; ++k) outer[k] = outside(smoothed[k]);
+    for (std::size_t k = n - kEnds + 1; k < n; ++k) outer[k] = outside(smoothed[k]);
+}
+
+}  // namespace
+
+void Masking::fill_in_contour_gap(std::vector<float>& c) {
+    if (c.size() < 3) return;
+    const int mean = mean_of_middle_half(c);
+    const auto low_limit = static_cast<std::uint16_t>(mean / (params.view == VIEW_PECT ? 3 : 2));
+    repair_ends(c, static_cast<float>(mean), low_limit);
+    bridge_gaps(c, static_cast<float>(mean), low_limit);
+    if (params.view != VIEW_NO_PECT) return;
+
+    constexpr int kLargestJump = 25;  // pixels
+    const int jump = std::min<int>(low_limit, kLargestJump);
+    const auto n = static_cast<std::int64_t>(c.size());
+    const std::int64_t sixth = n / 6;
+    DifferenceHistory history;  // the tail goes on with what the head leaves in it
+    cut_at_jump(c, {sixth, 2, -1, 0, sixth}, jump, low_limit, history);
+    cut_at_jump(c, {n - sixth - 1, n - 2, 1, n - sixth, n - 1}, jump, low_limit, history);
+}
+
+void Masking::smooth_contour(std::vector<float>& c, std::vector<float>& outer, int window) {
+    if (window < 2 || c.size() < static_cast<std::size_t>(window)) return;
+    const bool padding = is_padding_class(params.bgNoise);
+    if (!padding) raise_ends(c);
+    std::vector<float> smoothed = average_between_jumps(c, static_cast<std::size_t>(window / 2));
+    if (outer.size() == c.size()) widen(c, smoothed, padding, params.contourOffset, outer);
+    constexpr int kOuterWindow = 9;  // bins
+    if (!outer.empty()) smooth_contour_mean(outer, outer, kOuterWindow);
+    c = std::move(smoothed);
+}
+
+bool Masking::smooth_contour_mean(std::vector<float>& in, std::vector<float>& out, int window) {
+    if (window <= 1 || in.size() <= static_cast<std::size_t>(window) || in.size() != out.size()) return false;
+    const std::size_t n = in.size();
+    const auto half = static_cast<std::size_t>(window / 2);
+    float sum = 0.0F;
+    for (std::size_t i = 0; i < half; ++i) sum += in[i];
+    // Values are read when they are needed: with one vector as both arguments, those that leave the window are means.
+    for (std::size_t i = 0; i <= half; ++i) {
+        sum += in[i + half];
+        out[i] = sum / static_cast<float>(i + half + 1);
+    }
+    for (std::size_t i = half + 1; i < n - half; ++i) {
+        sum = (sum + in[i + half]) - in[i - half - 1];
+        out[i] = sum / static_cast<float>(2 * half + 1);
+    }
+    for (std::size_t i = n - half; i < n; ++i) {
+        sum -= in[i - half - 1];
+        out[i] = sum / static_cast<float>(n - i + half);
+    }
+    return true;
+}
+
+void Masking::smooth_line(std::vector<float>& v, int half) {
+    if (half < 0) return;
+    const std::size_t n = v.size();
+    const auto width = static_cast<std::size_t>(half);
+    std::size_t start = 0;
+    while (start < n && v[start] == 0.0F) ++start;
+
+    std::vector<float> smoothed(n, 0.0F);
+    if (start + width < n) {
+        float sum = 0.0F;
+        for (std::size_t i = start; i < start + width; ++i) sum += v[i];
+        std::size_t count = width;
+        for (std::size_t i = start; i < n; ++i) {
+            if (i + width < n) {
+                sum += v[i + width];
+                count = std::min(count + 1, 2 * width + 1);
+            } else {
+                --count;
+            }
+            if (i > width) sum -= v[i - width - 1];
+            smoothed[i] = sum / static_cast<float>(count);
+        }
+    }
+    v = std::move(smoothed);
+}
+
+}  // namespace Norvane

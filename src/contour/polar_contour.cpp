@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The polar origin on the chest wall, and the contour search along rays from it.
+#include <norvane/masking.h>
+
+#include "contour/search_images.h"
+#include "contour/tissue_rules.h"
+#include "model/mask_reader.h"
+#include "model/numbers.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+namespace Norvane {
+namespace {
+
+constexpr int kRays = 360;        // half a degree apart, from straight down to half a degree short of straight up
+constexpr int kHorizontal = 180;  // the ray straight into the breast
+constexpr float kRaysPerRadian = 114.59156F;
+constexpr SmoothingWindows kRayWindows{64, 8, 32};
+
+std::uint16_t low_16_bits(unsigned v) { return static_cast<std::uint16_t>(v); }
+
+/// A tenth of the field's extent, and a column: how deep the near-wall zone reaches.
+std::uint16_t wall_margin(unsigned extent) {
+    return low_16_bits(truncate_to<unsigned>(extent * static_cast<double>(0.1F) + 1.0));
+}
+
+/// Columns that the field allows in a row; none where first is beyond last.
+struct ColumnSpan {
+    std::int64_t first;
+    std::int64_t last;
+    [[nodiscard]] bool has(std::int64_t x) const { return x >= first && x <= last; }
+};
+
+constexpr ColumnSpan kNoColumns{0, -1};
+
+/// The columns of each image row that rays may sample: from the row's first run to its last one; for a row of the field
+/// without runs, the field's bounding columns.
+std::vector<ColumnSpan> field_columns(const Mask& frame, int width, int height) {
+    std::vector<ColumnSpan> columns(static_cast<std::size_t>(height), kNoColumns);
+    if (MaskReader::is_empty(frame)) return columns;
+    MaskReader reader(frame);
+    const ColumnSpan box{frame.GetMinX(), frame.GetMaxX()};
+    const std::int64_t last_row = std::min<std::int64_t>(frame.GetMaxY(), height - 1);
+    for (std::int64_t y = frame.GetMinY(); y <= last_row; ++y) {
+        const auto runs = reader.row(static_cast<unsigned>(y));
+        ColumnSpan& span = columns[static_cast<std::size_t>(y)];
+        span = runs.empty() ? box : ColumnSpan{runs.front().first, runs.back().last};
+        span.last = std::min<std::int64_t>(span.last, width - 1);
+    }
+    return columns;
+}
+
+/// Distance from the origin to the farther of the field's two corners opposite the wall, rounded.
+std::int64_t longest_ray(const Mask& frame, const PolarOrigin& origin) {
+    const double far_column = origin.outward > 0 ? frame.GetMaxX() : frame.GetMinX();
+    const double dx = far_column - origin.edge_column;
+    std::int64_t longest = 0;
+    for (const unsigned corner_row : {frame.GetMinY(), frame.GetMaxY()}) {
+        const double dy = static_cast<double>(corner_row) - origin.row;
+        const float distance = static_cast<float>(std::sqrt(dx * dx + dy * dy));
+        longest = std::max(longest, truncate_to<std::int64_t>(static_cast<double>(distance) + 0.5));
+    }
+    return longest;
+}
+
+/// The steps of one ray: where it samples the image at distance r.
+struct Ray {
+    const PolarOrigin& origin;
+    int upward;  // +1: the ray points above the centre row (or along it), -1: below
+    double sine;
+    double cosine;
+
+    Ray(const PolarOrigin& from, int i) : origin(from), upward(i < kHorizontal ? -1 : 1) {
+        const float angle = static_cast<float>(std::abs(kHorizontal - i)) / kRaysPerRadian;
+        sine = std::sin(static_cast<double>(angle));
+        cosine = std::cos(static_cast<double>(angle));
+    }
+    [[nodiscard]] std::int64_t row(std::int64_t r) const {
+        return origin.row - upward * truncate_to<std::int64_t>(static_cast<double>(r) * sine + 0.5);
+    }
+    [[nodiscard]] std::int64_t columns_from_wall(std::int64_t r) const {
+        return truncate_to<std::int64_t>(static_cast<double>(r) * cosine + 0.5);
+    }
+    /// Rays never turn back: behind the image's far border nothing follows.
+    [[nodiscard]] bool has_left(std::int64_t x, std::int64_t y, int width, int height) const {
+        return (origin.outward > 0 ? x >= width : x < 0) || (upward > 0 ? y < 0 : y >= height);
+    }
+};
+
+/// What all rays of a search share.
+struct RaySearch {
+    const SearchImages& images;
+    const PolarOrigin& origin;
+    const TissueRules& tissue;
+    const std::vector<ColumnSpan>& columns;
+    std::int64_t longest;
+    std::uint16_t tolerance;
+
+    /// The distance of the last tissue sample along ray `ray`; 0 without tissue.
+    [[nodiscard]] float radius(const Ray& ray, RowRules rules) const {
+        const int far_distance = two_thirds_of(static_cast<unsigned>(images.width()));
+        Direction direction(tolerance);
+        for (std::int64_t r = 0; r < longest && direction.tolerance != 0; ++r) {
+            const std::int64_t y = ray.row(r);
+            const std::int64_t from_wall = ray.columns_from_wall(r);
+            const std::int64_t x = origin.edge_column + origin.outward * from_wall;
+            if (ray.has_left(x, y, images.width(), images.height())) break;
+            if (y < 0 || y >= images.height() || x < 0 || !columns[static_cast<std::size_t>(y)].has(x)) continue;
+
+            const int row = static_cast<int>(y);
+            const std::uint16_t grey = images.grey_at(row)[static_cast<std::size_t>(x)];
+            const std::uint16_t searched = images.searched_at(row)[static_cast<std::size_t>(x)];
+            const float limit = tissue.limit(rules.raises_near_wall && from_wall < origin.near_wall_width);
+            if (!TissueRules::is_tissue(direction, searched, limit, rules)) {
+                --direction.tolerance;
+                continue;
+            }
+            direction.radius = static_cast<float>(r);
+            if (!rules.stops_at_edges) continue;
+            tissue.note(direction, grey, ray_gradient(direction.history, grey), limit, r > origin.gate_distance,
+                        r > far_distance);
+        }
+        return direction.radius;
+    }
+};
+
+/// Rays in the order of the contour: counter-clockwise from the +x direction, half a degree an entry. The half-plane
+/// behind the wall stays 0.
+void lay_out(const std::vector<float>& radii, IMAGE_SIDE side, std::vector<float>& contour) {
+    constexpr std::size_t kHalf = kHorizontal;
+    if (side == SIDE_CHEST_LEFT) {
+        for (std::size_t k = 0; k < kHalf; ++k) {
+            contour[k] = radii[kHalf + k];
+            contour[3 * kHalf + k] = radii[k];
+        }
+    } else {
+        for (std::size_t k = 0; k < kRays; ++k) contour[kHalf + k] = radii[kRays - 1 - k];
+    }
+}
+
+}  // namespace
+
+Masking::MASK_STATUS Masking::find_polar_center(Image* image, Mask* frame) {
+    if (image == nullptr || contourState == nullptr) return MASK_NO_IMAGE;
+    ContourState& state = *contourState;
+    state.centreRow = low_16_bits(truncate_to<unsigned>(image->GetHeight() * 0.5));
+
+    unsigned first = 0;
+    unsigned last = image->GetWidth() - 1;
+    unsigned beyond_last = image->GetWidth();  // where the margin is counted from on the right
+    if (frame != nullptr) {
+        MaskReader reader(*frame);
+        if (const auto runs = reader.row(state.centreRow); !runs.empty()) {
+            first = runs.front().first;
+            last = runs.back().last;
+            beyond_last = last;  // the field's own last column, not the one behind it
+        }
+    }
+    const std::uint16_t margin = wall_margin(last - first);
+    if (params.side == SIDE_CHEST_RIGHT) {
+        state.edgeColumn = low_16_bits(last);
+        state.centreColumn = low_16_bits(beyond_last - margin);
+    } else if (params.side == SIDE_CHEST_LEFT) {
+        state.edgeColumn = low_16_bits(first);
+        state.centreColumn = low_16_bits(first + margin);
+    } else {
+        return MASK_NO_SIDE;
+    }
+    return MASK_OK;
+}
+
+std::vector<float> Masking::find_polar_contour(Image* grey, Image* search, Mask* frame) {
+    if (!SearchImages::fit(grey, search) || frame == nullptr || contourState == nullptr) return {};
+    const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
+                                  borderFactor,    contourMargin, backgroundNoiseLevel};
+    const PolarOrigin origin(*contourState, params.side);
+    std::vector<float> contour(c_num_angles, 0.0F);
+    if (origin.outward != 0) {
+        const SearchImages images(*grey, *search);
+        const TissueRules tissue(settings, params, *contourState);
+        const auto columns = field_columns(*frame, images.width(), images.height());
+        const RaySearch rays{images, origin, tissue, columns, longest_ray(*frame, origin), settings.tolerance};
+        std::vector<float> radii;
+        for (int i = 0; i < kRays; ++i) {
+            const Ray ray(origin, i);
+            radii.push_back(rays.radius(ray, ray_rules(params, settings, ray.upward > 0)));
+        }
+        lay_out(radii, params.side, contour);
+    }
+    fill_in_contour_gap(contour);
+    std::vector<float> no_outer;
+    smooth_contour(contour, no_outer, kRayWindows.of(params.bgNoise));
+    return contour;
+}
+
+}  // namespace Norvane

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The pair of images that a contour search reads: the prepared one and the one that it thresholds.
+#pragma once
+
+#include <norvane/image.h>
+
+#include "model/pixels.h"
+#include "model/working_image.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace Norvane {
+
+/// Both images are of one size. The thresholded one is read with the row length of the prepared one.
+class SearchImages {
+public:
+    SearchImages(const Image& prepared, const Image& thresholded) : grey(prepared), searched(thresholded) {}
+
+    [[nodiscard]] static bool fit(const Image* prepared, const Image* thresholded) {
+        return is_usable(prepared) && is_usable(thresholded) && prepared->GetWidth() == thresholded->GetWidth() &&
+               prepared->GetHeight() == thresholded->GetHeight() && prepared->GetStride() <= thresholded->GetStride();
+    }
+
+    [[nodiscard]] int width() const { return static_cast<int>(grey.GetWidth()); }
+    [[nodiscard]] int height() const { return static_cast<int>(grey.GetHeight()); }
+
+    [[nodiscard]] std::span<const std::uint16_t> grey_at(int row) const {
+        return grey_row(grey, static_cast<unsigned>(row));
+    }
+    [[nodiscard]] std::span<const std::uint16_t> searched_at(int row) const {
+        const auto* first = reinterpret_cast<const std::uint16_t*>(searched.GetBuffer());
+        return {first + static_cast<std::size_t>(row) * grey.GetStride(), grey.GetWidth()};
+    }
+
+private:
+    const Image& grey;
+    const Image& searched;
+};
+
+}  // namespace Norvane

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "imaging/mask_utils.h"
+
+#include "imaging/ipl_bridge.h"
+#include "imaging/morphological.h"
+#include "model/mask_reader.h"
+#include "model/scratch.h"
+#include "platform/bit_rows.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <new>
+#include <vector>
+
+namespace Norvane::Utils {
+
+namespace {
+
+constexpr int kNullMask = 2;          // of the set operations
+constexpr int kWrongDepth = 2;        // of the conversions
+constexpr int kNotBinary = 3;         // of CopyBinaryRegion
+constexpr int kMorphologyFailed = 3;  // whatever failed besides a bad argument
+constexpr float kUnsetPixelSize = 1.0F;  // a pixel size up to this counts as unset
+
+/// Calls visit(y) for every target row between the bounds of the mask. An empty mask has none, whatever its bounds become
+/// in the target grid.
+template <class Visit>
+void for_rows_of(const Mask& mask, Visit visit) {
+    if (MaskReader::is_empty(mask)) return;
+    const std::uint64_t last = mask.GetMaxY();
+    for (std::uint64_t y = mask.GetMinY(); y <= last; ++y) visit(static_cast<unsigned>(y));
+}
+
+void add_run(Mask& out, unsigned y, std::uint64_t first, std::uint64_t last) {
+    out.AddSegment(y, static_cast<unsigned>(first), static_cast<unsigned>(last - first));
+}
+
+/// Adds what `holes` leave of a run. Columns in 64 bits: "last + 1" must not wrap.
+void add_remainder(Mask& out, unsigned y, const Run& run, std::span<const Run> holes) {
+    const std::uint64_t end = std::uint64_t{run.last} + 1;
+    std::uint64_t at = run.first;
+    for (const Run& hole : holes) {
+        if (hole.last < at) continue;
+        if (hole.first > at && !(hole.first >= end && at > run.last))
+            add_run(out, y, at, std::min<std::uint64_t>(end, hole.first) - 1);
+        at = std::uint64_t{hole.last} + 1;
+    }
+    if (at <= run.last) add_run(out, y, at, run.last);
+}
+
+/// The plain definition of the intersection: a without the part of both bounding boxes that b leaves.
+int intersect_by_complement(Mask* a, Mask* b, Mask* out) {
+    GarbageList garbage;
+    auto* box = make_scratch<Mask>(garbage);
+    auto* complement = make_scratch<Mask>(garbage);
+    const float grid = b->GetPixelSize();
+    box->SetPixelSize(grid);
+    box->SetTargetPixelSize(grid);
+    if (!MaskReader::is_empty(*a)) {
+        const unsigned x0 = std::min(a->GetMinX(), b->GetMinX()), x1 = std::max(a->GetMaxX(), b->GetMaxX());
+        const unsigned y0 = std::min(a->GetMinY(), b->GetMinY()), y1 = std::max(a->GetMaxY(), b->GetMaxY());
+        for (std::uint64_t y = y0; y <= y1; ++y) box->AddSegment(static_cast<unsigned>(y), x0, x1 - x0);
+    }
+    complement->SetPixelSize(grid);
+    out->SetPixelSize(grid);
+    if (const int code = MaskSubtract(box, b, complement)) return code;
+    return MaskSubtract(a, complement, out);
+}
+
+/// Adds the common columns of two rows. False, with nothing added, for a run that ends before it begins: columns that
+/// wrapped, which only the plain definition knows to treat.
+bool add_common(Mask& out, unsigned y, std::span<const Run> a, std::span<const Run> b) {
+    const auto is_wrapped = [](const Run& run) { return run.last < run.first; };
+    if (std::ranges::any_of(a, is_wrapped) || std::ranges::any_of(b, is_wrapped)) return false;
+    for (const Run& run : a)
+        for (const Run& other : b) {
+            if (other.first > run.last) break;
+            const unsigned first = std::max(run.first, other.first), last = std::min(run.last, other.last);
+            if (first <= last) add_run(out, y, first, last);
+        }
+    return true;
+}
+
+/// Row by row, without box and complement. In the grid of b, where all three are then read and written, the rows are
+/// independent of each other, and the definition gives exactly the common columns. False where that does not hold (then
+/// what was added so far belongs to the result as well): a pixel size that counts as unset makes the definition change
+/// grids on the way, and an output that is also an input changes under it.
+bool intersect_rows(Mask* a, Mask* b, Mask* out) {
+    const float grid = b->GetPixelSize();
+    const bool keeps_its_grid = grid > kUnsetPixelSize && grid <= std::numeric_limits<float>::max();
+    if (!keeps_its_grid || out == a || out == b) return false;
+    out->SetPixelSize(grid);
+    MaskReader reader_a(*a), reader_b(*b);
+    bool is_plain = true;
+    for_rows_of(*a, [&](unsigned y) {
+        if (!is_plain) return;
+        const auto runs = reader_a.row(y);
+        if (!runs.empty()) is_plain = add_common(*out, y, runs, reader_b.row(y));
+    });
+    return is_plain;
+}
+
+std::size_t row_pitch(const Image& image) {
+    const std::size_t stride = image.GetStride(), bits = image.GetBits();
+    return bits == 1 ? (stride + 7) / 8 : stride * (bits / 8);
+}
+
+std::span<unsigned char> row_bytes(const Image& image, std::size_t y) {
+    return {image.GetBuffer() + y * row_pitch(image), row_pitch(image)};
+}
+
+/// Sets the pixels first .. last of a 1-bit row.
+void set_pixels(std::span<unsigned char> row, std::size_t first, std::size_t last) {
+    const auto from_first = static_cast<unsigned char>(0xFFU >> (first % 8));
+    const auto up_to_last = static_cast<unsigned char>(0xFF00U >> (last % 8 + 1));
+    if (first / 8 == last / 8) {
+        row[first / 8] = static_cast<unsigned char>(row[first / 8] | (from_first & up_to_last));
+        return;
+    }
+    row[first / 8] = static_cast<unsigned char>(row[first / 8] | from_first);
+    std::ranges::fill(row.subspan(first / 8 + 1, last / 8 - first / 8 - 1), static_cast<unsigned char>(0xFF));
+    row[last / 8] = static_cast<unsigned char>(row[last / 8] | up_to_last);
+}
+
+/// Adds the runs of set pixels of a 1-bit row, padding columns included, to mask row `y`. The added run ends at the first
+/// clear column, or at the width where the row ends first.
+void add_set_pixels(Mask& mask, unsigned y, unsigned off_x, std::span<const BitRows::Word> words, std::size_t pixels,
+                    std::size_t width) {
+    std::size_t first = BitRows::find(words, 0, true);
+    while (first < pixels) {
+        const std::size_t clear = BitRows::find(words, first, false);
+        const std::size_t end = clear < pixels ? clear : width;
+        if (end < first) return;  // an open run of padding columns
+        mask.AddSegment(y, off_x + static_cast<unsigned>(first), static_cast<unsigned>(end - first));
+        if (clear >= pixels) return;
+        first = BitRows::find(words, clear, true);
+    }
+}
+
+/// Zeroes the columns first .. end - 1 of a row of samples.
+void zero_columns(std::span<unsigned char> row, std::size_t bytes_per_sample, std::int64_t first, std::int64_t end) {
+    if (first >= end) return;
+    std::memset(row.data() + static_cast<std::size_t>(first) * bytes_per_sample, 0,
+                static_cast<std::size_t>(end - first) * bytes_per_sample);
+}
+
+int morphology_code(int code) { return code == kSuccess || code == kBadArgument ? code : kMorphologyFailed; }
+
+/// Margins that a dilation needs around an image: as many pixels as it grows, but on the left and at the top not below
+/// coordinate 0.
+struct Margins {
+    unsigned left, top, growth;
+};
+
+/// A copy of a 1-bit image with clear margins around it.
+int add_margins(const Image& image, const Margins& margins, GarbageList& garbage, Image*& padded) {
+    const std::uint64_t width = std::uint64_t{image.GetWidth()} + margins.left + margins.growth;
+    const std::uint64_t height = std::uint64_t{image.GetHeight()} + margins.top + margins.growth;
+    if (std::max(width, height) > std::numeric_limits<unsigned>::max()) throw std::bad_alloc();
+    padded = make_scratch<Image>(garbage, image.GetFormat(), 1U, static_cast<unsigned>(width),
+                                 static_cast<unsigned>(height), true);
+    const int code = CopyBinaryRegion(&image, padded, 0, 0, margins.left, margins.top, image.GetWidth(),
+                                      image.GetHeight());
+    padded->SetOffX(image.GetOffX() - margins.left);
+    padded->SetOffY(image.GetOffY() - margins.top);
+    return code;
+}
+
+}  // namespace
+
+int MaskCopy(Mask* src, Mask* dst) {
+    if (!src || !dst) {
+        std::cout << "Utils.MaskCopy(): Uninitialized mask" << std::endl;
+        return kBadArgument;
+    }
+    dst->Clear();
+    dst->SetPixelSize(src->GetPixelSize());
+    src->SetTargetPixelSize(src->GetPixelSize());
+    MaskReader reader(*src);
+    for_rows_of(*src, [&](unsigned y) {
+        for (const Run& run : reader.row(y)) add_run(*dst, y, run.first, run.last);
+    });
+    return kSuccess;
+}
+
+int MaskSubtract(Mask* a, Mask* b, Mask* out) {
+    if (!a || !b || !out) return kNullMask;
+    if (out->GetPixelSize() <= kUnsetPixelSize) out->SetPixelSize(a->GetPixelSize());
+    a->SetTargetPixelSize(out->GetPixelSize());
+    b->SetTargetPixelSize(out->GetPixelSize());
+    MaskReader reader_a(*a), reader_b(*b);
+    for_rows_of(*a, [&](unsigned y) {
+        const auto runs = reader_a.row(y);
+        if (runs.empty()) return;
+        const auto holes = reader_b.row(y);
+        for (const Run& run : runs) {
+            if (holes.empty() || holes.front().first > run.last || holes.back().last < run.first)
+                add_run(*out, y, run.first, run.last);
+            else
+                add_remainder(*out, y, run, holes);
+        }
+    });
+    return kSuccess;
+}
+
+int MaskIntersect(Mask* a, Mask* b, Mask* out) {
+    if (!a || !b || !out) return kNullMask;
+    a->SetTargetPixelSize(b->GetPixelSize());
+    b->SetTargetPixelSize(b->GetPixelSize());
+    return intersect_rows(a, b, out) ? kSuccess : intersect_by_complement(a, b, out);
+}
+
+int MaskToImage(Mask* mask, Image* image) {
+    if (!mask || !image) return kBadArgument;
+    mask->SetTargetPixelSize(mask->GetPixelSize());
+    const unsigned x0 = mask->GetMinX(), y0 = mask->GetMinY();
+    image->SetBits(1, false);
+    image->SetWidth(mask->GetMaxX() - x0 + 1, false);
+    image->SetHeight(mask->GetMaxY() - y0 + 1, true);  // a new buffer of zeros
+    image->SetPixelSize(mask->GetPixelSize());
+    image->SetOffX(x0);
+    image->SetOffY(y0);
+    if (MaskReader::is_empty(*mask)) return kSuccess;
+    MaskReader reader(*mask);
+    for (unsigned r = 0; r < image->GetHeight(); ++r)
+        for (const Run& run : reader.row(y0 + r)) {
+            const std::int64_t first = std::max<std::int64_t>(std::int64_t{run.first} - x0, 0);
+            const std::int64_t last = std::min<std::int64_t>(run.last, std::int64_t{x0} + image->GetWidth() - 1) - x0;
+            if (first > last) continue;  // columns that wrapped
+            set_pixels(row_bytes(*image, r), static_cast<std::size_t>(first), static_cast<std::size_t>(last));
+        }
+    return kSuccess;
+}
+
+int ImageToMask(const Image* image, Mask* mask) {
+    if (!image || !mask) return kBadArgument;
+    if (image->GetBits() != 1) return kWrongDepth;
+    if (!image->GetBuffer()) return kBadArgument;
+    mask->Clear();
+    mask->SetPixelSize(image->GetPixelSize());
+    const std::size_t pixels = 8 * row_pitch(*image);
+    std::vector<BitRows::Word> words(BitRows::words_for(pixels));
+    for (unsigned r = 0; r < image->GetHeight(); ++r) {
+        BitRows::load(row_bytes(*image, r), words);
+        add_set_pixels(*mask, image->GetOffY() + r, image->GetOffX(), words, pixels, image->GetWidth());
+    }
+    return kSuccess;
+}
+
+int ApplyMask(Image* image, Mask* mask) {
+    if (!image || !mask) return kBadArgument;
+    const unsigned bits = image->GetBits();
+    if (bits != 8 && bits != 16 && bits != 32) return kWrongDepth;
+    if (!image->GetBuffer()) return kBadArgument;
+    mask->SetTargetPixelSize(image->GetPixelSize());
+    MaskReader reader(*mask);
+    const std::int64_t width = std::min(image->GetWidth(), image->GetStride());
+    for (unsigned r = 0; r < image->GetHeight(); ++r) {
+        const auto row = row_bytes(*image, r);
+        std::int64_t outside = 0;  // the first column behind the runs so far
+        for (const Run& run : reader.row(image->GetOffY() + r)) {
+            zero_columns(row, bits / 8, outside, std::min(std::int64_t{run.first} - image->GetOffX(), width));
+            outside = std::max<std::int64_t>(std::int64_t{run.last} - image->GetOffX() + 1, 0);
+        }
+        zero_columns(row, bits / 8, outside, width);
+    }
+    return kSuccess;
+}
+
+int CopyBinaryRegion(const Image* src, Image* dst, unsigned srcX, unsigned srcY, unsigned dstX, unsigned dstY,
+                     unsigned w, unsigned h) {
+    if (!src || !dst) return kBadArgument;
+    if (src->GetBits() != 1 || dst->GetBits() != 1) return kNotBinary;
+    const auto leaves = [](unsigned start, unsigned extent, unsigned size) {
+        return std::uint64_t{start} + extent > size;
+    };
+    if (leaves(srcX, w, src->GetWidth()) || leaves(srcY, h, src->GetHeight()) || leaves(dstX, w, dst->GetWidth()) ||
+        leaves(dstY, h, dst->GetHeight()))
+        return kBadArgument;
+    if (!src->GetBuffer() || !dst->GetBuffer()) return kBadArgument;
+    if (src->GetStride() < src->GetWidth() || dst->GetStride() < dst->GetWidth()) return kBadArgument;
+    std::vector<BitRows::Word> from(BitRows::words_for(8 * row_pitch(*src)));
+    std::vector<BitRows::Word> to(BitRows::words_for(8 * row_pitch(*dst)));
+    for (unsigned j = 0; j < h; ++j) {
+        BitRows::load(row_bytes(*src, std::size_t{srcY} + j), from);
+        BitRows::load(row_bytes(*dst, std::size_t{dstY} + j), to);
+        BitRows::keep_only(from, srcX, std::size_t{srcX} + w);
+        BitRows::add_shifted(from, std::int64_t{dstX} - srcX, to);
+        BitRows::store(to, row_bytes(*dst, std::size_t{dstY} + j));
+    }
+    dst->SetPixelSize(src->GetPixelSize());
+    return kSuccess;
+}
+
+int MaskErode(Mask* src, Mask* dst, int iterations) {
+    GarbageList garbage;
+    auto* image = make_scratch<Image>(garbage);
+    if (const int code = MaskToImage(src, image)) return morphology_code(code);
+    auto* eroded = make_scratch<Image>(garbage, image, true);
+    if (const int code = Morphological::Erode(image, eroded, iterations)) return morphology_code(code);
+    return morphology_code(ImageToMask(eroded, dst));
+}
+
+int MaskDilate(Mask* src, Mask* dst, int iterations) {
+    GarbageList garbage;
+    auto* image = make_scratch<Image>(garbage);
+    if (MaskToImage(src, image) != kSuccess) return kBadArgument;
+    if (iterations < 1) {
+        ImageToMask(image, dst);
+        return kSuccess;
+    }
+    const auto growth = static_cast<unsigned>(iterations);
+    const Margins margins{std::min(growth, image->GetOffX()), std::min(growth, image->GetOffY()), growth};
+    Image* padded = nullptr;
+    if (const int code = add_margins(*image, margins, garbage, padded)) return morphology_code(code);
+    auto* dilated = make_scratch<Image>(garbage, padded, true);
+    if (const int code = Morphological::Dilate(padded, dilated, iterations)) return morphology_code(code);
+    return morphology_code(ImageToMask(dilated, dst));
+}
+
+}  // namespace Norvane::Utils

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Scaling by a factor. The platform takes ratios of integers; it is reentrant, so no lock is held around it.
+#include "imaging/filter.h"
+#include "imaging/wrapped_image.h"
+#include "model/numbers.h"
+
+namespace Norvane::Filter {
+
+using namespace Utils;
+
+namespace {
+
+constexpr int kUnit = 32768;  // the larger side of the ratio
+constexpr int kBilinear = 1;
+
+struct Ratio {
+    int numerator, denominator;
+    [[nodiscard]] float factor() const {
+        return static_cast<float>(static_cast<double>(numerator) / static_cast<double>(denominator));
+    }
+};
+
+/// The ratio nearest to `factor`; one that is not a number counts as a reduction.
+Ratio ratio_for(float factor) {
+    const auto f = static_cast<double>(factor);
+    if (f > 1.0) return {kUnit, truncate_to<int>(kUnit / f + 0.5)};
+    return {truncate_to<int>(f * kUnit + 0.5), kUnit};
+}
+
+unsigned scaled_offset(unsigned offset, float factor) {
+    return truncate_to<unsigned>(static_cast<double>(offset) * static_cast<double>(factor) + 0.5);
+}
+
+}  // namespace
+
+int Resample(const Image* src, Image* dst, float factor, unsigned decimationBlur) {
+    if (!src || !dst) return kBadArgument;
+    if (src->GetBits() != dst->GetBits() || src->GetFormat() != dst->GetFormat()) return kUnsupportedImage;
+    return call_on(*src, *dst, [=](const IplHeader* from, const IplHeader* to) {
+        const Ratio ratio = ratio_for(factor);
+        const int up = ratio.numerator, down = ratio.denominator, mask = static_cast<int>(decimationBlur);
+        dst->SetPixelSize(src->GetPixelSize() / ratio.factor());
+        dst->SetOffX(scaled_offset(src->GetOffX(), ratio.factor()));
+        dst->SetOffY(scaled_offset(src->GetOffY(), ratio.factor()));
+        if (up > down)
+            iplZoom(from, to, up, down, up, down, kBilinear);
+        else if (decimationBlur != 0)
+            iplDecimateBlur(from, to, up, down, up, down, kBilinear, mask, mask);
+        else
+            iplDecimate(from, to, up, down, up, down, kBilinear);
+    });
+}
+
+}  // namespace Norvane::Filter

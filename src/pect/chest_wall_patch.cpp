@@ -1,0 +1,319 @@
+// SPDX-License-Identifier: Apache-2.0
+// Raises dark tissue next to the chest wall, which the contour search would cut away: the tissue's extent against the
+// wall is measured, a half ellipse laid over it, and every dark pixel inside brought above the noise level.
+#include <norvane/masking.h>
+
+#include "imaging/filter.h"
+#include "imaging/image_copy.h"
+#include "imaging/mask_utils.h"
+#include "model/mask_reader.h"
+#include "model/numbers.h"
+#include "model/pixels.h"
+#include "model/scratch.h"
+#include "model/working_image.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <numbers>
+#include <span>
+#include <vector>
+
+namespace Norvane {
+namespace {
+
+constexpr double kBand = 20000.0;        // micrometres along the field's border that are not counted
+constexpr double kWideBand = 35000.0;    // the same for wide images
+constexpr double kWideImage = 198000.0;  // micrometres across above which an image is wide
+constexpr int kBrightest = 54000;        // from here on it is no tissue
+constexpr int kSparse = 160;             // pixels of a column or row below which the tissue ends
+// Radians (5 degrees): with muscle above it, the breast's densest row lies below the middle of the tissue at the wall.
+constexpr double kTilt = 0.08726646259971647;
+// The ellipse within the extent; its half heights shrink once more in a view with muscle.
+constexpr double kShrink = 0.85;
+constexpr double kShrinkWithMuscle = 0.8;
+constexpr double kShrinkFixedHigh = 0.9;  // both, for BG_FIXED_HIGH
+
+/// Tissue pixels per column and per row.
+struct Profiles {
+    std::vector<int> columns;
+    std::vector<int> rows;
+};
+
+/// Where the tissue touches the wall: `across` is its extent from the wall, in columns.
+struct Extent {
+    std::int64_t across;
+    std::int64_t top, centre, bottom;
+};
+
+/// What the steps ask of the call: image size, side and settings.
+struct Setting {
+    IMAGE_SIDE side;
+    bool muscle_view;
+    bool fixed_high;
+    std::int64_t width, height;
+    unsigned noise_level;
+
+    [[nodiscard]] bool has_wall() const { return side == SIDE_CHEST_LEFT || side == SIDE_CHEST_RIGHT; }
+};
+
+/// The columns between which tissue is counted, and the rows left out at top and bottom.
+struct CountingBounds {
+    std::int64_t left, right;
+    std::int64_t band;
+};
+
+CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE side) {
+    const float pixel_size = image.GetPixelSize();
+    const float across = static_cast<float>(image.GetWidth()) * pixel_size;
+    const bool is_wide = static_cast<double>(across) > kWideImage;
+    const std::int64_t band = pixels_for(is_wide ? kWideBand : kBand, pixel_size);
+    CountingBounds bounds{static_cast<int>(frame.GetMinX()) + band, static_cast<int>(frame.GetMaxX()) - band, band};
+    if (side == SIDE_CHEST_RIGHT) bounds.left += band / 2;
+    if (side == SIDE_CHEST_LEFT) bounds.right -= band / 2;
+    return bounds;
+}
+
+/// Columns first .. end - 1.
+struct Span {
+    std::int64_t first, end;
+};
+
+/// A half ellipse on the wall's side of the bounds: all of them in the middle row, nothing at the image's top and
+/// bottom.
+Span counted_columns(const CountingBounds& bounds, IMAGE_SIDE side, std::int64_t y, double half_height) {
+    const double up = (half_height - static_cast<double>(y)) / half_height;
+    const double reach = std::sqrt(1.0 - up * up) * static_cast<double>(bounds.right - bounds.left);
+    Span span{bounds.left, bounds.right};
+    if (side == SIDE_CHEST_RIGHT) {
+        span.first = truncate_to<std::int64_t>(static_cast<double>(bounds.right) - reach + 0.5);
+    } else if (side == SIDE_CHEST_LEFT) {
+        span.end = truncate_to<std::int64_t>(static_cast<double>(bounds.left) + reach + 0.5);
+    }
+    return span;
+}
+
+Profiles count_tissue(const Image& work, const Mask* frame, const Setting& setting) {
+    Profiles counts{std::vector<int>(work.GetWidth()), std::vector<int>(work.GetHeight())};
+    if (frame == nullptr || MaskReader::is_empty(*frame) || !(work.GetPixelSize() > 0.0F)) return counts;
+    const CountingBounds bounds = counting_bounds(work, *frame, setting.side);
+    if (bounds.right <= bounds.left) return counts;
+
+    const double half_height = static_cast<double>(setting.height) * 0.5;
+    for (std::int64_t y = bounds.band; y < setting.height - bounds.band; ++y) {
+        const Span span = counted_columns(bounds, setting.side, y, half_height);
+        const auto first = static_cast<std::size_t>(std::clamp<std::int64_t>(span.first, 0, setting.width));
+        const auto end = static_cast<std::size_t>(std::clamp<std::int64_t>(span.end, 0, setting.width));
+        const auto row = grey_row(work, static_cast<unsigned>(y));
+        int in_row = 0;
+        for (std::size_t x = first; x < end; ++x) {
+            const int is_tissue = row[x] > setting.noise_level && row[x] < kBrightest ? 1 : 0;
+            counts.columns[x] += is_tissue;
+            in_row += is_tissue;
+        }
+        counts.rows[static_cast<std::size_t>(y)] = in_row;
+    }
+    return counts;
+}
+
+/// The first largest counter; the middle when all are 0.
+std::int64_t peak_of(std::span<const int> counters) {
+    const auto largest = std::ranges::max_element(counters);
+    const auto size = static_cast<std::int64_t>(counters.size());
+    return largest == counters.end() || *largest == 0 ? size / 2 : largest - counters.begin();
+}
+
+/// The first sparse counter from `from` on, upwards or downwards up to `last`, which is looked at; or `otherwise`.
+std::int64_t first_sparse(std::span<const int> counters, std::int64_t from, std::int64_t last, std::int64_t otherwise) {
+    const std::int64_t step = last < from ? -1 : 1;
+    for (std::int64_t i = from; (last - i) * step >= 0; i += step) {
+        if (counters[static_cast<std::size_t>(i)] < kSparse) return i;
+    }
+    return otherwise;
+}
+
+std::int64_t tissue_across(std::span<const int> columns, const Setting& setting) {
+    const std::int64_t peak = peak_of(columns), middle = setting.width / 2;
+    constexpr std::int64_t kNone = -1;
+    std::int64_t edge = kNone;
+    if (setting.side == SIDE_CHEST_LEFT) edge = first_sparse(columns, peak, setting.width - 1, kNone);
+    if (setting.side == SIDE_CHEST_RIGHT) edge = first_sparse(columns, peak, 0, kNone);
+    if (edge == kNone) return middle;
+    return setting.side == SIDE_CHEST_LEFT ? edge : setting.width - edge;
+}
+
+/// With muscle above the breast the centre lies above the densest row, and the region is symmetric about it.
+void place_with_muscle(Extent& extent, std::int64_t peak, std::int64_t frame_top, std::int64_t height) {
+    const auto raise = truncate_to<std::int64_t>(std::tan(kTilt) * static_cast<double>(extent.across) + 0.5);
+    extent.centre = std::max(peak - raise, frame_top);
+    extent.top = 2 * extent.centre - extent.bottom;
+    if (extent.top < frame_top) {
+        extent.top = frame_top;
+        extent.centre = (frame_top + extent.bottom) / 2;
+    } else {
+        extent.top = std::min(extent.top, height / 2);
+    }
+}
+
+/// Symmetry or the same sparse counter on the upper side gives the top.
+Extent tissue_extent(const Profiles& counts, const Setting& setting, std::int64_t frame_top) {
+    const std::int64_t peak = peak_of(counts.rows);
+    Extent extent{tissue_across(counts.columns, setting), 0, peak, 0};
+    extent.bottom = first_sparse(counts.rows, peak, setting.height - 1, setting.height - 1);
+    if (setting.muscle_view && !setting.fixed_high) {
+        place_with_muscle(extent, peak, frame_top, setting.height);
+        return extent;
+    }
+    if (peak > 0) extent.top = first_sparse(counts.rows, peak, 1, 0);
+    if (setting.muscle_view) extent.centre = (extent.bottom + extent.top) / 2;
+    return extent;
+}
+
+bool is_too_small(const Extent& extent, const Setting& setting) {
+    return extent.bottom - extent.top < setting.height / 10 || extent.across < setting.width / 10;
+}
+
+/// Half ellipse on the chest wall, in pixels.
+struct Ellipse {
+    double across, up, down;
+
+    [[nodiscard]] double area() const {
+        return std::numbers::pi * across * up * 0.25 + std::numbers::pi * across * down * 0.25;
+    }
+};
+
+Ellipse ellipse_of(const Extent& extent, const Setting& setting) {
+    const double shrink = setting.fixed_high ? kShrinkFixedHigh : kShrink;
+    const double shrink_down = setting.fixed_high ? kShrinkFixedHigh : kShrinkWithMuscle;
+    Ellipse ellipse{shrink * static_cast<double>(extent.across),
+                    shrink * static_cast<double>(extent.centre - extent.top),
+                    shrink * static_cast<double>(extent.bottom - extent.centre)};
+    if (setting.muscle_view) {
+        ellipse.up *= shrink_down;
+        ellipse.down *= shrink_down;
+    }
+    return ellipse;
+}
+
+/// Raises the dark pixels of one row, the more the nearer to the wall.
+class Raise {
+public:
+    Raise(const Setting& call, float near_wall_factor, std::int64_t centre)
+        : setting(call),
+          noise_level(static_cast<std::uint16_t>(call.noise_level)),
+          near_wall(static_cast<std::uint16_t>(truncate_to<std::int64_t>(
+              static_cast<double>(static_cast<float>(call.noise_level) * near_wall_factor) + 0.5))),
+          centre_column(centre) {}
+
+    /// `reach`: the ellipse's extent from the wall in this row, columns. The number of pixels raised.
+    std::int64_t raise_row(std::span<std::uint16_t> row, double reach) const {
+        std::int64_t raised = 0;
+        for (const Zone& zone : zones_of(reach)) {
+            const std::int64_t end = std::min(zone.columns.end, setting.width);
+            for (std::int64_t x = std::max<std::int64_t>(zone.columns.first, 0); x < end; ++x) {
+                std::uint16_t& p = row[static_cast<std::size_t>(x)];
+                if (p == 0 || p >= noise_level) continue;  // 0 lies outside the frame
+                p = static_cast<std::uint16_t>((zone.keeps_value ? p : 0) + zone.level);
+                ++raised;
+            }
+        }
+        return raised;
+    }
+
+private:
+    struct Zone {
+        Span columns;
+        bool keeps_value;     // adds to the pixel instead of replacing it
+        std::uint16_t level;  // sums wrap at 16 bits
+    };
+
+    /// Next to the wall, the nearer half of the row, and the rest. The near-wall zone goes before the others.
+    [[nodiscard]] std::array<Zone, 3> zones_of(double reach) const {
+        const std::int64_t centre = centre_column;
+        if (setting.side == SIDE_CHEST_LEFT) {
+            const auto end = truncate_to<std::int64_t>(reach + 0.5);
+            const std::int64_t near_end = std::min(centre, end), half_end = std::max(near_end, std::min(end / 2, end));
+            return {Zone{{0, near_end}, true, near_wall}, Zone{{near_end, half_end}, true, noise_level},
+                    Zone{{half_end, end}, false, noise_level}};
+        }
+        const auto outer = truncate_to<std::int64_t>(static_cast<double>(setting.width) - reach + 0.5);
+        const std::int64_t first = outer + 1, middle = (outer + setting.width) / 2;
+        const std::int64_t near_first = std::max(centre + 1, first);
+        const std::int64_t half_first = std::min(near_first, std::max(middle + 1, first));
+        return {Zone{{near_first, setting.width}, true, near_wall}, Zone{{half_first, near_first}, true, noise_level},
+                Zone{{first, half_first}, false, noise_level}};
+    }
+
+    const Setting& setting;
+    std::uint16_t noise_level;
+    std::uint16_t near_wall;
+    std::int64_t centre_column;
+};
+
+/// One half of the ellipse; `direction` is -1 for the half above the centre, whose first row is the one above it.
+std::int64_t raise_half(Image& work, const Raise& raise, const Extent& extent, double across, double down,
+                        std::int64_t direction) {
+    std::int64_t raised = 0;
+    const auto rows = truncate_to<std::int64_t>(down);
+    for (std::int64_t i = 0; i < rows; ++i) {
+        const std::int64_t dy = direction < 0 ? i + 1 : i;
+        const std::int64_t y = extent.centre + direction * dy;
+        if (y < 0 || y >= work.GetHeight()) continue;
+        const auto distance = static_cast<double>(dy);
+        const double q = std::sqrt(1.0 - distance * distance / (down * down));
+        raised += raise.raise_row(grey_row_to_write(work, static_cast<unsigned>(y)), across * q);
+    }
+    return raised;
+}
+
+/// Raises the ellipse; the raised fraction of its area.
+double raise_ellipse(Image& work, const Raise& raise, const Extent& extent, const Ellipse& ellipse) {
+    const std::int64_t raised = raise_half(work, raise, extent, ellipse.across, ellipse.up, -1) +
+                                raise_half(work, raise, extent, ellipse.across, ellipse.down, +1);
+    const double area = ellipse.area();
+    return area == 0.0 ? 0.0 : static_cast<double>(raised) / area;
+}
+
+}  // namespace
+
+double Masking::patch_chestwall(Image* image, Mask* frame, Image*& patched) {
+    if (!is_usable(image)) return 0.0;
+    GarbageList scratch;
+    auto* work = make_scratch<Image>(scratch, image, true);
+    Utils::ImageCopy(image, work);
+    Utils::ApplyMask(work, frame);
+
+    double fraction = 0.0;
+    const bool has_field = frame != nullptr && !MaskReader::is_empty(*frame);
+    if (has_field && !is_padding_class(params.bgNoise)) {
+        const Setting setting{params.side,      params.view == VIEW_PECT, params.bgNoise == BG_FIXED_HIGH,
+                              work->GetWidth(), work->GetHeight(),        backgroundNoiseLevel};
+        const Profiles counts = count_tissue(*work, frame, setting);
+        const Extent extent = tissue_extent(counts, setting, static_cast<int>(frame->GetMinY()));
+        if (setting.has_wall() && !is_too_small(extent, setting)) {
+            const Raise raise(setting, radiusScale, contourState == nullptr ? 0 : contourState->centreColumn);
+            fraction = raise_ellipse(*work, raise, extent, ellipse_of(extent, setting));
+        }
+    }
+    Filter::Blur(work, patched, blurSize, blurSize, blurSize / 2, blurSize / 2);
+    Utils::ApplyMask(patched, frame);
+    return fraction;
+}
+
+void Masking::ChestWallPatch(Image* image, Params p, Image*& patched) {
+    update_params(p);
+    if (!is_usable(image)) return;
+    GarbageList scratch;
+    auto* frame = make_scratch<Mask>(scratch);
+    GenerateFrameMask(image, p, frame, false);
+    auto fresh = std::make_unique<ContourState>();
+    delete contourState;
+    contourState = fresh.release();
+    find_polar_center(image, frame);
+    extract_thresholds(image);
+    patch_chestwall(image, frame, patched);
+}
+
+}  // namespace Norvane

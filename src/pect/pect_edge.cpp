@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: Apache-2.0
+// Edges of the pectoral region: gradients whose direction fits the muscle's border, the strongest of them kept.
+#include <norvane/pect_detect.h>
+
+#include "imaging/filter.h"
+#include "model/mask_reader.h"
+#include "model/numbers.h"
+#include "model/pixels.h"
+#include "model/working_image.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <numbers>
+#include <span>
+
+namespace Norvane {
+namespace {
+
+constexpr int kGreyLevels = 65536;
+constexpr int kHalfX = PectDetect::C_XKERNELSIZE / 2;
+constexpr int kHalfY = PectDetect::C_YKERNELSIZE / 2;
+constexpr int kSteepestAngle = 89;  // degrees; the tangent of the limits must stay finite
+
+/// Columns of a region's row, both ends in; empty when first > last. Signed: a mask may begin left of the region.
+struct Span {
+    std::int64_t first, last;
+};
+
+/// From the first to the last pixel of a mask row, gaps included, in the region's columns.
+Span span_in_region(std::span<const Run> runs, const Image& roi) {
+    const std::int64_t offset = roi.GetOffX();
+    return {runs.front().first - offset, runs.back().last - offset};
+}
+
+/// Gradients are computed for this many neighbouring pixels at once, each with sums of its own, so that every sum keeps
+/// its order while the compiler uses whole vector registers.
+constexpr std::size_t kLanes = 16;
+
+struct Gradients {
+    std::array<float, kLanes> gx{};
+    std::array<float, kLanes> gy{};
+};
+
+/// The region's rows under the kernel as floats, with zeros around the region. A zero adds nothing to a sum, so the
+/// window needs no clipping.
+class KernelWindow {
+public:
+    explicit KernelWindow(const Image& source)
+        : roi(source), padded_width(source.GetWidth() + 2 * kHalfX + kLanes), rows(padded_width * kRows) {}
+
+    /// Centres the window on `y`. Cheapest when y grows by one.
+    void move_to(std::int64_t y) {
+        for (std::int64_t r = std::max(y - kHalfY, loaded_end); r <= y + kHalfY; ++r) load(r);
+        loaded_end = y + kHalfY + 1;
+        for (int i = 0; i < kRows; ++i) window.at(static_cast<std::size_t>(i)) = slot(y - kHalfY + i);
+    }
+
+    /// Weighted sums at the columns x .. x + kLanes - 1 of the centre row: window rows from the top, columns from the
+    /// left, one single-precision product and one sum after the other. `kernel` holds x and y weight of each cell.
+    [[nodiscard]] Gradients gradients_from(std::size_t x, std::span<const float> kernel) const {
+        Gradients sums;
+        for (std::size_t r = 0; r < kRows; ++r) {
+            add_row(window[r].subspan(x).first<kColumns - 1 + kLanes>(),
+                    kernel.subspan(r * 2 * kColumns).first<2 * kColumns>(), sums);
+        }
+        return sums;
+    }
+
+private:
+    static constexpr int kRows = 2 * kHalfY + 1;
+    static constexpr std::size_t kColumns = 2 * kHalfX + 1;
+
+    /// The lanes are the vectorised loop; the cells of the row, unrolled, keep their order inside each lane.
+    static void add_row(std::span<const float, kColumns - 1 + kLanes> pixels,
+                        std::span<const float, 2 * kColumns> weights, Gradients& sums) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            float gx = sums.gx[lane], gy = sums.gy[lane];
+            for (std::size_t column = 0; column < kColumns; ++column) {
+                gx += pixels[lane + column] * weights[2 * column];
+                gy += pixels[lane + column] * weights[2 * column + 1];
+            }
+            sums.gx[lane] = gx;
+            sums.gy[lane] = gy;
+        }
+    }
+
+    std::span<float> slot(std::int64_t y) {
+        const auto i = static_cast<std::size_t>((y + kRows) % kRows);
+        return std::span(rows).subspan(i * padded_width, padded_width);
+    }
+
+    void load(std::int64_t y) {
+        const std::span<float> out = slot(y);
+        if (y < 0 || y >= roi.GetHeight()) {
+            std::ranges::fill(out, 0.0F);
+        } else {
+            const auto grey = grey_row(roi, static_cast<unsigned>(y));
+            std::ranges::transform(grey, out.begin() + kHalfX, [](std::uint16_t p) { return static_cast<float>(p); });
+        }
+    }
+
+    const Image& roi;
+    std::size_t padded_width;
+    std::vector<float> rows;  // a ring of kRows rows
+    std::array<std::span<const float>, kRows> window;
+    std::int64_t loaded_end = -kRows;
+};
+
+/// Which gradients count as an edge of the muscle.
+struct DirectionTest {
+    float kernel_sum;
+    float tan_min, tan_max;
+
+    /// The magnitude of a gradient (its low 16 bits), or 0 when its direction lies outside the limits.
+    [[nodiscard]] std::uint16_t magnitude(float gx, float gy) const {
+        gx /= kernel_sum;
+        gy /= kernel_sum;
+        if (gx == 0.0F) return 0;
+        const float slope = gy / gx;
+        if (!(tan_min < slope && slope < tan_max)) return 0;
+        const float squares = gx * gx + gy * gy;
+        return static_cast<std::uint16_t>(truncate_to<int>(std::sqrt(static_cast<double>(squares))));
+    }
+};
+
+/// Edge magnitudes of one row of the region.
+class EdgeRow {
+public:
+    EdgeRow(const Image& roi, std::int64_t y, unsigned background)
+        : grey(grey_row(roi, static_cast<unsigned>(y))),
+          window_top(grey_row(roi, static_cast<unsigned>(std::max<std::int64_t>(y - kHalfY, 0)))),
+          threshold(background) {}
+
+    void write(const Span& span, const KernelWindow& window, std::span<const float> kernel, const DirectionTest& test,
+               std::span<std::uint16_t> edges) const {
+        for (std::int64_t from = span.first; from <= span.last; from += kLanes) {
+            const std::int64_t end = std::min<std::int64_t>(from + kLanes, span.last + 1);
+            std::int64_t x = from;
+            while (x < end && !is_candidate(x)) ++x;
+            if (x == end) continue;
+            const Gradients sums = window.gradients_from(static_cast<std::size_t>(from), kernel);
+            for (; x < end; ++x) {
+                if (!is_candidate(x)) continue;
+                const auto lane = static_cast<std::size_t>(x - from);
+                edges[static_cast<std::size_t>(x)] = test.magnitude(sums.gx.at(lane), sums.gy.at(lane));
+            }
+        }
+    }
+
+private:
+    /// Background is dark, and next to what was cut off (zero) the kernel would see the cut instead of the muscle.
+    [[nodiscard]] bool is_candidate(std::int64_t x) const {
+        const auto last = static_cast<std::int64_t>(grey.size()) - 1;
+        return grey[static_cast<std::size_t>(x)] >= threshold &&
+               window_top[static_cast<std::size_t>(std::max<std::int64_t>(x - kHalfX, 0))] != 0 &&
+               window_top[static_cast<std::size_t>(std::min(x + kHalfX, last))] != 0;
+    }
+
+    std::span<const std::uint16_t> grey;
+    std::span<const std::uint16_t> window_top;
+    unsigned threshold;
+};
+
+float tangent_of_degrees(int angle) { return static_cast<float>(std::tan(angle * std::numbers::pi / 180.0)); }
+
+bool is_usable_range(int min_angle, int max_angle) {
+    return min_angle >= -kSteepestAngle && min_angle <= kSteepestAngle && max_angle >= -kSteepestAngle &&
+           max_angle <= kSteepestAngle && min_angle < max_angle;
+}
+
+}  // namespace
+
+void PectDetect::get_kernel(int halfX, int halfY, float& sum, std::vector<float>& kernel) {
+    sum = 0.0F;
+    std::size_t cell = 0;
+    for (int dy = -halfY; dy <= halfY; ++dy) {
+        for (int dx = -halfX; dx <= halfX; ++dx, cell += 2) {
+            if (cell + 1 >= kernel.size()) return;  // sized by the caller
+            const auto squares = static_cast<float>(std::int64_t{dx} * dx + std::int64_t{dy} * dy);
+            const bool is_centre = dx == 0 && dy == 0;
+            kernel[cell] = is_centre ? 0.0F : static_cast<float>(dx) / squares;
+            kernel[cell + 1] = is_centre ? 0.0F : static_cast<float>(dy) / squares;
+            sum += std::fabs(kernel[cell]);
+            sum += std::fabs(kernel[cell + 1]);
+        }
+    }
+}
+
+unsigned short PectDetect::get_masked_bkg_threshold(Image* roi, Mask* mask, float fraction) {
+    if (fraction >= 1.0F) return kGreyLevels - 1;
+    if (fraction <= 0.0F) return 1;
+    if (roi == nullptr || mask == nullptr) return 0;
+    mask->SetTargetPixelSize(roi->GetPixelSize());
+
+    std::vector<unsigned> histogram(kGreyLevels);
+    std::uint64_t count = 0;
+    MaskReader rows(*mask);
+    const unsigned height = is_usable(roi) ? roi->GetHeight() : 0;
+    for (unsigned y = 0; y < height; ++y) {
+        const auto runs = rows.row(roi->GetOffY() + y);
+        if (runs.empty()) continue;
+        Span span = span_in_region(runs, *roi);
+        span.first = std::max<std::int64_t>(span.first, 0);
+        span.last = std::clamp<std::int64_t>(span.last, 0, std::int64_t{roi->GetWidth()} - 1);
+        if (span.last < span.first) continue;
+        const auto length = static_cast<std::size_t>(span.last - span.first + 1);
+        count += length;
+        for (const std::uint16_t p : grey_row(*roi, y).subspan(static_cast<std::size_t>(span.first), length)) {
+            ++histogram[p];
+        }
+    }
+
+    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(count) * fraction));
+    std::int64_t sum = 0;
+    for (unsigned level = 0; level < kGreyLevels - 1; ++level) {
+        sum += histogram[level];
+        if (sum >= target) return static_cast<unsigned short>(level);
+    }
+    return kGreyLevels - 1;
+}
+
+unsigned short PectDetect::get_upper_percent_grayvalue(Image* image, float fraction) {
+    if (fraction >= 1.0F) return 1;
+    if (fraction <= 0.0F) return kGreyLevels - 1;
+    const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
+    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(pixels) * fraction));
+    std::vector<int> histogram(kGreyLevels);
+    Filter::ComputeHisto(image, histogram.data(), kGreyLevels);
+    std::int64_t sum = 0;
+    for (unsigned level = kGreyLevels - 1; level > 1; --level) {
+        sum += histogram[level];
+        if (sum >= target) return static_cast<unsigned short>(level);
+    }
+    return 1;
+}
+
+bool PectDetect::get_pect_edge(Image* roi, Image*& edge, Mask* mask, int margin, float edgeFraction, int minAngle,
+                               int maxAngle) {
+    edge = nullptr;
+    if (!is_usable(roi) || mask == nullptr || margin < 0 || !is_usable_range(minAngle, maxAngle)) return false;
+
+    float kernel_sum = 0.0F;
+    std::vector<float> kernel(std::size_t{2} * C_XKERNELSIZE * C_YKERNELSIZE);
+    get_kernel(kHalfX, kHalfY, kernel_sum, kernel);
+    if (kernel_sum < C_ERROR) return false;
+    const DirectionTest test{kernel_sum, tangent_of_degrees(minAngle), tangent_of_degrees(maxAngle)};
+
+    mask->SetTargetPixelSize(roi->GetPixelSize());
+    auto edges = std::make_unique<Image>(roi, true);
+    const unsigned threshold = get_masked_bkg_threshold(roi, mask, C_BKG_PERCENTAGE);
+    KernelWindow window(*roi);
+    MaskReader rows(*mask);
+    const std::int64_t end = std::int64_t{roi->GetHeight()} - margin;
+    for (std::int64_t y = margin; y < end; ++y) {
+        const auto runs = rows.row(roi->GetOffY() + static_cast<unsigned>(y));
+        if (runs.empty()) continue;
+        Span span = span_in_region(runs, *roi);
+        span.first = std::max<std::int64_t>(span.first, margin);
+        span.last = std::min<std::int64_t>(span.last, std::int64_t{roi->GetWidth()} - margin - 1);
+        if (span.first > span.last) continue;
+        window.move_to(y);
+        EdgeRow(*roi, y, threshold)
+            .write(span, window, kernel, test, grey_row_to_write(*edges, static_cast<unsigned>(y)));
+    }
+    Filter::Threshold(edges.get(), get_upper_percent_grayvalue(edges.get(), edgeFraction));
+    edge = edges.release();
+    return true;
+}
+
+}  // namespace Norvane

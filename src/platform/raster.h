@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What the calls of the platform layer have in common: the error status, checks of their headers, rows by sample type.
+#pragma once
+
+#include "platform/ipl.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <span>
+#include <type_traits>
+#include <vector>
+
+namespace Norvane::Platform {
+
+void set_status(int status);
+
+/// Runs the body of a call and keeps the status that it returns. The layer reports a failed allocation as a status.
+template <class Body>
+void run_call(Body body) {
+    try {
+        set_status(body());
+    } catch (const std::bad_alloc&) {
+        set_status(kIplOutOfMemory);
+    }
+}
+
+[[nodiscard]] std::size_t row_bytes(const IplHeader& header);
+[[nodiscard]] bool is_described(const IplHeader* header);                      ///< header, data, and enough of it
+[[nodiscard]] bool are_alike(const IplHeader* src, const IplHeader* dst);      ///< both described, one size and depth
+[[nodiscard]] inline bool is_void(const IplHeader& header) { return header.width == 0 || header.height == 0; }
+
+template <class Sample>
+inline constexpr int kDepthOf =
+    (std::is_integral_v<Sample> && std::is_signed_v<Sample> ? kIplSign : 0) | static_cast<int>(8 * sizeof(Sample));
+
+/// Runs body(Sample{}) for the one of `Samples` that the depth stands for; a depth that is not listed is unsupported.
+template <class... Samples, class Body>
+[[nodiscard]] int for_depth(int depth, Body body) {
+    int status = kIplUnsupported;
+    const auto try_depth = [&](auto sample) {
+        if (depth != kDepthOf<decltype(sample)>) return false;
+        status = body(sample);
+        return true;
+    };
+    (void)(try_depth(Samples{}) || ...);
+    return status;
+}
+
+/// Row `y` of a header whose samples are of type Sample (1-bit rows: unsigned char, eight pixels each).
+template <class Sample>
+[[nodiscard]] std::span<const Sample> row_of(const IplHeader& header, std::size_t y) {
+    const std::size_t bytes = row_bytes(header);
+    return {reinterpret_cast<const Sample*>(header.data + y * bytes), bytes / sizeof(Sample)};
+}
+template <class Sample>
+[[nodiscard]] std::span<Sample> row_to_write(const IplHeader& header, std::size_t y) {
+    const std::size_t bytes = row_bytes(header);
+    return {reinterpret_cast<Sample*>(header.data + y * bytes), bytes / sizeof(Sample)};
+}
+
+/// The source as it was before the call, also where the destination writes over the same pixels.
+class StableSource {
+public:
+    StableSource(const IplHeader& src, const IplHeader& dst);
+    [[nodiscard]] const IplHeader& header() const { return described; }
+
+private:
+    std::vector<unsigned char> pixels;
+    IplHeader described;
+};
+
+/// `v` within the range of Sample.
+template <class Sample, class Wide>
+[[nodiscard]] constexpr Sample saturate(Wide v) {
+    constexpr Wide kLowest = std::numeric_limits<Sample>::min();
+    constexpr Wide kLargest = std::numeric_limits<Sample>::max();
+    return static_cast<Sample>(v < kLowest ? kLowest : v > kLargest ? kLargest : v);
+}
+
+/// floor(sum / divisor + 1/2), exact for every sum and every divisor above 0.
+[[nodiscard]] constexpr std::int64_t divide_half_up(std::int64_t sum, std::int64_t divisor) {
+    std::int64_t quotient = sum / divisor, rest = sum % divisor;
+    if (rest < 0) {
+        rest += divisor;
+        --quotient;
+    }
+    return quotient + (rest >= divisor - rest ? 1 : 0);
+}
+
+}  // namespace Norvane::Platform
