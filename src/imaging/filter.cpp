@@ -114,8 +114,7 @@ int ContrastStretch(Image* image, int firstKey, int keyStep, int* values, int in
 int Norm(Image* image, double* norm) {
     if (!image) return kBadArgument;
     constexpr int kLargestMagnitude = 1;
-    return call_on(*image,
-                   [norm](const IplHeader* header) { *norm = iplNorm(header, nullptr, kLargestMagnitude); });
+    return call_on(*image, [norm](const IplHeader* header) { *norm = iplNorm(header, nullptr, kLargestMagnitude); });
 }
 
 int ComputeHisto(Image* image, int* histogram, int bins) {

@@ -19,14 +19,14 @@ namespace Norvane::Utils {
 
 namespace {
 
-constexpr int kNullMask = 2;          // of the set operations
-constexpr int kWrongDepth = 2;        // of the conversions
-constexpr int kNotBinary = 3;         // of CopyBinaryRegion
-constexpr int kMorphologyFailed = 3;  // whatever failed besides a bad argument
+constexpr int kNullMask = 2;             // of the set operations
+constexpr int kWrongDepth = 2;           // of the conversions
+constexpr int kNotBinary = 3;            // of CopyBinaryRegion
+constexpr int kMorphologyFailed = 3;     // whatever failed besides a bad argument
 constexpr float kUnsetPixelSize = 1.0F;  // a pixel size up to this counts as unset
 
-/// Calls visit(y) for every target row between the bounds of the mask. An empty mask has none, whatever its bounds become
-/// in the target grid.
+/// Calls visit(y) for every target row between the bounds of the mask. An empty mask has none, whatever its bounds
+/// become in the target grid.
 template <class Visit>
 void for_rows_of(const Mask& mask, Visit visit) {
     if (MaskReader::is_empty(mask)) return;
@@ -125,8 +125,8 @@ void set_pixels(std::span<unsigned char> row, std::size_t first, std::size_t las
     row[last / 8] = static_cast<unsigned char>(row[last / 8] | up_to_last);
 }
 
-/// Adds the runs of set pixels of a 1-bit row, padding columns included, to mask row `y`. The added run ends at the first
-/// clear column, or at the width where the row ends first.
+/// Adds the runs of set pixels of a 1-bit row, padding columns included, to mask row `y`. The added run ends at the
+/// first clear column, or at the width where the row ends first.
 void add_set_pixels(Mask& mask, unsigned y, unsigned off_x, std::span<const BitRows::Word> words, std::size_t pixels,
                     std::size_t width) {
     std::size_t first = BitRows::find(words, 0, true);
@@ -162,8 +162,8 @@ int add_margins(const Image& image, const Margins& margins, GarbageList& garbage
     if (std::max(width, height) > std::numeric_limits<unsigned>::max()) throw std::bad_alloc();
     padded = make_scratch<Image>(garbage, image.GetFormat(), 1U, static_cast<unsigned>(width),
                                  static_cast<unsigned>(height), true);
-    const int code = CopyBinaryRegion(&image, padded, 0, 0, margins.left, margins.top, image.GetWidth(),
-                                      image.GetHeight());
+    const int code =
+        CopyBinaryRegion(&image, padded, 0, 0, margins.left, margins.top, image.GetWidth(), image.GetHeight());
     padded->SetOffX(image.GetOffX() - margins.left);
     padded->SetOffY(image.GetOffY() - margins.top);
     return code;

@@ -16,9 +16,8 @@ int repeat(const Image* src, Image* dst, int iterations, const char* too_few, Pl
     if (!src || !dst) return kBadArgument;
     if (src->GetFormat() == FORMAT_FLOAT || src->GetFormat() == FORMAT_SIGNED) return kUnsupportedImage;
     if (iterations < 1) return bad_argument(too_few);
-    return filter_into(*src, *dst, [=](const IplHeader* from, const IplHeader* to) {
-        platform_call(from, to, iterations);
-    });
+    return filter_into(*src, *dst,
+                       [=](const IplHeader* from, const IplHeader* to) { platform_call(from, to, iterations); });
 }
 
 }  // namespace

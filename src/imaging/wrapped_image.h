@@ -20,8 +20,8 @@ public:
     WrappedImage(const WrappedImage&) = delete;
     WrappedImage& operator=(const WrappedImage&) = delete;
 
-    /// Each answers a return code, with the messages that belong to it. Of a source the row length is looked at first. An
-    /// image without a buffer, or of samples that the platform does not know, is a bad argument.
+    /// Each answers a return code, with the messages that belong to it. Of a source the row length is looked at first.
+    /// An image without a buffer, or of samples that the platform does not know, is a bad argument.
     [[nodiscard]] int wrap_source(const Image& image);
     [[nodiscard]] int wrap_destination(const Image& image);
 

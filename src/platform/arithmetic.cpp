@@ -67,12 +67,11 @@ double largest_bit(const IplHeader& header) {
 void iplThreshold(const IplHeader* src, const IplHeader* dst, int threshold) {
     run_call([&] {
         if (!are_alike(src, dst)) return kIplBadArgument;
-        return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t>(
-            src->depth, [&]<class Sample>(Sample) {
-                return map_samples<Sample>(*src, *dst, [threshold](Sample v) {
-                    return v >= threshold ? std::numeric_limits<Sample>::max() : Sample{0};
-                });
+        return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t>(src->depth, [&]<class Sample>(Sample) {
+            return map_samples<Sample>(*src, *dst, [threshold](Sample v) {
+                return v >= threshold ? std::numeric_limits<Sample>::max() : Sample{0};
             });
+        });
     });
 }
 

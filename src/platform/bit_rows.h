@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Rows of 1-bit images as words of 64 pixels, so that whole words are combined, shifted and scanned at once.
 ///
-/// Pixel x of a row is bit 63 - x % 64 of word x / 64: as in the bytes of the row, the most significant bit is leftmost.
+/// Pixel x of a row is bit 63 - x % 64 of word x / 64: as in the bytes of the row, the most significant bit is
+/// leftmost.
 #pragma once
 
 #include <algorithm>

@@ -50,8 +50,9 @@ public:
         for (std::size_t y = 0; y < kReach && y < source.height; ++y) load(y);
     }
 
-    /// Adds up kernel cells times source pixels for row `y`; rows must be asked for in ascending order from 0. The kernel
-    /// is turned by 180 degrees, and its products are added row by row over its cells: floats depend on the order.
+    /// Adds up kernel cells times source pixels for row `y`; rows must be asked for in ascending order from 0. The
+    /// kernel is turned by 180 degrees, and its products are added row by row over its cells: floats depend on the
+    /// order.
     void convolve(std::size_t y, const std::array<Sum, Size * Size>& cells, std::vector<Sum>& sums) {
         if (y + kReach < source.height)
             load(y + kReach);
@@ -152,8 +153,8 @@ void copy_shifted(std::span<const Sum> running, std::int64_t shift, std::span<Su
     std::fill(to.begin() + inside, to.end(), running.back());
 }
 
-/// Sums of the columns over the rows of the box, kept up to date from row to row. The arithmetic is modulo 2^32 or 2^64;
-/// the sums over a whole box fit, so their differences are exact.
+/// Sums of the columns over the rows of the box, kept up to date from row to row. The arithmetic is modulo 2^32 or
+/// 2^64; the sums over a whole box fit, so their differences are exact.
 template <class Sample, class Sum>
 class ColumnSums {
 public:

@@ -61,8 +61,8 @@ struct BoxSize {
     std::int64_t cols, rows;  // at least 1; the anchor is at half of each
 };
 
-/// Box means of integer samples from running sums, which are exact. Sum is an unsigned type and wraps; the sum over a whole
-/// box fits its signed twin, so differences of running sums are right.
+/// Box means of integer samples from running sums, which are exact. Sum is an unsigned type and wraps; the sum over a
+/// whole box fits its signed twin, so differences of running sums are right.
 template <class Sample, class Sum, class SignedSum>
 class BoxMeanRows {
 public:
@@ -172,7 +172,8 @@ private:
             const auto row =
                 row_of<float>(source, static_cast<std::size_t>(std::clamp<std::int64_t>(v, 0, source.height - 1)));
             for (std::int64_t u = left; u < left + box.cols; ++u)
-                sum += static_cast<double>(row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source.width - 1))]);
+                sum += static_cast<double>(
+                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source.width - 1))]);
         }
         return sum / static_cast<double>(box.cols * box.rows);
     }
@@ -214,7 +215,8 @@ Sample to_sample(double v) {
     if constexpr (std::is_floating_point_v<Sample>)
         return static_cast<Sample>(v);
     else if constexpr (std::is_unsigned_v<Sample>)
-        return static_cast<Sample>(static_cast<std::int32_t>(v + 0.5));  // v lies between samples, so truncation is floor
+        return static_cast<Sample>(
+            static_cast<std::int32_t>(v + 0.5));  // v lies between samples, so truncation is floor
     else
         return static_cast<Sample>(std::floor(v + 0.5));
 }

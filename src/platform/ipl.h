@@ -29,8 +29,8 @@ inline constexpr int kIplDepth16S = kIplSign | 16;
 inline constexpr int kIplDepth32S = kIplSign | 32;
 inline constexpr int kIplDepth32F = 32;
 
-/// Describes pixels that belong to somebody else. Rows follow each other without gaps; a 1-bit row begins at a byte, its
-/// leftmost pixel in the most significant bit.
+/// Describes pixels that belong to somebody else. Rows follow each other without gaps; a 1-bit row begins at a byte,
+/// its leftmost pixel in the most significant bit.
 struct IplHeader {
     int depth = kIplDepth8U;
     unsigned width = 0;          ///< pixels
@@ -41,15 +41,15 @@ struct IplHeader {
 
 /// Boundaries and values of a lookup: the interval i is key[i] <= v < key[i + 1].
 struct IplLookupTable {
-    int num = 0;          ///< keys, one more than intervals
-    int* key = nullptr;   ///< num boundaries
-    int* value = nullptr; ///< num - 1 values
+    int num = 0;           ///< keys, one more than intervals
+    int* key = nullptr;    ///< num boundaries
+    int* value = nullptr;  ///< num - 1 values
     int* factor = nullptr;
     int interpolate = 0;  ///< 0: plain lookup; nothing else is offered
 };
 
-/// A header without data, or null. One channel, no alpha channel, pixel-interleaved (0), origin at the top left (0), rows
-/// aligned to 4 bytes, and no region, mask, id or tile record: the other arguments exist for other layers.
+/// A header without data, or null. One channel, no alpha channel, pixel-interleaved (0), origin at the top left (0),
+/// rows aligned to 4 bytes, and no region, mask, id or tile record: the other arguments exist for other layers.
 [[nodiscard]] IplHeader* iplCreateImageHeader(int channels, int alpha_channel, int depth, const char* colour_model,
                                               const char* channel_sequence, int data_order, int origin, int align,
                                               unsigned width, unsigned height, const void* roi, const void* mask,
@@ -59,14 +59,14 @@ void iplDeallocate(IplHeader* header, int mode);
 /// The error status of the calling thread's last call. One per thread: each reads the status of its own call.
 [[nodiscard]] int iplGetErrStatus();
 
-// Neighbourhoods. Beyond the image lie zeros, the constant border that a fresh header has: eroding a mask through the image
-// of its exact bounding box is an erosion only where the outside counts as background.
+// Neighbourhoods. Beyond the image lie zeros, the constant border that a fresh header has: eroding a mask through the
+// image of its exact bounding box is an erosion only where the outside counts as background.
 
-/// Convolution with the predefined kernel 0 .. 10; filter 2 gives left minus right, filter 3 below minus above. All depths
-/// but 1-bit.
+/// Convolution with the predefined kernel 0 .. 10; filter 2 gives left minus right, filter 3 below minus above. All
+/// depths but 1-bit.
 void iplFixedFilter(const IplHeader* src, const IplHeader* dst, int filter);
-/// Mean of the cols x rows box whose cell (anchor_x, anchor_y), counted from its top-left cell, lies on the pixel; always
-/// divided by cols * rows. An anchor outside the box is taken as it is. 8 and 16 bits of both signs, float.
+/// Mean of the cols x rows box whose cell (anchor_x, anchor_y), counted from its top-left cell, lies on the pixel;
+/// always divided by cols * rows. An anchor outside the box is taken as it is. 8 and 16 bits of both signs, float.
 void iplBlur(const IplHeader* src, const IplHeader* dst, int cols, int rows, int anchor_x, int anchor_y);
 /// `iterations` times the 3 x 3 maximum or minimum. Unsigned 1, 8 and 16 bits.
 void iplDilate(const IplHeader* src, const IplHeader* dst, int iterations);
@@ -83,21 +83,21 @@ void iplMultiplyS(const IplHeader* src, const IplHeader* dst, int factor);
 /// Float product. Float.
 void iplMultiplySFP(const IplHeader* src, const IplHeader* dst, float factor);
 
-/// Replaces v by the low bits of the value of its interval; a v outside all keys stays. Low bits, not saturation: for an
-/// inverted 12-bit image, k * (65535 - v) modulo 65536 is exactly k * (4095 - v). Unsigned 8 and 16 bits.
+/// Replaces v by the low bits of the value of its interval; a v outside all keys stays. Low bits, not saturation: for
+/// an inverted 12-bit image, k * (65535 - v) modulo 65536 is exactly k * (4095 - v). Unsigned 8 and 16 bits.
 void iplContrastStretch(const IplHeader* src, const IplHeader* dst, IplLookupTable** table);
 /// Sets value[i] to the number of samples in interval i. Unsigned 8 and 16 bits.
 void iplComputeHisto(const IplHeader* src, IplLookupTable** table);
 
 // Scaling. Destination pixel (x, y) takes the source position (x * x_src / x_dst, y * y_src / y_dst), pixel centres at
-// whole coordinates, bilinear (interpolation 1) between its four neighbours. The outermost row and column repeat outwards:
-// zeros would darken the border of every scaled image. 8 and 16 bits of both signs, float.
+// whole coordinates, bilinear (interpolation 1) between its four neighbours. The outermost row and column repeat
+// outwards: zeros would darken the border of every scaled image. 8 and 16 bits of both signs, float.
 
 void iplZoom(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src, int interpolation);
 void iplDecimate(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
                  int interpolation);
-/// The same on the source blurred by an x_mask x y_mask box with its anchor at (x_mask / 2, y_mask / 2). The box means are
-/// not rounded before the interpolation. A mask size below 1 counts as 1.
+/// The same on the source blurred by an x_mask x y_mask box with its anchor at (x_mask / 2, y_mask / 2). The box means
+/// are not rounded before the interpolation. A mask size below 1 counts as 1.
 void iplDecimateBlur(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
                      int interpolation, int x_mask, int y_mask);
 

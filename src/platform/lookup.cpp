@@ -49,8 +49,8 @@ std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     return stretched;
 }
 
-/// counts[v]: the samples below v. Neighbours are often equal, and two tables in turn keep one count from waiting for the
-/// other.
+/// counts[v]: the samples below v. Neighbours are often equal, and two tables in turn keep one count from waiting for
+/// the other.
 template <class Sample>
 std::vector<std::size_t> counts_below(const IplHeader& header) {
     std::array<std::vector<std::uint32_t>, 2> counts;

@@ -17,12 +17,16 @@ using BitRows::Word;
 
 struct Largest {
     template <class Cell>
-    Cell operator()(Cell a, Cell b) const { return std::max(a, b); }
+    Cell operator()(Cell a, Cell b) const {
+        return std::max(a, b);
+    }
     Word operator()(Word a, Word b) const { return a | b; }
 };
 struct Smallest {
     template <class Cell>
-    Cell operator()(Cell a, Cell b) const { return std::min(a, b); }
+    Cell operator()(Cell a, Cell b) const {
+        return std::min(a, b);
+    }
     Word operator()(Word a, Word b) const { return a & b; }
 };
 

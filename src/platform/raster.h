@@ -27,13 +27,13 @@ void run_call(Body body) {
 }
 
 [[nodiscard]] std::size_t row_bytes(const IplHeader& header);
-[[nodiscard]] bool is_described(const IplHeader* header);                      ///< header, data, and enough of it
-[[nodiscard]] bool are_alike(const IplHeader* src, const IplHeader* dst);      ///< both described, one size and depth
+[[nodiscard]] bool is_described(const IplHeader* header);                  ///< header, data, and enough of it
+[[nodiscard]] bool are_alike(const IplHeader* src, const IplHeader* dst);  ///< both described, one size and depth
 [[nodiscard]] inline bool is_void(const IplHeader& header) { return header.width == 0 || header.height == 0; }
 
 template <class Sample>
-inline constexpr int kDepthOf =
-    (std::is_integral_v<Sample> && std::is_signed_v<Sample> ? kIplSign : 0) | static_cast<int>(8 * sizeof(Sample));
+inline constexpr int kDepthOf = (std::is_integral_v<Sample> && std::is_signed_v<Sample> ? kIplSign : 0) |
+                                static_cast<int>(8 * sizeof(Sample));
 
 /// Runs body(Sample{}) for the one of `Samples` that the depth stands for; a depth that is not listed is unsupported.
 template <class... Samples, class Body>

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/builders.h"
+
+#include "imaging/filter.h"
+#include "imaging/mask_utils.h"
+#include "model/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <set>
+
+namespace Norvane::Tests {
+namespace {
+
+struct Patch {
+    double fraction = 0.0;
+    std::vector<std::uint16_t> pixels;
+};
+
+/// The patch by its definition: every pixel of the image is asked whether it is counted, and whether it is raised.
+/// `image` is already cut to the frame; the result is not blurred.
+Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
+    const int w = static_cast<int>(image.GetWidth()), h = static_cast<int>(image.GetHeight());
+    const int side = m.params.side, level = m.backgroundNoiseLevel, frame_top = static_cast<int>(frame.GetMinY());
+    const bool muscle = m.params.view == VIEW_PECT, high = m.params.bgNoise == BG_FIXED_HIGH;
+    const double ps = static_cast<double>(image.GetPixelSize());
+    Patch patch{0.0, pixels_of(image)};
+    const auto at = [&](int x, int y) -> std::uint16_t& {
+        return patch.pixels[static_cast<std::size_t>(y) * image.GetWidth() + static_cast<std::size_t>(x)];
+    };
+
+    const int band = truncate_to<int>(
+        (static_cast<double>(static_cast<float>(w) * image.GetPixelSize()) > 198000.0 ? 35000.0 : 20000.0) / ps + 0.5);
+    const int left = static_cast<int>(frame.GetMinX()) + band + (side == 0 ? band / 2 : 0);
+    const int right = static_cast<int>(frame.GetMaxX()) - band - (side == 1 ? band / 2 : 0);
+    std::vector<int> columns(static_cast<std::size_t>(w)), rows(static_cast<std::size_t>(h));
+    for (int y = band; y < h - band; ++y) {
+        const double v = (h * 0.5 - y) / (h * 0.5), reach = std::sqrt(1 - v * v) * (right - left);
+        for (int x = 0; x < w && right > left; ++x) {
+            if (x < (side == 0 ? truncate_to<int>(right - reach + 0.5) : left)) continue;
+            if (x >= (side == 1 ? truncate_to<int>(left + reach + 0.5) : right)) continue;
+            if (at(x, y) <= level || at(x, y) >= 54000) continue;
+            ++columns[static_cast<std::size_t>(x)];
+            ++rows[static_cast<std::size_t>(y)];
+        }
+    }
+    const auto peak = [](const std::vector<int>& v) {
+        const auto top = std::ranges::max_element(v);
+        return static_cast<int>(*top == 0 ? static_cast<long>(v.size()) / 2 : top - v.begin());
+    };
+    int extent = w / 2, bottom = h - 1;
+    for (int x = peak(columns); x >= 0 && x < w; x += side == 1 ? 1 : -1) {
+        if (columns[static_cast<std::size_t>(x)] >= 160) continue;
+        extent = side == 1 ? x : w - x;
+        break;
+    }
+    const int peak_row = peak(rows);
+    for (int y = h - 1; y >= peak_row; --y) bottom = rows[static_cast<std::size_t>(y)] < 160 ? y : bottom;
+    int top = 0, centre = peak_row;
+    if (muscle && !high) {
+        centre = std::max(peak_row - truncate_to<int>(std::tan(0.08726646259971647) * extent + 0.5), frame_top);
+        top = 2 * centre - bottom;
+        if (top < frame_top) {
+            top = frame_top;
+            centre = (frame_top + bottom) / 2;
+        } else {
+            top = std::min(top, h / 2);
+        }
+    } else {
+        for (int y = 1; y <= peak_row; ++y) top = rows[static_cast<std::size_t>(y)] < 160 ? y : top;
+        if (muscle) centre = (bottom + top) / 2;
+    }
+    if (bottom - top < h / 10 || extent < w / 10 || side < 0 || side > 1) return patch;
+
+    const double a = high ? 0.9 : 0.85, b = !muscle ? 1.0 : high ? 0.9 : 0.8;
+    const double across = a * extent, up = a * (centre - top) * b, down = a * (bottom - centre) * b;
+    int raised = 0;
+    for (int y = 0; y < h; ++y) {
+        const double half = y < centre ? up : down, dy = std::abs(y - centre);
+        if (y < centre ? y < centre - static_cast<int>(up) : y >= centre + static_cast<int>(down)) continue;
+        const double width = across * std::sqrt(1 - dy * dy / (half * half));
+        const int n = truncate_to<int>(width + 0.5), s0 = truncate_to<int>(w - width + 0.5);
+        for (int x = 0; x < w; ++x) {
+            if (side == 1 ? x >= n : x <= s0) continue;
+            std::uint16_t& p = at(x, y);
+            if (p == 0 || p >= level) continue;
+            const int wall = m.contourState->centreColumn, middle = side == 1 ? n / 2 : (s0 + w) / 2;
+            const int near = truncate_to<int>(static_cast<double>(static_cast<float>(level) * 1.12F) + 0.5);
+            p = static_cast<std::uint16_t>((side == 1 ? x < wall : x > wall)       ? p + near
+                                           : (side == 1 ? x < middle : x > middle) ? p + level
+                                                                                   : level);
+            ++raised;
+        }
+    }
+    const double area = 3.141592653589793 * across * up * 0.25 + 3.141592653589793 * across * down * 0.25;
+    patch.fraction = area == 0 ? 0.0 : raised / area;
+    return patch;
+}
+
+TEST(ChestWallPatch, EqualsItsDefinition) {
+    Random random(8);
+    std::multiset<int> raised;
+    for (int round = 0; round < 60; ++round) {
+        OpenMasking m;
+        m.params.side = static_cast<IMAGE_SIDE>(random.chance(10) ? 2 : random.between(0, 1));
+        m.params.view = static_cast<IMAGE_VIEW>(random.between(0, 1));
+        m.params.bgNoise = random.chance(3) ? BG_FIXED_HIGH : BG_AUTO;
+        m.backgroundNoiseLevel = static_cast<unsigned short>(random.chance(8) ? 65535 : random.between(1000, 40000));
+        m.blurSize = 1;  // shows the image as it was patched
+        m.contourState = new ContourState;
+        const unsigned width = 300 + random.below(100), height = 400 + random.below(200);
+        m.contourState->centreColumn = static_cast<unsigned short>(random.below(random.chance(4) ? 65536 : width));
+        const unsigned bright = m.backgroundNoiseLevel + random.below(20000), holes = 2 + random.below(9),
+                       lit = width / 3 + random.below(width), low = random.below(height / 3);
+        const auto image = grey_image(
+            width, height,
+            [&](unsigned x, unsigned y) {
+                const bool is_lit = (m.params.side == 1 ? x < lit : x + lit > width) && y > low && y < height - low;
+                return is_lit && !random.chance(holes) ? bright : random.below(random.chance(100) ? 65536 : 9000);
+            },
+            800.0F);  // coarse, so that small images have room between the bands
+        Mask frame = rectangle(random.below(20), width - 1 - random.below(20), random.below(30),
+                               height - 1 - random.below(30), 800.0F);
+
+        const auto masked = grey_image(
+            width, height, [&](unsigned x, unsigned y) { return frame.HitTest(x, y) ? grey(*image, x, y) : 0U; },
+            800.0F);
+        const Patch expected = plain_patch(*masked, frame, m);
+        const auto out = grey_image(width, height);
+        Image* patched = out.get();
+        EXPECT_EQ(expected.fraction, m.patch_chestwall(image.get(), &frame, patched)) << round;
+        EXPECT_EQ(expected.pixels, pixels_of(*out)) << round;
+        raised.insert(expected.fraction == 0.0 ? 0 : m.params.side == 0 ? 1 : 2);
+    }
+    for (const int kind : {0, 1, 2}) EXPECT_GT(raised.count(kind), 5U) << kind;
+}
+
+TEST(ChestWallPatch, PaddingClassesAreOnlyBlurredAndCut) {
+    const auto image = grey_image(200, 240, [](unsigned x, unsigned y) { return 100 + x * y % 3000; });
+    Mask frame = rectangle(10, 180, 20, 200);
+    const auto masked =
+        grey_image(200, 240, [&](unsigned x, unsigned y) { return frame.HitTest(x, y) ? grey(*image, x, y) : 0U; });
+    for (const BG_NOISE noise : {BG_MG, BG_MG_RAW, BG_GIVEN_LEVEL, BG_MG_RAW_2, BG_MG_RAW_3}) {
+        OpenMasking m;
+        m.params.side = SIDE_CHEST_LEFT;
+        m.params.bgNoise = noise;
+        m.background_noise_updated();
+        const auto out = grey_image(200, 240), expected = grey_image(200, 240);
+        Image* patched = out.get();
+        EXPECT_EQ(0.0, m.patch_chestwall(image.get(), &frame, patched));
+        Filter::Blur(masked.get(), expected.get(), m.blurSize, m.blurSize, m.blurSize / 2, m.blurSize / 2);
+        Utils::ApplyMask(expected.get(), &frame);
+        EXPECT_EQ(pixels_of(*expected), pixels_of(*out)) << noise;
+    }
+}
+
+TEST(ChestWallPatch, MissingThingsAreGuarded) {
+    const auto image = grey_image(120, 160, [](unsigned x, unsigned) { return 500 + x; });
+    Masking::Params params;
+    params.side = SIDE_CHEST_LEFT;
+    params.view = VIEW_PECT;
+    Image* none = nullptr;
+    Image small(FORMAT_UNSIGNED, 16U, 3, 3, true), no_buffer(FORMAT_UNSIGNED, 16U, 120, 160, false), *small_at = &small;
+    OpenMasking m;
+    m.ChestWallPatch(image.get(), params, none);
+    EXPECT_EQ(nullptr, none);
+    ASSERT_NE(nullptr, m.contourState);
+    EXPECT_EQ(80, m.contourState->centreRow);
+    m.ChestWallPatch(image.get(), params, small_at);
+    EXPECT_EQ(3U, small.GetWidth());
+
+    OpenMasking untouched;
+    for (Image* unusable : {none, &no_buffer}) {
+        untouched.ChestWallPatch(unusable, params, small_at);
+        EXPECT_EQ(VIEW_PECT, untouched.params.view);
+        EXPECT_EQ(nullptr, untouched.contourState);
+        EXPECT_EQ(0.0, untouched.patch_chestwall(unusable, nullptr, small_at));
+    }
+    Mask empty;
+    for (Mask* frame : {&empty, static_cast<Mask*>(nullptr)}) {
+        const auto out = grey_image(120, 160);
+        Image* patched = out.get();
+        EXPECT_EQ(0.0, m.patch_chestwall(image.get(), frame, patched));
+    }
+    for (const float pixel_size : {0.0F, -1.0F, NAN, 1e-20F, INFINITY}) {
+        image->SetPixelSize(pixel_size);
+        Mask frame = mask_of({{0, 0, 0xFFFFFFFF}, {0xFFFFFFFF, 7, 9}});
+        const auto out = grey_image(120, 160);
+        Image* patched = out.get();
+        m.patch_chestwall(image.get(), &frame, patched);
+    }
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/builders.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace Norvane::Tests {
+namespace {
+
+TEST(PectKernel, WeightsAndNormaliserAreExact) {
+    OpenPectDetect detector;
+    std::vector<float> kernel(162);
+    float sum = 0.0F;
+    detector.get_kernel(4, 4, sum, kernel);
+    EXPECT_EQ(34.73653030395508, static_cast<double>(sum));
+    EXPECT_EQ(-0.125F, kernel[0]);  // (-4, -4)
+    EXPECT_EQ(0.0F, kernel[80]);    // the centre
+    EXPECT_EQ(0.0F, kernel[81]);
+    EXPECT_EQ(4.0F / 25.0F, kernel[142]);  // (4, 3)
+    EXPECT_EQ(3.0F / 25.0F, kernel[143]);
+}
+
+TEST(PectPercentiles, LimitsOfTheTwoAreTheReverse) {
+    OpenPectDetect detector;
+    const auto image = grey_image(10, 10, [](unsigned x, unsigned y) { return 100 + y * 10 + x; });
+    Mask mask = rectangle(0, 9, 0, 9);
+    EXPECT_EQ(65535, detector.get_masked_bkg_threshold(image.get(), &mask, 1.0F));
+    EXPECT_EQ(1, detector.get_masked_bkg_threshold(image.get(), &mask, 0.0F));
+    EXPECT_EQ(1, detector.get_upper_percent_grayvalue(image.get(), 1.0F));
+    EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(image.get(), 0.0F));
+    EXPECT_EQ(123, detector.get_masked_bkg_threshold(image.get(), &mask, 0.24F));  // the 24th smallest
+    EXPECT_EQ(192, detector.get_upper_percent_grayvalue(image.get(), 0.08F));      // 7.9999998 as a float is 8
+    const auto black = grey_image(20, 20);
+    EXPECT_EQ(1, detector.get_upper_percent_grayvalue(black.get(), 0.5F));
+    const auto tiny = grey_image(4, 3);
+    EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(tiny.get(), 0.08F));  // a target of no pixel
+}
+
+/// First and last masked column of each row of the region, gaps included, in the region's columns.
+std::map<unsigned, std::pair<int, int>> spans_in(const Image& roi, const Mask& mask) {
+    std::map<unsigned, std::pair<int, int>> spans;
+    for (const RowRun& r : runs_of(mask)) {
+        if (r.row < roi.GetOffY() || r.row - roi.GetOffY() >= roi.GetHeight()) continue;
+        const int off_x = static_cast<int>(roi.GetOffX()), last = static_cast<int>(r.last) - off_x;
+        spans.try_emplace(r.row - roi.GetOffY(), static_cast<int>(r.first) - off_x, last).first->second.second = last;
+    }
+    return spans;
+}
+
+/// The darkest 24 % end here, by sorting. A span left of the region counts its column 0.
+unsigned plain_background(const Image& roi, const Mask& mask) {
+    std::vector<unsigned> values;
+    for (const auto& [row, span] : spans_in(roi, mask)) {
+        const int end = std::clamp(span.second, 0, static_cast<int>(roi.GetWidth()) - 1);
+        for (int x = std::max(span.first, 0); x <= end; ++x) values.push_back(grey(roi, static_cast<unsigned>(x), row));
+    }
+    std::ranges::sort(values);
+    const auto target = static_cast<std::size_t>(static_cast<float>(values.size()) * 0.24F);
+    return target == 0 ? 0 : values[target - 1];
+}
+
+/// Edge magnitude of one pixel as its definition says it, with a clipped window.
+unsigned plain_magnitude(const Image& roi, int x, int y, float kernel_sum, float tan_min, float tan_max) {
+    const int w = static_cast<int>(roi.GetWidth()), h = static_cast<int>(roi.GetHeight());
+    const auto at = [&](int cx, int cy) { return grey(roi, static_cast<unsigned>(cx), static_cast<unsigned>(cy)); };
+    const int top = std::max(y - 4, 0), left = std::max(x - 4, 0), right = std::min(x + 4, w - 1);
+    if (at(left, top) == 0 || at(right, top) == 0) return 0;
+    float gx = 0.0F, gy = 0.0F;
+    for (int cy = top; cy <= std::min(y + 4, h - 1); ++cy) {
+        for (int cx = left; cx <= right; ++cx) {
+            const int dx = cx - x, dy = cy - y;
+            if (dx == 0 && dy == 0) continue;
+            const auto squares = static_cast<float>(dx * dx + dy * dy), p = static_cast<float>(at(cx, cy));
+            gx += p * (static_cast<float>(dx) / squares);
+            gy += p * (static_cast<float>(dy) / squares);
+        }
+    }
+    gx /= kernel_sum;
+    gy /= kernel_sum;
+    if (gx == 0.0F || !(tan_min < gy / gx) || !(gy / gx < tan_max)) return 0;
+    return static_cast<unsigned>(std::sqrt(static_cast<double>(gx * gx + gy * gy))) & 0xFFFFU;
+}
+
+TEST(PectEdge, EqualsThePlainDefinition) {
+    Random random(5);
+    OpenPectDetect detector;
+    for (int round = 0; round < 60; ++round) {
+        const unsigned width = 12 + random.below(40), height = 11 + random.below(25);
+        const bool coarse = random.chance(3);  // few grey levels and zeros: gradients exactly on the limits
+        const auto roi = grey_image(width, height, [&](unsigned x, unsigned y) {
+            return coarse ? random.below(4) : 500 * ((x + y) / 7) + random.below(random.chance(50) ? 1 : 3000);
+        });
+        roi->SetOffX(random.below(30));
+        roi->SetOffY(random.below(10));
+        Mask mask = random.chance(2) ? rectangle(3, 60, 2, 40) : random_mask(random, 60, 45);
+        const int margin = random.between(0, 6), low = random.between(-89, 88), high = random.between(low + 1, 89);
+        const float fraction = random.chance(2) ? 1.0F : 0.08F;
+
+        float sum = 0.0F;
+        std::vector<float> kernel(162);
+        detector.get_kernel(4, 4, sum, kernel);
+        const auto tangent = [](int a) { return static_cast<float>(std::tan(a * 3.141592653589793 / 180)); };
+        const unsigned background = plain_background(*roi, mask);
+        EXPECT_EQ(background, detector.get_masked_bkg_threshold(roi.get(), &mask, 0.24F)) << round;
+        auto plain = grey_image(width, height);
+        for (const auto& [row, span] : spans_in(*roi, mask)) {
+            const int y = static_cast<int>(row);
+            if (y < margin || y >= static_cast<int>(height) - margin) continue;
+            for (int x = std::max(span.first, margin); x <= std::min(span.second, static_cast<int>(width) - margin - 1);
+                 ++x) {
+                const auto column = static_cast<unsigned>(x);
+                if (grey(*roi, column, row) < background) continue;
+                set_grey(*plain, column, row, plain_magnitude(*roi, x, y, sum, tangent(low), tangent(high)));
+            }
+        }
+        const unsigned kept_from = detector.get_upper_percent_grayvalue(plain.get(), fraction);
+        std::vector<std::uint16_t> expected = pixels_of(*plain);
+        for (std::uint16_t& p : expected) p = p >= kept_from ? 65535 : 0;
+
+        Image* edge = nullptr;
+        ASSERT_TRUE(detector.get_pect_edge(roi.get(), edge, &mask, margin, fraction, low, high));
+        const std::unique_ptr<Image> owned(edge);
+        EXPECT_EQ(expected, pixels_of(*edge)) << round;
+        EXPECT_EQ(roi->GetOffX(), edge->GetOffX());
+        EXPECT_EQ(228.0F, edge->GetPixelSize());
+    }
+}
+
+TEST(PectEdge, RefusesBadArgumentsAndLeavesNoImage) {
+    OpenPectDetect detector;
+    const auto roi = grey_image(30, 30);
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false);
+    Mask mask = rectangle(0, 29, 0, 29);
+    struct Refusal {
+        Image* roi;
+        Mask* mask;
+        int margin, low, high;
+    };
+    for (const Refusal& r : {Refusal{nullptr, &mask, 5, 0, 60}, Refusal{roi.get(), nullptr, 5, 0, 60},
+                             Refusal{&no_buffer, &mask, 5, 0, 60}, Refusal{roi.get(), &mask, -1, 0, 60},
+                             Refusal{roi.get(), &mask, 5, 60, 60}, Refusal{roi.get(), &mask, 5, -90, 60},
+                             Refusal{roi.get(), &mask, 5, 0, 90}}) {
+        Image* edge = roi.get();
+        EXPECT_FALSE(detector.get_pect_edge(r.roi, edge, r.mask, r.margin, 0.08F, r.low, r.high));
+        EXPECT_EQ(nullptr, edge);
+    }
+    Mask nothing;
+    Image* edge = nullptr;
+    ASSERT_TRUE(detector.get_edge(roi.get(), &nothing, SIDE_CHEST_LEFT, edge));  // no edge pixel is no failure
+    EXPECT_EQ(std::vector<std::uint16_t>(900), pixels_of(*edge));
+    delete edge;
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

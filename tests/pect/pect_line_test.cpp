@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/builders.h"
+
+#include "model/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace Norvane::Tests {
+namespace {
+
+struct Line {
+    bool found = false;
+    float rho = -1.0F, theta = -1.0F;
+    std::unique_ptr<Image> counters;
+};
+
+Line hough(Image& edge, float from, float to) {
+    OpenPectDetect detector;
+    Line line;
+    Image* counters = nullptr;
+    line.found = detector.hough_transform(&edge, from, to, line.rho, line.theta, counters);
+    line.counters.reset(counters);
+    return line;
+}
+
+/// Votes counted pixel by pixel, each with a row term summed anew.
+std::vector<std::uint16_t> plain_votes(const Image& edge, float from, unsigned angles, unsigned bins) {
+    std::vector<std::uint16_t> votes(std::size_t{angles} * bins);
+    for (unsigned a = 0; a < angles; ++a) {
+        const auto theta =
+            static_cast<float>(static_cast<double>(from) * 3.141592653589793 / 180 + a * 3.141592653589793 / 180);
+        const float s = static_cast<float>(std::sin(static_cast<double>(theta))) / 5.0F;
+        const float c = static_cast<float>(std::cos(static_cast<double>(theta))) / 5.0F;
+        for (unsigned y = 0; y < edge.GetHeight(); ++y) {
+            float term = 0.0F;
+            for (unsigned i = 0; i < y; ++i) term += s;
+            for (unsigned x = 0; x < edge.GetWidth(); ++x) {
+                if (grey(edge, x, y) == 0) continue;
+                const double bin = std::floor(static_cast<double>(static_cast<float>(x) * c + term));
+                if (bin >= 0 && bin < bins) ++votes[static_cast<std::size_t>(bin) * angles + a];
+            }
+        }
+    }
+    return votes;
+}
+
+TEST(Hough, CountersAndPeakEqualThePlainDefinition) {
+    Random random(3);
+    for (int round = 0; round < 30; ++round) {
+        const unsigned width = 1 + random.below(90), height = 1 + random.below(70);
+        const auto edge =
+            grey_image(width, height, [&](unsigned, unsigned) { return random.chance(12) ? 65535U : 0U; });
+        const auto from = static_cast<float>(random.between(-170, 90)) / (random.chance(2) ? 2.0F : 3.0F);
+        const Line line = hough(*edge, from, from + static_cast<float>(random.between(0, 60)));
+        ASSERT_TRUE(line.found);
+        const unsigned angles = line.counters->GetWidth(), bins = line.counters->GetHeight();
+        EXPECT_EQ(truncate_to<unsigned>(std::sqrt(static_cast<double>(width * width + height * height)) / 5 + 0.5),
+                  bins);
+        const auto expected = plain_votes(*edge, from, angles, bins);
+        ASSERT_EQ(expected, pixels_of(*line.counters)) << round;
+        std::size_t best = 0;
+        for (std::size_t i = 1; i < expected.size(); ++i) best = expected[i] > expected[best] ? i : best;
+        const auto bin = angles == 0 ? 0 : best / angles, angle = angles == 0 ? 0 : best % angles;
+        EXPECT_EQ(static_cast<float>(bin) * 5.0F, line.rho);
+        EXPECT_EQ(static_cast<float>(static_cast<double>(angle) * 3.141592653589793 / 180 +
+                                     static_cast<double>(from) * 3.141592653589793 / 180),
+                  line.theta);
+    }
+}
+
+TEST(Hough, SizesTiesAndEmptyInput) {
+    const auto blank = grey_image(100, 100);
+    const Line nothing = hough(*blank, -50.0F, -5.0F);
+    ASSERT_TRUE(nothing.found);
+    EXPECT_EQ(45U, nothing.counters->GetWidth());
+    EXPECT_EQ(28U, nothing.counters->GetHeight());
+    EXPECT_EQ(0.0F, nothing.rho);
+    EXPECT_EQ(static_cast<float>(-50.0 * 3.141592653589793 / 180), nothing.theta);
+    EXPECT_EQ(45U, hough(*blank, 5.0F, 50.0F).counters->GetWidth());
+
+    const auto dot = grey_image(1, 1, [](unsigned, unsigned) { return 1; });  // no distance bin at all
+    EXPECT_TRUE(hough(*dot, 5.0F, 50.0F).found);
+    EXPECT_EQ(0.0F, hough(*dot, 5.0F, 50.0F).rho);
+    EXPECT_TRUE(hough(*dot, 50.0F, std::numeric_limits<float>::quiet_NaN()).found);
+
+    Image empty(FORMAT_UNSIGNED, 16U, 0, 7, true);
+    EXPECT_FALSE(hough(empty, 5.0F, 50.0F).found);
+}
+
+TEST(Hough, CountersWrapAt16Bits) {
+    const auto strip = grey_image(5, 14000, [](unsigned, unsigned) { return 1; });
+    const Line line = hough(*strip, 0.0F, 1.0F);  // an upright line: all 70,000 pixels in bin 0
+    EXPECT_EQ(70000U - 65536U, grey(*line.counters, 0, 0));
+}
+
+TEST(PectLine, OnlyAWallOnTheLeftTakesTheMiddleOfTheBin) {
+    OpenPectDetect detector;
+    const auto blank = grey_image(50, 50);
+    struct Case {
+        int side;
+        float rho;
+        double degrees;
+    };
+    for (const Case& c : {Case{1, 2.5F, 5.0}, Case{0, 0.0F, -50.0}, Case{7, 0.0F, 5.0}}) {
+        float rho = -1.0F, theta = -1.0F;
+        ASSERT_TRUE(detector.get_line(blank.get(), static_cast<IMAGE_SIDE>(c.side), rho, theta));
+        EXPECT_EQ(c.rho, rho);
+        EXPECT_EQ(static_cast<float>(c.degrees * 3.141592653589793 / 180), theta);
+    }
+}
+
+TEST(PectMaskRows, RunFromTheWallToTheLine) {
+    struct Case {
+        const char* why;
+        int side;
+        float rho;
+        unsigned dx;
+        std::vector<RowRun> rows;  // of the bound mask's rows 7 and 8; its last row 9 gets none
+    };
+    // An upright line (theta 0) in an image of 20 x 10 at (100, 5); the bound mask covers 98 .. 130.
+    const std::vector<Case> cases{
+        {"rounded half up", 1, 3.5F, 2, {{7, 100, 106}, {8, 100, 106}}},
+        {"clipped to the last column", 1, 40.0F, 0, {{7, 100, 119}, {8, 100, 119}}},
+        {"on column 0", 1, -2.0F, 2, {{7, 100, 100}, {8, 100, 100}}},
+        {"left of the image", 1, -2.25F, 2, {}},
+        {"from the line to the bound mask", 0, 3.5F, 2, {{7, 106, 130}, {8, 106, 130}}},
+        {"clipped to column 0", 0, -9.0F, 2, {{7, 100, 130}, {8, 100, 130}}},
+        {"right of the image", 0, 17.25F, 2, {}},
+        {"another side is like right", 5, 17.0F, 2, {{7, 119, 130}, {8, 119, 130}}},
+    };
+    for (const Case& c : cases) {
+        OpenPectDetect detector;
+        detector.imageSide = static_cast<IMAGE_SIDE>(c.side);
+        const auto image = grey_image(20, 10);
+        image->SetOffX(100);
+        image->SetOffY(5);
+        Mask bound = rectangle(98, 130, 7, 9), pect;
+        float rho = c.rho, theta = 0.0F;
+        EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, c.dx, 2));
+        EXPECT_EQ(c.rows, runs_of(pect)) << c.why;
+    }
+}
+
+TEST(PectMaskRows, ALineAlongTheRowsIsAtInfinity) {
+    OpenPectDetect detector;
+    detector.imageSide = SIDE_CHEST_LEFT;
+    const auto image = grey_image(20, 10);
+    Mask bound = rectangle(0, 0xFFFFFFFF, 0, 12), pect;
+    float rho = std::numeric_limits<float>::quiet_NaN(), theta = 0.0F;
+    EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, 0, 0));
+    EXPECT_TRUE(runs_of(pect).empty());
+    rho = std::numeric_limits<float>::infinity();
+    EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, 0, 0));
+    EXPECT_EQ(runs_of(rectangle(0, 19, 0, 8)), runs_of(pect));  // rows 0 .. height - 2
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

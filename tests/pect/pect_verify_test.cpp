@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/builders.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <set>
+
+namespace Norvane::Tests {
+namespace {
+
+using Status = PectDetect::PECT_STATUS;
+
+struct Verdict {
+    Status pooled, paired;
+};
+
+/// Both tests as their definitions say, pixel by pixel.
+Verdict plain_verdict(const Image& image, float rho, float theta, int dx, int dy, int side) {
+    const int w = static_cast<int>(image.GetWidth()), h = static_cast<int>(image.GetHeight());
+    const auto s = static_cast<float>(std::sin(static_cast<double>(theta))),
+               c = static_cast<float>(std::cos(static_cast<double>(theta)));
+    double n[2] = {}, sum[2] = {}, squares[2] = {}, distance = 0.0;
+    float paired_sum = 0.0F, paired_squares = 0.0F;
+    int rows = 0;
+    for (int y = std::max(dy, 0); y < h; ++y) {
+        const float x = (rho - static_cast<float>(y - dy) * s) / c + static_cast<float>(dx);
+        if (!(x >= 0.0F) || x > static_cast<float>(w - 1)) continue;
+        const int xi = static_cast<int>(x);
+        distance += side == 1 ? xi : w - xi;
+        unsigned count[2] = {}, total[2] = {};
+        for (int column = 0; column < w; ++column) {
+            const unsigned p = grey(image, static_cast<unsigned>(column), static_cast<unsigned>(y));
+            if (column == xi || std::abs(column - xi) > 30 || p == 0) continue;
+            const int strip = column < xi ? 0 : 1;
+            ++count[strip];
+            total[strip] += p;
+            n[strip] += 1;
+            sum[strip] += p;
+            squares[strip] += static_cast<double>(p) * p;
+        }
+        if (count[0] == 0 || count[1] == 0) continue;
+        const auto left = static_cast<long double>(total[0]) / count[0],
+                   right = static_cast<long double>(total[1]) / count[1];
+        const auto d = static_cast<float>(left - right);
+        paired_sum += d;
+        paired_squares += d * d;
+        ++rows;
+    }
+    if (3 * distance > 2.0 * w * h) return {PectDetect::PECT_NOT_FOUND, PectDetect::PECT_NOT_FOUND};
+    Verdict verdict{PectDetect::PECT_FAIL, PectDetect::PECT_FAIL};
+    if (n[0] > 0 && n[1] > 0) {
+        const int muscle = side == 1 ? 0 : 1, tissue = 1 - muscle;
+        double mean[2], variance[2];
+        for (const int i : {0, 1}) {
+            mean[i] = sum[i] / n[i];
+            variance[i] = squares[i] / n[i] - mean[i] * mean[i];
+        }
+        const double t =
+            (mean[muscle] - mean[tissue]) / std::sqrt(variance[muscle] / n[muscle] + variance[tissue] / n[tissue]);
+        verdict.pooled = t > 25.0 ? PectDetect::PECT_PASS : t > 8.5 ? PectDetect::PECT_WEAK : PectDetect::PECT_FAIL;
+    }
+    if (rows > 0) {
+        const auto count = static_cast<float>(rows);
+        float m = paired_sum / count;
+        if (side != 1) m = -m;
+        const float spread = (paired_squares / count - m * m) / static_cast<float>(rows - 1);
+        const float t = m / static_cast<float>(std::sqrt(static_cast<double>(spread)));
+        if (t > 15.0F) verdict.paired = PectDetect::PECT_PASS;
+    }
+    return verdict;
+}
+
+TEST(PectVerify, BothTestsEqualTheirDefinitions) {
+    Random random(21);
+    OpenPectDetect detector;
+    std::multiset<int> seen;
+    for (int round = 0; round < 400; ++round) {
+        const unsigned width = 2 + random.below(120), height = 1 + random.below(60), noise = 1 + random.below(3000);
+        const unsigned step = random.below(1500), edge = random.below(width), zeros = 2 + random.below(100);
+        const int side = random.between(0, 2);
+        const auto image = grey_image(width, height, [&](unsigned x, unsigned) {
+            if (random.chance(zeros)) return 0U;
+            return 9000 + random.below(noise) + ((x < edge) == (side == 1) ? step : 0U);
+        });
+        const int dx = random.between(-5, 20), dy = random.between(-5, static_cast<int>(height) + 1);
+        const auto rho =
+            static_cast<float>(static_cast<int>(edge) - dx) + static_cast<float>(random.below(100)) / 100.0F;
+        const auto theta = static_cast<float>(random.between(-100, 100)) / 1000.0F;
+        const Verdict expected = plain_verdict(*image, rho, theta, dx, dy, side);
+        EXPECT_EQ(expected.pooled, detector.verify_pect(image.get(), rho, theta, dx, dy, static_cast<IMAGE_SIDE>(side)))
+            << round;
+        EXPECT_EQ(expected.paired,
+                  detector.verify_pect_pairwise(image.get(), rho, theta, dx, dy, static_cast<IMAGE_SIDE>(side)))
+            << round;
+        seen.insert(expected.pooled);
+        seen.insert(10 + expected.paired);
+    }
+    // The sample is worth something only if every answer is in it.
+    for (const int status : {0, 2, 4, 5, 10, 12, 14}) EXPECT_GT(seen.count(status), 5U) << status;
+}
+
+TEST(PectVerify, MeansOfARowAreRoundedOnlyInTheirDifference) {
+    // t is 15.0006; with means rounded to float it would be 14.9990.
+    constexpr unsigned kRows[3][6] = {{20080, 20094, 20088, 20024, 20026, 20026},
+                                      {20086, 20079, 20067, 20035, 20012, 20029},
+                                      {20099, 20070, 20070, 20012, 20036, 20026}};
+    const auto image = grey_image(6, 3, [&](unsigned x, unsigned y) { return kRows[y][x]; });
+    OpenPectDetect detector;
+    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect_pairwise(image.get(), 3.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+}
+
+TEST(PectVerify, LimitsAndMissingInput) {
+    OpenPectDetect detector;
+    // Two rows that differ by the same amount have no spread: t is infinite. One row has no spread to speak of.
+    const auto step = grey_image(20, 2, [](unsigned x, unsigned) { return x < 10 ? 300U : 200U; });
+    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_RIGHT));
+    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 1, SIDE_CHEST_LEFT));
+    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect(step.get(), 9.5F, 0.0F, 0, 1, SIDE_CHEST_LEFT));
+    const auto flat = grey_image(20, 2, [](unsigned, unsigned) { return 300U; });
+    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect(flat.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+
+    // Exactly two thirds of the width is not too deep; no row at all is not either.
+    const auto wide = grey_image(30, 4, [](unsigned, unsigned) { return 300U; });
+    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect(wide.get(), 20.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+    EXPECT_EQ(Status::PECT_NOT_FOUND, detector.verify_pect(wide.get(), 21.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+    EXPECT_EQ(Status::PECT_NOT_FOUND, detector.verify_pect_pairwise(wide.get(), 9.9F, 0.0F, 0, 0, SIDE_CHEST_RIGHT));
+    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(wide.get(), 21.0F, 0.0F, 0, 4, SIDE_CHEST_LEFT));
+
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false);
+    EXPECT_EQ(Status::PECT_NO_IMAGE, detector.verify_pect(nullptr, 1.0F, 0.0F, 0, 0, SIDE_UNDEFINED));
+    EXPECT_EQ(Status::PECT_NO_SIDE, detector.verify_pect_pairwise(&no_buffer, 1.0F, 0.0F, 0, 0, SIDE_UNDEFINED));
+    EXPECT_EQ(Status::PECT_NO_IMAGE, detector.verify_pect(&no_buffer, 1.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+}
+
+}  // namespace
+}  // namespace Norvane::Tests
