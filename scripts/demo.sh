@@ -11,10 +11,11 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 (
     cd "$root"
-    cmake --preset release -DNORVANE_BUILD_TESTS=OFF >/dev/null
-    cmake --build --preset release --target norvane-cli
+    # A folder of its own, without the tests and what they need.
+    cmake --preset release -B build/demo -DNORVANE_BUILD_TESTS=OFF >/dev/null
+    cmake --build build/demo --target norvane-cli
 ) >&2
-norvane=$root/build/release/tools/norvane/norvane
+norvane=$root/build/demo/tools/norvane/norvane
 results=${NORVANE_DEMO_DIR:-norvane-demo}
 
 if [ $# -eq 0 ]; then

@@ -42,8 +42,7 @@ namespace Norvane {
 /// @param resampler  null, or a replacement that returns a new image at the working pixel size and sets the factor.
 /// @param paddingValue, paddingRangeLimit  null, or grey values of the input that are carried to the prepared scale.
 /// @return a new image, owned by the caller; null when `image` is null, has no buffer, is not of 16 bits, or has a
-/// pixel
-///         size above 228 or not above 0.
+///         pixel size above 228 or not above 0.
 NORVANE_API Image* PrepareImage(Image* image, float& scale, BG_NOISE bgNoise, bool resampleFirst,
                                 Image* (*resampler)(Image*, float&), unsigned short* paddingValue,
                                 unsigned short* paddingRangeLimit);

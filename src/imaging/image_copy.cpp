@@ -25,9 +25,7 @@ struct SampleType {
 
 template <class To, class From>
 To convert(From v) {
-    if constexpr (std::is_floating_point_v<To>)
-        return static_cast<To>(v);
-    else if constexpr (std::is_floating_point_v<From>)
+    if constexpr (std::is_floating_point_v<From>)
         return static_cast<To>(std::clamp<int>(truncate_to<int>(static_cast<double>(v)), std::numeric_limits<To>::min(),
                                                std::numeric_limits<To>::max()));
     else if constexpr (std::is_unsigned_v<From> && sizeof(To) < sizeof(From))

@@ -5,6 +5,7 @@
 
 #include "imaging/image_copy.h"
 #include "masking/frame_levels.h"
+#include "masking/grey_rows.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
@@ -13,20 +14,95 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Norvane {
 namespace {
 
 constexpr int kBrightestBackground = Masking::c_bg_noise_upper_level;  // an edge pixel and a frame are brighter
+constexpr unsigned kCandidates = 2;          // kept per border
 constexpr int kCappedStrength = 5;           // a single strong edge pixel counts no more than this
 constexpr int kSmallestCoverage = 20;        // percent of the line that must be edge
 constexpr double kSmallestT = 13.4;          // of the means on either side
 constexpr double kDeepTop_um = 14000.0;      // a deeper top edge ...
 constexpr double kDeepTopUniformity = 0.75;  // ... needs an outer strip as bright as this share of the maxima
 
-/// Sobel's difference of two lines of three pixels, the second minus the first.
-int sobel_difference(int a0, int a1, int a2, int b0, int b1, int b2) { return (b0 - a0) + 2 * (b1 - a1) + (b2 - a2); }
+using GreyRow = std::span<const std::uint16_t>;
+
+bool is_column_border(int border) { return border == FRAME_LEFT || border == FRAME_RIGHT; }
+/// The border from which bins are counted: its lines have the lower index.
+bool is_near_border(int border) { return border == FRAME_LEFT || border == FRAME_TOP; }
+
+/// Four times the rise of the grey level towards the left or right border at each inner pixel of `here`, by Sobel's
+/// kernel: the rows are gathered first, so that a step to the next pixel costs one difference. `sums` is scratch.
+void rise_across_columns(GreyRow above, GreyRow here, GreyRow below, bool to_left, std::span<int> sums,
+                         std::span<int> rise) {
+    for (std::size_t x = 0; x < sums.size(); ++x) sums[x] = above[x] + 2 * here[x] + below[x];
+    const auto nearer = sums.subspan(to_left ? 0 : 2), farther = sums.subspan(to_left ? 2 : 0);
+    for (std::size_t i = 0; i < rise.size(); ++i) rise[i] = nearer[i] - farther[i];
+}
+
+/// The same towards the top or bottom border, where `nearer` is the row on that side.
+void rise_across_rows(GreyRow nearer, GreyRow farther, std::span<int> differences, std::span<int> rise) {
+    for (std::size_t x = 0; x < differences.size(); ++x) differences[x] = nearer[x] - farther[x];
+    for (std::size_t i = 0; i < rise.size(); ++i)
+        rise[i] = differences[i] + 2 * differences[i + 1] + differences[i + 2];
+}
+
+/// A quarter of the rise where it is one and the pixel is bright; at most 65535.
+void write_strength(std::span<const int> rise, GreyRow pixels, std::span<std::uint16_t> out) {
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const auto strength = static_cast<std::uint16_t>(static_cast<unsigned>(std::max(rise[i], 0)) / 4);
+        out[i] = pixels[i] >= kBrightestBackground ? strength : std::uint16_t{0};
+    }
+}
+
+/// Edge pixels of a line and the sum of their capped strengths.
+struct Projection {
+    std::vector<int> count, weight;
+    explicit Projection(std::size_t lines) : count(lines), weight(lines) {}
+};
+
+int is_edge(int strength) { return strength > kFrameEdgeStrength ? 1 : 0; }
+
+/// In multiples of the weakest edge, up to the cap; 0 for what is no edge.
+int capped_strength(int strength) {
+    return is_edge(strength) * std::min(strength / kFrameEdgeStrength, kCappedStrength);
+}
+
+/// The edge pixels of each column or row.
+Projection project(const Image& edge, bool onto_columns) {
+    Projection lines(onto_columns ? edge.GetWidth() : edge.GetHeight());
+    for (unsigned y = 0; y < edge.GetHeight(); ++y) {
+        const auto row = grey_row(edge, y);
+        if (is_edge(largest_of(row)) == 0) continue;
+        if (onto_columns) {
+            for (std::size_t x = 0; x < row.size(); ++x) {
+                lines.count[x] += is_edge(row[x]);
+                lines.weight[x] += capped_strength(row[x]);
+            }
+        } else {
+            for (const std::uint16_t v : row) {
+                lines.count[y] += is_edge(v);
+                lines.weight[y] += capped_strength(v);
+            }
+        }
+    }
+    return lines;
+}
+
+/// Lines gathered in bins of `step` lines each.
+Projection in_bins(const Projection& lines, double step) {
+    const std::size_t extent = lines.count.size();
+    Projection bins(truncate_to<unsigned>(static_cast<double>(extent) / step + 0.5) + std::size_t{1});
+    for (std::size_t i = 0; i < extent; ++i) {
+        const std::size_t bin = truncate_to<unsigned>(static_cast<double>(i) / step);
+        bins.count[bin] += lines.count[i];
+        bins.weight[bin] += lines.weight[i];
+    }
+    return bins;
+}
 
 /// The strips of a candidate, all ends in, and the range of the maxima, ends out.
 struct Strips {
@@ -67,6 +143,18 @@ Strips strips_of_row(int p, int width, int height, int border, IMAGE_SIDE side) 
     return {columns, {first, p}, columns, {p, below}, columns, {0, p}};
 }
 
+/// The columns or rows first .. last that exist.
+Strips::Range inside(int first, int last, unsigned extent) {
+    return {std::max(first, 0), std::min(last, static_cast<int>(extent) - 1)};
+}
+
+/// Empty when the columns cross.
+GreyRow part_of_row(const Image& image, int y, const Strips::Range& columns) {
+    if (columns.first > columns.last) return {};
+    return grey_row(image, static_cast<unsigned>(y))
+        .subspan(static_cast<std::size_t>(columns.first), static_cast<std::size_t>(columns.last - columns.first + 1));
+}
+
 double area_of(const Strips::Range& x, const Strips::Range& y) {
     return static_cast<double>(x.last - x.first + 1) * static_cast<double>(y.last - y.first + 1);
 }
@@ -75,8 +163,8 @@ double area_of(const Strips::Range& x, const Strips::Range& y) {
 
 void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side,
                                  int border, unsigned& bound) {
-    const bool is_column = border == FRAME_LEFT || border == FRAME_RIGHT;
-    const bool is_far = border == FRAME_RIGHT || border == FRAME_BOTTOM;  // counted from the far end of the window
+    const bool is_column = is_column_border(border);
+    const bool is_far = !is_near_border(border);  // counted from the far end of the window
     const int step = is_column ? 1 : 3;
     GarbageList garbage;
     Image* window = make_scratch<Image>(garbage, image->GetFormat(), image->GetBits(), w, h, true);
@@ -103,53 +191,39 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
     if (found != list.end()) bound = static_cast<unsigned>(found->position) + (is_column ? x0 : y0) + (is_far ? 1 : 0);
 }
 
-/// The rise of the grey level towards the border by Sobel's kernel, a quarter of it, at bright pixels. In integers: the
-/// sums of 16-bit samples and their quarters are exact in float too.
+/// In integers: the sums of 16-bit samples and their quarters are exact in float too.
 bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
     if (!is_usable(window) || !is_usable(edge)) return false;
-    if (edge->GetWidth() != window->GetWidth() || edge->GetHeight() != window->GetHeight()) return false;
+    const unsigned width = window->GetWidth(), height = window->GetHeight();
+    if (edge->GetWidth() != width || edge->GetHeight() != height) return false;
     edge->InitToZero();
-    const bool is_column = border == FRAME_LEFT || border == FRAME_RIGHT;
-    // Left and top: the pixel nearer the border has the lower index.
-    const int sign = border == FRAME_LEFT || border == FRAME_TOP ? -1 : 1;
-    for (unsigned y = 1; y + 1 < window->GetHeight(); ++y) {
+    if (width < 3) return true;
+    const bool is_near = is_near_border(border);
+    std::vector<int> scratch(width), rise(width - 2);
+    for (unsigned y = 1; y + 1 < height; ++y) {
         const auto above = grey_row(*window, y - 1), here = grey_row(*window, y), below = grey_row(*window, y + 1);
-        const auto out = grey_row_to_write(*edge, y);
-        for (std::size_t x = 1; x + 1 < here.size(); ++x) {
-            const int rise =
-                is_column
-                    ? sobel_difference(above[x - 1], here[x - 1], below[x - 1], above[x + 1], here[x + 1], below[x + 1])
-                    : sobel_difference(above[x - 1], above[x], above[x + 1], below[x - 1], below[x], below[x + 1]);
-            const int strength = std::max(sign * rise, 0) / 4;  // at most 65535
-            out[x] = static_cast<std::uint16_t>(here[x] >= kBrightestBackground ? strength : 0);
-        }
+        const auto inner = here.subspan(1, rise.size());
+        if (largest_of(inner) < kBrightestBackground) continue;
+        if (is_column_border(border))
+            rise_across_columns(above, here, below, is_near, scratch, rise);
+        else
+            rise_across_rows(is_near ? above : below, is_near ? below : above, scratch, rise);
+        write_strength(rise, inner, grey_row_to_write(*edge, y).subspan(1, rise.size()));
     }
     return true;
 }
 
 void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border) {
-    const bool is_column = border == FRAME_LEFT || border == FRAME_RIGHT;
-    const bool is_near = border == FRAME_LEFT || border == FRAME_TOP;
-    const unsigned extent = is_column ? edge->GetWidth() : edge->GetHeight();
-    std::vector<std::size_t> bin_of(extent);
-    for (unsigned i = 0; i < extent; ++i) bin_of[i] = truncate_to<unsigned>(i / step);
-    const std::size_t bins = truncate_to<unsigned>(extent / step + 0.5) + std::size_t{1};
-    std::vector<int> count(bins), weight(bins);
-    for (unsigned y = 0; y < edge->GetHeight(); ++y) {
-        const auto row = grey_row(*edge, y);
-        for (std::size_t x = 0; x < row.size(); ++x) {
-            if (row[x] <= kFrameEdgeStrength) continue;
-            const std::size_t bin = bin_of[is_column ? x : y];
-            ++count[bin];
-            weight[bin] += std::min(row[x] / kFrameEdgeStrength, kCappedStrength);
-        }
-    }
+    const bool is_near = is_near_border(border);
+    const Projection profile = in_bins(project(*edge, is_column_border(border)), step);
+    const std::vector<int>&count = profile.count, &weight = profile.weight;
+    const std::size_t bins = weight.size();
 
     const std::size_t start = is_near ? 0 : bins - 1;
     FrameCandidate none;
     none.position = static_cast<int>(start);
     none.weight = weight[start];
-    list.assign(2, none);
+    list.assign(kCandidates, none);
     for (std::size_t i = 1; i + 1 < bins; ++i) {
         if (weight[i] < weight[i - 1] || weight[i] < weight[i + 1]) continue;
         // Between equal peaks the one farther from the border stays.
@@ -169,9 +243,8 @@ bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SI
     const int p = c.position;
     const auto width = static_cast<int>(window->GetWidth()), height = static_cast<int>(window->GetHeight());
     if (p < 2 || p >= width - 2) return false;
-    const bool is_column = border == FRAME_LEFT || border == FRAME_RIGHT;
-    const Strips s =
-        is_column ? strips_of_column(p, width, height, border) : strips_of_row(p, width, height, border, side);
+    const Strips s = is_column_border(border) ? strips_of_column(p, width, height, border)
+                                              : strips_of_row(p, width, height, border, side);
 
     MeanOfMaxima(window, s.maxima_x.first, s.maxima_x.last, s.maxima_y.first, s.maxima_y.last, border, c.frameMaxMean);
     RegionMeanVariance(window, s.outer_x.first, s.outer_x.last, s.outer_y.first, s.outer_y.last, c.outerMean,
@@ -185,8 +258,9 @@ bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SI
     // edge.
     const double t =
         (c.outerMean - c.innerMean) / std::sqrt(c.outerVariance / c.outerArea + c.innerVariance / c.innerArea);
-    c.accepted = c.outerMean > kBrightestBackground && c.frameMaxMean > kFrameBrightness &&
-                 c.coverage > kSmallestCoverage && t > kSmallestT;
+    if (c.outerMean > kBrightestBackground && c.frameMaxMean > kFrameBrightness && c.coverage > kSmallestCoverage &&
+        t > kSmallestT)
+        c.accepted = true;
 
     if (border == FRAME_TOP) {
         const float pixel_size = window->GetPixelSize();
@@ -198,38 +272,28 @@ bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SI
 }
 
 void FrameDetector::RegionMeanVariance(Image* image, int x0, int x1, int y0, int y1, double& mean, double& variance) {
-    const int end_x = std::min(x1, static_cast<int>(image->GetWidth()) - 1) + 1;
-    const int end_y = std::min(y1, static_cast<int>(image->GetHeight()) - 1) + 1;
-    std::uint64_t sum = 0, squares = 0, count = 0;
-    for (int y = std::max(y0, 0); y < end_y; ++y) {
-        const auto row = grey_row(*image, static_cast<unsigned>(y));
-        for (int x = std::max(x0, 0); x < end_x; ++x) {
-            const std::uint64_t v = row[static_cast<std::size_t>(x)];
-            sum += v;
-            squares += v * v;
-            ++count;
-        }
-    }
-    mean = static_cast<double>(sum) / static_cast<double>(count);
-    variance = static_cast<double>(squares) / static_cast<double>(count) - mean * mean;
+    const Strips::Range x = inside(x0, x1, image->GetWidth()), y = inside(y0, y1, image->GetHeight());
+    GreyStatistics region;
+    for (int row = y.first; row <= y.last; ++row) region.add(part_of_row(*image, row, x));
+    mean = region.mean();
+    variance = region.variance();
 }
 
 void FrameDetector::MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, int border, double& result) {
-    const bool by_row = border == FRAME_LEFT || border == FRAME_RIGHT;
-    const int lines = by_row ? y1 - y0 : x1 - x0;
-    std::vector<int> maxima(static_cast<std::size_t>(std::max(lines, 0)), 0);  // an empty line counts as 0
-    const int end_x = std::min(x1, static_cast<int>(image->GetWidth()));
-    const int end_y = std::min(y1, static_cast<int>(image->GetHeight()));
-    for (int y = std::max(y0, 0); y < end_y; ++y) {
-        const auto row = grey_row(*image, static_cast<unsigned>(y));
-        for (int x = std::max(x0, 0); x < end_x; ++x) {
-            int& maximum = maxima[static_cast<std::size_t>(by_row ? y - y0 : x - x0)];
-            maximum = std::max<int>(maximum, row[static_cast<std::size_t>(x)]);
+    const Strips::Range x = inside(x0, x1 - 1, image->GetWidth()), y = inside(y0, y1 - 1, image->GetHeight());
+    std::uint64_t sum = 0;  // lines without pixels add nothing
+    if (is_column_border(border)) {
+        for (int row = y.first; row <= y.last; ++row) sum += largest_of(part_of_row(*image, row, x));
+    } else {
+        std::vector<std::uint16_t> maxima(x.first <= x.last ? static_cast<std::size_t>(x.last - x.first + 1) : 0);
+        for (int row = y.first; row <= y.last; ++row) {
+            const auto pixels = part_of_row(*image, row, x);
+            for (std::size_t i = 0; i < maxima.size(); ++i) maxima[i] = std::max(maxima[i], pixels[i]);
         }
+        for (const std::uint16_t maximum : maxima) sum += maximum;
     }
-    double sum = 0.0;
-    for (const int maximum : maxima) sum += maximum;
-    result = sum / static_cast<double>(maxima.size());
+    const int lines = is_column_border(border) ? y1 - y0 : x1 - x0;
+    result = static_cast<double>(sum) / std::max(lines, 0);
 }
 
 }  // namespace Norvane

@@ -141,7 +141,7 @@ bool FrameDetector::BorderStep(Image* image, unsigned& left, unsigned& top, unsi
     const unsigned width = image->GetWidth(), height = image->GetHeight();
     left = top = 0;
     right = width - 1;
-    const auto lines = static_cast<unsigned>(borderDepth + 1);
+    const unsigned lines = static_cast<unsigned>(borderDepth) + 1;
     if (borderDepth < 0 || !is_usable(image) || width < lines || height < lines) return false;
 
     const bool from_left = side == SIDE_CHEST_LEFT;

@@ -3,6 +3,7 @@
 #include "masking/frame_detector.h"
 
 #include "masking/frame_levels.h"
+#include "masking/grey_rows.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
 
@@ -16,6 +17,7 @@
 namespace Norvane {
 namespace {
 
+constexpr std::uint16_t kWeakestEdge = kFrameEdgeStrength;  // in the thinned edge image
 constexpr unsigned kBrightStart = 39320;     // 0.6 of the grey scale: darker pixels at the border are not frame
 constexpr int kLongestDarkStart = 7;         // columns
 constexpr double kEdgeVariance = 6760000.0;  // square of the weakest edge strength
@@ -28,34 +30,16 @@ constexpr double kOutlierSquare = 16.0;  // squared distance from the mean in va
 constexpr int kHalfWindow = 4;           // of running maximum and mean, entries
 constexpr int kWindow = 2 * kHalfWindow + 1;
 
-/// Count, mean and population variance of pixels, from exact sums.
-class Statistics {
-public:
-    void add(std::uint64_t v) {
-        ++n;
-        sum += v;
-        squares += v * v;
-    }
-    [[nodiscard]] std::uint64_t count() const { return n; }
-    [[nodiscard]] double mean() const { return static_cast<double>(sum) / static_cast<double>(n); }
-    [[nodiscard]] double variance() const {
-        return static_cast<double>(squares) / static_cast<double>(n) - mean() * mean();
-    }
-
-private:
-    std::uint64_t n = 0, sum = 0, squares = 0;
-};
-
-Statistics statistics_of(std::span<const std::uint16_t> pixels) {
-    Statistics s;
-    for (const std::uint16_t v : pixels) s.add(v);
+GreyStatistics statistics_of(std::span<const std::uint16_t> pixels) {
+    GreyStatistics s;
+    s.add(pixels);
     return s;
 }
 
 enum class Verdict { kStop, kFrame, kPass };
 
 /// Whether the pixels passed so far, from the column where the scan began, are still frame.
-Verdict judge(const Statistics& passed, std::span<const std::uint16_t> last_pixels, double reference_mean) {
+Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_pixels, double reference_mean) {
     const auto n = static_cast<double>(passed.count());
     const double mean = passed.mean(), variance = passed.variance();
     if ((n - 1.0) * variance / kEdgeVariance > kLargestChi) return Verdict::kStop;
@@ -64,7 +48,7 @@ Verdict judge(const Statistics& passed, std::span<const std::uint16_t> last_pixe
     const double z = (mean - kFrameBrightness) / std::sqrt(variance / n);
     if (!(z > kQuantile)) return Verdict::kPass;
 
-    const Statistics local = statistics_of(last_pixels);
+    const GreyStatistics local = statistics_of(last_pixels);
     const double local_mean = local.mean(), local_variance = local.variance();
     if (local_variance < kFlatVariance && local_mean > kFrameBrightness) return Verdict::kFrame;
     const auto degrees = static_cast<double>(local.count()) - 1.0;
@@ -74,36 +58,40 @@ Verdict judge(const Statistics& passed, std::span<const std::uint16_t> last_pixe
     return is_frame ? Verdict::kFrame : Verdict::kPass;
 }
 
+/// Columns first .. end - 1 of a row, as far as they exist.
+std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, int first, int end) {
+    end = std::min(end, static_cast<int>(row.size()));
+    if (first >= end) return {};
+    return row.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(end - first));
+}
+
+/// The first of the columns in which a frame begins that is bright; the column after them if none is.
+int first_bright_column(std::span<const std::uint16_t> pixels) {
+    const auto start = part_of(pixels, 0, kLongestDarkStart);
+    const auto bright = std::ranges::find_if(start, [](unsigned v) { return v >= kBrightStart; });
+    return bright == start.end() ? kLongestDarkStart : static_cast<int>(bright - start.begin());
+}
+
 /// The last column of a row that passed as frame edge, or the coarse depth.
 int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint16_t> pixels, int coarse_depth) {
     const auto width = static_cast<int>(std::min(edges.size(), pixels.size()));
-    int start = 0;
-    while (start < std::min(kLongestDarkStart, width) && pixels[static_cast<std::size_t>(start)] < kBrightStart)
-        ++start;
-    if (start == width && width < kLongestDarkStart)
-        start = kLongestDarkStart;  // no bright column among the existing ones
-    double reference_mean = 0.0;
-    if (start < coarse_depth) {
-        const int end = std::min(coarse_depth, width);
-        if (start < end)
-            reference_mean =
-                statistics_of(pixels.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start)))
-                    .mean();
-        start = coarse_depth;
-    }
+    const int bright = first_bright_column(pixels);
+    const int start = std::max(bright, coarse_depth);
+    constexpr int kFewest = 2;  // pixels passed before an edge is judged
+    if (start >= width - kFewest || largest_of(part_of(edges, start + kFewest, width)) <= kFrameEdgeStrength)
+        return coarse_depth;
+
+    const double reference_mean = bright < start ? statistics_of(part_of(pixels, bright, start)).mean() : 0.0;
     int depth = coarse_depth;
-    Statistics passed;
-    for (int x = start; x < width; ++x) {
-        const auto column = static_cast<std::size_t>(x);
-        if (edges[column] > kFrameEdgeStrength && passed.count() > 1) {
-            const int first_local = std::max(x - kLocalColumns, start);
-            const auto local =
-                pixels.subspan(static_cast<std::size_t>(first_local), static_cast<std::size_t>(x - first_local));
-            const Verdict verdict = judge(passed, local, reference_mean);
-            if (verdict == Verdict::kStop) break;
-            if (verdict == Verdict::kFrame) depth = x;
-        }
-        passed.add(pixels[column]);
+    GreyStatistics passed;
+    for (int x = start + kFewest, next = start; x < width; ++x) {
+        if (edges[static_cast<std::size_t>(x)] <= kFrameEdgeStrength) continue;
+        passed.add(part_of(pixels, next, x));
+        next = x;
+        const auto local = part_of(pixels, std::max(x - kLocalColumns, start), x);
+        const Verdict verdict = judge(passed, local, reference_mean);
+        if (verdict == Verdict::kStop) break;
+        if (verdict == Verdict::kFrame) depth = x;
     }
     return depth;
 }
@@ -160,7 +148,7 @@ void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int las
         const auto at = maxima.begin() + r;
         const bool is_end = r < first + kHalfWindow || r >= last - kHalfWindow;
         depth[static_cast<std::size_t>(r)] =
-            is_end ? *at : std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, 0) / kWindow;
+            is_end ? *at : static_cast<int>(std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, std::int64_t{0}) / kWindow);
     }
 }
 
@@ -171,12 +159,13 @@ void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
     const std::size_t width = std::min(edge->GetWidth(), out->GetWidth());
     for (unsigned y = 1; y + 1 < height; ++y) {
         const auto above = grey_row(*edge, y - 1), here = grey_row(*edge, y), below = grey_row(*edge, y + 1);
+        if (largest_of(here) < kFrameEdgeStrength) continue;
         const auto kept = grey_row_to_write(*out, y);
         for (std::size_t x = 1; x + 1 < width; ++x) {
-            const std::uint16_t e = here[x];
-            if (e < kFrameEdgeStrength) continue;
-            const bool is_maximum = (here[x - 1] <= e && here[x + 1] <= e) || (above[x] <= e && below[x] <= e);
-            if (is_maximum) kept[x] = e;
+            // A maximum in one of the two directions is at least as strong as the weaker of their stronger neighbours.
+            const std::uint16_t beside = std::max(here[x - 1], here[x + 1]), along = std::max(above[x], below[x]);
+            const std::uint16_t least = std::max(std::min(beside, along), kWeakestEdge);
+            kept[x] = here[x] >= least ? here[x] : std::uint16_t{0};
         }
     }
     RemoveIsolatedPoints(out);
@@ -184,41 +173,34 @@ void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
 
 /// Clears edge pixels with fewer than kSmallestGroup edge pixels around them (themselves included), on the image as
 /// already cleared, so that the order counts: rows in turn from left to right and from right to left. The edge pixels
-/// of the rows around the visited one are counted per column, so that a step to the next pixel costs two columns.
+/// of the rows around the visited one are counted per column.
 void FrameDetector::RemoveIsolatedPoints(Image* image) {
     constexpr unsigned kHalf = 5;  // of the window
     constexpr unsigned kSide = 2 * kHalf + 1;
     constexpr int kSmallestGroup = 5;
     const unsigned width = image->GetWidth(), height = image->GetHeight();
     if (width < kSide || height < kSide || image->GetBuffer() == nullptr) return;
-    const auto is_edge = [](std::uint16_t v) { return v >= kFrameEdgeStrength; };
 
-    std::vector<int> column_count(width, 0);
+    std::vector<std::uint16_t> column_count(width, 0);
     const auto count_row = [&](unsigned y, int sign) {
         const auto row = grey_row(*image, y);
-        for (unsigned x = 0; x < width; ++x) column_count[x] += is_edge(row[x]) ? sign : 0;
+        for (unsigned x = 0; x < width; ++x)
+            column_count[x] = static_cast<std::uint16_t>(column_count[x] + (row[x] >= kWeakestEdge ? sign : 0));
     };
     for (unsigned y = 0; y < kSide - 1; ++y) count_row(y, +1);
 
-    const unsigned first = kHalf, last = width - 1 - kHalf;
     for (unsigned y = kHalf; y + kHalf < height; ++y) {
         count_row(y + kHalf, +1);
-        const auto row = grey_row_to_write(*image, y);
-        const bool to_right = (y - kHalf) % 2 == 0;
-        const unsigned begin = to_right ? first : last;
-        int in_window =
-            std::accumulate(column_count.begin() + (begin - kHalf), column_count.begin() + (begin + kHalf + 1), 0);
-        for (unsigned i = 0; i <= last - first; ++i) {
-            const unsigned x = to_right ? first + i : last - i;
-            if (i > 0 && to_right) in_window += column_count[x + kHalf] - column_count[x - kHalf - 1];
-            if (i > 0 && !to_right) in_window += column_count[x - kHalf] - column_count[x + kHalf + 1];
-            if (!is_edge(row[x])) {
-                row[x] = 0;
-            } else if (in_window < kSmallestGroup) {
-                row[x] = 0;
-                --column_count[x];
-                --in_window;
-            }
+        const auto visited = grey_row_to_write(*image, y).subspan(kHalf, width - 2 * kHalf);
+        for (std::uint16_t& v : visited) v = v >= kWeakestEdge ? v : std::uint16_t{0};
+        const bool has_edges = largest_of(visited) != 0;
+        for (std::size_t i = 0; has_edges && i < visited.size(); ++i) {
+            const std::size_t x = (y - kHalf) % 2 == 0 ? i : visited.size() - 1 - i;
+            if (visited[x] == 0) continue;
+            const auto window = std::span(column_count).subspan(x, kSide);
+            if (std::accumulate(window.begin(), window.end(), 0) >= kSmallestGroup) continue;
+            visited[x] = 0;
+            --window[kHalf];
         }
         count_row(y - kHalf, -1);
     }

@@ -93,32 +93,48 @@ void add_band_part(FrameParts& parts, std::span<const int> depth, const BandLayo
     const auto depth_at = [&](std::int64_t i) {
         return std::int64_t{depth[static_cast<std::size_t>(layout.inner_entry_first ? i : entries - 1 - i)]};
     };
-    const auto row_at = [&](std::int64_t d) { return layout.at_top ? d : parts.height() - 1 - d; };
-    for (std::int64_t d = 0; d <= depth_at(0); ++d) parts.add(row_at(d), 0, parts.width() - 1);
+    const auto add_rows = [&](std::int64_t first_depth, std::int64_t end_depth, std::int64_t first, std::int64_t last) {
+        const std::int64_t end = std::min(end_depth, parts.height());
+        for (std::int64_t d = std::max<std::int64_t>(first_depth, 0); d < end; ++d)
+            parts.add(layout.at_top ? d : parts.height() - 1 - d, first, last);
+    };
+    add_rows(0, depth_at(0) + 1, 0, parts.width() - 1);
     for (std::int64_t i = 0; i + 1 < entries; ++i) {
         const std::int64_t inner = depth_at(i), outer = depth_at(i + 1);
-        const std::int64_t end = layout.at_top ? outer + 1 : outer;
         const std::int64_t column = layout.column(layout.at_top || layout.from_left ? i + 1 : i);
-        for (std::int64_t d = inner; d < end; ++d) {
-            if (layout.from_left)
-                parts.add(row_at(d), 0, column);
-            else
-                parts.add(row_at(d), column, parts.width() - 1);
-        }
+        add_rows(inner, layout.at_top ? outer + 1 : outer, layout.from_left ? 0 : column,
+                 layout.from_left ? column : parts.width() - 1);
     }
+}
+
+/// Turned by a quarter, so that the rows become columns. In square tiles: each touches few rows on either side.
+template <class Sample>
+void turn_samples(const Image& src, const Image& dst, bool clockwise) {
+    constexpr unsigned kTile = 16;
+    const unsigned w = src.GetWidth(), h = src.GetHeight();
+    for (unsigned y0 = 0; y0 < h; y0 += kTile)
+        for (unsigned x0 = 0; x0 < w; x0 += kTile)
+            for (unsigned x = x0; x < std::min(x0 + kTile, w); ++x) {
+                const auto column = row_of<Sample>(dst, clockwise ? x : w - 1 - x);
+                for (unsigned y = y0; y < std::min(y0 + kTile, h); ++y)
+                    column[clockwise ? h - 1 - y : y] = row_of<const Sample>(src, y)[x];
+            }
+}
+
+/// Mirrored left to right, and top to bottom too for a half turn.
+template <class Sample>
+void mirror_samples(const Image& src, const Image& dst, bool half_turn) {
+    for (unsigned y = 0; y < src.GetHeight(); ++y)
+        std::ranges::reverse_copy(row_of<const Sample>(src, y),
+                                  row_of<Sample>(dst, half_turn ? src.GetHeight() - 1 - y : y).begin());
 }
 
 template <class Sample>
 void rotate_samples(const Image& src, const Image& dst, int mode) {
-    const unsigned w = src.GetWidth(), h = src.GetHeight();
-    for (unsigned y = 0; y < h; ++y) {
-        const auto row = row_of<const Sample>(src, y);
-        for (unsigned x = 0; x < w; ++x) {
-            const unsigned to_x = mode == 0 ? h - 1 - y : mode == 1 ? y : w - 1 - x;
-            const unsigned to_y = mode == 0 ? x : mode == 1 ? w - 1 - x : mode == 2 ? h - 1 - y : y;
-            row_of<Sample>(dst, to_y)[to_x] = row[x];
-        }
-    }
+    if (mode == 0 || mode == 1)
+        turn_samples<Sample>(src, dst, mode == 0);
+    else
+        mirror_samples<Sample>(src, dst, mode == 2);
 }
 
 }  // namespace

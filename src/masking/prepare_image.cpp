@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -24,16 +25,24 @@ bool can_be_prepared(const Image* image) {
            image->GetPixelSize() > 0.0F && image->GetPixelSize() <= Masking::c_lowres_pixelsize;
 }
 
-/// A scratch image of the same geometry; `convert` maps each sample, padding columns included.
-template <class Convert>
-Image* converted_copy(const Image& source, GarbageList& garbage, Convert convert) {
+/// A scratch image of the same geometry whose samples, padding columns included, are read as signed: 32768 is added.
+Image* shifted_copy(const Image& source, GarbageList& garbage) {
     Image* copy = make_scratch<Image>(garbage, &source, true);
     for (unsigned y = 0; y < source.GetHeight(); ++y) {
         const auto from = whole_row_of<const std::uint16_t>(source, y);
         const auto to = whole_row_of<std::uint16_t>(*copy, y);
         std::transform(from.begin(), from.begin() + static_cast<std::ptrdiff_t>(std::min(from.size(), to.size())),
-                       to.begin(), convert);
+                       to.begin(), [](std::uint16_t v) { return static_cast<std::uint16_t>(v ^ kSignBit); });
     }
+    return copy;
+}
+
+/// A scratch image with the bytes of `source`, which may be of any depth and without a buffer: a host's resampler can
+/// return what it likes.
+Image* owned_copy(const Image& source, GarbageList& garbage) {
+    Image* copy = make_scratch<Image>(garbage, &source, true);
+    if (source.GetBuffer() != nullptr)
+        std::memcpy(copy->GetBuffer(), source.GetBuffer(), std::min(copy->BufferSize(), source.BufferSize()));
     return copy;
 }
 
@@ -106,16 +115,14 @@ Image* PrepareImage(Image* image, float& scale, BG_NOISE bgNoise, bool resampleF
     std::unique_ptr<Image> result;
 
     // Samples that use all 16 bits are signed.
-    if (image->GetUsedBits() == 16 && resampler == nullptr)
-        current =
-            converted_copy(*image, garbage, [](std::uint16_t v) { return static_cast<std::uint16_t>(v ^ kSignBit); });
+    if (image->GetUsedBits() == 16 && resampler == nullptr) current = shifted_copy(*image, garbage);
     if (resampleFirst) {
         result = resampler != nullptr ? std::unique_ptr<Image>(resampler(current, scale)) : resampled(*current, scale);
         if (result == nullptr) return nullptr;
         current = result.get();
     }
     if (!current->GetIsBufferOwner())  // somebody else's pixels stay as they are
-        current = converted_copy(*current, garbage, [](std::uint16_t v) { return v; });
+        current = owned_copy(*current, garbage);
 
     const PaddingValues padding(paddingValue, paddingRangeLimit);
     std::vector<int> table = grey_table(current->GetUsedBits(), current->GetNeedsInversion());

@@ -11,11 +11,9 @@
 
 namespace Norvane {
 
-/// Whether the mask operations can read the image at all: 16-bit unsigned, with a buffer and at least one pixel.
-[[nodiscard]] inline bool is_usable(const Image* image) {
-    return image != nullptr && image->GetBuffer() != nullptr && image->GetWidth() != 0 && image->GetHeight() != 0 &&
-           image->GetStride() >= image->GetWidth() && image->GetBits() == 16 && image->GetFormat() == FORMAT_UNSIGNED;
-}
+/// Whether the mask operations can read the image at all: 16-bit unsigned, with a buffer and at least one pixel. Not
+/// inline: behind its seven branches the compiler takes a caller's pixel loops for cold and does not vectorise them.
+[[nodiscard]] bool is_usable(const Image* image);
 
 /// Whether a pixel size (micrometres) lies more than 10 % off the working pixel size, or is not a number. The
 /// difference is rounded to float before the comparison: 250.8 as a float is beyond the limit.

@@ -75,6 +75,7 @@ private:
     void load(std::size_t y) {
         const auto from = row_of<Sample>(source, y);
         const auto to = row_for(y).subspan(kReach);
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters
         for (std::size_t x = 0; x < from.size(); ++x) to[x] = static_cast<Sum>(from[x]);
     }
 

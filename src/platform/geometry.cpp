@@ -215,8 +215,8 @@ Sample to_sample(double v) {
     if constexpr (std::is_floating_point_v<Sample>)
         return static_cast<Sample>(v);
     else if constexpr (std::is_unsigned_v<Sample>)
-        return static_cast<Sample>(
-            static_cast<std::int32_t>(v + 0.5));  // v lies between samples, so truncation is floor
+        // v lies between samples, so truncation is floor.
+        return static_cast<Sample>(static_cast<std::int32_t>(v + 0.5));  // NOLINT(bugprone-incorrect-roundings)
     else
         return static_cast<Sample>(std::floor(v + 0.5));
 }

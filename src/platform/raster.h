@@ -74,6 +74,7 @@ private:
 /// `v` within the range of Sample.
 template <class Sample, class Wide>
 [[nodiscard]] constexpr Sample saturate(Wide v) {
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters
     constexpr Wide kLowest = std::numeric_limits<Sample>::min();
     constexpr Wide kLargest = std::numeric_limits<Sample>::max();
     return static_cast<Sample>(v < kLowest ? kLowest : v > kLargest ? kLargest : v);

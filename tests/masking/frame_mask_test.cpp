@@ -138,7 +138,6 @@ TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
     }
 }
 
-/// The first column whose content begins at the wall, and so on, as four numbers.
 TEST(PaddingField, IsFoundFromTheChestWall) {
     OpenMasking masking;
     masking.params.noiseLevel = 100;

@@ -137,5 +137,25 @@ TEST(PrepareImage, AHostsResamplerIsUsedFirstOrNotAtAll) {
     EXPECT_EQ(PrepareImage(image.get(), scale, BG_AUTO, true, fail, nullptr, nullptr), nullptr);
 }
 
+std::vector<unsigned char> lent_pixels;
+template <unsigned Bits>
+Image* lend(Image*, float&) {
+    lent_pixels.assign(4 * 4 * (Bits / 8), 1);
+    return new Image(lent_pixels.data(), FORMAT_UNSIGNED, Bits, 4, 4, 228.0F, true);
+}
+Image* lend_nothing(Image*, float&) { return new Image(nullptr, FORMAT_UNSIGNED, 16, 4, 4, 228.0F, true); }
+
+TEST(PrepareImage, PixelsLentByAResamplerStayAsTheyAre) {
+    auto image = grey_image(4, 4, nullptr, 114.0F);
+    float scale = 0.0F;
+    for (Image* (*resampler)(Image*, float&) : {lend<8>, lend<16>, lend_nothing}) {
+        const std::unique_ptr<Image> result(
+            PrepareImage(image.get(), scale, BG_AUTO, true, resampler, nullptr, nullptr));
+        ASSERT_NE(result, nullptr);
+        EXPECT_FALSE(result->GetIsBufferOwner());
+        for (const unsigned v : lent_pixels) EXPECT_EQ(v, 1U);
+    }
+}
+
 }  // namespace
 }  // namespace Norvane::Tests

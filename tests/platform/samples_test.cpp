@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Sample by sample: arithmetic, lookup, norm; and the headers and statuses of all calls.
+#include <gtest/gtest.h>
+
+#include "platform/picture.h"
+
+#include <thread>
+
+namespace Norvane::Tests {
+namespace {
+
+constexpr int kMost = std::numeric_limits<int>::max();
+
+TEST(Arithmetic, ThresholdsAndSaturatesExactly) {
+    Random random(4);
+    for (const Depth& depth : {k8U, k16U, k8S, k16S, k32S})
+        for (const int k :
+             {0, 1, 2, 127, 128, 255, 256, 32767, 65535, 65536, kMost, -1, -128, -32768, -65536, -kMost - 1}) {
+            Picture src = random_picture(random, depth, 21, 4), dst(depth, 21, 4), before = dst;
+            src.put(0, 0, 1);
+            src.put(1, 0, depth.lowest < 0 ? -1 : 2);
+            iplMultiplyS(src.get(), dst.get(), k);
+            const auto product = [&](auto x, auto y) {  // long double holds the product of two 32-bit numbers
+                const long double exact = static_cast<long double>(src.at(x, y)) * k;
+                return static_cast<double>(std::clamp<long double>(exact, depth.lowest, depth.largest));
+            };
+            expect_samples(dst, before, product, "times " + std::to_string(k));
+            if (depth.depth == kIplDepth32S) continue;
+            iplThreshold(src.get(), dst.get(), k);
+            const auto above = [&](auto x, auto y) { return src.at(x, y) >= k ? depth.largest : 0.0; };
+            expect_samples(dst, before, above, "threshold " + std::to_string(k));
+        }
+}
+
+TEST(MultiplySFP, IsOneFloatProduct) {
+    Picture src(k32F, 2, 1);
+    src.put(0, 0, static_cast<double>(16777217.0F / 3.0F));
+    src.put(1, 0, -3e38);
+    iplMultiplySFP(src.get(), src.get(), 1.3F);
+    EXPECT_EQ(static_cast<double>((16777217.0F / 3.0F) * 1.3F), src.at(0, 0));
+    EXPECT_EQ(-std::numeric_limits<double>::infinity(), src.at(1, 0));  // not clamped
+}
+
+TEST(Norm, IsTheLargestMagnitude) {
+    struct Case {
+        Depth depth;
+        double sample, norm;
+    };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (const Case& c : {Case{k8S, -128, 128},
+                          {k16S, -32768, 32768},
+                          {k32S, -2147483648.0, 2147483648.0},
+                          {k16U, 65535, 65535},
+                          {k32F, -0.5, 0.5},
+                          {k32F, nan, 0},
+                          {k1U, 1, 1},
+                          {k1U, 0, 0},
+                          {k8U, 0, 0}}) {
+        Picture p(c.depth, 13, 3);
+        for (unsigned y = 0; y < 3; ++y)
+            for (unsigned x = 0; x < 13; ++x) p.put(x, y, 0);
+        p.put(12, 2, c.sample);  // for 1-bit samples, behind it lie bits that are no pixels
+        EXPECT_EQ(c.norm, iplNorm(p.get(), nullptr, 1)) << c.sample;
+        EXPECT_FALSE(std::signbit(iplNorm(p.get(), nullptr, 1))) << c.depth.depth << " " << c.sample;
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+    }
+}
+
+/// keys[i], keys[i + 1], ...: the table of a call.
+struct Table {
+    std::vector<int> keys, values;
+    IplLookupTable record, *pointer = &record;
+
+    Table(std::vector<int> k, std::vector<int> v) : keys(std::move(k)), values(std::move(v)) {
+        record = {static_cast<int>(keys.size()), keys.data(), values.data(), nullptr, 0};
+    }
+    [[nodiscard]] bool holds(std::size_t i, double v) const { return keys[i] <= v && v < keys[i + 1]; }
+};
+
+Table random_table(Random& random, const Depth& depth, bool ascending) {
+    std::vector<int> keys(2 + random.below(30)), values(keys.size() - 1);
+    for (int& k : keys) k = random.between(-50, static_cast<int>(depth.largest) + 60);
+    if (ascending) std::sort(keys.begin(), keys.end());
+    for (int& v : values) v = random.between(-100000, 100000);
+    return {keys, values};
+}
+
+TEST(Lookup, EqualsTheSearchOfTheIntervals) {
+    Random random(6);
+    for (const Depth& depth : {k8U, k16U})
+        for (int round = 0; round < 40; ++round) {
+            Picture src = random_picture(random, depth, 23, 7), dst(depth, 23, 7), before = dst;
+            Table table = random_table(random, depth, round % 4 != 0);
+            const std::vector<int> values = table.values;
+            iplContrastStretch(src.get(), dst.get(), &table.pointer);
+            ASSERT_EQ(kIplOk, iplGetErrStatus());
+            expect_samples(
+                dst, before,
+                [&](auto x, auto y) {
+                    const double v = src.at(x, y);
+                    for (std::size_t i = 0; i < values.size(); ++i)
+                        if (table.holds(i, v)) return double(values[i] & int(depth.largest));
+                    return v;
+                },
+                "stretch");
+
+            iplComputeHisto(src.get(), &table.pointer);
+            ASSERT_EQ(kIplOk, iplGetErrStatus());
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                int count = 0;  // overwrites: the values above are gone
+                for (unsigned y = 0; y < 7; ++y)
+                    for (unsigned x = 0; x < 23; ++x) count += table.holds(i, src.at(x, y));
+                EXPECT_EQ(count, table.values[i]);
+            }
+        }
+}
+
+TEST(Statuses, HeadersThatDoNotFitAreRefusedByEveryCall) {
+    Table table({0, 5}, {1});
+    using Call = std::function<void(const IplHeader*, const IplHeader*)>;
+    const Call calls[] = {[](auto* s, auto* d) { iplFixedFilter(s, d, 2); },
+                          [](auto* s, auto* d) { iplBlur(s, d, 3, 3, 1, 1); },
+                          [](auto* s, auto* d) { iplDilate(s, d, 1); },
+                          [](auto* s, auto* d) { iplErode(s, d, 1); },
+                          [](auto* s, auto* d) { iplThreshold(s, d, 5); },
+                          [](auto* s, auto* d) { iplMultiplyS(s, d, 2); },
+                          [](auto* s, auto* d) { iplMultiplySFP(s, d, 2); },
+                          [](auto* s, auto* d) { iplZoom(s, d, 2, 1, 2, 1, 1); },
+                          [](auto* s, auto* d) { iplDecimate(s, d, 1, 2, 1, 2, 1); },
+                          [](auto* s, auto* d) { iplDecimateBlur(s, d, 1, 2, 1, 2, 1, 2, 2); },
+                          [&](auto* s, auto* d) { iplContrastStretch(s, d, &table.pointer); }};
+    for (const Call& call : calls) {
+        Picture src(k16U, 8, 4), other_depth(k16S, 8, 4), same(k16U, 8, 4), before = same;
+        IplHeader no_data = *same.get(), too_small = *same.get();
+        no_data.data = nullptr;
+        too_small.image_size -= 1;
+        const std::pair<const IplHeader*, const IplHeader*> bad[] = {
+            {nullptr, same.get()},   {src.get(), nullptr},     {&no_data, same.get()},        {src.get(), &no_data},
+            {src.get(), &too_small}, {&too_small, same.get()}, {src.get(), other_depth.get()}};
+        for (const auto& [from, to] : bad) {
+            call(from, to);
+            EXPECT_EQ(kIplBadArgument, iplGetErrStatus()) << &call - calls;
+        }
+        EXPECT_EQ(before, same);
+    }
+}
+
+TEST(Statuses, AnImageWithoutPixelsIsNothingToDoExceptToScaleIt) {
+    for (const auto& [width, height] : {std::pair{0U, 4U}, {4U, 0U}}) {
+        Picture p(k16U, width, height);
+        iplFixedFilter(p.get(), p.get(), 7);
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+        iplBlur(p.get(), p.get(), 3, 3, 1, 1);
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+        iplErode(p.get(), p.get(), 3);
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+        EXPECT_EQ(0.0, iplNorm(p.get(), nullptr, 1));
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+        iplDecimate(p.get(), p.get(), 1, 1, 1, 1, 1);
+        EXPECT_EQ(kIplBadArgument, iplGetErrStatus());
+    }
+}
+
+TEST(Statuses, BelongToTheirThread) {
+    iplBlur(nullptr, nullptr, 1, 1, 0, 0);
+    std::thread([] {
+        EXPECT_EQ(kIplOk, iplGetErrStatus());
+        Picture p(k1U, 8, 1);
+        iplBlur(p.get(), p.get(), 1, 1, 0, 0);
+        EXPECT_EQ(kIplUnsupported, iplGetErrStatus());
+    }).join();
+    EXPECT_EQ(kIplBadArgument, iplGetErrStatus());
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The result files of one input, which appear together or not at all.
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// Each file is written under a temporary name beside its place; commit() gives all of them their names. Without
+/// commit() the temporary files are removed. Errors are thrown as Refusal with the path and the system's reason.
+class OutputSet {
+public:
+    OutputSet() = default;
+    ~OutputSet();
+    OutputSet(const OutputSet&) = delete;
+    OutputSet& operator=(const OutputSet&) = delete;
+
+    void add(const std::filesystem::path& file, std::string_view bytes);
+    void commit();
+
+private:
+    std::vector<std::pair<std::filesystem::path, std::filesystem::path>> waiting;  // temporary name, name
+};
+
+}  // namespace Norvane::Host

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The whole program as a function, so that tests can call it.
+#pragma once
+
+#include <iosfwd>
+
+namespace Norvane::Host {
+
+enum ExitCode : int {
+    kExitDone = 0,    ///< everything was done
+    kExitPartly = 1,  ///< some input was refused or failed
+    kExitUsage = 2,   ///< the command line cannot be understood
+};
+
+/// Runs the command line. Reports go to `out`, one line per refused input to `err`. Returns an ExitCode.
+[[nodiscard]] int run_program(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+
+}  // namespace Norvane::Host
