@@ -77,8 +77,10 @@ void read_pixel_size(DcmItem& header, SourceImage& image) {
         const double dy = millimetres(between_rows, field.name);
         const double dx = millimetres(between_columns, field.name);
         if (std::abs(dy - dx) > kSquareTolerance * dx) {
-            const std::string sizes = between_rows + " x " + between_columns + " mm";
-            throw Refusal(std::string("has pixels that are not square (") + field.name + " " + sizes + ")");
+            std::string message = std::string("has pixels that are not square (") + field.name + " ";
+            message += between_rows + " x ";
+            message += between_columns + " mm)";
+            throw Refusal(message);
         }
         image.pixel_size_um = dx * kMicrometresPerMillimetre;
         image.pixel_size_from = field.name;
