@@ -3,6 +3,7 @@
 /// angle table, and the fast one that follows the tissue from row to row.
 #include <norvane/masking.h>
 
+#include "contour/open_bins.h"
 #include "contour/polar_bins.h"
 #include "contour/search_images.h"
 #include "contour/tissue_rules.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 namespace Norvane {
@@ -67,17 +69,31 @@ public:
         : origin(from), width(image_width), gate(static_cast<float>(from.gate_distance)) {
         far_distance = static_cast<float>(two_thirds_of(static_cast<unsigned>(width)));
         const AcosTable table(Masking::NUM_IN_LUT);
-        for (const int above : {1, -1})
-            (above > 0 ? bins_above : bins_below) = tabulate<std::uint16_t>(
-                table, origin.outward, above, [&](float angle) { return bin_of(angle, above); });
+        for (const int sign : {1, -1})
+            (sign > 0 ? bins_above : bins_below) =
+                tabulate<std::uint16_t>(table, origin.outward, sign, [&](float angle) { return bin_of(angle, sign); });
     }
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
-        const Depths depths = depths_in_image(row.breast_side(origin, width), origin, width);
-        first_depth = depths.first;
-        polar.set(depths.first, depths.last, row.dy, row.above);
-        bins = row.above > 0 ? bins_above.data() : bins_below.data();
-        return depths;
+        dy = row.dy;
+        above = row.above;
+        bins = above > 0 ? bins_above.data() : bins_below.data();
+        return depths_in_image(row.breast_side(origin, width), origin, width);
+    }
+    /// The table index grows with the depth; the rounding of the distance moves it by one at most.
+    [[nodiscard]] BinRange bins_between(Depths block) {
+        if (dy == 0 && block.first == 0) return {0, kLastBin};  // the origin's bin lies apart
+        const auto index_at = [this](int depth) {
+            polar.set(depth, depth, dy, above);
+            return int{polar.index[0]};
+        };
+        const int low = std::max(index_at(block.first) - 1, 0);
+        const int high = std::min(index_at(block.last) + 1, Masking::NUM_IN_LUT);
+        return std::minmax({int{bins[low]}, int{bins[high]}});
+    }
+    void load(Depths block) {
+        first_depth = block.first;
+        polar.set(block.first, block.last, dy, above);
     }
     [[nodiscard]] Distance distance(int depth) const {
         return polar.distance[static_cast<std::size_t>(depth - first_depth)];
@@ -93,10 +109,10 @@ public:
 
 private:
     /// The bins run from straight down to straight up on the left, from straight up to straight down on the right.
-    [[nodiscard]] std::uint16_t bin_of(float angle, int above) const {
+    [[nodiscard]] std::uint16_t bin_of(float angle, int sign) const {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         const int quarter_degrees = truncate_to<int>(static_cast<double>(angle) * kBinsPerRadian);
-        const int bin = origin.outward > 0 ? (above * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
+        const int bin = origin.outward > 0 ? (sign * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
                                            : quarter_degrees - kHorizontalBin;
         return static_cast<std::uint16_t>(std::clamp(bin, 0, kLastBin));
     }
@@ -108,8 +124,10 @@ private:
     std::vector<std::uint16_t> bins_above;  // by PolarRow index
     std::vector<std::uint16_t> bins_below;
     const std::uint16_t* bins = nullptr;  // those of the current row
-    PolarRow polar;
+    PolarRow polar;                       // of the block last loaded
     int first_depth = 0;
+    int dy = 0;
+    int above = 1;
 };
 
 /// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
@@ -138,12 +156,30 @@ public:
         return depths_in_image(window, origin, width);
     }
     [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy); }
-    [[nodiscard]] int bin(int depth) const {
-        const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
-        const double from_first_bin =
-            origin.outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
-        return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
+    /// Bins run with the angle, and the angle with the depth.
+    [[nodiscard]] BinRange bins_between(Depths block) const {
+        return std::minmax({exact_bin(block.first), exact_bin(block.last)});
     }
+    /// An approximate position among the bins decides, but where it comes close to the border of one.
+    void load(Depths block) {
+        constexpr double kDoubt = 1e-3;  // bins; the approximation errs by 5e-6, the rounding of the angle by 3e-5
+        first_depth = block.first;
+        const auto count = static_cast<std::size_t>(block.last - block.first) + 1;
+        positions.resize(count);
+        bins.resize(count);
+        const double run = block.first, rise = std::abs(dy), sign = dy < 0 ? origin.outward : -origin.outward;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double angle = sign * approximate_angle(rise, run + static_cast<double>(static_cast<int>(i)));
+            positions[i] = (angle + kHalfPi) * kBinsPerRadian + 0.5;
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            const int below = static_cast<int>(positions[i]);  // 0 .. 720
+            const double rest = positions[i] - below;
+            const bool is_sure = rest > kDoubt && rest < 1.0 - kDoubt;
+            bins[i] = is_sure ? std::min(below, kLastBin) : exact_bin(first_depth + static_cast<int>(i));
+        }
+    }
+    [[nodiscard]] int bin(int depth) const { return bins[static_cast<std::size_t>(depth - first_depth)]; }
     [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate; }
     [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance; }
     [[nodiscard]] bool record(Direction& direction, int depth, Distance squared) {
@@ -156,12 +192,34 @@ public:
 private:
     [[nodiscard]] static std::int64_t square(std::int64_t v) { return v * v; }
 
+    [[nodiscard]] int exact_bin(int depth) const {
+        const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
+        const double from_first_bin =
+            origin.outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
+        return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
+    }
+
+    /// The arctangent of rise / run, neither negative, within 2e-8 radians [abramowitz1964]. 0 for 0 / 0.
+    [[nodiscard]] static double approximate_angle(double rise, double run) {
+        const double larger = rise > run ? rise : run;
+        const double t = (rise > run ? run : rise) / (larger > 0.0 ? larger : 1.0);
+        const double z = t * t;
+        double sum = 0.0028662257;
+        for (const double c : {-0.0161657367, 0.0429096138, -0.0752896400, 0.1065626393, -0.1420889944, 0.1999355085,
+                               -0.3333314528, 1.0})
+            sum = sum * z + c;
+        return rise > run ? kHalfPi - t * sum : t * sum;
+    }
+
     const PolarOrigin& origin;
     int width;
     Distance gate;
     Distance far_distance;
     ColumnRange tissue;  // columns of the tissue found in the last row
     int dy = 0;
+    int first_depth = 0;  // of the block last loaded
+    std::vector<double> positions;
+    std::vector<int> bins;
 };
 
 /// What both forms of the search are given.
@@ -172,20 +230,34 @@ struct RasterSearch {
     const SearchSettings& settings;
     const Masking::Params& params;
 
+    /// One row, block by block: a block whose bins are all closed, as most are beyond the skin, is passed over whole.
     template <class Form>
-    void scan_row(const ScanRow& row, Form& form, std::vector<Direction>& directions) const {
+    void scan_row(const ScanRow& row, Form& form, std::vector<Direction>& directions, OpenBins& open) const {
+        constexpr int kBlock = 64;  // pixels
         const RowRules rules = raster_rules(params, settings, row.above > 0);
-        const auto grey_row = images.grey_at(row.y);
-        const auto searched_row = images.searched_at(row.y);
         const Depths depths = form.start_row(row);
-        for (int depth = depths.first; depth <= depths.last; ++depth) {
-            Direction& direction = directions[static_cast<std::size_t>(form.bin(depth))];
+        for (int first = depths.first; first <= depths.last; first += kBlock) {
+            const Depths block{first, std::min(first + kBlock - 1, depths.last)};
+            if (!open.any(form.bins_between(block))) continue;
+            form.load(block);
+            scan_block(row.y, block, rules, form, directions, open);
+        }
+    }
+
+    template <class Form>
+    void scan_block(int y, Depths block, RowRules rules, Form& form, std::vector<Direction>& directions,
+                    OpenBins& open) const {
+        const auto grey_row = images.grey_at(y);
+        const auto searched_row = images.searched_at(y);
+        for (int depth = block.first; depth <= block.last; ++depth) {
+            const int bin = form.bin(depth);
+            Direction& direction = directions[static_cast<std::size_t>(bin)];
             if (direction.tolerance == 0) continue;
             const int column = origin.edge_column + origin.outward * depth;
             const auto x = static_cast<std::size_t>(column);
             const float limit = tissue.limit(rules.raises_near_wall && depth < origin.near_wall_width);
             if (!TissueRules::is_tissue(direction, searched_row[x], limit, rules)) {
-                --direction.tolerance;
+                if (--direction.tolerance == 0) open.close(bin);
                 continue;
             }
             const typename Form::Distance distance = form.distance(depth);
@@ -200,7 +272,8 @@ struct RasterSearch {
     template <class Form>
     [[nodiscard]] std::vector<Direction> scan(const Mask& frame, Form form) const {
         std::vector<Direction> directions(Masking::c_num_angles, Direction(settings.tolerance));
-        if (MaskReader::is_empty(frame)) return directions;
+        if (MaskReader::is_empty(frame) || settings.tolerance == 0) return directions;
+        OpenBins open;
         MaskReader reader(frame);
         const std::int64_t first = frame.GetMinY();
         const std::int64_t last = std::min<std::int64_t>(frame.GetMaxY(), images.height() - 1);
@@ -210,7 +283,7 @@ struct RasterSearch {
             const auto runs = reader.row(static_cast<unsigned>(y));
             const ColumnRange field =
                 runs.empty() ? ColumnRange{0, images.width() - 1} : ColumnRange{runs.front().first, runs.back().last};
-            scan_row({y, y - origin.row, y <= origin.row ? 1 : -1, field}, form, directions);
+            scan_row({y, y - origin.row, y <= origin.row ? 1 : -1, field}, form, directions, open);
         }
         return directions;
     }
