@@ -82,31 +82,72 @@ public:
         const std::int64_t first = std::max(field_first, edge_column - reach);
         const std::int64_t last = std::min(field_last, edge_column + reach);
         if (first > last) return 0.0;
-        const int above = y <= centre_row ? 1 : -1;
-        polar.set(static_cast<int>(first - edge_column), static_cast<int>(last - edge_column),
-                  static_cast<int>(y - centre_row), above);
         row = y;
+        dy = static_cast<int>(y - centre_row);
+        above = y <= centre_row ? 1 : -1;
         area = 0.0;
         is_inside = false;
         const std::int64_t split = std::clamp(edge_column + 1, first, last + 1);  // the edge column belongs to its left
-        follow(first, first, split, radii.of(-1, above));
-        follow(first, split, last + 1, radii.of(1, above));
+        follow(first, split, radii.of(-1, above));
+        follow(split, last + 1, radii.of(1, above));
         if (is_inside) close_run(width - wall_allowance(field_first, field_last) - 1);
         return area;
     }
 
 private:
-    void follow(std::int64_t polar_first, std::int64_t from, std::int64_t to, const std::vector<float>& radius) {
-        for (std::int64_t x = from; x < to; ++x) {
-            const auto i = static_cast<std::size_t>(x - polar_first);
-            const bool inside = radius[polar.index[i]] > polar.distance[i];
-            if (inside == is_inside) continue;
-            if (inside)
-                run_start = x;
-            else
-                close_run(x);
-            is_inside = inside;
+    /// Columns from .. to - 1, on one side of the origin, block by block: most blocks lie inside or outside as a whole.
+    void follow(std::int64_t from, std::int64_t to, const std::vector<float>& radius) {
+        constexpr std::int64_t kBlock = 32;  // pixels
+        for (std::int64_t x = from; x < to; x += kBlock) {
+            const std::int64_t end = std::min(x + kBlock, to);
+            switch (place_of(x, end - 1, radius)) {
+                case Place::kInside:
+                    pass(x, true);
+                    break;
+                case Place::kOutside:
+                    pass(x, false);
+                    break;
+                case Place::kAcross:
+                    polar.set(static_cast<int>(x - edge_column), static_cast<int>(end - 1 - edge_column), dy, above);
+                    for (std::int64_t u = x; u < end; ++u) {
+                        const auto i = static_cast<std::size_t>(u - x);
+                        pass(u, radius[polar.index[i]] > polar.distance[i]);
+                    }
+            }
         }
+    }
+
+    void pass(std::int64_t x, bool inside) {
+        if (inside == is_inside) return;
+        if (inside)
+            run_start = x;
+        else
+            close_run(x);
+        is_inside = inside;
+    }
+
+    enum class Place { kInside, kOutside, kAcross };
+
+    /// Where the pixels of columns first .. last lie. Distance and table index both grow with the column offset's
+    /// magnitude, the index but for one step that the rounding of the distance can make.
+    [[nodiscard]] Place place_of(std::int64_t first, std::int64_t last, const std::vector<float>& radius) {
+        const int a = static_cast<int>(first - edge_column), b = static_cast<int>(last - edge_column);
+        if (dy == 0 && a <= 0 && b >= 0) return Place::kAcross;  // the origin has an index of its own
+        const int near = b <= 0 ? b : a, far = b <= 0 ? a : b;
+        polar.set(far, far, dy, above);
+        const float farthest = polar.distance[0];
+        const int high = std::min(polar.index[0] + 1, Masking::NUM_IN_LUT);
+        polar.set(near, near, dy, above);
+        const float nearest = polar.distance[0];
+        const int low = std::max(polar.index[0] - 1, 0);
+        int beyond_farthest = 0, beyond_nearest = 0;  // radii; comparisons with a NaN are false
+        for (int i = low; i <= high; ++i) {
+            const float r = radius[static_cast<std::size_t>(i)];
+            beyond_farthest += r > farthest ? 1 : 0;
+            beyond_nearest += r > nearest ? 1 : 0;
+        }
+        if (beyond_farthest == high - low + 1) return Place::kInside;
+        return beyond_nearest == 0 ? Place::kOutside : Place::kAcross;
     }
 
     /// `end` belongs to the run: the first pixel outside is written, too.
@@ -135,8 +176,10 @@ private:
     unsigned offset_y;
     Mask& out;
 
-    PolarRow polar;
+    PolarRow polar;  // of the block last looked at
     std::int64_t row = 0;
+    int dy = 0;
+    int above = 1;
     std::int64_t run_start = 0;
     bool is_inside = false;
     double area = 0.0;
