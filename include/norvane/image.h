@@ -35,12 +35,12 @@ public:
     Image();
 
     /// With `alloc` an owned buffer of zeros; without it the stride stays 0 until a setter or AlignSize() computes it.
-    Image(ImageFormat format, unsigned bits, unsigned width, unsigned height, bool alloc);
+    Image(ImageFormat sampleFormat, unsigned sampleBits, unsigned columns, unsigned rowCount, bool alloc);
 
     /// Pixels from `data`, whose rows already have the aligned stride. With `wrap` the image refers to `data`, which
-    /// must outlive it; otherwise it owns a copy (no buffer when `data` is null). `pixelSize` in micrometres.
-    Image(unsigned char* data, ImageFormat format, int bits, unsigned width, unsigned height, float pixelSize,
-          bool wrap);
+    /// must outlive it; otherwise it owns a copy (no buffer when `data` is null). `micrometres` is the pixel size.
+    Image(unsigned char* data, ImageFormat sampleFormat, int sampleBits, unsigned columns, unsigned rowCount,
+          float micrometres, bool wrap);
 
     /// The geometry of `model` as MatchTo() takes it, with an owned buffer of zeros if `alloc`. Pixels are not copied.
     Image(const Image* model, bool alloc);

@@ -12,6 +12,7 @@
 #include "model/working_image.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <span>
@@ -21,7 +22,7 @@ namespace Norvane {
 namespace {
 
 constexpr int kBrightestBackground = Masking::c_bg_noise_upper_level;  // an edge pixel and a frame are brighter
-constexpr unsigned kCandidates = 2;          // kept per border
+constexpr unsigned kCandidates = 2;                                    // kept per border
 constexpr int kCappedStrength = 5;           // a single strong edge pixel counts no more than this
 constexpr int kSmallestCoverage = 20;        // percent of the line that must be edge
 constexpr double kSmallestT = 13.4;          // of the means on either side
@@ -34,28 +35,30 @@ bool is_column_border(int border) { return border == FRAME_LEFT || border == FRA
 /// The border from which bins are counted: its lines have the lower index.
 bool is_near_border(int border) { return border == FRAME_LEFT || border == FRAME_TOP; }
 
-/// Four times the rise of the grey level towards the left or right border at each inner pixel of `here`, by Sobel's
-/// kernel: the rows are gathered first, so that a step to the next pixel costs one difference. `sums` is scratch.
-void rise_across_columns(GreyRow above, GreyRow here, GreyRow below, bool to_left, std::span<int> sums,
-                         std::span<int> rise) {
-    for (std::size_t x = 0; x < sums.size(); ++x) sums[x] = above[x] + 2 * here[x] + below[x];
-    const auto nearer = sums.subspan(to_left ? 0 : 2), farther = sums.subspan(to_left ? 2 : 0);
-    for (std::size_t i = 0; i < rise.size(); ++i) rise[i] = nearer[i] - farther[i];
+/// A quarter of the rise towards the border where it is one and the pixel is bright; at most 65535.
+std::uint16_t edge_strength(int rise, std::uint16_t pixel) {
+    const auto strength = static_cast<std::uint16_t>(static_cast<unsigned>(std::max(rise, 0)) / 4);
+    return pixel >= kBrightestBackground ? strength : std::uint16_t{0};
 }
 
-/// The same towards the top or bottom border, where `nearer` is the row on that side.
-void rise_across_rows(GreyRow nearer, GreyRow farther, std::span<int> differences, std::span<int> rise) {
-    for (std::size_t x = 0; x < differences.size(); ++x) differences[x] = nearer[x] - farther[x];
-    for (std::size_t i = 0; i < rise.size(); ++i)
-        rise[i] = differences[i] + 2 * differences[i + 1] + differences[i + 2];
+constexpr std::size_t kEdgeBlock = 128;  // columns; most of a mammogram is dark and is passed over in blocks
+
+/// Edges along columns at the inner pixels of a stretch of the row `here`, by Sobel's kernel in two passes: down the
+/// rows, then across.
+void write_column_edges(GreyRow above, GreyRow here, GreyRow below, bool border_is_left, std::span<std::uint16_t> out) {
+    std::array<int, kEdgeBlock + 2> sums;
+    for (std::size_t x = 0; x < here.size(); ++x) sums[x] = above[x] + 2 * here[x] + below[x];
+    const auto nearer = std::span(sums).subspan(border_is_left ? 0 : 2);
+    const auto farther = std::span(sums).subspan(border_is_left ? 2 : 0);
+    for (std::size_t x = 1; x + 1 < here.size(); ++x) out[x] = edge_strength(nearer[x - 1] - farther[x - 1], here[x]);
 }
 
-/// A quarter of the rise where it is one and the pixel is bright; at most 65535.
-void write_strength(std::span<const int> rise, GreyRow pixels, std::span<std::uint16_t> out) {
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        const auto strength = static_cast<std::uint16_t>(static_cast<unsigned>(std::max(rise[i], 0)) / 4);
-        out[i] = pixels[i] >= kBrightestBackground ? strength : std::uint16_t{0};
-    }
+/// The same along rows; `nearer` is the row on the border's side.
+void write_row_edges(GreyRow nearer, GreyRow here, GreyRow farther, std::span<std::uint16_t> out) {
+    std::array<int, kEdgeBlock + 2> rises;
+    for (std::size_t x = 0; x < here.size(); ++x) rises[x] = nearer[x] - farther[x];
+    for (std::size_t x = 1; x + 1 < here.size(); ++x)
+        out[x] = edge_strength(rises[x - 1] + 2 * rises[x] + rises[x + 1], here[x]);
 }
 
 /// Edge pixels of a line and the sum of their capped strengths.
@@ -64,30 +67,17 @@ struct Projection {
     explicit Projection(std::size_t lines) : count(lines), weight(lines) {}
 };
 
-int is_edge(int strength) { return strength > kFrameEdgeStrength ? 1 : 0; }
-
-/// In multiples of the weakest edge, up to the cap; 0 for what is no edge.
-int capped_strength(int strength) {
-    return is_edge(strength) * std::min(strength / kFrameEdgeStrength, kCappedStrength);
-}
-
 /// The edge pixels of each column or row.
 Projection project(const Image& edge, bool onto_columns) {
     Projection lines(onto_columns ? edge.GetWidth() : edge.GetHeight());
     for (unsigned y = 0; y < edge.GetHeight(); ++y) {
         const auto row = grey_row(edge, y);
-        if (is_edge(largest_of(row)) == 0) continue;
-        if (onto_columns) {
-            for (std::size_t x = 0; x < row.size(); ++x) {
-                lines.count[x] += is_edge(row[x]);
-                lines.weight[x] += capped_strength(row[x]);
-            }
-        } else {
-            for (const std::uint16_t v : row) {
-                lines.count[y] += is_edge(v);
-                lines.weight[y] += capped_strength(v);
-            }
-        }
+        visit_at_least(kFrameEdgeStrength + 1, row, [&](std::size_t x) {
+            const std::size_t line = onto_columns ? x : y;
+            ++lines.count[line];
+            lines.weight[line] += std::min(row[x] / kFrameEdgeStrength, kCappedStrength);
+            return true;
+        });
     }
     return lines;
 }
@@ -197,18 +187,18 @@ bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
     const unsigned width = window->GetWidth(), height = window->GetHeight();
     if (edge->GetWidth() != width || edge->GetHeight() != height) return false;
     edge->InitToZero();
-    if (width < 3) return true;
     const bool is_near = is_near_border(border);
-    std::vector<int> scratch(width), rise(width - 2);
     for (unsigned y = 1; y + 1 < height; ++y) {
-        const auto above = grey_row(*window, y - 1), here = grey_row(*window, y), below = grey_row(*window, y + 1);
-        const auto inner = here.subspan(1, rise.size());
-        if (largest_of(inner) < kBrightestBackground) continue;
-        if (is_column_border(border))
-            rise_across_columns(above, here, below, is_near, scratch, rise);
-        else
-            rise_across_rows(is_near ? above : below, is_near ? below : above, scratch, rise);
-        write_strength(rise, inner, grey_row_to_write(*edge, y).subspan(1, rise.size()));
+        for (std::size_t begin = 1; begin + 1 < width; begin += kEdgeBlock) {
+            const std::size_t size = std::min(kEdgeBlock, width - 1 - begin);
+            if (largest_of(grey_row(*window, y).subspan(begin, size)) < kBrightestBackground) continue;
+            const auto stretch = [&](unsigned row) { return grey_row(*window, row).subspan(begin - 1, size + 2); };
+            const auto out = grey_row_to_write(*edge, y).subspan(begin - 1, size + 2);
+            if (is_column_border(border))
+                write_column_edges(stretch(y - 1), stretch(y), stretch(y + 1), is_near, out);
+            else
+                write_row_edges(stretch(is_near ? y - 1 : y + 1), stretch(y), stretch(is_near ? y + 1 : y - 1), out);
+        }
     }
     return true;
 }

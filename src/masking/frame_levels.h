@@ -2,9 +2,11 @@
 /// Grey levels of the frame search that its files share.
 #pragma once
 
+#include <cstdint>
+
 namespace Norvane {
 
-inline constexpr int kFrameEdgeStrength = 2600;      // weakest grey-level step that counts as an edge of the frame
-inline constexpr double kFrameBrightness = 58981.0;  // 0.9 of the grey scale: an unexposed frame is brighter
+inline constexpr std::uint16_t kFrameEdgeStrength = 2600;  // grey-level step at an edge of the frame
+inline constexpr double kFrameBrightness = 58981.0;        // 0.9 of the grey scale: an unexposed frame is brighter
 
 }  // namespace Norvane

@@ -17,7 +17,6 @@
 namespace Norvane {
 namespace {
 
-constexpr std::uint16_t kWeakestEdge = kFrameEdgeStrength;  // in the thinned edge image
 constexpr unsigned kBrightStart = 39320;     // 0.6 of the grey scale: darker pixels at the border are not frame
 constexpr int kLongestDarkStart = 7;         // columns
 constexpr double kEdgeVariance = 6760000.0;  // square of the weakest edge strength
@@ -74,25 +73,21 @@ int first_bright_column(std::span<const std::uint16_t> pixels) {
 
 /// The last column of a row that passed as frame edge, or the coarse depth.
 int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint16_t> pixels, int coarse_depth) {
-    const auto width = static_cast<int>(std::min(edges.size(), pixels.size()));
+    constexpr int kFewest = 2;  // pixels passed before an edge is judged
     const int bright = first_bright_column(pixels);
     const int start = std::max(bright, coarse_depth);
-    constexpr int kFewest = 2;  // pixels passed before an edge is judged
-    if (start >= width - kFewest || largest_of(part_of(edges, start + kFewest, width)) <= kFrameEdgeStrength)
-        return coarse_depth;
-
     const double reference_mean = bright < start ? statistics_of(part_of(pixels, bright, start)).mean() : 0.0;
-    int depth = coarse_depth;
+    int depth = coarse_depth, next = start;
     GreyStatistics passed;
-    for (int x = start + kFewest, next = start; x < width; ++x) {
-        if (edges[static_cast<std::size_t>(x)] <= kFrameEdgeStrength) continue;
+    const auto searched = part_of(edges, start + kFewest, static_cast<int>(pixels.size()));
+    visit_at_least(kFrameEdgeStrength + 1, searched, [&](std::size_t i) {
+        const int x = start + kFewest + static_cast<int>(i);
         passed.add(part_of(pixels, next, x));
         next = x;
-        const auto local = part_of(pixels, std::max(x - kLocalColumns, start), x);
-        const Verdict verdict = judge(passed, local, reference_mean);
-        if (verdict == Verdict::kStop) break;
+        const Verdict verdict = judge(passed, part_of(pixels, std::max(x - kLocalColumns, start), x), reference_mean);
         if (verdict == Verdict::kFrame) depth = x;
-    }
+        return verdict != Verdict::kStop;
+    });
     return depth;
 }
 
@@ -148,7 +143,9 @@ void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int las
         const auto at = maxima.begin() + r;
         const bool is_end = r < first + kHalfWindow || r >= last - kHalfWindow;
         depth[static_cast<std::size_t>(r)] =
-            is_end ? *at : static_cast<int>(std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, std::int64_t{0}) / kWindow);
+            is_end
+                ? *at
+                : static_cast<int>(std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, std::int64_t{0}) / kWindow);
     }
 }
 
@@ -162,9 +159,9 @@ void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
         if (largest_of(here) < kFrameEdgeStrength) continue;
         const auto kept = grey_row_to_write(*out, y);
         for (std::size_t x = 1; x + 1 < width; ++x) {
-            // A maximum in one of the two directions is at least as strong as the weaker of their stronger neighbours.
+            // A maximum in one of two directions is as strong as the stronger neighbour in the more favourable one.
             const std::uint16_t beside = std::max(here[x - 1], here[x + 1]), along = std::max(above[x], below[x]);
-            const std::uint16_t least = std::max(std::min(beside, along), kWeakestEdge);
+            const std::uint16_t least = std::max(std::min(beside, along), kFrameEdgeStrength);
             kept[x] = here[x] >= least ? here[x] : std::uint16_t{0};
         }
     }
@@ -182,27 +179,29 @@ void FrameDetector::RemoveIsolatedPoints(Image* image) {
     if (width < kSide || height < kSide || image->GetBuffer() == nullptr) return;
 
     std::vector<std::uint16_t> column_count(width, 0);
-    const auto count_row = [&](unsigned y, int sign) {
-        const auto row = grey_row(*image, y);
+    const std::vector<std::uint16_t> no_edges(width, 0);
+    const auto move_window = [&](std::span<const std::uint16_t> entering, std::span<const std::uint16_t> leaving) {
+        const auto is_edge = [](std::uint16_t v) { return v >= kFrameEdgeStrength ? 1 : 0; };
         for (unsigned x = 0; x < width; ++x)
-            column_count[x] = static_cast<std::uint16_t>(column_count[x] + (row[x] >= kWeakestEdge ? sign : 0));
+            column_count[x] = static_cast<std::uint16_t>(column_count[x] + is_edge(entering[x]) - is_edge(leaving[x]));
     };
-    for (unsigned y = 0; y < kSide - 1; ++y) count_row(y, +1);
+    for (unsigned y = 0; y < kSide - 1; ++y) move_window(grey_row(*image, y), no_edges);
 
+    std::vector<std::size_t> edges;
     for (unsigned y = kHalf; y + kHalf < height; ++y) {
-        count_row(y + kHalf, +1);
+        move_window(grey_row(*image, y + kHalf), y == kHalf ? no_edges : grey_row(*image, y - kHalf - 1));
         const auto visited = grey_row_to_write(*image, y).subspan(kHalf, width - 2 * kHalf);
-        for (std::uint16_t& v : visited) v = v >= kWeakestEdge ? v : std::uint16_t{0};
-        const bool has_edges = largest_of(visited) != 0;
-        for (std::size_t i = 0; has_edges && i < visited.size(); ++i) {
-            const std::size_t x = (y - kHalf) % 2 == 0 ? i : visited.size() - 1 - i;
-            if (visited[x] == 0) continue;
+        for (std::uint16_t& v : visited) v = v >= kFrameEdgeStrength ? v : std::uint16_t{0};
+        edges.clear();
+        visit_at_least(kFrameEdgeStrength, visited, [&](std::size_t x) { return edges.push_back(x), true; });
+        const bool to_left = (y - kHalf) % 2 != 0;
+        if (to_left) std::ranges::reverse(edges);
+        for (const std::size_t x : edges) {
             const auto window = std::span(column_count).subspan(x, kSide);
             if (std::accumulate(window.begin(), window.end(), 0) >= kSmallestGroup) continue;
             visited[x] = 0;
             --window[kHalf];
         }
-        count_row(y - kHalf, -1);
     }
 }
 

@@ -107,18 +107,15 @@ void add_band_part(FrameParts& parts, std::span<const int> depth, const BandLayo
     }
 }
 
-/// Turned by a quarter, so that the rows become columns. In square tiles: each touches few rows on either side.
+/// Turned by a quarter: rows become columns.
 template <class Sample>
 void turn_samples(const Image& src, const Image& dst, bool clockwise) {
-    constexpr unsigned kTile = 16;
     const unsigned w = src.GetWidth(), h = src.GetHeight();
-    for (unsigned y0 = 0; y0 < h; y0 += kTile)
-        for (unsigned x0 = 0; x0 < w; x0 += kTile)
-            for (unsigned x = x0; x < std::min(x0 + kTile, w); ++x) {
-                const auto column = row_of<Sample>(dst, clockwise ? x : w - 1 - x);
-                for (unsigned y = y0; y < std::min(y0 + kTile, h); ++y)
-                    column[clockwise ? h - 1 - y : y] = row_of<const Sample>(src, y)[x];
-            }
+    for (unsigned y = 0; y < h; ++y) {
+        const auto row = row_of<const Sample>(src, y);
+        for (unsigned x = 0; x < w; ++x)
+            row_of<Sample>(dst, clockwise ? x : w - 1 - x)[clockwise ? h - 1 - y : y] = row[x];
+    }
 }
 
 /// Mirrored left to right, and top to bottom too for a half turn.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the frame search asks of runs of grey pixels. Plain loops over one run each, which the compiler vectorises.
+/// What the frame search asks of runs of grey pixels, as plain loops that the compiler vectorises.
 #pragma once
 
 #include <algorithm>
@@ -13,6 +13,19 @@ namespace Norvane {
     std::uint16_t largest = 0;
     for (const std::uint16_t v : pixels) largest = std::max(largest, v);
     return largest;
+}
+
+/// Calls visit(i) for the pixels at or above `level` in rising order until it returns false. Such pixels are few: the
+/// stretches between them are passed over a block at a time.
+template <class Visit>
+void visit_at_least(std::uint16_t level, std::span<const std::uint16_t> pixels, Visit visit) {
+    constexpr std::size_t kBlock = 32;
+    for (std::size_t begin = 0; begin < pixels.size(); begin += kBlock) {
+        const std::size_t end = std::min(begin + kBlock, pixels.size());
+        if (end - begin == kBlock && largest_of(pixels.subspan(begin).first<kBlock>()) < level) continue;
+        for (std::size_t i = begin; i < end; ++i)
+            if (pixels[i] >= level && !visit(i)) return;
+    }
 }
 
 /// Count, mean and population variance of pixels, from exact sums.

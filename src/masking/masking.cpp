@@ -3,7 +3,6 @@
 #include <norvane/masking.h>
 
 #include <array>
-#include <memory>
 #include <utility>
 
 namespace Norvane {
@@ -32,9 +31,8 @@ constexpr std::array<ClassSettings, 10> kClassSettings{{
     /* BG_AUTO_MEDIUM */ {Masking::c_noiseLevel_auto, 31, 0.33F, Masking::c_grad_threshold},
 }};
 
-std::unique_ptr<ContourState> copy_of(const ContourState* state) {
-    return state != nullptr ? std::make_unique<ContourState>(*state) : nullptr;
-}
+/// Null for null; the caller owns the copy.
+ContourState* copy_of(const ContourState* state) { return state != nullptr ? new ContourState(*state) : nullptr; }
 
 }  // namespace
 
@@ -53,11 +51,11 @@ Masking::Masking(const Masking& other)
       blurSize(other.blurSize),
       borderFactor(other.borderFactor),
       chestWallRatioLimit(other.chestWallRatioLimit),
-      contourState(copy_of(other.contourState).release()) {}
+      contourState(copy_of(other.contourState)) {}
 
 Masking& Masking::operator=(const Masking& other) {
     if (this == &other) return *this;
-    auto state = copy_of(other.contourState);  // may throw, before anything is changed
+    ContourState* state = copy_of(other.contourState);  // may throw, before anything is changed; nothing below does
     backgroundNoiseLevel = other.backgroundNoiseLevel;
     params = other.params;
     threshScale = other.threshScale;
@@ -70,7 +68,8 @@ Masking& Masking::operator=(const Masking& other) {
     blurSize = other.blurSize;
     borderFactor = other.borderFactor;
     chestWallRatioLimit = other.chestWallRatioLimit;
-    delete std::exchange(contourState, state.release());
+    delete contourState;
+    contourState = state;
     return *this;
 }
 

@@ -90,6 +90,7 @@ int Masking::auto_calc_noise_level(Image* image) {
     return (bin_above_background(histogram, perimeter, params.bgNoise) * kGreyLevels) / bins;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): derived classes call it with this signature
 unsigned short Masking::find_tissue_mean(Image* /*image*/, int* histogram, int bins) {
     constexpr double kBrightest = 0.08F;  // of the bins, left out: frame, labels, markers
     if (histogram == nullptr || bins < 1 || bins > kGreyLevels) return 0;

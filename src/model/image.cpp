@@ -23,18 +23,18 @@ unsigned aligned_stride(unsigned width, unsigned bits) {
 
 Image::Image() = default;
 
-Image::Image(ImageFormat sample_format, unsigned sample_bits, unsigned columns, unsigned row_count, bool alloc)
-    : width(columns), height(row_count), bits(sample_bits), usedBits(sample_bits), format(sample_format) {
+Image::Image(ImageFormat sampleFormat, unsigned sampleBits, unsigned columns, unsigned rowCount, bool alloc)
+    : width(columns), height(rowCount), bits(sampleBits), usedBits(sampleBits), format(sampleFormat) {
     if (alloc) AllocNewBuffer(true);
 }
 
-Image::Image(unsigned char* data, ImageFormat sample_format, int sample_bits, unsigned columns, unsigned row_count,
+Image::Image(unsigned char* data, ImageFormat sampleFormat, int sampleBits, unsigned columns, unsigned rowCount,
              float micrometres, bool wrap)
     : width(columns),
-      height(row_count),
-      bits(static_cast<unsigned>(sample_bits)),
-      usedBits(static_cast<unsigned>(sample_bits)),
-      format(sample_format),
+      height(rowCount),
+      bits(static_cast<unsigned>(sampleBits)),
+      usedBits(static_cast<unsigned>(sampleBits)),
+      format(sampleFormat),
       pixelSize(micrometres) {
     AlignSize();
     if (wrap) {
@@ -133,7 +133,8 @@ void Image::AlignSize() { stride = aligned_stride(width, bits); }
 unsigned Image::BufferSize() const { return (bits * stride * height + 7) / 8; }
 
 void Image::AllocNewBuffer(bool realign) {
-    Clear();
+    // A constructor calls this too; it has no buffer of a derived class to release.
+    Clear();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
     if (realign) AlignSize();
     // Bits in full width: a size that wraps would promise pixels that are not there. So would a stride that wrapped.
     __extension__ using Wide = unsigned __int128;

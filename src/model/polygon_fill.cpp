@@ -32,7 +32,7 @@ struct Edge {
         x += whole;
         error += 2 * dx - 2 * dy * whole;
         if (error <= dy && error >= -dy) return;
-        const int direction = dx > 0 ? 1 : -1;
+        const std::int64_t direction = dx > 0 ? 1 : -1;
         x += direction;
         error -= direction * 2 * dy;
     }

@@ -252,16 +252,17 @@ private:
     std::int64_t centre_column;
 };
 
-/// One half of the ellipse; `direction` is -1 for the half above the centre, whose first row is the one above it.
+/// One half of the ellipse; `direction` is -1 for the half above the centre, which ends one row above it.
 std::int64_t raise_half(Image& work, const Raise& raise, const Extent& extent, double across, double down,
                         std::int64_t direction) {
-    std::int64_t raised = 0;
     const auto rows = truncate_to<std::int64_t>(down);
-    for (std::int64_t i = 0; i < rows; ++i) {
-        const std::int64_t dy = direction < 0 ? i + 1 : i;
-        const std::int64_t y = extent.centre + direction * dy;
-        if (y < 0 || y >= work.GetHeight()) continue;
-        const auto distance = static_cast<double>(dy);
+    // Of the half's rows those inside the image: the frame's top places the centre, and may lie anywhere.
+    const std::int64_t first = std::max<std::int64_t>(direction < 0 ? extent.centre - rows : extent.centre, 0);
+    const std::int64_t end =
+        std::min<std::int64_t>(direction < 0 ? extent.centre : extent.centre + rows, std::int64_t{work.GetHeight()});
+    std::int64_t raised = 0;
+    for (std::int64_t y = first; y < end; ++y) {
+        const auto distance = static_cast<double>(y - extent.centre);
         const double q = std::sqrt(1.0 - distance * distance / (down * down));
         raised += raise.raise_row(grey_row_to_write(work, static_cast<unsigned>(y)), across * q);
     }

@@ -148,7 +148,7 @@ template <class Sum>
 void copy_shifted(std::span<const Sum> running, std::int64_t shift, std::span<Sum> to) {
     const auto width = static_cast<std::int64_t>(to.size());
     const std::int64_t before = std::clamp(-shift, std::int64_t{0}, width);
-    const std::int64_t inside = std::clamp(width + 1 - shift, before, width);
+    const std::int64_t inside = std::clamp(width - shift, before, width);
     std::fill(to.begin(), to.begin() + before, running.front());
     if (inside > before) std::copy_n(running.begin() + (before + shift), inside - before, to.begin() + before);
     std::fill(to.begin() + inside, to.end(), running.back());

@@ -204,6 +204,7 @@ TEST(ContrastStretch, KeysStepAndWrapAround) {
 TEST(ComputeHisto, BinsAreTheRulesBoundaries) {
     Random random(1);
     auto grey16 = grey_image(300, 40, [&](unsigned, unsigned) { return random.below(65536); });
+    set_grey(*grey16, 0, 0, 65535);  // the last bin holds something
     Image grey8(grey16->GetBuffer(), FORMAT_UNSIGNED, 8, 600U, 40U, 1.0F, true);
     for (Image* image : {grey16.get(), &grey8})
         for (const int bins : {1, 3, 16, 256, 1000, 32767, 32768, 40000, 65535, 65536, 65537, 70001, 9000000}) {

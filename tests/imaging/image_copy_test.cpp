@@ -14,18 +14,14 @@ using Utils::ImageCopy;
 
 double sample(const Image& image, unsigned x, unsigned y) {
     if (image.GetBits() == 1) return (image.GetBuffer()[y * ((image.GetStride() + 7) / 8) + x / 8] >> (7 - x % 8)) & 1;
-    switch (image.GetFormat() * 100 + static_cast<int>(image.GetBits())) {
-        case 108:
-            return whole_row_of<std::uint8_t>(image, y)[x];
-        case 116:
-            return whole_row_of<std::uint16_t>(image, y)[x];
-        case 208:
-            return whole_row_of<std::int8_t>(image, y)[x];
-        case 216:
-            return whole_row_of<std::int16_t>(image, y)[x];
-        default:
-            return static_cast<double>(whole_row_of<float>(image, y)[x]);
+    if (image.GetFormat() == FORMAT_FLOAT) return static_cast<double>(whole_row_of<float>(image, y)[x]);
+    const bool is_signed = image.GetFormat() == FORMAT_SIGNED;
+    if (image.GetBits() == 16) {
+        const std::uint16_t v = whole_row_of<std::uint16_t>(image, y)[x];
+        return is_signed ? static_cast<std::int16_t>(v) : v;
     }
+    const std::uint8_t v = whole_row_of<std::uint8_t>(image, y)[x];
+    return is_signed ? static_cast<std::int8_t>(v) : v;
 }
 
 struct Type {

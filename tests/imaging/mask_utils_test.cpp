@@ -80,20 +80,9 @@ void expect_equal_masks(const Mask& expected, const Mask& actual) {
 
 /// Runs in any grid, now and then one whose end has wrapped below its start.
 Mask odd_mask(Random& random) {
-    constexpr float kGrids[] = {0.0F,
-                                0.5F,
-                                1.0F,
-                                1.5F,
-                                100.0F,
-                                228.0F,
-                                228.0F,
-                                400.0F,
-                                456.0F,
-                                -3.0F,
-                                std::numeric_limits<float>::infinity(),
-                                std::numeric_limits<float>::quiet_NaN()};
+    const float kGrids[] = {0.0F, 0.5F, 1.0F, 1.5F, 100.0F, 228.0F, 400.0F, 456.0F, -3.0F, HUGE_VALF, std::nanf("")};
     Mask mask = random_mask(random, 60, 9, kGrids[random.below(std::size(kGrids))]);
-    mask.SetTargetPixelSize(kGrids[random.below(8)]);
+    mask.SetTargetPixelSize(kGrids[random.below(7)]);
     if (random.chance(8)) mask.AddSegment(random.below(9), 5 + random.below(40), 0U - random.below(6));
     if (random.chance(30)) mask.AddSegment(random.below(9), random.below(60), UINT_MAX);
     return mask;
@@ -182,25 +171,6 @@ bool is_set(const Image& image, unsigned x, unsigned y) {
     return (image.GetBuffer()[y * ((image.GetStride() + 7) / 8) + x / 8] >> (7 - x % 8)) & 1;
 }
 
-TEST(MaskToImage, RendersTheBoundingBox) {
-    Random random(4);
-    for (int round = 0; round < 100; ++round) {
-        Mask mask = random_mask(random, 150, 6, 50.0F);
-        mask.AddSegment(3, 20, random.below(70));
-        mask.SetTargetPixelSize(10.0F);
-        Image image(FORMAT_UNSIGNED, 16U, 3U, 3U, true);
-        ASSERT_EQ(0, MaskToImage(&mask, &image));
-        EXPECT_EQ(50.0F, mask.GetTargetPixelSize());
-        EXPECT_EQ(50.0F, image.GetPixelSize());
-        const Bitmap bits = bitmap_of(mask, 300, 10);
-        ASSERT_EQ(std::tuple(mask.GetMinX(), mask.GetMinY(), mask.GetMaxX() - mask.GetMinX() + 1, 1U),
-                  std::tuple(image.GetOffX(), image.GetOffY(), image.GetWidth(), image.GetBits()));
-        for (unsigned y = 0; y < image.GetHeight(); ++y)
-            for (unsigned x = 0; x < image.GetStride(); ++x)
-                ASSERT_EQ(bits.at(image.GetOffX() + x, image.GetOffY() + y), is_set(image, x, y)) << x << ", " << y;
-    }
-}
-
 TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
     Image image;
     Mask empty;
@@ -212,8 +182,12 @@ TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
     ASSERT_EQ(0, MaskToImage(&wrapped, &image));
     EXPECT_EQ(0U, image.GetWidth());
     wrapped.AddSegment(3, 4, 30);
+    wrapped.SetPixelSize(50.0F);
+    wrapped.SetTargetPixelSize(10.0F);
     ASSERT_EQ(0, MaskToImage(&wrapped, &image));
-    EXPECT_EQ(31U, image.GetWidth());
+    EXPECT_EQ(std::tuple(31U, 4U, 2U, 50.0F),
+              std::tuple(image.GetWidth(), image.GetOffX(), image.GetOffY(), image.GetPixelSize()));
+    EXPECT_EQ(50.0F, wrapped.GetTargetPixelSize());
     EXPECT_EQ(1, MaskToImage(nullptr, &image));
     EXPECT_EQ(1, MaskToImage(&empty, nullptr));
 }
@@ -240,9 +214,8 @@ TEST(ImageToMask, ReadsPaddingColumnsAndEndsRunsLate) {
         image.SetOffY(random.below(9));
         image.SetPixelSize(33.0F);
         for (unsigned i = 0; i < image.BufferSize(); ++i)
-            image.GetBuffer()[i] = static_cast<unsigned char>(random.chance(2)   ? random.below(256)
-                                                              : random.chance(2) ? 255
-                                                                                 : 0);
+            image.GetBuffer()[i] =
+                static_cast<unsigned char>(random.below(256) * random.below(2) + 255 * random.below(2));
         Mask mask = mask_of(std::vector<RowRun>{{1, 1, 1}});
         ASSERT_EQ(0, ImageToMask(&image, &mask));
         EXPECT_EQ(33.0F, mask.GetPixelSize());
@@ -370,7 +343,7 @@ std::vector<RowRun> morphed_plainly(const Mask& mask, int n, bool dilate) {
 
 TEST(MaskMorphology, EqualsRepeatedSquares) {
     Random random(8);
-    for (int round = 0; round < 150; ++round) {
+    for (int round = 0; round < 60; ++round) {
         // Beyond the image that is eroded lies background, so a frame of one pixel decides like no frame at all.
         Mask mask = random_mask(random, 60, 40, 70.0F), dst = mask_of(std::vector<RowRun>{{1, 1, 1}});
         for (int i = 0; i < 4; ++i)

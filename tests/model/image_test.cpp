@@ -115,14 +115,6 @@ TEST(Image, MatchingTakesGeometryButNotPixelsOrCalibration) {
     secondary.MatchTo(nullptr, true);
     secondary.MatchSecondaryTo(nullptr);
     EXPECT_EQ(secondary.GetBuffer(), before);
-
-    Image bits(FORMAT_UNSIGNED, 8, 5, 3, true);
-    bits.SetBits(16, false);
-    EXPECT_EQ(bits.GetStride(), 8U) << "the stride waits for the allocation";
-    EXPECT_EQ(bits.GetUsedBits(), 16U);
-    bits.SetWidth(7, true);
-    EXPECT_EQ(bits.GetStride(), 8U);
-    EXPECT_EQ(bits.BufferSize(), 48U);
 }
 
 struct Tracked : GarbageItem {

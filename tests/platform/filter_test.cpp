@@ -133,5 +133,21 @@ TEST(Blur, TakesAnyBoxWithoutOverflow) {
     }
 }
 
+TEST(Blur, RoundsTiesUpAtEveryLevelAndHoldsTheLargestSums) {
+    constexpr int n = 98;  // its reciprocal is rounded down
+    Picture src(k16U, n, 2000), dst(k16U, n, 2000);
+    for (unsigned y = 0; y < 2000; ++y)
+        for (unsigned x = 0; x < n; ++x) src.put(x, y, 32 * y + x % 2);
+    iplBlur(src.get(), dst.get(), n, 1, n / 2, 0);
+    for (unsigned y = 0; y < 2000; ++y) ASSERT_EQ(32 * y + 1, dst.at(n / 2, y));
+    for (const unsigned rows : {32768U / 256, 40000U / 256}) {
+        Picture white(k16U, 256, rows);
+        for (unsigned y = 0; y < rows; ++y)
+            for (unsigned x = 0; x < 256; ++x) white.put(x, y, 65535);
+        iplBlur(white.get(), white.get(), 256, static_cast<int>(rows), 128, 64);
+        EXPECT_EQ(65535, white.at(128, 64));
+    }
+}
+
 }  // namespace
 }  // namespace Norvane::Tests
