@@ -22,8 +22,8 @@ int MaskIntersect(Mask* a, Mask* b, Mask* out);
 /// Renders the mask's bounding box, in its own grid, into a new 1-bit buffer of `image`. 0; 1 for null.
 int MaskToImage(Mask* mask, Image* image);
 
-/// Replaces the mask by the set pixels of a 1-bit image. Every run ends one column past its last set pixel (a run that is
-/// open at the end of the row at the width). 0; 1 for null or no buffer; 2 for other depths.
+/// Replaces the mask by the set pixels of a 1-bit image. Every run ends one column past its last set pixel (a run that
+/// is open at the end of the row at the width). 0; 1 for null or no buffer; 2 for other depths.
 int ImageToMask(const Image* image, Mask* mask);
 
 /// Zeroes every pixel outside the mask, whose target pixel size becomes the image's. 0; 1 for null or no buffer; 2 for
@@ -35,8 +35,8 @@ int ApplyMask(Image* image, Mask* mask);
 int CopyBinaryRegion(const Image* src, Image* dst, unsigned srcX, unsigned srcY, unsigned dstX, unsigned dstY,
                      unsigned w, unsigned h);
 
-/// dst = src eroded or dilated `iterations` times by a 3 x 3 square, through a 1-bit image (so runs end one column later;
-/// see ImageToMask). Beyond the mask's bounding box lies background. 0, 1 or 3.
+/// dst = src eroded or dilated `iterations` times by a 3 x 3 square, through a 1-bit image (so runs end one column
+/// later; see ImageToMask). Beyond the mask's bounding box lies background. 0, 1 or 3.
 int MaskErode(Mask* src, Mask* dst, int iterations);
 int MaskDilate(Mask* src, Mask* dst, int iterations);
 
