@@ -141,8 +141,8 @@ Strips::Range inside(int first, int last, unsigned extent) {
 /// Empty when the columns cross.
 GreyRow part_of_row(const Image& image, int y, const Strips::Range& columns) {
     if (columns.first > columns.last) return {};
-    return grey_row(image, static_cast<unsigned>(y))
-        .subspan(static_cast<std::size_t>(columns.first), static_cast<std::size_t>(columns.last - columns.first + 1));
+    const auto first = static_cast<std::size_t>(columns.first), last = static_cast<std::size_t>(columns.last);
+    return grey_row(image, static_cast<unsigned>(y)).subspan(first, last - first + 1);
 }
 
 double area_of(const Strips::Range& x, const Strips::Range& y) {

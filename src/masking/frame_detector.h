@@ -32,7 +32,7 @@ struct FrameCandidate {
 /// noise level. Everything is open: the class is internal, and its steps are tested one by one.
 class FrameDetector {
 public:
-    explicit FrameDetector(bool paddingAllowed);
+    explicit FrameDetector(bool padding_allowed);
 
     /// The whole search into `frame`. Returns 0, 7 for a null or unusable image, 8 for a null mask, or RemoveFrame()'s
     /// status.

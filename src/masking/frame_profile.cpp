@@ -136,7 +136,7 @@ void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int las
     const int first = std::max(firstRow, 0), last = std::min(lastRow, entries - 1);
     if (first > last) return;
     replace_outliers(
-        std::span(depth).subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first + 1)));
+        std::span(depth).first(static_cast<std::size_t>(last) + 1).subspan(static_cast<std::size_t>(first)));
     if (entries <= kHalfWindow) return;
     const std::vector<int> maxima = running_maximum(depth);
     for (int r = first; r <= last; ++r) {

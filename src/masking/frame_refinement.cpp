@@ -134,6 +134,33 @@ void rotate_samples(const Image& src, const Image& dst, int mode) {
         mirror_samples<Sample>(src, dst, mode == 2);
 }
 
+/// The depth of the frame at one border, entry by entry of its turned strip. The scratch images go with the border: a
+/// small peak of memory is reused from call to call instead of being returned to the system.
+std::vector<int> depths_at_border(FrameDetector& detector, Image& image, int border, int coarse_depth,
+                                  const Field& field) {
+    const auto b = static_cast<std::size_t>(border);
+    const unsigned width = detector.windowWidth[b], height = detector.windowHeight[b];
+    GarbageList garbage;
+    Image* strip = make_scratch<Image>(garbage, FORMAT_UNSIGNED, 16U, width, height, true);
+    Utils::ImageCopy(&image, strip, detector.windowX[b], detector.windowY[b], 0, 0, width, height);
+    if (kTurnToLeft[b] != kKeep) {
+        Image* turned = nullptr;
+        detector.Rotate(strip, turned, kTurnToLeft[b]);
+        strip = adopt_scratch(garbage, turned);
+    }
+    Image* edge = make_scratch<Image>(garbage, strip, true);
+    detector.EdgeImage(strip, edge, FRAME_LEFT);
+    Image* thin_edge = make_scratch<Image>(garbage, strip, true);
+    detector.SuppressNonMaxima(edge, strip, thin_edge);
+
+    std::vector<int> depth(strip->GetHeight());
+    const bool is_side = border == FRAME_LEFT || border == FRAME_RIGHT;
+    const int first_row = is_side ? field.top : 0;
+    const int last_row = is_side ? field.bottom : static_cast<int>(depth.size()) - 1;
+    detector.DepthProfile(thin_edge, strip, coarse_depth, first_row, last_row, depth);
+    return depth;
+}
+
 }  // namespace
 
 bool FrameDetector::RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*& frame) {
@@ -141,36 +168,19 @@ bool FrameDetector::RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*
     Mask* found = make_scratch<Mask>(garbage);
     FrameParts parts(*found, *image);
     const Field field = field_of(*rect, *image);
-    const auto width = static_cast<int>(image->GetWidth()), height = static_cast<int>(image->GetHeight());
-    const std::array<int, 4> coarse_depth{field.first, width - field.last - 1, field.top, height - field.bottom - 1};
-    SetupWindows(image->GetWidth(), image->GetHeight(), side);
+    const unsigned width = image->GetWidth(), height = image->GetHeight();
+    SetupWindows(width, height, side);
 
-    const int chest_border = side == SIDE_CHEST_RIGHT ? FRAME_RIGHT : FRAME_LEFT;
-    for (const int border : {chest_border, static_cast<int>(FRAME_TOP), static_cast<int>(FRAME_BOTTOM)}) {
-        const auto b = static_cast<std::size_t>(border);
-        const unsigned strip_width = windowWidth[b], strip_height = windowHeight[b];
-        Image* strip = make_scratch<Image>(garbage, FORMAT_UNSIGNED, 16U, strip_width, strip_height, true);
-        Utils::ImageCopy(image, strip, windowX[b], windowY[b], 0, 0, strip_width, strip_height);
-        if (kTurnToLeft[b] != kKeep) {
-            Image* turned = nullptr;
-            Rotate(strip, turned, kTurnToLeft[b]);
-            strip = adopt_scratch(garbage, turned);
-        }
-        Image* edge = make_scratch<Image>(garbage, strip, true);
-        EdgeImage(strip, edge, FRAME_LEFT);
-        Image* thin_edge = make_scratch<Image>(garbage, strip, true);
-        SuppressNonMaxima(edge, strip, thin_edge);
-
-        std::vector<int> depth(strip->GetHeight());
-        if (border == chest_border) {
-            DepthProfile(thin_edge, strip, coarse_depth[b], field.top, field.bottom, depth);
-            add_side_part(parts, depth, border == FRAME_LEFT);
-        } else {
-            DepthProfile(thin_edge, strip, coarse_depth[b], 0, static_cast<int>(depth.size()) - 1, depth);
-            add_band_part(parts, depth,
-                          band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()),
-                                      image->GetWidth(), windowX[b]));
-        }
+    const bool chest_left = side != SIDE_CHEST_RIGHT;
+    const int chest_depth = chest_left ? field.first : static_cast<int>(width) - field.last - 1;
+    add_side_part(parts, depths_at_border(*this, *image, chest_left ? FRAME_LEFT : FRAME_RIGHT, chest_depth, field),
+                  chest_left);
+    for (const int border : {FRAME_TOP, FRAME_BOTTOM}) {
+        const int coarse_depth = border == FRAME_TOP ? field.top : static_cast<int>(height) - field.bottom - 1;
+        const std::vector<int> depth = depths_at_border(*this, *image, border, coarse_depth, field);
+        add_band_part(parts, depth,
+                      band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()), width,
+                                  windowX[static_cast<std::size_t>(border)]));
     }
     found->SetPixelSize(image->GetPixelSize());
     Utils::MaskSubtract(rect, found, frame);

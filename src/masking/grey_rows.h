@@ -35,7 +35,8 @@ public:
         std::uint64_t run_sum = 0, run_squares = 0;
         for (const std::uint32_t v : pixels) {
             run_sum += v;
-            run_squares += v * v;  // at most 65535 * 65535, which 32 bits hold
+            const std::uint32_t square = v * v;  // at most 65535 * 65535, which 32 bits hold
+            run_squares += square;
         }
         n += pixels.size();
         sum += run_sum;

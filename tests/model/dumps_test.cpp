@@ -11,7 +11,9 @@ namespace Norvane::Tests {
 namespace {
 
 std::string dumped(const std::function<void(const std::string&)>& dump) {
-    const std::string path = testing::TempDir() + "norvane_dump";
+    // Tests run side by side: each has a file of its own.
+    const std::string path =
+        testing::TempDir() + "norvane_" + testing::UnitTest::GetInstance()->current_test_info()->name();
     dump(path);
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
