@@ -3,9 +3,9 @@
 
 namespace Norvane {
 
-bool is_usable(const Image* image) {
-    return image != nullptr && image->GetBuffer() != nullptr && image->GetWidth() != 0 && image->GetHeight() != 0 &&
-           image->GetStride() >= image->GetWidth() && image->GetBits() == 16 && image->GetFormat() == FORMAT_UNSIGNED;
+bool has_usable_pixels(const Image& image) {
+    return image.GetBuffer() != nullptr && image.GetWidth() != 0 && image.GetHeight() != 0 &&
+           image.GetStride() >= image.GetWidth() && image.GetBits() == 16 && image.GetFormat() == FORMAT_UNSIGNED;
 }
 
 }  // namespace Norvane

@@ -11,9 +11,12 @@
 
 namespace Norvane {
 
-/// Whether the mask operations can read the image at all: 16-bit unsigned, with a buffer and at least one pixel. Not
-/// inline: behind its seven branches the compiler takes a caller's pixel loops for cold and does not vectorise them.
-[[nodiscard]] bool is_usable(const Image* image);
+/// Whether an image is 16-bit unsigned, with a buffer and at least one pixel. Not inline: its branches, most of which
+/// end an operation, made the compiler take the pixel loops behind them for rarely run ones.
+[[nodiscard]] bool has_usable_pixels(const Image& image);
+
+/// Whether the mask operations can read the image at all.
+[[nodiscard]] inline bool is_usable(const Image* image) { return image != nullptr && has_usable_pixels(*image); }
 
 /// Whether a pixel size (micrometres) lies more than 10 % off the working pixel size, or is not a number. The
 /// difference is rounded to float before the comparison: 250.8 as a float is beyond the limit.
