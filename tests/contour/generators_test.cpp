@@ -1,124 +1,86 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contour_fixture.h"
 
-#include <gmock/gmock.h>
-
-#include <array>
-
 namespace Norvane::Tests {
 namespace {
 
-constexpr unsigned kWidth = 300;
-constexpr unsigned kHeight = 400;
+using enum Masking::MASK_STATUS;
 
-/// A half disc of tissue on a dark noisy background, and with a muscle in the upper corner if asked.
-std::unique_ptr<Image> phantom(IMAGE_SIDE side, double radius, bool muscle = false, float pixel_size = 228.0F) {
+/// A half disc of tissue on a dark noisy background, and with a muscle in the upper corner if asked; 300 x 400.
+std::unique_ptr<Image> phantom(double radius, bool muscle = false, bool right = false) {
     Random random(9);
-    return grey_image(
-        kWidth, kHeight,
-        [&](unsigned column, unsigned y) {
-            const unsigned x = side == SIDE_CHEST_LEFT ? column : kWidth - 1 - column;
-            const unsigned noise = random.below(600);
-            if (muscle && x + y / 2 < 90) return 52000 + noise;
-            return (std::hypot(x, y - kHeight / 2.0) < radius ? 33000U : 2000U) + noise;
-        },
-        pixel_size);
+    return grey_image(300, 400, [&](unsigned column, unsigned y) {
+        const unsigned x = right ? 299 - column : column, noise = random.below(600);
+        if (muscle && x + y / 2 < 90) return 52000 + noise;
+        return (std::hypot(x, y - 200.0) < radius ? 33000U : 2000U) + noise;
+    });
 }
-
-Masking::Params params_for(IMAGE_SIDE side, IMAGE_VIEW view = VIEW_NO_PECT, BG_NOISE noise = BG_AUTO) {
-    Masking::Params p;
-    p.side = side;
-    p.view = view;
-    p.bgNoise = noise;
-    return p;
-}
-
-Mask whole_field() { return rectangle(0, kWidth - 1, 0, kHeight - 1); }
+Mask whole_field() { return rectangle(0, 299, 0, 399); }
 
 struct Breast {
     Masking::MASK_STATUS status;
     Mask mask;
     std::array<int, 4> box{-7, -7, -7, -7};
+
+    Breast(Image& image, const Masking::Params& p) {
+        Mask frame = whole_field();
+        status = NvGenerateBreastMask(&image, p, &frame, &mask, box.data());
+    }
 };
 
-Breast breast_of(Image* image, const Masking::Params& p, Mask frame = whole_field()) {
-    Breast b;
-    b.status = NvGenerateBreastMask(image, p, &frame, &b.mask, b.box.data());
-    return b;
-}
-
 TEST(BreastMask, FollowsTheDiscOnBothSidesInBothSpeeds) {
-    for (const IMAGE_SIDE side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT})
+    for (const bool right : {false, true})
         for (const bool fast : {false, true}) {
-            auto p = params_for(side);
+            auto p = params_for(right ? SIDE_CHEST_RIGHT : SIDE_CHEST_LEFT);
             p.maskingSpeed = fast;
-            const Breast b = breast_of(phantom(side, 150).get(), p);
-            EXPECT_EQ(b.status, Masking::MASK_OK);
+            const Breast b(*phantom(150, false, right), p);
+            EXPECT_EQ(b.status, MASK_OK);
             EXPECT_THAT(b.box, testing::ElementsAre(0, 299, 0, 399));
-            const Bitmap found = bitmap_of(b.mask, kWidth, kHeight);
+            const Bitmap found = bitmap_of(b.mask, 300, 400);
             int wrong = 0;
-            for (unsigned y = 0; y < kHeight; ++y)
-                for (unsigned x = 0; x < kWidth; ++x) {
-                    const double dx = side == SIDE_CHEST_LEFT ? x : kWidth - 1 - x;
-                    wrong += found.at(x, y) != (std::hypot(dx, y - kHeight / 2.0) < 150) ? 1 : 0;
-                }
-            EXPECT_LT(wrong, 1800) << "of 35000 pixels; side " << side << (fast ? ", fast" : "");
+            for (unsigned y = 0; y < 400; ++y)
+                for (unsigned x = 0; x < 300; ++x)
+                    wrong += found.at(right ? 299 - x : x, y) != (std::hypot(x, y - 200.0) < 150) ? 1 : 0;
+            EXPECT_LT(wrong, 1800) << "of 35000 pixels" << (right ? ", right" : "") << (fast ? ", fast" : "");
         }
 }
 
 TEST(BreastMask, AnswersWithTheFirstStatusThatApplies) {
-    struct Case {
-        const char* why;
-        Masking::Params params;
-        double radius;
-        float pixel_size;
-        bool usable;
-        Masking::MASK_STATUS expected;
+    const auto check = [](const char* why, int side, BG_NOISE noise, double radius, float size, int expected) {
+        const auto image = radius > 0 ? phantom(radius) : std::make_unique<Image>();
+        image->SetPixelSize(size);
+        const Breast b(*image, params_for(side, VIEW_NO_PECT, noise));
+        EXPECT_EQ(b.status, expected) << why;
+        EXPECT_EQ(b.box[1], 299) << why << ": the box is filled";
     };
-    auto forgiving = params_for(SIDE_CHEST_LEFT, VIEW_NO_PECT, BG_AUTO_MEDIUM);
-    const Case cases[] = {
-        {"the side first", params_for(SIDE_UNDEFINED), 150, 300.0F, false, Masking::MASK_NO_SIDE},
-        {"then the pixel size", params_for(SIDE_CHEST_LEFT), 150, 250.8F, false, Masking::MASK_BAD_PIXEL_SIZE},
-        {"then the image", params_for(SIDE_CHEST_LEFT), 150, 250.7F, false, Masking::MASK_NO_IMAGE},
-        {"an unknown side", params_for(static_cast<IMAGE_SIDE>(5)), 150, 228.0F, true, Masking::MASK_NO_SIDE},
-        {"a pea", params_for(SIDE_CHEST_LEFT), 20, 228.0F, true, Masking::MASK_TOO_SMALL},
-        {"no outline anywhere", params_for(SIDE_CHEST_LEFT, VIEW_NO_PECT, BG_FIXED_MID), 9999, 228.0F, true,
-         Masking::MASK_BAD_SHAPE},
-        {"a breast", forgiving, 150, 228.0F, true, Masking::MASK_OK},
-    };
-    for (const Case& c : cases) {
-        auto image = phantom(SIDE_CHEST_LEFT, c.radius, false, c.pixel_size);
-        Image unusable;
-        unusable.SetPixelSize(c.pixel_size);
-        const Breast b = breast_of(c.usable ? image.get() : &unusable, c.params);
-        EXPECT_EQ(b.status, c.expected) << c.why;
-        EXPECT_EQ(b.box[1], 299) << c.why << ": the box is filled";
-    }
+    check("the side first", -1, BG_AUTO, 0, 300.0F, MASK_NO_SIDE);
+    check("then the pixel size", 1, BG_AUTO, 0, 250.8F, MASK_BAD_PIXEL_SIZE);
+    check("then the image", 1, BG_AUTO, 0, 250.7F, MASK_NO_IMAGE);
+    check("an unknown side", 5, BG_AUTO, 150, 228.0F, MASK_NO_SIDE);
+    check("a pea", 1, BG_AUTO, 20, 228.0F, MASK_TOO_SMALL);
+    check("no outline", 1, BG_FIXED_MID, 9999, 228.0F, MASK_BAD_SHAPE);
+    check("a breast", 1, BG_AUTO_MEDIUM, 150, 228.0F, MASK_OK);
 }
 
 TEST(BreastMask, RefusesMissingObjects) {
-    const auto image = phantom(SIDE_CHEST_LEFT, 150);
-    Image unusable;
+    const auto image = phantom(150);
+    Image unusable, *here = image.get();
     const auto given = params_for(SIDE_CHEST_LEFT, VIEW_NO_PECT, BG_GIVEN_LEVEL);
     Mask mask;
     int box = -7;
+    const std::string no_mask = "(from generateMask) Initialize TSO.Mask object first!\n";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(NvGenerateBreastMask(nullptr, params_for(SIDE_UNDEFINED), nullptr, nullptr, nullptr),
-              Masking::MASK_NO_IMAGE);
-    EXPECT_EQ(NvGenerateBreastMask(image.get(), params_for(SIDE_UNDEFINED), nullptr, nullptr, &box),
-              Masking::MASK_NO_MASK);
-    EXPECT_EQ(NvGenerateFullMask(nullptr, given, nullptr, nullptr, nullptr, nullptr), Masking::MASK_NO_IMAGE);
-    EXPECT_EQ(NvGenerateFullMask(image.get(), given, nullptr, nullptr, nullptr, nullptr), Masking::MASK_NO_MASK);
+    EXPECT_EQ(NvGenerateBreastMask(nullptr, params_for(-1), nullptr, nullptr, nullptr), MASK_NO_IMAGE);
+    EXPECT_EQ(NvGenerateBreastMask(here, params_for(-1), nullptr, nullptr, &box), MASK_NO_MASK);
+    EXPECT_EQ(NvGenerateFullMask(nullptr, given, nullptr, nullptr, nullptr, nullptr), MASK_NO_IMAGE);
+    EXPECT_EQ(NvGenerateFullMask(here, given, nullptr, nullptr, nullptr, nullptr), MASK_NO_MASK);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "(from GenerateBreastMask) Load an image to generate mask!\n"
-              "(from generateMask) Initialize TSO.Mask object first!\n"
-              "(from GenerateFullMask) Load an image to generate mask!\n"
-              "(from generateMask) Initialize TSO.Mask object first!\n");
-    EXPECT_EQ(NvGenerateBreastMask(image.get(), given, nullptr, nullptr, &box), Masking::MASK_BOUNDARY_TRACING);
-    EXPECT_EQ(NvGenerateBreastMask(&unusable, given, nullptr, &mask, &box), Masking::MASK_NO_IMAGE);
+              "(from GenerateBreastMask) Load an image to generate mask!\n" + no_mask +
+                  "(from GenerateFullMask) Load an image to generate mask!\n" + no_mask);
+    EXPECT_EQ(NvGenerateBreastMask(here, given, nullptr, nullptr, &box), MASK_BOUNDARY_TRACING);
+    EXPECT_EQ(NvGenerateBreastMask(&unusable, given, nullptr, &mask, &box), MASK_NO_IMAGE);
     EXPECT_EQ(box, -7);
-    EXPECT_EQ(NvGenerateBreastMask(image.get(), params_for(SIDE_CHEST_LEFT), nullptr, &mask, nullptr),
-              Masking::MASK_OK);
+    EXPECT_EQ(NvGenerateBreastMask(here, params_for(1), nullptr, &mask, nullptr), MASK_OK);
     EXPECT_FALSE(runs_of(mask).empty()) << "no frame and no box given: both made inside";
 }
 
@@ -134,85 +96,72 @@ TEST(BreastMask, WarnsOfAPatchedChestWallButNotInTheMediumClass) {
         if (medium) m.chestWallRatioLimit = -1.0;  // its own noise level lies below the dark tissue
         const auto p = params_for(SIDE_CHEST_LEFT, VIEW_NO_PECT, noise);
         Mask frame = rectangle(0, 499, 0, 599), mask, *breast = &mask, *pect = nullptr, *second = nullptr;
-        EXPECT_EQ(m.GenerateBreastMask(image.get(), p, breast, &frame, nullptr),
-                  medium ? Masking::MASK_OK : Masking::MASK_CHEST_WALL);
+        EXPECT_EQ(m.GenerateBreastMask(image.get(), p, breast, &frame, nullptr), medium ? MASK_OK : MASK_CHEST_WALL);
         EXPECT_EQ(m.backgroundNoiseLevel == 14001, !medium);
         EXPECT_FALSE(runs_of(mask).empty()) << "the masks are written";
-        EXPECT_EQ(m.GenerateFullMask(image.get(), p, breast, pect, second, &frame), Masking::MASK_CHEST_WALL);
+        EXPECT_EQ(m.GenerateFullMask(image.get(), p, breast, pect, second, &frame), MASK_CHEST_WALL);
     }
 }
 
 TEST(BreastMask, ReturnsTheContourAsPoints) {
-    const auto image = phantom(SIDE_CHEST_LEFT, 150, true);
-    std::vector<int> contour(1440), odd(10);
-    auto p = params_for(SIDE_CHEST_LEFT);
-    p.contourOutput = true;
-    p.contour = &contour;
-    EXPECT_EQ(breast_of(image.get(), p).status, Masking::MASK_TOO_SMALL) << "the plain writer gives no points: all 0";
-    p.maskingSpeed = true;
-    Breast b = breast_of(image.get(), p);
-    EXPECT_EQ(b.status, Masking::MASK_OK);
-    EXPECT_TRUE(runs_of(b.mask).empty());
-    EXPECT_NEAR(contour[720], 150, 6);
-
-    p.view = VIEW_PECT;
-    p.pectContour = true;
-    b = breast_of(image.get(), p);
-    EXPECT_EQ(b.status, Masking::MASK_OK);
-    EXPECT_FALSE(runs_of(b.mask).empty()) << "with the muscle joined the breast mask is written, too";
-    EXPECT_EQ(*std::min_element(contour.begin(), contour.end()), 0);
-    p.contour = &odd;
-    EXPECT_EQ(breast_of(image.get(), p).status, Masking::MASK_OK);
-    EXPECT_TRUE(odd.empty());
-    p.contour = &contour;
-    p.side = SIDE_UNDEFINED;
-    EXPECT_EQ(breast_of(image.get(), p).status, Masking::MASK_BOUNDARY_TRACING) << "no side, no boundary";
-    contour.assign(1440, 3);
-    p.pectContour = false;
-    EXPECT_EQ(breast_of(image.get(), p).status, Masking::MASK_TOO_SMALL) << "the box of the points has the last word";
+    const auto image = phantom(150, true);
+    const auto check = [&](const char* why, int side, bool fast, bool muscle, Points& contour, int expected) {
+        auto p = params_for(side, muscle ? VIEW_PECT : VIEW_NO_PECT);
+        p.contourOutput = true;
+        p.contour = &contour;
+        p.maskingSpeed = fast;
+        p.pectContour = muscle;
+        const Breast b(*image, p);
+        EXPECT_EQ(b.status, expected) << why;
+        EXPECT_EQ(runs_of(b.mask).empty(), !muscle || side < 0) << why << ": the mask";
+    };
+    Points points(1440), other(10);
+    check("no points from the plain writer: all 0", 1, false, false, points, MASK_TOO_SMALL);
+    check("points instead of the mask", 1, true, false, points, MASK_OK);
+    EXPECT_NEAR(points[720], 150, 6);
+    check("with the muscle joined the mask, too", 1, true, true, points, MASK_OK);
+    EXPECT_EQ(*std::ranges::min_element(points), 0);
+    check("a list of another size", 1, true, true, other, MASK_OK);
+    EXPECT_TRUE(other.empty());
+    check("no side, no boundary", -1, true, true, points, MASK_BOUNDARY_TRACING);
+    points.assign(1440, 3);
+    check("the box of the points has the last word", -1, true, false, points, MASK_TOO_SMALL);
 }
 
 TEST(FullMask, FollowsThePointerRules) {
-    const auto image = phantom(SIDE_CHEST_LEFT, 150, true);
-    Masking masking;
+    const auto image = phantom(150, true);
+    Image unusable(FORMAT_UNSIGNED, 16, 300, 400, false);
+    unusable.SetPixelSize(228.0F);
     Mask frame = whole_field(), full_mask, pect_mask, second_mask;
     Mask *full = &full_mask, *pect = &pect_mask, *second = nullptr;
-    const auto mlo = params_for(SIDE_CHEST_LEFT, VIEW_PECT);
-    masking.GenerateFullMask(image.get(), mlo, full, pect, second, &frame);
-    ASSERT_FALSE(runs_of(pect_mask).empty()) << "the muscle is found";
-    EXPECT_EQ(second, &pect_mask) << "it takes the place of the missing second mask";
+    const auto generate = [&](Image& from, int side, int view) {
+        return Masking().GenerateFullMask(&from, params_for(side, view), full, pect, second, &frame);
+    };
+    generate(*image, SIDE_CHEST_LEFT, VIEW_PECT);
+    EXPECT_EQ(second, &pect_mask) << "the muscle's takes the place of the missing second mask";
     const auto joined = runs_of(full_mask);
-
     full_mask.Clear();
     pect = nullptr, second = nullptr;
-    masking.GenerateFullMask(image.get(), mlo, full, pect, second, &frame);
-    EXPECT_EQ(runs_of(full_mask), joined) << "found in a scratch mask";
+    generate(*image, SIDE_CHEST_LEFT, VIEW_PECT);
+    EXPECT_EQ(runs_of(full_mask), joined) << "found in a scratch mask, which must not get out";
     EXPECT_EQ(pect, nullptr);
-    EXPECT_EQ(second, nullptr) << "a scratch mask must not get out";
+    EXPECT_EQ(second, nullptr);
 
     pect = &pect_mask, second = &second_mask, full_mask.Clear();
-    EXPECT_EQ(masking.GenerateFullMask(image.get(), params_for(SIDE_CHEST_LEFT), full, pect, second, &frame),
-              Masking::MASK_NO_MASK)
-        << "without full contour the second mask is empty, and checked";
+    EXPECT_EQ(generate(*image, SIDE_CHEST_LEFT, VIEW_NO_PECT), MASK_NO_MASK) << "an empty second mask is checked";
     EXPECT_EQ(pect, nullptr);
-    EXPECT_EQ(second, &second_mask);
-
-    Image unusable(*image);
-    unusable.SetBits(8, false);
+    EXPECT_NE(runs_of(full_mask), joined);
     pect = &pect_mask;
-    const auto before = runs_of(full_mask);
-    EXPECT_EQ(masking.GenerateFullMask(&unusable, params_for(SIDE_CHEST_LEFT), full, pect, second, &frame),
-              Masking::MASK_NO_IMAGE);
+    EXPECT_EQ(generate(unusable, SIDE_CHEST_LEFT, VIEW_NO_PECT), MASK_NO_IMAGE);
     EXPECT_EQ(pect, &pect_mask);
-    EXPECT_EQ(runs_of(full_mask), before);
-    EXPECT_EQ(masking.GenerateFullMask(image.get(), params_for(SIDE_UNDEFINED, VIEW_PECT), full, pect, second, &frame),
-              Masking::MASK_NO_SIDE);
+    EXPECT_FALSE(runs_of(full_mask).empty());
+    EXPECT_EQ(generate(*image, SIDE_UNDEFINED, VIEW_PECT), MASK_NO_SIDE);
     EXPECT_EQ(pect, nullptr);
     EXPECT_TRUE(runs_of(full_mask).empty()) << "replaced by the breast that was not found";
 }
 
 TEST(FullMask, PutsTheOuterContourIntoTheSecondMask) {
-    const auto image = phantom(SIDE_CHEST_RIGHT, 150);
+    const auto image = phantom(150, false, true);
     auto p = params_for(SIDE_CHEST_RIGHT);
     p.fullContour = true;
     for (int round = 0; round < 4; ++round) {
@@ -220,7 +169,7 @@ TEST(FullMask, PutsTheOuterContourIntoTheSecondMask) {
         p.singleContour = round > 1;
         Mask frame = whole_field(), full, pect, second = rectangle(1, 2, 3, 4);
         const auto status = NvGenerateFullMask(image.get(), p, &frame, &full, &pect, &second);
-        EXPECT_EQ(status, p.singleContour ? Masking::MASK_NO_MASK : Masking::MASK_OK) << "the second mask is checked";
+        EXPECT_EQ(status, p.singleContour ? MASK_NO_MASK : MASK_OK) << "the second mask is checked";
         EXPECT_EQ(second.GetPixelSize(), p.singleContour ? 0.0F : 228.0F);
         EXPECT_EQ(runs_of(second).empty(), p.singleContour);
         EXPECT_TRUE(p.singleContour || second.GetMinX() + 2 < full.GetMinX()) << "outside the breast";
@@ -231,13 +180,13 @@ TEST(FullMask, FailsThePectoralSearchThatCannotRun) {
     OpenContour m;
     m.chestWallRatioLimit = -1.0;  // a status with masks, though nothing but background is there
     Mask frame = whole_field(), full_mask, pect_mask, *full = &full_mask, *pect = &pect_mask, *second = nullptr;
-    auto p = params_for(SIDE_CHEST_LEFT, VIEW_PECT, BG_FIXED_MID);
     Mask even = rectangle(0, 100, 150, 250);  // tissue without an edge: a line is rejected, and the breast stands
-    EXPECT_EQ(NvGenerateFullMask(phantom(SIDE_CHEST_LEFT, 150).get(), p, &even, full, pect, nullptr), Masking::MASK_OK);
+    EXPECT_EQ(
+        NvGenerateFullMask(phantom(150).get(), params_for(1, VIEW_PECT, BG_FIXED_MID), &even, full, pect, nullptr),
+        MASK_OK);
     EXPECT_FALSE(runs_of(full_mask).empty());
-    p.bgNoise = BG_FIXED_HIGH;
-    EXPECT_EQ(m.GenerateFullMask(phantom(SIDE_CHEST_LEFT, 0).get(), p, full, pect, second, &frame),
-              Masking::MASK_PECT_FAILED);
+    EXPECT_EQ(m.GenerateFullMask(phantom(0).get(), params_for(1, VIEW_PECT, BG_FIXED_HIGH), full, pect, second, &frame),
+              MASK_PECT_FAILED);
 }
 
 TEST(JoinOfBreastAndMuscle, TakesTheUpperTwoThirdsOfTheMuscle) {

@@ -1,107 +1,66 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <memory>
+#include "pect_fixture.h"
 
 namespace Norvane::Tests {
 namespace {
 
 using Status = PectDetect::PECT_STATUS;
-constexpr unsigned kWidth = 300, kHeight = 500;
-
-/// A bright wedge in the upper corner at the chest wall over darker tissue. The line meets the top row at `at_top`
-/// columns from the wall and the wall at row 300.
-std::unique_ptr<Image> wedge(IMAGE_SIDE side, unsigned at_top, unsigned contrast = 20000) {
-    Random random(77);
-    return grey_image(kWidth, kHeight, [&, side](unsigned x, unsigned y) {
-        const unsigned from_wall = side == SIDE_CHEST_LEFT ? x : kWidth - 1 - x;
-        const double line = at_top * (1.0 - y / 300.0);
-        return 20000 + random.below(400) + (from_wall < line ? contrast : 0U);
-    });
-}
+using enum PectDetect::PECT_STATUS;
 
 TEST(PectDetect, FindsTheWedgeOnBothSides) {
     for (const IMAGE_SIDE side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
-        const auto image = wedge(side, 150);
-        Mask breast = rectangle(20, 270, 10, 480), frame = rectangle(4, 295, 5, 490), pect, tissue;
-        PectDetect detector;
-        ASSERT_EQ(Status::PECT_PASS, detector.PectSegGenerate(image.get(), &breast, &frame, side, VIEW_PECT, &pect));
-        const Bitmap found = bitmap_of(pect, kWidth, kHeight);
-        unsigned wrong = 0, area = 0;
-        for (unsigned y = 5; y < 295; ++y) {
-            for (unsigned from_wall = 4; from_wall < 290; ++from_wall) {
-                const bool is_muscle = from_wall < 150 * (1.0 - y / 300.0);
-                wrong += found.at(side == SIDE_CHEST_LEFT ? from_wall : kWidth - 1 - from_wall, y) != is_muscle;
-                area += is_muscle;
+        const auto image = wedge(side);
+        Mask breast = wedge_breast(), frame = wedge_frame(), pect, tissue;
+        PectDetect d;
+        ASSERT_EQ(PECT_PASS, d.PectSegGenerate(image.get(), &breast, &frame, side, VIEW_PECT, &pect));
+        ASSERT_EQ(PECT_PASS, d.TissueSegGenerate(image.get(), &breast, &frame, side, VIEW_PECT, &tissue));
+        const Bitmap found = bitmap_of(pect, 300, 500), whole = bitmap_of(breast, 300, 500);
+        const Bitmap left_over = bitmap_of(tissue, 300, 500);
+        unsigned wrong = 0;
+        for (unsigned y = 5; y < 490; ++y) {
+            for (unsigned x = 4; x < 290; ++x) {
+                const unsigned column = side == SIDE_CHEST_LEFT ? x : 299 - x;
+                wrong += found.at(column, y) != in_wedge(x, y);
+                ASSERT_EQ(whole.at(column, y) && !found.at(column, y), left_over.at(column, y));
             }
         }
-        EXPECT_LT(wrong, area / 20) << side;
-
-        ASSERT_EQ(Status::PECT_PASS,
-                  detector.TissueSegGenerate(image.get(), &breast, &frame, side, VIEW_PECT, &tissue));
-        const Bitmap rest = bitmap_of(tissue, kWidth, kHeight), whole = bitmap_of(breast, kWidth, kHeight);
-        for (unsigned y = 0; y < kHeight; y += 7)
-            for (unsigned x = 0; x < kWidth; ++x) ASSERT_EQ(whole.at(x, y) && !found.at(x, y), rest.at(x, y));
+        EXPECT_LT(wrong, 1100U) << "of 22000; side " << side;
     }
-}
-
-TEST(PectDetect, ADarkWedgeIsRejectedAndStillWritten) {
-    const auto image = grey_image(kWidth, kHeight, [](unsigned x, unsigned y) {
-        return 20000U + (x < 60.0 * (1.0 - y / 300.0) ? 0U : 50U * ((x * 7 + y * 3) % 11));
-    });
-    Mask breast = rectangle(20, 270, 10, 480), frame = rectangle(4, 295, 5, 490), pect;
-    PectDetect detector;
-    EXPECT_EQ(Status::PECT_FAIL,
-              detector.PectSegGenerate(image.get(), &breast, &frame, SIDE_CHEST_LEFT, VIEW_UNDEFINED, &pect));
-    EXPECT_FALSE(runs_of(pect).empty());
 }
 
 TEST(PectDetect, AnswersInTheOrderOfItsChecks) {
-    const auto good = wedge(SIDE_CHEST_LEFT, 150);
-    Image no_buffer(FORMAT_UNSIGNED, 16U, 300, 500, false);
-    no_buffer.SetPixelSize(228.0F);
-    Mask breast = rectangle(20, 270, 10, 480), frame = rectangle(4, 295, 5, 490), column = rectangle(20, 20, 10, 480);
-    Mask empty, unsized = rectangle(20, 270, 10, 480, 0.0F), elsewhere = rectangle(1000, 1200, 1000, 1200);
-    struct Case {
-        const char* why;
-        Image* image;
-        float pixel_size;
-        Mask *breast, *frame;
-        IMAGE_SIDE side;
-        IMAGE_VIEW view;
-        Status expected;
-    };
-    const std::vector<Case> cases{
-        {"view before all", nullptr, 0, nullptr, nullptr, SIDE_UNDEFINED, VIEW_NO_PECT, Status::PECT_NOT_APPLICABLE},
-        {"side", nullptr, 0, nullptr, nullptr, SIDE_UNDEFINED, VIEW_PECT, Status::PECT_NO_SIDE},
-        {"image", nullptr, 0, nullptr, nullptr, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_NO_IMAGE},
-        {"10 % coarser", good.get(), 250.8F, &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_PIXEL_SIZE},
-        {"10 % finer", good.get(), 205.2F, &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_PIXEL_SIZE},
-        {"just inside", good.get(), 250.7F, nullptr, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_MASK},
-        {"not a number", good.get(), NAN, &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_PIXEL_SIZE},
-        {"one column", good.get(), 228.0F, &column, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_MASK},
-        {"empty frame", good.get(), 228.0F, &breast, &empty, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_MASK},
-        {"no pixel size", good.get(), 228.0F, &unsized, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_MASK},
-        {"masks before buffer", &no_buffer, 228.0F, &breast, &empty, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_BAD_MASK},
-        {"no buffer", &no_buffer, 228.0F, &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, Status::PECT_NO_IMAGE},
-        {"empty bound mask", good.get(), 228.0F, &breast, &elsewhere, SIDE_CHEST_LEFT, VIEW_PECT,
-         Status::PECT_BAD_MASK},
-        {"outside the image", good.get(), 228.0F, &elsewhere, &elsewhere, SIDE_CHEST_RIGHT, VIEW_PECT,
-         Status::PECT_BAD_MASK},
-    };
-    for (const Case& c : cases) {
-        if (c.image != nullptr) c.image->SetPixelSize(c.pixel_size);
-        Mask pect;
-        PectDetect detector;
-        EXPECT_EQ(c.expected, detector.PectSegGenerate(c.image, c.breast, c.frame, c.side, c.view, &pect)) << c.why;
-        EXPECT_TRUE(runs_of(pect).empty()) << c.why;
-    }
+    const auto good = wedge(SIDE_CHEST_LEFT);
+    const auto dark = grey_image(300, 500, [](unsigned x, unsigned y) {
+        return 20000U + (x < 60.0 * (1.0 - y / 300.0) ? 0U : 50U * ((x * 7 + y * 3) % 11));
+    });
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 300, 500, false), *none = nullptr, *image = good.get();
+    Mask breast = wedge_breast(), frame = wedge_frame(), column = rectangle(20, 20, 10, 480), empty;
+    Mask unsized = rectangle(20, 270, 10, 480, 0.0F), elsewhere = rectangle(1000, 1200, 1000, 1200);
     PectDetect detector;
-    EXPECT_EQ(Status::PECT_PASS,
-              detector.PectSegGenerate(good.get(), &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, nullptr));
+    const auto check = [&](const char* why, Image* at, float size, Mask* in, Mask* field, int side, Status expected) {
+        if (at != nullptr) at->SetPixelSize(size);
+        Mask pect;
+        const auto view = static_cast<IMAGE_VIEW>(at == dark.get() ? VIEW_UNDEFINED : VIEW_PECT);
+        const Status status = detector.PectSegGenerate(at, in, field, static_cast<IMAGE_SIDE>(side), view, &pect);
+        EXPECT_EQ(expected, status) << why;
+        EXPECT_EQ(expected != PECT_FAIL, runs_of(pect).empty()) << why;
+    };
+    check("side", none, 0, nullptr, nullptr, -1, PECT_NO_SIDE);
+    check("image", none, 0, nullptr, nullptr, 1, PECT_NO_IMAGE);
+    check("10 % coarser", image, 250.8F, &breast, &frame, 1, PECT_BAD_PIXEL_SIZE);
+    check("10 % finer", image, 205.2F, &breast, &frame, 1, PECT_BAD_PIXEL_SIZE);
+    check("just inside", image, 250.7F, nullptr, &frame, 1, PECT_BAD_MASK);
+    check("not a number", image, NAN, &breast, &frame, 1, PECT_BAD_PIXEL_SIZE);
+    check("one column", image, 228.0F, &column, &frame, 1, PECT_BAD_MASK);
+    check("no pixel size", image, 228.0F, &unsized, &frame, 1, PECT_BAD_MASK);
+    check("masks before buffer", &no_buffer, 228.0F, &breast, &empty, 1, PECT_BAD_MASK);
+    check("no buffer", &no_buffer, 228.0F, &breast, &frame, 1, PECT_NO_IMAGE);
+    check("empty bound mask", image, 228.0F, &breast, &elsewhere, 1, PECT_BAD_MASK);
+    check("outside the image", image, 228.0F, &elsewhere, &elsewhere, 0, PECT_BAD_MASK);
+    check("rejected, still written", dark.get(), 228.0F, &breast, &frame, 1, PECT_FAIL);
+    EXPECT_EQ(PECT_NOT_APPLICABLE,
+              detector.PectSegGenerate(none, nullptr, nullptr, SIDE_UNDEFINED, VIEW_NO_PECT, nullptr));
+    EXPECT_EQ(PECT_PASS, detector.PectSegGenerate(image, &breast, &frame, SIDE_CHEST_LEFT, VIEW_PECT, nullptr));
 }
 
 TEST(BoundMask, ReachesToTheFrameAtTheWall) {
@@ -135,26 +94,21 @@ TEST(Roi, CoversTheUpperPartOfTheBoundMask) {
     image->SetOffY(7);
     // Rows 10 .. 30: 0.4 of 20 rows is 8, so rows 10 .. 17; what lies below does not widen the region.
     Mask bound = mask_of({{10, 12, 40}, {14, 9, 33}, {17, 12, 50}, {18, 2, 64}, {30, 12, 20}});
-    struct Case {
-        IMAGE_SIDE side;
-        unsigned left, width;
-    };
-    for (const Case& c : {Case{SIDE_CHEST_LEFT, 5, 45}, Case{SIDE_CHEST_RIGHT, 9, 55}}) {
-        Image* roi = nullptr;
-        ASSERT_TRUE(detector.get_roi(image.get(), &bound, c.side, roi));
-        const std::unique_ptr<Image> owned(roi);
-        EXPECT_EQ(c.left, roi->GetOffX());
-        EXPECT_EQ(10U, roi->GetOffY());
-        EXPECT_EQ(c.width, roi->GetWidth());
-        EXPECT_EQ(8U, roi->GetHeight());
-        EXPECT_EQ(228.0F, roi->GetPixelSize());
-        EXPECT_EQ(3000U + c.left - 5, grey(*roi, 0, 0));
-    }
-    Image* roi = image.get();
     Mask empty, below = rectangle(0, 10, 500, 600);
-    EXPECT_FALSE(detector.get_roi(image.get(), &empty, SIDE_CHEST_LEFT, roi));
-    EXPECT_FALSE(detector.get_roi(image.get(), &below, SIDE_CHEST_LEFT, roi));
-    EXPECT_EQ(nullptr, roi);
+    for (const auto& [side, left, width] :
+         {std::tuple(SIDE_CHEST_LEFT, 5U, 45U), std::tuple(SIDE_CHEST_RIGHT, 9U, 55U)}) {
+        Image* roi = nullptr;
+        ASSERT_TRUE(detector.get_roi(image.get(), &bound, side, roi));
+        const std::unique_ptr<Image> owned(roi);
+        EXPECT_EQ((std::vector{left, 10U, width, 8U, 3000 + left - 5}),
+                  (std::vector{roi->GetOffX(), roi->GetOffY(), roi->GetWidth(), roi->GetHeight(), grey(*roi, 0, 0)}));
+        EXPECT_EQ(228.0F, roi->GetPixelSize());
+        for (Mask* outside : {&empty, &below}) {
+            Image* refused = image.get();
+            EXPECT_FALSE(detector.get_roi(image.get(), outside, side, refused));
+            EXPECT_EQ(nullptr, refused);
+        }
+    }
 }
 
 }  // namespace

@@ -1,46 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
+#include "pect_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <map>
-#include <memory>
-#include <utility>
-#include <vector>
 
 namespace Norvane::Tests {
 namespace {
-
-TEST(PectKernel, WeightsAndNormaliserAreExact) {
-    OpenPectDetect detector;
-    std::vector<float> kernel(162);
-    float sum = 0.0F;
-    detector.get_kernel(4, 4, sum, kernel);
-    EXPECT_EQ(34.73653030395508, static_cast<double>(sum));
-    EXPECT_EQ(-0.125F, kernel[0]);  // (-4, -4)
-    EXPECT_EQ(0.0F, kernel[80]);    // the centre
-    EXPECT_EQ(0.0F, kernel[81]);
-    EXPECT_EQ(4.0F / 25.0F, kernel[142]);  // (4, 3)
-    EXPECT_EQ(3.0F / 25.0F, kernel[143]);
-}
-
-TEST(PectPercentiles, LimitsOfTheTwoAreTheReverse) {
-    OpenPectDetect detector;
-    const auto image = grey_image(10, 10, [](unsigned x, unsigned y) { return 100 + y * 10 + x; });
-    Mask mask = rectangle(0, 9, 0, 9);
-    EXPECT_EQ(65535, detector.get_masked_bkg_threshold(image.get(), &mask, 1.0F));
-    EXPECT_EQ(1, detector.get_masked_bkg_threshold(image.get(), &mask, 0.0F));
-    EXPECT_EQ(1, detector.get_upper_percent_grayvalue(image.get(), 1.0F));
-    EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(image.get(), 0.0F));
-    EXPECT_EQ(123, detector.get_masked_bkg_threshold(image.get(), &mask, 0.24F));  // the 24th smallest
-    EXPECT_EQ(192, detector.get_upper_percent_grayvalue(image.get(), 0.08F));      // 7.9999998 as a float is 8
-    const auto black = grey_image(20, 20);
-    EXPECT_EQ(1, detector.get_upper_percent_grayvalue(black.get(), 0.5F));
-    const auto tiny = grey_image(4, 3);
-    EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(tiny.get(), 0.08F));  // a target of no pixel
-}
 
 /// First and last masked column of each row of the region, gaps included, in the region's columns.
 std::map<unsigned, std::pair<int, int>> spans_in(const Image& roi, const Mask& mask) {
@@ -105,7 +69,7 @@ TEST(PectEdge, EqualsThePlainDefinition) {
         float sum = 0.0F;
         std::vector<float> kernel(162);
         detector.get_kernel(4, 4, sum, kernel);
-        const auto tangent = [](int a) { return static_cast<float>(std::tan(a * 3.141592653589793 / 180)); };
+        const auto tangent = [](int a) { return static_cast<float>(std::tan(a * kPi / 180)); };
         const unsigned background = plain_background(*roi, mask);
         EXPECT_EQ(background, detector.get_masked_bkg_threshold(roi.get(), &mask, 0.24F)) << round;
         auto plain = grey_image(width, height);
@@ -132,29 +96,37 @@ TEST(PectEdge, EqualsThePlainDefinition) {
     }
 }
 
-TEST(PectEdge, RefusesBadArgumentsAndLeavesNoImage) {
+TEST(PectEdge, HasItsExactValuesAtTheLimits) {
     OpenPectDetect detector;
+    std::vector<float> kernel(162);
+    float sum = 0.0F;
+    detector.get_kernel(4, 4, sum, kernel);
+    EXPECT_EQ(34.73653030395508, static_cast<double>(sum));
+    EXPECT_EQ((std::vector{0.0F, 0.0F, 4.0F / 25.0F, 3.0F / 25.0F}),
+              (std::vector{kernel[80], kernel[81], kernel[142], kernel[143]}));  // the centre and (4, 3)
+    // The extreme fractions of the two percentiles are each other's reverse.
+    const auto image = grey_image(10, 10, [](unsigned x, unsigned y) { return 100 + y * 10 + x; });
+    const auto tiny = grey_image(4, 3);  // its target is no pixel
+    Mask mask = rectangle(0, 9, 0, 9);
+    for (const auto& [fraction, darkest, brightest] : {std::tuple(1.0F, 65535, 1), std::tuple(0.0F, 1, 65535),
+                                                       std::tuple(0.24F, 123, 176), std::tuple(0.08F, 107, 192)}) {
+        EXPECT_EQ(darkest, detector.get_masked_bkg_threshold(image.get(), &mask, fraction));
+        EXPECT_EQ(brightest, detector.get_upper_percent_grayvalue(image.get(), fraction));
+    }
+    EXPECT_EQ(1, detector.get_upper_percent_grayvalue(tiny.get(), 0.5F));
+    EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(tiny.get(), 0.08F));
+
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false), *none = nullptr, *edge = nullptr;
     const auto roi = grey_image(30, 30);
-    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false);
-    Mask mask = rectangle(0, 29, 0, 29);
-    struct Refusal {
-        Image* roi;
-        Mask* mask;
-        int margin, low, high;
-    };
-    for (const Refusal& r : {Refusal{nullptr, &mask, 5, 0, 60}, Refusal{roi.get(), nullptr, 5, 0, 60},
-                             Refusal{&no_buffer, &mask, 5, 0, 60}, Refusal{roi.get(), &mask, -1, 0, 60},
-                             Refusal{roi.get(), &mask, 5, 60, 60}, Refusal{roi.get(), &mask, 5, -90, 60},
-                             Refusal{roi.get(), &mask, 5, 0, 90}}) {
-        Image* edge = roi.get();
-        EXPECT_FALSE(detector.get_pect_edge(r.roi, edge, r.mask, r.margin, 0.08F, r.low, r.high));
+    for (const auto& [region, at, margin, low, high] :
+         {std::tuple(none, &mask, 5, 0, 60), std::tuple(roi.get(), static_cast<Mask*>(nullptr), 5, 0, 60),
+          std::tuple(&no_buffer, &mask, 5, 0, 60), std::tuple(roi.get(), &mask, -1, 0, 60),
+          std::tuple(roi.get(), &mask, 5, 60, 60), std::tuple(roi.get(), &mask, 5, -90, 60),
+          std::tuple(roi.get(), &mask, 5, 0, 90)}) {
+        edge = roi.get();
+        EXPECT_FALSE(detector.get_pect_edge(region, edge, at, margin, 0.08F, low, high));
         EXPECT_EQ(nullptr, edge);
     }
-    Mask nothing;
-    Image* edge = nullptr;
-    ASSERT_TRUE(detector.get_edge(roi.get(), &nothing, SIDE_CHEST_LEFT, edge));  // no edge pixel is no failure
-    EXPECT_EQ(std::vector<std::uint16_t>(900), pixels_of(*edge));
-    delete edge;
 }
 
 }  // namespace

@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
-
 #include "model/numbers.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <memory>
+#include "pect_fixture.h"
 
 namespace Norvane::Tests {
 namespace {
@@ -31,8 +24,7 @@ Line hough(Image& edge, float from, float to) {
 std::vector<std::uint16_t> plain_votes(const Image& edge, float from, unsigned angles, unsigned bins) {
     std::vector<std::uint16_t> votes(std::size_t{angles} * bins);
     for (unsigned a = 0; a < angles; ++a) {
-        const auto theta =
-            static_cast<float>(static_cast<double>(from) * 3.141592653589793 / 180 + a * 3.141592653589793 / 180);
+        const auto theta = static_cast<float>(static_cast<double>(from) * kPi / 180 + a * kPi / 180);
         const float s = static_cast<float>(std::sin(static_cast<double>(theta))) / 5.0F;
         const float c = static_cast<float>(std::cos(static_cast<double>(theta))) / 5.0F;
         for (unsigned y = 0; y < edge.GetHeight(); ++y) {
@@ -66,96 +58,62 @@ TEST(Hough, CountersAndPeakEqualThePlainDefinition) {
         for (std::size_t i = 1; i < expected.size(); ++i) best = expected[i] > expected[best] ? i : best;
         const auto bin = angles == 0 ? 0 : best / angles, angle = angles == 0 ? 0 : best % angles;
         EXPECT_EQ(static_cast<float>(bin) * 5.0F, line.rho);
-        EXPECT_EQ(static_cast<float>(static_cast<double>(angle) * 3.141592653589793 / 180 +
-                                     static_cast<double>(from) * 3.141592653589793 / 180),
+        EXPECT_EQ(static_cast<float>(static_cast<double>(angle) * kPi / 180 + static_cast<double>(from) * kPi / 180),
                   line.theta);
     }
 }
 
-TEST(Hough, SizesTiesAndEmptyInput) {
-    const auto blank = grey_image(100, 100);
+TEST(Hough, SizesTiesAndLimits) {
+    const auto blank = grey_image(100, 100), dot = grey_image(1, 1, [](unsigned, unsigned) { return 1; });
     const Line nothing = hough(*blank, -50.0F, -5.0F);
-    ASSERT_TRUE(nothing.found);
     EXPECT_EQ(45U, nothing.counters->GetWidth());
     EXPECT_EQ(28U, nothing.counters->GetHeight());
-    EXPECT_EQ(0.0F, nothing.rho);
-    EXPECT_EQ(static_cast<float>(-50.0 * 3.141592653589793 / 180), nothing.theta);
-    EXPECT_EQ(45U, hough(*blank, 5.0F, 50.0F).counters->GetWidth());
-
-    const auto dot = grey_image(1, 1, [](unsigned, unsigned) { return 1; });  // no distance bin at all
-    EXPECT_TRUE(hough(*dot, 5.0F, 50.0F).found);
-    EXPECT_EQ(0.0F, hough(*dot, 5.0F, 50.0F).rho);
-    EXPECT_TRUE(hough(*dot, 50.0F, std::numeric_limits<float>::quiet_NaN()).found);
-
+    EXPECT_EQ(static_cast<float>(-50.0 * kPi / 180), nothing.theta);
+    EXPECT_EQ(0.0F, hough(*dot, 5.0F, 50.0F).rho) << "no distance bin at all";
+    EXPECT_TRUE(hough(*dot, 50.0F, NAN).found);
     Image empty(FORMAT_UNSIGNED, 16U, 0, 7, true);
     EXPECT_FALSE(hough(empty, 5.0F, 50.0F).found);
-}
-
-TEST(Hough, CountersWrapAt16Bits) {
     const auto strip = grey_image(5, 14000, [](unsigned, unsigned) { return 1; });
-    const Line line = hough(*strip, 0.0F, 1.0F);  // an upright line: all 70,000 pixels in bin 0
-    EXPECT_EQ(70000U - 65536U, grey(*line.counters, 0, 0));
-}
-
-TEST(PectLine, OnlyAWallOnTheLeftTakesTheMiddleOfTheBin) {
-    OpenPectDetect detector;
-    const auto blank = grey_image(50, 50);
-    struct Case {
-        int side;
-        float rho;
-        double degrees;
-    };
-    for (const Case& c : {Case{1, 2.5F, 5.0}, Case{0, 0.0F, -50.0}, Case{7, 0.0F, 5.0}}) {
+    EXPECT_EQ(70000U - 65536U, grey(*hough(*strip, 0.0F, 1.0F).counters, 0, 0)) << "an upright line: counters wrap";
+    for (const auto& [side, middle, degrees] :
+         {std::tuple(1, 2.5F, 5.0), std::tuple(0, 0.0F, -50.0), std::tuple(7, 0.0F, 5.0)}) {
         float rho = -1.0F, theta = -1.0F;
-        ASSERT_TRUE(detector.get_line(blank.get(), static_cast<IMAGE_SIDE>(c.side), rho, theta));
-        EXPECT_EQ(c.rho, rho);
-        EXPECT_EQ(static_cast<float>(c.degrees * 3.141592653589793 / 180), theta);
+        ASSERT_TRUE(OpenPectDetect().get_line(blank.get(), static_cast<IMAGE_SIDE>(side), rho, theta));
+        EXPECT_EQ(middle, rho) << "only a wall on the left takes the middle of the bin";
+        EXPECT_EQ(static_cast<float>(degrees * kPi / 180), theta);
     }
 }
 
 TEST(PectMaskRows, RunFromTheWallToTheLine) {
-    struct Case {
-        const char* why;
-        int side;
-        float rho;
-        unsigned dx;
-        std::vector<RowRun> rows;  // of the bound mask's rows 7 and 8; its last row 9 gets none
-    };
-    // An upright line (theta 0) in an image of 20 x 10 at (100, 5); the bound mask covers 98 .. 130.
-    const std::vector<Case> cases{
-        {"rounded half up", 1, 3.5F, 2, {{7, 100, 106}, {8, 100, 106}}},
-        {"clipped to the last column", 1, 40.0F, 0, {{7, 100, 119}, {8, 100, 119}}},
-        {"on column 0", 1, -2.0F, 2, {{7, 100, 100}, {8, 100, 100}}},
-        {"left of the image", 1, -2.25F, 2, {}},
-        {"from the line to the bound mask", 0, 3.5F, 2, {{7, 106, 130}, {8, 106, 130}}},
-        {"clipped to column 0", 0, -9.0F, 2, {{7, 100, 130}, {8, 100, 130}}},
-        {"right of the image", 0, 17.25F, 2, {}},
-        {"another side is like right", 5, 17.0F, 2, {{7, 119, 130}, {8, 119, 130}}},
-    };
-    for (const Case& c : cases) {
+    // An upright line in an image of 20 x 10 at (100, 5); the bound mask covers 98 .. 130 of rows 7 .. 9, the last of
+    // which gets nothing.
+    const auto check = [](const char* why, int side, float rho, unsigned dx, std::vector<RowRun> rows) {
         OpenPectDetect detector;
-        detector.imageSide = static_cast<IMAGE_SIDE>(c.side);
+        detector.imageSide = static_cast<IMAGE_SIDE>(side);
         const auto image = grey_image(20, 10);
         image->SetOffX(100);
         image->SetOffY(5);
         Mask bound = rectangle(98, 130, 7, 9), pect;
-        float rho = c.rho, theta = 0.0F;
-        EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, c.dx, 2));
-        EXPECT_EQ(c.rows, runs_of(pect)) << c.why;
-    }
-}
-
-TEST(PectMaskRows, ALineAlongTheRowsIsAtInfinity) {
+        float theta = 0.0F;
+        EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, dx, 2));
+        EXPECT_EQ(rows, runs_of(pect)) << why;
+    };
+    check("rounded half up", 1, 3.5F, 2, {{7, 100, 106}, {8, 100, 106}});
+    check("clipped to the last column", 1, 40.0F, 0, {{7, 100, 119}, {8, 100, 119}});
+    check("on column 0", 1, -2.0F, 2, {{7, 100, 100}, {8, 100, 100}});
+    check("left of the image", 1, -2.25F, 2, {});
+    check("not a number", 1, NAN, 2, {});
+    check("at infinity", 1, INFINITY, 2, {{7, 100, 119}, {8, 100, 119}});
+    check("from the line to the bound mask", 0, 3.5F, 2, {{7, 106, 130}, {8, 106, 130}});
+    check("clipped to column 0", 0, -9.0F, 2, {{7, 100, 130}, {8, 100, 130}});
+    check("right of the image", 0, 17.25F, 2, {});
+    check("another side is like right", 5, 17.0F, 2, {{7, 119, 130}, {8, 119, 130}});
     OpenPectDetect detector;
     detector.imageSide = SIDE_CHEST_LEFT;
-    const auto image = grey_image(20, 10);
-    Mask bound = rectangle(0, 0xFFFFFFFF, 0, 12), pect;
-    float rho = std::numeric_limits<float>::quiet_NaN(), theta = 0.0F;
-    EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, 0, 0));
-    EXPECT_TRUE(runs_of(pect).empty());
-    rho = std::numeric_limits<float>::infinity();
-    EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, 0, 0));
-    EXPECT_EQ(runs_of(rectangle(0, 19, 0, 8)), runs_of(pect));  // rows 0 .. height - 2
+    Mask tall = rectangle(0, 0xFFFFFFFF, 0, 12), pect;
+    float rho = INFINITY, theta = 0.0F;
+    EXPECT_TRUE(detector.generate_pect_mask(grey_image(20, 10).get(), &tall, &pect, rho, theta, 0, 0));
+    EXPECT_EQ(runs_of(rectangle(0, 19, 0, 8)), runs_of(pect)) << "the image's last row is left out";
 }
 
 }  // namespace

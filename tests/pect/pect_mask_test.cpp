@@ -1,66 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <memory>
+#include "pect_fixture.h"
 
 namespace Norvane::Tests {
 namespace {
 
 using Status = Masking::MASK_STATUS;
-
-/// Wedge of `contrast` in the upper left corner; 300 x 500.
-std::unique_ptr<Image> wedge(unsigned contrast) {
-    Random random(77);
-    return grey_image(300, 500, [&](unsigned x, unsigned y) {
-        return 20000 + random.below(400) + (x < 150 * (1.0 - y / 300.0) ? contrast : 0U);
-    });
-}
+using enum Masking::MASK_STATUS;
 
 TEST(GeneratePectMask, MapsTheDetectorsAnswers) {
-    const auto good = wedge(20000), flat = wedge(0), fine = wedge(20000);
+    const auto good = wedge(SIDE_CHEST_LEFT), flat = wedge(SIDE_CHEST_LEFT, 0), fine = wedge(SIDE_CHEST_LEFT);
     fine->SetPixelSize(200.0F);
-    Image no_buffer(FORMAT_UNSIGNED, 16U, 300, 500, false);
-    no_buffer.SetPixelSize(228.0F);
-    Mask breast = rectangle(20, 270, 10, 480);
-    const Mask frame = rectangle(4, 295, 5, 490);
-    struct Case {
-        const char* why;
-        Image* image;
-        Mask* breast;
-        bool has_frame;
-        IMAGE_SIDE side;
-        IMAGE_VIEW view;
-        Status expected;
-    };
-    const std::vector<Case> cases{
-        {"found", good.get(), &breast, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_OK},
-        {"no contrast", flat.get(), &breast, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_PECT_REJECTED},
-        {"view", good.get(), &breast, true, SIDE_CHEST_LEFT, VIEW_NO_PECT, Status::MASK_PECT_NOT_APPLICABLE},
-        {"side, with a frame", good.get(), &breast, true, SIDE_UNDEFINED, VIEW_PECT, Status::MASK_PECT_FAILED},
-        {"side, without", good.get(), &breast, false, SIDE_UNDEFINED, VIEW_PECT, Status::MASK_NO_MASK},
-        {"no image, with a frame", nullptr, &breast, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_PECT_FAILED},
-        {"no image, without", nullptr, &breast, false, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_NO_MASK},
-        {"pixel size, with a frame", fine.get(), &breast, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_PECT_FAILED},
-        {"pixel size, without", fine.get(), &breast, false, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_NO_MASK},
-        {"no breast", good.get(), nullptr, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_PECT_FAILED},
-        {"no buffer", &no_buffer, &breast, true, SIDE_CHEST_LEFT, VIEW_PECT, Status::MASK_PECT_FAILED},
-    };
-    for (const Case& c : cases) {
-        Mask pect, given = frame, *field = c.has_frame ? &given : nullptr, *out = &pect, *in = c.breast;
+    Mask breast = wedge_breast(), field;
+    const auto check = [&](const char* why, Image* image, Mask* in, int side, int view, Status framed, Status bare) {
+        Mask pect, given = wedge_frame(), *frame = &given, *none = nullptr, *made = &field, *out = &pect;
         Masking::Params params;
-        params.side = c.side;
-        params.view = c.view;
-        EXPECT_EQ(c.expected, NvGeneratePectMask(c.image, params, field, in, out)) << c.why;
-    }
-    // An empty frame mask of the caller's is made first, whatever the view.
-    Mask pect, field, *field_at = &field, *out = &pect, *in = &breast;
-    Masking::Params params;
-    params.side = SIDE_CHEST_LEFT;
-    params.view = VIEW_NO_PECT;
-    EXPECT_EQ(Status::MASK_PECT_NOT_APPLICABLE, NvGeneratePectMask(good.get(), params, field_at, in, out));
-    EXPECT_FALSE(runs_of(field).empty());
+        params.side = static_cast<IMAGE_SIDE>(side);
+        params.view = static_cast<IMAGE_VIEW>(view);
+        EXPECT_EQ(framed, NvGeneratePectMask(image, params, frame, in, out)) << why;
+        EXPECT_EQ(bare, NvGeneratePectMask(image, params, none, in, out)) << why << ", without frame";
+        if (view == VIEW_NO_PECT) NvGeneratePectMask(image, params, made, in, out);
+    };
+    check("found", good.get(), &breast, 1, VIEW_PECT, MASK_OK, MASK_OK);
+    check("flat", flat.get(), &breast, 1, VIEW_PECT, MASK_PECT_REJECTED, MASK_PECT_REJECTED);
+    check("view", good.get(), &breast, 1, VIEW_NO_PECT, MASK_PECT_NOT_APPLICABLE, MASK_PECT_NOT_APPLICABLE);
+    check("side", good.get(), &breast, -1, VIEW_PECT, MASK_PECT_FAILED, MASK_NO_MASK);
+    check("image", nullptr, &breast, 1, VIEW_PECT, MASK_PECT_FAILED, MASK_NO_MASK);
+    check("pixel size", fine.get(), &breast, 1, VIEW_PECT, MASK_PECT_FAILED, MASK_NO_MASK);
+    check("no breast", good.get(), nullptr, 1, VIEW_PECT, MASK_PECT_FAILED, MASK_PECT_FAILED);
+    EXPECT_FALSE(runs_of(field).empty()) << "an empty frame mask of the caller's is made first, whatever the view";
 }
 
 /// Bright muscle of 30 columns at the wall, 200 x 120.

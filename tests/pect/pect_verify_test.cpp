@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdlib>
-#include <set>
+#include "pect_fixture.h"
 
 namespace Norvane::Tests {
 namespace {
 
 using Status = PectDetect::PECT_STATUS;
+using enum PectDetect::PECT_STATUS;
 
 struct Verdict {
     Status pooled, paired;
@@ -48,8 +43,8 @@ Verdict plain_verdict(const Image& image, float rho, float theta, int dx, int dy
         paired_squares += d * d;
         ++rows;
     }
-    if (3 * distance > 2.0 * w * h) return {PectDetect::PECT_NOT_FOUND, PectDetect::PECT_NOT_FOUND};
-    Verdict verdict{PectDetect::PECT_FAIL, PectDetect::PECT_FAIL};
+    if (3 * distance > 2.0 * w * h) return {PECT_NOT_FOUND, PECT_NOT_FOUND};
+    Verdict verdict{PECT_FAIL, PECT_FAIL};
     if (n[0] > 0 && n[1] > 0) {
         const int muscle = side == 1 ? 0 : 1, tissue = 1 - muscle;
         double mean[2], variance[2];
@@ -59,7 +54,7 @@ Verdict plain_verdict(const Image& image, float rho, float theta, int dx, int dy
         }
         const double t =
             (mean[muscle] - mean[tissue]) / std::sqrt(variance[muscle] / n[muscle] + variance[tissue] / n[tissue]);
-        verdict.pooled = t > 25.0 ? PectDetect::PECT_PASS : t > 8.5 ? PectDetect::PECT_WEAK : PectDetect::PECT_FAIL;
+        verdict.pooled = t > 25.0 ? PECT_PASS : t > 8.5 ? PECT_WEAK : PECT_FAIL;
     }
     if (rows > 0) {
         const auto count = static_cast<float>(rows);
@@ -67,7 +62,7 @@ Verdict plain_verdict(const Image& image, float rho, float theta, int dx, int dy
         if (side != 1) m = -m;
         const float spread = (paired_squares / count - m * m) / static_cast<float>(rows - 1);
         const float t = m / static_cast<float>(std::sqrt(static_cast<double>(spread)));
-        if (t > 15.0F) verdict.paired = PectDetect::PECT_PASS;
+        if (t > 15.0F) verdict.paired = PECT_PASS;
     }
     return verdict;
 }
@@ -108,31 +103,30 @@ TEST(PectVerify, MeansOfARowAreRoundedOnlyInTheirDifference) {
                                       {20099, 20070, 20070, 20012, 20036, 20026}};
     const auto image = grey_image(6, 3, [&](unsigned x, unsigned y) { return kRows[y][x]; });
     OpenPectDetect detector;
-    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect_pairwise(image.get(), 3.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+    EXPECT_EQ(PECT_PASS, detector.verify_pect_pairwise(image.get(), 3.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
 }
 
 TEST(PectVerify, LimitsAndMissingInput) {
     OpenPectDetect detector;
-    // Two rows that differ by the same amount have no spread: t is infinite. One row has no spread to speak of.
     const auto step = grey_image(20, 2, [](unsigned x, unsigned) { return x < 10 ? 300U : 200U; });
-    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
-    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_RIGHT));
-    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(step.get(), 9.5F, 0.0F, 0, 1, SIDE_CHEST_LEFT));
-    EXPECT_EQ(Status::PECT_PASS, detector.verify_pect(step.get(), 9.5F, 0.0F, 0, 1, SIDE_CHEST_LEFT));
-    const auto flat = grey_image(20, 2, [](unsigned, unsigned) { return 300U; });
-    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect(flat.get(), 9.5F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
-
-    // Exactly two thirds of the width is not too deep; no row at all is not either.
-    const auto wide = grey_image(30, 4, [](unsigned, unsigned) { return 300U; });
-    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect(wide.get(), 20.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
-    EXPECT_EQ(Status::PECT_NOT_FOUND, detector.verify_pect(wide.get(), 21.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
-    EXPECT_EQ(Status::PECT_NOT_FOUND, detector.verify_pect_pairwise(wide.get(), 9.9F, 0.0F, 0, 0, SIDE_CHEST_RIGHT));
-    EXPECT_EQ(Status::PECT_FAIL, detector.verify_pect_pairwise(wide.get(), 21.0F, 0.0F, 0, 4, SIDE_CHEST_LEFT));
-
+    const auto flat = grey_image(30, 4, [](unsigned, unsigned) { return 300U; });
     Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false);
-    EXPECT_EQ(Status::PECT_NO_IMAGE, detector.verify_pect(nullptr, 1.0F, 0.0F, 0, 0, SIDE_UNDEFINED));
-    EXPECT_EQ(Status::PECT_NO_SIDE, detector.verify_pect_pairwise(&no_buffer, 1.0F, 0.0F, 0, 0, SIDE_UNDEFINED));
-    EXPECT_EQ(Status::PECT_NO_IMAGE, detector.verify_pect(&no_buffer, 1.0F, 0.0F, 0, 0, SIDE_CHEST_LEFT));
+    const auto check = [&](const char* why, Image* image, float rho, int dy, int side, Status pooled, Status paired) {
+        const auto wall = static_cast<IMAGE_SIDE>(side);
+        EXPECT_EQ(pooled, detector.verify_pect(image, rho, 0.0F, 0, dy, wall)) << why;
+        EXPECT_EQ(paired, detector.verify_pect_pairwise(image, rho, 0.0F, 0, dy, wall)) << why;
+    };
+    check("no spread: t is infinite", step.get(), 9.5F, 0, 1, PECT_PASS, PECT_PASS);
+    check("darker", step.get(), 9.5F, 0, 0, PECT_FAIL, PECT_FAIL);
+    check("one row", step.get(), 9.5F, 1, 1, PECT_PASS, PECT_FAIL);
+    check("0 / 0", flat.get(), 9.5F, 0, 1, PECT_FAIL, PECT_FAIL);
+    check("two thirds exactly", flat.get(), 20.0F, 0, 1, PECT_FAIL, PECT_FAIL);
+    check("too deep", flat.get(), 21.0F, 0, 1, PECT_NOT_FOUND, PECT_NOT_FOUND);
+    check("too deep", flat.get(), 9.9F, 0, 0, PECT_NOT_FOUND, PECT_NOT_FOUND);
+    check("no row", flat.get(), 21.0F, 4, 1, PECT_FAIL, PECT_FAIL);
+    check("image", nullptr, 1.0F, 0, -1, PECT_NO_IMAGE, PECT_NO_IMAGE);
+    check("side", &no_buffer, 1.0F, 0, -1, PECT_NO_SIDE, PECT_NO_SIDE);
+    check("buffer", &no_buffer, 1.0F, 0, 1, PECT_NO_IMAGE, PECT_NO_IMAGE);
 }
 
 }  // namespace

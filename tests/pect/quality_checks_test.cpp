@@ -1,71 +1,41 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <vector>
+#include "pect_fixture.h"
 
 namespace Norvane::Tests {
 namespace {
 
-using Status = Masking::MASK_STATUS;
+using enum Masking::MASK_STATUS;
 
 TEST(BackgroundNoise, MeanOfTheStripAgainstTheLevel) {
-    struct Case {
-        const char* why;
-        int side;
-        unsigned column;  // the only one that is not 30000
-        unsigned value;
-        Status expected;
-    };
-    // The breast covers 300 .. 399, the frame 50 .. 649: strips 199 .. 299 and 400 .. 500.
-    const std::vector<Case> cases{
-        {"exactly 95 %", 0, 250, 9500, Status::MASK_OK},
-        {"above", 0, 250, 9501, Status::MASK_BG_NOISE},
-        {"first column", 0, 199, 9501, Status::MASK_BG_NOISE},
-        {"before it", 0, 198, 9501, Status::MASK_OK},
-        {"last column", 0, 299, 9501, Status::MASK_BG_NOISE},
-        {"the breast", 0, 300, 9501, Status::MASK_OK},
-        {"just dark enough", 0, 250, 19999, Status::MASK_BG_NOISE},
-        {"too bright", 0, 250, 20000, Status::MASK_OK},
-        {"mirrored first", 1, 400, 9501, Status::MASK_BG_NOISE},
-        {"mirrored last", 1, 500, 9501, Status::MASK_BG_NOISE},
-        {"mirrored beyond", 1, 501, 9501, Status::MASK_OK},
-        {"no side", -1, 250, 9501, Status::MASK_OK},
-    };
-    for (const Case& c : cases) {
-        OpenMasking m;
-        m.params.side = static_cast<IMAGE_SIDE>(c.side);
-        m.backgroundNoiseLevel = 10000;
-        const auto image = grey_image(700, 20, [&](unsigned x, unsigned) { return x == c.column ? c.value : 30000U; });
-        Mask breast = rectangle(300, 399, 5, 30), frame = rectangle(50, 649, 0, 40), *breast_at = &breast,
-             *frame_at = &frame;
-        EXPECT_EQ(c.expected, m.check_bg_noise(image.get(), breast_at, frame_at)) << c.why;
-    }
-}
-
-TEST(BackgroundNoise, TheFramesMarginIsKept) {
     OpenMasking m;
     m.backgroundNoiseLevel = 10000;
     Mask frame = rectangle(50, 649, 0, 40), empty, *frame_at = &frame, *empty_at = &empty, *none = nullptr;
-    for (const IMAGE_SIDE side : {SIDE_CHEST_RIGHT, SIDE_CHEST_LEFT}) {
-        m.params.side = side;
-        // The strip collapses to the one limit column, 110 or 589, which is still sampled.
-        const unsigned limit = side == SIDE_CHEST_RIGHT ? 110 : 589;
-        Mask breast = side == SIDE_CHEST_RIGHT ? rectangle(60, 400, 5, 9) : rectangle(300, 640, 5, 9),
-             *breast_at = &breast;
-        for (const unsigned bright : {limit - 1, limit, limit + 1}) {
-            const auto image = grey_image(700, 20, [&](unsigned x, unsigned) { return x == bright ? 15000U : 30000U; });
-            EXPECT_EQ(bright == limit ? Status::MASK_BG_NOISE : Status::MASK_OK,
-                      m.check_bg_noise(image.get(), breast_at, frame_at));
-            EXPECT_EQ(Status::MASK_OK, m.check_bg_noise(image.get(), empty_at, frame_at));
-            EXPECT_EQ(Status::MASK_OK, m.check_bg_noise(image.get(), breast_at, empty_at));
-            EXPECT_EQ(Status::MASK_OK, m.check_bg_noise(image.get(), none, none));
-        }
-        Mask hostile = mask_of({{0, 0, 0xFFFFFFFF}, {0xFFFFFFFF, 3, 4}}), *hostile_at = &hostile;
-        const auto image = grey_image(70, 20);
-        EXPECT_EQ(Status::MASK_OK, m.check_bg_noise(image.get(), hostile_at, hostile_at));
+    const auto check = [&](const char* why, int side, unsigned first, unsigned bright, unsigned value, bool noisy) {
+        m.params.side = static_cast<IMAGE_SIDE>(side);
+        const auto image = grey_image(700, 20, [&](unsigned x, unsigned) { return x == bright ? value : 30000U; });
+        Mask breast = rectangle(first, first + 99, 5, 30), *breast_at = &breast;
+        EXPECT_EQ(noisy ? MASK_BG_NOISE : MASK_OK, m.check_bg_noise(image.get(), breast_at, frame_at)) << why;
+        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), empty_at, frame_at)) << why;
+        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), breast_at, empty_at)) << why;
+        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), none, none)) << why;
+    };
+    check("exactly 95 %", 0, 300, 250, 9500, false);
+    check("above", 0, 300, 250, 9501, true);
+    check("just dark enough", 0, 300, 250, 19999, true);
+    check("too bright", 0, 300, 250, 20000, false);
+    check("first column", 0, 300, 199, 9501, true);
+    check("before it", 0, 300, 198, 9501, false);
+    check("last column", 0, 300, 299, 9501, true);
+    check("the breast", 0, 300, 300, 9501, false);
+    check("mirrored: the breast", 1, 300, 399, 9501, false);
+    check("mirrored first", 1, 300, 400, 9501, true);
+    check("mirrored last", 1, 300, 500, 9501, true);
+    check("mirrored beyond", 1, 300, 501, 9501, false);
+    check("no side", -1, 300, 250, 9501, false);
+    for (const unsigned limit : {110U, 589U}) {  // next to the frame the strip collapses to this one column
+        check("before the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit - 1, 9501, false);
+        check("the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit, 9501, true);
+        check("beyond the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit + 1, 9501, false);
     }
 }
 
@@ -85,67 +55,48 @@ struct CutCase {
     }
     bool is_cut(Mask frame) {
         Mask *breast_at = &breast, *frame_at = &frame;
-        return masking.check_cut_tissue(image.get(), breast_at, frame_at) == Status::MASK_CUT_TISSUE;
+        return masking.check_cut_tissue(image.get(), breast_at, frame_at) == MASK_CUT_TISSUE;
     }
 };
 
 TEST(CutTissue, WithoutAViewOnePixelOutsideIsEnough) {
-    struct Case {
-        const char* what;
-        int side;
-        Mask frame;
-        unsigned x_in, x_out, y_in, y_out, grey_in, grey_out;  // the last that counts, the first that does not
-    };
     const Mask all = rectangle(0, 299, 0, 399), tight = rectangle(70, 180, 70, 270);
-    const std::vector<Case> cases{{"left and top", -1, all, 76, 75, 76, 75, 10501, 10500},
-                                  {"right and bottom", -1, all, 175, 176, 224, 225, 13799, 13800},
-                                  {"margins left, top", 1, tight, 83, 82, 83, 82, 10501, 10500},
-                                  {"margins right, bottom", 0, tight, 167, 168, 198, 199, 13799, 13800}};
-    for (const Case& c : cases) {
-        const auto cut_by = [&](unsigned x, unsigned y, unsigned value) {
-            CutCase cut(c.side, VIEW_UNDEFINED);
-            set_grey(*cut.image, x, y, value);
-            return cut.is_cut(c.frame);
-        };
-        EXPECT_TRUE(cut_by(c.x_in, c.y_in, c.grey_in)) << c.what;
-        EXPECT_FALSE(cut_by(c.x_out, c.y_in, c.grey_in)) << c.what;
-        EXPECT_FALSE(cut_by(c.x_in, c.y_out, c.grey_in)) << c.what;
-        EXPECT_FALSE(cut_by(c.x_in, c.y_in, c.grey_out)) << c.what;
-    }
+    // x, y and value of the last that counts and of the first that does not.
+    const auto check = [](const char* what, int side, const Mask& frame, const unsigned(&in)[3],
+                          const unsigned(&out)[3]) {
+        for (unsigned beyond = 0; beyond < 8; beyond = beyond == 0 ? 1 : 2 * beyond) {
+            CutCase cut(side, VIEW_UNDEFINED);
+            set_grey(*cut.image, beyond == 1 ? out[0] : in[0], beyond == 2 ? out[1] : in[1],
+                     beyond == 4 ? out[2] : in[2]);
+            EXPECT_EQ(beyond == 0, cut.is_cut(frame)) << what << ", beyond " << beyond;
+        }
+    };
+    check("left and top", -1, all, {76, 76, 10501}, {75, 75, 10500});
+    check("right and bottom", -1, all, {175, 224, 13799}, {176, 225, 13800});
+    check("margins left, top", 1, tight, {83, 83, 10501}, {82, 82, 10500});
+    check("margins right, bottom", 0, tight, {167, 198, 13799}, {168, 199, 13800});
 }
 
 TEST(CutTissue, EachBandHasItsOwnWeight) {
-    struct Case {
-        int view;
-        unsigned first, last;  // rows of the band that no other band shares
-        unsigned enough;       // pixels outside
-    };
-    const std::vector<Case> cases{
-        {VIEW_NO_PECT, 76, 124, 462},   // 24 * 51 + 2 * 47 inside, times 0.35
-        {VIEW_NO_PECT, 126, 149, 306},  // 26 * 47, times 0.25
-        {VIEW_NO_PECT, 176, 224, 462},
-        {VIEW_PECT, 134, 165, 400},  // 34 * 47, times 0.25
-    };
-    for (const Case& c : cases) {
-        CutCase cut(SIDE_UNDEFINED, c.view);
-        const Mask frame = rectangle(0, 299, 0, 399);
+    const Mask frame = rectangle(0, 299, 0, 399);
+    // Rows of the band that no other band shares, and the pixels outside that are enough (none: 0).
+    const auto check = [&](int view, unsigned first, unsigned last, unsigned enough) {
+        CutCase cut(SIDE_UNDEFINED, view);
         unsigned placed = 0;
-        for (unsigned y = c.first; y <= c.last; ++y) {
-            for (unsigned x = 76; x <= 175 && placed < c.enough; ++x) {
-                if (cut.breast.HitTest(x, y)) continue;
-                ++placed;
-                if (placed == c.enough) {
-                    EXPECT_FALSE(cut.is_cut(frame)) << c.first;
-                }
-                set_grey(*cut.image, x, y, 12000);
+        for (unsigned i = 100 * first; i < 100 * (last + 1) && (enough == 0 || placed < enough); ++i) {
+            if (cut.breast.HitTest(76 + i % 100, i / 100)) continue;
+            if (++placed == enough) {
+                EXPECT_FALSE(cut.is_cut(frame)) << first;
             }
+            set_grey(*cut.image, 76 + i % 100, i / 100, 12000);
         }
-        EXPECT_TRUE(cut.is_cut(frame)) << c.first;
-    }
-    CutCase muscle(SIDE_UNDEFINED, VIEW_PECT);  // a cut in the top third is the muscle's
-    for (unsigned y = 76; y <= 132; ++y)
-        for (unsigned x = 76; x <= 175; ++x) set_grey(*muscle.image, x, y, 12000);
-    EXPECT_FALSE(muscle.is_cut(rectangle(0, 299, 0, 399)));
+        EXPECT_EQ(enough != 0, cut.is_cut(frame)) << first;
+    };
+    check(VIEW_NO_PECT, 76, 124, 462);   // 24 * 51 + 2 * 47 inside, times 0.35
+    check(VIEW_NO_PECT, 126, 149, 306);  // 26 * 47, times 0.25
+    check(VIEW_NO_PECT, 176, 224, 462);
+    check(VIEW_PECT, 134, 165, 400);  // 34 * 47, times 0.25
+    check(VIEW_PECT, 76, 132, 0);     // a cut in the top third is the muscle's
 }
 
 TEST(CutTissue, NeedsABreastOfMoreThanOneRow) {
@@ -154,12 +105,12 @@ TEST(CutTissue, NeedsABreastOfMoreThanOneRow) {
     const auto image = grey_image(100, 100, [](unsigned, unsigned) { return 30000U; });
     Mask line = rectangle(10, 60, 20, 20), breast = rectangle(0, 99, 0, 99), empty, frame = rectangle(0, 99, 0, 99);
     Mask *none = nullptr, *line_at = &line, *empty_at = &empty, *breast_at = &breast, *frame_at = &frame;
-    EXPECT_EQ(Status::MASK_NO_MASK, m.check_cut_tissue(image.get(), none, frame_at));
-    EXPECT_EQ(Status::MASK_NO_MASK, m.check_cut_tissue(image.get(), line_at, frame_at));
-    EXPECT_EQ(Status::MASK_NO_MASK, m.check_cut_tissue(image.get(), empty_at, frame_at));
-    EXPECT_EQ(Status::MASK_OK, m.check_cut_tissue(image.get(), breast_at, frame_at));  // no ring outside
-    EXPECT_EQ(Status::MASK_OK, m.check_cut_tissue(image.get(), breast_at, empty_at));
-    EXPECT_EQ(Status::MASK_OK, m.check_cut_tissue(image.get(), breast_at, none));
+    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), none, frame_at));
+    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), line_at, frame_at));
+    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), empty_at, frame_at));
+    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, frame_at));  // no ring outside
+    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, empty_at));
+    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, none));
 }
 
 }  // namespace

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pect_fixture.h"
+
+namespace Norvane::Tests {
+namespace {
+
+/// Every entry of the room with images, masks and pixel sizes that fit nothing; the sanitizers judge.
+TEST(HostileArguments, ReadAndWriteNothingOutside) {
+    Mask usual = wedge_breast(), empty, huge = mask_of({{0, 0, 0xFFFFFFFF}, {0xFFFFFFFF, 7, 9}});
+    const auto good = grey_image(120, 160, [](unsigned x, unsigned) { return 500 + x; });
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 120, 160, false), bytes(FORMAT_UNSIGNED, 8U, 120, 160, true);
+    for (Image* image : {good.get(), &no_buffer, &bytes, static_cast<Image*>(nullptr)})
+        for (Mask* mask : {&usual, &empty, &huge, static_cast<Mask*>(nullptr)})
+            for (const float size : {228.0F, 0.0F, -1.0F, NAN, 1e-20F, INFINITY})
+                for (const IMAGE_SIDE side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT, SIDE_UNDEFINED}) {
+                    if (image != nullptr) image->SetPixelSize(size);
+                    OpenMasking m;
+                    m.params.side = side;
+                    m.params.view = VIEW_PECT;
+                    const auto out = grey_image(120, 160), copy = grey_image(3, 3);
+                    Image *patched = out.get(), *small = copy.get(), *roi = nullptr;
+                    m.patch_chestwall(image, mask, patched);
+                    m.ChestWallPatch(image, m.params, small);
+                    EXPECT_EQ(m.contourState != nullptr, image == good.get()) << "made once the image is usable";
+                    EXPECT_EQ(3U, copy->GetWidth());
+                    m.check_bg_noise(image, mask, mask);
+                    if (mask == &huge || size != 228.0F) continue;  // billions of rows, all of them the caller's wish
+                    const std::unique_ptr<Mask> estimate(m.generate_pect(image, mask, mask));
+                    m.check_cut_tissue(image, mask, mask);
+                    OpenPectDetect d;
+                    d.PectSegGenerate(image, mask, mask, side, VIEW_PECT, nullptr);
+                    d.get_roi(image, mask, side, roi);
+                    delete roi;
+                }
+}
+
+}  // namespace
+}  // namespace Norvane::Tests
