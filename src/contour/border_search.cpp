@@ -297,6 +297,17 @@ std::vector<float> radii_of(const std::vector<Direction>& directions, RadiusOf r
     return radii;
 }
 
+/// The radius of every bin, not yet smoothed; all 0 for a chest wall on neither side.
+template <class Form, class RadiusOf>
+std::vector<float> search_radii(const SearchImages& images, const Mask& frame, const SearchSettings& settings,
+                                const Masking::Params& params, const ContourState& state, RadiusOf radius_of) {
+    const PolarOrigin origin(state, params.side);
+    if (origin.outward == 0) return std::vector<float>(Masking::c_num_angles, 0.0F);
+    const TissueRules tissue(settings, params, state);
+    const RasterSearch raster{images, origin, tissue, settings, params};
+    return radii_of(raster.scan(frame, Form(origin, images.width())), radius_of);
+}
+
 float square_root(float squared) { return static_cast<float>(std::sqrt(static_cast<double>(squared))); }
 
 /// Adds the host's offset to every radius of `from`.
@@ -317,14 +328,8 @@ std::vector<float> Masking::find_contour_border(Image* grey, Image* search, Mask
 
     const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
                                   borderFactor,    contourMargin, backgroundNoiseLevel};
-    const SearchImages images(*grey, *search);
-    const PolarOrigin origin(*contourState, params.side);
-    std::vector<float> radii(c_num_angles, 0.0F);
-    if (origin.outward != 0) {
-        const TissueRules tissue(settings, params, *contourState);
-        const RasterSearch raster{images, origin, tissue, settings, params};
-        radii = radii_of(raster.scan(*frame, TableSearch(origin, images.width())), [](float r) { return r; });
-    }
+    std::vector<float> radii =
+        search_radii<TableSearch>({*grey, *search}, *frame, settings, params, *contourState, [](float r) { return r; });
     fill_in_contour_gap(radii);
     smooth_contour(radii, outer, kDefaultWindows.of(params.bgNoise));
     return radii;
@@ -337,14 +342,8 @@ std::vector<float> Masking::find_contour_border_opt(Image* grey, Image* search, 
 
     const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
                                   borderFactor,    contourMargin, backgroundNoiseLevel};
-    const SearchImages images(*grey, *search);
-    const PolarOrigin origin(*contourState, params.side);
-    std::vector<float> radii(c_num_angles, 0.0F);
-    if (origin.outward != 0) {
-        const TissueRules tissue(settings, params, *contourState);
-        const RasterSearch raster{images, origin, tissue, settings, params};
-        radii = radii_of(raster.scan(*frame, WindowSearch(origin, images.width())), square_root);
-    }
+    std::vector<float> radii =
+        search_radii<WindowSearch>({*grey, *search}, *frame, settings, params, *contourState, square_root);
     fill_in_contour_gap(radii);
 
     const int window = kFastWindows.of(params.bgNoise);
