@@ -2,7 +2,7 @@
 #include "pictures.h"
 
 #include "model/pixels.h"
-#include "phantom.h"
+#include "phantom/phantom.h"
 
 #include <cstring>
 #include <map>

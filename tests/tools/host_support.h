@@ -2,9 +2,9 @@
 /// Files and runs of the program for the tests of the host.
 #pragma once
 
-#include "program.h"
-#include "read_image.h"
-#include "refusal.h"
+#include "program/program.h"
+#include "reading/read_image.h"
+#include "reading/refusal.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

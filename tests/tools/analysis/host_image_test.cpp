@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "analysis/host_image.h"
+
+#include "analysis/chest_wall_side.h"
+#include "analysis/noise_choice.h"
+#include "reading/refusal.h"
+#include "support/builders.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Norvane::Tests {
+namespace {
+
+using Host::make_host_image;
+using Host::prepare_source;
+using Host::SourceImage;
+using ::testing::HasSubstr;
+
+SourceImage source_of(unsigned width, unsigned height, unsigned used_bits, const GreyAt& grey_at) {
+    SourceImage source;
+    source.used_bits = used_bits;
+    Host::set_size(source, width, height);
+    for (unsigned y = 0; y < height; ++y) {
+        for (unsigned x = 0; x < width; ++x) source.samples[y * width + x] = static_cast<std::uint16_t>(grey_at(x, y));
+    }
+    return source;
+}
+
+TEST(HostImage, ImagesOfSixteenUsedBitsGoInWithTheTopBitFlipped) {
+    const auto column = [](unsigned x, unsigned y) { return 1000 * x + y; };
+    const auto image = make_host_image(source_of(4, 3, 16, column), 70.0);
+    EXPECT_EQ(16U, image->GetUsedBits());
+    EXPECT_EQ(70.0F, image->GetPixelSize());
+    EXPECT_EQ(2001U ^ 0x8000U, grey(*image, 2, 1));
+    EXPECT_EQ(2001U, grey(*make_host_image(source_of(4, 3, 12, column), 70.0), 2, 1));
+}
+
+TEST(HostImage, ThePaddingColumnRepeatsTheLastOne) {
+    for (const unsigned bits : {12U, 16U}) {
+        const auto image =
+            make_host_image(source_of(5, 4, bits, [](unsigned x, unsigned y) { return 10 * x + y; }), 70.0);
+        ASSERT_EQ(6U, image->GetStride());
+        const auto* words = reinterpret_cast<const std::uint16_t*>(image->GetBuffer());
+        for (unsigned y = 0; y < 4; ++y) EXPECT_EQ(words[y * 6 + 4], words[y * 6 + 5]) << bits << " bits, row " << y;
+    }
+}
+
+// The same picture in every arrangement of samples that files have must come out alike.
+TEST(PrepareSource, GreyLevelsUseTheFullRangeForEveryDepth) {
+    const auto wedge = [](unsigned bits) {
+        return [bits](unsigned x, unsigned y) {
+            const unsigned top = (1U << bits) - 1;
+            return y < 20 ? x * top / 44 : top / 2;
+        };
+    };
+    for (const unsigned bits : {8U, 10U, 12U, 14U, 16U}) {
+        SourceImage source = source_of(45, 40, bits, wedge(bits));
+        const auto prepared = prepare_source(source, 228.0, BG_AUTO);
+        EXPECT_EQ(1.0F, prepared.scale);
+        EXPECT_EQ(0U, grey(*prepared.image, 0, 0)) << bits;
+        EXPECT_GE(grey(*prepared.image, 44, 0), 65280U) << bits;
+        EXPECT_NEAR(32768, grey(*prepared.image, 22, 10), 300) << bits;
+
+        for (std::uint16_t& sample : source.samples) sample = static_cast<std::uint16_t>((1U << bits) - 1 - sample);
+        source.needs_inversion = true;
+        EXPECT_EQ(pixels_of(*prepared.image), pixels_of(*prepare_source(source, 228.0, BG_AUTO).image)) << bits;
+    }
+    // Samples of 12 bits in a file of 16, odd width: the padding column must not darken the picture.
+    const auto prepared = prepare_source(source_of(45, 40, 16, wedge(12)), 228.0, BG_AUTO);
+    EXPECT_GE(grey(*prepared.image, 44, 0), 65280U);
+}
+
+TEST(PrepareSource, PaddingValuesAreCarriedToThePreparedScale) {
+    const struct {
+        unsigned bits;
+        bool inverted;
+        Host::PaddingRange range;
+        unsigned low, high;
+    } table[] = {{12, false, {0, 100}, 0, 1600},
+                 {12, true, {4000, 4095}, 0, 95 * 16},
+                 {16, false, {0, 500}, 0, 500},
+                 {16, true, {65000, 65535}, 0, 535}};
+    for (const auto& row : table) {
+        const unsigned top = (1U << row.bits) - 1;
+        SourceImage source = source_of(40, 40, row.bits, [top](unsigned x, unsigned) { return x * top / 39; });
+        source.padding = row.range;
+        source.needs_inversion = row.inverted;
+        const auto prepared = prepare_source(source, 228.0, BG_GIVEN_LEVEL);
+        EXPECT_EQ(row.low, prepared.padding_low) << row.bits << row.inverted;
+        EXPECT_EQ(row.high, prepared.padding_high) << row.bits << row.inverted;
+    }
+}
+
+TEST(PrepareSource, RefusesWhatIsSmallerThanABreast) {
+    const auto grey_at = [](unsigned x, unsigned) { return x; };
+    EXPECT_THROW((void)prepare_source(source_of(31, 60, 8, grey_at), 228.0, BG_AUTO), Host::Refusal);
+    EXPECT_THROW((void)prepare_source(source_of(200, 200, 8, grey_at), 1.0, BG_AUTO), Host::Refusal);
+    EXPECT_NO_THROW((void)prepare_source(source_of(32, 60, 8, grey_at), 228.0, BG_AUTO));
+}
+
+TEST(ChooseSide, TheBrighterBorderOutsideTheFrame) {
+    const auto wedge = [](bool frame) {
+        return [frame](unsigned x, unsigned) { return frame && x >= 85 ? 65535U : 400 * (100 - x); };
+    };
+    EXPECT_EQ(SIDE_CHEST_LEFT, Host::choose_side(*grey_image(100, 50, wedge(false)), {}).side);
+    EXPECT_EQ(SIDE_CHEST_LEFT, Host::choose_side(*grey_image(100, 50, wedge(true)), {}).side) << "a frame on the right";
+    const auto mirrored = grey_image(100, 50, [&](unsigned x, unsigned y) { return wedge(true)(99 - x, y); });
+    const auto choice = Host::choose_side(*mirrored, Host::Laterality::kLeft);
+    EXPECT_EQ(SIDE_CHEST_RIGHT, choice.side) << "archives store images flipped: the pixels count";
+    EXPECT_THAT(choice.reason, HasSubstr("the right border is the brighter one"));
+
+    const auto even = grey_image(100, 50, [](unsigned, unsigned) { return 20000U; });
+    EXPECT_EQ(SIDE_CHEST_RIGHT, Host::choose_side(*even, Host::Laterality::kRight).side);
+    EXPECT_EQ(SIDE_CHEST_LEFT, Host::choose_side(*even, Host::Laterality::kLeft).side);
+    EXPECT_THROW((void)Host::choose_side(*even, {}), Host::Refusal);
+}
+
+TEST(ChooseNoise, BlackAndFlatOrUneven) {
+    // A breast on the left, background elsewhere, within a frame of `frame` pixels.
+    const auto picture = [](unsigned frame, const GreyAt& background) {
+        return grey_image(200, 240, [=](unsigned x, unsigned y) {
+            if (x < frame || y < frame || x >= 200 - frame || y >= 240 - frame) return 65000U;
+            return x < 90 ? 30000U : background(x, y);
+        });
+    };
+    const auto black = [](unsigned, unsigned) { return 40U; };
+    const auto noisy = [](unsigned x, unsigned y) { return 1500 + (x * 7919 + y * 104729) % 600; };
+    const auto bright = [](unsigned, unsigned) { return 9000U; };
+    const auto black_in_places = [](unsigned x, unsigned y) { return y < 20 ? 0U : 300 + (x * y) % 400; };
+    const auto bright_with_a_black_pixel = [&](unsigned x, unsigned y) {
+        return x == 120 && y == 120 ? 0U : bright(x, y);
+    };
+    const struct {
+        const char* why;
+        unsigned frame;
+        GreyAt background;
+        BG_NOISE expected;
+    } table[] = {{"digital", 0, black, BG_MG},
+                 {"digital in a bright frame", 12, black, BG_MG},
+                 {"film", 0, noisy, BG_AUTO_COARSE},
+                 {"film in a frame", 12, noisy, BG_AUTO_COARSE},
+                 {"film with a black scanner border", 0, black_in_places, BG_AUTO_COARSE},
+                 {"flat but far from the darkest pixel", 0, bright_with_a_black_pixel, BG_AUTO_COARSE}};
+    for (const auto& row : table) {
+        const auto choice = Host::choose_noise(*picture(row.frame, row.background));
+        EXPECT_EQ(row.expected, choice.noise) << row.why << ": " << choice.reason;
+    }
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What the user says about the images, on the command line.
+#pragma once
+
+#include "reading/source_image.h"
+
+#include <norvane/masking.h>
+
+#include <optional>
+
+namespace Norvane::Host {
+
+/// What is not given comes from the file or is found in the image.
+struct AnalysisOptions {
+    std::optional<IMAGE_SIDE> side;
+    std::optional<IMAGE_VIEW> view;
+    std::optional<double> pixel_size_um;
+    std::optional<BG_NOISE> noise;
+    std::optional<PaddingRange> padding;
+    bool is_inverted = false;
+    bool is_fast = false;
+    bool wants_contour = false;
+};
+
+}  // namespace Norvane::Host

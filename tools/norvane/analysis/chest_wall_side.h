@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Finds the border at which the chest wall lies.
+#pragma once
+
+#include "reading/source_image.h"
+
+#include <norvane/image.h>
+#include <norvane/masking.h>
+
+#include <optional>
+#include <string>
+
+namespace Norvane::Host {
+
+/// A decision and its reason, for the report.
+struct SideChoice {
+    IMAGE_SIDE side;
+    std::string reason;
+};
+
+/// The brighter of the two vertical borders of a prepared image: the breast lies against one of them. Where the borders
+/// do not tell, the laterality does, by the way in which mammograms are hung. Throws Refusal where nothing tells.
+[[nodiscard]] SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality);
+
+[[nodiscard]] const char* name_of(IMAGE_SIDE side);
+
+}  // namespace Norvane::Host

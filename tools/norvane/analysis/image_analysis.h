@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+/// One image from its samples to its masks.
+#pragma once
+
+#include "analysis/analysis_options.h"
+#include "analysis/host_image.h"
+#include "analysis/image_settings.h"
+#include "analysis/masks_run.h"
+#include "reading/source_image.h"
+
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// A rectangle of the source, in its pixels.
+struct SourceBox {
+    unsigned x = 0;
+    unsigned y = 0;
+    unsigned width = 0;
+    unsigned height = 0;
+};
+
+/// Everything that the results are made of.
+struct ImageAnalysis {
+    SourceImage source;                 ///< as the file holds it
+    SourceBox crop;                     ///< the part that was prepared; the whole source unless a film area was cut out
+    ImageSettings settings;             ///< what was used, and where it came from
+    PreparedImage prepared;             ///< of the crop
+    MasksResult masks;                  ///< on the grid of `prepared`, whose pixel (0, 0) lies at the crop's corner
+    std::vector<std::string> warnings;  ///< what the user should look at, a sentence each
+};
+
+/// Settles what is to be used, prepares the image and makes its masks. Throws Refusal where that cannot be done.
+[[nodiscard]] ImageAnalysis analyse(SourceImage source, const AnalysisOptions& options);
+
+}  // namespace Norvane::Host

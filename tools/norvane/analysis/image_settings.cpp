@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "analysis/image_settings.h"
+
+#include "analysis/chest_wall_side.h"
+#include "analysis/noise_choice.h"
+#include "reading/number_text.h"
+#include "reading/refusal.h"
+
+namespace Norvane::Host {
+namespace {
+
+void settle_view(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
+    if (options.view) {
+        settings.view = *options.view;
+        settings.view_reason = "as given";
+    } else if (source.view) {
+        settings.view = *source.view;
+        settings.view_reason = "as the file says";
+    } else {
+        throw Refusal("does not say its view: give --view mlo or --view cc");
+    }
+}
+
+void settle_pixel_size(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
+    if (options.pixel_size_um) {
+        settings.pixel_size_um = *options.pixel_size_um;
+        settings.pixel_size_reason = "as given";
+    } else if (source.pixel_size_um) {
+        settings.pixel_size_um = *source.pixel_size_um;
+        settings.pixel_size_reason = source.pixel_size_from;
+    } else {
+        throw Refusal("does not say its pixel size: give --pixel-size in micrometres");
+    }
+    if (settings.pixel_size_um > static_cast<double>(Masking::c_lowres_pixelsize)) {
+        throw Refusal("has pixels of " + number_text(settings.pixel_size_um) + " micrometres (" +
+                      settings.pixel_size_reason + "); 228 is the largest size that can be used");
+    }
+}
+
+void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
+    if (options.is_inverted) source.needs_inversion = true;
+    if (!options.padding) return;
+    source.padding = options.padding;
+    if (source.used_bits < 16 && options.padding->high >> source.used_bits != 0) {
+        throw Refusal("has samples of " + std::to_string(source.used_bits) + " bits; the padding value " +
+                      std::to_string(options.padding->high) + " does not fit");
+    }
+}
+
+// Padding values that the user gives are meant as the background; those of a file are used when the class asks for
+// them.
+void settle_given_noise(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
+    if (options.noise) {
+        settings.noise = *options.noise;
+        settings.noise_reason = "as given";
+    } else if (options.padding) {
+        settings.noise = BG_GIVEN_LEVEL;
+        settings.noise_reason = "padding values are given";
+    }
+    if (settings.noise == BG_GIVEN_LEVEL && !source.padding) {
+        throw Refusal("does not say its padding values, which the class given-level needs: give --padding LO:HI");
+    }
+}
+
+}  // namespace
+
+ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source) {
+    ImageSettings settings;
+    settle_view(options, source, settings);
+    settle_pixel_size(options, source, settings);
+    carry_options_over(options, source);
+    settle_given_noise(options, source, settings);
+    settings.is_inverted = source.needs_inversion;
+    return settings;
+}
+
+void settle_after_preparation(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
+                              ImageSettings& settings) {
+    if (options.side) {
+        settings.side = *options.side;
+        settings.side_reason = "as given";
+    } else {
+        const SideChoice choice = choose_side(prepared, source.laterality);
+        settings.side = choice.side;
+        settings.side_reason = choice.reason;
+    }
+    if (settings.noise_reason.empty()) {
+        const NoiseChoice choice = choose_noise(prepared);
+        settings.noise = choice.noise;
+        settings.noise_reason = choice.reason;
+    }
+}
+
+const char* name_of(IMAGE_VIEW view) { return view == VIEW_PECT ? "mlo" : "cc"; }
+
+}  // namespace Norvane::Host

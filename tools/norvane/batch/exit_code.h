@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+namespace Norvane::Host {
+
+enum ExitCode : int {
+    kExitDone = 0,    ///< everything was done
+    kExitPartly = 1,  ///< some input was refused or failed
+    kExitUsage = 2,   ///< the command line cannot be understood
+};
+
+}  // namespace Norvane::Host

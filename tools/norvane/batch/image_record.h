@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What a run keeps of each image, for its tables and its page.
+#pragma once
+
+#include <norvane/masking.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// Seconds of wall time.
+struct StageTimes {
+    double reading = 0.0;
+    double analysis = 0.0;  ///< preparation and masks
+    double writing = 0.0;
+};
+
+struct ImageRecord {
+    std::string file;     ///< as the user named it, or as the walk found it
+    std::string name;     ///< of the results: OUT_DIR/NAME.ending
+    std::string refusal;  ///< why nothing was made, completing a sentence that begins with the file's name; else empty
+
+    // The rest is empty for a refused image.
+    Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< of the full mask: the verdict on the image
+    Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
+    Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
+    std::string format;  ///< such as "PNG"
+    std::string side, view, noise;
+    double pixel_size_um = 0.0;
+    double breast_mm2 = 0.0;
+    double pectoral_mm2 = 0.0;
+    double outline_contrast = 0.0;      ///< across the breast's outline; low values are doubtful
+    std::vector<std::string> flags;     ///< such as "spot", "implant"
+    std::vector<std::string> warnings;  ///< sentences
+    StageTimes seconds;
+};
+
+}  // namespace Norvane::Host

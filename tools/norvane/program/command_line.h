@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The command line as records.
+#pragma once
+
+#include "batch/masks_command.h"
+#include "program/phantom_command.h"
+
+#include <iosfwd>
+#include <variant>
+
+namespace Norvane::Host {
+
+/// What to do, or the exit code when there is nothing to do any more.
+using Command = std::variant<int, MasksOptions, PhantomOptions>;
+
+/// Help goes to `out`, what is wrong with the command line to `err`.
+[[nodiscard]] Command parse_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+
+}  // namespace Norvane::Host

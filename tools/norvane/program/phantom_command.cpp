@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "program/phantom_command.h"
+
+#include "analysis/chest_wall_side.h"
+#include "analysis/image_settings.h"
+#include "batch/exit_code.h"
+#include "reading/number_text.h"
+#include "reading/refusal.h"
+#include "results/output_set.h"
+#include "results/write_png.h"
+
+#include <ostream>
+
+namespace Norvane::Host {
+namespace {
+
+// Samples that use 8 bits make an 8-bit file, so that the reader finds the used bits again.
+std::string encode_pixels(const Phantom& phantom) {
+    const PhantomSpec& settings = phantom.settings;
+    if (settings.used_bits > 8) return encode_png(phantom.pixels, settings.width, settings.height);
+    return encode_png(std::vector<std::uint8_t>(phantom.pixels.begin(), phantom.pixels.end()), settings.width,
+                      settings.height);
+}
+
+}  // namespace
+
+int run_phantom_command(const PhantomOptions& options, std::ostream& out, std::ostream& err) {
+    const Phantom phantom = draw_phantom(options.settings);
+    try {
+        OutputSet outputs;
+        outputs.add(options.file, encode_pixels(phantom));
+        if (!options.labels_file.empty()) {
+            outputs.add(options.labels_file,
+                        encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
+        }
+        outputs.commit();
+    } catch (const Refusal& refusal) {
+        err << "norvane: " << options.file << " " << refusal.what() << std::endl;
+        return kExitPartly;
+    }
+    out << options.file << ": its masks come from\n    norvane masks " << options.file << " --side "
+        << name_of(options.settings.side) << " --view " << name_of(options.settings.view) << " --pixel-size "
+        << number_text(options.settings.pixel_size_um) << std::endl;
+    return kExitDone;
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "program/program.h"
+
+#include "batch/masks_command.h"
+#include "program/command_line.h"
+#include "program/phantom_command.h"
+
+#include <exception>
+#include <ostream>
+#include <variant>
+
+namespace Norvane::Host {
+
+int run_program(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+    try {
+        const Command command = parse_command_line(argc, argv, out, err);
+        if (const auto* masks = std::get_if<MasksOptions>(&command)) return run_masks_command(*masks, out, err);
+        if (const auto* phantom = std::get_if<PhantomOptions>(&command)) return run_phantom_command(*phantom, out, err);
+        return std::get<int>(command);
+    } catch (const std::exception& e) {
+        err << "norvane: " << e.what() << std::endl;
+        return kExitPartly;
+    }
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "reading/read_image.h"
+
+#include "reading/read_dicom.h"
+#include "reading/read_pgm.h"
+#include "reading/read_png.h"
+#include "reading/refusal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+
+namespace Norvane::Host {
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Format {
+    bool (*is_start_of)(std::string_view first_bytes);
+    SourceImage (*read)(const std::filesystem::path& file);
+};
+
+bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
+
+bool is_netpbm(std::string_view head) {
+    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '7') return false;
+    return "#\t\n\v\f\r "sv.find(head[2]) != std::string_view::npos;
+}
+
+// A data set that was written without the preamble starts with group 0002 or 0008.
+bool is_dicom(std::string_view head) {
+    constexpr std::size_t kPreamble = 128;
+    if (head.size() >= kPreamble + 4 && head.substr(kPreamble, 4) == "DICM") return true;
+    return head.size() > 4 && (head[0] == '\x02' || head[0] == '\x08') && head.substr(1, 1) == "\0"sv &&
+           head[3] == '\0';
+}
+
+// Asked in this order.
+constexpr Format kFormats[] = {{is_png, read_png}, {is_netpbm, read_pgm}, {is_dicom, read_dicom}};
+
+// What people hand in by mistake, to be refused by its name.
+struct ForeignFormat {
+    std::string_view start;
+    const char* name;
+};
+constexpr ForeignFormat kForeignFormats[] = {
+    {"\xFF\xD8\xFF"sv, "a JPEG file"}, {"II*\0"sv, "a TIFF file"}, {"MM\0*"sv, "a TIFF file"},
+    {"GIF8"sv, "a GIF file"},          {"BM"sv, "a BMP file"},     {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
+    {"%PDF"sv, "a PDF file"}};
+
+std::string first_bytes_of(const std::filesystem::path& file) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (status.type() == std::filesystem::file_type::not_found) throw Refusal("does not exist");
+    if (status.type() == std::filesystem::file_type::directory) throw Refusal("is a directory");
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
+    std::string head(160, '\0');
+    stream.read(head.data(), static_cast<std::streamsize>(head.size()));
+    head.resize(static_cast<std::size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
+    if (head.empty()) throw Refusal("is empty");
+    return head;
+}
+
+}  // namespace
+
+SourceImage read_image(const std::filesystem::path& file) {
+    const std::string head = first_bytes_of(file);
+    for (const Format& format : kFormats) {
+        if (format.is_start_of(head)) return format.read(file);
+    }
+    for (const ForeignFormat& foreign : kForeignFormats) {
+        if (head.starts_with(foreign.start)) {
+            throw Refusal(std::string("is ") + foreign.name + "; PNG, PGM and DICOM are read");
+        }
+    }
+    throw Refusal("is not an image that can be read (PNG, PGM, DICOM)");
+}
+
+std::string read_bytes(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
+    std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+    if (stream.bad()) throw Refusal("cannot be read");
+    return bytes;
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Reads a mammogram from any of the formats that the program knows.
+#pragma once
+
+#include "reading/source_image.h"
+
+#include <filesystem>
+#include <string>
+
+namespace Norvane::Host {
+
+/// The image in `file`, whose format is found by its first bytes, not by its name. Throws Refusal.
+[[nodiscard]] SourceImage read_image(const std::filesystem::path& file);
+
+/// All bytes of `file`. Throws Refusal.
+[[nodiscard]] std::string read_bytes(const std::filesystem::path& file);
+
+}  // namespace Norvane::Host

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "results/settings_text.h"
+
+#include "analysis/chest_wall_side.h"
+#include "analysis/noise_choice.h"
+#include "reading/number_text.h"
+
+namespace Norvane::Host {
+
+std::vector<std::string> settings_text(const ImageAnalysis& analysis) {
+    const ImageSettings& settings = analysis.settings;
+    const SourceImage& source = analysis.source;
+    const Image& prepared = *analysis.prepared.image;
+    return {std::string("Chest wall ") + name_of(settings.side) + ": " + settings.side_reason,
+            std::string("View ") + name_of(settings.view) + ": " + settings.view_reason,
+            std::string("Noise class ") + name_of(settings.noise) + ": " + settings.noise_reason,
+            "Pixel size " + number_text(settings.pixel_size_um) + " um: " + settings.pixel_size_reason,
+            source.format + ", " + std::to_string(source.width) + " x " + std::to_string(source.height) +
+                " pixels of " + std::to_string(source.used_bits) + " bits; working grid " +
+                std::to_string(prepared.GetWidth()) + " x " + std::to_string(prepared.GetHeight())};
+}
+
+}  // namespace Norvane::Host
