@@ -9,6 +9,7 @@ ImageAnalysis analyse(SourceImage source, const AnalysisOptions& options) {
     ImageAnalysis analysis;
     analysis.source = std::move(source);
     analysis.crop = {0, 0, analysis.source.width, analysis.source.height};
+    analysis.warnings = analysis.source.warnings;
     ImageSettings& settings = analysis.settings;
     settings = settle_before_preparation(options, analysis.source);
     analysis.prepared = prepare_source(analysis.source, settings.pixel_size_um, settings.noise);

@@ -5,9 +5,12 @@
 #include <norvane/masking.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+class DcmDataset;
 
 namespace Norvane::Host {
 
@@ -20,6 +23,12 @@ struct PaddingRange {
 /// Which breast it is; not where the chest wall lies, since archives store images flipped.
 enum class Laterality { kLeft, kRight };
 
+/// The grey values that the file wants to be shown from black to white.
+struct DisplayWindow {
+    double centre;
+    double width;
+};
+
 struct SourceImage {
     std::string format;  ///< for reports, such as "PNG"
     unsigned width = 0;
@@ -28,12 +37,24 @@ struct SourceImage {
     std::vector<std::uint16_t> samples;  ///< row by row; samples that the file stores signed are moved up to start at 0
     bool needs_inversion = false;        ///< tissue is dark
 
-    // What the file says about the exposure, if it does.
+    // What the file says about the exposure, if it does, and the field that says it.
     std::optional<PaddingRange> padding;  ///< on the scale of `samples`
     std::optional<IMAGE_VIEW> view;
+    std::string view_from;
     std::optional<Laterality> laterality;
+    std::string laterality_from;
+    std::optional<IMAGE_SIDE> chest_wall;  ///< the image border at which the chest wall lies
+    std::string chest_wall_from;
     std::optional<double> pixel_size_um;
-    std::string pixel_size_from;  ///< the field that gave the pixel size
+    std::string pixel_size_from;
+    std::optional<BG_NOISE> noise;  ///< the class of background that the kind of acquisition has
+    std::string noise_from;
+    std::optional<DisplayWindow> window;  ///< for pictures only
+    std::vector<std::string> flags;       ///< a word each, such as "spot", "magnification", "implant"
+    std::vector<std::string> warnings;    ///< contradictions in the header, a sentence each
+
+    /// The header of a DICOM object, without its pixels; null for other formats.
+    std::shared_ptr<DcmDataset> dicom_header;
 };
 
 /// Sets the size and makes room for the samples. Refuses sizes of 0 and sizes beyond what the library can hold.
