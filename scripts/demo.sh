@@ -30,7 +30,7 @@ status=0
 cat <<END
 
 The results are in $results: NAME.overlay.png is the picture, NAME.json has everything in numbers, and
-NAME.frame.png, .breast.png, .pectoral.png, .full.png and .outer.png are the masks.
+NAME.labels.png has the labels at the size of the image: 0 background, 1 breast, 2 pectoral muscle.
 
 The status says how far to trust the masks:
    0  the masks can be used

@@ -6,14 +6,14 @@
 #include "reading/refusal.h"
 #include "support/builders.h"
 
+#include <norvane/norvane.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace Norvane::Tests {
 namespace {
 
-using Host::make_host_image;
-using Host::prepare_source;
 using Host::SourceImage;
 using ::testing::HasSubstr;
 
@@ -25,6 +25,13 @@ SourceImage source_of(unsigned width, unsigned height, unsigned used_bits, const
         for (unsigned x = 0; x < width; ++x) source.samples[y * width + x] = static_cast<std::uint16_t>(grey_at(x, y));
     }
     return source;
+}
+
+std::unique_ptr<Image> make_host_image(const SourceImage& source, double pixel_size_um) {
+    return Host::make_host_image(source, Host::whole_of(source), pixel_size_um);
+}
+Host::PreparedImage prepare_source(const SourceImage& source, double pixel_size_um) {
+    return Host::prepare_source(source, Host::whole_of(source), pixel_size_um);
 }
 
 TEST(HostImage, ImagesOfSixteenUsedBitsGoInWithTheTopBitFlipped) {
@@ -46,6 +53,27 @@ TEST(HostImage, ThePaddingColumnRepeatsTheLastOne) {
     }
 }
 
+TEST(HostImage, ABoxIsAnImageOfItsOwn) {
+    const auto source = source_of(60, 50, 12, [](unsigned x, unsigned y) { return 37 * x + y; });
+    const auto part = source_of(35, 40, 12, [](unsigned x, unsigned y) { return 37 * (x + 9) + y + 4; });
+    const auto prepared = Host::prepare_source(source, {9, 4, 35, 40}, 228.0);
+    EXPECT_EQ(pixels_of(*prepare_source(part, 228.0).image), pixels_of(*prepared.image));
+    EXPECT_EQ(0U, prepared.image->GetOffX() + prepared.image->GetOffY());
+}
+
+TEST(HostImage, PreparedForAClassIsWhatPreparationForItGives) {
+    const auto source = source_of(120, 100, 12, [](unsigned x, unsigned y) { return 30 * x + y; });
+    const auto prepared = prepare_source(source, 100.0);
+    for (const BG_NOISE noise : {BG_FIXED_MID, BG_MG_RAW}) {
+        const auto image = make_host_image(source, 100.0);
+        float scale = 0.0F;
+        const std::unique_ptr<Image> expected(PrepareImage(image.get(), scale, noise, true, nullptr, nullptr, nullptr));
+        const auto other = Host::prepared_for(prepared, noise);
+        EXPECT_EQ(pixels_of(*expected), pixels_of(*other.image)) << noise;
+        EXPECT_EQ(scale, other.scale);
+    }
+}
+
 // The same picture in every arrangement of samples that files have must come out alike.
 TEST(PrepareSource, GreyLevelsUseTheFullRangeForEveryDepth) {
     const auto wedge = [](unsigned bits) {
@@ -56,7 +84,7 @@ TEST(PrepareSource, GreyLevelsUseTheFullRangeForEveryDepth) {
     };
     for (const unsigned bits : {8U, 10U, 12U, 14U, 16U}) {
         SourceImage source = source_of(45, 40, bits, wedge(bits));
-        const auto prepared = prepare_source(source, 228.0, BG_AUTO);
+        const auto prepared = prepare_source(source, 228.0);
         EXPECT_EQ(1.0F, prepared.scale);
         EXPECT_EQ(0U, grey(*prepared.image, 0, 0)) << bits;
         EXPECT_GE(grey(*prepared.image, 44, 0), 65280U) << bits;
@@ -64,10 +92,10 @@ TEST(PrepareSource, GreyLevelsUseTheFullRangeForEveryDepth) {
 
         for (std::uint16_t& sample : source.samples) sample = static_cast<std::uint16_t>((1U << bits) - 1 - sample);
         source.needs_inversion = true;
-        EXPECT_EQ(pixels_of(*prepared.image), pixels_of(*prepare_source(source, 228.0, BG_AUTO).image)) << bits;
+        EXPECT_EQ(pixels_of(*prepared.image), pixels_of(*prepare_source(source, 228.0).image)) << bits;
     }
     // Samples of 12 bits in a file of 16, odd width: the padding column must not darken the picture.
-    const auto prepared = prepare_source(source_of(45, 40, 16, wedge(12)), 228.0, BG_AUTO);
+    const auto prepared = prepare_source(source_of(45, 40, 16, wedge(12)), 228.0);
     EXPECT_GE(grey(*prepared.image, 44, 0), 65280U);
 }
 
@@ -86,7 +114,7 @@ TEST(PrepareSource, PaddingValuesAreCarriedToThePreparedScale) {
         SourceImage source = source_of(40, 40, row.bits, [top](unsigned x, unsigned) { return x * top / 39; });
         source.padding = row.range;
         source.needs_inversion = row.inverted;
-        const auto prepared = prepare_source(source, 228.0, BG_GIVEN_LEVEL);
+        const auto prepared = prepare_source(source, 228.0);
         EXPECT_EQ(row.low, prepared.padding_low) << row.bits << row.inverted;
         EXPECT_EQ(row.high, prepared.padding_high) << row.bits << row.inverted;
     }
@@ -94,9 +122,9 @@ TEST(PrepareSource, PaddingValuesAreCarriedToThePreparedScale) {
 
 TEST(PrepareSource, RefusesWhatIsSmallerThanABreast) {
     const auto grey_at = [](unsigned x, unsigned) { return x; };
-    EXPECT_THROW((void)prepare_source(source_of(31, 60, 8, grey_at), 228.0, BG_AUTO), Host::Refusal);
-    EXPECT_THROW((void)prepare_source(source_of(200, 200, 8, grey_at), 1.0, BG_AUTO), Host::Refusal);
-    EXPECT_NO_THROW((void)prepare_source(source_of(32, 60, 8, grey_at), 228.0, BG_AUTO));
+    EXPECT_THROW((void)prepare_source(source_of(31, 60, 8, grey_at), 228.0), Host::Refusal);
+    EXPECT_THROW((void)prepare_source(source_of(200, 200, 8, grey_at), 1.0), Host::Refusal);
+    EXPECT_NO_THROW((void)prepare_source(source_of(32, 60, 8, grey_at), 228.0));
 }
 
 TEST(ChooseSide, TheBrighterBorderOutsideTheFrame) {
@@ -131,6 +159,7 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
     const auto bright_with_a_black_pixel = [&](unsigned x, unsigned y) {
         return x == 120 && y == 120 ? 0U : bright(x, y);
     };
+    const auto fading_to_black = [](unsigned x, unsigned) { return x < 130 ? 20 * (130 - x) : 0U; };
     const struct {
         const char* why;
         unsigned frame;
@@ -141,6 +170,7 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
                  {"film", 0, noisy, BG_AUTO_COARSE},
                  {"film in a frame", 12, noisy, BG_AUTO_COARSE},
                  {"film with a black scanner border", 0, black_in_places, BG_AUTO_COARSE},
+                 {"film clipped to black", 0, fading_to_black, BG_AUTO_COARSE},
                  {"flat but far from the darkest pixel", 0, bright_with_a_black_pixel, BG_AUTO_COARSE}};
     for (const auto& row : table) {
         const auto choice = Host::choose_noise(*picture(row.frame, row.background));

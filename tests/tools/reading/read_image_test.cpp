@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <tiffio.h>
 #include <zlib.h>
 
 namespace Norvane::Tests {
@@ -47,6 +48,99 @@ std::string with_header(std::string png, std::size_t at, const std::string& edit
 const Samples kWide{0, 1, 255, 256, 4095, 65535};
 const std::vector<std::uint8_t> kNarrow{0, 1, 2, 100, 254, 255};
 
+// A TIFF of 40 x 23 pixels a page, pixel (x, y) of page n being x * y + n, in strips of 7 rows or tiles of 16 x 16.
+struct TiffSpec {
+    unsigned bits = 16;
+    unsigned compression = COMPRESSION_NONE;
+    bool is_tiled = false;
+    const char* mode = "w";  // of libtiff: byte order and size of offsets
+    unsigned pages = 1;
+    unsigned photometry = PHOTOMETRIC_MINISBLACK;
+    unsigned components = 1;
+    unsigned kind = SAMPLEFORMAT_UINT;
+};
+constexpr unsigned kTiffWidth = 40, kTiffHeight = 23, kTile = 16;
+
+std::string write_tiff(const TemporaryFolder& folder, const TiffSpec& spec) {
+    const std::string file = folder.path("image.tif");
+    TIFF* tiff = TIFFOpen(file.c_str(), spec.mode);
+    for (unsigned page = 0; page < spec.pages; ++page) {
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kTiffWidth);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kTiffHeight);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, spec.bits);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, spec.components);
+        TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, spec.kind);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, spec.photometry);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, spec.compression);
+        if (spec.photometry == PHOTOMETRIC_PALETTE) {
+            std::vector<std::uint16_t> colours(256);
+            TIFFSetField(tiff, TIFFTAG_COLORMAP, colours.data(), colours.data(), colours.data());
+        }
+        TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        if (spec.is_tiled) {
+            TIFFSetField(tiff, TIFFTAG_TILEWIDTH, kTile);
+            TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
+        } else {
+            TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 7);
+        }
+        // A strip or tile is a block of the image; what lies beyond the image in a tile is filled with more of the
+        // same.
+        const unsigned width = spec.is_tiled ? kTile : kTiffWidth;
+        const unsigned height = spec.is_tiled ? kTile : 1;
+        for (unsigned top = 0; top < kTiffHeight; top += height) {
+            for (unsigned left = 0; left < kTiffWidth; left += width) {
+                std::vector<std::uint16_t> words(1000);
+                for (unsigned i = 0; i < width * height; ++i) {
+                    words[i] = static_cast<std::uint16_t>((left + i % width) * (top + i / width) + page);
+                }
+                std::vector<std::uint8_t> bytes(words.begin(), words.end());
+                void* data = spec.bits == 8 ? static_cast<void*>(bytes.data()) : words.data();
+                spec.is_tiled ? (void)TIFFWriteTile(tiff, data, left, top, 0, 0)
+                              : (void)TIFFWriteScanline(tiff, data, top, 0);
+            }
+        }
+        TIFFWriteDirectory(tiff);
+    }
+    TIFFClose(tiff);
+    return file;
+}
+
+TEST(ReadTiff, DeliversAPage) {
+    const TemporaryFolder folder;
+    const TiffSpec table[] = {
+        {8, COMPRESSION_LZW, false, "wl"},    {8, COMPRESSION_PACKBITS, true, "wb"},
+        {16, COMPRESSION_NONE, false, "wb8"}, {16, COMPRESSION_NONE, true, "wl8"},
+        {16, COMPRESSION_LZW, true, "wb"},    {16, COMPRESSION_ADOBE_DEFLATE, false, "wl", 3, PHOTOMETRIC_MINISWHITE},
+    };
+    for (const TiffSpec& spec : table) {
+        const std::string file = write_tiff(folder, spec);
+        const unsigned page = spec.pages == 1 ? 0 : 1;
+        const Host::SourceImage image = Host::read_image(file, {.frame = page + 1});
+        ASSERT_EQ(std::size_t{kTiffWidth} * kTiffHeight, image.samples.size()) << spec.mode;
+        for (unsigned i = 0; i < image.samples.size(); ++i) {
+            const unsigned expected = (i % kTiffWidth) * (i / kTiffWidth) + page;
+            ASSERT_EQ(spec.bits == 8 ? expected % 256 : expected, image.samples[i]) << spec.mode << spec.bits;
+        }
+        EXPECT_EQ(spec.bits, image.used_bits);
+        EXPECT_EQ(spec.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
+        EXPECT_FALSE(image.pixel_size_um);
+        EXPECT_EQ(spec.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
+        const std::string whole = Host::read_bytes(file);
+        EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
+                    StartsWith("is a damaged or truncated TIFF file"));
+    }
+}
+
+TEST(ReadTiff, RefusesInOneSentence) {
+    const TemporaryFolder folder;
+    const auto refusal = [&](const TiffSpec& spec) { return refusal_of(write_tiff(folder, spec)); };
+    EXPECT_EQ("is a colour image; grey images are read", refusal({.photometry = PHOTOMETRIC_RGB, .components = 3}));
+    EXPECT_EQ("has a palette; grey images are read", refusal({.bits = 8, .photometry = PHOTOMETRIC_PALETTE}));
+    EXPECT_EQ("has transparency; plain grey images are read", refusal({.components = 2}));
+    EXPECT_EQ("has 32 bits a pixel; 8 and 16 bits are read", refusal({.bits = 32}));
+    EXPECT_EQ("has samples that are not unsigned whole numbers", refusal({.kind = SAMPLEFORMAT_INT}));
+}
+
 struct Readable {
     const char* why;
     std::string bytes;
@@ -83,9 +177,9 @@ TEST(ReadImage, RefusesInOneSentence) {
         std::string bytes, message;
     } table[] = {
         {"", "is empty"},
-        {"hello", "is not an image that can be read (PNG, PGM, DICOM)"},
-        {"\xFF\xD8\xFF\xE0", "is a JPEG file; PNG, PGM and DICOM are read"},
-        {"MM\0*\0\0"s, "is a TIFF file; PNG, PGM and DICOM are read"},
+        {"hello", "is not an image that can be read (PNG, PGM, TIFF, DICOM)"},
+        {"\xFF\xD8\xFF\xE0", "is a JPEG file; PNG, PGM, TIFF and DICOM are read"},
+        {"MM\0*\0\0"s, "is a damaged or truncated TIFF file: Cannot read TIFF header"},
         {png_of(PNG_FORMAT_RGB), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_RGBA), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_GA), "has transparency; plain grey images are read"},
@@ -97,7 +191,7 @@ TEST(ReadImage, RefusesInOneSentence) {
         {std::string(grey).replace(44, 1, "x"), "is a damaged or truncated PNG file: "},
         {"P6 1 1 255\nabc", "is a colour image; grey images are read"},
         {"P4 8 1\n\xFF", "is a bitmap of black and white; grey images are read"},
-        {"P7\nWIDTH 1", "is a PAM file; PNG, PGM and DICOM are read"},
+        {"P7\nWIDTH 1", "is a PAM file; PNG, PGM, TIFF and DICOM are read"},
         {"P5 3", "is truncated (the height is missing)"},
         {"P5 3 # 2 255", "is truncated (the height is missing)"},
         {"P5 3 -2 255\nabc", "is not a valid PGM file (bad the height)"},
@@ -116,8 +210,8 @@ TEST(ReadImage, RefusesInOneSentence) {
     for (const auto& bad : table) {
         EXPECT_THAT(refusal_of(folder.write("image", bad.bytes)), StartsWith(bad.message)) << bad.bytes.substr(0, 20);
     }
-    EXPECT_EQ("does not exist", refusal_of(folder.path("nothing")));
-    EXPECT_EQ("is a directory", refusal_of(folder.path("")));
+    const std::string png = folder.write("image", grey);
+    EXPECT_THROW((void)Host::read_image(png, {.frame = 2}), Host::Refusal);
 }
 
 TEST(ReadImage, EveryTruncationOfAPngIsRefusedAndNothingElse) {

@@ -1,32 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "analysis/image_rows.h"
-#include "batch/result_names.h"
 #include "results/mask_outline.h"
 #include "results/output_set.h"
-#include "results/report_json.h"
 #include "support/builders.h"
 #include "tools/host_support.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
+#include <sys/resource.h>
 
 #include <cmath>
+#include <csignal>
 
 namespace Norvane::Tests {
 namespace {
 
-using nlohmann::json;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
-TEST(ResultNames, NoInputOverwritesAnother) {
-    using Names = std::vector<std::string>;
-    EXPECT_EQ((Names{"exam", "exam-2", "exam-3"}), Host::result_names({"a/exam.png", "b/exam.PGM", "c/exam.dcm"}));
-    EXPECT_EQ((Names{"exam", "exam-3", "exam-2"}), Host::result_names({"a/exam.png", "b/exam.png", "exam-2.png"}));
-    EXPECT_EQ((Names{"1.2.840.1", "1.2.840.2"}), Host::result_names({"1.2.840.1", "1.2.840.2"}));
-}
 
 TEST(OutputSet, AppearsWholeOrNotAtAll) {
     const TemporaryFolder folder;
@@ -45,6 +34,31 @@ TEST(OutputSet, AppearsWholeOrNotAtAll) {
     outputs.commit();
     EXPECT_THAT(folder.names(), ElementsAre("new", "old"));
     EXPECT_EQ(std::string("after\0!", 7), Host::read_bytes(folder.path("old")));
+}
+
+// The system refuses to let a file grow, as it does on a full disk.
+TEST(OutputSet, AFileThatDoesNotFitIsRefusedAndLeavesNothing) {
+    const TemporaryFolder folder;
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before));
+    rlimit small = before;
+    small.rlim_cur = 4096;
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    std::string message;
+    {
+        Host::OutputSet outputs;
+        outputs.add(folder.path("first"), "fits");
+        try {
+            outputs.add(folder.path("second"), std::string(10000, 'x'));
+        } catch (const Host::Refusal& refusal) {
+            message = refusal.what();
+        }
+    }
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    (void)std::signal(SIGXFSZ, handler);
+    EXPECT_EQ("has results that cannot be written: " + folder.path("second") + ": File too large", message);
+    EXPECT_THAT(folder.names(), ::testing::IsEmpty());
 }
 
 // Edges between inside and outside, counted pixel by pixel.
@@ -87,40 +101,6 @@ TEST(MaskOutline, OneLinePerIslandAndHole) {
     Mask beyond = mask_of(std::vector<RowRun>{{1, 1, 90}, {80, 0, 2}});  // cut at the grid
     EXPECT_EQ(1U, Host::outlines_of(Host::bitmap_of(beyond, 5, 5)).size());
     EXPECT_EQ(93U, Host::area_of(beyond));
-}
-
-TEST(ReportJson, HoldsStatusesGeometryAndRuns) {
-    Host::ImageAnalysis analysis;
-    analysis.source.format = "PNG";
-    Host::set_size(analysis.source, 100, 200);
-    Host::ImageSettings& settings = analysis.settings;
-    settings.side = SIDE_CHEST_RIGHT;
-    settings.view = VIEW_NO_PECT;
-    settings.noise = BG_MG;
-    settings.noise_reason = "said \"so\"";
-    settings.pixel_size_um = 70.0;
-    analysis.prepared = {grey_image(31, 61), 0.307F, 0, 0};
-    Host::MasksResult& masks = analysis.masks;
-    masks.full.mask = mask_of(std::vector<RowRun>{{3, 1, 4}, {3, 8, 9}, {5, 0, 0}});
-    masks.full.status = Masking::MASK_CUT_TISSUE;
-    masks.pectoral.status = Masking::MASK_PECT_REJECTED;
-    masks.contour = Host::ContourResult{{1, 2, 3, 4}, Masking::MASK_OK, "somewhere"};
-
-    const json report = json::parse(Host::report_json("a\xFF.png", analysis));
-    const json cut{{"number", 3},
-                   {"name", "MASK_CUT_TISSUE"},
-                   {"sentence", "Tissue as bright as the breast lies outside the mask."}};
-    EXPECT_EQ(cut, report.at("status"));
-    EXPECT_EQ(12, report.at("masks").at("pectoral").at("status").at("number"));
-    EXPECT_EQ(json::parse("[[3,1,4,8,9],[5,0,0]]"), report.at("masks").at("full").at("rows"));
-    EXPECT_EQ(7, report.at("masks").at("full").at("area_pixels"));
-    EXPECT_THAT(report.at("masks").at("outer").at("rows"), IsEmpty());
-    EXPECT_EQ(json::parse("[[1,2],[3,4]]"), report.at("contour").at("points"));
-    EXPECT_EQ("right", report.at("settings").at("side").at("value"));
-    EXPECT_EQ("said \"so\"", report.at("settings").at("noise").at("reason"));
-    EXPECT_EQ(31, report.at("geometry").at("working").at("width"));
-    EXPECT_EQ(200, report.at("geometry").at("source").at("height"));
-    EXPECT_FLOAT_EQ(0.307F, report.at("geometry").at("scale").get<float>());
 }
 
 }  // namespace

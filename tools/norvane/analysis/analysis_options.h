@@ -16,7 +16,9 @@ struct AnalysisOptions {
     std::optional<IMAGE_VIEW> view;
     std::optional<double> pixel_size_um;
     std::optional<BG_NOISE> noise;
+    bool tries_noise = false;  ///< the class is chosen from the pixels, whatever the file says; without `noise`
     std::optional<PaddingRange> padding;
+    bool crops_film_area = true;
     bool is_inverted = false;
     bool is_fast = false;
     bool wants_contour = false;

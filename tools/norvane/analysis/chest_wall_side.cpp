@@ -15,6 +15,8 @@ constexpr unsigned kBorderFraction = 4;
 // Means that differ by less than this share of the larger one, or by less than this many grey levels, tell nothing.
 constexpr double kLeastRelativeDifference = 0.1;
 constexpr double kLeastDifference = 300.0;
+// A border that is brighter by this factor than the other one is the chest wall's, whatever a header says.
+constexpr double kClearRatio = 2.0;
 
 // Mean grey level of columns x0 .. x1 - 1 over the middle rows, without frame pixels, which are bright everywhere.
 double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
@@ -33,24 +35,39 @@ double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
 
 }  // namespace
 
-SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality) {
+BrighterBorder brighter_border(const Image& prepared) {
     const unsigned width = prepared.GetWidth();
     const unsigned depth = std::max(width / kBorderFraction, 1U);
     const double left = mean_without_frame(prepared, 0, depth);
     const double right = mean_without_frame(prepared, width - depth, width);
-    const std::string means = "mean grey level " + std::to_string(std::lround(left)) + " on the left, " +
-                              std::to_string(std::lround(right)) + " on the right";
-    if (std::abs(left - right) >= std::max(kLeastDifference, kLeastRelativeDifference * std::max(left, right))) {
-        const IMAGE_SIDE side = left > right ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
-        return {side, std::string("the ") + name_of(side) + " border is the brighter one (" + means + ")"};
+    BrighterBorder border;
+    border.means = "mean grey level " + std::to_string(std::lround(left)) + " on the left, " +
+                   std::to_string(std::lround(right)) + " on the right";
+    const auto [darker, brighter] = std::minmax(left, right);
+    if (brighter - darker < std::max(kLeastDifference, kLeastRelativeDifference * brighter)) return border;
+    border.side = left > right ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+    border.is_clear = brighter > kClearRatio * darker;
+    return border;
+}
+
+SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality) {
+    const BrighterBorder border = brighter_border(prepared);
+    if (border.side) {
+        return {*border.side,
+                std::string("the ") + name_of(*border.side) + " border is the brighter one (" + border.means + ")"};
     }
     if (laterality) {
-        const bool is_left = *laterality == Laterality::kLeft;
-        const std::string breast = is_left ? "a left breast" : "a right breast";
-        return {is_left ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT, breast + ", and the borders do not tell (" + means + ")"};
+        return {hung_side(*laterality), std::string("a ") + name_of(*laterality) +
+                                            " breast, and the borders do not tell (" + border.means + ")"};
     }
-    throw Refusal("does not show where the chest wall is (" + means + "): give --side");
+    throw Refusal("does not show where the chest wall is (" + border.means + "): give --side");
 }
+
+IMAGE_SIDE hung_side(Laterality laterality) {
+    return laterality == Laterality::kLeft ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+}
+
+const char* name_of(Laterality laterality) { return laterality == Laterality::kLeft ? "left" : "right"; }
 
 const char* name_of(IMAGE_SIDE side) { return side == SIDE_CHEST_LEFT ? "left" : "right"; }
 

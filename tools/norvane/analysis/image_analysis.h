@@ -3,9 +3,11 @@
 #pragma once
 
 #include "analysis/analysis_options.h"
+#include "analysis/film_area.h"
 #include "analysis/host_image.h"
 #include "analysis/image_settings.h"
 #include "analysis/masks_run.h"
+#include "analysis/noise_trials.h"
 #include "reading/source_image.h"
 
 #include <string>
@@ -13,22 +15,16 @@
 
 namespace Norvane::Host {
 
-/// A rectangle of the source, in its pixels.
-struct SourceBox {
-    unsigned x = 0;
-    unsigned y = 0;
-    unsigned width = 0;
-    unsigned height = 0;
-};
-
 /// Everything that the results are made of.
 struct ImageAnalysis {
-    SourceImage source;                 ///< as the file holds it
-    SourceBox crop;                     ///< the part that was prepared; the whole source unless a film area was cut out
-    ImageSettings settings;             ///< what was used, and where it came from
-    PreparedImage prepared;             ///< of the crop
-    MasksResult masks;                  ///< on the grid of `prepared`, whose pixel (0, 0) lies at the crop's corner
-    std::vector<std::string> warnings;  ///< what the user should look at, a sentence each
+    SourceImage source;      ///< as the file holds it
+    SourceBox crop;          ///< the part that was prepared; the whole source unless a film area was cut out
+    ImageSettings settings;  ///< what was used, and where it came from
+    PreparedImage prepared;  ///< of the crop
+    MasksResult masks;       ///< on the grid of `prepared`, whose pixel (0, 0) lies at the crop's corner
+    std::vector<NoiseTrial> noise_trials;  ///< the classes that were compared; empty where none was
+    double outline_contrast = 0.0;         ///< mean log grey step across the skin line; 0 without a skin line
+    std::vector<std::string> warnings;     ///< what the user should look at, a sentence each
 };
 
 /// Settles what is to be used, prepares the image and makes its masks. Throws Refusal where that cannot be done.

@@ -7,6 +7,7 @@
 #include "reading/source_image.h"
 
 #include <string>
+#include <vector>
 
 namespace Norvane::Host {
 
@@ -21,14 +22,17 @@ struct ImageSettings {
     std::string view_reason;
     std::string noise_reason;
     std::string pixel_size_reason;
+    std::string crop_reason;
 };
 
-/// What is known before the image is prepared: view, pixel size, and the options carried into `source`. Throws Refusal.
+/// What is known before the image is prepared: view, pixel size, the noise class unless it is to be chosen (then its
+/// reason is empty), and the options carried into `source`. Throws Refusal.
 [[nodiscard]] ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source);
 
-/// The rest: side and noise class. Throws Refusal.
-void settle_after_preparation(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
-                              ImageSettings& settings);
+/// The side. A header that puts the chest wall at a border that is clearly the darker one is not believed: archives
+/// flip images and leave the header as it was. Adds to `warnings` what contradicts. Throws Refusal.
+void settle_side(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
+                 ImageSettings& settings, std::vector<std::string>& warnings);
 
 [[nodiscard]] const char* name_of(IMAGE_VIEW view);
 

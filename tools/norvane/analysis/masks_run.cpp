@@ -4,6 +4,7 @@
 #include <norvane/norvane.h>
 
 #include <array>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -73,6 +74,15 @@ ContourResult run_contour(Image* image, Masking::Params params, Mask& frame) {
 }
 
 }  // namespace
+
+MaskResult run_breast(PreparedImage& prepared, const MasksRequest& request) {
+    const Masking::Params params = params_of(prepared, request);
+    MasksResult result;
+    Mask* frame = &result.frame.mask;
+    (void)NvGenerateFrameMask(prepared.image.get(), params, frame);
+    run_breast(prepared.image.get(), params, result);
+    return std::move(result.breast);
+}
 
 MasksResult run_masks(PreparedImage& prepared, const MasksRequest& request) {
     Image* image = prepared.image.get();

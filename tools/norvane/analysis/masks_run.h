@@ -41,6 +41,9 @@ struct MasksResult {
     std::optional<ContourResult> contour;
 };
 
+/// Makes the breast mask alone.
+[[nodiscard]] MaskResult run_breast(PreparedImage& prepared, const MasksRequest& request);
+
 /// Makes the masks. Statuses are results; nothing is refused here.
 [[nodiscard]] MasksResult run_masks(PreparedImage& prepared, const MasksRequest& request);
 

@@ -17,6 +17,9 @@ constexpr double kNearlyMinimum = 64.0;
 constexpr double kBackgroundSpread = 1000.0;  // squares not brighter than the darkest one by more are background too
 // Black film may be clipped to 0 in places; the background of a digital image is flat nearly everywhere.
 constexpr double kFlatShare = 0.5;
+// Film that was clipped to black fades into it. Above the black of a digital image comes the skin line, a step.
+constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
+constexpr double kDimShare = 0.08;    // of the pixels up to there that are not flat black
 // A square's side as a share of the shorter side of the image.
 constexpr unsigned kSquareFraction = 10;
 
@@ -65,6 +68,19 @@ double minimum_of(const Image& image) {
     return least;
 }
 
+// The share of dark pixels that are not black.
+double dim_share_of(const Image& image, double least) {
+    std::size_t black = 0;
+    std::size_t dark = 0;
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        for (const std::uint16_t grey : grey_row(image, y)) {
+            if (grey <= least + kNearlyMinimum) ++black;
+            if (grey <= least + kDim) ++dark;
+        }
+    }
+    return dark > 0 ? 1.0 - static_cast<double>(black) / static_cast<double>(dark) : 1.0;
+}
+
 }  // namespace
 
 NoiseChoice choose_noise(const Image& prepared) {
@@ -77,11 +93,14 @@ NoiseChoice choose_noise(const Image& prepared) {
     };
     const auto background = std::ranges::count_if(regions, is_background);
     const auto flat = std::ranges::count_if(regions, is_flat);
+    const double dim_share = dim_share_of(prepared, least);
     const std::string measured = std::to_string(flat) + " of " + std::to_string(background) +
                                  " dark regions at the border are flat; darkest region at grey level " +
                                  std::to_string(std::lround(darkest.mean)) + ", darkest pixel at " +
-                                 std::to_string(std::lround(least));
-    if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background)) {
+                                 std::to_string(std::lround(least)) + "; " +
+                                 std::to_string(std::lround(100.0 * dim_share)) + " % of the dark pixels not black";
+    if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
+        dim_share <= kDimShare) {
         return {BG_MG, "black, flat background (" + measured + ")"};
     }
     return {BG_AUTO_COARSE, "uneven background as on film (" + measured + ")"};

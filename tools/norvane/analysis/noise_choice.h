@@ -17,7 +17,8 @@ struct NoiseChoice {
 };
 
 /// BG_MG where the dark border regions of a prepared image are flat and at (nearly) the darkest level of all, as the
-/// background of a digital image is after its processing; BG_AUTO_COARSE for the grey, uneven background of film.
+/// background of a digital image is after its processing, and end at a step; BG_AUTO_COARSE for the grey, uneven
+/// background of film.
 [[nodiscard]] NoiseChoice choose_noise(const Image& prepared);
 
 /// Names for the command line and for reports.
@@ -26,7 +27,7 @@ inline constexpr std::array<std::pair<const char*, BG_NOISE>, 10> kNoiseNames{{
     {"mg", BG_MG},
     {"mg-raw", BG_MG_RAW},
     {"given-level", BG_GIVEN_LEVEL},
-    {"auto", BG_AUTO},
+    {"auto-fine", BG_AUTO},
     {"fixed-mid", BG_FIXED_MID},
     {"fixed-high", BG_FIXED_HIGH},
     {"mg-raw-2", BG_MG_RAW_2},

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run keeps of each image, for its tables and its page.
+/// What a run keeps of each image, for its tables and its page, and its forms as text.
 #pragma once
 
 #include <norvane/masking.h>
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Norvane::Host {
@@ -18,15 +19,17 @@ struct StageTimes {
 };
 
 struct ImageRecord {
-    std::string file;     ///< as the user named it, or as the walk found it
-    std::string name;     ///< of the results: OUT_DIR/NAME.ending
-    std::string refusal;  ///< why nothing was made, completing a sentence that begins with the file's name; else empty
+    std::string file;      ///< as the user named it, or as the walk found it
+    std::string name;      ///< of the results: OUT_DIR/NAME.ending
+    std::string refusal;   ///< why nothing was made, completing a sentence that begins with the file's name; else empty
+    bool is_kept = false;  ///< the results are those of an earlier run
 
     // The rest is empty for a refused image.
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< of the full mask: the verdict on the image
     Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
     Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
-    std::string format;  ///< such as "PNG"
+    std::string format;              ///< such as "PNG"
+    unsigned width = 0, height = 0;  ///< of the source
     std::string side, view, noise;
     double pixel_size_um = 0.0;
     double breast_mm2 = 0.0;
@@ -36,5 +39,14 @@ struct ImageRecord {
     std::vector<std::string> warnings;  ///< sentences
     StageTimes seconds;
 };
+
+/// One line without its end: every field by its name.
+[[nodiscard]] std::string json_line(const ImageRecord& record);
+/// The record of such a line; nothing where it is none.
+[[nodiscard]] std::optional<ImageRecord> record_of(std::string_view json_line);
+
+/// The same fields as a row of a table, lists with "; " between.
+[[nodiscard]] std::string csv_header();
+[[nodiscard]] std::string csv_row(const ImageRecord& record);
 
 }  // namespace Norvane::Host

@@ -1,19 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "batch/masks_command.h"
 
-#include "analysis/image_analysis.h"
-#include "analysis/status_text.h"
+#include "batch/console.h"
 #include "batch/exit_code.h"
+#include "batch/image_job.h"
+#include "batch/image_record.h"
+#include "batch/inputs.h"
 #include "batch/result_names.h"
-#include "reading/read_image.h"
+#include "batch/run_files.h"
+#include "batch/stop_signals.h"
+#include "batch/workers.h"
 #include "reading/refusal.h"
-#include "results/output_set.h"
-#include "results/result_files.h"
-#include "results/settings_text.h"
 
-#include <exception>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <new>
+#include <optional>
 #include <ostream>
 
 namespace Norvane::Host {
@@ -21,84 +27,132 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Results that lie beside their inputs must not replace one of them.
-void refuse_to_overwrite_inputs(const fs::path& stem, const std::vector<std::string>& inputs) {
-    for (const std::string& input : inputs) {
-        const std::string name = fs::path(input).filename().string();
-        const std::string prefix = stem.filename().string() + ".";
-        const fs::path input_folder = fs::absolute(input).parent_path();
-        std::error_code error;
-        if (!name.starts_with(prefix) || !fs::equivalent(input_folder, fs::absolute(stem).parent_path(), error)) {
-            continue;
+// The part of an image depends on its name alone, so that it is the same one when others are added.
+bool is_in_shard(const Input& input, const Shard& shard) {
+    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
+    constexpr std::uint64_t kPrime = 1099511628211U;
+    std::uint64_t hash = kOffset;
+    for (const char c : input.name.empty() ? input.file : input.name) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    }
+    return hash % shard.count == shard.number - 1;
+}
+
+struct RunOutcome {
+    std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
+    std::size_t done = 0, kept = 0, refused = 0;
+    std::size_t no_images = 0;  // found by a walk, but they turned out to be none
+    std::size_t not_begun = 0;  // when the run was stopped
+};
+
+void tell(const MasksOptions& options, const JobOutcome& outcome, Console& console) {
+    const ImageRecord& record = outcome.record;
+    if (!outcome.is_image) return console.finish_image({}, {}, true);
+    const bool is_json = options.report_format == ReportFormat::kJson;
+    console.finish_image(is_json ? json_line(record) + "\n" : outcome.text,
+                         record.refusal.empty() ? "" : "norvane: " + record.file + " " + record.refusal + "\n",
+                         record.is_kept);
+}
+
+RunOutcome sum_up(std::vector<std::optional<JobOutcome>>& outcomes) {
+    RunOutcome run;
+    for (std::optional<JobOutcome>& outcome : outcomes) {
+        if (!outcome) {
+            ++run.not_begun;
+        } else if (!outcome->is_image) {
+            ++run.no_images;
+        } else {
+            const ImageRecord& record = outcome->record;
+            ++(!record.refusal.empty() ? run.refused : record.is_kept ? run.kept : run.done);
+            run.records.push_back(std::move(outcome->record));
         }
-        for (const ResultKind& kind : result_kinds()) {
-            for (const std::string& ending : kind.endings) {
-                if (name == prefix + ending) throw Refusal("has a result that would overwrite the input " + input);
-            }
+    }
+    return run;
+}
+
+RunOutcome run_images(const MasksOptions& options, const std::vector<Input>& inputs, const ImageJobs& jobs,
+                      const StopSignals& signals, Console& console) {
+    std::vector<std::optional<JobOutcome>> outcomes(inputs.size());
+    const auto work = [&](std::size_t i) {
+        try {
+            outcomes[i] = options.is_dry_run ? jobs.foresee(inputs[i]) : jobs.run(inputs[i]);
+            tell(options, *outcomes[i], console);
+            outcomes[i]->text.clear();
+        } catch (const std::bad_alloc&) {
+            // Not even room for the refusal or its line: without an outcome it counts as not begun.
         }
+    };
+    const auto is_stopped = [&signals] { return signals.is_stop_wanted(); };
+    run_workers(inputs.size(), options.jobs, is_stopped, work);
+    return sum_up(outcomes);
+}
+
+// How it went, for people who look after lunch. One image that was named speaks for itself.
+std::string closing_line(const MasksOptions& options, const RunOutcome& run, std::size_t passed_over) {
+    const std::size_t images = run.records.size() + run.not_begun;
+    if (images == 1 && passed_over == 0) return {};
+    std::string text = std::to_string(images) + " images: " + std::to_string(run.done) +
+                       (options.is_dry_run ? " to do, " : " done, ") + std::to_string(run.kept) +
+                       " kept from an earlier run, " + std::to_string(run.refused) + " refused";
+    if (run.not_begun > 0) text += ", " + std::to_string(run.not_begun) + " not begun";
+    if (passed_over > 0) text += "; " + std::to_string(passed_over) + " other files passed over";
+    return text + "\n";
+}
+
+FoundInputs find_and_name(const MasksOptions& options) {
+    FoundInputs found = find_inputs({options.inputs, options.manifest, options.root, options.out_dir});
+    give_result_names(found.inputs);
+    return found;
+}
+
+bool make_folder(const std::string& folder, std::ostream& err) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (!fs::is_directory(folder)) {
+        err << "norvane: the folder " << folder << " cannot be made: " << error.message() << std::endl;
+        return false;
     }
-}
-
-void report(std::ostream& out, const std::string& file, const std::string& picture, const ImageAnalysis& analysis) {
-    const MasksResult& masks = analysis.masks;
-    const StatusText& verdict = text_of(masks.full.status);
-    out << file << ": status " << masks.full.status << " " << verdict.name << ": " << verdict.sentence << '\n';
-    if (masks.pectoral.status != masks.full.status) {
-        const StatusText& muscle = text_of(masks.pectoral.status);
-        out << "    Pectoral muscle: status " << masks.pectoral.status << " " << muscle.name << ": " << muscle.sentence
-            << '\n';
+    if (access(folder.c_str(), W_OK) != 0) {
+        err << "norvane: the folder " << folder << " cannot be written: " << std::strerror(errno) << std::endl;
+        return false;
     }
-    for (const std::string& fact : settings_text(analysis)) out << "    " << fact << '\n';
-    out << "    Picture: " << picture << std::endl;
+    return true;
 }
 
-// Where two inputs have one name, the results of the later one are called otherwise.
-void report_other_name(std::ostream& out, const std::string& file, const std::string& name) {
-    const std::string own = result_names({file}).front();
-    if (name != own) out << "    Results are named " << name << ": another input has the name " << own << std::endl;
-}
-
-void process(const std::string& file, const fs::path& stem, const MasksOptions& options, std::ostream& out) {
-    refuse_to_overwrite_inputs(stem, options.files);
-    ImageAnalysis analysis = analyse(read_image(file), options.analysis);
-    OutputSet outputs;
-    add_result_files(outputs, stem, file, options.results, analysis);
-    outputs.commit();
-    report(out, file, stem.string() + ".overlay.png", analysis);
-    report_other_name(out, file, stem.filename().string());
-}
-
-// Whether the file was done. What goes wrong with it is one line, and the next file goes on.
-bool try_to_process(const std::string& file, const fs::path& stem, const MasksOptions& options, std::ostream& out,
-                    std::ostream& err) {
-    try {
-        process(file, stem, options, out);
-        return true;
-    } catch (const Refusal& refusal) {
-        err << "norvane: " << file << " " << refusal.what() << std::endl;
-    } catch (const std::bad_alloc&) {
-        err << "norvane: " << file << " needs more memory than there is" << std::endl;
-    } catch (const std::exception& e) {
-        err << "norvane: " << file << " failed: " << e.what() << std::endl;
+int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out, std::ostream& err) {
+    const ImageJobs jobs(options, found.inputs);
+    if (options.shard) std::erase_if(found.inputs, [&](const Input& i) { return !is_in_shard(i, *options.shard); });
+    const StopSignals signals;
+    RunOutcome run;
+    {
+        Console console(out, err, found.inputs.size());
+        run = run_images(options, found.inputs, jobs, signals, console);
     }
-    return false;
+    std::vector<std::string> failures;
+    if (!options.is_dry_run) failures = write_run_files(options, run.records);
+    for (const std::string& failure : failures) err << "norvane: " << failure << std::endl;
+    if (options.report_format == ReportFormat::kText) {
+        out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
+    }
+    if (!out) {
+        failures.emplace_back("the report cannot be written to standard output");
+        err << "norvane: " << failures.back() << std::endl;
+    }
+    if (run.not_begun > 0) return kExitInterrupted;
+    return failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
 }
 
 }  // namespace
 
 int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err) {
-    std::error_code error;
-    fs::create_directories(options.out_dir, error);
-    if (!fs::is_directory(options.out_dir)) {
-        err << "norvane: the folder " << options.out_dir << " cannot be made: " << error.message() << std::endl;
+    try {
+        FoundInputs found = find_and_name(options);
+        if (!options.is_dry_run && !make_folder(options.out_dir, err)) return kExitPartly;
+        return run_found(options, std::move(found), out, err);
+    } catch (const Refusal& refusal) {
+        err << "norvane: the manifest " << options.manifest << " " << refusal.what() << std::endl;
         return kExitPartly;
     }
-    const std::vector<std::string> names = result_names(options.files);
-    bool all_done = true;
-    for (std::size_t i = 0; i < options.files.size(); ++i) {
-        all_done &= try_to_process(options.files[i], fs::path(options.out_dir) / names[i], options, out, err);
-    }
-    return all_done ? kExitDone : kExitPartly;
 }
 
 }  // namespace Norvane::Host

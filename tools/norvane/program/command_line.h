@@ -3,6 +3,8 @@
 #pragma once
 
 #include "batch/masks_command.h"
+#include "batch/score_command.h"
+#include "program/info_command.h"
 #include "program/phantom_command.h"
 
 #include <iosfwd>
@@ -11,7 +13,7 @@
 namespace Norvane::Host {
 
 /// What to do, or the exit code when there is nothing to do any more.
-using Command = std::variant<int, MasksOptions, PhantomOptions>;
+using Command = std::variant<int, MasksOptions, InfoOptions, ScoreOptions, PhantomOptions>;
 
 /// Help goes to `out`, what is wrong with the command line to `err`.
 [[nodiscard]] Command parse_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

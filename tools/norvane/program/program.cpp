@@ -2,7 +2,9 @@
 #include "program/program.h"
 
 #include "batch/masks_command.h"
+#include "batch/score_command.h"
 #include "program/command_line.h"
+#include "program/info_command.h"
 #include "program/phantom_command.h"
 
 #include <exception>
@@ -15,6 +17,8 @@ int run_program(int argc, const char* const* argv, std::ostream& out, std::ostre
     try {
         const Command command = parse_command_line(argc, argv, out, err);
         if (const auto* masks = std::get_if<MasksOptions>(&command)) return run_masks_command(*masks, out, err);
+        if (const auto* info = std::get_if<InfoOptions>(&command)) return run_info_command(*info, out, err);
+        if (const auto* score = std::get_if<ScoreOptions>(&command)) return run_score_command(*score, out, err);
         if (const auto* phantom = std::get_if<PhantomOptions>(&command)) return run_phantom_command(*phantom, out, err);
         return std::get<int>(command);
     } catch (const std::exception& e) {

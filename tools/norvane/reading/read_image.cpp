@@ -4,6 +4,7 @@
 #include "reading/read_dicom.h"
 #include "reading/read_pgm.h"
 #include "reading/read_png.h"
+#include "reading/read_tiff.h"
 #include "reading/refusal.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ using namespace std::string_view_literals;
 
 struct Format {
     bool (*is_start_of)(std::string_view first_bytes);
-    SourceImage (*read)(const std::filesystem::path& file);
+    SourceImage (*read)(const std::filesystem::path& file, const ReadOptions& options);
 };
 
 bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
@@ -38,18 +39,34 @@ bool is_dicom(std::string_view head) {
            head[3] == '\0';
 }
 
-// Asked in this order.
-constexpr Format kFormats[] = {{is_png, read_png}, {is_netpbm, read_pgm}, {is_dicom, read_dicom}};
+// The two byte orders, and the same for files beyond 4 GiB.
+bool is_tiff(std::string_view head) {
+    return head.starts_with("II*\0"sv) || head.starts_with("MM\0*"sv) || head.starts_with("II+\0"sv) ||
+           head.starts_with("MM\0+"sv);
+}
+
+// Formats without frames have one.
+template <SourceImage (*read)(const std::filesystem::path&)>
+SourceImage read_single(const std::filesystem::path& file, const ReadOptions& options) {
+    SourceImage image = read(file);
+    set_frame(image, 1, options);
+    return image;
+}
+
+// Asked in this order: a file can be DICOM and TIFF in one.
+constexpr Format kFormats[] = {
+    {is_png, read_single<read_png>}, {is_netpbm, read_single<read_pgm>}, {is_dicom, read_dicom}, {is_tiff, read_tiff}};
 
 // What people hand in by mistake, to be refused by its name.
 struct ForeignFormat {
     std::string_view start;
     const char* name;
 };
-constexpr ForeignFormat kForeignFormats[] = {
-    {"\xFF\xD8\xFF"sv, "a JPEG file"}, {"II*\0"sv, "a TIFF file"}, {"MM\0*"sv, "a TIFF file"},
-    {"GIF8"sv, "a GIF file"},          {"BM"sv, "a BMP file"},     {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
-    {"%PDF"sv, "a PDF file"}};
+constexpr ForeignFormat kForeignFormats[] = {{"\xFF\xD8\xFF"sv, "a JPEG file"},
+                                             {"GIF8"sv, "a GIF file"},
+                                             {"BM"sv, "a BMP file"},
+                                             {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
+                                             {"%PDF"sv, "a PDF file"}};
 
 std::string first_bytes_of(const std::filesystem::path& file) {
     std::error_code error;
@@ -67,17 +84,22 @@ std::string first_bytes_of(const std::filesystem::path& file) {
 
 }  // namespace
 
-SourceImage read_image(const std::filesystem::path& file) {
+SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options) {
     const std::string head = first_bytes_of(file);
     for (const Format& format : kFormats) {
-        if (format.is_start_of(head)) return format.read(file);
+        if (format.is_start_of(head)) return format.read(file, options);
     }
     for (const ForeignFormat& foreign : kForeignFormats) {
         if (head.starts_with(foreign.start)) {
-            throw Refusal(std::string("is ") + foreign.name + "; PNG, PGM and DICOM are read");
+            throw Refusal(std::string("is ") + foreign.name + "; PNG, PGM, TIFF and DICOM are read");
         }
     }
-    throw Refusal("is not an image that can be read (PNG, PGM, DICOM)");
+    throw Refusal("is not an image that can be read (PNG, PGM, TIFF, DICOM)");
+}
+
+bool has_known_format(const std::filesystem::path& file) {
+    const std::string head = first_bytes_of(file);
+    return std::ranges::any_of(kFormats, [&head](const Format& format) { return format.is_start_of(head); });
 }
 
 std::string read_bytes(const std::filesystem::path& file) {

@@ -12,4 +12,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The file is well formed and never was an image, as the reports and indexes that lie among images in archives.
+class NotAnImage : public Refusal {
+public:
+    using Refusal::Refusal;
+};
+
 }  // namespace Norvane::Host

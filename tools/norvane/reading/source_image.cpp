@@ -20,4 +20,14 @@ void set_size(SourceImage& image, unsigned width, unsigned height) {
     image.samples.assign(std::size_t{width} * height, 0);
 }
 
+void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {
+    const std::string held = std::to_string(frame_count) + (frame_count == 1 ? " frame" : " frames");
+    if (!options.frame && frame_count > 1) throw Refusal("holds " + held + "; choose one of them with --frame N");
+    image.frame = options.frame.value_or(1);
+    image.frame_count = frame_count;
+    if (image.frame == 0 || image.frame > frame_count) {
+        throw Refusal("holds " + held + "; there is no frame " + std::to_string(image.frame));
+    }
+}
+
 }  // namespace Norvane::Host

@@ -2,6 +2,8 @@
 /// A mammogram as its file holds it: what the readers deliver.
 #pragma once
 
+#include "reading/read_options.h"
+
 #include <norvane/masking.h>
 
 #include <cstdint>
@@ -30,7 +32,10 @@ struct DisplayWindow {
 };
 
 struct SourceImage {
-    std::string format;  ///< for reports, such as "PNG"
+    std::string format;    ///< for reports, such as "PNG"
+    std::string encoding;  ///< how a DICOM object holds its pixels, for reports; empty for other formats
+    unsigned frame = 1;    ///< which of `frame_count` frames or pages this is
+    unsigned frame_count = 1;
     unsigned width = 0;
     unsigned height = 0;
     unsigned used_bits = 16;             ///< samples lie in 0 .. 2^used_bits - 1
@@ -49,7 +54,7 @@ struct SourceImage {
     std::string pixel_size_from;
     std::optional<BG_NOISE> noise;  ///< the class of background that the kind of acquisition has
     std::string noise_from;
-    std::optional<DisplayWindow> window;  ///< for pictures only
+    std::optional<DisplayWindow> window;  ///< for pictures only, on the scale of `samples`
     std::vector<std::string> flags;       ///< a word each, such as "spot", "magnification", "implant"
     std::vector<std::string> warnings;    ///< contradictions in the header, a sentence each
 
@@ -59,5 +64,8 @@ struct SourceImage {
 
 /// Sets the size and makes room for the samples. Refuses sizes of 0 and sizes beyond what the library can hold.
 void set_size(SourceImage& image, unsigned width, unsigned height);
+
+/// Notes which frame is read: the one that the user asks for, or the only one. Refuses to choose among several.
+void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options);
 
 }  // namespace Norvane::Host

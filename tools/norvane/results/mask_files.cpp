@@ -16,7 +16,8 @@ void add_mask_files(OutputSet& outputs, const std::filesystem::path& stem, const
                                                    {".outer.png", &masks.outer}};
     for (const auto& [ending, mask] : files) {
         const MaskBitmap bitmap = bitmap_of(*mask, prepared.GetWidth(), prepared.GetHeight());
-        outputs.add(stem.string() + ending, encode_png(bitmap.pixels, bitmap.width, bitmap.height));
+        outputs.add(stem.string() + ending,
+                    encode_png(bitmap.pixels, bitmap.width, bitmap.height, PngContent::kRegions));
     }
 }
 

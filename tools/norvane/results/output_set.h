@@ -2,6 +2,7 @@
 /// The result files of one input, which appear together or not at all.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,8 @@ public:
     OutputSet& operator=(const OutputSet&) = delete;
 
     void add(const std::filesystem::path& file, std::string_view bytes);
+    /// The files that wait for their names, with their sizes in bytes.
+    [[nodiscard]] std::vector<std::pair<std::filesystem::path, std::uintmax_t>> files() const;
     void commit();
 
 private:

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "results/overlay.h"
 
-#include "analysis/image_rows.h"
 #include "analysis/status_text.h"
-#include "results/mask_outline.h"
+#include "results/mask_drawing.h"
 
 #include <cairo.h>
 
 #include <algorithm>
-#include <array>
-#include <memory>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -18,16 +15,6 @@
 namespace Norvane::Host {
 namespace {
 
-struct DestroyCairo {
-    void operator()(cairo_t* c) const { cairo_destroy(c); }
-    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
-};
-using Surface = std::unique_ptr<cairo_surface_t, DestroyCairo>;
-using Context = std::unique_ptr<cairo_t, DestroyCairo>;
-
-struct Colour {
-    double red, green, blue;
-};
 constexpr Colour kPanel{0.09, 0.10, 0.12};
 constexpr Colour kText{0.90, 0.91, 0.93};
 constexpr Colour kFaintText{0.62, 0.65, 0.70};
@@ -38,67 +25,6 @@ constexpr double kPanelHeight = 900.0;
 constexpr double kPanelWidth = 380.0;
 constexpr double kMargin = 22.0;
 
-/// An outline in the picture. Wider lines lie below narrower ones, so that outlines that run together all stay visible.
-struct Layer {
-    const char* name;
-    Colour colour;
-    double line_width;
-};
-constexpr Layer kFrameLayer{"Frame (exposed field)", {0.35, 0.65, 1.0}, 3.0};
-constexpr Layer kFullLayer{"Full mask (breast and upper muscle)", {1.0, 0.83, 0.20}, 7.0};
-constexpr Layer kOuterLayer{"Outer contour", {0.90, 0.45, 1.0}, 2.0};
-constexpr Layer kBreastLayer{"Breast", {0.20, 0.90, 0.55}, 2.2};
-constexpr Layer kPectoralLayer{"Pectoral muscle", {1.0, 0.33, 0.30}, 3.0};
-
-void set_colour(cairo_t* c, const Colour& colour) { cairo_set_source_rgb(c, colour.red, colour.green, colour.blue); }
-
-Surface grey_surface(const Image& image) {
-    const int width = static_cast<int>(image.GetWidth());
-    const int height = static_cast<int>(image.GetHeight());
-    Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
-    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
-    cairo_surface_flush(surface.get());
-    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
-    unsigned char* bytes = cairo_image_surface_get_data(surface.get());
-    for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), image.GetWidth());
-        std::ranges::transform(grey_row(image, y), row.begin(),
-                               [](std::uint16_t grey) { return (grey >> 8U) * 0x010101U; });
-    }
-    cairo_surface_mark_dirty(surface.get());
-    return surface;
-}
-
-void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, const Layer& layer) {
-    for (const Outline& line : outlines_of(bitmap_of(mask, image.GetWidth(), image.GetHeight()))) {
-        for (const OutlinePoint& point : line) cairo_line_to(c, point.x * zoom, point.y * zoom);
-        cairo_close_path(c);
-    }
-    set_colour(c, layer.colour);
-    cairo_set_line_width(c, layer.line_width);
-    cairo_set_line_join(c, CAIRO_LINE_JOIN_ROUND);
-    cairo_stroke(c);
-}
-
-void draw_picture(cairo_t* c, const Image& image, MasksResult& masks, double zoom) {
-    const Surface grey = grey_surface(image);
-    cairo_save(c);
-    cairo_scale(c, zoom, zoom);
-    cairo_set_source_surface(c, grey.get(), 0, 0);
-    cairo_pattern_set_filter(cairo_get_source(c), CAIRO_FILTER_BILINEAR);
-    cairo_paint(c);
-    cairo_restore(c);
-    cairo_save(c);
-    cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
-    cairo_clip(c);
-    draw_outlines(c, masks.frame.mask, image, zoom, kFrameLayer);
-    draw_outlines(c, masks.full.mask, image, zoom, kFullLayer);
-    draw_outlines(c, masks.outer, image, zoom, kOuterLayer);
-    draw_outlines(c, masks.breast.mask, image, zoom, kBreastLayer);
-    draw_outlines(c, masks.pectoral.mask, image, zoom, kPectoralLayer);
-    cairo_restore(c);
-}
-
 /// Writes lines of text down the panel.
 class Panel {
 public:
@@ -107,12 +33,12 @@ public:
     void heading(const std::string& text) { paragraph(text, 19.0, CAIRO_FONT_WEIGHT_BOLD, kText, left); }
     void fact(const std::string& text) { paragraph(text, 13.0, CAIRO_FONT_WEIGHT_NORMAL, kFaintText, left); }
     void space(double height) { y += height; }
-    void legend(const Layer& layer, const StatusText* status) {
+    void legend(const MaskLayer& layer, const StatusText* status) {
         set_colour(c, layer.colour);
         cairo_rectangle(c, left, y + 5, 18, 9);
         cairo_fill(c);
         const double indent = left + 28;
-        paragraph(layer.name, 15.0, CAIRO_FONT_WEIGHT_BOLD, kText, indent);
+        paragraph(layer.label, 15.0, CAIRO_FONT_WEIGHT_BOLD, kText, indent);
         if (status != nullptr) {
             paragraph(std::to_string(status->status) + " " + status->name, 13.0, CAIRO_FONT_WEIGHT_NORMAL, kText,
                       indent);
@@ -197,7 +123,7 @@ std::string draw_overlay(const Image& prepared, MasksResult& masks, const std::s
     const Context context(cairo_create(surface.get()));
     set_colour(context.get(), kPanel);
     cairo_paint(context.get());
-    draw_picture(context.get(), prepared, masks, zoom);
+    draw_masks(context.get(), prepared, masks, zoom, 1.0);
     draw_panel(context.get(), picture_width, masks, title, facts);
 
     std::string bytes;

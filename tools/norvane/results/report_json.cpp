@@ -5,7 +5,14 @@
 #include "analysis/image_rows.h"
 #include "analysis/noise_choice.h"
 #include "analysis/status_text.h"
+#include "reading/dicom_header.h"
+#include "results/breast_crop.h"
+#include "results/mask_encoding.h"
+#include "results/program_version.h"
 
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdatset.h>
+#include <dcmtk/dcmdata/dcdeftag.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -15,12 +22,27 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr const char* kMappingSentence =
+    "a pixel (x, y) of the source, inside the crop, belongs to a mask when the mask holds column "
+    "floor((x - crop.x) * source.pixel_size_um / working.pixel_size_um + 0.5) of row "
+    "floor((y - crop.y) * source.pixel_size_um / working.pixel_size_um + 0.5)";
+constexpr const char* kRowsSentence = "[y, first, last, first, last, ...] per row of the working grid, both ends in";
+constexpr const char* kCocoSentence =
+    "run lengths down one column of the working grid after the other, pixels outside and inside the mask in turn, "
+    "beginning with those outside; size is [height, width]; uncompressed";
+constexpr const char* kShaSentence =
+    "of width x height bytes of the working grid, row by row: 1 for a pixel of the mask, 0 for any other";
+
 Json json_of(Masking::MASK_STATUS status) {
     const StatusText& text = text_of(status);
     return {{"number", static_cast<int>(status)}, {"name", text.name}, {"sentence", text.sentence}};
 }
 
-Json json_of(Mask& mask) {
+Json json_of(const SourceBox& box) {
+    return {{"x", box.x}, {"y", box.y}, {"width", box.width}, {"height", box.height}};
+}
+
+Json rows_json(Mask& mask) {
     Json rows = Json::array();
     for (const RowRuns& row : rows_of(mask)) {
         Json line = Json::array({row.row});
@@ -30,13 +52,31 @@ Json json_of(Mask& mask) {
         }
         rows.push_back(std::move(line));
     }
-    return {{"area_pixels", area_of(mask)}, {"rows", std::move(rows)}};
+    return rows;
 }
 
-Json json_of(MaskResult& result) {
+Json json_of(Mask& mask, const Image& working) {
+    const MaskBitmap bitmap = bitmap_of(mask, working.GetWidth(), working.GetHeight());
+    const std::size_t area = area_of(mask);
+    return {{"area_pixels", area},
+            {"area_mm2", square_millimetres(area, static_cast<double>(working.GetPixelSize()))},
+            {"sha256", sha256_of(bitmap)},
+            {"coco", {{"size", {bitmap.height, bitmap.width}}, {"counts", coco_counts(bitmap)}}},
+            {"rows", rows_json(mask)}};
+}
+
+Json json_of(MaskResult& result, const Image& working) {
     Json json = {{"status", json_of(result.status)}};
-    json.update(json_of(result.mask));
+    json.update(json_of(result.mask, working));
     return json;
+}
+
+Json masks_json(MasksResult& masks, const Image& working) {
+    return {{"frame", json_of(masks.frame, working)},
+            {"breast", json_of(masks.breast, working)},
+            {"pectoral", json_of(masks.pectoral, working)},
+            {"full", json_of(masks.full, working)},
+            {"outer", json_of(masks.outer, working)}};
 }
 
 Json json_of(const ContourResult& contour) {
@@ -47,24 +87,60 @@ Json json_of(const ContourResult& contour) {
     return {{"status", json_of(contour.status)}, {"source", contour.source}, {"points", std::move(points)}};
 }
 
-Json settings_json(const ImageSettings& settings) {
+Json laterality_json(const SourceImage& source) {
+    if (!source.laterality) return nullptr;
+    return {{"value", *source.laterality == Laterality::kLeft ? "left" : "right"}, {"reason", source.laterality_from}};
+}
+
+Json settings_json(const ImageAnalysis& analysis) {
+    const ImageSettings& settings = analysis.settings;
     return {{"side", {{"value", name_of(settings.side)}, {"reason", settings.side_reason}}},
             {"view", {{"value", name_of(settings.view)}, {"reason", settings.view_reason}}},
+            {"laterality", laterality_json(analysis.source)},
             {"noise", {{"value", name_of(settings.noise)}, {"reason", settings.noise_reason}}},
             {"pixel_size_um", {{"value", settings.pixel_size_um}, {"reason", settings.pixel_size_reason}}},
             {"inverted", settings.is_inverted}};
 }
 
-Json geometry_json(const SourceImage& source, const ImageSettings& settings, const PreparedImage& prepared) {
-    const Image& image = *prepared.image;
-    return {{"source", {{"width", source.width}, {"height", source.height}, {"pixel_size_um", settings.pixel_size_um}}},
+// The classes of background noise that were compared before one was taken.
+Json trials_json(const ImageAnalysis& analysis) {
+    Json trials = Json::array();
+    for (const NoiseTrial& trial : analysis.noise_trials) {
+        Json measures = Json::object();
+        for (const auto& [name, value] : trial.measures) measures[name] = value;
+        trials.push_back({{"noise", name_of(trial.noise)},
+                          {"status", json_of(trial.status)},
+                          {"area_pixels", trial.area},
+                          {"measures", std::move(measures)}});
+    }
+    return trials;
+}
+
+// Whether the machine flipped the image before it was stored. The program does not, so masks fit the stored pixels.
+Json header_flip_json(const SourceImage& source) {
+    if (!source.dicom_header) return nullptr;
+    const std::string flip = text_of(*source.dicom_header, DCM_FieldOfViewHorizontalFlip);
+    return flip.empty() ? Json(nullptr) : Json(flip);
+}
+
+Json geometry_json(ImageAnalysis& analysis) {
+    const Image& image = *analysis.prepared.image;
+    const SourceImage& source = analysis.source;
+    const double pixel_size_um = analysis.settings.pixel_size_um;
+    return {{"source", {{"width", source.width}, {"height", source.height}, {"pixel_size_um", pixel_size_um}}},
+            {"crop", json_of(analysis.crop)},
+            {"crop_reason", analysis.settings.crop_reason},
+            {"flip", "none"},
+            {"field_of_view_horizontal_flip", header_flip_json(source)},
             {"working",
              {{"width", image.GetWidth()},
               {"height", image.GetHeight()},
               {"pixel_size_um", image.GetPixelSize()},
               {"offset_x", image.GetOffX()},
               {"offset_y", image.GetOffY()}}},
-            {"scale", prepared.scale}};
+            {"scale", analysis.prepared.scale},
+            {"mapping", kMappingSentence},
+            {"breast_window", json_of(breast_window(analysis))}};
 }
 
 // Indented as usual, but arrays of numbers on one line: a mask has hundreds of rows.
@@ -80,7 +156,7 @@ void print(const Json& json, const std::string& indent, std::string& text) {
     const char* separator = "\n";
     for (const auto& item : json.items()) {
         text += separator + inner;
-        if (json.is_object()) text += Json(item.key()).dump() + ": ";
+        if (json.is_object()) text += Json(item.key()).dump(-1, ' ', false, Json::error_handler_t::replace) + ": ";
         print(item.value(), inner, text);
         separator = ",\n";
     }
@@ -92,16 +168,20 @@ void print(const Json& json, const std::string& indent, std::string& text) {
 std::string report_json(const std::string& file, ImageAnalysis& analysis) {
     MasksResult& masks = analysis.masks;
     Json json = {{"file", file},
+                 {"program", {{"name", "norvane"}, {"version", program_version()}}},
                  {"format", analysis.source.format},
+                 {"encoding", analysis.source.encoding},
+                 {"frame", analysis.source.frame},
+                 {"frame_count", analysis.source.frame_count},
                  {"status", json_of(masks.full.status)},
-                 {"settings", settings_json(analysis.settings)},
-                 {"geometry", geometry_json(analysis.source, analysis.settings, analysis.prepared)},
-                 {"masks",
-                  {{"frame", json_of(masks.frame)},
-                   {"breast", json_of(masks.breast)},
-                   {"pectoral", json_of(masks.pectoral)},
-                   {"full", json_of(masks.full)},
-                   {"outer", json_of(masks.outer)}}}};
+                 {"flags", analysis.source.flags},
+                 {"warnings", analysis.warnings},
+                 {"settings", settings_json(analysis)},
+                 {"noise_trials", trials_json(analysis)},
+                 {"outline_contrast", analysis.outline_contrast},
+                 {"geometry", geometry_json(analysis)},
+                 {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
+                 {"masks", masks_json(masks, *analysis.prepared.image)}};
     if (masks.contour) json["contour"] = json_of(*masks.contour);
     std::string text;
     print(json, "", text);

@@ -8,8 +8,8 @@
 
 namespace Norvane::Host {
 
-/// Statuses, geometry and masks as text, one row of a mask a line. Rows are [y, first, last, first, last, ...] in
-/// pixels of the working grid, both ends in; a pixel of the source lies at scale times its coordinates.
+/// Statuses, settings with their reasons, geometry and masks as text. The report explains its own numbers: "geometry"
+/// holds the way from a pixel of the source to one of the masks, "encodings" the forms of a mask.
 [[nodiscard]] std::string report_json(const std::string& file, ImageAnalysis& analysis);
 
 }  // namespace Norvane::Host

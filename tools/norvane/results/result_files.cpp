@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "results/result_files.h"
 
+#include "results/breast_crop.h"
+#include "results/dicom_seg.h"
+#include "results/label_map.h"
 #include "results/mask_files.h"
 #include "results/overlay.h"
+#include "results/page_files.h"
 #include "results/report_json.h"
 #include "results/settings_text.h"
 
@@ -27,16 +31,47 @@ void add_masks(OutputSet& outputs, const fs::path& stem, const std::string& /*fi
     add_mask_files(outputs, stem, *analysis.prepared.image, analysis.masks);
 }
 
+void add_labels(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    outputs.add(stem.string() + ".labels.png", label_png(analysis));
+}
+
+void add_nrrd(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    outputs.add(stem.string() + ".labels.nrrd", label_nrrd(analysis));
+}
+
+void add_crop(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    outputs.add(stem.string() + ".crop.png", breast_crop_png(analysis));
+}
+
+void add_seg(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    outputs.add(stem.string() + ".seg.dcm", dicom_seg(analysis, SegContent::kBreastAndMuscle));
+}
+
+void add_seg_joined(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    outputs.add(stem.string() + ".seg-joined.dcm", dicom_seg(analysis, SegContent::kJoined));
+}
+
+void add_page(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
+    add_page_files(outputs, stem, analysis);
+}
+
 }  // namespace
 
 const std::vector<ResultKind>& result_kinds() {
     static const std::vector<ResultKind> kinds = {
+        // What may be refused comes first, and the JSON last: where it is, the others are.
+        {"seg", "DICOM SEG of breast and muscle", false, {"seg.dcm"}, add_seg},
+        {"seg-joined", "DICOM SEG of both in one segment", false, {"seg-joined.dcm"}, add_seg_joined},
         {"overlay", "picture with the outlines", true, {"overlay.png"}, add_overlay},
+        {"labels", "PNG of the source's size: 1 breast, 2 pectoral muscle", true, {"labels.png"}, add_labels},
         {"masks",
          "a PNG per mask at the working grid",
-         true,
+         false,
          {"frame.png", "breast.png", "pectoral.png", "full.png", "outer.png"},
          add_masks},
+        {"nrrd", "NRRD label map in millimetres", false, {"labels.nrrd"}, add_nrrd},
+        {"crop", "16-bit PNG of the breast on black", false, {"crop.png"}, add_crop},
+        {"page", "pictures for report.html", true, {"thumb.jpg", "picture.jpg", "layers.js"}, add_page},
         {"json", "statuses, settings and masks in numbers", true, {"json"}, add_json},
     };
     return kinds;

@@ -2,7 +2,9 @@
 #include "results/write_png.h"
 
 #include <png.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <csetjmp>
 #include <cstring>
@@ -12,6 +14,16 @@
 
 namespace Norvane::Host {
 namespace {
+
+struct PngLayout {
+    unsigned width;
+    unsigned height;
+    int bits;
+    PngContent content;
+};
+
+/// Fills a row of the file: 16-bit samples with the high byte first.
+using ByteRows = std::function<void(unsigned y, png_bytep row)>;
 
 /// As for reading: libpng leaves by longjmp, so what owns memory lives in this object or in its caller.
 class PngEncoder {
@@ -25,14 +37,17 @@ public:
     PngEncoder(const PngEncoder&) = delete;
     PngEncoder& operator=(const PngEncoder&) = delete;
 
-    /// `rows`: one pointer a row; 16-bit samples with the high byte first.
-    bool write(png_bytep* rows, unsigned width, unsigned height, int bits) {
+    bool write(const PngLayout& layout, const ByteRows& fill, png_bytep row) {
         if (setjmp(png_jmpbuf(png)) != 0) return false;
         png_set_write_fn(png, this, on_bytes, nullptr);
-        png_set_IHDR(png, info, width, height, bits, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+        png_set_IHDR(png, info, layout.width, layout.height, layout.bits, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
                      PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        set_compression(layout);
         png_write_info(png, info);
-        png_write_image(png, rows);
+        for (unsigned y = 0; y < layout.height; ++y) {
+            fill(y, row);
+            png_write_row(png, row);
+        }
         png_write_end(png, nullptr);
         return true;
     }
@@ -41,6 +56,15 @@ public:
     std::array<char, 160> message{};
 
 private:
+    void set_compression(const PngLayout& layout) {
+        constexpr int kFast = 1;
+        constexpr int kThorough = 9;  // of runs: as fast as the others
+        const bool is_regions = layout.content == PngContent::kRegions;
+        if (!is_regions && layout.bits == 8) return;  // small pictures: as the library thinks best
+        png_set_compression_level(png, is_regions ? kThorough : kFast);
+        png_set_compression_strategy(png, is_regions ? Z_RLE : Z_DEFAULT_STRATEGY);
+        png_set_filter(png, PNG_FILTER_TYPE_BASE, is_regions ? PNG_FILTER_NONE : PNG_FILTER_UP);
+    }
     static void on_error(png_structp png, png_const_charp text) {
         auto* self = static_cast<PngEncoder*>(png_get_error_ptr(png));
         std::strncpy(self->message.data(), text, self->message.size() - 1);
@@ -63,30 +87,43 @@ private:
     png_infop info = nullptr;
 };
 
-std::string encode(std::vector<png_byte>& bytes, unsigned width, unsigned height, int bits) {
-    std::vector<png_bytep> rows(height);
-    const std::size_t row_bytes = std::size_t{width} * static_cast<std::size_t>(bits) / 8;
-    for (std::size_t y = 0; y < height; ++y) rows[y] = &bytes[y * row_bytes];
+std::string encode(const PngLayout& layout, const ByteRows& fill) {
+    std::vector<png_byte> row(std::size_t{layout.width} * static_cast<std::size_t>(layout.bits) / 8);
     PngEncoder encoder;
-    if (!encoder.write(rows.data(), width, height, bits)) throw std::runtime_error(encoder.message.data());
+    if (!encoder.write(layout, fill, row.data())) throw std::runtime_error(encoder.message.data());
     return std::move(encoder.bytes);
+}
+
+template <class Sample>
+RowSource<Sample> rows_of_pixels(std::span<const Sample> pixels, unsigned width) {
+    return [pixels, width](unsigned y, std::span<Sample> row) {
+        std::ranges::copy(pixels.subspan(std::size_t{y} * width, width), row.begin());
+    };
 }
 
 }  // namespace
 
-std::string encode_png(std::span<const std::uint8_t> pixels, unsigned width, unsigned height) {
-    std::vector<png_byte> bytes(pixels.begin(), pixels.end());
-    return encode(bytes, width, height, 8);
+std::string encode_png(unsigned width, unsigned height, PngContent content, const RowSource<std::uint8_t>& source) {
+    return encode({width, height, 8, content}, [&](unsigned y, png_bytep row) { source(y, {row, width}); });
+}
+
+std::string encode_png(unsigned width, unsigned height, PngContent content, const RowSource<std::uint16_t>& source) {
+    std::vector<std::uint16_t> samples(width);
+    return encode({width, height, 16, content}, [&](unsigned y, png_bytep row) {
+        source(y, samples);
+        for (const std::uint16_t v : samples) {
+            *row++ = static_cast<png_byte>(v >> 8);
+            *row++ = static_cast<png_byte>(v & 0xFF);
+        }
+    });
+}
+
+std::string encode_png(std::span<const std::uint8_t> pixels, unsigned width, unsigned height, PngContent content) {
+    return encode_png(width, height, content, rows_of_pixels(pixels, width));
 }
 
 std::string encode_png(std::span<const std::uint16_t> pixels, unsigned width, unsigned height) {
-    std::vector<png_byte> bytes;
-    bytes.reserve(2 * pixels.size());
-    for (const std::uint16_t v : pixels) {
-        bytes.push_back(static_cast<png_byte>(v >> 8));
-        bytes.push_back(static_cast<png_byte>(v & 0xFF));
-    }
-    return encode(bytes, width, height, 16);
+    return encode_png(width, height, PngContent::kPicture, rows_of_pixels(pixels, width));
 }
 
 }  // namespace Norvane::Host

@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "batch/masks_command.h"
+#include "batch/image_record.h"
+#include "batch/result_names.h"
+#include "tools/host_support.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <functional>
+#include <map>
+#include <set>
+
+namespace Norvane::Tests {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using Arguments = std::vector<std::string>;
+
+std::string draw(const TemporaryFolder& folder, const std::string& name, const std::string& seed = "1") {
+    fs::create_directories(fs::path(folder.path(name)).parent_path());
+    EXPECT_EQ(0, run({"phantom", folder.path(name) + ".png", "--width", "375", "--height", "500", "--pixel-size", "220",
+                      "--seed", seed})
+                     .code);
+    fs::rename(folder.path(name) + ".png", folder.path(name));
+    return folder.path(name);
+}
+
+Arguments masks_of(const Arguments& inputs, const std::string& out_dir, const Arguments& options = {}) {
+    Arguments all{"masks", "--out-dir", out_dir, "--view", "mlo", "--pixel-size", "220", "--noise", "auto-coarse"};
+    const bool are_results_given = std::ranges::find(options, "--results") != options.end();
+    if (!are_results_given) all.insert(all.end(), {"--results", "json"});
+    all.insert(all.end(), options.begin(), options.end());
+    all.insert(all.end(), inputs.begin(), inputs.end());
+    return all;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+// What became of each input, by the name of its results: "done", "kept" or the refusal.
+std::vector<std::pair<std::string, std::string>> outcomes_of(const std::string& ndjson) {
+    std::vector<std::pair<std::string, std::string>> outcomes;
+    for (const std::string& line : lines_of(ndjson)) {
+        const auto record = Host::record_of(line);
+        EXPECT_TRUE(record) << line;
+        const std::string done = record->is_kept ? "kept" : "done";
+        outcomes.emplace_back(record->name, record->refusal.empty() ? done : record->refusal);
+        EXPECT_EQ(line, Host::json_line(*record));
+    }
+    return outcomes;
+}
+
+TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
+    const TemporaryFolder folder;
+    draw(folder, "in/a/no_ending");
+    draw(folder, "in/b/one.png");
+    fs::copy_file(folder.path("in/b/one.png"), folder.path("in/b/one.dcm"));
+    fs::copy_file(folder.path("in/b/one.png"), folder.path("in/b/.hidden.png"));
+    draw(folder, "in/c, \"d\".png");
+    folder.write("in/b/short.pgm", "P5 200 200 255\nxxx");
+    folder.write("in/notes.txt", "no image");
+    folder.write("in/zero", "");
+    folder.write("in/DICOMDIR", std::string(128, '\0') + "DICM" + std::string("\x08\0\x05\0CS\x0a\0ISO_IR 100", 18));
+    folder.write("in/zero.dcm", "");
+    fs::create_directories(folder.path("in/folder.dcm"));
+    fs::create_directories(folder.path("empty.dcm"));
+    fs::create_directory_symlink("..", folder.path("in/b/loop"));
+    fs::create_symlink("nowhere", folder.path("in/lost.png"));
+    const std::string gone = folder.path("gone.png");
+    const std::string manifest = folder.write("manifest", gone + "\r\n\n" + folder.path("empty.dcm") + "\n");
+    const std::string fails = folder.path("fails");
+    const Arguments command = masks_of({folder.path("in/")}, folder.path("in/out"),
+                                       {"--jobs", "2", "--manifest", manifest, "--fail-list", fails});
+
+    for (unsigned repetition = 0; repetition < 2; ++repetition) {  // the results of the first run are no inputs
+        const ProgramRun batch = run(command);
+        EXPECT_EQ(1, batch.code);
+        EXPECT_THAT(batch.out, HasSubstr("\n9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files"));
+        const std::vector<std::pair<std::string, std::string>> expected{
+            {"a/no_ending", "done"},
+            {"b/one", "done"},
+            {"b/one-2", "done"},
+            {"b/short", "is truncated (its header promises more samples)"},
+            {"c, \"d\"", "done"},
+            {"lost", "does not exist"},
+            {"zero", "is empty"},
+            {"gone", "does not exist"},
+            {"", "is a folder in which no image was found"}};
+        EXPECT_EQ(expected, outcomes_of(Host::read_bytes(folder.path("in/out/summary.ndjson"))));
+        EXPECT_EQ(folder.path("in/b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
+                      folder.path("in/zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
+                  Host::read_bytes(fails));
+        std::vector<std::string> complaints = lines_of(batch.err);
+        std::ranges::sort(complaints);
+        EXPECT_EQ(5U, complaints.size());
+        EXPECT_EQ("norvane: " + gone + " does not exist", complaints[1]);
+        EXPECT_THAT(folder.names("in/out/b"), ElementsAre("one-2.done", "one-2.json", "one.done", "one.json"));
+    }
+    const std::vector<std::string> table = lines_of(Host::read_bytes(folder.path("in/out/summary.csv")));
+    ASSERT_EQ(10U, table.size());
+    EXPECT_THAT(table[5],
+                StartsWith("\"" + folder.path("in/c, \"\"d\"\".png") + "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
+    EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
+}
+
+TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
+    const TemporaryFolder folder;
+    for (const char* name : {"in/a.png", "in/b.png", "in/c.png"}) draw(folder, name);
+    const std::string out = folder.path("out");
+    ASSERT_EQ(0, run(masks_of({folder.path("in")}, out)).code);
+    const std::string stamp = out + "/b.done";
+    const auto cut_stamp = [&] {
+        const std::string text = Host::read_bytes(stamp);
+        folder.write("out/b.done", text.substr(0, text.size() - 3));
+    };
+    const struct {
+        const char* what;
+        std::function<void()> edit;
+        Arguments options;
+        std::size_t done, refused;
+    } table[] = {
+        {"nothing", [] {}, {}, 0, 0},
+        {"touched", [&] { fs::last_write_time(folder.path("in/b.png"), fs::file_time_type::clock::now()); }, {}, 1, 0},
+        {"other image", [&] { draw(folder, "in/b.png", "7"); }, {}, 1, 0},
+        {"other option", [] {}, {"--fast"}, 3, 0},
+        {"the first option again", [] {}, {}, 3, 0},
+        {"other results", [] {}, {"--results", "masks"}, 3, 0},
+        {"the first results again", [] {}, {}, 3, 0},
+        {"options of the run", [] {}, {"--jobs", "1", "--no-page"}, 0, 0},
+        {"stamp cut short", cut_stamp, {}, 1, 0},
+        {"stamp of another thing", [&] { folder.write("out/b.done", "\xFF{"); }, {}, 1, 0},
+        {"no stamp", [&] { fs::remove(stamp); }, {}, 1, 0},
+        {"no result", [&] { fs::remove(out + "/b.json"); }, {}, 1, 0},
+        {"result cut short", [&] { fs::resize_file(out + "/b.json", 100); }, {}, 1, 0},
+        {"result that cannot get its name",
+         [&] {
+             fs::remove(out + "/b.json");
+             fs::create_directory(out + "/b.json");
+         },
+         {},
+         0,
+         1},
+        {"and is not vouched for", [&] { fs::remove(out + "/b.json"); }, {}, 1, 0},
+    };
+    for (const auto& row : table) {
+        row.edit();
+        Arguments options{"--resume"};
+        options.insert(options.end(), row.options.begin(), row.options.end());
+        const ProgramRun again = run(masks_of({folder.path("in")}, out, options));
+        EXPECT_EQ(row.refused == 0 ? 0 : 1, again.code) << row.what;
+        EXPECT_THAT(again.out, HasSubstr("3 images: " + std::to_string(row.done) + " done, " +
+                                         std::to_string(3 - row.done - row.refused) + " kept from an earlier run, " +
+                                         std::to_string(row.refused) + " refused\n"))
+            << row.what << again.err;
+        EXPECT_EQ(3U, outcomes_of(Host::read_bytes(out + "/summary.ndjson")).size());
+    }
+}
+
+TEST(Batch, PartsTogetherAreTheWhole) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder.path("in"));
+    for (int i = 0; i < 40; ++i) folder.write("in/" + std::to_string(i) + ".pgm", "P5 1 1 255\nx");
+    std::multiset<std::string> names;
+    std::size_t largest = 0;
+    for (const char* part : {"1/3", "2/3", "3/3"}) {
+        const ProgramRun dry =
+            run(masks_of({folder.path("in")}, folder.path("dry"), {"--dry-run", "--format", "json", "--shard", part}));
+        EXPECT_EQ(0, dry.code) << dry.err;
+        const auto outcomes = outcomes_of(dry.out);
+        for (const auto& [name, outcome] : outcomes) names.insert(name);
+        largest = std::max(largest, outcomes.size());
+    }
+    EXPECT_EQ(40U, names.size());
+    EXPECT_EQ(40U, std::set<std::string>(names.begin(), names.end()).size());
+    EXPECT_LT(largest, 24U);  // no part has nearly everything
+    EXPECT_FALSE(fs::exists(folder.path("dry")));
+
+    const ProgramRun part = run(masks_of({folder.path("in/1.pgm")}, folder.path("out"), {"--shard", "1/1"}));
+    EXPECT_EQ(
+        "norvane: " + folder.path("in/1.pgm") + " is too small for a mammogram (1 x 1 pixels of 228 micrometres)\n",
+        part.err);
+    EXPECT_THAT(folder.names("out"), ElementsAre("summary.1-of-1.csv", "summary.1-of-1.ndjson"));
+}
+
+// Passes its text on and asks the run to stop with the first of it.
+class InterruptingBuffer : public std::stringbuf {
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        if (str().empty() && count > 0) std::raise(SIGINT);
+        return std::stringbuf::xsputn(text, count);
+    }
+};
+
+TEST(Batch, AnInterruptedRunFinishesItsImageAndCanBeResumed) {
+    const TemporaryFolder folder;
+    for (const char* name : {"in/a.png", "in/b.png", "in/c.png"}) draw(folder, name);
+    Host::MasksOptions options;
+    options.inputs = {folder.path("in")};
+    options.out_dir = folder.path("out");
+    options.results = {"json"};
+    options.analysis.view = VIEW_PECT;
+    options.analysis.pixel_size_um = 220.0;
+    InterruptingBuffer buffer;
+    std::ostream out(&buffer);
+    std::ostringstream err;
+    EXPECT_EQ(130, Host::run_masks_command(options, out, err));
+    EXPECT_THAT(buffer.str(), HasSubstr("3 images: 1 done, 0 kept from an earlier run, 0 refused, 2 not begun\n"));
+    EXPECT_EQ(1U, outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson"))).size());
+    options.is_resumed = true;
+    std::ostringstream rest;
+    EXPECT_EQ(0, Host::run_masks_command(options, rest, err));
+    EXPECT_THAT(rest.str(), HasSubstr("3 images: 2 done, 1 kept from an earlier run, 0 refused\n"));
+}
+
+TEST(Batch, WhatDoesNotFitOnTheDiskIsRefusedAndLeavesNothing) {
+    const TemporaryFolder folder;
+    for (const char* name : {"in/a.png", "in/b.png"}) draw(folder, name);
+    rlimit old{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));
+    const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{4096, old.rlim_max};  // the tables fit, the results do not
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+    const ProgramRun full = run(masks_of({folder.path("in")}, folder.path("out"), {"--no-page"}));
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &old));
+    (void)std::signal(SIGXFSZ, old_handler);
+    EXPECT_EQ(1, full.code);
+    EXPECT_THAT(full.err, HasSubstr("a.json: File too large\n"));
+    EXPECT_THAT(folder.names("out"), ElementsAre("summary.csv", "summary.ndjson"));
+}
+
+TEST(ResultNames, DependOnOtherInputsOnlyWhereTheyClash) {
+    const struct {
+        const char* file;
+        const char* base;
+        const char* name;
+    } table[] = {{"x/exam.png", "", "exam"},          {"y/exam.PNG", "", "exam-3"},
+                 {"exam-2.dcm", "", "exam-2"},        {"1.2.840", "", "1.2.840"},
+                 {"in/s/exam.dcm", "in", "s/exam"},   {"./in/s/exam.tif", "in/", "s/exam-2"},
+                 {"other/./s/exam.pgm", "", "exam-4"}};
+    std::vector<Host::Input> inputs;
+    for (const auto& row : table) inputs.push_back({row.file, row.base, {}, {}});
+    Host::give_result_names(inputs);
+    for (std::size_t i = 0; i < inputs.size(); ++i) EXPECT_EQ(table[i].name, inputs[i].name);
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

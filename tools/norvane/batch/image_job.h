@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+/// One image of a run, from its file to its results.
+#pragma once
+
+#include "batch/image_record.h"
+#include "batch/inputs.h"
+#include "batch/masks_command.h"
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace Norvane::Host {
+
+struct JobOutcome {
+    ImageRecord record;
+    std::string text;      ///< for people, whole lines; empty for images that were refused or kept
+    bool is_image = true;  ///< otherwise it turned out to be none, and nobody had named it as one
+};
+
+/// Does the images of a run. Calls for several images may run at the same time.
+class ImageJobs {
+public:
+    /// `inputs` are all of the run, with their names, so that no result takes the place of one of them.
+    ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs);
+
+    /// Reads, analyses, writes. Whatever goes wrong ends up as the record's refusal.
+    [[nodiscard]] JobOutcome run(const Input& input) const;
+
+    /// What run() would do, as far as that shows without reading the image; writes nothing.
+    [[nodiscard]] JobOutcome foresee(const Input& input) const;
+
+private:
+    [[nodiscard]] JobOutcome make(const Input& input) const;
+    void refuse_to_overwrite_inputs(const Input& input) const;
+    [[nodiscard]] std::filesystem::path stem_of(const Input& input) const;
+
+    const MasksOptions& options;
+    std::string stamp_options;
+    std::unordered_set<std::string> input_places;
+};
+
+}  // namespace Norvane::Host

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The page of a run: a contact sheet on which the images that need a look come first.
+#pragma once
+
+#include "batch/image_record.h"
+
+#include <filesystem>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// The records as the page lists them: refused images first, then by the gravity of their statuses, then by rising
+/// contrast across the outline. Images in equal doubt keep their order.
+[[nodiscard]] std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records);
+
+/// Writes OUT_DIR/report.html, which needs neither a server nor a network. Its pictures are the files that
+/// add_page_files() wrote as OUT_DIR/NAME.*; it says so where they are missing. Throws Refusal.
+void write_report_page(const std::filesystem::path& out_dir, const std::vector<ImageRecord>& records);
+
+}  // namespace Norvane::Host

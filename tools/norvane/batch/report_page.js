@@ -1,0 +1,362 @@
+'use strict';
+(() => {
+const page = JSON.parse(document.getElementById('records').textContent);
+const records = page.records;
+const at = id => document.getElementById(id);
+const REFUSED = 'refused', WARNED = 'warned', DOUBTED = 'doubted', FINE = 'fine';
+
+function element(name, attributes = {}, ...children) {
+  const made = document.createElement(name);
+  for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
+  made.append(...children);
+  return made;
+}
+
+function drawn(name, attributes) {
+  const made = document.createElementNS('http://www.w3.org/2000/svg', name);
+  for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
+  return made;
+}
+
+const sentence = status => page.statuses[status] || 'Status ' + status;
+const gravity = record => record.refusal === undefined ? 'grave-' + record.gravity : 'refused';
+const spoken = {mlo: 'MLO', cc: 'CC'};
+
+// ---- The sheet
+
+/// Names differ at their ends more than in their middles.
+function shortened(name) {
+  const most = 46, head = 16;
+  return name.length <= most ? name : name.slice(0, head) + '\u2026' + name.slice(head + 1 - most);
+}
+
+/// The name with places to break its line.
+function broken(name) {
+  return shortened(name).split(/(?<=[_/.-])/).flatMap(part => [part, element('wbr')]);
+}
+
+function stateOf(record) {
+  if (record.refusal !== undefined) return 'Refused';
+  return record.doubts.length ? record.doubts.map(sentence).join(' ') : 'Masks can be used.';
+}
+
+function briefOf(record) {
+  if (record.refusal !== undefined) return '';
+  const exposure = [spoken[record.view] || record.view, record.side].filter(Boolean).join(' ');
+  const mark = record.warnings.length + record.flags.length ? '\u26a0 ' : '';
+  return mark + exposure + ' \u00b7 contrast ' + record.contrast;
+}
+
+function cardOf(record, index) {
+  const thumb = element('span', {class: 'thumb'});
+  if (record.refusal === undefined) {
+    thumb.dataset.empty = 'No picture';
+    thumb.append(element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}));
+  } else {
+    thumb.classList.add('empty');
+    thumb.dataset.empty = '\u2026 ' + record.refusal;  // completes a sentence that begins with the file
+  }
+  return element('li', {},
+      element('button', {type: 'button', class: 'card ' + gravity(record), title: record.file, 'data-index': index}, thumb,
+              element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
+              element('span', {class: 'state'}, stateOf(record)), element('span', {class: 'brief'}, briefOf(record))));
+}
+
+const sheet = at('sheet');
+sheet.addEventListener('error', event => event.target.parentElement.classList.add('empty'), true);
+const cards = [];       // those that were made so far
+let shown = [];         // indices of the records that pass the filters
+let listed = 0;         // how many of these are in the sheet
+const PORTION = 2000;   // so many at once; thousands more would make every filter slow
+
+/// Puts the next cards of `shown` into the sheet.
+function extend() {
+  const indices = shown.slice(listed, listed + PORTION);
+  sheet.append(...indices.map(index => cards[index] ||= cardOf(records[index], index)));
+  listed += indices.length;
+}
+
+new IntersectionObserver(([end]) => end.isIntersecting && extend(), {rootMargin: '2000px'}).observe(at('end'));
+
+// ---- Filters
+
+/// The kinds of status that a record counts under.
+function kindsOf(record) {
+  if (record.refusal !== undefined) return [REFUSED];
+  const kinds = record.doubts.length ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
+  return record.warnings.length + record.flags.length ? [...kinds, WARNED] : kinds;
+}
+
+function searchable(record) {
+  return [record.file, record.name, record.refusal, record.format, record.noise, ...(record.flags || []),
+          ...(record.warnings || [])].join('\n').toLowerCase();
+}
+
+const kinds = records.map(kindsOf);
+const texts = records.map(searchable);
+
+function countOf(values) {
+  const counts = new Map();
+  for (const value of values) counts.set(value, (counts.get(value) || 0) + 1);
+  return counts;
+}
+
+function fill(select, counts, labels) {
+  select.append(element('option', {value: ''}, 'all'));
+  for (const [value, label] of labels) {
+    if (counts.has(value)) select.append(element('option', {value}, label + ' (' + counts.get(value) + ')'));
+  }
+}
+
+function fillFilters() {
+  fill(at('status'), countOf(kinds.flat()), [
+    [REFUSED, 'Refused'], [DOUBTED, 'Any doubt'], ...page.order.map(status => [String(status), sentence(status)]),
+    [FINE, 'Masks can be used'], [WARNED, 'With a warning or flag']]);
+  for (const field of ['view', 'side']) {
+    const counts = countOf(records.map(record => record[field]).filter(Boolean));
+    fill(at(field), counts, [...counts.keys()].sort().map(value => [value, spoken[value] || value]));
+  }
+}
+
+function matches(index) {
+  const record = records[index];
+  return (!at('status').value || kinds[index].includes(at('status').value)) &&
+      ['view', 'side'].every(field => !at(field).value || record[field] === at(field).value) &&
+      texts[index].includes(at('text').value.trim().toLowerCase());
+}
+
+/// Cards that are filtered out leave the sheet: to hide thousands takes many times as long.
+function filter() {
+  shown = [...records.keys()].filter(matches);
+  sheet.replaceChildren();
+  listed = 0;
+  extend();
+  at('count').textContent = shown.length + ' of ' + records.length + ' shown';
+  at('none').hidden = shown.length > 0;
+}
+
+at('filters').addEventListener('input', filter);
+at('filters').addEventListener('submit', event => event.preventDefault());
+at('filters').addEventListener('reset', () => setTimeout(filter));
+
+// ---- The enlarged view
+
+const viewer = at('viewer'), picture = at('picture'), stage = at('stage');
+const LINE = 0.45;          // of the widths that overlays use
+const SCALE_BAR_MM = 20;
+let current = -1;           // index of the record in view
+let box = null;             // the part of the picture in view, in its pixels
+let size = null;            // of the picture
+const isOn = Object.fromEntries(page.layers.map(layer => [layer.key, layer.key !== 'outer']));
+
+function line(label, text, grave) {
+  return element('p', {class: 'line' + (grave === undefined ? '' : ' grave-' + grave)}, element('b', {}, label), text);
+}
+
+function showText(record) {
+  const isRefused = record.refusal !== undefined;
+  at('title').textContent = record.file.replace(/.*[/]/, '');
+  at('path').textContent = record.file;
+  at('verdict').replaceChildren(...(isRefused ? [] : record.verdicts.map(([label, status, grave]) =>
+      line(label, sentence(status), grave))));
+  if (isRefused) {
+    const refusal = line('Refused', record.file + ' ' + record.refusal);
+    refusal.classList.add('refused');
+    at('verdict').append(refusal);
+  }
+  at('layers').hidden = at('greys').hidden = isRefused;
+  at('settings').replaceChildren();
+  const remarks = [];
+  if (!isRefused && record.flags.length) {
+    remarks.push(element('h3', {}, 'Flags'), ...record.flags.map(flag => element('span', {class: 'chip'}, flag)));
+  }
+  if (!isRefused && record.warnings.length) {
+    remarks.push(element('h3', {}, 'Warnings'), ...record.warnings.map(text => element('p', {class: 'line grave-2'}, text)));
+  }
+  at('remarks').replaceChildren(...remarks);
+  at('figures').replaceChildren(...(record.figures || []).flatMap(([term, value]) =>
+      [element('dt', {}, term), element('dd', {}, value)]));
+}
+
+function setBox(next) {
+  box = next;
+  picture.setAttribute('viewBox', [box.x, box.y, box.width, box.height].join(' '));
+}
+
+function fit() {
+  if (size) setBox({x: 0, y: 0, width: size.width, height: size.height});
+}
+
+/// Enlarges by `factor`; the point (x, y) of the picture stays where it is.
+function zoom(factor, x = box.x + box.width / 2, y = box.y + box.height / 2) {
+  const width = Math.min(Math.max(box.width / factor, size.width / 16), size.width);
+  if (width === size.width) return fit();
+  const scale = width / box.width;
+  setBox({x: x - (x - box.x) * scale, y: y - (y - box.y) * scale, width, height: box.height * scale});
+}
+
+function pointUnder(event) {
+  return new DOMPoint(event.clientX, event.clientY).matrixTransform(picture.getScreenCTM().inverse());
+}
+
+function scaleBar(data) {
+  const length = SCALE_BAR_MM * 1000 / data.pixel_size_um;
+  const x = data.width * 0.03, y = data.height * 0.985, text = data.height / 50;
+  const label = drawn('text', {x, y: y - text / 2, 'font-size': text});
+  label.textContent = SCALE_BAR_MM + ' mm';
+  return [drawn('path', {class: 'scale', d: `M${x} ${y}h${length}`}), label];
+}
+
+function showPicture(record, data) {
+  size = {width: data.width, height: data.height};
+  const image = drawn('image', {href: record.url + '.picture.jpg', width: data.width, height: data.height});
+  image.addEventListener('error', () => showNoPicture('The picture of this image is not in the folder.'));
+  const outlines = page.layers.map(layer => drawn('path', {
+    d: data.outlines[layer.key] || '', transform: 'scale(0.1)', stroke: layer.colour, 'data-layer': layer.key,
+    'stroke-width': layer.width * LINE, visibility: isOn[layer.key] ? 'visible' : 'hidden'
+  }));
+  picture.replaceChildren(image, ...outlines, ...scaleBar(data));
+  showGreys();
+  fit();
+  at('settings').replaceChildren(element('h3', {}, 'Settings and where they come from'),
+                                 ...data.settings.map(text => element('p', {class: 'line'}, text)));
+}
+
+function showNoPicture(text) {
+  size = null;
+  picture.replaceChildren();
+  at('no-picture').textContent = text;
+  at('no-picture').hidden = false;
+}
+
+// Pages that are opened from a folder may not read files, but they may run them: the outlines come as a script.
+let script = null;
+window.norvaneLayers = data => {
+  if (document.currentScript === script) showPicture(records[current], data);
+};
+
+function load(record) {
+  if (script) script.remove();
+  script = null;
+  size = null;
+  picture.replaceChildren();
+  at('no-picture').hidden = true;
+  stage.setAttribute('aria-label', 'Picture of ' + record.file + ' with the outlines of its masks');
+  if (record.refusal !== undefined) return showNoPicture('Nothing was made of this image.');
+  script = element('script', {src: record.url + '.layers.js'});
+  script.addEventListener('error', event => {
+    if (event.target === script) showNoPicture('The picture of this image is not in the folder: it is written with the result "page".');
+  });
+  document.body.append(script);
+}
+
+function show(index) {
+  current = index;
+  const place = shown.indexOf(index);
+  at('position').textContent = (place + 1) + ' of ' + shown.length;
+  at('previous').disabled = place <= 0;
+  at('next').disabled = place + 1 >= shown.length;
+  showText(records[index]);
+  load(records[index]);
+  at('panel').scrollTop = 0;
+  if (!viewer.open) viewer.showModal();
+  if (viewer.contains(document.activeElement) && document.activeElement.disabled) stage.focus();
+}
+
+function step(by) {
+  const next = shown[shown.indexOf(current) + by];
+  if (next !== undefined) show(next);
+}
+
+function switchLayer(key, on) {
+  isOn[key] = on;
+  at('layer-' + key).checked = on;
+  const path = picture.querySelector(`[data-layer=${key}]`);
+  if (path) path.setAttribute('visibility', on ? 'visible' : 'hidden');
+}
+
+function switchAll() {
+  const on = !page.layers.some(layer => isOn[layer.key]);
+  for (const layer of page.layers) switchLayer(layer.key, on);
+}
+
+function showGreys() {
+  const image = picture.querySelector('image');
+  if (image) image.style.filter = `brightness(${at('brightness').value}%) contrast(${at('contrast').value}%)`;
+}
+
+function swatch(layer) {
+  const made = element('span', {class: 'swatch'});
+  made.style.background = layer.colour;
+  return made;
+}
+
+function makeLayers() {
+  page.layers.forEach((layer, index) => {
+    at('legend').append(element('li', {}, swatch(layer), layer.label));
+    const box = element('input', {type: 'checkbox', id: 'layer-' + layer.key});
+    box.checked = isOn[layer.key];
+    box.addEventListener('change', () => switchLayer(layer.key, box.checked));
+    at('layers').append(element('label', {}, box, swatch(layer), layer.label, element('kbd', {}, String(index + 1))));
+  });
+}
+
+const keys = {
+  ArrowLeft: () => step(-1), ArrowUp: () => step(-1), ArrowRight: () => step(1), ArrowDown: () => step(1),
+  l: switchAll, '+': () => size && zoom(1.5), '-': () => size && zoom(1 / 1.5), 0: fit
+};
+page.layers.forEach((layer, index) => keys[index + 1] = () => switchLayer(layer.key, !isOn[layer.key]));
+
+viewer.addEventListener('keydown', event => {
+  if (event.ctrlKey || event.altKey || event.metaKey || event.target.type === 'range') return;
+  const action = keys[event.key.length === 1 ? event.key.toLowerCase() : event.key];
+  if (!action) return;
+  event.preventDefault();
+  action();
+});
+viewer.addEventListener('close', () => {
+  while (shown.indexOf(current) >= listed) extend();
+  const card = cards[current];
+  card.scrollIntoView({block: 'nearest'});
+  card.firstChild.focus();
+});
+sheet.addEventListener('click', event => {
+  const card = event.target.closest('.card');
+  if (card) show(Number(card.dataset.index));
+});
+at('previous').addEventListener('click', () => step(-1));
+at('next').addEventListener('click', () => step(1));
+at('close').addEventListener('click', () => viewer.close());
+at('fit').addEventListener('click', fit);
+at('greys').addEventListener('input', showGreys);
+
+picture.addEventListener('wheel', event => {
+  event.preventDefault();
+  if (!size) return;
+  const point = pointUnder(event);
+  zoom(event.deltaY < 0 ? 1.25 : 0.8, point.x, point.y);
+}, {passive: false});
+let grip = null;  // the point of the picture that is being dragged
+picture.addEventListener('pointerdown', event => {
+  if (!size) return;
+  grip = pointUnder(event);
+  picture.setPointerCapture(event.pointerId);
+  picture.classList.add('dragged');
+});
+picture.addEventListener('pointermove', event => {
+  if (!grip || !size) return;
+  const point = pointUnder(event);
+  setBox({...box, x: box.x + grip.x - point.x, y: box.y + grip.y - point.y});
+});
+for (const end of ['pointerup', 'pointercancel']) {
+  picture.addEventListener(end, () => {
+    grip = null;
+    picture.classList.remove('dragged');
+  });
+}
+
+makeLayers();
+fillFilters();
+filter();
+at('summary').textContent = page.summary;
+})();

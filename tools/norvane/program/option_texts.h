@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Option values that several verbs share.
+#pragma once
+
+#include "reading/read_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <norvane/masking.h>
+
+#include <charconv>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Norvane::Host {
+
+inline constexpr const char* kExitCodesHelp =
+    "Exit code: 0 everything was done, 1 some input was refused or failed (a line on standard error names it), 2 the "
+    "command line is wrong, 130 the run was interrupted. A status other than 0, such as \"tissue cut\", is a result "
+    "and "
+    "not a failure: it tells how far to trust the masks.";
+
+inline const std::vector<std::string> kSideNames{"left", "right"};
+inline const std::vector<std::string> kViewNames{"mlo", "cc"};
+
+[[nodiscard]] inline IMAGE_SIDE side_of(const std::string& text) {
+    return text == "left" ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+}
+[[nodiscard]] inline IMAGE_VIEW view_of(const std::string& text) { return text == "mlo" ? VIEW_PECT : VIEW_NO_PECT; }
+
+inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
+    verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
+        ->check(CLI::PositiveNumber);
+}
+
+/// Two numbers with `separator` between them, and nothing else.
+template <class Number>
+[[nodiscard]] std::optional<std::pair<Number, Number>> number_pair_of(const std::string& text, char separator) {
+    std::pair<Number, Number> pair{};
+    const char* end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, pair.first);
+    if (first.ec != std::errc() || first.ptr == end || *first.ptr != separator) return std::nullopt;
+    const auto second = std::from_chars(first.ptr + 1, end, pair.second);
+    if (second.ec != std::errc() || second.ptr != end) return std::nullopt;
+    return pair;
+}
+
+}  // namespace Norvane::Host

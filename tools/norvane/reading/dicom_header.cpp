@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "reading/dicom_header.h"
+
+#include <dcmtk/dcmdata/dctk.h>
+
+#include <charconv>
+#include <cmath>
+
+namespace Norvane::Host {
+namespace {
+
+std::string without_spaces_around(const OFString& value) {
+    const std::string text(value.c_str(), value.size());
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string::npos) return {};
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+}  // namespace
+
+std::string text_of(DcmItem& item, const DcmTagKey& tag, unsigned long index) {
+    OFString value;
+    return item.findAndGetOFString(tag, value, index).good() ? without_spaces_around(value) : std::string();
+}
+
+std::optional<unsigned> number_of(DcmItem& item, const DcmTagKey& tag) {
+    Uint16 value = 0;  // set to 0 by a failure as well
+    if (item.findAndGetUint16(tag, value).bad()) return std::nullopt;
+    return value;
+}
+
+std::optional<double> decimal_of(const std::string& text) {
+    double value = 0.0;
+    const char* first = text.data() + (text.starts_with('+') ? 1 : 0);
+    const char* last = text.data() + text.size();
+    const auto parsed = std::from_chars(first, last, value);
+    if (parsed.ec != std::errc() || parsed.ptr != last || !std::isfinite(value)) return std::nullopt;
+    return value;
+}
+
+DicomHeader::DicomHeader(DcmItem& object, unsigned frame) : places{{&object, false}} {
+    DcmItem* group = nullptr;
+    const auto index = static_cast<signed long>(frame) - 1;
+    if (object.findAndGetSequenceItem(DCM_PerFrameFunctionalGroupsSequence, group, index).good()) {
+        places.push_back({group, true});
+    }
+    if (object.findAndGetSequenceItem(DCM_SharedFunctionalGroupsSequence, group, 0).good()) {
+        places.push_back({group, true});
+    }
+}
+
+std::string DicomHeader::text(const DcmTagKey& tag, unsigned long index) const {
+    for (const Place& place : places) {
+        OFString value;
+        if (place.item->findAndGetOFString(tag, value, index, place.is_deep ? OFTrue : OFFalse).bad()) continue;
+        if (std::string text = without_spaces_around(value); !text.empty()) return text;
+    }
+    return {};
+}
+
+std::vector<DcmItem*> DicomHeader::items(const DcmTagKey& sequence) const {
+    std::vector<DcmItem*> found;
+    for (const Place& place : places) {
+        DcmSequenceOfItems* items = nullptr;
+        if (place.item->findAndGetSequence(sequence, items, place.is_deep ? OFTrue : OFFalse).bad()) continue;
+        for (unsigned long i = 0; i < items->card(); ++i) found.push_back(items->getItem(i));
+        if (!found.empty()) break;
+    }
+    return found;
+}
+
+}  // namespace Norvane::Host

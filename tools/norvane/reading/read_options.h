@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What the user says about how files are read.
+#pragma once
+
+#include <optional>
+
+namespace Norvane::Host {
+
+struct ReadOptions {
+    std::optional<unsigned> frame;     ///< 1-based; nothing: a file of several frames or pages is refused
+    bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
+};
+
+}  // namespace Norvane::Host

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What a segmentation object takes from the header of the mammogram.
+#pragma once
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcitem.h>
+
+#include <string>
+
+namespace Norvane::Host {
+
+/// The object that the masks belong to.
+struct SegSource {
+    std::string class_uid;
+    std::string instance_uid;
+    std::string series_uid;
+    unsigned frame = 0;  ///< from 1; 0 where the object has no more than one
+};
+/// Throws Refusal where the header does not say.
+[[nodiscard]] SegSource seg_source(DcmItem& header);
+
+/// Patient, study, orientation, compression and date. Fields with values that break the rules are left out or empty.
+void copy_source_fields(DcmItem& header, DcmItem& object);
+
+/// Class and instance of the source, as a field group of `item`.
+void put_reference(DcmItem& item, const SegSource& source);
+
+/// The same with the series, for the whole object.
+void put_source_references(DcmItem& object, const SegSource& source);
+
+/// A number as a decimal string of DICOM, at most 16 characters.
+[[nodiscard]] std::string decimal_text(double value);
+
+}  // namespace Norvane::Host

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "results/mask_drawing.h"
+
+#include "analysis/image_rows.h"
+#include "results/mask_outline.h"
+
+#include <algorithm>
+#include <new>
+
+namespace Norvane::Host {
+namespace {
+
+Surface grey_surface(const Image& image) {
+    const int width = static_cast<int>(image.GetWidth());
+    const int height = static_cast<int>(image.GetHeight());
+    Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
+    cairo_surface_flush(surface.get());
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
+    unsigned char* bytes = cairo_image_surface_get_data(surface.get());
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), image.GetWidth());
+        std::ranges::transform(grey_row(image, y), row.begin(),
+                               [](std::uint16_t grey) { return (grey >> 8U) * 0x010101U; });
+    }
+    cairo_surface_mark_dirty(surface.get());
+    return surface;
+}
+
+void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, const Colour& colour, double line_width) {
+    for (const Outline& line : outlines_of(bitmap_of(mask, image.GetWidth(), image.GetHeight()))) {
+        for (const OutlinePoint& point : line) cairo_line_to(c, point.x * zoom, point.y * zoom);
+        cairo_close_path(c);
+    }
+    set_colour(c, colour);
+    cairo_set_line_width(c, line_width);
+    cairo_set_line_join(c, CAIRO_LINE_JOIN_ROUND);
+    cairo_stroke(c);
+}
+
+}  // namespace
+
+void draw_masks(cairo_t* c, const Image& image, MasksResult& masks, double zoom, double line_zoom) {
+    const Surface grey = grey_surface(image);
+    cairo_save(c);
+    cairo_scale(c, zoom, zoom);
+    cairo_set_source_surface(c, grey.get(), 0, 0);
+    // Enlarged it is enough to interpolate; made smaller, every pixel has to count.
+    cairo_pattern_set_filter(cairo_get_source(c), zoom < 1.0 ? CAIRO_FILTER_GOOD : CAIRO_FILTER_BILINEAR);
+    cairo_paint(c);
+    cairo_restore(c);
+    cairo_save(c);
+    cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
+    cairo_clip(c);
+    for (const MaskLayer& layer : kMaskLayers) {
+        draw_outlines(c, layer.mask_of(masks), image, zoom, layer.colour, layer.line_width * line_zoom);
+    }
+    cairo_restore(c);
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Draws prepared images and the outlines of their masks with cairo.
+#pragma once
+
+#include "results/mask_layers.h"
+
+#include <norvane/image.h>
+
+#include <cairo.h>
+
+#include <memory>
+
+namespace Norvane::Host {
+
+struct DestroyCairo {
+    void operator()(cairo_t* c) const { cairo_destroy(c); }
+    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
+};
+using Surface = std::unique_ptr<cairo_surface_t, DestroyCairo>;
+using Context = std::unique_ptr<cairo_t, DestroyCairo>;
+
+inline void set_colour(cairo_t* c, const Colour& colour) {
+    cairo_set_source_rgb(c, colour.red, colour.green, colour.blue);
+}
+
+/// The image in grey and the outlines of `masks` on it, from the corner (0, 0) on, `zoom` pixels to a pixel of the
+/// image. `line_zoom` makes the outlines narrower or wider.
+void draw_masks(cairo_t* c, const Image& image, MasksResult& masks, double zoom, double line_zoom);
+
+}  // namespace Norvane::Host
