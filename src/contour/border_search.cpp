@@ -11,6 +11,7 @@
 #include "model/numbers.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -130,6 +131,24 @@ private:
     int above = 1;
 };
 
+/// Where a row crosses from one bin of the fast search to the next, going away from the wall. By the bin above the
+/// crossing, in columns from the wall per row from the origin.
+struct BinCrossings {
+    std::array<double, kLastBin + 1> sure_before{};
+    std::array<double, kLastBin + 1> sure_behind{};
+
+    BinCrossings() {
+        constexpr double kDoubt = 1e-3 / kBinsPerRadian;  // the rounding of an angle to single precision errs by 1e-7
+        for (int bin = 1; bin <= kLastBin; ++bin) {
+            const double elevation = (bin - 0.5) / kBinsPerRadian - kHalfPi;
+            const double run = std::abs(std::tan(kHalfPi - elevation));
+            const double doubt = kDoubt * (1.0 + run * run);
+            sure_before[static_cast<std::size_t>(bin)] = run - doubt;
+            sure_behind[static_cast<std::size_t>(bin)] = run + doubt;
+        }
+    }
+};
+
 /// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
 /// only near the columns where the row before had tissue.
 class WindowSearch {
@@ -160,23 +179,23 @@ public:
     [[nodiscard]] BinRange bins_between(Depths block) const {
         return std::minmax({exact_bin(block.first), exact_bin(block.last)});
     }
-    /// An approximate position among the bins decides, but where it comes close to the border of one.
+    /// Bins change where the row crosses the directions between them. Only a pixel close to a crossing is asked for its
+    /// own angle.
     void load(Depths block) {
-        constexpr double kDoubt = 1e-3;  // bins; the approximation errs by 5e-6, the rounding of the angle by 3e-5
         first_depth = block.first;
-        const auto count = static_cast<std::size_t>(block.last - block.first) + 1;
-        positions.resize(count);
-        bins.resize(count);
-        const double run = block.first, rise = std::abs(dy), sign = dy < 0 ? origin.outward : -origin.outward;
-        for (std::size_t i = 0; i < count; ++i) {
-            const double angle = sign * approximate_angle(rise, run + static_cast<double>(static_cast<int>(i)));
-            positions[i] = (angle + kHalfPi) * kBinsPerRadian + 0.5;
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            const int below = static_cast<int>(positions[i]);  // 0 .. 720
-            const double rest = positions[i] - below;
-            const bool is_sure = rest > kDoubt && rest < 1.0 - kDoubt;
-            bins[i] = is_sure ? std::min(below, kLastBin) : exact_bin(first_depth + static_cast<int>(i));
+        bins.resize(static_cast<std::size_t>(block.last - block.first) + 1);
+        const double rise = std::abs(dy);
+        int depth = block.first;
+        for (int bin = exact_bin(depth); depth <= block.last; bin += bin < kHorizontalBin ? 1 : -1) {
+            int sure_end = block.last + 1, asked_end = block.last + 1;
+            if (bin != kHorizontalBin) {  // which no row leaves
+                const auto crossing = static_cast<std::size_t>(bin < kHorizontalBin ? bin + 1 : bin);
+                const double end = sure_end;
+                sure_end = static_cast<int>(std::ceil(std::min(rise * crossings.sure_before[crossing], end)));
+                asked_end = static_cast<int>(std::ceil(std::min(rise * crossings.sure_behind[crossing], end)));
+            }
+            for (; depth < sure_end; ++depth) bin_at(depth) = bin;
+            for (; depth < asked_end; ++depth) bin_at(depth) = exact_bin(depth);
         }
     }
     [[nodiscard]] int bin(int depth) const { return bins[static_cast<std::size_t>(depth - first_depth)]; }
@@ -199,17 +218,7 @@ private:
         return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
     }
 
-    /// The arctangent of rise / run, neither negative, within 2e-8 radians [abramowitz1964]. 0 for 0 / 0.
-    [[nodiscard]] static double approximate_angle(double rise, double run) {
-        const double larger = rise > run ? rise : run;
-        const double t = (rise > run ? run : rise) / (larger > 0.0 ? larger : 1.0);
-        const double z = t * t;
-        double sum = 0.0028662257;
-        for (const double c : {-0.0161657367, 0.0429096138, -0.0752896400, 0.1065626393, -0.1420889944, 0.1999355085,
-                               -0.3333314528, 1.0})
-            sum = sum * z + c;
-        return rise > run ? kHalfPi - t * sum : t * sum;
-    }
+    [[nodiscard]] int& bin_at(int depth) { return bins[static_cast<std::size_t>(depth - first_depth)]; }
 
     const PolarOrigin& origin;
     int width;
@@ -218,8 +227,8 @@ private:
     ColumnRange tissue;  // columns of the tissue found in the last row
     int dy = 0;
     int first_depth = 0;  // of the block last loaded
-    std::vector<double> positions;
     std::vector<int> bins;
+    BinCrossings crossings;
 };
 
 /// What both forms of the search are given.
@@ -255,16 +264,16 @@ struct RasterSearch {
             if (direction.tolerance == 0) continue;
             const int column = origin.edge_column + origin.outward * depth;
             const auto x = static_cast<std::size_t>(column);
-            const float limit = tissue.limit(rules.raises_near_wall && depth < origin.near_wall_width);
-            if (!TissueRules::is_tissue(direction, searched_row[x], limit, rules)) {
+            const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
+            if (!tissue.is_tissue(direction, searched_row[x], raised, rules)) {
                 if (--direction.tolerance == 0) open.close(bin);
                 continue;
             }
             const typename Form::Distance distance = form.distance(depth);
             if (!form.record(direction, depth, distance) || !rules.stops_at_edges) continue;
             const std::uint16_t grey = grey_row[x];
-            tissue.note(direction, grey, raster_gradient(direction.history, grey), limit, form.is_beyond_gate(distance),
-                        form.is_far_off(distance));
+            tissue.note(direction, grey, tissue.of_fall(raster_fall(direction.history, grey)), raised,
+                        form.is_beyond_gate(distance), form.is_far_off(distance));
         }
     }
 

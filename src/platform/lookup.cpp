@@ -3,7 +3,7 @@
 #include "platform/raster.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 
 namespace Norvane {
 
@@ -49,24 +49,33 @@ std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     return stretched;
 }
 
-/// counts[v]: the samples below v. Neighbours are often equal, and two tables in turn keep one count from waiting for
-/// the other.
+/// Counts of the samples by sample >> shift. Neighbours are often equal, and two tables in turn keep one count from
+/// waiting for the other.
 template <class Sample>
-std::vector<std::size_t> counts_below(const IplHeader& header) {
-    std::array<std::vector<std::uint32_t>, 2> counts;
-    for (auto& c : counts) c.assign(kGreys<Sample>, 0);
+std::vector<std::size_t> counts_of_parts(const IplHeader& header, int shift) {
+    const std::size_t parts = kGreys<Sample> >> shift;
+    std::vector<std::uint32_t> even(parts), odd(parts);
     for (std::size_t y = 0; y < header.height; ++y) {
         const auto row = row_of<Sample>(header, y);
         std::size_t x = 0;
         for (; x + 1 < row.size(); x += 2) {
-            ++counts[0][row[x]];
-            ++counts[1][row[x + 1]];
+            ++even[row[x] >> shift];
+            ++odd[row[x + 1] >> shift];
         }
-        if (x < row.size()) ++counts[0][row[x]];
+        if (x < row.size()) ++even[row[x] >> shift];
     }
-    std::vector<std::size_t> below(kGreys<Sample> + 1);
-    for (std::size_t v = 0; v < kGreys<Sample>; ++v) below[v + 1] = below[v] + counts[0][v] + counts[1][v];
-    return below;
+    std::vector<std::size_t> counts(parts);
+    for (std::size_t i = 0; i < parts; ++i) counts[i] = std::size_t{even[i]} + odd[i];
+    return counts;
+}
+
+/// The largest power of two, as an exponent, of which every key is a multiple: grey values that differ below it lie in
+/// one interval.
+template <class Sample>
+int common_shift(const IplLookupTable& table) {
+    unsigned bits = static_cast<unsigned>(kGreys<Sample>);
+    for (int i = 0; i < table.num; ++i) bits |= static_cast<unsigned>(table.key[i]);
+    return std::countr_zero(bits);
 }
 
 }  // namespace
@@ -88,11 +97,13 @@ void iplComputeHisto(const IplHeader* src, IplLookupTable** table) {
     run_call([&] {
         if (!is_described(src) || !is_table(table)) return kIplBadArgument;
         return for_depth<std::uint8_t, std::uint16_t>(src->depth, [&]<class Sample>(Sample) {
-            const std::vector<std::size_t> below = counts_below<Sample>(*src);
+            const int shift = common_shift<Sample>(**table);
+            std::vector<std::size_t> below{0};  // below[p]: the samples in the parts before p
+            for (const std::size_t count : counts_of_parts<Sample>(*src, shift)) below.push_back(below.back() + count);
             for (int i = 0; i < (*table)->num - 1; ++i) {
                 const auto [first, end] = interval(**table, i, kGreys<Sample>);
                 constexpr std::size_t kMost = std::numeric_limits<int>::max();
-                (*table)->value[i] = static_cast<int>(std::min(below[end] - below[first], kMost));
+                (*table)->value[i] = static_cast<int>(std::min(below[end >> shift] - below[first >> shift], kMost));
             }
             return kIplOk;
         });
