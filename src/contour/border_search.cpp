@@ -3,15 +3,16 @@
 /// angle table, and the fast one that follows the tissue from row to row.
 #include <norvane/masking.h>
 
+#include "contour/bin_crossings.h"
 #include "contour/open_bins.h"
 #include "contour/polar_bins.h"
 #include "contour/search_images.h"
 #include "contour/tissue_rules.h"
 #include "model/mask_reader.h"
 #include "model/numbers.h"
+#include "model/wide_vectors.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -20,10 +21,6 @@
 namespace Norvane {
 namespace {
 
-constexpr int kLastBin = Masking::c_num_angles - 1;
-constexpr int kHorizontalBin = 360;
-constexpr double kBinsPerRadian = 229.18312072753906;  // 720 / pi, in single precision
-constexpr double kHalfPi = 1.5707963267948966;
 constexpr SmoothingWindows kDefaultWindows{96, 8, 64};
 constexpr SmoothingWindows kFastWindows{96, 32, 64};
 
@@ -47,12 +44,7 @@ struct ScanRow {
     }
 };
 
-/// Distances from the wall, both ends in, of those columns that the image has.
-struct Depths {
-    int first;
-    int last;
-};
-
+/// Of the columns those that the image has.
 Depths depths_in_image(ColumnRange columns, const PolarOrigin& origin, int width) {
     if (columns.low >= width || columns.high < 0) return {0, -1};
     const int low = static_cast<int>(std::max<std::int64_t>(columns.low, 0));
@@ -92,14 +84,25 @@ public:
         const int high = std::min(index_at(block.last) + 1, Masking::NUM_IN_LUT);
         return std::minmax({int{bins[low]}, int{bins[high]}});
     }
-    void load(Depths block) {
+    /// Calls visit(bin, depths) for neighbouring pixels of one bin, going away from the wall.
+    template <class Visit>
+    void visit_runs(Depths block, Visit visit) {
         first_depth = block.first;
-        polar.set(block.first, block.last, dy, above);
+        run_wide([&] { polar.set(block.first, block.last, dy, above); });
+        const auto bin_at = [this](int depth) {
+            return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]];
+        };
+        for (int first = block.first; first <= block.last;) {
+            const int bin = bin_at(first);
+            int last = first;
+            while (last < block.last && bin_at(last + 1) == bin) ++last;
+            visit(bin, Depths{first, last});
+            first = last + 1;
+        }
     }
     [[nodiscard]] Distance distance(int depth) const {
         return polar.distance[static_cast<std::size_t>(depth - first_depth)];
     }
-    [[nodiscard]] int bin(int depth) const { return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]]; }
     [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate; }
     [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance; }
     [[nodiscard]] bool record(Direction& direction, int, Distance r) {
@@ -131,24 +134,6 @@ private:
     int above = 1;
 };
 
-/// Where a row crosses from one bin of the fast search to the next, going away from the wall. By the bin above the
-/// crossing, in columns from the wall per row from the origin.
-struct BinCrossings {
-    std::array<double, kLastBin + 1> sure_before{};
-    std::array<double, kLastBin + 1> sure_behind{};
-
-    BinCrossings() {
-        constexpr double kDoubt = 1e-3 / kBinsPerRadian;  // the rounding of an angle to single precision errs by 1e-7
-        for (int bin = 1; bin <= kLastBin; ++bin) {
-            const double elevation = (bin - 0.5) / kBinsPerRadian - kHalfPi;
-            const double run = std::abs(std::tan(kHalfPi - elevation));
-            const double doubt = kDoubt * (1.0 + run * run);
-            sure_before[static_cast<std::size_t>(bin)] = run - doubt;
-            sure_behind[static_cast<std::size_t>(bin)] = run + doubt;
-        }
-    }
-};
-
 /// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
 /// only near the columns where the row before had tissue.
 class WindowSearch {
@@ -160,7 +145,8 @@ public:
           width(image_width),
           gate(square(from.gate_distance)),
           far_distance(square(two_thirds_of(static_cast<unsigned>(image_width)))),
-          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}) {}
+          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}),
+          bins(from.outward) {}
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
         constexpr double kWidening = static_cast<double>(0.18F);  // of the row's field
@@ -177,28 +163,12 @@ public:
     [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy); }
     /// Bins run with the angle, and the angle with the depth.
     [[nodiscard]] BinRange bins_between(Depths block) const {
-        return std::minmax({exact_bin(block.first), exact_bin(block.last)});
+        return std::minmax({bins.bin_at(block.first, dy), bins.bin_at(block.last, dy)});
     }
-    /// Bins change where the row crosses the directions between them. Only a pixel close to a crossing is asked for its
-    /// own angle.
-    void load(Depths block) {
-        first_depth = block.first;
-        bins.resize(static_cast<std::size_t>(block.last - block.first) + 1);
-        const double rise = std::abs(dy);
-        int depth = block.first;
-        for (int bin = exact_bin(depth); depth <= block.last; bin += bin < kHorizontalBin ? 1 : -1) {
-            int sure_end = block.last + 1, asked_end = block.last + 1;
-            if (bin != kHorizontalBin) {  // which no row leaves
-                const auto crossing = static_cast<std::size_t>(bin < kHorizontalBin ? bin + 1 : bin);
-                const double end = sure_end;
-                sure_end = static_cast<int>(std::ceil(std::min(rise * crossings.sure_before[crossing], end)));
-                asked_end = static_cast<int>(std::ceil(std::min(rise * crossings.sure_behind[crossing], end)));
-            }
-            for (; depth < sure_end; ++depth) bin_at(depth) = bin;
-            for (; depth < asked_end; ++depth) bin_at(depth) = exact_bin(depth);
-        }
+    template <class Visit>
+    void visit_runs(Depths block, Visit visit) const {
+        bins.visit_runs(block, dy, visit);
     }
-    [[nodiscard]] int bin(int depth) const { return bins[static_cast<std::size_t>(depth - first_depth)]; }
     [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate; }
     [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance; }
     [[nodiscard]] bool record(Direction& direction, int depth, Distance squared) {
@@ -211,24 +181,13 @@ public:
 private:
     [[nodiscard]] static std::int64_t square(std::int64_t v) { return v * v; }
 
-    [[nodiscard]] int exact_bin(int depth) const {
-        const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
-        const double from_first_bin =
-            origin.outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
-        return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
-    }
-
-    [[nodiscard]] int& bin_at(int depth) { return bins[static_cast<std::size_t>(depth - first_depth)]; }
-
     const PolarOrigin& origin;
     int width;
     Distance gate;
     Distance far_distance;
     ColumnRange tissue;  // columns of the tissue found in the last row
     int dy = 0;
-    int first_depth = 0;  // of the block last loaded
-    std::vector<int> bins;
-    BinCrossings crossings;
+    ArctangentBins bins;
 };
 
 /// What both forms of the search are given.
@@ -248,7 +207,6 @@ struct RasterSearch {
         for (int first = depths.first; first <= depths.last; first += kBlock) {
             const Depths block{first, std::min(first + kBlock - 1, depths.last)};
             if (!open.any(form.bins_between(block))) continue;
-            form.load(block);
             scan_block(row.y, block, rules, form, directions, open);
         }
     }
@@ -258,23 +216,26 @@ struct RasterSearch {
                     OpenBins& open) const {
         const auto grey_row = images.grey_at(y);
         const auto searched_row = images.searched_at(y);
-        for (int depth = block.first; depth <= block.last; ++depth) {
-            const int bin = form.bin(depth);
+        form.visit_runs(block, [&](int bin, Depths run) {
             Direction& direction = directions[static_cast<std::size_t>(bin)];
-            if (direction.tolerance == 0) continue;
-            const int column = origin.edge_column + origin.outward * depth;
-            const auto x = static_cast<std::size_t>(column);
-            const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
-            if (!tissue.is_tissue(direction, searched_row[x], raised, rules)) {
-                if (--direction.tolerance == 0) open.close(bin);
-                continue;
+            if (direction.tolerance == 0) return;
+            Direction current = direction;  // in registers, for the length of the run
+            for (int depth = run.first; depth <= run.last && current.tolerance != 0; ++depth) {
+                const auto x = static_cast<std::size_t>(origin.edge_column + origin.outward * depth);
+                const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
+                if (!tissue.is_tissue(current, searched_row[x], raised, rules)) {
+                    --current.tolerance;
+                    continue;
+                }
+                const typename Form::Distance distance = form.distance(depth);
+                if (!form.record(current, depth, distance) || !rules.stops_at_edges) continue;
+                const std::uint16_t grey = grey_row[x];
+                tissue.note(current, grey, tissue.of_fall(raster_fall(current.history, grey)), raised,
+                            form.is_beyond_gate(distance), form.is_far_off(distance));
             }
-            const typename Form::Distance distance = form.distance(depth);
-            if (!form.record(direction, depth, distance) || !rules.stops_at_edges) continue;
-            const std::uint16_t grey = grey_row[x];
-            tissue.note(direction, grey, tissue.of_fall(raster_fall(direction.history, grey)), raised,
-                        form.is_beyond_gate(distance), form.is_far_off(distance));
-        }
+            if (current.tolerance == 0) open.close(bin);
+            direction = current;
+        });
     }
 
     /// The rows of the field, first from the centre row upwards, then from the row below it downwards.
