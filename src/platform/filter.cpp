@@ -164,22 +164,23 @@ struct Box {
 /// Means of sums over n <= kFastBoxCells samples of at most 16 bits, without a division.
 ///
 /// floor(s / n + 1/2) is floor((2 s + n) / 2 n), and half a unit added to that numerator keeps the quotient at least
-/// 1 / 4 n away from every integer. The product with the rounded reciprocal errs by less than 2^-36, so that truncation
-/// gives the exact floor. Signed samples are shifted to be positive first.
+/// 1 / 4 n away from every integer. The product with the rounded reciprocal and the sum with the rounded rest err by
+/// less than 2^-34, so that truncation gives the exact floor. Signed samples are shifted to be positive first.
 constexpr std::int64_t kFastBoxCells = 32768;  // 65535 times this fits 31 bits
 
 template <class Sample>
 class RoundedMean {
 public:
     explicit RoundedMean(std::int64_t n)
-        : offset(static_cast<double>((2 * kShift + 1) * n) + 0.5), reciprocal(1.0 / static_cast<double>(2 * n)) {}
+        : reciprocal(1.0 / static_cast<double>(n)),
+          rest((static_cast<double>((2 * kShift + 1) * n) + 0.5) / static_cast<double>(2 * n)) {}
     [[nodiscard]] Sample operator()(std::int32_t sum) const {
-        return static_cast<Sample>(static_cast<std::int32_t>((2.0 * sum + offset) * reciprocal) - kShift);
+        return static_cast<Sample>(static_cast<std::int32_t>(sum * reciprocal + rest) - kShift);
     }
 
 private:
     static constexpr std::int32_t kShift = -std::int32_t{std::numeric_limits<Sample>::min()};
-    double offset, reciprocal;
+    double reciprocal, rest;
 };
 
 template <class Sample>

@@ -35,18 +35,30 @@ template <class Sample>
 std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     std::vector<Sample> stretched(kGreys<Sample>);
     for (std::size_t v = 0; v < stretched.size(); ++v) stretched[v] = static_cast<Sample>(v);
-    std::vector<bool> known(kGreys<Sample>);
+    std::vector<unsigned char> is_known(kGreys<Sample>);
     std::size_t unknown = kGreys<Sample>;
     for (int i = 0; i < table.num - 1 && unknown != 0; ++i) {
         const auto [first, end] = interval(table, i, kGreys<Sample>);
         for (std::size_t v = first; v < end; ++v) {
-            if (known[v]) continue;
-            known[v] = true;
+            if (is_known[v] != 0) continue;
+            is_known[v] = 1;
             --unknown;
             stretched[v] = static_cast<Sample>(static_cast<unsigned>(table.value[i]));  // the low bits
         }
     }
     return stretched;
+}
+
+/// Four look-ups on their way at a time. Both rows may be one.
+template <class Sample>
+void look_up(std::span<const Sample> from, std::span<const Sample> table, std::span<Sample> to) {
+    constexpr std::size_t kTogether = 4;
+    std::size_t x = 0;
+    for (; x + kTogether <= to.size(); x += kTogether) {
+        const Sample values[kTogether] = {table[from[x]], table[from[x + 1]], table[from[x + 2]], table[from[x + 3]]};
+        std::copy_n(values, kTogether, to.begin() + static_cast<std::ptrdiff_t>(x));
+    }
+    for (; x < to.size(); ++x) to[x] = table[from[x]];
 }
 
 /// Counts of the samples by sample >> shift. Neighbours are often equal, and two tables in turn keep one count from
@@ -86,8 +98,7 @@ void iplContrastStretch(const IplHeader* src, const IplHeader* dst, IplLookupTab
         return for_depth<std::uint8_t, std::uint16_t>(src->depth, [&]<class Sample>(Sample) {
             const std::vector<Sample> stretched = stretched_greys<Sample>(**table);
             for (std::size_t y = 0; y < src->height; ++y)
-                std::ranges::transform(row_of<Sample>(*src, y), row_to_write<Sample>(*dst, y).begin(),
-                                       [&](Sample v) { return stretched[v]; });
+                look_up<Sample>(row_of<Sample>(*src, y), stretched, row_to_write<Sample>(*dst, y));
             return kIplOk;
         });
     });
