@@ -3,12 +3,14 @@
 /// angle table, and the fast one that follows the tissue from row to row.
 #include <norvane/masking.h>
 
+#include "contour/bin_crossings.h"
 #include "contour/open_bins.h"
 #include "contour/polar_bins.h"
 #include "contour/search_images.h"
 #include "contour/tissue_rules.h"
 #include "model/mask_reader.h"
 #include "model/numbers.h"
+#include "model/wide_vectors.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,10 +21,6 @@
 namespace Norvane {
 namespace {
 
-constexpr int kLastBin = Masking::c_num_angles - 1;
-constexpr int kHorizontalBin = 360;
-constexpr double kBinsPerRadian = 229.18312072753906;  // 720 / pi, in single precision
-constexpr double kHalfPi = 1.5707963267948966;
 constexpr SmoothingWindows kDefaultWindows{96, 8, 64};
 constexpr SmoothingWindows kFastWindows{96, 32, 64};
 
@@ -46,12 +44,7 @@ struct ScanRow {
     }
 };
 
-/// Distances from the wall, both ends in, of those columns that the image has.
-struct Depths {
-    int first;
-    int last;
-};
-
+/// Of the columns those that the image has.
 Depths depths_in_image(ColumnRange columns, const PolarOrigin& origin, int width) {
     if (columns.low >= width || columns.high < 0) return {0, -1};
     const int low = static_cast<int>(std::max<std::int64_t>(columns.low, 0));
@@ -91,14 +84,25 @@ public:
         const int high = std::min(index_at(block.last) + 1, Masking::NUM_IN_LUT);
         return std::minmax({int{bins[low]}, int{bins[high]}});
     }
-    void load(Depths block) {
+    /// Calls visit(bin, depths) for neighbouring pixels of one bin, going away from the wall.
+    template <class Visit>
+    void visit_runs(Depths block, Visit visit) {
         first_depth = block.first;
-        polar.set(block.first, block.last, dy, above);
+        run_wide([&] { polar.set(block.first, block.last, dy, above); });
+        const auto bin_at = [this](int depth) {
+            return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]];
+        };
+        for (int first = block.first; first <= block.last;) {
+            const int bin = bin_at(first);
+            int last = first;
+            while (last < block.last && bin_at(last + 1) == bin) ++last;
+            visit(bin, Depths{first, last});
+            first = last + 1;
+        }
     }
     [[nodiscard]] Distance distance(int depth) const {
         return polar.distance[static_cast<std::size_t>(depth - first_depth)];
     }
-    [[nodiscard]] int bin(int depth) const { return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]]; }
     [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate; }
     [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance; }
     [[nodiscard]] bool record(Direction& direction, int, Distance r) {
@@ -141,7 +145,8 @@ public:
           width(image_width),
           gate(square(from.gate_distance)),
           far_distance(square(two_thirds_of(static_cast<unsigned>(image_width)))),
-          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}) {}
+          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}),
+          bins(from.outward) {}
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
         constexpr double kWidening = static_cast<double>(0.18F);  // of the row's field
@@ -158,28 +163,12 @@ public:
     [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy); }
     /// Bins run with the angle, and the angle with the depth.
     [[nodiscard]] BinRange bins_between(Depths block) const {
-        return std::minmax({exact_bin(block.first), exact_bin(block.last)});
+        return std::minmax({bins.bin_at(block.first, dy), bins.bin_at(block.last, dy)});
     }
-    /// An approximate position among the bins decides, but where it comes close to the border of one.
-    void load(Depths block) {
-        constexpr double kDoubt = 1e-3;  // bins; the approximation errs by 5e-6, the rounding of the angle by 3e-5
-        first_depth = block.first;
-        const auto count = static_cast<std::size_t>(block.last - block.first) + 1;
-        positions.resize(count);
-        bins.resize(count);
-        const double run = block.first, rise = std::abs(dy), sign = dy < 0 ? origin.outward : -origin.outward;
-        for (std::size_t i = 0; i < count; ++i) {
-            const double angle = sign * approximate_angle(rise, run + static_cast<double>(static_cast<int>(i)));
-            positions[i] = (angle + kHalfPi) * kBinsPerRadian + 0.5;
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            const int below = static_cast<int>(positions[i]);  // 0 .. 720
-            const double rest = positions[i] - below;
-            const bool is_sure = rest > kDoubt && rest < 1.0 - kDoubt;
-            bins[i] = is_sure ? std::min(below, kLastBin) : exact_bin(first_depth + static_cast<int>(i));
-        }
+    template <class Visit>
+    void visit_runs(Depths block, Visit visit) const {
+        bins.visit_runs(block, dy, visit);
     }
-    [[nodiscard]] int bin(int depth) const { return bins[static_cast<std::size_t>(depth - first_depth)]; }
     [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate; }
     [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance; }
     [[nodiscard]] bool record(Direction& direction, int depth, Distance squared) {
@@ -192,34 +181,13 @@ public:
 private:
     [[nodiscard]] static std::int64_t square(std::int64_t v) { return v * v; }
 
-    [[nodiscard]] int exact_bin(int depth) const {
-        const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
-        const double from_first_bin =
-            origin.outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
-        return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
-    }
-
-    /// The arctangent of rise / run, neither negative, within 2e-8 radians [abramowitz1964]. 0 for 0 / 0.
-    [[nodiscard]] static double approximate_angle(double rise, double run) {
-        const double larger = rise > run ? rise : run;
-        const double t = (rise > run ? run : rise) / (larger > 0.0 ? larger : 1.0);
-        const double z = t * t;
-        double sum = 0.0028662257;
-        for (const double c : {-0.0161657367, 0.0429096138, -0.0752896400, 0.1065626393, -0.1420889944, 0.1999355085,
-                               -0.3333314528, 1.0})
-            sum = sum * z + c;
-        return rise > run ? kHalfPi - t * sum : t * sum;
-    }
-
     const PolarOrigin& origin;
     int width;
     Distance gate;
     Distance far_distance;
     ColumnRange tissue;  // columns of the tissue found in the last row
     int dy = 0;
-    int first_depth = 0;  // of the block last loaded
-    std::vector<double> positions;
-    std::vector<int> bins;
+    ArctangentBins bins;
 };
 
 /// What both forms of the search are given.
@@ -239,7 +207,6 @@ struct RasterSearch {
         for (int first = depths.first; first <= depths.last; first += kBlock) {
             const Depths block{first, std::min(first + kBlock - 1, depths.last)};
             if (!open.any(form.bins_between(block))) continue;
-            form.load(block);
             scan_block(row.y, block, rules, form, directions, open);
         }
     }
@@ -249,23 +216,26 @@ struct RasterSearch {
                     OpenBins& open) const {
         const auto grey_row = images.grey_at(y);
         const auto searched_row = images.searched_at(y);
-        for (int depth = block.first; depth <= block.last; ++depth) {
-            const int bin = form.bin(depth);
+        form.visit_runs(block, [&](int bin, Depths run) {
             Direction& direction = directions[static_cast<std::size_t>(bin)];
-            if (direction.tolerance == 0) continue;
-            const int column = origin.edge_column + origin.outward * depth;
-            const auto x = static_cast<std::size_t>(column);
-            const float limit = tissue.limit(rules.raises_near_wall && depth < origin.near_wall_width);
-            if (!TissueRules::is_tissue(direction, searched_row[x], limit, rules)) {
-                if (--direction.tolerance == 0) open.close(bin);
-                continue;
+            if (direction.tolerance == 0) return;
+            Direction current = direction;  // in registers, for the length of the run
+            for (int depth = run.first; depth <= run.last && current.tolerance != 0; ++depth) {
+                const auto x = static_cast<std::size_t>(origin.edge_column + origin.outward * depth);
+                const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
+                if (!tissue.is_tissue(current, searched_row[x], raised, rules)) {
+                    --current.tolerance;
+                    continue;
+                }
+                const typename Form::Distance distance = form.distance(depth);
+                if (!form.record(current, depth, distance) || !rules.stops_at_edges) continue;
+                const std::uint16_t grey = grey_row[x];
+                tissue.note(current, grey, tissue.of_fall(raster_fall(current.history, grey)), raised,
+                            form.is_beyond_gate(distance), form.is_far_off(distance));
             }
-            const typename Form::Distance distance = form.distance(depth);
-            if (!form.record(direction, depth, distance) || !rules.stops_at_edges) continue;
-            const std::uint16_t grey = grey_row[x];
-            tissue.note(direction, grey, raster_gradient(direction.history, grey), limit, form.is_beyond_gate(distance),
-                        form.is_far_off(distance));
-        }
+            if (current.tolerance == 0) open.close(bin);
+            direction = current;
+        });
     }
 
     /// The rows of the field, first from the centre row upwards, then from the row below it downwards.

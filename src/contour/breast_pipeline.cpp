@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Norvane {
@@ -34,6 +35,18 @@ void add_row(MaskReader& from, unsigned y, Mask& out) {
     for (const Run& run : from.row(y)) out.AddSegment(y, run.first, run.last - run.first);
 }
 
+/// Lets the steps of one call share a result on the same image.
+class MemoScope {
+public:
+    explicit MemoScope(std::optional<std::vector<int>>& shared) : memo(shared) { memo.emplace(); }
+    ~MemoScope() { memo.reset(); }
+    MemoScope(const MemoScope&) = delete;
+    MemoScope& operator=(const MemoScope&) = delete;
+
+private:
+    std::optional<std::vector<int>>& memo;
+};
+
 }  // namespace
 
 Masking::MASK_STATUS Masking::generate_internal(Image* image, Mask*& frame, Mask*& breast, Mask*& second) {
@@ -45,6 +58,7 @@ Masking::MASK_STATUS Masking::generate_internal(Image* image, Mask*& frame, Mask
     if (image != nullptr && is_off_working_pixel_size(image->GetPixelSize())) return MASK_BAD_PIXEL_SIZE;
     if (!is_usable(image)) return MASK_NO_IMAGE;
 
+    const MemoScope keeps_histogram(greyParts);
     if (MaskReader::is_empty(*frame)) GenerateFrameMask(image, params, frame, true);
     if (backgroundNoiseLevel == c_noiseLevel_auto)
         backgroundNoiseLevel = params.noiseLevel = static_cast<unsigned short>(auto_calc_noise_level(image));

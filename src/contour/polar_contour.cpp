@@ -113,15 +113,15 @@ struct RaySearch {
             const int row = static_cast<int>(y);
             const std::uint16_t grey = images.grey_at(row)[static_cast<std::size_t>(x)];
             const std::uint16_t searched = images.searched_at(row)[static_cast<std::size_t>(x)];
-            const float limit = tissue.limit(rules.raises_near_wall && from_wall < origin.near_wall_width);
-            if (!TissueRules::is_tissue(direction, searched, limit, rules)) {
+            const bool raised = rules.raises_near_wall && from_wall < origin.near_wall_width;
+            if (!tissue.is_tissue(direction, searched, raised, rules)) {
                 --direction.tolerance;
                 continue;
             }
             direction.radius = static_cast<float>(r);
             if (!rules.stops_at_edges) continue;
-            tissue.note(direction, grey, ray_gradient(direction.history, grey), limit, r > origin.gate_distance,
-                        r > far_distance);
+            tissue.note(direction, grey, tissue.of(ray_gradient(direction.history, grey)), raised,
+                        r > origin.gate_distance, r > far_distance);
         }
         return direction.radius;
     }

@@ -83,79 +83,134 @@ struct RowRules {
     return of_mean > static_cast<float>(noise_level) ? of_mean : above_noise;
 }
 
-/// The last five grey values of a direction, newest first.
-using GreyHistory = std::array<std::uint16_t, 5>;
+/// The last five grey values of a direction. Packed, so that a new value moves through registers and not through bytes
+/// that were just written.
+class GreyHistory {
+public:
+    [[nodiscard]] int newest() const { return at(0); }
+    [[nodiscard]] bool is_full() const { return oldest != kNotFilled; }
+    /// Sums of three, with `grey` as the one to come.
+    [[nodiscard]] int newer_sum(std::uint16_t grey) const { return grey + at(0) + at(1); }
+    [[nodiscard]] int older_sum() const { return at(2) + at(3) + oldest; }
 
-constexpr std::uint16_t kNotFilled = 65535;
+    void push(std::uint16_t grey) {
+        oldest = static_cast<std::uint16_t>(at(3));
+        recent = recent << kValueBits | grey;
+    }
+    void replace_newest_by_0() { recent &= ~std::uint64_t{kNotFilled}; }
+
+private:
+    static constexpr int kValueBits = 16;
+    static constexpr std::uint16_t kNotFilled = 65535;
+
+    [[nodiscard]] int at(int age) const { return static_cast<std::uint16_t>(recent >> (kValueBits * age)); }
+
+    std::uint64_t recent = ~std::uint64_t{0};  // four values, the newest in the lowest bits
+    std::uint16_t oldest = kNotFilled;
+};
 
 /// What a search knows about one direction.
 struct Direction {
+    GreyHistory history;
     std::uint16_t tolerance;  // background samples still tolerated; 0: closed
-    GreyHistory history{kNotFilled, kNotFilled, kNotFilled, kNotFilled, kNotFilled};
-    float radius = 0.0F;  // pixels, squared during the fast search
+    float radius = 0.0F;      // pixels, squared during the fast search
 
     explicit Direction(std::uint16_t tolerated) : tolerance(tolerated) {}
 
     /// A newest value of 0 marks a contour edge: from there on every sample of the direction is background.
-    [[nodiscard]] bool has_stopped() const { return history[0] == 0; }
-    void stop() { history[0] = 0; }
-
-    void push(std::uint16_t grey) {
-        std::copy_backward(history.begin(), history.end() - 1, history.end());
-        history[0] = grey;
-    }
+    [[nodiscard]] bool has_stopped() const { return history.newest() == 0; }
+    void stop() { history.replace_newest_by_0(); }
 };
-
-[[nodiscard]] inline int newer_sum(const GreyHistory& h, std::uint16_t grey) { return grey + h[0] + h[1]; }
-[[nodiscard]] inline int older_sum(const GreyHistory& h) { return h[2] + h[3] + h[4]; }
 
 /// Fall of the grey level along a ray: mean of three older values less the mean of the three newest. Only the older
 /// mean is rounded to float before the subtraction.
 [[nodiscard]] inline float ray_gradient(const GreyHistory& h, std::uint16_t grey) {
-    if (h[4] == kNotFilled) return 0.0F;
-    const float older = static_cast<float>(older_sum(h) / 3.0);
-    return static_cast<float>(static_cast<double>(older) - newer_sum(h, grey) / 3.0);
+    if (!h.is_full()) return 0.0F;
+    const float older = static_cast<float>(h.older_sum() / 3.0);
+    return static_cast<float>(static_cast<double>(older) - h.newer_sum(grey) / 3.0);
 }
 
-/// The same in the raster searches, where the exact difference of the sums is divided once.
-[[nodiscard]] inline float raster_gradient(const GreyHistory& h, std::uint16_t grey) {
-    if (h[4] == kNotFilled) return 0.0F;
-    return static_cast<float>(older_sum(h) - newer_sum(h, grey)) / 3.0F;
+/// Three times the fall of the grey level along a direction of the raster searches: exact.
+[[nodiscard]] inline int raster_fall(const GreyHistory& h, std::uint16_t grey) {
+    return h.is_full() ? h.older_sum() - h.newer_sum(grey) : 0;
 }
 
-/// The limits of one search.
+/// The gradient of the raster searches: the exact fall is divided once.
+[[nodiscard]] inline float raster_gradient(int fall) { return static_cast<float>(fall) / 3.0F; }
+
+/// The first number of first .. end - 1 for which `holds`, else end. From there on it must hold.
+template <class Holds>
+[[nodiscard]] int first_where(int first, int end, Holds holds) {
+    while (first < end) {
+        const int middle = first + (end - first) / 2;
+        if (holds(middle))
+            end = middle;
+        else
+            first = middle + 1;
+    }
+    return first;
+}
+
+/// How a gradient compares with the two limits of a contour edge.
+struct Steepness {
+    bool falls;
+    bool rises;
+};
+
+/// The limits of one search. They are defined in single precision; as both sides of the comparisons grow with the grey
+/// level, each has a whole number from which on it holds, and the searches compare with that.
 class TissueRules {
 public:
     TissueRules(const SearchSettings& settings, const Masking::Params& params, const ContourState& state)
-        : plain_limit(tissue_threshold(params.bgNoise, settings.noise_level, state)),
-          near_wall_limit(plain_limit * settings.radius_scale),
-          falling(settings.gradient_threshold),
-          gradient_scale(settings.gradient_scale),
+        : falling(settings.gradient_threshold),
           rising(static_cast<double>(settings.border_factor) * -1.0 *
-                 static_cast<double>(settings.gradient_threshold)) {}
-
-    [[nodiscard]] float limit(bool raised) const { return raised ? near_wall_limit : plain_limit; }
-
-    [[nodiscard]] static bool is_tissue(const Direction& direction, std::uint16_t searched, float limit,
-                                        RowRules rules) {
-        return static_cast<float>(searched) > limit && !(rules.stops_at_edges && direction.has_stopped());
+                 static_cast<double>(settings.gradient_threshold)) {
+        const float plain = tissue_threshold(params.bgNoise, settings.noise_level, state);
+        const float raised = plain * settings.radius_scale;
+        for (const bool is_raised : {false, true}) {
+            const float limit = is_raised ? raised : plain;
+            const float dark = limit * settings.gradient_scale;
+            first_tissue[is_raised] =
+                first_where(0, kGreyLevels, [limit](int grey) { return static_cast<float>(grey) > limit; });
+            first_not_dark[is_raised] =
+                first_where(0, kGreyLevels, [dark](int grey) { return !(static_cast<float>(grey) < dark); });
+        }
+        first_fall =
+            first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return of(raster_gradient(f)).falls; });
+        first_flat =
+            first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return !of(raster_gradient(f)).rises; });
     }
+
+    /// `raised`: near the wall tissue must be brighter.
+    [[nodiscard]] bool is_tissue(const Direction& direction, std::uint16_t searched, bool raised,
+                                 RowRules rules) const {
+        return searched >= first_tissue[raised] && !(rules.stops_at_edges && direction.has_stopped());
+    }
+
+    [[nodiscard]] Steepness of(float gradient) const {
+        return {gradient > falling, static_cast<double>(gradient) < rising};
+    }
+    /// The same of a gradient of the raster searches.
+    [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall, fall < first_flat}; }
 
     /// Notes the grey value of a tissue sample and stops the direction at a contour edge: a steep fall to a dark value
     /// beyond the gate (`beyond_gate`), or a steep rise to the brightness of a frame far from the wall (`far_off`).
-    void note(Direction& direction, std::uint16_t grey, float gradient, float limit, bool beyond_gate,
+    void note(Direction& direction, std::uint16_t grey, Steepness steep, bool raised, bool beyond_gate,
               bool far_off) const {
-        direction.push(grey);
-        if (beyond_gate && gradient > falling && static_cast<float>(grey) < limit * gradient_scale) direction.stop();
-        if (grey > Masking::P_FRAME && static_cast<double>(gradient) < rising && far_off) direction.stop();
+        direction.history.push(grey);
+        const bool meets_background = steep.falls && beyond_gate && grey < first_not_dark[raised];
+        const bool meets_frame = steep.rises && far_off && grey > Masking::P_FRAME;
+        if (meets_background || meets_frame) direction.stop();
     }
 
 private:
-    float plain_limit;
-    float near_wall_limit;
+    static constexpr int kGreyLevels = 65536;
+    static constexpr int kLargestFall = 3 * (kGreyLevels - 1);
+
     float falling;
-    float gradient_scale;
     double rising;
+    std::array<int, 2> first_tissue{}, first_not_dark{};  // by "raised"
+    int first_fall = 0, first_flat = 0;
 };
 
 /// Two thirds of the image width: a frame is looked for only farther from the origin than this.

@@ -6,6 +6,10 @@
 
 #include <norvane/image.h>
 
+#include <cstdint>
+#include <functional>
+#include <span>
+
 namespace Norvane::Filter {
 
 /// One of the platform's fixed kernels, 0 to 10 (2 and 3: Sobel for vertical and horizontal edges).
@@ -27,5 +31,10 @@ int ComputeHisto(Image* image, int* histogram, int bins);  ///< counts of `bins`
 /// Scales `src` into `dst` (same format and bits, size chosen by the caller) by about `factor`: bilinear, after a box
 /// blur of `decimationBlur` pixels where it reduces (0: none). Sets pixel size and offsets of `dst`.
 int Resample(const Image* src, Image* dst, float factor, unsigned decimationBlur);
+
+/// What a row of 16-bit samples is read as: (row, result of the same length).
+using RowMap = std::function<void(std::span<const std::uint16_t>, std::span<std::uint16_t>)>;
+/// The same of an unsigned 16-bit image whose rows are read through a map. Reduces only, and blurs by at least a pixel.
+int Resample(const Image* src, Image* dst, float factor, unsigned decimationBlur, const RowMap& row_map);
 
 }  // namespace Norvane::Filter

@@ -31,23 +31,43 @@ unsigned scaled_offset(unsigned offset, float factor) {
     return truncate_to<unsigned>(static_cast<double>(offset) * static_cast<double>(factor) + 0.5);
 }
 
+/// Sets the geometry of `dst` and answers the ratio.
+Ratio match_scaled(const Image& src, Image& dst, float factor) {
+    const Ratio ratio = ratio_for(factor);
+    dst.SetPixelSize(src.GetPixelSize() / ratio.factor());
+    dst.SetOffX(scaled_offset(src.GetOffX(), ratio.factor()));
+    dst.SetOffY(scaled_offset(src.GetOffY(), ratio.factor()));
+    return ratio;
+}
+
+bool are_of_one_kind(const Image& a, const Image& b) {
+    return a.GetBits() == b.GetBits() && a.GetFormat() == b.GetFormat();
+}
+
 }  // namespace
 
 int Resample(const Image* src, Image* dst, float factor, unsigned decimationBlur) {
     if (!src || !dst) return kBadArgument;
-    if (src->GetBits() != dst->GetBits() || src->GetFormat() != dst->GetFormat()) return kUnsupportedImage;
+    if (!are_of_one_kind(*src, *dst)) return kUnsupportedImage;
     return call_on(*src, *dst, [=](const IplHeader* from, const IplHeader* to) {
-        const Ratio ratio = ratio_for(factor);
-        const int up = ratio.numerator, down = ratio.denominator, mask = static_cast<int>(decimationBlur);
-        dst->SetPixelSize(src->GetPixelSize() / ratio.factor());
-        dst->SetOffX(scaled_offset(src->GetOffX(), ratio.factor()));
-        dst->SetOffY(scaled_offset(src->GetOffY(), ratio.factor()));
+        const auto [up, down] = match_scaled(*src, *dst, factor);
+        const int mask = static_cast<int>(decimationBlur);
         if (up > down)
             iplZoom(from, to, up, down, up, down, kBilinear);
         else if (decimationBlur != 0)
             iplDecimateBlur(from, to, up, down, up, down, kBilinear, mask, mask);
         else
             iplDecimate(from, to, up, down, up, down, kBilinear);
+    });
+}
+
+int Resample(const Image* src, Image* dst, float factor, unsigned decimationBlur, const RowMap& row_map) {
+    if (!src || !dst) return kBadArgument;
+    if (!are_of_one_kind(*src, *dst)) return kUnsupportedImage;
+    return call_on(*src, *dst, [=, &row_map](const IplHeader* from, const IplHeader* to) {
+        const auto [up, down] = match_scaled(*src, *dst, factor);
+        const int mask = static_cast<int>(decimationBlur);
+        iplDecimateBlur(from, to, up, down, up, down, kBilinear, mask, mask, &row_map);
     });
 }
 

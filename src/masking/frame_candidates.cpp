@@ -9,6 +9,7 @@
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
+#include "model/wide_vectors.h"
 #include "model/working_image.h"
 
 #include <algorithm>
@@ -194,10 +195,13 @@ bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
             if (largest_of(grey_row(*window, y).subspan(begin, size)) < kBrightestBackground) continue;
             const auto stretch = [&](unsigned row) { return grey_row(*window, row).subspan(begin - 1, size + 2); };
             const auto out = grey_row_to_write(*edge, y).subspan(begin - 1, size + 2);
-            if (is_column_border(border))
-                write_column_edges(stretch(y - 1), stretch(y), stretch(y + 1), is_near, out);
-            else
-                write_row_edges(stretch(is_near ? y - 1 : y + 1), stretch(y), stretch(is_near ? y + 1 : y - 1), out);
+            run_wide([&] {
+                if (is_column_border(border))
+                    write_column_edges(stretch(y - 1), stretch(y), stretch(y + 1), is_near, out);
+                else
+                    write_row_edges(stretch(is_near ? y - 1 : y + 1), stretch(y), stretch(is_near ? y + 1 : y - 1),
+                                    out);
+            });
         }
     }
     return true;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace Norvane {
@@ -42,10 +43,19 @@ int histogram_bins(BG_NOISE noise_class) {
     }
 }
 
+constexpr int kGreyParts = 64;
+
 std::vector<int> histogram_of(Image* image, int bins) {
     std::vector<int> histogram(static_cast<std::size_t>(bins), 0);
     Filter::ComputeHisto(image, histogram.data(), bins);
     return histogram;
+}
+
+/// The same counts in 64 parts, of a histogram whose bins divide them.
+std::vector<int> in_grey_parts(std::span<const int> histogram) {
+    std::vector<int> parts(kGreyParts);
+    for (std::size_t i = 0; i < histogram.size(); ++i) parts[i * kGreyParts / histogram.size()] += histogram[i];
+    return parts;
 }
 
 /// The level of the background's histogram peak stands at its bin; the returned bin is the first one above the noise.
@@ -86,6 +96,7 @@ int Masking::auto_calc_noise_level(Image* image) {
     if (image == nullptr || image->GetBits() != 16) return 0;
     const int bins = histogram_bins(params.bgNoise);
     const std::vector<int> histogram = histogram_of(image, bins);
+    if (greyParts) greyParts = in_grey_parts(histogram);
     const unsigned perimeter = 2 * (image->GetWidth() + image->GetHeight());
     return (bin_above_background(histogram, perimeter, params.bgNoise) * kGreyLevels) / bins;
 }
@@ -107,14 +118,14 @@ unsigned short Masking::find_tissue_mean(Image* /*image*/, int* histogram, int b
 }
 
 void Masking::extract_thresholds(Image* image) {
-    constexpr int kBins = 64;
     constexpr double kAboveNoise =
         1.1F;  // tissue threshold of images of low contrast, as a multiple of the noise level
     if (contourState == nullptr) return;
     ContourState& state = *contourState;
-    std::vector<int> histogram = histogram_of(image, kBins);
+    std::vector<int> histogram =
+        greyParts && !greyParts->empty() ? std::move(*greyParts) : histogram_of(image, kGreyParts);
     state.backgroundLevel = static_cast<unsigned short>(P_BACKGROUND);
-    state.tissueMean = find_tissue_mean(image, histogram.data(), kBins);
+    state.tissueMean = find_tissue_mean(image, histogram.data(), kGreyParts);
     state.thresholdScale = threshScale;
 
     const double threshold = state.tissueMean <= P_TISSUE ? backgroundNoiseLevel * kAboveNoise

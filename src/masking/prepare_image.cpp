@@ -6,17 +6,20 @@
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
+#include "model/wide_vectors.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace Norvane {
 namespace {
 
 constexpr std::size_t kGreyLevels = 65536;
+constexpr unsigned kAllBits = 16;
 constexpr std::uint16_t kSignBit = 0x8000;
 constexpr std::uint16_t kFloorOfFixedMid = Masking::P_BACKGROUND;  // BG_FIXED_MID knows no darker background
 
@@ -46,7 +49,42 @@ Image* owned_copy(const Image& source, GarbageList& garbage) {
     return copy;
 }
 
-std::unique_ptr<Image> resampled(const Image& image, float& scale) {
+/// Grey values v of 16 bits become (v ^ flip) * factor, modulo 65536. All steps of the preparation are of this kind:
+/// the shift of signed samples flips the top bit, inversion flips all, and of two products modulo 65536 only the
+/// product of their factors counts.
+struct GreyMap {
+    std::uint16_t flip = 0;
+    std::uint16_t factor = 1;
+
+    [[nodiscard]] std::uint16_t operator()(unsigned v) const { return static_cast<std::uint16_t>((v ^ flip) * factor); }
+    void map(std::span<const std::uint16_t> from, std::span<std::uint16_t> to) const {
+        run_wide([*this, from, to] {
+            for (std::size_t x = 0; x < to.size(); ++x) to[x] = operator()(from[x]);
+        });
+    }
+    /// The largest value that a pixel of the image becomes, padding columns included.
+    [[nodiscard]] std::uint16_t largest_of(const Image& image) const {
+        std::uint16_t largest = 0;
+        for (unsigned y = 0; y < image.GetHeight(); ++y)
+            run_wide([*this, &largest, row = whole_row_of<const std::uint16_t>(image, y)] {
+                std::uint16_t found = largest;
+                for (const std::uint16_t v : row) found = std::max(found, operator()(v));
+                largest = found;
+            });
+        return largest;
+    }
+    /// The values of this map, multiplied.
+    [[nodiscard]] GreyMap times(unsigned k) const { return {flip, static_cast<std::uint16_t>(factor * k)}; }
+};
+
+/// From `used_bits` to 16, inverted or not, of samples whose bits `flip` are flipped. More than 16 used bits map to 0.
+GreyMap levels_map(unsigned used_bits, bool inverted, std::uint16_t flip) {
+    const unsigned factor = used_bits <= kAllBits ? 1U << (kAllBits - used_bits) : 0U;
+    return {static_cast<std::uint16_t>(inverted ? flip ^ (kGreyLevels - 1) : flip), static_cast<std::uint16_t>(factor)};
+}
+
+/// An image of the working pixel size; `read_as`, if there is one, is what its rows are taken for.
+std::unique_ptr<Image> resampled(const Image& image, float& scale, const GreyMap* read_as = nullptr) {
     scale = static_cast<float>(static_cast<double>(image.GetPixelSize()) /
                                static_cast<double>(Masking::c_lowres_pixelsize));
     const auto factor = static_cast<double>(scale);
@@ -54,17 +92,19 @@ std::unique_ptr<Image> resampled(const Image& image, float& scale) {
     auto result = std::make_unique<Image>(image.GetFormat(), image.GetBits(), scaled(image.GetWidth()),
                                           scaled(image.GetHeight()), true);
     result->MatchSecondaryTo(&image);
-    Filter::Resample(&image, result.get(), scale, truncate_to<unsigned>(1.0 / factor + 0.5));
+    const auto mask_size = truncate_to<unsigned>(1.0 / factor + 0.5);
+    if (read_as != nullptr)
+        Filter::Resample(&image, result.get(), scale, mask_size,
+                         [read_as](auto from, auto to) { read_as->map(from, to); });
+    else
+        Filter::Resample(&image, result.get(), scale, mask_size);
     return result;
 }
 
-/// Maps grey levels of `used_bits` to 16 bits, inverted or not, in 32-bit arithmetic. More than 16 used bits map to 0.
-std::vector<int> grey_table(unsigned used_bits, bool inverted) {
-    const std::uint32_t factor = used_bits <= 16 ? std::uint32_t{1} << (16 - used_bits) : 0;
-    std::vector<int> table(kGreyLevels);
-    for (std::uint32_t i = 0; i < kGreyLevels; ++i)
-        table[i] = static_cast<int>(factor * (inverted ? static_cast<std::uint32_t>(kGreyLevels - 1) - i : i));
-    return table;
+/// The whole number that brings the largest grey level closest to white; 1 where none does.
+int whitening_factor(double largest) {
+    constexpr double kWhite = 65535.0;
+    return largest > 0.0 ? std::max(truncate_to<int>(kWhite / largest), 1) : 1;
 }
 
 /// The host's grey values, which go the way of the pixels.
@@ -72,29 +112,67 @@ class PaddingValues {
 public:
     PaddingValues(unsigned short* value, unsigned short* range_limit) : values{value, range_limit} {}
 
-    void look_up(const std::vector<int>& table) const {
+    void look_up(const GreyMap& levels) const {
         for (unsigned short* v : values)
-            if (v != nullptr) *v = static_cast<unsigned short>(table[*v]);
-    }
-    void multiply(int factor) const {
-        for (unsigned short* v : values)
-            if (v != nullptr) *v = static_cast<unsigned short>(*v * static_cast<unsigned>(factor));
+            if (v != nullptr) *v = levels(*v);
     }
 
 private:
     unsigned short* values[2];
 };
 
-/// Multiplies by the whole number that brings the largest grey level closest to white.
-void normalise(Image& image, const PaddingValues& padding) {
-    constexpr double kWhite = 65535.0;
+/// Whether the operations on unsigned 16-bit images take it.
+bool is_plain(const Image& image) {
+    return image.GetBits() == 16 && image.GetFormat() == FORMAT_UNSIGNED && image.GetBuffer() != nullptr &&
+           std::size_t{image.GetStride()} * sizeof(std::uint16_t) % Image::ALIGN == 0;
+}
+
+/// Two passes over the source: one finds its largest grey level, one resamples it. What is not to be changed in place
+/// is read through a map, row by row.
+std::unique_ptr<Image> prepare_by_rows(Image& image, float& scale, bool resample_first, const PaddingValues& padding) {
+    // Samples that use all 16 bits are signed.
+    const GreyMap shift{image.GetUsedBits() == kAllBits ? kSignBit : std::uint16_t{0}, 1};
+    std::unique_ptr<Image> result;
+    if (resample_first) result = resampled(image, scale, shift.flip != 0 ? &shift : nullptr);
+    Image& grey = resample_first ? *result : image;
+
+    const GreyMap levels = levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), resample_first ? 0 : shift.flip);
+    const auto factor = static_cast<unsigned>(whitening_factor(levels.largest_of(grey)));
+    const GreyMap map = levels.times(factor);
+    padding.look_up(levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), 0).times(factor));
+    if (!resample_first && (shift.flip != 0 || !image.GetIsBufferOwner())) return resampled(image, scale, &map);
+
+    for (unsigned y = 0; y < grey.GetHeight(); ++y)
+        map.map(whole_row_of<std::uint16_t>(grey, y), whole_row_of<std::uint16_t>(grey, y));
+    return resample_first ? std::move(result) : resampled(image, scale);
+}
+
+/// The same operation by operation, on whole images: each decides by itself whether it takes an image of this kind, and
+/// a host's resampler can return any. Null where the resampler returns none.
+std::unique_ptr<Image> prepare_by_operations(Image& image, float& scale, bool resample_first,
+                                             Image* (*resampler)(Image*, float&), const PaddingValues& padding) {
+    GarbageList garbage;
+    Image* current = &image;
+    std::unique_ptr<Image> result;
+    if (image.GetUsedBits() == kAllBits && resampler == nullptr) current = shifted_copy(image, garbage);
+    if (resample_first) {
+        result = resampler != nullptr ? std::unique_ptr<Image>(resampler(current, scale)) : resampled(*current, scale);
+        if (result == nullptr) return nullptr;
+        current = result.get();
+    }
+    if (!current->GetIsBufferOwner())  // somebody else's pixels stay as they are
+        current = owned_copy(*current, garbage);
+
+    const GreyMap levels = levels_map(current->GetUsedBits(), current->GetNeedsInversion(), 0);
+    std::vector<int> table(kGreyLevels);
+    for (std::size_t i = 0; i < kGreyLevels; ++i) table[i] = levels(static_cast<unsigned>(i));
+    Filter::ContrastStretch(current, 0, 1, table.data(), static_cast<int>(kGreyLevels));
     double largest = 0.0;
-    Filter::Norm(&image, &largest);
-    if (!(largest > 0.0)) return;
-    const int factor = truncate_to<int>(kWhite / largest);
-    if (factor <= 1) return;
-    Filter::MultiplyS(&image, factor);
-    padding.multiply(factor);
+    Filter::Norm(current, &largest);
+    const int factor = whitening_factor(largest);
+    if (factor > 1) Filter::MultiplyS(current, factor);
+    padding.look_up(levels.times(static_cast<unsigned>(factor)));
+    return resample_first ? std::move(result) : resampled(*current, scale);
 }
 
 void raise_to(std::uint16_t floor, Image& image) {
@@ -110,28 +188,11 @@ Image* PrepareImage(Image* image, float& scale, BG_NOISE bgNoise, bool resampleF
                     Image* (*resampler)(Image*, float&), unsigned short* paddingValue,
                     unsigned short* paddingRangeLimit) {
     if (!can_be_prepared(image)) return nullptr;
-    GarbageList garbage;
-    Image* current = image;
-    std::unique_ptr<Image> result;
-
-    // Samples that use all 16 bits are signed.
-    if (image->GetUsedBits() == 16 && resampler == nullptr) current = shifted_copy(*image, garbage);
-    if (resampleFirst) {
-        result = resampler != nullptr ? std::unique_ptr<Image>(resampler(current, scale)) : resampled(*current, scale);
-        if (result == nullptr) return nullptr;
-        current = result.get();
-    }
-    if (!current->GetIsBufferOwner())  // somebody else's pixels stay as they are
-        current = owned_copy(*current, garbage);
-
     const PaddingValues padding(paddingValue, paddingRangeLimit);
-    std::vector<int> table = grey_table(current->GetUsedBits(), current->GetNeedsInversion());
-    Filter::ContrastStretch(current, 0, 1, table.data(), static_cast<int>(kGreyLevels));
-    padding.look_up(table);
-    normalise(*current, padding);
-
-    if (!resampleFirst) result = resampled(*current, scale);
-    if (bgNoise == BG_FIXED_MID) raise_to(kFloorOfFixedMid, *result);
+    std::unique_ptr<Image> result = resampler == nullptr && is_plain(*image)
+                                        ? prepare_by_rows(*image, scale, resampleFirst, padding)
+                                        : prepare_by_operations(*image, scale, resampleFirst, resampler, padding);
+    if (result != nullptr && bgNoise == BG_FIXED_MID) raise_to(kFloorOfFixedMid, *result);
     return result.release();
 }
 

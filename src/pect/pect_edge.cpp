@@ -6,6 +6,7 @@
 #include "model/mask_reader.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
+#include "model/wide_vectors.h"
 #include "model/working_image.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <span>
 
 namespace Norvane {
@@ -64,8 +66,12 @@ public:
     [[nodiscard]] Gradients gradients_from(std::size_t x, std::span<const float> kernel) const {
         Gradients sums;
         for (std::size_t r = 0; r < kRows; ++r) {
-            add_row(window[r].subspan(x).first<kColumns - 1 + kLanes>(),
-                    kernel.subspan(r * 2 * kColumns).first<2 * kColumns>(), sums);
+            const auto pixels = window[r].subspan(x).first<kColumns - 1 + kLanes>();
+            const auto weights = kernel.subspan(r * 2 * kColumns).first<2 * kColumns>();
+            if (r == kHalfY)
+                add_row<true>(pixels, weights, sums);
+            else
+                add_row<false>(pixels, weights, sums);
         }
         return sums;
     }
@@ -74,14 +80,16 @@ private:
     static constexpr int kRows = 2 * kHalfY + 1;
     static constexpr std::size_t kColumns = 2 * kHalfX + 1;
 
-    /// The lanes are the vectorised loop; the cells of the row, unrolled, keep their order inside each lane.
+    /// The lanes are the vectorised loop; the cells of the row, unrolled, keep their order inside each lane. Weights
+    /// that are zero, x in the middle column and y in the middle row, add nothing.
+    template <bool IsMiddle>
     static void add_row(std::span<const float, kColumns - 1 + kLanes> pixels,
                         std::span<const float, 2 * kColumns> weights, Gradients& sums) {
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
             float gx = sums.gx[lane], gy = sums.gy[lane];
             for (std::size_t column = 0; column < kColumns; ++column) {
-                gx += pixels[lane + column] * weights[2 * column];
-                gy += pixels[lane + column] * weights[2 * column + 1];
+                if (column != kHalfX) gx += pixels[lane + column] * weights[2 * column];
+                if (!IsMiddle) gy += pixels[lane + column] * weights[2 * column + 1];
             }
             sums.gx[lane] = gx;
             sums.gy[lane] = gy;
@@ -115,55 +123,93 @@ struct DirectionTest {
     float kernel_sum;
     float tan_min, tan_max;
 
-    /// The magnitude of a gradient (its low 16 bits), or 0 when its direction lies outside the limits.
-    [[nodiscard]] std::uint16_t magnitude(float gx, float gy) const {
-        gx /= kernel_sum;
-        gy /= kernel_sum;
-        if (gx == 0.0F) return 0;
-        const float slope = gy / gx;
-        if (!(tan_min < slope && slope < tan_max)) return 0;
-        const float squares = gx * gx + gy * gy;
-        return static_cast<std::uint16_t>(truncate_to<int>(std::sqrt(static_cast<double>(squares))));
+    /// The magnitudes of gradients (their low 16 bits), or 0 where the direction lies outside the limits.
+    void magnitudes(const Gradients& sums, std::span<std::uint16_t, kLanes> to) const {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const float gx = sums.gx[lane] / kernel_sum, gy = sums.gy[lane] / kernel_sum;
+            const float slope = gy / gx;  // compares false where gx and gy are 0; gx alone is looked at below
+            const bool fits = (gx != 0.0F) & (tan_min < slope) & (slope < tan_max);
+            const float squares = gx * gx + gy * gy;
+            // Of 16-bit pixels, so the root is far below the largest int.
+            const int root = static_cast<int>(std::sqrt(static_cast<double>(fits ? squares : 0.0F)));
+            to[lane] = static_cast<std::uint16_t>(root);
+        }
     }
 };
 
 /// Edge magnitudes of one row of the region.
 class EdgeRow {
 public:
-    EdgeRow(const Image& roi, std::int64_t y, unsigned background)
-        : grey(grey_row(roi, static_cast<unsigned>(y))),
-          window_top(grey_row(roi, static_cast<unsigned>(std::max<std::int64_t>(y - kHalfY, 0)))),
-          threshold(background) {}
+    explicit EdgeRow(const Image& source, unsigned background)
+        : roi(source), threshold(background), grey(source.GetWidth() + kLanes), above(grey.size() + 2 * kHalfX) {}
+
+    void move_to(std::int64_t y) {
+        std::ranges::copy(grey_row(roi, static_cast<unsigned>(y)), grey.begin());
+        // Beyond the region its outermost pixels count.
+        const auto row = grey_row(roi, static_cast<unsigned>(std::max<std::int64_t>(y - kHalfY, 0)));
+        std::fill_n(above.begin(), kHalfX, row.front());
+        std::fill(std::ranges::copy(row, above.begin() + kHalfX).out, above.end(), row.back());
+    }
 
     void write(const Span& span, const KernelWindow& window, std::span<const float> kernel, const DirectionTest& test,
-               std::span<std::uint16_t> edges) const {
+               std::span<std::uint16_t> edges) {
         for (std::int64_t from = span.first; from <= span.last; from += kLanes) {
-            const std::int64_t end = std::min<std::int64_t>(from + kLanes, span.last + 1);
-            std::int64_t x = from;
-            while (x < end && !is_candidate(x)) ++x;
-            if (x == end) continue;
-            const Gradients sums = window.gradients_from(static_cast<std::size_t>(from), kernel);
-            for (; x < end; ++x) {
-                if (!is_candidate(x)) continue;
-                const auto lane = static_cast<std::size_t>(x - from);
-                edges[static_cast<std::size_t>(x)] = test.magnitude(sums.gx.at(lane), sums.gy.at(lane));
-            }
+            const auto x = static_cast<std::size_t>(from);
+            std::array<std::uint16_t, kLanes> candidates;
+            if (!find_candidates(x, candidates)) continue;
+            std::array<std::uint16_t, kLanes> magnitudes;
+            test.magnitudes(window.gradients_from(x, kernel), magnitudes);
+            for (std::size_t lane = 0; lane < kLanes; ++lane) magnitudes[lane] &= candidates[lane];
+            const auto count = std::min<std::int64_t>(kLanes, span.last + 1 - from);
+            std::copy_n(magnitudes.begin(), count, edges.begin() + from);
+            for (const std::uint16_t v : std::span(magnitudes).first(static_cast<std::size_t>(count)))
+                if (v != 0) ++counts[v];
         }
     }
 
+    /// How many edges of each magnitude were written.
+    [[nodiscard]] std::span<const int> histogram() const { return counts; }
+
 private:
-    /// Background is dark, and next to what was cut off (zero) the kernel would see the cut instead of the muscle.
-    [[nodiscard]] bool is_candidate(std::int64_t x) const {
-        const auto last = static_cast<std::int64_t>(grey.size()) - 1;
-        return grey[static_cast<std::size_t>(x)] >= threshold &&
-               window_top[static_cast<std::size_t>(std::max<std::int64_t>(x - kHalfX, 0))] != 0 &&
-               window_top[static_cast<std::size_t>(std::min(x + kHalfX, last))] != 0;
+    /// All bits set where a pixel may be an edge: background is dark, and next to what was cut off (zero) the kernel
+    /// would see the cut instead of the muscle. Whether there is any.
+    [[nodiscard]] bool find_candidates(std::size_t x, std::span<std::uint16_t, kLanes> candidates) const {
+        unsigned any = 0;
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const bool is_candidate =
+                (grey[x + lane] >= threshold) & (above[x + lane] != 0) & (above[x + lane + 2 * kHalfX] != 0);
+            candidates[lane] = is_candidate ? 0xFFFF : 0;
+            any |= candidates[lane];
+        }
+        return any != 0;
     }
 
-    std::span<const std::uint16_t> grey;
-    std::span<const std::uint16_t> window_top;
+    const Image& roi;
     unsigned threshold;
+    std::vector<std::uint16_t> grey;  // the row, and room for the last lanes
+    std::vector<int> counts = std::vector<int>(kGreyLevels);
+    std::vector<std::uint16_t> above;  // the window's top row, with the window's reach on both sides
 };
+
+/// The grey level that a fraction of the image's pixels, the brightest, reach; at least 1. `histogram` counts each
+/// level above 0.
+unsigned short upper_level(const Image* image, std::span<const int> histogram, float fraction) {
+    const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
+    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(pixels) * fraction));
+    std::int64_t sum = 0;
+    for (unsigned level = kGreyLevels - 1; level > 1; --level) {
+        sum += histogram[level];
+        if (sum >= target) return static_cast<unsigned short>(level);
+    }
+    return 1;
+}
+
+/// Level 1 or the largest where the fraction asks for all pixels or for none.
+std::optional<unsigned short> level_at_the_ends(float fraction) {
+    if (fraction >= 1.0F) return 1;
+    if (fraction <= 0.0F) return kGreyLevels - 1;
+    return std::nullopt;
+}
 
 float tangent_of_degrees(int angle) { return static_cast<float>(std::tan(angle * std::numbers::pi / 180.0)); }
 
@@ -224,18 +270,10 @@ unsigned short PectDetect::get_masked_bkg_threshold(Image* roi, Mask* mask, floa
 }
 
 unsigned short PectDetect::get_upper_percent_grayvalue(Image* image, float fraction) {
-    if (fraction >= 1.0F) return 1;
-    if (fraction <= 0.0F) return kGreyLevels - 1;
-    const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
-    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(pixels) * fraction));
+    if (const auto level = level_at_the_ends(fraction)) return *level;
     std::vector<int> histogram(kGreyLevels);
     Filter::ComputeHisto(image, histogram.data(), kGreyLevels);
-    std::int64_t sum = 0;
-    for (unsigned level = kGreyLevels - 1; level > 1; --level) {
-        sum += histogram[level];
-        if (sum >= target) return static_cast<unsigned short>(level);
-    }
-    return 1;
+    return upper_level(image, histogram, fraction);
 }
 
 bool PectDetect::get_pect_edge(Image* roi, Image*& edge, Mask* mask, int margin, float edgeFraction, int minAngle,
@@ -253,6 +291,7 @@ bool PectDetect::get_pect_edge(Image* roi, Image*& edge, Mask* mask, int margin,
     auto edges = std::make_unique<Image>(roi, true);
     const unsigned threshold = get_masked_bkg_threshold(roi, mask, C_BKG_PERCENTAGE);
     KernelWindow window(*roi);
+    EdgeRow row(*roi, threshold);
     MaskReader rows(*mask);
     const std::int64_t end = std::int64_t{roi->GetHeight()} - margin;
     for (std::int64_t y = margin; y < end; ++y) {
@@ -263,10 +302,11 @@ bool PectDetect::get_pect_edge(Image* roi, Image*& edge, Mask* mask, int margin,
         span.last = std::min<std::int64_t>(span.last, std::int64_t{roi->GetWidth()} - margin - 1);
         if (span.first > span.last) continue;
         window.move_to(y);
-        EdgeRow(*roi, y, threshold)
-            .write(span, window, kernel, test, grey_row_to_write(*edges, static_cast<unsigned>(y)));
+        row.move_to(y);
+        run_wide([&] { row.write(span, window, kernel, test, grey_row_to_write(*edges, static_cast<unsigned>(y))); });
     }
-    Filter::Threshold(edges.get(), get_upper_percent_grayvalue(edges.get(), edgeFraction));
+    const auto strongest = level_at_the_ends(edgeFraction);
+    Filter::Threshold(edges.get(), strongest ? *strongest : upper_level(edges.get(), row.histogram(), edgeFraction));
     edge = edges.release();
     return true;
 }

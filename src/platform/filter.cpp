@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Convolution with the predefined kernels, and the box blur. Zeros lie outside the image.
+#include "model/wide_vectors.h"
 #include "platform/raster.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
 
 namespace Norvane {
 
@@ -38,71 +42,116 @@ template <class Sample>
 using KernelSum = std::conditional_t<std::is_floating_point_v<Sample>, double,
                                      std::conditional_t<sizeof(Sample) == 4, std::int64_t, std::int32_t>>;
 
-/// The source rows that a kernel of Size x Size cells meets, widened, with zeros on all four sides.
+/// Pixels whose sums are taken together.
+constexpr std::size_t kLanes = 16;
+
+/// The source rows that a kernel of Size x Size cells meets, with zeros on all four sides. Rows are asked for in
+/// ascending order from 0.
 template <class Sample, std::size_t Size>
 class KernelRows {
 public:
-    using Sum = KernelSum<Sample>;
-    static constexpr std::size_t kReach = Size / 2;
-
-    explicit KernelRows(const IplHeader& src) : source(src) {
-        for (auto& row : rows) row.assign(source.width + 2 * kReach, Sum{0});
+    /// `largest_exact`: see has_exact_sums().
+    KernelRows(const IplHeader& src, float largest_exact) : source(src), largest(largest_exact) {
+        for (auto& row : rows) row.assign(source.width + 2 * kReach + kLanes, Sample{0});
+        is_whole.fill(true);
         for (std::size_t y = 0; y < kReach && y < source.height; ++y) load(y);
     }
 
-    /// Adds up kernel cells times source pixels for row `y`; rows must be asked for in ascending order from 0. The
-    /// kernel is turned by 180 degrees, and its products are added row by row over its cells: floats depend on the
-    /// order.
-    void convolve(std::size_t y, const std::array<Sum, Size * Size>& cells, std::vector<Sum>& sums) {
-        if (y + kReach < source.height)
+    void move_to(std::size_t y) {
+        if (y + kReach < source.height) {
             load(y + kReach);
-        else
-            std::ranges::fill(row_for(y + kReach), Sum{0});
-        std::array<std::span<const Sum>, Size> met;  // by kernel row
-        for (std::size_t j = 0; j < Size; ++j) met[j] = row_for(y + Size - 1 - j - kReach);
-        for (std::size_t x = 0; x < sums.size(); ++x) {
+        } else {
+            std::ranges::fill(rows[slot(y + kReach)], Sample{0});
+            is_whole[slot(y + kReach)] = true;
+        }
+        for (std::size_t j = 0; j < Size; ++j) met[j] = rows[slot(y + Size - 1 - j - kReach)];
+    }
+
+    /// Whether all samples that the kernel meets are whole numbers of at most the given magnitude, as after a
+    /// conversion from integers, so that their sums are exact in single precision, too.
+    [[nodiscard]] bool has_exact_sums() const { return std::ranges::all_of(is_whole, std::identity()); }
+
+    /// Kernel cells times source pixels, added up for the pixels x .. x + kLanes - 1. The kernel is turned by 180
+    /// degrees, and its products are added row by row over its cells: floats depend on the order. The lanes are the
+    /// vectorised loop; the cells, unrolled, keep their order inside each lane.
+    template <class Sum>
+    [[nodiscard]] std::array<Sum, kLanes> sums_from(std::size_t x, const std::array<Sum, Size * Size>& cells) const {
+        std::array<Sum, kLanes> sums;
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
             Sum sum = 0;
             for (std::size_t j = 0; j < Size; ++j)
-                for (std::size_t i = 0; i < Size; ++i) sum += cells[j * Size + i] * met[j][x + Size - 1 - i];
-            sums[x] = sum;
+                for (std::size_t i = 0; i < Size; ++i)
+                    // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters
+                    sum += cells[j * Size + i] * static_cast<Sum>(met[j][x + lane + Size - 1 - i]);
+            sums[lane] = sum;
         }
+        return sums;
     }
 
 private:
+    static constexpr std::size_t kReach = Size / 2;
+
     /// The slot of row `y`, which may be up to kReach above the first: -1 has wrapped, and adding Size brings it back.
-    std::span<Sum> row_for(std::size_t y) { return rows[(y + Size) % Size]; }
+    [[nodiscard]] static std::size_t slot(std::size_t y) { return (y + Size) % Size; }
 
     void load(std::size_t y) {
         const auto from = row_of<Sample>(source, y);
-        const auto to = row_for(y).subspan(kReach);
-        // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters
-        for (std::size_t x = 0; x < from.size(); ++x) to[x] = static_cast<Sum>(from[x]);
+        const auto to = std::span(rows[slot(y)]).subspan(kReach, from.size());
+        std::ranges::copy(from, to.begin());
+        if constexpr (std::is_same_v<Sample, float>) {
+            constexpr float kWholeOnly =
+                12582912.0F;  // 1.5 * 2^23: a sum with it has no room for fractions, up to 2^22
+            unsigned misfits = 0;
+            for (const float v : to) {  // a NaN compares false
+                misfits |= (v + kWholeOnly) - kWholeOnly == v ? 0U : 1U;
+                misfits |= std::fabs(v) <= largest ? 0U : 1U;
+            }
+            is_whole[slot(y)] = misfits == 0;
+        }
     }
 
     const IplHeader& source;
-    std::array<std::vector<Sum>, Size> rows;
+    float largest;
+    std::array<std::vector<Sample>, Size> rows;
+    std::array<bool, Size> is_whole{};
+    std::array<std::span<const Sample>, Size> met;  // by kernel row
 };
 
-template <class Sample>
-void write_quotients(std::span<const KernelSum<Sample>> sums, int divisor, std::span<Sample> to) {
-    for (std::size_t x = 0; x < to.size(); ++x) {
-        if constexpr (std::is_floating_point_v<Sample>)
-            to[x] = static_cast<Sample>(sums[x] / static_cast<double>(divisor));
-        else
-            to[x] = saturate<Sample>(divisor == 1 ? std::int64_t{sums[x]} : divide_half_up(sums[x], divisor));
-    }
+template <class Sample, class Sum>
+Sample quotient(Sum sum, int divisor) {
+    if constexpr (std::is_floating_point_v<Sample>)
+        return divisor == 1 ? static_cast<Sample>(sum) : static_cast<Sample>(static_cast<double>(sum) / divisor);
+    else
+        return saturate<Sample>(divisor == 1 ? std::int64_t{sum} : divide_half_up(sum, divisor));
+}
+
+template <class Sum, class Sample, std::size_t Size>
+void convolve_row(const KernelRows<Sample, Size>& rows, const Kernel& kernel, std::span<Sample> to) {
+    std::array<Sum, Size * Size> cells;
+    for (std::size_t i = 0; i < cells.size(); ++i) cells[i] = static_cast<Sum>(kernel.cells[i]);
+    const auto write = [&rows, &cells, to, divisor = kernel.divisor](std::size_t x, std::size_t count) {
+        const auto sums = rows.template sums_from<Sum>(x, cells);
+        for (std::size_t lane = 0; lane < count; ++lane) to[x + lane] = quotient<Sample>(sums[lane], divisor);
+    };
+    std::size_t x = 0;
+    for (; x + kLanes <= to.size(); x += kLanes) write(x, kLanes);
+    if (x < to.size()) write(x, to.size() - x);
 }
 
 template <class Sample, std::size_t Size>
 void convolve(const IplHeader& src, const IplHeader& dst, const Kernel& kernel) {
-    using Sum = KernelSum<Sample>;
-    std::array<Sum, Size * Size> cells;
-    for (std::size_t i = 0; i < cells.size(); ++i) cells[i] = static_cast<Sum>(kernel.cells[i]);
-    KernelRows<Sample, Size> rows(src);
-    std::vector<Sum> sums(src.width);
+    constexpr float kExact = 16777216.0F;  // 2^24, up to which floats hold every whole number
+    int weight = 4;                        // at least, for samples of up to 2^22
+    for (const int cell : kernel.cells) weight += std::abs(cell);
+    KernelRows<Sample, Size> rows(src, kExact / static_cast<float>(weight));
     for (std::size_t y = 0; y < src.height; ++y) {  // reads a row before it is written, so both may be one image
-        rows.convolve(y, cells, sums);
-        write_quotients<Sample>(sums, kernel.divisor, row_to_write<Sample>(dst, y));
+        run_wide([&] {
+            rows.move_to(y);
+            const auto to = row_to_write<Sample>(dst, y);
+            if constexpr (std::is_same_v<Sample, float>)
+                if (rows.has_exact_sums()) return convolve_row<float>(rows, kernel, to);
+            convolve_row<KernelSum<Sample>>(rows, kernel, to);
+        });
     }
 }
 
@@ -115,22 +164,23 @@ struct Box {
 /// Means of sums over n <= kFastBoxCells samples of at most 16 bits, without a division.
 ///
 /// floor(s / n + 1/2) is floor((2 s + n) / 2 n), and half a unit added to that numerator keeps the quotient at least
-/// 1 / 4 n away from every integer. The product with the rounded reciprocal errs by less than 2^-36, so that truncation
-/// gives the exact floor. Signed samples are shifted to be positive first.
+/// 1 / 4 n away from every integer. The product with the rounded reciprocal and the sum with the rounded rest err by
+/// less than 2^-34, so that truncation gives the exact floor. Signed samples are shifted to be positive first.
 constexpr std::int64_t kFastBoxCells = 32768;  // 65535 times this fits 31 bits
 
 template <class Sample>
 class RoundedMean {
 public:
     explicit RoundedMean(std::int64_t n)
-        : offset(static_cast<double>((2 * kShift + 1) * n) + 0.5), reciprocal(1.0 / static_cast<double>(2 * n)) {}
+        : reciprocal(1.0 / static_cast<double>(n)),
+          rest((static_cast<double>((2 * kShift + 1) * n) + 0.5) / static_cast<double>(2 * n)) {}
     [[nodiscard]] Sample operator()(std::int32_t sum) const {
-        return static_cast<Sample>(static_cast<std::int32_t>((2.0 * sum + offset) * reciprocal) - kShift);
+        return static_cast<Sample>(static_cast<std::int32_t>(sum * reciprocal + rest) - kShift);
     }
 
 private:
     static constexpr std::int32_t kShift = -std::int32_t{std::numeric_limits<Sample>::min()};
-    double offset, reciprocal;
+    double reciprocal, rest;
 };
 
 template <class Sample>
@@ -143,72 +193,86 @@ private:
     std::int64_t cells;
 };
 
-/// to[x] = running[x + shift], where running repeats its first value to the left and its last to the right.
-template <class Sum>
-void copy_shifted(std::span<const Sum> running, std::int64_t shift, std::span<Sum> to) {
-    const auto width = static_cast<std::int64_t>(to.size());
-    const std::int64_t before = std::clamp(-shift, std::int64_t{0}, width);
-    const std::int64_t inside = std::clamp(width - shift, before, width);
-    std::fill(to.begin(), to.begin() + before, running.front());
-    if (inside > before) std::copy_n(running.begin() + (before + shift), inside - before, to.begin() + before);
-    std::fill(to.begin() + inside, to.end(), running.back());
-}
-
 /// Sums of the columns over the rows of the box, kept up to date from row to row. The arithmetic is modulo 2^32 or
 /// 2^64; the sums over a whole box fit, so their differences are exact.
 template <class Sample, class Sum>
 class ColumnSums {
 public:
-    ColumnSums(const IplHeader& src, const Box& b) : source(src), box(b), sums(src.width), running(src.width + 1) {
+    ColumnSums(const IplHeader& src, const Box& b)
+        : source(src),
+          box(b),
+          left_margin(margin(-box.left)),
+          sums(src.width),
+          running(left_margin + src.width + 1 + margin(box.left + box.cols)) {
         const std::int64_t last = std::min<std::int64_t>(box.top + box.rows, source.height) - 1;
-        for (std::int64_t y = std::max<std::int64_t>(box.top, 0); y <= last; ++y) add(y);
+        for (std::int64_t y = std::max<std::int64_t>(box.top, 0); y <= last; ++y) exchange(row_at(y), {});
     }
 
     /// From the rows around `y` to the rows around y + 1.
-    void advance(std::int64_t y) {
-        if (is_row(y + box.top + box.rows)) add(y + box.top + box.rows);
-        if (!is_row(y + box.top)) return;
-        const auto row = row_of<Sample>(source, static_cast<std::size_t>(y + box.top));
-        for (std::size_t x = 0; x < row.size(); ++x) sums[x] -= static_cast<Sum>(row[x]);
-    }
+    void advance(std::int64_t y) { exchange(row_at(y + box.top + box.rows), row_at(y + box.top)); }
 
-    /// running_sums()[x]: the sum of the columns left of x.
-    std::span<const Sum> running_sums() {
+    /// The sums over the columns left of the boxes around each pixel, and up to the end of them: their difference is
+    /// the sum over the box. The zeros beyond both ends add nothing.
+    struct Ends {
+        std::span<const Sum> before, through;
+    };
+    Ends box_ends() {
         Sum sum = 0;
-        for (std::size_t x = 0; x < sums.size(); ++x) {
-            running[x] = sum;
-            sum += sums[x];
+        auto* to = &running[left_margin];
+        for (const Sum column : sums) {
+            *to++ = sum;
+            sum += column;
         }
-        running.back() = sum;
-        return running;
+        std::fill(running.begin() + (to - running.data()), running.end(), sum);
+        return {shifted(box.left), shifted(box.left + box.cols)};
     }
 
 private:
-    [[nodiscard]] bool is_row(std::int64_t y) const { return y >= 0 && y < source.height; }
+    /// Room beside the running sums for a box that reaches `distance` columns beyond the image.
+    [[nodiscard]] std::size_t margin(std::int64_t distance) const {
+        return static_cast<std::size_t>(std::clamp<std::int64_t>(distance, 0, source.width));
+    }
+    /// The running sums left of columns shift, shift + 1 ...; a box all beyond the image has the same sum on both ends.
+    [[nodiscard]] std::span<const Sum> shifted(std::int64_t shift) const {
+        const std::int64_t width = source.width, within = std::clamp(shift, -width, width);
+        const auto first = static_cast<std::int64_t>(left_margin) + within;
+        return std::span(running).subspan(static_cast<std::size_t>(first), source.width);
+    }
 
-    void add(std::int64_t y) {
-        const auto row = row_of<Sample>(source, static_cast<std::size_t>(y));
-        for (std::size_t x = 0; x < row.size(); ++x) sums[x] += static_cast<Sum>(row[x]);
+    /// Nothing where the image has no such row.
+    [[nodiscard]] std::span<const Sample> row_at(std::int64_t y) const {
+        return y >= 0 && y < source.height ? row_of<Sample>(source, static_cast<std::size_t>(y))
+                                           : std::span<const Sample>();
+    }
+
+    void exchange(std::span<const Sample> entering, std::span<const Sample> leaving) {
+        if (!entering.empty() && !leaving.empty()) {
+            for (std::size_t x = 0; x < sums.size(); ++x)
+                sums[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
+            return;
+        }
+        for (std::size_t x = 0; x < entering.size(); ++x) sums[x] += static_cast<Sum>(entering[x]);
+        for (std::size_t x = 0; x < leaving.size(); ++x) sums[x] -= static_cast<Sum>(leaving[x]);
     }
 
     const IplHeader& source;
     Box box;
+    std::size_t left_margin;
     std::vector<Sum> sums, running;
 };
 
 template <class Sample, class Sum, class Mean>
 void blur_integers(const IplHeader& src, const IplHeader& dst, const Box& box) {
     ColumnSums<Sample, Sum> columns(src, box);
-    std::vector<Sum> before(src.width), through(src.width);
     const Mean mean(box.cells());
     for (std::size_t y = 0; y < src.height; ++y) {
-        const auto running = columns.running_sums();
-        copy_shifted<Sum>(running, box.left, before);
-        copy_shifted<Sum>(running, box.left + box.cols, through);
-        const auto to = row_to_write<Sample>(dst, y);
-        for (std::size_t x = 0; x < to.size(); ++x)
-            to[x] = mean(static_cast<std::make_signed_t<Sum>>(through[x] - before[x]));
-        columns.advance(static_cast<std::int64_t>(y));
+        run_wide([&] {
+            const auto [before, through] = columns.box_ends();
+            const auto to = row_to_write<Sample>(dst, y);
+            for (std::size_t x = 0; x < to.size(); ++x)
+                to[x] = mean(static_cast<std::make_signed_t<Sum>>(through[x] - before[x]));
+            columns.advance(static_cast<std::int64_t>(y));
+        });
     }
 }
 

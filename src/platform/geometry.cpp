@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Scaling: zoom, decimation, decimation after a box blur. The outermost row and column repeat outwards.
+#include "model/wide_vectors.h"
 #include "platform/raster.h"
 
 #include <algorithm>
@@ -16,95 +17,156 @@ struct Ratio {
     int dst, src;  // a destination coordinate d lies at source coordinate d * src / dst
 };
 
-/// The two source rows or columns around a position, and the share of the second.
+/// The two source rows or columns around each destination row or column, in ascending order, and the share of the
+/// second.
 struct Neighbours {
-    unsigned first, second;
-    double share;
-};
+    std::vector<unsigned> first, second;
+    std::vector<double> share;
 
-/// The neighbours of every destination row or column, in ascending order.
-std::vector<Neighbours> neighbours_of(unsigned dst_size, Ratio ratio, unsigned src_size) {
-    std::vector<Neighbours> neighbours(dst_size);
-    const unsigned last = src_size - 1;
-    for (unsigned d = 0; d < dst_size; ++d) {
-        const double position = static_cast<double>(d) * ratio.src / ratio.dst;
-        const double whole = std::trunc(position);
-        const unsigned first = whole < static_cast<double>(last) ? static_cast<unsigned>(whole) : last;
-        neighbours[d] = {first, first < last ? first + 1 : last, position - whole};
+    /// `skips_weightless`: a second neighbour without a share is the first again, which gives the same interpolation
+    /// of finite numbers and nothing to look up.
+    Neighbours(unsigned dst_size, Ratio ratio, unsigned src_size, bool skips_weightless) {
+        const unsigned last = src_size - 1;
+        for (unsigned d = 0; d < dst_size; ++d) {
+            const double position = static_cast<double>(d) * ratio.src / ratio.dst;
+            const double whole = std::trunc(position);
+            const unsigned at = whole < static_cast<double>(last) ? static_cast<unsigned>(whole) : last;
+            const bool has_second = at < last && !(skips_weightless && position == whole);
+            first.push_back(at);
+            second.push_back(has_second ? at + 1 : at);
+            share.push_back(position - whole);
+        }
     }
-    return neighbours;
-}
+};
 
 double between(double a, double b, double share) { return a + (b - a) * share; }
 
-/// Source rows as they are.
+/// Rows of the source as they are read; beyond both ends the outermost repeats.
 template <class Sample>
-class PlainRows {
+class SourceRows {
 public:
-    PlainRows(const IplHeader& src, std::span<const Neighbours> cols) : source(src), columns(cols) {}
+    SourceRows(const IplHeader& src, const IplRowMap* row_map) : source(src), map(row_map) {
+        if (map != nullptr)
+            for (auto& row : mapped) row.resize(source.width);
+    }
 
-    /// Row `y` at the destination's columns.
-    void interpolate(unsigned y, std::span<double> to) {
-        const auto row = row_of<Sample>(source, y);
-        for (std::size_t x = 0; x < to.size(); ++x) {
-            const Neighbours& at = columns[x];
-            to[x] = between(static_cast<double>(row[at.first]), static_cast<double>(row[at.second]), at.share);
+    [[nodiscard]] unsigned width() const { return source.width; }
+    [[nodiscard]] unsigned height() const { return source.height; }
+
+    /// Two rows can be held at a time, in the places 0 and 1.
+    [[nodiscard]] std::span<const Sample> row(std::int64_t y, std::size_t place = 0) {
+        const auto at = static_cast<std::size_t>(std::clamp<std::int64_t>(y, 0, std::int64_t{source.height} - 1));
+        const auto row = row_of<Sample>(source, at);
+        if constexpr (std::is_same_v<Sample, std::uint16_t>) {
+            if (map != nullptr) {
+                (*map)(row, mapped[place]);
+                return mapped[place];
+            }
         }
+        return row;
     }
 
 private:
     const IplHeader& source;
-    std::span<const Neighbours> columns;
+    const IplRowMap* map;
+    std::array<std::vector<Sample>, 2> mapped;
+};
+
+/// Source rows without a blur.
+template <class Sample>
+class PlainRows {
+public:
+    PlainRows(SourceRows<Sample>& src, const Neighbours& cols) : source(src), columns(cols) {}
+
+    /// Row `y` at the destination's columns.
+    void interpolate(unsigned y, std::span<double> to) {
+        const auto row = source.row(y);
+        for (std::size_t x = 0; x < to.size(); ++x)
+            to[x] = between(static_cast<double>(row[columns.first[x]]), static_cast<double>(row[columns.second[x]]),
+                            columns.share[x]);
+    }
+
+private:
+    SourceRows<Sample>& source;
+    const Neighbours& columns;
 };
 
 struct BoxSize {
     std::int64_t cols, rows;  // at least 1; the anchor is at half of each
 };
 
-/// Box means of integer samples from running sums, which are exact. Sum is an unsigned type and wraps; the sum over a
-/// whole box fits its signed twin, so differences of running sums are right.
+/// Box means of integer samples from column sums, which are exact. Sum is an unsigned type and wraps; the sum over a
+/// whole box fits its signed twin.
 template <class Sample, class Sum, class SignedSum>
 class BoxMeanRows {
 public:
-    BoxMeanRows(const IplHeader& src, std::span<const Neighbours> cols, BoxSize b)
+    BoxMeanRows(SourceRows<Sample>& src, const Neighbours& cols, BoxSize b)
         : source(src),
           columns(cols),
           box(b),
-          cells(static_cast<double>(box.cols * box.rows)),
-          sums(src.width),
-          running(std::size_t{src.width} + 1) {}
+          left_margin(static_cast<std::size_t>(std::min<std::int64_t>(box.cols / 2, kNarrow))),
+          sums(left_margin + source.width() + kNarrow),
+          running(std::size_t{source.width()} + 1),
+          first_sums(columns.first.size()),
+          second_sums(columns.first.size()) {}
 
     void interpolate(unsigned y, std::span<double> to) {
-        move_to(y);
-        Sum sum = 0;
-        for (std::size_t x = 0; x < sums.size(); ++x) {
-            running[x] = sum;
-            sum += sums[x];
-        }
-        running.back() = sum;
-        for (std::size_t x = 0; x < to.size(); ++x) {
-            const Neighbours& at = columns[x];
-            to[x] = between(mean(at.first), mean(at.second), at.share);
-        }
+        run_wide([&] { move_to(y); });
+        is_narrow() ? add_columns() : subtract_running_sums();
+        run_wide([this, to, cells = static_cast<double>(box.cols * box.rows)] {
+            for (std::size_t x = 0; x < to.size(); ++x)
+                to[x] = between(static_cast<double>(first_sums[x]) / cells, static_cast<double>(second_sums[x]) / cells,
+                                columns.share[x]);
+        });
     }
 
 private:
-    [[nodiscard]] double mean(unsigned x) const {
-        const std::int64_t first = std::int64_t{x} - box.cols / 2;
-        const Sum sum = sum_left_of(first + box.cols) - sum_left_of(first);
-        return static_cast<double>(static_cast<SignedSum>(sum)) / cells;
+    /// Boxes of up to so many columns are added up column by column, wider ones come from running sums.
+    static constexpr std::int64_t kNarrow = 8;
+    [[nodiscard]] bool is_narrow() const { return box.cols <= kNarrow; }
+
+    [[nodiscard]] std::span<Sum> own_sums() { return std::span(sums).subspan(left_margin, source.width()); }
+
+    void add_columns() {
+        const auto own = own_sums();
+        std::fill_n(sums.begin(), left_margin, own.front());
+        std::fill(sums.begin() + static_cast<std::ptrdiff_t>(left_margin + own.size()), sums.end(), own.back());
+        // The margin makes up for the columns left of a box's pixel.
+        run_wide([&] { std::copy_n(sums.begin(), own.size(), running.begin()); });
+        for (std::size_t i = 1; i < static_cast<std::size_t>(box.cols); ++i)
+            run_wide([to = running.data(), from = &sums[i], width = own.size()] {
+                for (std::size_t x = 0; x < width; ++x) to[x] += from[x];
+            });
+        for (std::size_t x = 0; x < first_sums.size(); ++x) {
+            first_sums[x] = static_cast<SignedSum>(running[columns.first[x]]);
+            second_sums[x] = static_cast<SignedSum>(running[columns.second[x]]);
+        }
+    }
+
+    void subtract_running_sums() {
+        Sum total = 0;
+        const auto own = own_sums();
+        for (std::size_t x = 0; x < own.size(); ++x) {
+            running[x] = total;
+            total += own[x];
+        }
+        running.back() = total;
+        const auto sum_at = [this](std::int64_t x) {
+            const std::int64_t left = x - box.cols / 2;
+            return static_cast<SignedSum>(sum_left_of(left + box.cols) - sum_left_of(left));
+        };
+        for (std::size_t x = 0; x < first_sums.size(); ++x) {
+            first_sums[x] = sum_at(columns.first[x]);
+            second_sums[x] = sum_at(columns.second[x]);
+        }
     }
 
     /// The column sums left of `x`, from column 0 on; beyond both ends the outermost repeats.
-    [[nodiscard]] Sum sum_left_of(std::int64_t x) const {
-        const std::int64_t width = source.width;
+    [[nodiscard]] Sum sum_left_of(std::int64_t x) {
+        const std::int64_t width = source.width();
         if (x >= 0 && x <= width) return running[static_cast<std::size_t>(x)];
-        if (x < 0) return static_cast<Sum>(x) * sums.front();
-        return running.back() + static_cast<Sum>(x - width) * sums.back();
-    }
-
-    [[nodiscard]] std::span<const Sample> row_at(std::int64_t y) const {
-        return row_of<Sample>(source, static_cast<std::size_t>(std::clamp<std::int64_t>(y, 0, source.height - 1)));
+        if (x < 0) return static_cast<Sum>(x) * own_sums().front();
+        return running.back() + static_cast<Sum>(x - width) * own_sums().back();
     }
 
     /// Brings the column sums to the box rows around `y`, row by row where that is less work than to start anew.
@@ -120,66 +182,65 @@ private:
 
     void step_down() {
         const std::int64_t first = current - box.rows / 2;
-        const auto leaving = row_at(first), entering = row_at(first + box.rows);
-        for (std::size_t x = 0; x < sums.size(); ++x)
-            sums[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
+        const auto leaving = source.row(first, 0), entering = source.row(first + box.rows, 1);
+        const auto own = own_sums();
+        for (std::size_t x = 0; x < own.size(); ++x)
+            own[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
     }
 
     void start_at(unsigned y) {
-        const std::int64_t last_row = std::int64_t{source.height} - 1;
+        const std::int64_t last_row = std::int64_t{source.height()} - 1;
         const std::int64_t first = std::int64_t{y} - box.rows / 2, last = first + box.rows - 1;
-        std::ranges::fill(sums, Sum{0});
-        for (std::int64_t row = std::max<std::int64_t>(first, 0); row <= std::min(last, last_row); ++row) {
+        const std::int64_t first_inside = std::max<std::int64_t>(first, 0);
+        const auto own = own_sums();
+        for (std::int64_t row = first_inside; row <= std::min(last, last_row); ++row) {
             const std::int64_t above = row == 0 ? std::max<std::int64_t>(-first, 0) : 0;
             const std::int64_t below = row == last_row ? std::max<std::int64_t>(last - last_row, 0) : 0;
-            add(row_at(row), 1 + above + below);
+            const auto times = static_cast<Sum>(1 + above + below);
+            const auto samples = source.row(row);
+            if (row == first_inside)
+                for (std::size_t x = 0; x < own.size(); ++x) own[x] = static_cast<Sum>(samples[x]) * times;
+            else
+                for (std::size_t x = 0; x < own.size(); ++x) own[x] += static_cast<Sum>(samples[x]) * times;
         }
     }
 
-    void add(std::span<const Sample> row, std::int64_t times) {
-        if (times == 1)
-            for (std::size_t x = 0; x < sums.size(); ++x) sums[x] += static_cast<Sum>(row[x]);
-        else
-            for (std::size_t x = 0; x < sums.size(); ++x) sums[x] += static_cast<Sum>(row[x]) * static_cast<Sum>(times);
-    }
-
-    const IplHeader& source;
-    std::span<const Neighbours> columns;
+    SourceRows<Sample>& source;
+    const Neighbours& columns;
     BoxSize box;
-    double cells;
     std::int64_t current = -1;  // the row whose box the column sums cover
-    std::vector<Sum> sums, running;
+    std::size_t left_margin;
+    std::vector<Sum> sums;                           // with room for a narrow box that reaches beyond the image
+    std::vector<Sum> running;                        // of narrow boxes the sums themselves
+    std::vector<SignedSum> first_sums, second_sums;  // over the boxes of a row's neighbours
 };
 
 /// Box means of floats, whose sums depend on their order: cell by cell, row by row, in double.
 class FloatBoxMeanRows {
 public:
-    FloatBoxMeanRows(const IplHeader& src, std::span<const Neighbours> cols, BoxSize b)
-        : source(src), columns(cols), box(b) {}
+    FloatBoxMeanRows(SourceRows<float>& src, const Neighbours& cols, BoxSize b) : source(src), columns(cols), box(b) {}
 
     void interpolate(unsigned y, std::span<double> to) {
         for (std::size_t x = 0; x < to.size(); ++x) {
-            const Neighbours& at = columns[x];
-            to[x] = between(mean(at.first, y), mean(at.second, y), at.share);
+            to[x] = between(mean(columns.first[x], y), mean(columns.second[x], y), columns.share[x]);
         }
     }
 
 private:
-    [[nodiscard]] double mean(unsigned x, unsigned y) const {
+    [[nodiscard]] double mean(unsigned x, unsigned y) {
         const std::int64_t left = std::int64_t{x} - box.cols / 2, top = std::int64_t{y} - box.rows / 2;
         double sum = 0.0;
         for (std::int64_t v = top; v < top + box.rows; ++v) {
-            const auto row =
-                row_of<float>(source, static_cast<std::size_t>(std::clamp<std::int64_t>(v, 0, source.height - 1)));
+            const auto row = source.row(v);
             for (std::int64_t u = left; u < left + box.cols; ++u)
                 sum += static_cast<double>(
-                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source.width - 1))]);
+                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source.width() - 1))]);
         }
         return sum / static_cast<double>(box.cols * box.rows);
     }
 
-    const IplHeader& source;
-    std::span<const Neighbours> columns;
+    SourceRows<float>& source;
+    const Neighbours& columns;
     BoxSize box;
 };
 
@@ -222,13 +283,13 @@ Sample to_sample(double v) {
 }
 
 template <class Sample, class Rows>
-void scale(Rows rows, std::span<const Neighbours> down, const IplHeader& dst) {
+void scale(Rows rows, const Neighbours& down, const IplHeader& dst) {
     RecentRows<Rows> recent(rows, dst.width);
     for (std::size_t y = 0; y < dst.height; ++y) {
-        const auto upper = recent.row(down[y].first), lower = recent.row(down[y].second);
-        const double share = down[y].share;
-        const auto to = row_to_write<Sample>(dst, y);
-        for (std::size_t x = 0; x < to.size(); ++x) to[x] = to_sample<Sample>(between(upper[x], lower[x], share));
+        const auto upper = recent.row(down.first[y]), lower = recent.row(down.second[y]);
+        run_wide([upper, lower, share = down.share[y], to = row_to_write<Sample>(dst, y)] {
+            for (std::size_t x = 0; x < to.size(); ++x) to[x] = to_sample<Sample>(between(upper[x], lower[x], share));
+        });
     }
 }
 
@@ -236,8 +297,8 @@ void scale(Rows rows, std::span<const Neighbours> down, const IplHeader& dst) {
 constexpr std::int64_t kCellsIn32Bits = 32768;
 
 template <class Sample>
-void scale_blurred(const IplHeader& src, std::span<const Neighbours> across, std::span<const Neighbours> down,
-                   BoxSize box, const IplHeader& dst) {
+void scale_blurred(SourceRows<Sample>& src, const Neighbours& across, const Neighbours& down, BoxSize box,
+                   const IplHeader& dst) {
     if constexpr (std::is_floating_point_v<Sample>)
         scale<Sample>(FloatBoxMeanRows(src, across, box), down, dst);
     else if (box.cols * box.rows <= kCellsIn32Bits)
@@ -246,23 +307,32 @@ void scale_blurred(const IplHeader& src, std::span<const Neighbours> across, std
         scale<Sample>(BoxMeanRows<Sample, unsigned __int128, __int128>(src, across, box), down, dst);
 }
 
-void scale_image(const IplHeader* src, const IplHeader* dst, Ratio x_ratio, Ratio y_ratio, int interpolation,
-                 BoxSize box) {
+struct Scaling {
+    Ratio x, y;
+    BoxSize box;
+};
+
+void scale_image(const IplHeader* src, const IplHeader* dst, const Scaling& scaling, int interpolation,
+                 const IplRowMap* row_map = nullptr) {
     run_call([&] {
+        const auto& [x_ratio, y_ratio, box] = scaling;
         if (!is_described(src) || !is_described(dst) || src->depth != dst->depth || interpolation != 1 ||
             std::min({x_ratio.dst, x_ratio.src, y_ratio.dst, y_ratio.src}) < 1)
             return kIplBadArgument;
         if (is_void(*src)) return kIplBadArgument;  // nothing to repeat outwards
+        if (row_map != nullptr && src->depth != kIplDepth16U) return kIplUnsupported;
         return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, float>(
-            src->depth, [&]<class Sample>(Sample) {
+            src->depth, [&, &ratio_across = x_ratio, &ratio_down = y_ratio, &mask = box]<class Sample>(Sample) {
                 if (is_void(*dst)) return kIplOk;
                 const StableSource source(*src, *dst);
-                const auto across = neighbours_of(dst->width, x_ratio, src->width);
-                const auto down = neighbours_of(dst->height, y_ratio, src->height);
-                if (box.cols * box.rows == 1)
-                    scale<Sample>(PlainRows<Sample>(source.header(), across), down, *dst);
+                SourceRows<Sample> rows(source.header(), row_map);
+                constexpr bool kIsFinite = std::is_integral_v<Sample>;
+                const Neighbours across(dst->width, ratio_across, src->width, kIsFinite);
+                const Neighbours down(dst->height, ratio_down, src->height, kIsFinite);
+                if (mask.cols * mask.rows == 1)
+                    scale<Sample>(PlainRows<Sample>(rows, across), down, *dst);
                 else
-                    scale_blurred<Sample>(source.header(), across, down, box, *dst);
+                    scale_blurred<Sample>(rows, across, down, mask, *dst);
                 return kIplOk;
             });
     });
@@ -272,17 +342,18 @@ void scale_image(const IplHeader* src, const IplHeader* dst, Ratio x_ratio, Rati
 
 void iplZoom(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
              int interpolation) {
-    scale_image(src, dst, {x_dst, x_src}, {y_dst, y_src}, interpolation, {1, 1});
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {1, 1}}, interpolation);
 }
 
 void iplDecimate(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
                  int interpolation) {
-    scale_image(src, dst, {x_dst, x_src}, {y_dst, y_src}, interpolation, {1, 1});
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {1, 1}}, interpolation);
 }
 
 void iplDecimateBlur(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
-                     int interpolation, int x_mask, int y_mask) {
-    scale_image(src, dst, {x_dst, x_src}, {y_dst, y_src}, interpolation, {std::max(x_mask, 1), std::max(y_mask, 1)});
+                     int interpolation, int x_mask, int y_mask, const IplRowMap* row_map) {
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {std::max(x_mask, 1), std::max(y_mask, 1)}}, interpolation,
+                row_map);
 }
 
 }  // namespace Norvane

@@ -10,6 +10,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
 
 namespace Norvane {
 
@@ -47,6 +50,9 @@ struct IplLookupTable {
     int* factor = nullptr;
     int interpolate = 0;  ///< 0: plain lookup; nothing else is offered
 };
+
+/// What a row of unsigned 16-bit samples is read as: (row, result of the same length).
+using IplRowMap = std::function<void(std::span<const std::uint16_t>, std::span<std::uint16_t>)>;
 
 /// A header without data, or null. One channel, no alpha channel, pixel-interleaved (0), origin at the top left (0),
 /// rows aligned to 4 bytes, and no region, mask, id or tile record: the other arguments exist for other layers.
@@ -98,7 +104,8 @@ void iplDecimate(const IplHeader* src, const IplHeader* dst, int x_dst, int x_sr
                  int interpolation);
 /// The same on the source blurred by an x_mask x y_mask box with its anchor at (x_mask / 2, y_mask / 2). The box means
 /// are not rounded before the interpolation. A mask size below 1 counts as 1.
+/// With a row map the source is what the map makes of its rows; unsigned 16 bits only.
 void iplDecimateBlur(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
-                     int interpolation, int x_mask, int y_mask);
+                     int interpolation, int x_mask, int y_mask, const IplRowMap* row_map = nullptr);
 
 }  // namespace Norvane

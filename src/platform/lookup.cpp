@@ -3,7 +3,7 @@
 #include "platform/raster.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 
 namespace Norvane {
 
@@ -35,13 +35,13 @@ template <class Sample>
 std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     std::vector<Sample> stretched(kGreys<Sample>);
     for (std::size_t v = 0; v < stretched.size(); ++v) stretched[v] = static_cast<Sample>(v);
-    std::vector<bool> known(kGreys<Sample>);
+    std::vector<unsigned char> is_known(kGreys<Sample>);
     std::size_t unknown = kGreys<Sample>;
     for (int i = 0; i < table.num - 1 && unknown != 0; ++i) {
         const auto [first, end] = interval(table, i, kGreys<Sample>);
         for (std::size_t v = first; v < end; ++v) {
-            if (known[v]) continue;
-            known[v] = true;
+            if (is_known[v] != 0) continue;
+            is_known[v] = 1;
             --unknown;
             stretched[v] = static_cast<Sample>(static_cast<unsigned>(table.value[i]));  // the low bits
         }
@@ -49,24 +49,45 @@ std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     return stretched;
 }
 
-/// counts[v]: the samples below v. Neighbours are often equal, and two tables in turn keep one count from waiting for
-/// the other.
+/// Four look-ups on their way at a time. Both rows may be one.
 template <class Sample>
-std::vector<std::size_t> counts_below(const IplHeader& header) {
-    std::array<std::vector<std::uint32_t>, 2> counts;
-    for (auto& c : counts) c.assign(kGreys<Sample>, 0);
+void look_up(std::span<const Sample> from, std::span<const Sample> table, std::span<Sample> to) {
+    constexpr std::size_t kTogether = 4;
+    std::size_t x = 0;
+    for (; x + kTogether <= to.size(); x += kTogether) {
+        const Sample values[kTogether] = {table[from[x]], table[from[x + 1]], table[from[x + 2]], table[from[x + 3]]};
+        std::copy_n(values, kTogether, to.begin() + static_cast<std::ptrdiff_t>(x));
+    }
+    for (; x < to.size(); ++x) to[x] = table[from[x]];
+}
+
+/// Counts of the samples by sample >> shift. Neighbours are often equal, and two tables in turn keep one count from
+/// waiting for the other.
+template <class Sample>
+std::vector<std::size_t> counts_of_parts(const IplHeader& header, int shift) {
+    const std::size_t parts = kGreys<Sample> >> shift;
+    std::vector<std::uint32_t> even(parts), odd(parts);
     for (std::size_t y = 0; y < header.height; ++y) {
         const auto row = row_of<Sample>(header, y);
         std::size_t x = 0;
         for (; x + 1 < row.size(); x += 2) {
-            ++counts[0][row[x]];
-            ++counts[1][row[x + 1]];
+            ++even[row[x] >> shift];
+            ++odd[row[x + 1] >> shift];
         }
-        if (x < row.size()) ++counts[0][row[x]];
+        if (x < row.size()) ++even[row[x] >> shift];
     }
-    std::vector<std::size_t> below(kGreys<Sample> + 1);
-    for (std::size_t v = 0; v < kGreys<Sample>; ++v) below[v + 1] = below[v] + counts[0][v] + counts[1][v];
-    return below;
+    std::vector<std::size_t> counts(parts);
+    for (std::size_t i = 0; i < parts; ++i) counts[i] = std::size_t{even[i]} + odd[i];
+    return counts;
+}
+
+/// The largest power of two, as an exponent, of which every key is a multiple: grey values that differ below it lie in
+/// one interval.
+template <class Sample>
+int common_shift(const IplLookupTable& table) {
+    unsigned bits = static_cast<unsigned>(kGreys<Sample>);
+    for (int i = 0; i < table.num; ++i) bits |= static_cast<unsigned>(table.key[i]);
+    return std::countr_zero(bits);
 }
 
 }  // namespace
@@ -77,8 +98,7 @@ void iplContrastStretch(const IplHeader* src, const IplHeader* dst, IplLookupTab
         return for_depth<std::uint8_t, std::uint16_t>(src->depth, [&]<class Sample>(Sample) {
             const std::vector<Sample> stretched = stretched_greys<Sample>(**table);
             for (std::size_t y = 0; y < src->height; ++y)
-                std::ranges::transform(row_of<Sample>(*src, y), row_to_write<Sample>(*dst, y).begin(),
-                                       [&](Sample v) { return stretched[v]; });
+                look_up<Sample>(row_of<Sample>(*src, y), stretched, row_to_write<Sample>(*dst, y));
             return kIplOk;
         });
     });
@@ -88,11 +108,13 @@ void iplComputeHisto(const IplHeader* src, IplLookupTable** table) {
     run_call([&] {
         if (!is_described(src) || !is_table(table)) return kIplBadArgument;
         return for_depth<std::uint8_t, std::uint16_t>(src->depth, [&]<class Sample>(Sample) {
-            const std::vector<std::size_t> below = counts_below<Sample>(*src);
+            const int shift = common_shift<Sample>(**table);
+            std::vector<std::size_t> below{0};  // below[p]: the samples in the parts before p
+            for (const std::size_t count : counts_of_parts<Sample>(*src, shift)) below.push_back(below.back() + count);
             for (int i = 0; i < (*table)->num - 1; ++i) {
                 const auto [first, end] = interval(**table, i, kGreys<Sample>);
                 constexpr std::size_t kMost = std::numeric_limits<int>::max();
-                (*table)->value[i] = static_cast<int>(std::min(below[end] - below[first], kMost));
+                (*table)->value[i] = static_cast<int>(std::min(below[end >> shift] - below[first >> shift], kMost));
             }
             return kIplOk;
         });

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "contour/bin_crossings.h"
 #include "contour/polar_bins.h"
 #include "contour_fixture.h"
 #include "model/working_image.h"
@@ -238,6 +239,24 @@ TEST(PolarAngle, HasItsExactValuesAtTheLimits) {
             const float angle = row.index[i] == kOriginIndex ? 0.0F : in_quadrant(table.angles[row.index[i]], sx, sy);
             ASSERT_EQ(row.distance[i], static_cast<float>(std::sqrt(static_cast<double>(dx * dx + dy * dy))));
             ASSERT_EQ(angle, polar_angle(static_cast<float>(dx), row.distance[i], table, sx, sy)) << dx << ' ' << dy;
+        }
+    }
+}
+
+TEST(ArctangentBins, CrossingsGiveEveryPixelItsOwnBin) {
+    constexpr int kSide = 2000;
+    for (const int outward : {1, -1}) {
+        const ArctangentBins bins(outward);
+        for (int dy = -kSide / 2; dy < kSide / 2; ++dy) {
+            int next = 0, differing = 0;
+            bins.visit_runs({0, kSide - 1}, dy, [&](int bin, Depths run) {
+                differing += run.first != next || run.last < run.first ? 1 : 0;
+                next = run.last + 1;
+                for (int depth = run.first; depth <= run.last; ++depth)
+                    differing += bins.bin_at(depth, dy) != bin ? 1 : 0;
+            });
+            ASSERT_EQ(next, kSide);
+            ASSERT_EQ(differing, 0) << outward << ' ' << dy;
         }
     }
 }

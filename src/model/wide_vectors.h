@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Loops that are compiled twice: for the baseline of the platform and for its wider vector registers, which are used
+/// where the processor has them. Both give the same bits: the compiler may not fuse or reorder what is written.
+#pragma once
+
+#include <atomic>
+
+namespace Norvane {
+
+/// Set by tests, to compare both forms.
+inline std::atomic<bool> baseline_only{false};
+
+#if defined(__x86_64__) && defined(__GNUC__)
+
+namespace WideVectors {
+
+[[nodiscard]] inline bool are_there() {
+    static const bool known = __builtin_cpu_supports("avx2") != 0;
+    return known && !baseline_only.load(std::memory_order_relaxed);
+}
+
+/// "flatten" takes every call below into this function, so that all of it is compiled for the wider registers.
+template <class Work>
+[[gnu::target("avx2"), gnu::flatten]] void run(Work& work) {
+    work();
+}
+
+}  // namespace WideVectors
+
+/// Runs work(), an inner loop over many samples.
+template <class Work>
+void run_wide(Work work) {
+    if (WideVectors::are_there())
+        WideVectors::run(work);
+    else
+        work();
+}
+
+#else
+
+template <class Work>
+void run_wide(Work work) {
+    work();
+}
+
+#endif
+
+}  // namespace Norvane
