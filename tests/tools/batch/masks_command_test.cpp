@@ -108,8 +108,8 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     }
     const std::vector<std::string> table = lines_of(Host::read_bytes(folder.path("in/out/summary.csv")));
     ASSERT_EQ(10U, table.size());
-    EXPECT_THAT(table[5],
-                StartsWith("\"" + folder.path("in/c, \"\"d\"\".png") + "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
+    EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
+                                     "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
     EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
 }
 
@@ -169,7 +169,7 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
 TEST(Batch, PartsTogetherAreTheWhole) {
     const TemporaryFolder folder;
     fs::create_directories(folder.path("in"));
-    for (int i = 0; i < 40; ++i) folder.write("in/" + std::to_string(i) + ".pgm", "P5 1 1 255\nx");
+    for (int i = 0; i < 40; ++i) folder.write(std::string("in/") + std::to_string(i) + ".pgm", "P5 1 1 255\nx");
     std::multiset<std::string> names;
     std::size_t largest = 0;
     for (const char* part : {"1/3", "2/3", "3/3"}) {

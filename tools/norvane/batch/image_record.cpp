@@ -50,7 +50,10 @@ std::string csv_text(double value) { return number_text(value); }
 std::string csv_text(Masking::MASK_STATUS value) { return std::to_string(static_cast<int>(value)); }
 std::string csv_text(const std::vector<std::string>& values) {
     std::string text;
-    for (const std::string& value : values) text += (text.empty() ? "" : "; ") + value;
+    for (const std::string& value : values) {
+        if (!text.empty()) text += "; ";
+        text += value;
+    }
     return csv_field(text);
 }
 
@@ -81,7 +84,10 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
 std::string csv_header() {
     const ImageRecord any;
     std::string row;
-    visit_fields(any, [&row](const char* name, const auto&) { row += (row.empty() ? "" : ",") + std::string(name); });
+    visit_fields(any, [&row](const char* name, const auto&) {
+        if (!row.empty()) row += ",";
+        row += name;
+    });
     return row;
 }
 

@@ -52,7 +52,8 @@ std::vector<std::string> write_run_files(const MasksOptions& options, const std:
     const fs::path out_dir = options.out_dir;
     std::string table = "summary";
     if (const auto& shard = options.shard) {
-        table += "." + std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
+        table += '.';
+        table += std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
     }
     std::vector<std::string> failures;
     attempt(failures, "the run", [&] { write_file(out_dir / (table + ".csv"), csv_of(records)); });
