@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # From a fresh clone on Debian 12 to a mammogram with its masks drawn on it.
 #   scripts/demo.sh                                    a synthetic mammogram
-#   scripts/demo.sh exam.dcm                           your own
+#   scripts/demo.sh exam.dcm                           your own, or a folder of them
 #   scripts/demo.sh exam.png --view mlo --pixel-size 70   with options of "norvane masks"
 set -eu
 
@@ -20,17 +20,21 @@ results=${NORVANE_DEMO_DIR:-norvane-demo}
 
 if [ $# -eq 0 ]; then
     mkdir -p "$results"
-    "$norvane" phantom "$results/phantom.png" --labels "$results/phantom.labels.png" >/dev/null
+    "$norvane" phantom "$results/phantom.png" --labels "$results/phantom.truth.png" >/dev/null
     set -- "$results/phantom.png" --view mlo --pixel-size 100
-    echo "No file was given: $results/phantom.png is a synthetic mammogram."
+    echo "No file was given: $results/phantom.png is a synthetic mammogram, phantom.truth.png its labels."
 fi
 status=0
 "$norvane" masks "$@" --out-dir "$results" || status=$?
 
 cat <<END
 
-The results are in $results: NAME.overlay.png is the picture, NAME.json has everything in numbers, and
-NAME.labels.png has the labels at the size of the image: 0 background, 1 breast, 2 pectoral muscle.
+The results are in $results. report.html shows all images in a browser; for each image NAME there are
+   NAME.overlay.png    the picture with its outlines
+   NAME.labels.png     labels at the size of the image: 0 background, 1 breast, 2 pectoral muscle
+   NAME.json           everything in numbers, with the reasons of the settings
+summary.csv has a row an image. NAME.thumb.jpg, NAME.picture.jpg and NAME.layers.js belong to report.html; NAME.done tells
+a later run with --resume that nothing is left to do.
 
 The status says how far to trust the masks:
    0  the masks can be used

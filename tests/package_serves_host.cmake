@@ -1,4 +1,5 @@
-# Installs the build into a scratch folder, builds a host against it by the CMake package, and runs it.
+# Installs the build into a scratch folder, builds a host against it by the CMake package and by
+# pkg-config, and runs both.
 set(scratch "${BUILD}/package_test")
 file(REMOVE_RECURSE "${scratch}")
 function(run)
@@ -13,3 +14,12 @@ run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${scratch}/host" "-DCMAKE_PREFIX_PATH=
     "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run("${CMAKE_COMMAND}" --build "${scratch}/host")
 run("${scratch}/host/host")
+
+separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+set(package "${scratch}/prefix/${LIBDIR}/pkgconfig/norvane.pc")
+execute_process(COMMAND pkg-config "--define-variable=prefix=${scratch}/prefix" --cflags --libs "${package}"
+                OUTPUT_VARIABLE usage OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(usage UNIX_COMMAND "${usage}")
+run("${COMPILER}" -std=c++17 ${flags} "${example}" ${usage} "-Wl,-rpath,${scratch}/prefix/${LIBDIR}"
+    -o "${scratch}/host_by_pkg_config")
+run("${scratch}/host_by_pkg_config")

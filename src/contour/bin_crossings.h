@@ -51,20 +51,23 @@ public:
     template <class Visit>
     void visit_runs(Depths row, int dy, Visit visit) const {
         const double rise = std::abs(static_cast<double>(dy));
-        int depth = row.first;
-        for (int bin = bin_at(depth, dy); depth <= row.last; bin += bin < kHorizontalBin ? 1 : -1) {
-            int sure_end = row.last + 1, asked_end = row.last + 1;
-            if (bin != kHorizontalBin) {  // which no row leaves
-                const auto crossing = static_cast<std::size_t>(bin < kHorizontalBin ? bin + 1 : bin);
-                const double end = sure_end;
-                sure_end = static_cast<int>(std::ceil(std::min(rise * sure_before[crossing], end)));
-                asked_end = static_cast<int>(std::ceil(std::min(rise * sure_behind[crossing], end)));
-            }
+        int bin = bin_at(row.first, dy);
+        const int step = bin < kHorizontalBin ? 1 : -1;
+        const int crossing = step > 0 ? 1 : 0;  // of a bin the one that the row comes to: below it or above it
+        for (int depth = row.first; depth <= row.last;) {
+            while (bin != kHorizontalBin && depth > rise * sure_behind[static_cast<std::size_t>(bin + crossing)])
+                bin += step;
+            if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // which no row leaves
+            const double sure_end = rise * sure_before[static_cast<std::size_t>(bin + crossing)];
             if (depth < sure_end) {
-                visit(bin, Depths{depth, sure_end - 1});
-                depth = sure_end;
+                const int end = static_cast<int>(std::min(sure_end, row.last + 1.0));
+                const int last = end < sure_end ? std::min(end, row.last) : end - 1;
+                visit(bin, Depths{depth, last});
+                depth = last + 1;
+            } else {
+                visit(bin_at(depth, dy), Depths{depth, depth});
+                ++depth;
             }
-            for (; depth < asked_end; ++depth) visit(bin_at(depth, dy), Depths{depth, depth});
         }
     }
 

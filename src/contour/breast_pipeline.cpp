@@ -9,6 +9,7 @@
 #include "model/working_image.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -128,7 +129,12 @@ bool Masking::generate_full_mask(Mask* breast, Mask* pect, Mask*& out) {
 
     MaskReader breast_rows(*breast);
     MaskReader pect_rows(*pect);
-    for (unsigned y = first; y < end; ++y) {
+    const auto next_row = [&](std::uint64_t from) {
+        const std::uint64_t muscle = pect_rows.next_row(from);
+        return std::min(breast_rows.next_row(from), muscle < split ? muscle : MaskReader::kNoRow);
+    };
+    for (auto at = next_row(first); at < end; at = next_row(at + 1)) {
+        const auto y = static_cast<unsigned>(at);
         add_row(breast_rows, y, *out);
         if (y < split) add_row(pect_rows, y, *out);
     }

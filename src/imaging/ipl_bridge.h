@@ -4,6 +4,8 @@
 
 #include <norvane/image.h>
 
+#include <new>
+
 namespace Norvane::Utils {
 
 /// Return codes of the operations on images.
@@ -20,5 +22,10 @@ enum ReturnCode : int {
 
 /// The calling thread's status of its last platform call, as a return code.
 [[nodiscard]] int IplStatus();
+
+/// For operations that go on whatever a filter answers: without memory there is no result to go on with.
+inline void expect_memory(int code) {
+    if (code == kOutOfMemory) throw std::bad_alloc();
+}
 
 }  // namespace Norvane::Utils

@@ -25,13 +25,15 @@ constexpr int kNotBinary = 3;            // of CopyBinaryRegion
 constexpr int kMorphologyFailed = 3;     // whatever failed besides a bad argument
 constexpr float kUnsetPixelSize = 1.0F;  // a pixel size up to this counts as unset
 
-/// Calls visit(y) for every target row between the bounds of the mask. An empty mask has none, whatever its bounds
-/// become in the target grid.
+/// Calls visit(y, runs) for every target row with runs between the bounds of the mask. An empty mask has none, whatever
+/// its bounds become in the target grid.
 template <class Visit>
 void for_rows_of(const Mask& mask, Visit visit) {
     if (MaskReader::is_empty(mask)) return;
+    MaskReader reader(mask);
     const std::uint64_t last = mask.GetMaxY();
-    for (std::uint64_t y = mask.GetMinY(); y <= last; ++y) visit(static_cast<unsigned>(y));
+    for (auto y = reader.next_row(mask.GetMinY()); y <= last; y = reader.next_row(y + 1))
+        visit(static_cast<unsigned>(y), reader.row(static_cast<unsigned>(y)));
 }
 
 void add_run(Mask& out, unsigned y, std::uint64_t first, std::uint64_t last) {
@@ -51,21 +53,23 @@ void add_remainder(Mask& out, unsigned y, const Run& run, std::span<const Run> h
     if (at <= run.last) add_run(out, y, at, run.last);
 }
 
-/// The plain definition of the intersection: a without the part of both bounding boxes that b leaves.
+/// The plain definition of the intersection: a without the part of both bounding boxes that b leaves. Of the box only
+/// the rows that are looked at: those that a's rows read in the complement, in the grid of the second subtraction.
 int intersect_by_complement(Mask* a, Mask* b, Mask* out) {
     GarbageList garbage;
     auto* box = make_scratch<Mask>(garbage);
     auto* complement = make_scratch<Mask>(garbage);
     const float grid = b->GetPixelSize();
-    box->SetPixelSize(grid);
-    box->SetTargetPixelSize(grid);
-    if (!MaskReader::is_empty(*a)) {
-        const unsigned x0 = std::min(a->GetMinX(), b->GetMinX()), x1 = std::max(a->GetMaxX(), b->GetMaxX());
-        const unsigned y0 = std::min(a->GetMinY(), b->GetMinY()), y1 = std::max(a->GetMaxY(), b->GetMaxY());
-        for (std::uint64_t y = y0; y <= y1; ++y) box->AddSegment(static_cast<unsigned>(y), x0, x1 - x0);
-    }
-    complement->SetPixelSize(grid);
-    out->SetPixelSize(grid);
+    const unsigned x0 = std::min(a->GetMinX(), b->GetMinX()), x1 = std::max(a->GetMaxX(), b->GetMaxX());
+    const unsigned y0 = std::min(a->GetMinY(), b->GetMinY()), y1 = std::max(a->GetMaxY(), b->GetMaxY());
+    for (Mask* mask : {box, complement, out}) mask->SetPixelSize(grid);
+    const float last_grid = out->GetPixelSize() <= kUnsetPixelSize ? a->GetPixelSize() : out->GetPixelSize();
+    a->SetTargetPixelSize(last_grid);
+    complement->SetTargetPixelSize(last_grid);
+    for_rows_of(*a, [&](unsigned y, std::span<const Run>) {
+        const unsigned row = MaskReader::stored_row(*complement, y);
+        if (row >= y0 && row <= y1) box->AddSegment(row, x0, x1 - x0);
+    });
     if (const int code = MaskSubtract(box, b, complement)) return code;
     return MaskSubtract(a, complement, out);
 }
@@ -94,13 +98,15 @@ bool intersect_rows(Mask* a, Mask* b, Mask* out) {
     if (!keeps_its_grid || out == a || out == b) return false;
     out->SetPixelSize(grid);
     MaskReader reader_a(*a), reader_b(*b);
-    bool is_plain = true;
-    for_rows_of(*a, [&](unsigned y) {
-        if (!is_plain) return;
-        const auto runs = reader_a.row(y);
-        if (!runs.empty()) is_plain = add_common(*out, y, runs, reader_b.row(y));
-    });
-    return is_plain;
+    const std::uint64_t last = a->GetMaxY();
+    for (auto y = reader_a.next_row(a->GetMinY()); y <= last;) {
+        const auto row = static_cast<unsigned>(y);
+        const auto others = reader_b.row(row);
+        if (!add_common(*out, row, reader_a.row(row), others)) return false;
+        const bool is_shared = !others.empty();  // else the next rows are alike, as long as both read the same
+        y = reader_a.next_row(is_shared ? y + 1 : std::min(reader_b.next_row(y + 1), reader_a.next_other_row(y)));
+    }
+    return true;
 }
 
 std::size_t row_pitch(const Image& image) {
@@ -179,9 +185,8 @@ int MaskCopy(Mask* src, Mask* dst) {
     dst->Clear();
     dst->SetPixelSize(src->GetPixelSize());
     src->SetTargetPixelSize(src->GetPixelSize());
-    MaskReader reader(*src);
-    for_rows_of(*src, [&](unsigned y) {
-        for (const Run& run : reader.row(y)) add_run(*dst, y, run.first, run.last);
+    for_rows_of(*src, [&](unsigned y, std::span<const Run> runs) {
+        for (const Run& run : runs) add_run(*dst, y, run.first, run.last);
     });
     return kSuccess;
 }
@@ -191,10 +196,8 @@ int MaskSubtract(Mask* a, Mask* b, Mask* out) {
     if (out->GetPixelSize() <= kUnsetPixelSize) out->SetPixelSize(a->GetPixelSize());
     a->SetTargetPixelSize(out->GetPixelSize());
     b->SetTargetPixelSize(out->GetPixelSize());
-    MaskReader reader_a(*a), reader_b(*b);
-    for_rows_of(*a, [&](unsigned y) {
-        const auto runs = reader_a.row(y);
-        if (runs.empty()) return;
+    MaskReader reader_b(*b);
+    for_rows_of(*a, [&](unsigned y, std::span<const Run> runs) {
         const auto holes = reader_b.row(y);
         for (const Run& run : runs) {
             if (holes.empty() || holes.front().first > run.last || holes.back().last < run.first)

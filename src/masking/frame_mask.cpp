@@ -145,7 +145,13 @@ Masking::MASK_STATUS Masking::GenerateFrameMask(Image* image, Params call_params
     if (!is_usable(image)) return MASK_NO_IMAGE;
 
     FrameDetector detector(autoLevel);
-    const int code = detector.Detect(image, frame, params.side, params.view, params.bgNoise, backgroundNoiseLevel);
+    int code = MASK_OK;
+    try {
+        code = detector.Detect(image, frame, params.side, params.view, params.bgNoise, backgroundNoiseLevel);
+    } catch (...) {
+        if (frame != nullptr) frame->Clear();  // half a frame would pass for a known one in the next call
+        throw;
+    }
     if (code != MASK_OK) std::cout << "Frame masking fails: " << code << std::endl;
     return MASK_OK;
 }

@@ -3,6 +3,7 @@
 #include <norvane/masking.h>
 
 #include "imaging/filter.h"
+#include "imaging/ipl_bridge.h"
 #include "model/numbers.h"
 
 #include <algorithm>
@@ -47,7 +48,7 @@ constexpr int kGreyParts = 64;
 
 std::vector<int> histogram_of(Image* image, int bins) {
     std::vector<int> histogram(static_cast<std::size_t>(bins), 0);
-    Filter::ComputeHisto(image, histogram.data(), bins);
+    Utils::expect_memory(Filter::ComputeHisto(image, histogram.data(), bins));
     return histogram;
 }
 

@@ -3,6 +3,7 @@
 #include <norvane/norvane.h>
 
 #include "imaging/filter.h"
+#include "imaging/ipl_bridge.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
@@ -94,10 +95,10 @@ std::unique_ptr<Image> resampled(const Image& image, float& scale, const GreyMap
     result->MatchSecondaryTo(&image);
     const auto mask_size = truncate_to<unsigned>(1.0 / factor + 0.5);
     if (read_as != nullptr)
-        Filter::Resample(&image, result.get(), scale, mask_size,
-                         [read_as](auto from, auto to) { read_as->map(from, to); });
+        Utils::expect_memory(Filter::Resample(&image, result.get(), scale, mask_size,
+                                              [read_as](auto from, auto to) { read_as->map(from, to); }));
     else
-        Filter::Resample(&image, result.get(), scale, mask_size);
+        Utils::expect_memory(Filter::Resample(&image, result.get(), scale, mask_size));
     return result;
 }
 
@@ -112,19 +113,22 @@ class PaddingValues {
 public:
     PaddingValues(unsigned short* value, unsigned short* range_limit) : values{value, range_limit} {}
 
-    void look_up(const GreyMap& levels) const {
-        for (unsigned short* v : values)
-            if (v != nullptr) *v = levels(*v);
+    /// Map by map: where both are one variable, it takes every step twice.
+    void look_up(const GreyMap& levels, unsigned whitening) const {
+        for (const GreyMap& step : {levels, GreyMap{}.times(whitening)})
+            for (unsigned short* v : values)
+                if (v != nullptr) *v = step(*v);
     }
 
 private:
     unsigned short* values[2];
 };
 
-/// Whether the operations on unsigned 16-bit images take it.
+/// Whether the operations on unsigned 16-bit images take it, and a copy has the same rows: one of an image with more
+/// padding columns has not.
 bool is_plain(const Image& image) {
     return image.GetBits() == 16 && image.GetFormat() == FORMAT_UNSIGNED && image.GetBuffer() != nullptr &&
-           std::size_t{image.GetStride()} * sizeof(std::uint16_t) % Image::ALIGN == 0;
+           image.GetStride() == Image(&image, false).GetStride();
 }
 
 /// Two passes over the source: one finds its largest grey level, one resamples it. What is not to be changed in place
@@ -139,7 +143,7 @@ std::unique_ptr<Image> prepare_by_rows(Image& image, float& scale, bool resample
     const GreyMap levels = levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), resample_first ? 0 : shift.flip);
     const auto factor = static_cast<unsigned>(whitening_factor(levels.largest_of(grey)));
     const GreyMap map = levels.times(factor);
-    padding.look_up(levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), 0).times(factor));
+    padding.look_up(levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), 0), factor);
     if (!resample_first && (shift.flip != 0 || !image.GetIsBufferOwner())) return resampled(image, scale, &map);
 
     for (unsigned y = 0; y < grey.GetHeight(); ++y)
@@ -166,12 +170,12 @@ std::unique_ptr<Image> prepare_by_operations(Image& image, float& scale, bool re
     const GreyMap levels = levels_map(current->GetUsedBits(), current->GetNeedsInversion(), 0);
     std::vector<int> table(kGreyLevels);
     for (std::size_t i = 0; i < kGreyLevels; ++i) table[i] = levels(static_cast<unsigned>(i));
-    Filter::ContrastStretch(current, 0, 1, table.data(), static_cast<int>(kGreyLevels));
+    Utils::expect_memory(Filter::ContrastStretch(current, 0, 1, table.data(), static_cast<int>(kGreyLevels)));
     double largest = 0.0;
-    Filter::Norm(current, &largest);
+    Utils::expect_memory(Filter::Norm(current, &largest));
     const int factor = whitening_factor(largest);
-    if (factor > 1) Filter::MultiplyS(current, factor);
-    padding.look_up(levels.times(static_cast<unsigned>(factor)));
+    if (factor > 1) Utils::expect_memory(Filter::MultiplyS(current, factor));
+    padding.look_up(levels, static_cast<unsigned>(factor));
     return resample_first ? std::move(result) : resampled(*current, scale);
 }
 

@@ -87,9 +87,12 @@ void Mask::DumpToCSV(std::string file) const {
     std::ofstream out(file);
     if (rows.empty()) return;
     MaskReader reader(*this);
-    const auto last_row = static_cast<int>(GetMaxY());
-    for (std::int64_t row = static_cast<int>(GetMinY()); row <= last_row; row += kStep) {
-        for (const Run& run : reader.row(static_cast<unsigned>(row))) {
+    const unsigned first = GetMinY(), last = GetMaxY();
+    if (static_cast<int>(first) > static_cast<int>(last)) return;
+    for (auto y = reader.next_row(first); y <= last; y = reader.next_row(y + 1)) {
+        if ((y - first) % kStep != 0) continue;
+        const auto row = static_cast<int>(y);
+        for (const Run& run : reader.row(static_cast<unsigned>(y))) {
             const auto end = static_cast<int>(run.last);
             for (std::int64_t x = static_cast<int>(run.first); x < end; x += kStep) out << x << ',' << row << '\n';
         }

@@ -4,6 +4,7 @@
 
 #include <norvane/mask.h>
 
+#include <cstdint>
 #include <map>
 #include <span>
 #include <vector>
@@ -26,10 +27,24 @@ public:
     /// The runs of target row `y`, ascending; empty for a row without pixels. Valid until the next call.
     [[nodiscard]] std::span<const Run> row(unsigned y);
 
+    /// The first target row from `y` on that has runs; kNoRow behind the last one. For loops over the rows of masks
+    /// that may reach anywhere: what they cost depends on the runs and not on the coordinates.
+    [[nodiscard]] std::uint64_t next_row(std::uint64_t y);
+    /// The same from the first row behind `y` on that reads another row of the mask's own grid than `y` does.
+    [[nodiscard]] std::uint64_t next_other_row(std::uint64_t y);
+    static constexpr std::uint64_t kNoRow = std::uint64_t{1} << 32;
+
+    /// The row of the mask's own grid that target row `y` reads.
+    [[nodiscard]] static unsigned stored_row(const Mask& mask, std::uint64_t y) {
+        return mask.target_to_mask(static_cast<unsigned>(y));
+    }
+
     /// A mask is empty when it has no rows, whatever its pixel sizes and bounds say.
     [[nodiscard]] static bool is_empty(const Mask& mask) { return mask.rows.empty(); }
 
 private:
+    [[nodiscard]] std::uint64_t first_row_that_reads(std::uint64_t stored, std::uint64_t from) const;
+
     const Mask& mask;
     std::map<unsigned, Mask::Runs>::const_iterator at;  // the row last found, or end
     std::vector<Run> runs;

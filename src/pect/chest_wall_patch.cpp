@@ -5,6 +5,7 @@
 
 #include "imaging/filter.h"
 #include "imaging/image_copy.h"
+#include "imaging/ipl_bridge.h"
 #include "imaging/mask_utils.h"
 #include "model/mask_reader.h"
 #include "model/numbers.h"
@@ -298,7 +299,7 @@ double Masking::patch_chestwall(Image* image, Mask* frame, Image*& patched) {
             fraction = raise_ellipse(*work, raise, extent, ellipse_of(extent, setting));
         }
     }
-    Filter::Blur(work, patched, blurSize, blurSize, blurSize / 2, blurSize / 2);
+    Utils::expect_memory(Filter::Blur(work, patched, blurSize, blurSize, blurSize / 2, blurSize / 2));
     Utils::ApplyMask(patched, frame);
     return fraction;
 }

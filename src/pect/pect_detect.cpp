@@ -12,13 +12,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace Norvane {
 namespace {
 
 constexpr int kEdgeMargin = 5;  // pixels along the region's border that get no edge: more than half a kernel
-
-constexpr std::int64_t kAllRows = std::int64_t{1} << 32;
 
 /// Columns and rows, wide enough that differences may be negative.
 struct Box {
@@ -40,28 +39,13 @@ void fill_box(const Box& box, Mask& out) {
     for (std::int64_t y = box.top; y <= box.bottom; ++y) add_columns(out, y, box.left, box.right);
 }
 
-/// The rows in which a mask can have pixels, in its target grid, with a margin for the rounding between the grids.
-/// Keeps a loop over the rows of another mask short when that one reaches far beyond.
-Box rows_of(const Mask& mask) {
-    Box box = bounds_of(mask);
-    const double scale = static_cast<double>(mask.GetPixelSize()) / static_cast<double>(mask.GetTargetPixelSize());
-    const bool is_scaled = scale > 0.0;  // otherwise the bounds say nothing about the rows
-    const std::int64_t margin = is_scaled ? std::int64_t{2} + truncate_to<unsigned>(scale) : kAllRows;
-    box.top -= margin;
-    box.bottom += margin;
-    return box;
-}
-
 /// From the breast's far edge to the frame's edge at the chest wall, from the frame's top on. The breast's last row
 /// stays out.
 void fill_up_to_frame(const Box& breast, const Mask& frame, IMAGE_SIDE side, Mask& out) {
     MaskReader rows(frame);
-    const Box candidates = rows_of(frame);
-    const std::int64_t top = std::max(std::min<std::int64_t>(breast.top, frame.GetMinY()), candidates.top);
-    const std::int64_t end = std::min(breast.bottom, candidates.bottom + 1);
-    for (std::int64_t y = top; y < end; ++y) {
+    const auto top = std::min(static_cast<unsigned>(breast.top), frame.GetMinY());
+    for (auto y = rows.next_row(top); std::cmp_less(y, breast.bottom); y = rows.next_row(y + 1)) {
         const auto runs = rows.row(static_cast<unsigned>(y));
-        if (runs.empty()) continue;
         if (side == SIDE_CHEST_LEFT) {
             const std::int64_t wall = runs.front().first;
             if (breast.right >= wall) add_columns(out, y, wall, breast.right);
@@ -77,9 +61,10 @@ void fit_columns(const Mask& bound, IMAGE_SIDE side, Box& box) {
     MaskReader rows(bound);
     std::int64_t& far_end = side == SIDE_CHEST_LEFT ? box.right : box.left;
     far_end = side == SIDE_CHEST_LEFT ? box.left : box.right;
-    for (std::int64_t y = box.top; y < box.bottom; ++y) {
+    const auto top = static_cast<std::uint64_t>(box.top);
+    for (auto y = rows.next_row(top); std::cmp_less(y, box.bottom) && y < MaskReader::kNoRow;
+         y = rows.next_other_row(y)) {
         const auto runs = rows.row(static_cast<unsigned>(y));
-        if (runs.empty()) continue;
         if (side == SIDE_CHEST_LEFT) {
             far_end = std::max<std::int64_t>(far_end, runs.back().last);
         } else {

@@ -3,6 +3,7 @@
 #include <norvane/pect_detect.h>
 
 #include "imaging/filter.h"
+#include "imaging/ipl_bridge.h"
 #include "model/mask_reader.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
@@ -272,7 +273,7 @@ unsigned short PectDetect::get_masked_bkg_threshold(Image* roi, Mask* mask, floa
 unsigned short PectDetect::get_upper_percent_grayvalue(Image* image, float fraction) {
     if (const auto level = level_at_the_ends(fraction)) return *level;
     std::vector<int> histogram(kGreyLevels);
-    Filter::ComputeHisto(image, histogram.data(), kGreyLevels);
+    Utils::expect_memory(Filter::ComputeHisto(image, histogram.data(), kGreyLevels));
     return upper_level(image, histogram, fraction);
 }
 
@@ -306,7 +307,8 @@ bool PectDetect::get_pect_edge(Image* roi, Image*& edge, Mask* mask, int margin,
         run_wide([&] { row.write(span, window, kernel, test, grey_row_to_write(*edges, static_cast<unsigned>(y))); });
     }
     const auto strongest = level_at_the_ends(edgeFraction);
-    Filter::Threshold(edges.get(), strongest ? *strongest : upper_level(edges.get(), row.histogram(), edgeFraction));
+    Utils::expect_memory(Filter::Threshold(
+        edges.get(), strongest ? *strongest : upper_level(edges.get(), row.histogram(), edgeFraction)));
     edge = edges.release();
     return true;
 }

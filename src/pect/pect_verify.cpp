@@ -7,6 +7,7 @@
 #include "pect/line_in_image.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <span>
@@ -75,6 +76,31 @@ double contrast(const Strip& muscle, const Strip& tissue) {
                                                        tissue.variance() / static_cast<double>(tissue.count));
 }
 
+__extension__ using Int128 = __int128;  // GCC and Clang have it on every 64-bit platform
+
+/// The mantissa of the extended precision, in integers: `long double` is another type on every platform. Values are in
+/// units of 2^-kFractionBits, which leaves a mean, that is at least 1, enough bits to round.
+constexpr int kMantissaBits = 64;
+constexpr int kFractionBits = kMantissaBits + 2;
+
+/// Rounded to the mantissa, half to even.
+Int128 rounded_to_mantissa(Int128 v) {
+    const Int128 size = v < 0 ? -v : v;
+    const auto excess = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(size >> kMantissaBits)));
+    if (excess == 0) return v;
+    const Int128 unit = Int128{1} << excess, half = unit / 2, below = size & (unit - 1);
+    Int128 kept = size - below;
+    if (below > half || (below == half && (kept & unit) != 0)) kept += unit;
+    return v < 0 ? -kept : kept;
+}
+
+/// Of a strip with pixels: at most C_CHECKWIDTH of them, so that the sum has far less than 60 bits.
+Int128 extended_mean(const Strip& strip) {
+    const Int128 scaled = static_cast<Int128>(strip.sum) << kFractionBits;
+    const Int128 quotient = scaled / strip.count;
+    return rounded_to_mantissa(quotient | (scaled % strip.count != 0 ? 1 : 0));  // a last bit that breaks false ties
+}
+
 /// Differences of the strips' means, row by row; what a gradient along the line adds to both strips cancels.
 struct PairedDifferences {
     float sum = 0.0F;
@@ -84,9 +110,8 @@ struct PairedDifferences {
     void add(const Strip& left, const Strip& right) {
         if (left.count == 0 || right.count == 0) return;
         // Rounded once: quotients and difference have the 64-bit mantissa of the x87 registers.
-        const auto difference =
-            static_cast<float>(static_cast<long double>(left.sum) / static_cast<long double>(left.count) -
-                               static_cast<long double>(right.sum) / static_cast<long double>(right.count));
+        const Int128 extended = rounded_to_mantissa(extended_mean(left) - extended_mean(right));
+        const auto difference = std::ldexp(static_cast<float>(extended), -kFractionBits);
         sum += difference;
         squares += difference * difference;
         ++rows;

@@ -9,17 +9,24 @@
 
 #include <cstdlib>
 #include <new>
+#include <tuple>
 
 namespace {
 
 thread_local long countdown = -1;  // allocations until one fails; negative: none does
+thread_local long in_use = 0;      // blocks
 
 void* allocate(std::size_t size) noexcept {
     if (countdown >= 0 && countdown-- == 0) return nullptr;
-    return std::malloc(size == 0 ? 1 : size);
+    void* block = std::malloc(size == 0 ? 1 : size);
+    in_use += block != nullptr;
+    return block;
 }
 // Not inlined: the compiler would see free() meet an operator new that it does not know to be ours.
-[[gnu::noinline]] void release(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void release(void* block) noexcept {
+    in_use -= block != nullptr;
+    std::free(block);
+}
 
 }  // namespace
 
@@ -96,6 +103,91 @@ TEST(AllocationFailure, NothingLeaksAndMasksStayWhole) {
     a.SetPixelSize(1.0F);
     b.SetPixelSize(0.5F);  // by the complement
     EXPECT_LT(5, fails_on_masks([&](Mask* from, Mask* out) { return Utils::MaskIntersect(from, &b, out); }));
+    testing::internal::GetCapturedStdout();
+}
+
+/// What a host passes to the entry functions, and gets back.
+struct Host {
+    std::unique_ptr<Image> image = grey_image(90, 120, [](unsigned x, unsigned y) {
+        return x * x + (y - 60) * (y - 60) < 4000 ? 30000 + (x + y < 50 ? 9000 : 0) + 7 * x % 64 : 100 + y % 50;
+    });
+    Masking::Params params;
+    Mask frame, breast = rectangle(0, 60, 5, 110), full, pect, second;
+    std::vector<int> contour = std::vector<int>(1440);
+    int status = -1;
+
+    explicit Host(bool fast) {
+        params.side = SIDE_CHEST_LEFT;
+        params.view = VIEW_PECT;
+        params.bgNoise = BG_MG;
+        params.fullContour = params.pectContour = true;
+        params.maskingSpeed = fast;
+        params.contour = &contour;
+    }
+    [[nodiscard]] auto results() const {
+        return std::tuple{status,        pixels_of(*image), runs_of(frame),  runs_of(breast),
+                          runs_of(full), runs_of(pect),     runs_of(second), contour};
+    }
+};
+
+/// Lets allocations of `call` fail one by one, some dozens of them, or each with NORVANE_TEST_EVERY_ALLOCATION set:
+/// nothing leaks, and the same objects give the right results as soon as there is memory.
+template <class Call>
+void survives_failures(const char* what, bool fast, Call call) {
+    constexpr long kPlenty = 1L << 40;
+    constexpr long kSample = 40;
+    Host undisturbed(fast);
+    countdown = kPlenty;
+    call(undisturbed);
+    const long allocations = kPlenty - countdown;
+    countdown = -1;
+    const bool takes_each = std::getenv("NORVANE_TEST_EVERY_ALLOCATION") != nullptr;
+    const long step = takes_each ? 1 : 1 + allocations / kSample;
+    EXPECT_LT(20, allocations) << what;
+    for (long n = 0; n < allocations; n += step) {
+        const long before = in_use;
+        bool is_right = false, is_thrown = false;
+        {
+            Host host(fast);
+            countdown = n;
+            try {
+                call(host);
+            } catch (const std::bad_alloc&) {
+                is_thrown = true;
+            }
+            countdown = -1;
+            call(host);
+            is_right = undisturbed.results() == host.results();
+        }
+        EXPECT_EQ(before, in_use) << what << ", allocation " << n;
+        EXPECT_TRUE(is_thrown && is_right) << what << ", allocation " << n;
+    }
+}
+
+TEST(AllocationFailure, EntryFunctionsLeaveObjectsThatWorkLater) {
+    testing::internal::CaptureStdout();
+    for (const bool fast : {false, true}) {
+        survives_failures("frame", fast, [](Host& h) {
+            Mask* frame = &h.frame;
+            h.status = NvGenerateFrameMask(h.image.get(), h.params, frame);
+        });
+        survives_failures("full", fast, [](Host& h) {
+            h.status = NvGenerateFullMask(h.image.get(), h.params, &h.frame, &h.full, &h.pect, &h.second);
+        });
+        survives_failures("muscle", fast, [](Host& h) {
+            h.status = NvGeneratePectMask(h.image.get(), h.params, &h.frame, &h.breast, &h.pect);
+        });
+        for (const bool points : {false, true})
+            survives_failures("breast", fast, [points](Host& h) {
+                h.params.contourOutput = points;
+                h.status = NvGenerateBreastMask(h.image.get(), h.params, &h.frame, &h.full, nullptr);
+            });
+        survives_failures("preparation", fast, [fast](Host& h) {
+            float scale = 0.0F;
+            h.image->SetPixelSize(100.0F);
+            delete PrepareImage(h.image.get(), scale, BG_MG, fast, nullptr, nullptr, nullptr);
+        });
+    }
     testing::internal::GetCapturedStdout();
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -80,6 +81,38 @@ TEST(PrepareImage, MapsGreyLevels) {
             for (unsigned x = 0; x < 3; ++x) EXPECT_EQ(grey(*result, x, 0), c.out[x]) << c.what << ", pixel " << x;
             EXPECT_EQ(value, c.padding_out) << c.what;
         }
+    }
+}
+
+TEST(PrepareImage, OneVariableForBothPaddingValuesTakesEveryStepTwice) {
+    auto image = grey_image(4, 1, [](unsigned, unsigned) { return 4094U; });  // 16 when inverted, normalised by 4095
+    image->SetUsedBits(12);
+    image->SetNeedsInversion(true);
+    unsigned short value = 4090;
+    prepared(*image, BG_AUTO, false, &value, &value);
+    const unsigned mapped = (16 * (65535U - 16 * (65535U - 4090U) % 65536)) % 65536;
+    EXPECT_EQ(value, mapped * 4095 % 65536 * 4095 % 65536);
+}
+
+/// A host's own buffer may have more padding columns than rows get here. A shifted copy is without them.
+TEST(PrepareImage, PaddingColumnsThatACopyDoesNotHaveDoNotCount) {
+    const auto lent = [](unsigned row_bits, std::vector<std::uint16_t>& pixels) {
+        auto image = std::make_unique<Image>(FORMAT_UNSIGNED, row_bits, 5, 6, false);
+        image->AlignSize();
+        for (unsigned i = 0; i < image->GetStride() * 6; ++i)  // signed; beyond column 5 white
+            pixels.push_back(static_cast<std::uint16_t>(i % image->GetStride() < 6 ? 0x8000 + 10 * i : 0x7FFF));
+        image->SetBits(16, false);
+        image->SetBuffer(reinterpret_cast<unsigned char*>(pixels.data()));
+        image->SetPixelSize(228.0F);
+        return image;
+    };
+    for (const bool resample_first : {false, true}) {
+        std::vector<std::uint16_t> rows_of_8, rows_of_6;
+        const auto wide = lent(8, rows_of_8), aligned = lent(16, rows_of_6);
+        for (std::size_t y = 0; y < 6; ++y) std::copy_n(&rows_of_8[8 * y], 6, &rows_of_6[6 * y]);
+        EXPECT_EQ(wide->GetStride(), 8U);
+        EXPECT_EQ(pixels_of(*prepared(*wide, BG_AUTO, resample_first)),
+                  pixels_of(*prepared(*aligned, BG_AUTO, resample_first)));
     }
 }
 

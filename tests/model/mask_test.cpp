@@ -83,6 +83,30 @@ TEST(Mask, IsReadInTheTargetGrid) {
     EXPECT_FALSE(mask.HitTest(4, 4));
 }
 
+TEST(Mask, ReaderFindsTheNextRowWithRunsOfAnyGrid) {
+    Random random(5);
+    for (const float size : {228.0F, 1.0F, 0.0F, -1.0F, NAN, INFINITY})
+        for (const float target : {228.0F, 227.0F, 57.0F, 1000.0F, 0.0F, NAN, INFINITY}) {
+            Mask mask = random_mask(random, 9, 20, size);
+            mask.AddSegment(0xFFFFFFFE, 1, 0);
+            mask.SetTargetPixelSize(target);
+            MaskReader reader(mask), plain(mask);
+            for (std::uint64_t y = 0; y < 40; ++y) {
+                std::uint64_t next = y, other = y;
+                while (next < 200 && plain.row(static_cast<unsigned>(next)).empty()) ++next;
+                while (other < 200 && (MaskReader::stored_row(mask, other) == MaskReader::stored_row(mask, y) ||
+                                       plain.row(static_cast<unsigned>(other)).empty()))
+                    ++other;
+                EXPECT_EQ(next, std::min<std::uint64_t>(200, reader.next_row(y))) << size << ' ' << target << ' ' << y;
+                EXPECT_EQ(other, std::min<std::uint64_t>(200, reader.next_other_row(y))) << size << ' ' << target;
+            }
+        }
+    const Mask ends = mask_of({{0, 3, 9}, {0xFFFFFFFF, 5, 7}});
+    MaskReader reader(ends);
+    EXPECT_EQ(0xFFFFFFFFU, reader.next_row(1));
+    EXPECT_EQ(MaskReader::kNoRow, reader.next_other_row(0xFFFFFFFF));
+}
+
 TEST(Mask, CoordinatesThatNoGridHoldsSaturate) {
     OpenMask mask;
     mask.SetTargetPixelSize(100.0F);

@@ -115,7 +115,7 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
     const TemporaryFolder folder;
-    for (const char* name : {"in/a.png", "in/b.png", "in/c.png"}) draw(folder, name);
+    for (const char* name : {"in/a.png", "in/b.png", "in/\xFC.png"}) draw(folder, name);  // one is not UTF-8
     const std::string out = folder.path("out");
     ASSERT_EQ(0, run(masks_of({folder.path("in")}, out)).code);
     const std::string stamp = out + "/b.done";
@@ -163,6 +163,24 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
                                          std::to_string(row.refused) + " refused\n"))
             << row.what << again.err;
         EXPECT_EQ(3U, outcomes_of(Host::read_bytes(out + "/summary.ndjson")).size());
+    }
+    EXPECT_THAT(Host::read_bytes(out + "/report.html"), HasSubstr("./%FC\""));  // kept, but found where it lies
+}
+
+TEST(Batch, WhatAKilledRunLeftGoesWithItsImageOnly) {
+    const TemporaryFolder folder;
+    draw(folder, "in/s/a.png");
+    folder.write("in/notes.txt", "");  // for the closing line
+    fs::create_directories(folder.path("out/s"));
+    const Arguments command = masks_of({folder.path("in")}, folder.path("out") + "/", {"--resume", "--no-page"});
+    for (const char* what : {"1 images: 1 done", "1 images: 0 done, 1 kept"}) {
+        for (const char* name : {".a.json.7.tmp", ".a.json.8.tmp", ".a.overlay.png.7.tmp", ".a.done.7.tmp",  // gone
+                                 ".b.json.7.tmp", "a.json.7.tmp", ".a.json.x.tmp", ".a.json.tmp", ".a.txt.7.tmp"}) {
+            folder.write(std::string("out/s/") + name, "");
+        }
+        EXPECT_THAT(run(command).out, HasSubstr(what));
+        EXPECT_THAT(folder.names("out/s"), ElementsAre(".a.json.tmp", ".a.json.x.tmp", ".a.txt.7.tmp", ".b.json.7.tmp",
+                                                       "a.done", "a.json", "a.json.7.tmp"));
     }
 }
 

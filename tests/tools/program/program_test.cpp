@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <nlohmann/json.hpp>
 
 // The font library keeps its tables until the end of the process.
@@ -138,8 +139,8 @@ TEST(Program, PhantomToMasks) {
     EXPECT_EQ(0, run_phantom(exam, {"--labels", folder.path("labels.png"), "--side", "right"}).code);
     EXPECT_THAT(folder.names(), ElementsAre("exam.png", "labels.png"));
 
-    const ProgramRun masks = run_masks(folder.path("results/deep"), {exam, "--view", "mlo", "--pixel-size", "220",
-                                                                     "--contour", "--results", "json,overlay,masks"});
+    const ProgramRun masks = run_masks(
+        folder.path("results/deep"), {exam, "--view", "mlo", "--pixel-size", "220", "--results", "json,overlay,masks"});
     EXPECT_EQ(0, masks.code);
     EXPECT_EQ("", masks.err);
     EXPECT_THAT(masks.out, StartsWith(exam + ": status 0 MASK_OK: The mask can be used.\n"));
@@ -212,8 +213,8 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
 TEST(Program, GivenPaddingIsTheBackground) {
     const TemporaryFolder folder;
     ASSERT_EQ(0, run_phantom(folder.path("exam.png"), {"--look", "digital", "--frame", "none", "--bits", "8"}).code);
-    const ProgramRun masks = run_masks(folder.path("out"), {folder.path("exam.png"), "--view", "mlo", "--pixel-size",
-                                                            "220", "--padding", "0:4", "--contour"});
+    const ProgramRun masks = run_masks(
+        folder.path("out"), {folder.path("exam.png"), "--view", "mlo", "--pixel-size", "220", "--padding", "0:4"});
     EXPECT_EQ(0, masks.code) << masks.err;
     const json report = json::parse(Host::read_bytes(folder.path("out/exam.json")));
     EXPECT_EQ("given-level", report.at("settings").at("noise").at("value"));
@@ -249,11 +250,17 @@ TEST(Program, WhatCannotBeWrittenIsNamed) {
     const ProgramRun phantom = run_phantom(folder.path("none/exam.png"));
     EXPECT_EQ(1, phantom.code);
     EXPECT_THAT(phantom.err, HasSubstr("cannot be written"));
+    std::ofstream full("/dev/full");
+    std::ostringstream err;
+    const std::string image = folder.path("exam.png");
+    const std::array<const char*, 3> arguments{"norvane", "phantom", image.c_str()};
+    EXPECT_EQ(1, Host::run_program(3, arguments.data(), full, err));
+    EXPECT_EQ("norvane: the report cannot be written to standard output\n", err.str());
 }
 
 TEST(Program, UsageErrorsAreTwo) {
     const std::vector<Arguments> masks_options{{"--side", "up"},         {"--side", "left", "--side", "right"},
-                                               {"--pixel-size", "0"},    {"--noise", "loud"},
+                                               {"--pixel-size", "nan"},  {"--noise", "loud"},
                                                {"--padding", "7"},       {"--padding", "9:7"},
                                                {"--padding", "0:70000"}, {"--padding", "0:7", "--noise", "mg"}};
     std::vector<Arguments> table{{}, {"masks"}, {"paint", "a.png"}, {"phantom", "a.png", "--bits", "17"}};

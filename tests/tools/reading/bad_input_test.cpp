@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace Norvane::Tests {
 namespace {
@@ -18,6 +19,8 @@ TEST(BadDicom, IsRefusedInOneSentence) {
         {"PhotometricInterpretation=RGB; SamplesPerPixel=3", "is a colour image; grey images are read"},
         {"PhotometricInterpretation=PALETTE COLOR",
          "has the PhotometricInterpretation 'PALETTE COLOR'; MONOCHROME1 and MONOCHROME2 are read"},
+        {"PhotometricInterpretation=MONO\nCHROME2",
+         "has the PhotometricInterpretation 'MONO?CHROME2'; MONOCHROME1 and MONOCHROME2 are read"},
         {"NumberOfFrames=60", "holds 60 frames; choose one of them with --frame N"},
         {"NumberOfFrames=many", "has the NumberOfFrames 'many', which is not a count"},
         {"ImagerPixelSpacing=0.07\\0.08", "has pixels that are not square (ImagerPixelSpacing 0.07 x 0.08 mm)"},
@@ -38,8 +41,21 @@ TEST(BadDicom, IsRefusedInOneSentence) {
     for (const auto& row : table) EXPECT_EQ(row.message, refusal_of(write_object(folder, row.changes))) << row.changes;
 
     // A pixel size that the user gives stands in for a useless one, but pixels that are not square stay so.
-    EXPECT_FALSE(Host::read_image(write_object(folder, table[6].changes), {{}, true}).pixel_size_um);
-    EXPECT_THROW((void)Host::read_image(write_object(folder, table[5].changes), {{}, true}), Host::Refusal);
+    EXPECT_FALSE(Host::read_image(write_object(folder, table[7].changes), {{}, true}).pixel_size_um);
+    EXPECT_THROW((void)Host::read_image(write_object(folder, table[6].changes), {{}, true}), Host::Refusal);
+}
+
+TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {
+    using namespace std::string_literals;
+    const TemporaryFolder folder;
+    const std::string whole = Host::read_bytes(write_object(folder, ""));
+    std::string padded = whole;
+    padded[padded.find("MONOCHROME2 ") + 11] = '\0';
+    EXPECT_EQ("", refusal_of(folder.write("padded.dcm", padded)));
+    const std::string opening = "\x54\0\x20\x02SQ\0\0\xFF\xFF\xFF\xFF\xFE\xFF\0\xE0\xFF\xFF\xFF\xFF"s;
+    std::string nested = whole;
+    for (int i = 0; i < 50000; ++i) nested += opening;
+    EXPECT_EQ("holds sequences inside sequences without an end", refusal_of(folder.write("nested.dcm", nested)));
 }
 
 TEST(BadDicom, UnreadableEncodingsAreNamed) {
@@ -69,6 +85,8 @@ TEST(BadFile, IsRefusedInOneSentence) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder.path("folder.dcm"));
     EXPECT_EQ("is a directory", refusal_of(folder.path("folder.dcm")));
+    ASSERT_EQ(0, mkfifo(folder.path("pipe.dcm").c_str(), 0600));
+    EXPECT_EQ("is not a file", refusal_of(folder.path("pipe.dcm")));
     EXPECT_EQ("does not exist", refusal_of(folder.path("vanished.dcm")));
     const ProgramRun info = run({"info", "--format", "json", folder.path("vanished.dcm"), write_object(folder, "")});
     EXPECT_EQ(1, info.code);

@@ -186,8 +186,6 @@ TEST(ReadImage, RefusesInOneSentence) {
         {png_of(PNG_FORMAT_RGB_COLORMAP), "has a palette; grey images are read"},
         {with_header(grey, 24, "\x04"), "has 4 bits a pixel; 8 and 16 bits are read"},
         {with_header(grey, 16, big_endian(900000) + big_endian(900000)), "is too large (900000 x 900000 pixels)"},
-        {grey.substr(0, 20), "is a damaged or truncated PNG file: "},
-        {grey.substr(0, grey.size() - 20), "is a damaged or truncated PNG file: "},
         {std::string(grey).replace(44, 1, "x"), "is a damaged or truncated PNG file: "},
         {"P6 1 1 255\nabc", "is a colour image; grey images are read"},
         {"P4 8 1\n\xFF", "is a bitmap of black and white; grey images are read"},
@@ -218,7 +216,8 @@ TEST(ReadImage, EveryTruncationOfAPngIsRefusedAndNothingElse) {
     const TemporaryFolder folder;
     const std::string whole = encode_png(kWide, 3, 2);
     for (std::size_t length = 1; length < whole.size(); ++length) {
-        EXPECT_NE("", refusal_of(folder.write("image", whole.substr(0, length)))) << length;
+        const std::string message = refusal_of(folder.write("image", whole.substr(0, length)));
+        EXPECT_THAT(message, StartsWith(length < 8 ? "is not an image" : "is a damaged or truncated PNG file: "));
     }
     EXPECT_EQ("", refusal_of(folder.write("image", whole)));
 }

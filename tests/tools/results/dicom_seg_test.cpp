@@ -2,6 +2,8 @@
 #include "results/dicom_seg.h"
 #include "phantom_analysis.h"
 #include "results/dicom_items.h"
+#include "results/dicom_seg_source.h"
+#include "results/result_files.h"
 #include "tools/host_support.h"
 
 #include <dcmtk/config/osconfig.h>
@@ -43,7 +45,8 @@ const Fields kRich{{DCM_SpecificCharacterSet, "ISO_IR 192"},
                    {DCM_LossyImageCompressionMethod, "ISO_10918_1"}};
 const Fields kFrame{{DCM_SOPClassUID, UID_BreastTomosynthesisImageStorage}};
 // What archives hold and no object may hold. The values stay out.
-const Fields kWrong{{DCM_PatientBirthDate, "1961.05.17"},
+const Fields kWrong{{DCM_PatientName, "x^" + std::string(63, 'x')},
+                    {DCM_PatientBirthDate, "1961.05.17"},
                     {DCM_PatientSex, "X"},
                     {DCM_PatientAge, "58"},
                     {DCM_AccessionNumber, "longer than sixteen"},
@@ -182,6 +185,16 @@ TEST(DicomSeg, BelongsToItsSource) {
     EXPECT_EQ(seg.text(DCM_SeriesInstanceUID), other.text(DCM_SeriesInstanceUID));
     const SegObject joined(folder.write("joined.dcm", Host::dicom_seg(analysis, SegContent::kJoined)));
     EXPECT_NE(seg.text(DCM_SeriesInstanceUID), joined.text(DCM_SeriesInstanceUID));
+}
+
+TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
+    const TemporaryFolder folder;
+    Host::ImageAnalysis analysis = with_header(analysed_phantom(), {{DCM_PatientID, ""}, {DCM_StudyDate, "soon"}});
+    Host::OutputSet outputs;
+    Host::add_result_files(outputs, folder.path("exam"), "exam.dcm", {"seg", "seg-joined"}, analysis);
+    EXPECT_THAT(analysis.warnings, ::testing::ElementsAre("the header has no valid PatientID, StudyDate: empty in the "
+                                                          "DICOM SEG as well"));
+    EXPECT_EQ("", Host::filing_warning(*with_header(std::move(analysis)).source.dicom_header));
 }
 
 TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {

@@ -31,7 +31,6 @@ inline Host::ImageAnalysis analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is
     Host::AnalysisOptions options;
     options.view = view;
     options.pixel_size_um = spec.pixel_size_um;
-    options.wants_contour = true;
     return Host::analyse(std::move(source), options);
 }
 

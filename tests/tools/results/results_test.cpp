@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "analysis/image_rows.h"
+#include "results/grey_range.h"
 #include "results/mask_outline.h"
 #include "results/output_set.h"
 #include "support/builders.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <cmath>
 #include <csignal>
 
@@ -59,6 +61,22 @@ TEST(OutputSet, AFileThatDoesNotFitIsRefusedAndLeavesNothing) {
     (void)std::signal(SIGXFSZ, handler);
     EXPECT_EQ("has results that cannot be written: " + folder.path("second") + ": File too large", message);
     EXPECT_THAT(folder.names(), ::testing::IsEmpty());
+}
+
+TEST(GreyRange, ShowsTheWindowOfTheSource) {
+    Host::SourceImage source;
+    source.used_bits = 12;
+    const auto shown = [&source](unsigned sample) {
+        const unsigned level = (source.needs_inversion ? 4095 - sample : sample) * 16;
+        return int{Host::grey_range_of(source).shown(static_cast<std::uint16_t>(level))};
+    };
+    EXPECT_THAT((std::array{shown(0), shown(1000), shown(4095)}), ElementsAre(0, 62, 255));
+    source.window = Host::DisplayWindow{2000, 1000};
+    EXPECT_THAT((std::array{shown(1500), shown(2000), shown(2499), shown(4095)}), ElementsAre(0, 128, 255, 255));
+    source.needs_inversion = true;
+    EXPECT_THAT((std::array{shown(0), shown(1501), shown(2000), shown(2500)}), ElementsAre(255, 255, 127, 0));
+    source.window = Host::DisplayWindow{-500, 900};  // nothing would show
+    EXPECT_THAT((std::array{shown(0), shown(4095)}), ElementsAre(255, 0));
 }
 
 // Edges between inside and outside, counted pixel by pixel.

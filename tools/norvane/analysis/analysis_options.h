@@ -21,7 +21,7 @@ struct AnalysisOptions {
     bool crops_film_area = true;
     bool is_inverted = false;
     bool is_fast = false;
-    bool wants_contour = false;
+    bool wants_contour = true;
 };
 
 }  // namespace Norvane::Host

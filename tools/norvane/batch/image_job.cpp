@@ -133,6 +133,7 @@ std::string stamp_options_of(const MasksOptions& options) {
 ImageJobs::ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs)
     : options(run_options), stamp_options(stamp_options_of(run_options)) {
     for (const Input& input : inputs) input_places.insert(place_of(input.file));
+    if (!options.is_dry_run) leftovers = Leftovers(options.out_dir);
 }
 
 fs::path ImageJobs::stem_of(const Input& input) const { return fs::path(options.out_dir) / input.name; }
@@ -168,13 +169,22 @@ void ImageJobs::refuse_to_overwrite_inputs(const Input& input) const {
     }
 }
 
+void ImageJobs::remove_leftovers(const fs::path& stem) const {
+    leftovers.remove_those_of(stamp_file(stem));
+    for (const ResultKind& kind : result_kinds()) {
+        for (const std::string& ending : kind.endings) leftovers.remove_those_of(stem.string() + "." + ending);
+    }
+}
+
 JobOutcome ImageJobs::make(const Input& input) const {
     const fs::path stem = stem_of(input);
     refuse_to_overwrite_inputs(input);
+    remove_leftovers(stem);
     // Looked at before it is read: a file that changes meanwhile does not match its stamp.
     const std::string origin = stamp_origin(input.file, stamp_options);
     if (auto kept = options.is_resumed ? record_if_done(stem, origin) : std::nullopt) {
-        kept->file = input.file;
+        kept->file = input.file;  // stamps are UTF-8, names of files need not be
+        kept->name = input.name;
         kept->is_kept = true;
         return {*kept, {}, true};
     }

@@ -4,6 +4,7 @@
 
 #include "batch/image_record.h"
 #include "batch/inputs.h"
+#include "batch/leftovers.h"
 #include "batch/masks_command.h"
 
 #include <string>
@@ -33,11 +34,13 @@ public:
 private:
     [[nodiscard]] JobOutcome make(const Input& input) const;
     void refuse_to_overwrite_inputs(const Input& input) const;
+    void remove_leftovers(const std::filesystem::path& stem) const;
     [[nodiscard]] std::filesystem::path stem_of(const Input& input) const;
 
     const MasksOptions& options;
     std::string stamp_options;
     std::unordered_set<std::string> input_places;
+    Leftovers leftovers;
 };
 
 }  // namespace Norvane::Host

@@ -134,10 +134,6 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
     if (options.report_format == ReportFormat::kText) {
         out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
     }
-    if (!out) {
-        failures.emplace_back("the report cannot be written to standard output");
-        err << "norvane: " << failures.back() << std::endl;
-    }
     if (run.not_begun > 0) return kExitInterrupted;
     return failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
 }

@@ -80,7 +80,7 @@ void MasksOptionSet::add_analysis_options() {
     verb->add_option("--view", view, "mlo: with pectoral muscle, cc: without [what the file says]")
         ->check(CLI::IsMember(kViewNames));
     verb->add_option("--pixel-size", pixel_size_um, "Pixel size in micrometres, up to 228 [what the file says]")
-        ->check(CLI::PositiveNumber);
+        ->check(check_positive);
     add_frame_option(*verb, options.reading);
     verb->add_option("--crop", crop,
                      "auto: work on the film inside the borders of its scanner; none: on the whole image")
@@ -94,9 +94,9 @@ void MasksOptionSet::add_analysis_options() {
         ->check(check_padding);
     verb->add_flag("--invert", options.analysis.is_inverted, "Tissue is dark on a bright background");
     verb->add_flag("--fast", options.analysis.is_fast, "Fast search of the contour (other results)");
-    verb->add_flag("--contour", options.analysis.wants_contour,
-                   "Add 720 points of the outline to the JSON: mlo traced around breast and upper muscle, cc from the "
-                   "fast search");
+    verb->add_flag("--contour,!--no-contour", options.analysis.wants_contour,
+                   "Whether the JSON holds 720 points of the outline: mlo traced around breast and upper muscle, cc "
+                   "from the fast search [it does]");
 }
 
 void MasksOptionSet::add_batch_options() {

@@ -9,6 +9,7 @@
 #include <norvane/masking.h>
 
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
@@ -30,9 +31,18 @@ inline const std::vector<std::string> kViewNames{"mlo", "cc"};
 }
 [[nodiscard]] inline IMAGE_VIEW view_of(const std::string& text) { return text == "mlo" ? VIEW_PECT : VIEW_NO_PECT; }
 
+/// Unlike the check of CLI11, it lets no "nan" through and does not print the largest number that there is.
+[[nodiscard]] inline std::string check_positive(const std::string& text) {
+    double number = 0.0;
+    const char* end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, number);
+    const bool is_good = parsed.ec == std::errc() && parsed.ptr == end && std::isfinite(number) && number > 0.0;
+    return is_good ? std::string() : "'" + text + "' is not a number above 0";
+}
+
 inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
     verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
-        ->check(CLI::PositiveNumber);
+        ->check(check_positive);
 }
 
 /// Two numbers with `separator` between them, and nothing else.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "program/program.h"
 
+#include "batch/exit_code.h"
 #include "batch/masks_command.h"
 #include "batch/score_command.h"
 #include "program/command_line.h"
@@ -13,14 +14,24 @@
 
 namespace Norvane::Host {
 
+namespace {
+
+int run(const Command& command, std::ostream& out, std::ostream& err) {
+    if (const auto* masks = std::get_if<MasksOptions>(&command)) return run_masks_command(*masks, out, err);
+    if (const auto* info = std::get_if<InfoOptions>(&command)) return run_info_command(*info, out, err);
+    if (const auto* score = std::get_if<ScoreOptions>(&command)) return run_score_command(*score, out, err);
+    if (const auto* phantom = std::get_if<PhantomOptions>(&command)) return run_phantom_command(*phantom, out, err);
+    return std::get<int>(command);
+}
+
+}  // namespace
+
 int run_program(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
     try {
-        const Command command = parse_command_line(argc, argv, out, err);
-        if (const auto* masks = std::get_if<MasksOptions>(&command)) return run_masks_command(*masks, out, err);
-        if (const auto* info = std::get_if<InfoOptions>(&command)) return run_info_command(*info, out, err);
-        if (const auto* score = std::get_if<ScoreOptions>(&command)) return run_score_command(*score, out, err);
-        if (const auto* phantom = std::get_if<PhantomOptions>(&command)) return run_phantom_command(*phantom, out, err);
-        return std::get<int>(command);
+        const int code = run(parse_command_line(argc, argv, out, err), out, err);
+        if (out.flush()) return code;
+        err << "norvane: the report cannot be written to standard output" << std::endl;
+        return code == kExitDone ? kExitPartly : code;
     } catch (const std::exception& e) {
         err << "norvane: " << e.what() << std::endl;
         return kExitPartly;

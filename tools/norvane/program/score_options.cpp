@@ -59,7 +59,7 @@ ScoreOptionSet::ScoreOptionSet(CLI::App& app)
                      "Grey levels of the truth, such as breast=128+192,pectoral=255 [breast=1,pectoral=2]")
         ->check(check_values);
     verb->add_option("--pixel-size", options.pixel_size_um, "Micrometres [what was used for the masks]")
-        ->check(CLI::PositiveNumber);
+        ->check(check_positive);
     verb->add_option("--csv", options.csv, "Table to write [score.csv in the folder of the results]");
     verb->footer(kExitCodesHelp);
 }

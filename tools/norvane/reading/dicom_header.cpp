@@ -3,24 +3,31 @@
 
 #include <dcmtk/dcmdata/dctk.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <string_view>
 
 namespace Norvane::Host {
 namespace {
 
-std::string without_spaces_around(const OFString& value) {
-    const std::string text(value.c_str(), value.size());
-    const std::size_t first = text.find_first_not_of(' ');
-    if (first == std::string::npos) return {};
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+// Some machines pad with zeros where the format asks for spaces. Other control characters would break the lines of
+// messages, which quote values.
+std::string without_padding(const OFString& value) {
+    constexpr std::string_view kPadding(" \0", 2);
+    std::string text(value.c_str(), value.size());
+    text.erase(text.find_last_not_of(kPadding) + 1);
+    text.erase(0, text.find_first_not_of(kPadding));
+    std::ranges::replace_if(
+        text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+    return text;
 }
 
 }  // namespace
 
 std::string text_of(DcmItem& item, const DcmTagKey& tag, unsigned long index) {
     OFString value;
-    return item.findAndGetOFString(tag, value, index).good() ? without_spaces_around(value) : std::string();
+    return item.findAndGetOFString(tag, value, index).good() ? without_padding(value) : std::string();
 }
 
 std::optional<unsigned> number_of(DcmItem& item, const DcmTagKey& tag) {
@@ -53,7 +60,7 @@ std::string DicomHeader::text(const DcmTagKey& tag, unsigned long index) const {
     for (const Place& place : places) {
         OFString value;
         if (place.item->findAndGetOFString(tag, value, index, place.is_deep ? OFTrue : OFFalse).bad()) continue;
-        if (std::string text = without_spaces_around(value); !text.empty()) return text;
+        if (std::string text = without_padding(value); !text.empty()) return text;
     }
     return {};
 }

@@ -11,6 +11,8 @@
 #include <dcmtk/oflog/oflog.h>
 
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace Norvane::Host {
@@ -32,19 +34,42 @@ void silence_toolkit() {
     (void)is_silent;
 }
 
+/// The toolkit calls itself for every sequence inside a sequence, without an end, and so a file of a few hundred
+/// kilobytes can use up the stack. This stream seems to end where the calls have gone too deep.
+class ShallowFileStream : public DcmInputFileStream {
+public:
+    explicit ShallowFileStream(const std::filesystem::path& file) : DcmInputFileStream(file.c_str()) {}
+
+    offile_off_t avail() override {
+        constexpr std::ptrdiff_t kMostStackBytes = std::ptrdiff_t{1} << 20;  // about a thousand sequences deep
+        is_too_deep |= start - stack_position() > kMostStackBytes;
+        return is_too_deep ? 0 : DcmInputFileStream::avail();
+    }
+    void refuse_if_bad(const OFCondition& condition) const {
+        if (is_too_deep) throw Refusal("holds sequences inside sequences without an end");
+        Host::refuse_if_bad(condition);
+    }
+
+private:
+    static std::intptr_t stack_position() { return reinterpret_cast<std::intptr_t>(__builtin_frame_address(0)); }
+
+    std::intptr_t start = stack_position();
+    bool is_too_deep = false;
+};
+
 /// Step by step instead of by DcmFileFormat, which takes a syntax that it does not know for an uncompressed one.
 const TransferSyntax& load(const std::filesystem::path& file, DcmDataset& object) {
-    DcmInputFileStream stream(file.c_str());
-    refuse_if_bad(stream.status());
+    ShallowFileStream stream(file);
+    stream.refuse_if_bad(stream.status());
     DcmMetaInfo file_header;
     file_header.transferInit();
-    refuse_if_bad(file_header.read(stream, EXS_Unknown, EGL_noChange, kLongestValueReadAtOnce));
+    stream.refuse_if_bad(file_header.read(stream, EXS_Unknown, EGL_noChange, kLongestValueReadAtOnce));
     file_header.transferEnd();
     // A data set without file header shows by itself how it is written, and it is not compressed.
     const std::string uid = text_of(file_header, DCM_TransferSyntaxUID);
     const TransferSyntax* syntax = uid.empty() ? nullptr : &transfer_syntax_of(uid);
     object.transferInit();
-    refuse_if_bad(
+    stream.refuse_if_bad(
         object.read(stream, syntax == nullptr ? EXS_Unknown : syntax->data_set, EGL_noChange, kLongestValueReadAtOnce));
     object.transferEnd();
     return syntax == nullptr ? transfer_syntax_of(DcmXfer(object.getOriginalXfer()).getXferID()) : *syntax;

@@ -16,19 +16,21 @@ void require(const OFCondition& condition, const DcmTagKey& tag) {
     if (condition.bad()) throw std::runtime_error(std::string(DcmTag(tag).getTagName()) + ": " + condition.text());
 }
 
-// The toolkit does not look at the length. Bytes that continue a character of UTF-8 are not counted.
+// The toolkit does not look at the length. Bytes that continue a character of UTF-8 are not counted. A name may be
+// there in three scripts, each of which counts by itself.
 bool is_too_long(const std::string& values, DcmEVR type) {
     constexpr std::size_t kLongestShortString = 16;
     constexpr std::size_t kLongestLongString = 64;
-    if (type != EVR_SH && type != EVR_CS && type != EVR_LO) return false;
+    if (type != EVR_SH && type != EVR_CS && type != EVR_LO && type != EVR_PN) return false;
     std::size_t length = 0;
     std::size_t longest = 0;
     for (const char c : values) {
         const bool is_continued = (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-        length = c == '\\' ? 0 : length + (is_continued ? 0 : 1);
+        const bool is_next_value = c == '\\' || (c == '=' && type == EVR_PN);
+        length = is_next_value ? 0 : length + (is_continued ? 0 : 1);
         longest = std::max(longest, length);
     }
-    return longest > (type == EVR_LO ? kLongestLongString : kLongestShortString);
+    return longest > (type == EVR_LO || type == EVR_PN ? kLongestLongString : kLongestShortString);
 }
 
 }  // namespace

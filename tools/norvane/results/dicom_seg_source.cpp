@@ -7,6 +7,7 @@
 #include <dcmtk/dcmdata/dcdeftag.h>
 
 #include <cstdio>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -99,6 +100,18 @@ void copy_source_fields(DcmItem& header, DcmItem& object) {
     put_text(object, DCM_InstanceNumber, number.empty() ? "1" : number);
     put_date(header, object);
     put_compression(header, object);
+}
+
+std::string filing_warning(DcmItem& header) {
+    static const std::pair<DcmTagKey, const char*> kFields[] = {{DCM_PatientID, "PatientID"},
+                                                                {DCM_StudyDate, "StudyDate"},
+                                                                {DCM_StudyTime, "StudyTime"},
+                                                                {DCM_StudyID, "StudyID"}};
+    std::string names;
+    for (const auto& [tag, name] : kFields) {
+        if (valid_text(header, tag).empty()) names += (names.empty() ? "" : ", ") + std::string(name);
+    }
+    return names.empty() ? names : "the header has no valid " + names + ": empty in the DICOM SEG as well";
 }
 
 void put_reference(DcmItem& item, const SegSource& source) {

@@ -22,6 +22,10 @@ struct SegSource {
 /// Patient, study, orientation, compression and date. Fields with values that break the rules are left out or empty.
 void copy_source_fields(DcmItem& header, DcmItem& object);
 
+/// A sentence about fields by which archives file an object and that have no valid value in the header: the object
+/// leaves them empty. An empty text where all are there.
+[[nodiscard]] std::string filing_warning(DcmItem& header);
+
 /// Class and instance of the source, as a field group of `item`.
 void put_reference(DcmItem& item, const SegSource& source);
 

@@ -2,6 +2,7 @@
 #include "results/mask_drawing.h"
 
 #include "analysis/image_rows.h"
+#include "results/grey_range.h"
 #include "results/mask_outline.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 namespace Norvane::Host {
 namespace {
 
-Surface grey_surface(const Image& image) {
+Surface grey_surface(const Image& image, const GreyRange& range) {
     const int width = static_cast<int>(image.GetWidth());
     const int height = static_cast<int>(image.GetHeight());
     Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
@@ -21,7 +22,7 @@ Surface grey_surface(const Image& image) {
     for (unsigned y = 0; y < image.GetHeight(); ++y) {
         const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), image.GetWidth());
         std::ranges::transform(grey_row(image, y), row.begin(),
-                               [](std::uint16_t grey) { return (grey >> 8U) * 0x010101U; });
+                               [&range](std::uint16_t grey) { return range.shown(grey) * 0x010101U; });
     }
     cairo_surface_mark_dirty(surface.get());
     return surface;
@@ -40,8 +41,9 @@ void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, cons
 
 }  // namespace
 
-void draw_masks(cairo_t* c, const Image& image, MasksResult& masks, double zoom, double line_zoom) {
-    const Surface grey = grey_surface(image);
+void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom) {
+    const Image& image = *analysis.prepared.image;
+    const Surface grey = grey_surface(image, grey_range_of(analysis.source));
     cairo_save(c);
     cairo_scale(c, zoom, zoom);
     cairo_set_source_surface(c, grey.get(), 0, 0);
@@ -53,7 +55,7 @@ void draw_masks(cairo_t* c, const Image& image, MasksResult& masks, double zoom,
     cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
     cairo_clip(c);
     for (const MaskLayer& layer : kMaskLayers) {
-        draw_outlines(c, layer.mask_of(masks), image, zoom, layer.colour, layer.line_width * line_zoom);
+        draw_outlines(c, layer.mask_of(analysis.masks), image, zoom, layer.colour, layer.line_width * line_zoom);
     }
     cairo_restore(c);
 }

@@ -2,9 +2,8 @@
 /// Draws prepared images and the outlines of their masks with cairo.
 #pragma once
 
+#include "analysis/image_analysis.h"
 #include "results/mask_layers.h"
-
-#include <norvane/image.h>
 
 #include <cairo.h>
 
@@ -23,8 +22,8 @@ inline void set_colour(cairo_t* c, const Colour& colour) {
     cairo_set_source_rgb(c, colour.red, colour.green, colour.blue);
 }
 
-/// The image in grey and the outlines of `masks` on it, from the corner (0, 0) on, `zoom` pixels to a pixel of the
-/// image. `line_zoom` makes the outlines narrower or wider.
-void draw_masks(cairo_t* c, const Image& image, MasksResult& masks, double zoom, double line_zoom);
+/// The prepared image in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels to a pixel
+/// of the image. `line_zoom` makes the outlines narrower or wider.
+void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom);
 
 }  // namespace Norvane::Host

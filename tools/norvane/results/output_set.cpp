@@ -35,11 +35,32 @@ int write_file(const std::filesystem::path& file, std::string_view bytes) {
     return error;
 }
 
+// Hidden, and unlike that of any other process: .NAME.PROCESS.tmp
+constexpr const char* kTemporaryEnding = ".tmp";
+constexpr const char* kDigits = "0123456789";
+
+std::filesystem::path temporary_of(const std::filesystem::path& file) {
+    std::string name = ".";
+    name += file.filename().string();
+    name += '.';
+    name += std::to_string(getpid());
+    return file.parent_path() / (name + kTemporaryEnding);
+}
+
 [[noreturn]] void refuse(const std::filesystem::path& file, const std::string& reason) {
     throw Refusal("has results that cannot be written: " + file.string() + ": " + reason);
 }
 
 }  // namespace
+
+std::filesystem::path result_of_temporary(const std::filesystem::path& file) {
+    const std::filesystem::path inner = file.stem();  // .NAME.PROCESS
+    const std::string process = inner.extension().string();
+    const std::string name = inner.stem().string();
+    if (file.extension() != kTemporaryEnding || process.size() < 2 || name.size() < 2 || name.front() != '.') return {};
+    if (process.find_first_not_of(kDigits, 1) != std::string::npos) return {};
+    return file.parent_path() / name.substr(1);
+}
 
 OutputSet::~OutputSet() {
     std::error_code ignored;
@@ -47,12 +68,7 @@ OutputSet::~OutputSet() {
 }
 
 void OutputSet::add(const std::filesystem::path& file, std::string_view bytes) {
-    std::filesystem::path temporary = file;
-    std::string name = ".";  // hidden, and unlike that of any other process
-    name += file.filename().string();
-    name += '.';
-    name += std::to_string(getpid()) + ".tmp";
-    temporary.replace_filename(name);
+    const std::filesystem::path temporary = temporary_of(file);
     waiting.emplace_back(temporary, file);
     const int error = write_file(temporary, bytes);
     if (error != 0) refuse(file, std::error_code(error, std::generic_category()).message());

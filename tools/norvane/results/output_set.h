@@ -28,4 +28,7 @@ private:
     std::vector<std::pair<std::filesystem::path, std::filesystem::path>> waiting;  // temporary name, name
 };
 
+/// The file that a temporary file of some run was to become; empty for any other file.
+[[nodiscard]] std::filesystem::path result_of_temporary(const std::filesystem::path& file);
+
 }  // namespace Norvane::Host

@@ -3,6 +3,7 @@
 
 #include "analysis/status_text.h"
 #include "results/mask_drawing.h"
+#include "results/settings_text.h"
 
 #include <cairo.h>
 
@@ -113,8 +114,8 @@ cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count
 
 }  // namespace
 
-std::string draw_overlay(const Image& prepared, MasksResult& masks, const std::string& title,
-                         const std::vector<std::string>& facts) {
+std::string draw_overlay(ImageAnalysis& analysis, const std::string& title) {
+    const Image& prepared = *analysis.prepared.image;
     const double zoom = std::min(kPictureHeight / prepared.GetHeight(), kPictureWidth / prepared.GetWidth());
     const double picture_width = prepared.GetWidth() * zoom;
     const double picture_height = std::max(prepared.GetHeight() * zoom, kPanelHeight);
@@ -123,8 +124,8 @@ std::string draw_overlay(const Image& prepared, MasksResult& masks, const std::s
     const Context context(cairo_create(surface.get()));
     set_colour(context.get(), kPanel);
     cairo_paint(context.get());
-    draw_masks(context.get(), prepared, masks, zoom, 1.0);
-    draw_panel(context.get(), picture_width, masks, title, facts);
+    draw_masks(context.get(), analysis, zoom, 1.0);
+    draw_panel(context.get(), picture_width, analysis.masks, title, settings_text(analysis));
 
     std::string bytes;
     const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes);

@@ -2,6 +2,7 @@
 #include "results/page_files.h"
 
 #include "analysis/image_rows.h"
+#include "results/grey_range.h"
 #include "results/mask_drawing.h"
 #include "results/mask_outline.h"
 #include "results/settings_text.h"
@@ -25,13 +26,14 @@ constexpr double kThumbnailLineZoom = 0.7;
 constexpr int kThumbnailQuality = 80;  // of JPEG
 constexpr int kPictureQuality = 92;
 
-std::string thumbnail(const Image& image, MasksResult& masks) {
+std::string thumbnail(ImageAnalysis& analysis) {
+    const Image& image = *analysis.prepared.image;
     const double zoom = std::min(kThumbnailWidth / image.GetWidth(), kThumbnailHeight / image.GetHeight());
     const int width = std::max(1, static_cast<int>(std::lround(image.GetWidth() * zoom)));
     const int height = std::max(1, static_cast<int>(std::lround(image.GetHeight() * zoom)));
     const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
     const Context context(cairo_create(surface.get()));
-    draw_masks(context.get(), image, masks, zoom, kThumbnailLineZoom);
+    draw_masks(context.get(), analysis, zoom, kThumbnailLineZoom);
     cairo_surface_flush(surface.get());
     if (cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
     return encode_jpeg(cairo_image_surface_get_data(surface.get()), JpegPixels::kColour, static_cast<unsigned>(width),
@@ -39,11 +41,13 @@ std::string thumbnail(const Image& image, MasksResult& masks) {
                        static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get())), kThumbnailQuality);
 }
 
-std::string picture(const Image& image) {
+std::string picture(const ImageAnalysis& analysis) {
+    const Image& image = *analysis.prepared.image;
+    const GreyRange range = grey_range_of(analysis.source);
     std::vector<std::uint8_t> pixels;
     pixels.reserve(std::size_t{image.GetWidth()} * image.GetHeight());
     for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        for (const std::uint16_t grey : grey_row(image, y)) pixels.push_back(static_cast<std::uint8_t>(grey >> 8U));
+        for (const std::uint16_t grey : grey_row(image, y)) pixels.push_back(range.shown(grey));
     }
     return encode_jpeg(pixels.data(), JpegPixels::kGrey, image.GetWidth(), image.GetHeight(), image.GetWidth(),
                        kPictureQuality);
@@ -120,9 +124,8 @@ std::string layers_script(ImageAnalysis& analysis) {
 }  // namespace
 
 void add_page_files(OutputSet& outputs, const std::filesystem::path& stem, ImageAnalysis& analysis) {
-    const Image& image = *analysis.prepared.image;
-    outputs.add(stem.string() + ".thumb.jpg", thumbnail(image, analysis.masks));
-    outputs.add(stem.string() + ".picture.jpg", picture(image));
+    outputs.add(stem.string() + ".thumb.jpg", thumbnail(analysis));
+    outputs.add(stem.string() + ".picture.jpg", picture(analysis));
     outputs.add(stem.string() + ".layers.js", layers_script(analysis));
 }
 

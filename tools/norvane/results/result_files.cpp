@@ -3,12 +3,15 @@
 
 #include "results/breast_crop.h"
 #include "results/dicom_seg.h"
+#include "results/dicom_seg_source.h"
 #include "results/label_map.h"
 #include "results/mask_files.h"
 #include "results/overlay.h"
 #include "results/page_files.h"
 #include "results/report_json.h"
-#include "results/settings_text.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdatset.h>
 
 #include <algorithm>
 
@@ -22,9 +25,7 @@ void add_json(OutputSet& outputs, const fs::path& stem, const std::string& file,
 }
 
 void add_overlay(OutputSet& outputs, const fs::path& stem, const std::string& file, ImageAnalysis& analysis) {
-    outputs.add(stem.string() + ".overlay.png",
-                draw_overlay(*analysis.prepared.image, analysis.masks, fs::path(file).filename().string(),
-                             settings_text(analysis)));
+    outputs.add(stem.string() + ".overlay.png", draw_overlay(analysis, fs::path(file).filename().string()));
 }
 
 void add_masks(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
@@ -43,12 +44,20 @@ void add_crop(OutputSet& outputs, const fs::path& stem, const std::string& /*fil
     outputs.add(stem.string() + ".crop.png", breast_crop_png(analysis));
 }
 
+void add_dicom_seg(OutputSet& outputs, const fs::path& file, ImageAnalysis& analysis, SegContent content) {
+    outputs.add(file, dicom_seg(analysis, content));
+    const std::string warning = filing_warning(*analysis.source.dicom_header);
+    std::vector<std::string>& warnings = analysis.warnings;
+    const bool is_said = std::ranges::find(warnings, warning) != warnings.end();  // by the other kind
+    if (!warning.empty() && !is_said) warnings.push_back(warning);
+}
+
 void add_seg(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
-    outputs.add(stem.string() + ".seg.dcm", dicom_seg(analysis, SegContent::kBreastAndMuscle));
+    add_dicom_seg(outputs, stem.string() + ".seg.dcm", analysis, SegContent::kBreastAndMuscle);
 }
 
 void add_seg_joined(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {
-    outputs.add(stem.string() + ".seg-joined.dcm", dicom_seg(analysis, SegContent::kJoined));
+    add_dicom_seg(outputs, stem.string() + ".seg-joined.dcm", analysis, SegContent::kJoined);
 }
 
 void add_page(OutputSet& outputs, const fs::path& stem, const std::string& /*file*/, ImageAnalysis& analysis) {

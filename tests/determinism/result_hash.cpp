@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+/// One number for everything that the library computes from random images. scripts/check_determinism.sh compares it
+/// between compilers, options and processors.
+///   result_hash [images]
+#include "support/builders.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace Norvane::Tests {
+namespace {
+
+/// FNV-1a over 64 bits, of numbers by their value: the byte order of the machine plays no part.
+class Hash {
+public:
+    void add(std::uint64_t v) {
+        for (int shift = 0; shift < 64; shift += 8) state = (state ^ (v >> shift & 0xFF)) * 0x100000001B3U;
+    }
+    void add(float v) { add(std::uint64_t{std::isnan(v) ? 0x7FC00000U : std::bit_cast<std::uint32_t>(v)}); }
+    void add(double v) { add(std::isnan(v) ? std::uint64_t{1} : std::bit_cast<std::uint64_t>(v)); }
+    void add(int v) { add(static_cast<std::uint64_t>(v)); }
+    void add(const Mask* mask) {
+        if (mask == nullptr) return add(-1);
+        add(mask->GetPixelSize());
+        add(mask->GetTargetPixelSize());
+        if (mask->GetMaxY() > 0xFFFFF) return add(-2);  // rows that nobody wants to walk
+        for (const RowRun& run : runs_of(*mask))
+            for (const unsigned v : {run.row, run.first, run.last}) add(std::uint64_t{v});
+    }
+    void add(const Image& image) {
+        for (const unsigned v : {image.GetWidth(), image.GetHeight(), image.GetOffX(), image.GetOffY()})
+            add(std::uint64_t{v});
+        for (const std::uint16_t v : pixels_of(image)) add(std::uint64_t{v});
+    }
+    template <class Number>
+    void add(const std::vector<Number>& numbers) {
+        for (const Number v : numbers) add(v);
+    }
+    [[nodiscard]] std::uint64_t value() const { return state; }
+
+private:
+    std::uint64_t state = 0xCBF29CE484222325U;
+};
+
+/// Something like a mammogram: a bright half disc at the wall, a wedge of muscle, a frame, noise. Every number is
+/// drawn.
+std::unique_ptr<Image> breast(Random& random, unsigned width, unsigned height, bool on_left) {
+    const int radius = random.between(10, 1 + static_cast<int>(std::max(width, height)));
+    const int middle = random.between(0, static_cast<int>(height)), muscle = random.between(0, static_cast<int>(width));
+    const int frame = random.chance(3) ? random.between(0, 12) : 0;
+    const unsigned noise = 1 + random.below(random.chance(4) ? 20000 : 800), dark = random.below(16000);
+    const unsigned bright = random.below(40000), more = random.below(12000);
+    return grey_image(width, height, [&](unsigned x, unsigned y) -> unsigned {
+        const int column = static_cast<int>(on_left ? x : width - 1 - x), row = static_cast<int>(y);
+        const int to_right = static_cast<int>(width) - 1 - column, to_bottom = static_cast<int>(height) - 1 - row;
+        if (std::min({to_right, row, to_bottom}) < frame) return 65535;
+        const int down = row - middle, inside = radius * radius - column * column - down * down;
+        unsigned grey = dark + random.below(noise);
+        if (inside > 0) grey += bright + static_cast<unsigned>(inside % 256);
+        if (inside > 0 && column + row < muscle) grey += more;
+        return std::min(grey, 65535U);
+    });
+}
+
+std::unique_ptr<Image> random_image(Random& random, bool on_left) {
+    const unsigned width = 1 + random.below(300), height = 1 + random.below(300);
+    if (random.chance(8)) return grey_image(width, height, [&](unsigned, unsigned) { return random.below(65536); });
+    return breast(random, std::max(width, 60U), std::max(height, 60U), on_left);
+}
+
+Masking::Params random_params(Random& random, bool on_left, std::vector<int>& contour) {
+    Masking::Params p;
+    p.side = random.chance(20) ? SIDE_UNDEFINED : on_left ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+    p.view = random.chance(8) ? VIEW_NO_PECT : VIEW_PECT;
+    p.bgNoise = static_cast<BG_NOISE>(random.below(10));
+    p.noiseLevel = static_cast<unsigned short>(random.below(30000));
+    p.pixelPaddingValueRangeLimit = static_cast<unsigned short>(random.below(65536));
+    for (bool* flag : {&p.fullContour, &p.singleContour, &p.smoothContour, &p.checkCutTissue, &p.maskingSpeed})
+        *flag = random.chance(2);
+    p.pectContour = random.chance(4);
+    p.contourOffset = random.between(-3, 3);
+    if (random.chance(4)) {
+        p.contourOutput = true;
+        contour.assign(1440, 0);
+        p.contour = &contour;
+    }
+    return p;
+}
+
+using Statuses = std::map<std::string, std::map<int, int>>;  // how often each call answered what
+
+/// The detector's steps one by one: their floats differ long before a status does.
+void add_steps(Image& image, Mask& frame, Mask& breast_mask, IMAGE_SIDE side, Hash& hash, Statuses& statuses) {
+    OpenPectDetect detector;
+    detector.imageSide = side;
+    const std::unique_ptr<Mask> bound(detector.get_bound_mask(&breast_mask, &frame, side));
+    Image *cut = nullptr, *edges = nullptr;
+    const bool has_roi = bound != nullptr && detector.get_roi(&image, bound.get(), side, cut);
+    const std::unique_ptr<Image> roi(cut);
+    const bool has_edges = has_roi && detector.get_edge(roi.get(), bound.get(), side, edges);
+    const std::unique_ptr<Image> edge(edges);
+    float rho = 0, theta = 0;
+    if (!has_edges || !detector.get_line(edge.get(), side, rho, theta)) return;
+    hash.add(*edge);
+    hash.add(rho);
+    hash.add(theta);
+    const int dx = static_cast<int>(roi->GetOffX()), dy = static_cast<int>(roi->GetOffY());
+    const int pooled = detector.verify_pect(&image, rho, theta, dx, dy, side);
+    const int paired = detector.verify_pect_pairwise(&image, rho, theta, dx, dy, side);
+    ++statuses["contrast"][pooled];
+    ++statuses["paired contrast"][paired];
+    hash.add(pooled);
+    hash.add(paired);
+}
+
+/// The two searches and the patch, whose radii are floats.
+void add_contours(Image& image, Mask& frame, const Masking::Params& params, Hash& hash) {
+    OpenMasking masking;
+    masking.update_params(params);
+    if (masking.find_polar_center(&image, &frame) != Masking::MASK_OK) return;
+    masking.extract_thresholds(&image);
+    const auto work = grey_image(image.GetWidth(), image.GetHeight());
+    Image* patched = work.get();
+    hash.add(masking.patch_chestwall(&image, &frame, patched));
+    hash.add(*work);
+    std::vector<float> outer;
+    hash.add(masking.find_contour_border(&image, patched, &frame, outer, true));
+    hash.add(outer);
+    hash.add(masking.find_contour_border_opt(&image, patched, &frame, outer));
+    hash.add(outer);
+    hash.add(masking.find_polar_contour(&image, patched, &frame));
+}
+
+void add_results(Random& random, Hash& hash, Statuses& statuses) {
+    const bool on_left = random.chance(2);
+    auto image = random_image(random, on_left);
+    if (random.chance(2)) {
+        image->SetPixelSize(static_cast<float>(random.between(100, 228)));
+        image->SetUsedBits(12 + random.below(5));
+        float scale = 0;
+        unsigned short padding = static_cast<unsigned short>(random.below(5000)), limit = padding;
+        const auto noise = static_cast<BG_NOISE>(random.below(10));
+        const bool resamples_first = random.chance(2);
+        image.reset(PrepareImage(image.get(), scale, noise, resamples_first, nullptr, &padding, &limit));
+        hash.add(scale);
+        hash.add(padding + limit);
+        if (image == nullptr) return;
+    }
+    hash.add(*image);
+    std::vector<int> contour;
+    const Masking::Params params = random_params(random, on_left, contour);
+    Mask frame, breast_mask, whole, pect, second, alone;
+    Mask* found = &frame;
+    int box[4] = {};
+    const auto note = [&](const char* call, int status) {
+        ++statuses[call][status];
+        hash.add(status);
+    };
+    note("frame", NvGenerateFrameMask(image.get(), params, found));
+    note("breast", NvGenerateBreastMask(image.get(), params, &frame, &breast_mask, box));
+    hash.add(contour);
+    hash.add(std::vector<int>(box, box + 4));
+    note("full", NvGenerateFullMask(image.get(), params, &frame, &whole, &pect, random.chance(2) ? &second : nullptr));
+    note("muscle", NvGeneratePectMask(image.get(), params, &frame, &breast_mask, &alone));
+    for (const Mask* mask : {found, &breast_mask, &whole, &pect, &second, &alone}) hash.add(mask);
+    if (params.side == SIDE_UNDEFINED) return;
+    add_contours(*image, frame, params, hash);
+    add_steps(*image, frame, breast_mask, params.side, hash, statuses);
+}
+
+}  // namespace
+}  // namespace Norvane::Tests
+
+int main(int argc, char** argv) {
+    using namespace Norvane::Tests;
+    const int images = argc > 1 ? std::atoi(argv[1]) : 500;
+    const bool is_verbose = std::getenv("NORVANE_HASH_EACH") != nullptr;  // to find the image that differs
+    Hash all;
+    Statuses statuses;
+    for (int i = 0; i < images; ++i) {
+        Random random(static_cast<unsigned>(i));
+        Hash one;
+        add_results(random, one, statuses);
+        if (is_verbose) std::fprintf(stderr, "%d %016llx\n", i, static_cast<unsigned long long>(one.value()));
+        all.add(one.value());
+    }
+    for (const auto& [call, counts] : statuses) {
+        std::fprintf(stderr, "%s:", call.c_str());
+        for (const auto& [status, count] : counts) std::fprintf(stderr, " %d x%d", status, count);
+        std::fprintf(stderr, "\n");
+    }
+    std::printf("%016llx\n", static_cast<unsigned long long>(all.value()));
+}
