@@ -2,6 +2,7 @@
 // Plausibility of a finished mask: is the background beside the breast really dark, and was tissue left outside?
 #include <norvane/masking.h>
 
+#include "imaging/ipl_bridge.h"
 #include "imaging/mask_utils.h"
 #include "model/mask_reader.h"
 #include "model/pixels.h"
@@ -143,6 +144,11 @@ struct Rings {
     Mask* outside;
 };
 
+/// The images of masks are of a kind that morphology takes: when it says otherwise, memory was wanting.
+void expect_morphology(int code) {
+    if (code == Utils::kUnsupportedImage) Utils::expect_memory(Utils::kOutOfMemory);
+}
+
 Rings rings_of(Mask* breast, Mask* frame, GarbageList& scratch) {
     const auto new_mask = [&] {
         auto* mask = make_scratch<Mask>(scratch);
@@ -150,11 +156,11 @@ Rings rings_of(Mask* breast, Mask* frame, GarbageList& scratch) {
         return mask;
     };
     Mask *dilated = new_mask(), *outer = new_mask(), *outside = new_mask();
-    Utils::MaskDilate(breast, dilated, kRingWidth);
+    expect_morphology(Utils::MaskDilate(breast, dilated, kRingWidth));
     Utils::MaskSubtract(dilated, breast, outer);
     Utils::MaskIntersect(outer, frame, outside);
     Mask *eroded = new_mask(), *inner = new_mask(), *inside = new_mask();
-    Utils::MaskErode(breast, eroded, kRingWidth);
+    expect_morphology(Utils::MaskErode(breast, eroded, kRingWidth));
     Utils::MaskSubtract(breast, eroded, inner);
     Utils::MaskIntersect(inner, frame, inside);
     return {inside, outside};

@@ -74,7 +74,7 @@ std::string first_bytes_of(const std::filesystem::path& file) {
     if (status.type() == std::filesystem::file_type::not_found) throw Refusal("does not exist");
     if (status.type() == std::filesystem::file_type::directory) throw Refusal("is a directory");
     // Pipes and devices may keep a reader waiting, and give their bytes once only.
-    if (std::filesystem::is_other(status)) throw Refusal("is not a file");
+    if (exists(status) && !is_regular_file(status)) throw Refusal("is not a file");
     std::ifstream stream(file, std::ios::binary);
     if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
     std::string head(160, '\0');
