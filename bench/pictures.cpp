@@ -17,7 +17,7 @@ const Host::Phantom& phantom_of(const Acquisition& kind) {
                          static_cast<int>(kind.view)};
     const auto at = drawn.find(key);
     if (at != drawn.end()) return at->second;
-    Host::PhantomSpec plan;
+    Host::PhantomSettings plan;
     plan.width = kind.width;
     plan.height = kind.height;
     plan.pixel_size_um = static_cast<double>(kind.pixel_size);

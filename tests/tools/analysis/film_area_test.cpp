@@ -19,18 +19,18 @@ constexpr double kPixelSizeUm = 400.0;
 
 SourceImage phantom_source(Host::PhantomLook look, IMAGE_SIDE side, IMAGE_VIEW view = VIEW_PECT,
                            Host::PhantomFrame frame = Host::PhantomFrame::kNone) {
-    Host::PhantomSpec spec;
-    spec.width = 351;
-    spec.height = 450;
-    spec.pixel_size_um = kPixelSizeUm;
-    spec.side = side;
-    spec.view = view;
-    spec.look = look;
-    spec.frame = frame;
+    Host::PhantomSettings settings;
+    settings.width = 351;
+    settings.height = 450;
+    settings.pixel_size_um = kPixelSizeUm;
+    settings.side = side;
+    settings.view = view;
+    settings.look = look;
+    settings.frame = frame;
     SourceImage source;
-    Host::set_size(source, spec.width, spec.height);
-    source.used_bits = spec.used_bits;
-    source.samples = Host::draw_phantom(spec).pixels;
+    Host::set_size(source, settings.width, settings.height);
+    source.used_bits = settings.used_bits;
+    source.samples = Host::draw_phantom(settings).pixels;
     return source;
 }
 

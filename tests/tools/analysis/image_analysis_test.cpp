@@ -25,14 +25,14 @@ using ::testing::HasSubstr;
 
 Host::Phantom phantom_of(PhantomLook look, PhantomFrame frame = PhantomFrame::kNone,
                          IMAGE_SIDE side = SIDE_CHEST_LEFT) {
-    Host::PhantomSpec spec;
-    spec.width = 750;
-    spec.height = 1000;
-    spec.pixel_size_um = 220.0;
-    spec.side = side;
-    spec.frame = frame;
-    spec.look = look;
-    return Host::draw_phantom(spec);
+    Host::PhantomSettings settings;
+    settings.width = 750;
+    settings.height = 1000;
+    settings.pixel_size_um = 220.0;
+    settings.side = side;
+    settings.frame = frame;
+    settings.look = look;
+    return Host::draw_phantom(settings);
 }
 
 SourceImage source_of(const Host::Phantom& phantom) {

@@ -26,8 +26,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-Host::PhantomSpec small_phantom() {
-    Host::PhantomSpec settings;
+Host::PhantomSettings small_phantom() {
+    Host::PhantomSettings settings;
     settings.width = 750;
     settings.height = 1000;
     settings.pixel_size_um = 220.0;
@@ -63,7 +63,7 @@ double dice(Mask& mask, const Host::Phantom& truth, const Image& prepared, unsig
 // Film with and without a bright frame, and a digital look: its class looks for padding and not for a frame.
 TEST(Phantom, MasksMeetTheTruth) {
     for (unsigned i = 0; i < 12; ++i) {
-        Host::PhantomSpec settings = small_phantom();
+        Host::PhantomSettings settings = small_phantom();
         settings.side = i % 2 == 0 ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
         settings.view = i / 2 % 2 == 0 ? VIEW_PECT : VIEW_NO_PECT;
         settings.frame = i < 4 ? PhantomFrame::kCollimation : PhantomFrame::kNone;
@@ -88,7 +88,7 @@ TEST(Phantom, MasksMeetTheTruth) {
 
 TEST(RunMasks, ContourPointsLieOnTheOutlineThatTheyAreSaidToBe) {
     for (const IMAGE_VIEW view : {VIEW_PECT, VIEW_NO_PECT}) {
-        Host::PhantomSpec settings = small_phantom();
+        Host::PhantomSettings settings = small_phantom();
         settings.view = view;
         Host::PreparedImage prepared = prepare(Host::draw_phantom(settings));
         const auto masks = Host::run_masks(prepared, {settings.side, view, BG_AUTO_COARSE, false, true});
@@ -111,7 +111,7 @@ TEST(RunMasks, ContourPointsLieOnTheOutlineThatTheyAreSaidToBe) {
 }
 
 TEST(RunMasks, ARejectedMuscleIsNoMask) {
-    Host::PhantomSpec settings = small_phantom();
+    Host::PhantomSettings settings = small_phantom();
     settings.view = VIEW_NO_PECT;
     Host::PreparedImage prepared = prepare(Host::draw_phantom(settings));
     auto masks = Host::run_masks(prepared, {settings.side, VIEW_PECT, BG_AUTO_COARSE, false, false});

@@ -49,7 +49,7 @@ const Samples kWide{0, 1, 255, 256, 4095, 65535};
 const std::vector<std::uint8_t> kNarrow{0, 1, 2, 100, 254, 255};
 
 // A TIFF of 40 x 23 pixels a page, pixel (x, y) of page n being x * y + n, in strips of 7 rows or tiles of 16 x 16.
-struct TiffSpec {
+struct TiffLayout {
     unsigned bits = 16;
     unsigned compression = COMPRESSION_NONE;
     bool is_tiled = false;
@@ -61,23 +61,23 @@ struct TiffSpec {
 };
 constexpr unsigned kTiffWidth = 40, kTiffHeight = 23, kTile = 16;
 
-std::string write_tiff(const TemporaryFolder& folder, const TiffSpec& spec) {
+std::string write_tiff(const TemporaryFolder& folder, const TiffLayout& layout) {
     const std::string file = folder.path("image.tif");
-    TIFF* tiff = TIFFOpen(file.c_str(), spec.mode);
-    for (unsigned page = 0; page < spec.pages; ++page) {
+    TIFF* tiff = TIFFOpen(file.c_str(), layout.mode);
+    for (unsigned page = 0; page < layout.pages; ++page) {
         TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, kTiffWidth);
         TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, kTiffHeight);
-        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, spec.bits);
-        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, spec.components);
-        TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, spec.kind);
-        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, spec.photometry);
-        TIFFSetField(tiff, TIFFTAG_COMPRESSION, spec.compression);
-        if (spec.photometry == PHOTOMETRIC_PALETTE) {
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, layout.bits);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, layout.components);
+        TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, layout.kind);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, layout.photometry);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, layout.compression);
+        if (layout.photometry == PHOTOMETRIC_PALETTE) {
             std::vector<std::uint16_t> colours(256);
             TIFFSetField(tiff, TIFFTAG_COLORMAP, colours.data(), colours.data(), colours.data());
         }
         TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-        if (spec.is_tiled) {
+        if (layout.is_tiled) {
             TIFFSetField(tiff, TIFFTAG_TILEWIDTH, kTile);
             TIFFSetField(tiff, TIFFTAG_TILELENGTH, kTile);
         } else {
@@ -85,8 +85,8 @@ std::string write_tiff(const TemporaryFolder& folder, const TiffSpec& spec) {
         }
         // A strip or tile is a block of the image; what lies beyond the image in a tile is filled with more of the
         // same.
-        const unsigned width = spec.is_tiled ? kTile : kTiffWidth;
-        const unsigned height = spec.is_tiled ? kTile : 1;
+        const unsigned width = layout.is_tiled ? kTile : kTiffWidth;
+        const unsigned height = layout.is_tiled ? kTile : 1;
         for (unsigned top = 0; top < kTiffHeight; top += height) {
             for (unsigned left = 0; left < kTiffWidth; left += width) {
                 std::vector<std::uint16_t> words(1000);
@@ -94,9 +94,9 @@ std::string write_tiff(const TemporaryFolder& folder, const TiffSpec& spec) {
                     words[i] = static_cast<std::uint16_t>((left + i % width) * (top + i / width) + page);
                 }
                 std::vector<std::uint8_t> bytes(words.begin(), words.end());
-                void* data = spec.bits == 8 ? static_cast<void*>(bytes.data()) : words.data();
-                spec.is_tiled ? (void)TIFFWriteTile(tiff, data, left, top, 0, 0)
-                              : (void)TIFFWriteScanline(tiff, data, top, 0);
+                void* data = layout.bits == 8 ? static_cast<void*>(bytes.data()) : words.data();
+                layout.is_tiled ? (void)TIFFWriteTile(tiff, data, left, top, 0, 0)
+                                : (void)TIFFWriteScanline(tiff, data, top, 0);
             }
         }
         TIFFWriteDirectory(tiff);
@@ -107,24 +107,24 @@ std::string write_tiff(const TemporaryFolder& folder, const TiffSpec& spec) {
 
 TEST(ReadTiff, DeliversAPage) {
     const TemporaryFolder folder;
-    const TiffSpec table[] = {
+    const TiffLayout table[] = {
         {8, COMPRESSION_LZW, false, "wl"},    {8, COMPRESSION_PACKBITS, true, "wb"},
         {16, COMPRESSION_NONE, false, "wb8"}, {16, COMPRESSION_NONE, true, "wl8"},
         {16, COMPRESSION_LZW, true, "wb"},    {16, COMPRESSION_ADOBE_DEFLATE, false, "wl", 3, PHOTOMETRIC_MINISWHITE},
     };
-    for (const TiffSpec& spec : table) {
-        const std::string file = write_tiff(folder, spec);
-        const unsigned page = spec.pages == 1 ? 0 : 1;
+    for (const TiffLayout& layout : table) {
+        const std::string file = write_tiff(folder, layout);
+        const unsigned page = layout.pages == 1 ? 0 : 1;
         const Host::SourceImage image = Host::read_image(file, {.frame = page + 1});
-        ASSERT_EQ(std::size_t{kTiffWidth} * kTiffHeight, image.samples.size()) << spec.mode;
+        ASSERT_EQ(std::size_t{kTiffWidth} * kTiffHeight, image.samples.size()) << layout.mode;
         for (unsigned i = 0; i < image.samples.size(); ++i) {
             const unsigned expected = (i % kTiffWidth) * (i / kTiffWidth) + page;
-            ASSERT_EQ(spec.bits == 8 ? expected % 256 : expected, image.samples[i]) << spec.mode << spec.bits;
+            ASSERT_EQ(layout.bits == 8 ? expected % 256 : expected, image.samples[i]) << layout.mode << layout.bits;
         }
-        EXPECT_EQ(spec.bits, image.used_bits);
-        EXPECT_EQ(spec.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
+        EXPECT_EQ(layout.bits, image.used_bits);
+        EXPECT_EQ(layout.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
         EXPECT_FALSE(image.pixel_size_um);
-        EXPECT_EQ(spec.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
+        EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
         const std::string whole = Host::read_bytes(file);
         EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
                     StartsWith("is a damaged or truncated TIFF file"));
@@ -133,7 +133,7 @@ TEST(ReadTiff, DeliversAPage) {
 
 TEST(ReadTiff, RefusesInOneSentence) {
     const TemporaryFolder folder;
-    const auto refusal = [&](const TiffSpec& spec) { return refusal_of(write_tiff(folder, spec)); };
+    const auto refusal = [&](const TiffLayout& layout) { return refusal_of(write_tiff(folder, layout)); };
     EXPECT_EQ("is a colour image; grey images are read", refusal({.photometry = PHOTOMETRIC_RGB, .components = 3}));
     EXPECT_EQ("has a palette; grey images are read", refusal({.bits = 8, .photometry = PHOTOMETRIC_PALETTE}));
     EXPECT_EQ("has transparency; plain grey images are read", refusal({.components = 2}));

@@ -9,7 +9,7 @@ namespace {
 
 // A phantom whose samples use the whole range; odd sizes, so that bytes need padding and blocks are cut.
 Picture picture_of(unsigned stored, bool is_signed, unsigned seed = 1) {
-    Host::PhantomSpec settings;
+    Host::PhantomSettings settings;
     settings.width = 203;
     settings.height = 301;
     settings.pixel_size_um = 800.0;

@@ -13,16 +13,16 @@ namespace Norvane::Tests {
 
 /// A phantom with odd sizes, so that rows end inside bytes and words.
 inline Host::ImageAnalysis analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is_inverted = false) {
-    Host::PhantomSpec spec;
-    spec.width = 1001;
-    spec.height = 1303;
-    spec.pixel_size_um = 163.0;
-    spec.view = view;
-    Host::Phantom phantom = Host::draw_phantom(spec);
+    Host::PhantomSettings settings;
+    settings.width = 1001;
+    settings.height = 1303;
+    settings.pixel_size_um = 163.0;
+    settings.view = view;
+    Host::Phantom phantom = Host::draw_phantom(settings);
     Host::SourceImage source;
     source.format = "PNG";
-    Host::set_size(source, spec.width, spec.height);
-    source.used_bits = spec.used_bits;
+    Host::set_size(source, settings.width, settings.height);
+    source.used_bits = settings.used_bits;
     source.samples = std::move(phantom.pixels);
     source.needs_inversion = is_inverted;
     if (is_inverted) {
@@ -30,7 +30,7 @@ inline Host::ImageAnalysis analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is
     }
     Host::AnalysisOptions options;
     options.view = view;
-    options.pixel_size_um = spec.pixel_size_um;
+    options.pixel_size_um = settings.pixel_size_um;
     return Host::analyse(std::move(source), options);
 }
 

@@ -79,7 +79,7 @@ constexpr double kSkinDepthMm = 9.0;  // over which the compressed breast thins 
 /// The picture in millimetres: x from the chest wall, y from the top.
 class Anatomy {
 public:
-    explicit Anatomy(const PhantomSpec& settings)
+    explicit Anatomy(const PhantomSettings& settings)
         : width(settings.width * settings.pixel_size_um / 1000.0),
           height(settings.height * settings.pixel_size_um / 1000.0),
           has_muscle(settings.view == VIEW_PECT),
@@ -128,7 +128,7 @@ private:
     double frame_at_wall;
 };
 
-double brightness(const PhantomSpec& settings, const Anatomy& anatomy, PhantomLabel label, double x, double y) {
+double brightness(const PhantomSettings& settings, const Anatomy& anatomy, PhantomLabel label, double x, double y) {
     if (label == kLabelFrame) return kFrameLevel;
     const double background = settings.look == PhantomLook::kFilm ? kFilmBackground : 0.0;
     if (label == kLabelBackground) return background;
@@ -136,11 +136,11 @@ double brightness(const PhantomSpec& settings, const Anatomy& anatomy, PhantomLa
 }
 
 // Photons come in Poisson numbers: the noise grows with the square root of the brightness.
-double noise_scale(const PhantomSpec& settings, double level) { return settings.noise * std::sqrt(level / 0.5); }
+double noise_scale(const PhantomSettings& settings, double level) { return settings.noise * std::sqrt(level / 0.5); }
 
 }  // namespace
 
-Phantom draw_phantom(const PhantomSpec& settings) {
+Phantom draw_phantom(const PhantomSettings& settings) {
     Phantom phantom{settings, {}, {}};
     phantom.pixels.reserve(std::size_t{settings.width} * settings.height);
     phantom.labels.reserve(std::size_t{settings.width} * settings.height);

@@ -20,7 +20,7 @@ enum class PhantomLook {
     kDigital,  ///< black background without noise, as after the processing of a digital image
 };
 
-struct PhantomSpec {
+struct PhantomSettings {
     unsigned width = 1800;
     unsigned height = 2400;
     double pixel_size_um = 100.0;
@@ -42,11 +42,11 @@ enum PhantomLabel : std::uint8_t {
 };
 
 struct Phantom {
-    PhantomSpec settings;
+    PhantomSettings settings;
     std::vector<std::uint16_t> pixels;  ///< row by row, 0 .. 2^used_bits - 1
     std::vector<std::uint8_t> labels;   ///< a PhantomLabel each
 };
 
-[[nodiscard]] Phantom draw_phantom(const PhantomSpec& settings);
+[[nodiscard]] Phantom draw_phantom(const PhantomSettings& settings);
 
 }  // namespace Norvane::Host

@@ -16,7 +16,7 @@ namespace {
 
 // Samples that use 8 bits make an 8-bit file, so that the reader finds the used bits again.
 std::string encode_pixels(const Phantom& phantom) {
-    const PhantomSpec& settings = phantom.settings;
+    const PhantomSettings& settings = phantom.settings;
     if (settings.used_bits > 8) return encode_png(phantom.pixels, settings.width, settings.height);
     return encode_png(std::vector<std::uint8_t>(phantom.pixels.begin(), phantom.pixels.end()), settings.width,
                       settings.height);

@@ -13,7 +13,7 @@ namespace Norvane::Host {
 struct PhantomOptions {
     std::string file;
     std::string labels_file;  ///< empty: none
-    PhantomSpec settings;
+    PhantomSettings settings;
 };
 
 /// Returns an ExitCode.

@@ -18,7 +18,7 @@ PhantomOptionSet::PhantomOptionSet(CLI::App& app)
     add_choice("--view", view, "mlo with pectoral muscle, cc without", kViewNames);
     add_choice("--frame", frame, "Bright collimation frame around the field, or none", {"collimation", "none"});
     add_choice("--look", look, "film: grey, noisy background; digital: black and flat", {"film", "digital"});
-    PhantomSpec& settings = options.settings;
+    PhantomSettings& settings = options.settings;
     const auto add_number = [this](const char* name, auto& number, const char* help, auto least, auto most) {
         verb->add_option(name, number, help)->check(CLI::Range(least, most))->capture_default_str();
     };
