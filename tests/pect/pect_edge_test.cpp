@@ -58,7 +58,7 @@ TEST(PectEdge, EqualsThePlainDefinition) {
         const unsigned width = 12 + random.below(40), height = 11 + random.below(25);
         const bool coarse = random.chance(3);  // few grey levels and zeros: gradients exactly on the limits
         const auto roi = grey_image(width, height, [&](unsigned x, unsigned y) {
-            return coarse ? random.below(4) : 500 * ((x + y) / 7) + random.below(random.chance(50) ? 1 : 3000);
+            return coarse ? 6000 * random.below(4) : 500 * ((x + y) / 7) + random.below(random.chance(50) ? 1 : 3000);
         });
         roi->SetOffX(random.below(30));
         roi->SetOffY(random.below(10));

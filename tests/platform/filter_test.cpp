@@ -87,6 +87,12 @@ TEST(FixedFilter, AddsFloatProductsInDoubleInTheOrderOfTheKernel) {
     src.put(0, 0, 5);
     iplFixedFilter(src.get(), dst.get(), 4);  // -1 all around: -big, -3 (lost), +big, -5
     EXPECT_EQ(-5.0, dst.at(1, 1));
+    // Whole numbers whose sums single precision does not hold.
+    Picture wide(k32F, 5, 5), sharp(k32F, 5, 5);
+    for (unsigned y = 0; y < 5; ++y)
+        for (unsigned x = 0; x < 5; ++x) wide.put(x, y, 3000001.0 - 7 * x - 2 * y * y);
+    iplFixedFilter(wide.get(), sharp.get(), 9);
+    EXPECT_EQ(convolved(wide, 2, 2, kernels()[9]), sharp.at(2, 2));
 }
 
 struct Box {
