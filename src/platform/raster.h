@@ -9,7 +9,6 @@
 #include <limits>
 #include <new>
 #include <span>
-#include <type_traits>
 #include <vector>
 
 namespace Norvane::Platform {
@@ -32,15 +31,18 @@ void run_call(Body body) {
 [[nodiscard]] inline bool is_void(const IplHeader& header) { return header.width == 0 || header.height == 0; }
 
 template <class Sample>
-inline constexpr int kDepthOf = (std::is_integral_v<Sample> && std::is_signed_v<Sample> ? kIplSign : 0) |
-                                static_cast<int>(8 * sizeof(Sample));
+[[nodiscard]] consteval int depth_of() {
+    using Limits = std::numeric_limits<Sample>;
+    const int sign = Limits::is_integer && Limits::is_signed ? kIplSign : 0;
+    return sign | static_cast<int>(8 * sizeof(Sample));
+}
 
 /// Runs body(Sample{}) for the one of `Samples` that the depth stands for; a depth that is not listed is unsupported.
 template <class... Samples, class Body>
 [[nodiscard]] int for_depth(int depth, Body body) {
     int status = kIplUnsupported;
     const auto try_depth = [&](auto sample) {
-        if (depth != kDepthOf<decltype(sample)>) return false;
+        if (depth != depth_of<decltype(sample)>()) return false;
         status = body(sample);
         return true;
     };

@@ -49,24 +49,18 @@ private:
     std::uint64_t state = 0xCBF29CE484222325U;
 };
 
-/// Something like a mammogram: a bright half disc at the wall, a wedge of muscle, a frame, noise. Every number is
-/// drawn.
 std::unique_ptr<Image> breast(Random& random, unsigned width, unsigned height, bool on_left) {
-    const int radius = random.between(10, 1 + static_cast<int>(std::max(width, height)));
-    const int middle = random.between(0, static_cast<int>(height)), muscle = random.between(0, static_cast<int>(width));
-    const int frame = random.chance(3) ? random.between(0, 12) : 0;
-    const unsigned noise = 1 + random.below(random.chance(4) ? 20000 : 800), dark = random.below(16000);
-    const unsigned bright = random.below(40000), more = random.below(12000);
-    return grey_image(width, height, [&](unsigned x, unsigned y) -> unsigned {
-        const int column = static_cast<int>(on_left ? x : width - 1 - x), row = static_cast<int>(y);
-        const int to_right = static_cast<int>(width) - 1 - column, to_bottom = static_cast<int>(height) - 1 - row;
-        if (std::min({to_right, row, to_bottom}) < frame) return 65535;
-        const int down = row - middle, inside = radius * radius - column * column - down * down;
-        unsigned grey = dark + random.below(noise);
-        if (inside > 0) grey += bright + static_cast<unsigned>(inside % 256);
-        if (inside > 0 && column + row < muscle) grey += more;
-        return std::min(grey, 65535U);
-    });
+    BreastSketch sketch;
+    sketch.on_left = on_left;
+    sketch.radius = random.between(10, 1 + static_cast<int>(std::max(width, height)));
+    sketch.middle = random.between(0, static_cast<int>(height));
+    sketch.muscle = random.between(0, static_cast<int>(width));
+    sketch.frame = random.chance(3) ? random.between(0, 12) : 0;
+    sketch.noise = 1 + random.below(random.chance(4) ? 20000 : 800);
+    sketch.dark = random.below(16000);
+    sketch.bright = random.below(40000);
+    sketch.more = random.below(12000);
+    return grey_image(width, height, [&](unsigned x, unsigned y) { return sketch.grey(x, y, width, height, random); });
 }
 
 std::unique_ptr<Image> random_image(Random& random, bool on_left) {

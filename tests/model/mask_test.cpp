@@ -189,41 +189,6 @@ TEST(Mask, CopiesAreDeepAndClearResetsThePixelSizes) {
     EXPECT_FALSE(MaskReader::is_empty(open)) << "the rows stay";
 }
 
-/// Scan conversion edge by edge: the columns of each edge on each row, by the error term's recurrence.
-Bitmap polygon_by_edges(const std::vector<int>& points, unsigned width, unsigned height, int& sum) {
-    Bitmap bitmap(width, height);
-    std::vector<std::vector<int>> crossings(height);
-    const std::size_t n = points.size() / 2;
-    sum = 0;
-    const auto fill = [&](int y, int x0, int x1) {
-        for (int x = x0; x <= x1; ++x) bitmap.put(static_cast<unsigned>(x), static_cast<unsigned>(y));
-        sum += x1 - x0;
-    };
-    for (std::size_t i = 0; i < n; ++i) {
-        int xa = points[2 * i], ya = points[2 * i + 1];
-        int xb = points[2 * ((i + 1) % n)], yb = points[2 * ((i + 1) % n) + 1];
-        if (ya == yb) {
-            fill(ya, std::min(xa, xb), std::max(xa, xb));
-            continue;
-        }
-        if (yb < ya) std::swap(xa, xb), std::swap(ya, yb);
-        const int dx = xb - xa, dy = yb - ya;
-        for (int y = ya, x = xa, error = 0; y < yb; ++y) {
-            crossings[static_cast<unsigned>(y)].push_back(x);
-            x += dx / dy;
-            error += 2 * (dx % dy);
-            if (error > dy) ++x, error -= 2 * dy;
-            if (error < -dy) --x, error += 2 * dy;
-        }
-    }
-    for (unsigned y = 0; y < height; ++y) {
-        std::sort(crossings[y].begin(), crossings[y].end());
-        for (std::size_t i = 0; i + 1 < crossings[y].size(); i += 2)
-            fill(static_cast<int>(y), crossings[y][i], crossings[y][i + 1]);
-    }
-    return bitmap;
-}
-
 TEST(Polygon, IsFilledAsItsEdgesAreScanned) {
     Mask square;
     EXPECT_EQ(square.GenerateFromClosedPolygon({0, 0, 10, 0, 10, 10, 0, 10}, nullptr, nullptr), 120);

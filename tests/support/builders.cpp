@@ -73,6 +73,51 @@ Mask mask_of(const Bitmap& bitmap, float pixel_size) {
     return mask_of(runs, pixel_size);
 }
 
+Bitmap polygon_by_edges(const std::vector<int>& points, unsigned width, unsigned height, int& sum) {
+    Bitmap bitmap(width, height);
+    std::vector<std::vector<int>> crossings(height);
+    const std::size_t n = points.size() / 2;
+    sum = 0;
+    const auto fill = [&](int y, int x0, int x1) {
+        for (int x = x0; x <= x1; ++x) bitmap.put(static_cast<unsigned>(x), static_cast<unsigned>(y));
+        sum += x1 - x0;
+    };
+    for (std::size_t i = 0; i < n; ++i) {
+        int xa = points[2 * i], ya = points[2 * i + 1];
+        int xb = points[2 * ((i + 1) % n)], yb = points[2 * ((i + 1) % n) + 1];
+        if (ya == yb) {
+            fill(ya, std::min(xa, xb), std::max(xa, xb));
+            continue;
+        }
+        if (yb < ya) std::swap(xa, xb), std::swap(ya, yb);
+        const int dx = xb - xa, dy = yb - ya;
+        for (int y = ya, x = xa, error = 0; y < yb; ++y) {
+            crossings[static_cast<unsigned>(y)].push_back(x);
+            x += dx / dy;
+            error += 2 * (dx % dy);
+            if (error > dy) ++x, error -= 2 * dy;
+            if (error < -dy) --x, error += 2 * dy;
+        }
+    }
+    for (unsigned y = 0; y < height; ++y) {
+        std::sort(crossings[y].begin(), crossings[y].end());
+        for (std::size_t i = 0; i + 1 < crossings[y].size(); i += 2)
+            fill(static_cast<int>(y), crossings[y][i], crossings[y][i + 1]);
+    }
+    return bitmap;
+}
+
+unsigned BreastSketch::grey(unsigned x, unsigned y, unsigned width, unsigned height, Random& random) const {
+    const int column = static_cast<int>(on_left ? x : width - 1 - x), row = static_cast<int>(y);
+    const int to_right = static_cast<int>(width) - 1 - column, to_bottom = static_cast<int>(height) - 1 - row;
+    if (std::min({to_right, row, to_bottom}) < frame) return 65535;
+    const int down = row - middle, inside = radius * radius - column * column - down * down;
+    unsigned level = dark + random.below(noise);
+    if (inside > 0) level += bright + static_cast<unsigned>(inside % 256);
+    if (inside > 0 && column + row < muscle) level += more;
+    return std::min(level, 65535U);
+}
+
 Mask random_mask(Random& random, unsigned width, unsigned height, float pixel_size) {
     std::vector<RowRun> runs;
     const unsigned count = random.below(3 * height + 1);

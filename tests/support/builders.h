@@ -55,6 +55,9 @@ struct Bitmap {
 };
 [[nodiscard]] Bitmap bitmap_of(const Mask& mask, unsigned width, unsigned height);
 [[nodiscard]] Mask mask_of(const Bitmap& bitmap, float pixel_size = 228.0F);
+/// A filled polygon by scan conversion edge by edge: the columns of each edge on each row, by the error term's
+/// recurrence. `sum` receives the sum of the extents.
+[[nodiscard]] Bitmap polygon_by_edges(const std::vector<int>& points, unsigned width, unsigned height, int& sum);
 
 /// Random numbers that are the same on every machine.
 class Random {
@@ -70,6 +73,15 @@ public:
 private:
     std::mt19937 engine;
 };
+/// Something like a mammogram: a bright half disc at the wall, a wedge of muscle, a frame, noise.
+struct BreastSketch {
+    bool on_left = true;
+    int radius = 60, middle = 60, muscle = 0, frame = 0;  // pixels
+    unsigned noise = 1, dark = 0, bright = 0, more = 0;   // grey levels; `noise` is above 0
+
+    [[nodiscard]] unsigned grey(unsigned x, unsigned y, unsigned width, unsigned height, Random& random) const;
+};
+
 /// Runs of random rows and columns inside width x height; may be empty.
 [[nodiscard]] Mask random_mask(Random& random, unsigned width, unsigned height, float pixel_size = 228.0F);
 

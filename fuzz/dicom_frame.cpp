@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The pixel data of a DICOM object in each transfer syntax: the bytes are a frame, in one fragment or two, under a
+/// header that is well formed and says whatever it says.
+#include "input.h"
+
+#include "reading/read_dicom.h"
+#include "reading/refusal.h"
+#include "tools/reading/encoders.h"
+
+namespace Norvane::Fuzz {
+namespace {
+
+using namespace Tests;
+
+void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object) {
+    DcmDataset& header = *object.getDataset();
+    make_object(header);
+    const unsigned columns = input.word(), rows = input.word(), layout = input.byte(), frames = 1 + input.below(3);
+    const unsigned stored = 1 + (layout & 15U), high_bit = stored - 1 + (layout >> 6U);
+    header.putAndInsertUint16(DCM_Columns, static_cast<Uint16>(columns));
+    header.putAndInsertUint16(DCM_Rows, static_cast<Uint16>(rows));
+    header.putAndInsertUint16(DCM_BitsAllocated, (layout & 16U) != 0 ? 8 : 16);
+    header.putAndInsertUint16(DCM_BitsStored, static_cast<Uint16>(stored));
+    header.putAndInsertUint16(DCM_HighBit, static_cast<Uint16>(high_bit));
+    header.putAndInsertUint16(DCM_PixelRepresentation, (layout & 32U) != 0 ? 1 : 0);
+    if (frames > 1) header.putAndInsertString(DCM_NumberOfFrames, std::to_string(frames).c_str());
+    const bool has_table = input.flag();
+    const std::size_t cut = input.below(4) * 100;
+    Bytes bytes(input.rest().begin(), input.rest().end());
+    if (encoding.encode == nullptr) {
+        bytes.resize(bytes.size() + bytes.size() % 2);
+        header.putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size());
+        return;
+    }
+    const auto middle = bytes.begin() + static_cast<long>(std::min(cut, bytes.size()));
+    Frames all(frames, {{bytes.begin(), bytes.end()}});
+    if (cut > 0) all.front() = {{bytes.begin(), middle}, {middle, bytes.end()}};
+    put_fragments(header, encoding.data_set, all, has_table);
+}
+
+}  // namespace
+}  // namespace Norvane::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Norvane;
+    static const std::vector<Tests::Encoding> encodings = Tests::all_encodings();
+    Fuzz::Input input(data, size);
+    const Tests::Encoding& encoding = encodings[input.below(static_cast<unsigned>(encodings.size()))];
+    DcmFileFormat object;
+    Fuzz::write_object(input, encoding, object);
+    const std::string file = Fuzz::file_of({});
+    if (object.saveFile(file.c_str(), encoding.data_set).bad()) return 0;
+    const std::string written = DcmXfer(encoding.data_set).getXferID();
+    try {
+        std::string name = file;
+        if (written != encoding.uid) {
+            const std::string bytes = Tests::with_syntax(Host::read_bytes(file), written, encoding.uid);
+            name = Fuzz::file_of({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+        }
+        const Host::SourceImage image = Host::read_dicom(name, {.frame = 1U, .is_pixel_size_given = true});
+        Fuzz::require(image.samples.size() == std::size_t{image.width} * image.height, "a sample per pixel");
+    } catch (const Host::Refusal&) {
+    }
+    return 0;
+}

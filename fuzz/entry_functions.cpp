@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The four mask operations, up to four calls in a row over one image with the same masks, which may be null, used
+/// before, or one object in several roles. The loops with and without wide registers must answer the same.
+#include "hostile_image.h"
+
+#include "model/wide_vectors.h"
+#include "support/builders.h"
+
+namespace Norvane::Fuzz {
+namespace {
+
+Mask mask_of_bytes(Input& input) {
+    static constexpr std::array<float, 8> kSizes = {228.0F, 228.0F, 228.0F, 114.0F, 456.0F, 0.0F, -1.0F, HUGE_VALF};
+    const unsigned kind = input.below(8);
+    if (kind < 4) return {};
+    const float size = input.one_of(kSizes);
+    if (kind == 4) return Tests::mask_of({}, size);
+    const unsigned x = input.below(200), y = input.below(200);
+    if (kind < 7) return Tests::rectangle(x, x + input.below(200), y, y + input.below(200), size);
+    Mask mask = Tests::mask_of({}, size);
+    for (unsigned i = 0; i < 40; ++i) mask.AddSegment(input.below(300), input.byte(), input.byte());
+    if (input.flag()) mask.AddSegment(input.number(), input.number(), input.number());
+    return mask;
+}
+
+/// Where a mask lies in its own grid; a mask of billions of rows by its bounds alone.
+std::vector<Tests::RowRun> content(const Mask& mask) {
+    Mask own = mask;
+    own.SetTargetPixelSize(0.0F);
+    const bool is_empty = own.GetMinY() > own.GetMaxY();
+    if (is_empty || own.GetMaxY() - own.GetMinY() < 100000U) return Tests::runs_of(mask);
+    return {{own.GetMinY(), own.GetMinX(), own.GetMaxX()}, {own.GetMaxY(), 0, 0}};
+}
+
+struct Answers {
+    std::vector<int> statuses;
+    std::vector<std::vector<Tests::RowRun>> masks;
+    std::vector<std::vector<int>> contours;
+    bool operator==(const Answers&) const = default;
+};
+
+Answers call(std::span<const std::uint8_t> bytes) {
+    Input input(bytes.data(), bytes.size());
+    std::array<Mask, 4> masks;
+    for (Mask& mask : masks) mask = mask_of_bytes(input);
+    const auto any_mask = [&](unsigned usual) {
+        const unsigned pick = input.byte();
+        return pick < 200 ? &masks[usual] : pick < 220 ? nullptr : &masks[pick % 4];
+    };
+    struct Call {
+        unsigned entry;
+        Mask *frame, *breast, *pect, *second;
+        bool has_box;
+    };
+    std::vector<Call> calls(1 + input.below(4));
+    for (Call& c : calls) {
+        c.entry = input.below(4);
+        c.frame = any_mask(0), c.breast = any_mask(1), c.pect = any_mask(2), c.second = any_mask(3);
+        c.has_box = input.flag();
+    }
+    Answers answers;
+    std::vector<int> contour;
+    Masking::Params p = params_of(input, contour);
+    const std::size_t contour_size = contour.size();
+    const bool has_image = input.byte() != 255;
+    const HostileImage hostile(input);
+    Image* image = has_image ? hostile.get() : nullptr;
+    for (Call& c : calls) {
+        int box[4] = {};
+        int* bounds = c.has_box ? box : nullptr;
+        contour.resize(contour_size);
+        const int status = c.entry == 0   ? NvGenerateFrameMask(image, p, c.frame)
+                           : c.entry == 1 ? NvGenerateBreastMask(image, p, c.frame, c.breast, bounds)
+                           : c.entry == 2 ? NvGenerateFullMask(image, p, c.frame, c.breast, c.pect, c.second)
+                                          : NvGeneratePectMask(image, p, c.frame, c.breast, c.pect);
+        require(status >= 0 && status <= 14 && status != 10, "the status is one that is documented");
+        require(contour.empty() || contour.size() == contour_size, "the contour is filled or emptied");
+        answers.statuses.push_back(status);
+        answers.contours.push_back(contour);
+        for (const Mask& mask : masks) answers.masks.push_back(content(mask));
+    }
+    return answers;
+}
+
+}  // namespace
+}  // namespace Norvane::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Norvane;
+    baseline_only = false;
+    const Fuzz::Answers wide = Fuzz::call({data, size});
+    baseline_only = size % 4 == 0;  // each in its turn would take twice the time
+    if (baseline_only) Fuzz::require(wide == Fuzz::call({data, size}), "wide and baseline loops agree");
+    return 0;
+}

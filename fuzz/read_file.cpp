@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+/// A reader of whole files: NORVANE_FUZZED_READER is read_png, read_pgm, read_tiff or read_dicom.
+#include "input.h"
+
+#include "reading/read_dicom.h"
+#include "reading/read_pgm.h"
+#include "reading/read_png.h"
+#include "reading/read_tiff.h"
+#include "reading/refusal.h"
+
+#include <type_traits>
+
+namespace Norvane::Fuzz {
+namespace {
+
+using Host::ReadOptions, Host::SourceImage;
+
+template <class Reader>
+SourceImage read(Reader* reader, const std::string& file) {
+    if constexpr (std::is_invocable_v<Reader, std::string>) {
+        return reader(file);
+    } else {
+        try {
+            return reader(file, {});
+        } catch (const Host::Refusal&) {
+            return reader(file, {.frame = 2, .is_pixel_size_given = true});
+        }
+    }
+}
+
+void check(const SourceImage& image) {
+    require(image.samples.size() == std::size_t{image.width} * image.height, "a sample per pixel");
+    require(image.width > 0 && image.height > 0, "an image has pixels");
+    require(image.used_bits >= 1 && image.used_bits <= 16, "1 to 16 bits");
+    for (const std::uint16_t sample : image.samples) require(sample >> image.used_bits == 0, "samples fit their bits");
+    require(!image.pixel_size_um || (*image.pixel_size_um > 0 && std::isfinite(*image.pixel_size_um)), "a usable size");
+}
+
+}  // namespace
+}  // namespace Norvane::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Norvane;
+    if (size < 8) return 0;  // formats are told by their first bytes before a reader is called
+    try {
+        Fuzz::check(Fuzz::read(&Host::NORVANE_FUZZED_READER, Fuzz::file_of({data, size})));
+    } catch (const Host::Refusal&) {
+    }
+    return 0;
+}

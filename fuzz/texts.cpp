@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Texts that the program takes apart: records of earlier runs as JSON, and command lines (words end with a line feed).
+#include "input.h"
+
+#include "batch/exit_code.h"
+#include "batch/image_record.h"
+#include "program/command_line.h"
+
+#include <sstream>
+#include <vector>
+
+namespace Norvane::Fuzz {
+namespace {
+
+void read_record(const std::string& text) {
+    const auto record = Host::record_of(text);
+    if (!record) return;
+    const std::string line = Host::json_line(*record);
+    require(line.find('\n') == std::string::npos, "a record is a line");
+    const auto again = Host::record_of(line);
+    require(again.has_value(), "a record that was read can be written and read");
+    require(Host::json_line(*again) == line, "nothing is lost on the way");
+    require(!Host::csv_row(*record).empty(), "a record is a row");
+}
+
+void read_command_line(const std::string& text) {
+    std::vector<std::string> words{"norvane"};
+    std::istringstream lines(text);
+    for (std::string word; std::getline(lines, word) && words.size() < 40;) words.push_back(word);
+    std::vector<const char*> argv;
+    for (const std::string& word : words) argv.push_back(word.c_str());
+    std::ostringstream out, err;
+    const auto command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
+    const int* code = std::get_if<int>(&command);
+    if (code == nullptr) return;
+    require(*code == Host::kExitDone || *code == Host::kExitUsage, "help, or a wrong command line");
+    require(*code == Host::kExitDone ? !out.str().empty() : !err.str().empty(), "the user is told");
+}
+
+}  // namespace
+}  // namespace Norvane::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Norvane;
+    Fuzz::Input input(data, size);
+    const bool is_record = input.byte() == '{';
+    const std::string text(input.rest().begin(), input.rest().end());
+    if (is_record)
+        Fuzz::read_record("{" + text);
+    else
+        Fuzz::read_command_line(text);
+    return 0;
+}
