@@ -2,91 +2,15 @@
 /// One number for everything that the library computes from random images. scripts/check_determinism.sh compares it
 /// between compilers, options and processors.
 ///   result_hash [images]
-#include "support/builders.h"
+#include "support/random_cases.h"
 
-#include <bit>
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <optional>
-#include <span>
 #include <string>
 
 namespace Norvane::Tests {
 namespace {
-
-/// FNV-1a over 64 bits, of numbers by their value: the byte order of the machine plays no part.
-class Hash {
-public:
-    void add(std::uint64_t v) {
-        for (int shift = 0; shift < 64; shift += 8) state = (state ^ (v >> shift & 0xFF)) * 0x100000001B3U;
-    }
-    void add(float v) { add(std::uint64_t{std::isnan(v) ? 0x7FC00000U : std::bit_cast<std::uint32_t>(v)}); }
-    void add(double v) { add(std::isnan(v) ? std::uint64_t{1} : std::bit_cast<std::uint64_t>(v)); }
-    void add(int v) { add(static_cast<std::uint64_t>(v)); }
-    void add(const Mask* mask) {
-        if (mask == nullptr) return add(-1);
-        add(mask->GetPixelSize());
-        add(mask->GetTargetPixelSize());
-        if (mask->GetMaxY() > 0xFFFFF) return add(-2);  // rows that nobody wants to walk
-        for (const RowRun& run : runs_of(*mask))
-            for (const unsigned v : {run.row, run.first, run.last}) add(std::uint64_t{v});
-    }
-    void add(const Image& image) {
-        for (const unsigned v : {image.GetWidth(), image.GetHeight(), image.GetOffX(), image.GetOffY()})
-            add(std::uint64_t{v});
-        for (const std::uint16_t v : pixels_of(image)) add(std::uint64_t{v});
-    }
-    template <class Number>
-    void add(const std::vector<Number>& numbers) {
-        for (const Number v : numbers) add(v);
-    }
-    [[nodiscard]] std::uint64_t value() const { return state; }
-
-private:
-    std::uint64_t state = 0xCBF29CE484222325U;
-};
-
-std::unique_ptr<Image> breast(Random& random, unsigned width, unsigned height, bool on_left) {
-    BreastSketch sketch;
-    sketch.on_left = on_left;
-    sketch.radius = random.between(10, 1 + static_cast<int>(std::max(width, height)));
-    sketch.middle = random.between(0, static_cast<int>(height));
-    sketch.muscle = random.between(0, static_cast<int>(width));
-    sketch.frame = random.chance(3) ? random.between(0, 12) : 0;
-    sketch.noise = 1 + random.below(random.chance(4) ? 20000 : 800);
-    sketch.dark = random.below(16000);
-    sketch.bright = random.below(40000);
-    sketch.more = random.below(12000);
-    return grey_image(width, height, [&](unsigned x, unsigned y) { return sketch.grey(x, y, width, height, random); });
-}
-
-std::unique_ptr<Image> random_image(Random& random, bool on_left) {
-    const unsigned width = 1 + random.below(300), height = 1 + random.below(300);
-    if (random.chance(8)) return grey_image(width, height, [&](unsigned, unsigned) { return random.below(65536); });
-    return breast(random, std::max(width, 60U), std::max(height, 60U), on_left);
-}
-
-Masking::Params random_params(Random& random, bool on_left, std::vector<int>& contour) {
-    Masking::Params p;
-    p.side = random.chance(20) ? SIDE_UNDEFINED : on_left ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
-    p.view = random.chance(8) ? VIEW_NO_PECT : VIEW_PECT;
-    p.bgNoise = static_cast<BG_NOISE>(random.below(10));
-    p.noiseLevel = static_cast<unsigned short>(random.below(30000));
-    p.pixelPaddingValueRangeLimit = static_cast<unsigned short>(random.below(65536));
-    for (bool* flag : {&p.fullContour, &p.singleContour, &p.smoothContour, &p.checkCutTissue, &p.maskingSpeed})
-        *flag = random.chance(2);
-    p.pectContour = random.chance(4);
-    p.contourOffset = random.between(-3, 3);
-    if (random.chance(4)) {
-        p.contourOutput = true;
-        contour.assign(1440, 0);
-        p.contour = &contour;
-    }
-    return p;
-}
 
 using Statuses = std::map<std::string, std::map<int, int>>;  // how often each call answered what
 
