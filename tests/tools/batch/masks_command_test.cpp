@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "batch/masks_command.h"
 #include "batch/image_record.h"
+#include "batch/memory_reserve.h"
 #include "batch/result_names.h"
 #include "tools/host_support.h"
 
@@ -11,6 +12,7 @@
 #include <csignal>
 #include <functional>
 #include <map>
+#include <new>
 #include <set>
 
 namespace Norvane::Tests {
@@ -184,6 +186,21 @@ TEST(Batch, WhatAKilledRunLeftGoesWithItsImageOnly) {
     }
 }
 
+TEST(Batch, WhatAKilledRunLeftOfItsTablesGoes) {
+    const TemporaryFolder folder;
+    draw(folder, "in/a.png");
+    for (const char* below : {"out", "lists"}) fs::create_directories(folder.path(below));
+    for (const char* name : {"out/.summary.csv.7.tmp", "out/.summary.ndjson.8.tmp", "out/.report.html.9.tmp",
+                             "out/.summary.1-of-2.csv.7.tmp", "lists/.failed.txt.7.tmp", "lists/.others.txt.7.tmp"})
+        folder.write(name, "");
+    EXPECT_EQ(
+        0,
+        run(masks_of({folder.path("in")}, folder.path("out"), {"--fail-list", folder.path("lists/failed.txt")})).code);
+    EXPECT_THAT(folder.names("out"), ElementsAre(".summary.1-of-2.csv.7.tmp", "a.done", "a.json", "report.html",
+                                                 "summary.csv", "summary.ndjson"));
+    EXPECT_THAT(folder.names("lists"), ElementsAre(".others.txt.7.tmp", "failed.txt"));
+}
+
 TEST(Batch, PartsTogetherAreTheWhole) {
     const TemporaryFolder folder;
     fs::create_directories(folder.path("in"));
@@ -253,6 +270,24 @@ TEST(Batch, WhatDoesNotFitOnTheDiskIsRefusedAndLeavesNothing) {
     EXPECT_EQ(1, full.code);
     EXPECT_THAT(full.err, HasSubstr("a.json: File too large\n"));
     EXPECT_THAT(folder.names("out"), ElementsAre("summary.csv", "summary.ndjson"));
+}
+
+TEST(MemoryReserve, ComesBackWithTheFirstAllocationThatFails) {
+    const auto address_space = [] {
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    };
+    constexpr std::size_t kMost = std::size_t{3} << 20;  // of what is kept back, however the tests' own memory grows
+    const Host::MemoryReserve memory;
+    const std::size_t held = address_space();
+    EXPECT_THROW(std::get_new_handler()(), std::bad_alloc);
+    EXPECT_LT(address_space() + kMost, held);
+    EXPECT_THROW(std::get_new_handler()(), std::bad_alloc);
+    const std::size_t given = address_space();
+    for (int twice = 0; twice < 2; ++twice) memory.refill();
+    EXPECT_LT(given + kMost, address_space());
+    EXPECT_GT(given + 2 * kMost, address_space());
 }
 
 TEST(ResultNames, DependOnOtherInputsOnlyWhereTheyClash) {

@@ -6,9 +6,11 @@
 #include "support/builders.h"
 #include "tools/host_support.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <cmath>
@@ -36,6 +38,25 @@ TEST(OutputSet, AppearsWholeOrNotAtAll) {
     outputs.commit();
     EXPECT_THAT(folder.names(), ElementsAre("new", "old"));
     EXPECT_EQ(std::string("after\0!", 7), Host::read_bytes(folder.path("old")));
+}
+
+TEST(OutputSet, WritesIntoAPipeAndLeavesItInItsPlace) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    const int reader = ::open(pipe.c_str(), O_RDWR | O_NONBLOCK);
+    {
+        Host::OutputSet outputs;
+        outputs.add(pipe, "bytes");
+        EXPECT_TRUE(outputs.files().empty());
+        outputs.commit();
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_THAT(folder.names(), ElementsAre("pipe"));
+    std::array<char, 9> read{};
+    EXPECT_EQ(5, ::read(reader, read.data(), read.size()));
+    EXPECT_STREQ("bytes", read.data());
+    ::close(reader);
 }
 
 // The system refuses to let a file grow, as it does on a full disk.

@@ -130,10 +130,9 @@ std::string stamp_options_of(const MasksOptions& options) {
 
 }  // namespace
 
-ImageJobs::ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs)
-    : options(run_options), stamp_options(stamp_options_of(run_options)) {
+ImageJobs::ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs, const Leftovers& old_files)
+    : options(run_options), stamp_options(stamp_options_of(run_options)), leftovers(old_files) {
     for (const Input& input : inputs) input_places.insert(place_of(input.file));
-    if (!options.is_dry_run) leftovers = Leftovers(options.out_dir);
 }
 
 fs::path ImageJobs::stem_of(const Input& input) const { return fs::path(options.out_dir) / input.name; }

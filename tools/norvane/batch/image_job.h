@@ -22,8 +22,9 @@ struct JobOutcome {
 /// Does the images of a run. Calls for several images may run at the same time.
 class ImageJobs {
 public:
-    /// `inputs` are all of the run, with their names, so that no result takes the place of one of them.
-    ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs);
+    /// `inputs` are all of the run, with their names, so that no result takes the place of one of them. `old_files` are
+    /// those below the folder of the results.
+    ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs, const Leftovers& old_files);
 
     /// Reads, analyses, writes. Whatever goes wrong ends up as the record's refusal.
     [[nodiscard]] JobOutcome run(const Input& input) const;
@@ -40,7 +41,7 @@ private:
     const MasksOptions& options;
     std::string stamp_options;
     std::unordered_set<std::string> input_places;
-    Leftovers leftovers;
+    const Leftovers& leftovers;
 };
 
 }  // namespace Norvane::Host

@@ -13,9 +13,19 @@ Leftovers::Leftovers(const fs::path& folder) {
     std::error_code error;
     const auto options = fs::directory_options::skip_permission_denied;
     for (fs::recursive_directory_iterator at(folder, options, error), end; !error && at != end; at.increment(error)) {
-        const fs::path result = result_of_temporary(at->path());
-        if (!result.empty()) files[result.lexically_normal().string()].push_back(at->path());
+        note(at->path());
     }
+}
+
+void Leftovers::look_beside(const fs::path& file) {
+    std::error_code error;
+    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) note(at->path());
+}
+
+void Leftovers::note(const fs::path& file) {
+    const fs::path result = result_of_temporary(file);
+    if (!result.empty()) files[result.lexically_normal().string()].push_back(file);
 }
 
 void Leftovers::remove_those_of(const fs::path& file) const {

@@ -6,6 +6,8 @@
 #include "batch/image_job.h"
 #include "batch/image_record.h"
 #include "batch/inputs.h"
+#include "batch/leftovers.h"
+#include "batch/memory_reserve.h"
 #include "batch/result_names.h"
 #include "batch/run_files.h"
 #include "batch/stop_signals.h"
@@ -71,9 +73,10 @@ RunOutcome sum_up(std::vector<std::optional<JobOutcome>>& outcomes) {
 }
 
 RunOutcome run_images(const MasksOptions& options, const std::vector<Input>& inputs, const ImageJobs& jobs,
-                      const StopSignals& signals, Console& console) {
+                      const StopSignals& signals, const MemoryReserve& memory, Console& console) {
     std::vector<std::optional<JobOutcome>> outcomes(inputs.size());
     const auto work = [&](std::size_t i) {
+        memory.refill();
         try {
             outcomes[i] = options.is_dry_run ? jobs.foresee(inputs[i]) : jobs.run(inputs[i]);
             tell(options, *outcomes[i], console);
@@ -119,23 +122,32 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     return true;
 }
 
+Leftovers leftovers_for(const MasksOptions& options) {
+    if (options.is_dry_run) return {};
+    Leftovers leftovers(options.out_dir);
+    if (!options.fail_list.empty()) leftovers.look_beside(options.fail_list);
+    return leftovers;
+}
+
 int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out, std::ostream& err) {
-    const ImageJobs jobs(options, found.inputs);
+    const Leftovers leftovers = leftovers_for(options);
+    const ImageJobs jobs(options, found.inputs, leftovers);
     if (options.shard) std::erase_if(found.inputs, [&](const Input& i) { return !is_in_shard(i, *options.shard); });
     const StopSignals signals;
+    const MemoryReserve memory;
     RunOutcome run;
     {
         Console console(out, err, found.inputs.size());
-        run = run_images(options, found.inputs, jobs, signals, console);
+        run = run_images(options, found.inputs, jobs, signals, memory, console);
     }
     std::vector<std::string> failures;
-    if (!options.is_dry_run) failures = write_run_files(options, run.records);
+    if (!options.is_dry_run) failures = write_run_files(options, run.records, leftovers);
     for (const std::string& failure : failures) err << "norvane: " << failure << std::endl;
     if (options.report_format == ReportFormat::kText) {
         out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
     }
-    if (run.not_begun > 0) return kExitInterrupted;
-    return failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
+    if (run.not_begun > 0 && signals.is_stop_wanted()) return kExitInterrupted;
+    return run.not_begun == 0 && failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
 }
 
 }  // namespace

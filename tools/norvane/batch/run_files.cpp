@@ -48,7 +48,8 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 
 }  // namespace
 
-std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records) {
+std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records,
+                                         const Leftovers& leftovers) {
     const fs::path out_dir = options.out_dir;
     std::string table = "summary";
     if (const auto& shard = options.shard) {
@@ -56,12 +57,15 @@ std::vector<std::string> write_run_files(const MasksOptions& options, const std:
         table += std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
     }
     std::vector<std::string> failures;
-    attempt(failures, "the run", [&] { write_file(out_dir / (table + ".csv"), csv_of(records)); });
-    attempt(failures, "the run", [&] { write_file(out_dir / (table + ".ndjson"), ndjson_of(records)); });
-    if (!options.fail_list.empty()) {
-        attempt(failures, "the run", [&] { write_file(options.fail_list, failed_of(records)); });
-    }
+    const auto write = [&](const fs::path& file, const auto& text_of) {
+        leftovers.remove_those_of(file);
+        attempt(failures, "the run", [&] { write_file(file, text_of(records)); });
+    };
+    write(out_dir / (table + ".csv"), csv_of);
+    write(out_dir / (table + ".ndjson"), ndjson_of);
+    if (!options.fail_list.empty()) write(options.fail_list, failed_of);
     if (options.has_page && !options.shard) {
+        leftovers.remove_those_of(out_dir / "report.html");
         attempt(failures, "the page of the run", [&] { write_report_page(out_dir, records); });
     }
     return failures;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "batch/image_record.h"
+#include "batch/leftovers.h"
 #include "batch/masks_command.h"
 
 #include <string>
@@ -13,7 +14,9 @@ namespace Norvane::Host {
 /// summary.csv, summary.ndjson and report.html in the folder of the results, and the list of what failed where one is
 /// wanted. The tables of a part K of N are summary.K-of-N.*, and a part has no page: a run over everything that resumes
 /// makes it. Returns a sentence for each that could not be written.
+/// What is left of them from runs that were killed goes.
 [[nodiscard]] std::vector<std::string> write_run_files(const MasksOptions& options,
-                                                       const std::vector<ImageRecord>& records);
+                                                       const std::vector<ImageRecord>& records,
+                                                       const Leftovers& leftovers);
 
 }  // namespace Norvane::Host

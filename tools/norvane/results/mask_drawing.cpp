@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <new>
+#include <stdexcept>
 
 namespace Norvane::Host {
 namespace {
@@ -15,7 +16,7 @@ Surface grey_surface(const Image& image, const GreyRange& range) {
     const int width = static_cast<int>(image.GetWidth());
     const int height = static_cast<int>(image.GetHeight());
     Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
-    if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
+    require_drawn(cairo_surface_status(surface.get()));
     cairo_surface_flush(surface.get());
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
     unsigned char* bytes = cairo_image_surface_get_data(surface.get());
@@ -40,6 +41,11 @@ void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, cons
 }
 
 }  // namespace
+
+void require_drawn(cairo_status_t status) {
+    if (status == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
+    if (status != CAIRO_STATUS_SUCCESS) throw std::runtime_error(cairo_status_to_string(status));
+}
 
 void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom) {
     const Image& image = *analysis.prepared.image;

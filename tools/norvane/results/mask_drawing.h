@@ -22,6 +22,9 @@ inline void set_colour(cairo_t* c, const Colour& colour) {
     cairo_set_source_rgb(c, colour.red, colour.green, colour.blue);
 }
 
+/// Throws unless all that was drawn, or written, is there: std::bad_alloc where memory ran out.
+void require_drawn(cairo_status_t status);
+
 /// The prepared image in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels to a pixel
 /// of the image. `line_zoom` makes the outlines narrower or wider.
 void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom);

@@ -47,6 +47,11 @@ std::filesystem::path temporary_of(const std::filesystem::path& file) {
     return file.parent_path() / (name + kTemporaryEnding);
 }
 
+bool is_device_or_pipe(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::is_other(file, ignored);
+}
+
 [[noreturn]] void refuse(const std::filesystem::path& file, const std::string& reason) {
     throw Refusal("has results that cannot be written: " + file.string() + ": " + reason);
 }
@@ -68,8 +73,9 @@ OutputSet::~OutputSet() {
 }
 
 void OutputSet::add(const std::filesystem::path& file, std::string_view bytes) {
-    const std::filesystem::path temporary = temporary_of(file);
-    waiting.emplace_back(temporary, file);
+    const bool is_written_at_once = is_device_or_pipe(file);
+    const std::filesystem::path temporary = is_written_at_once ? file : temporary_of(file);
+    if (!is_written_at_once) waiting.emplace_back(temporary, file);
     const int error = write_file(temporary, bytes);
     if (error != 0) refuse(file, std::error_code(error, std::generic_category()).message());
 }

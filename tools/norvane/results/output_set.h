@@ -11,7 +11,8 @@
 namespace Norvane::Host {
 
 /// Each file is written under a temporary name beside its place; commit() gives all of them their names. Without
-/// commit() the temporary files are removed. Errors are thrown as Refusal with the path and the system's reason.
+/// commit() the temporary files are removed. A device or a pipe is written at once and never replaced by a file. Errors
+/// are thrown as Refusal with the path and the system's reason.
 class OutputSet {
 public:
     OutputSet() = default;

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <new>
 #include <sstream>
-#include <stdexcept>
 #include <utility>
 
 namespace Norvane::Host {
@@ -109,7 +108,7 @@ bool append(std::string& bytes, const unsigned char* data, unsigned count) noexc
 }
 
 cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count) {
-    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_WRITE_ERROR;
+    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_NO_MEMORY;
 }
 
 }  // namespace
@@ -126,10 +125,10 @@ std::string draw_overlay(ImageAnalysis& analysis, const std::string& title) {
     cairo_paint(context.get());
     draw_masks(context.get(), analysis, zoom, 1.0);
     draw_panel(context.get(), picture_width, analysis.masks, title, settings_text(analysis));
+    require_drawn(cairo_status(context.get()));
 
     std::string bytes;
-    const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes);
-    if (status != CAIRO_STATUS_SUCCESS) throw std::runtime_error(cairo_status_to_string(status));
+    require_drawn(cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes));
     return bytes;
 }
 

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,7 +34,7 @@ std::string thumbnail(ImageAnalysis& analysis) {
     const Context context(cairo_create(surface.get()));
     draw_masks(context.get(), analysis, zoom, kThumbnailLineZoom);
     cairo_surface_flush(surface.get());
-    if (cairo_status(context.get()) != CAIRO_STATUS_SUCCESS) throw std::bad_alloc();
+    require_drawn(cairo_status(context.get()));
     return encode_jpeg(cairo_image_surface_get_data(surface.get()), JpegPixels::kColour, static_cast<unsigned>(width),
                        static_cast<unsigned>(height),
                        static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get())), kThumbnailQuality);
