@@ -12,6 +12,7 @@
 #include "batch/run_files.h"
 #include "batch/stop_signals.h"
 #include "batch/workers.h"
+#include "reading/read_dicom.h"
 #include "reading/refusal.h"
 
 #include <unistd.h>
@@ -135,6 +136,7 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
     if (options.shard) std::erase_if(found.inputs, [&](const Input& i) { return !is_in_shard(i, *options.shard); });
     const StopSignals signals;
     const MemoryReserve memory;
+    if (!options.is_dry_run) load_dicom_dictionary();
     RunOutcome run;
     {
         Console console(out, err, found.inputs.size());

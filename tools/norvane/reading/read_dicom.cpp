@@ -126,6 +126,12 @@ void keep_header(std::unique_ptr<DcmDataset> object, SourceImage& image) {
 
 }  // namespace
 
+void load_dicom_dictionary() {
+    silence_toolkit();
+    (void)dcmDataDict.rdlock();
+    dcmDataDict.rdunlock();
+}
+
 SourceImage read_dicom(const std::filesystem::path& file, const ReadOptions& options) {
     silence_toolkit();
     auto object = std::make_unique<DcmDataset>();
