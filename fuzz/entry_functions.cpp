@@ -15,11 +15,16 @@ Mask mask_of_bytes(Input& input) {
     if (kind < 4) return {};
     const float size = input.one_of(kSizes);
     if (kind == 4) return Tests::mask_of({}, size);
-    const unsigned x = input.below(200), y = input.below(200);
-    if (kind < 7) return Tests::rectangle(x, x + input.below(200), y, y + input.below(200), size);
+    const unsigned x = input.below(200), y = input.below(200), width = input.below(200), height = input.below(200);
+    if (kind < 7) return Tests::rectangle(x, x + width, y, y + height, size);
     Mask mask = Tests::mask_of({}, size);
-    for (unsigned i = 0; i < 40; ++i) mask.AddSegment(input.below(300), input.byte(), input.byte());
-    if (input.flag()) mask.AddSegment(input.number(), input.number(), input.number());
+    for (unsigned i = 0; i < 40; ++i) {
+        const unsigned row = input.below(300), first = input.byte();
+        mask.AddSegment(row, first, input.byte());
+    }
+    if (!input.flag()) return mask;
+    const unsigned row = input.number(), first = input.number();  // any place at all
+    mask.AddSegment(row, first, input.number());
     return mask;
 }
 

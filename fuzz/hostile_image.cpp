@@ -27,7 +27,8 @@ HostileImage::HostileImage(Input& input) {
     static constexpr std::array<unsigned, 8> kBits = {16, 16, 16, 16, 16, 8, 1, 32};
     const unsigned width = input.below(301), height = input.below(301);
     const auto format = input.below(8) == 1 ? input.enumerator<ImageFormat>() : FORMAT_UNSIGNED;
-    image = std::make_unique<Image>(format, input.one_of(kBits), width, height, false);
+    const unsigned bits = input.one_of(kBits);
+    image = std::make_unique<Image>(format, bits, width, height, false);
     if (input.below(8) != 1) image->AlignSize();                          // else the stride is 0
     if (input.below(8) == 1) image->SetBits(input.one_of(kBits), false);  // the stride stays that of the old depth
     const Buffer buffer =

@@ -29,8 +29,14 @@ public:
         bytes = bytes.subspan(1);
         return value;
     }
-    [[nodiscard]] std::uint16_t word() { return static_cast<std::uint16_t>(byte() | byte() << 8U); }
-    [[nodiscard]] std::uint32_t number() { return word() | std::uint32_t{word()} << 16U; }
+    [[nodiscard]] std::uint16_t word() {  // an order of evaluation, so that inputs mean the same to every compiler
+        const unsigned low = byte();
+        return static_cast<std::uint16_t>(low | unsigned{byte()} << 8U);
+    }
+    [[nodiscard]] std::uint32_t number() {
+        const std::uint32_t low = word();
+        return low | std::uint32_t{word()} << 16U;
+    }
     [[nodiscard]] float real() { return std::bit_cast<float>(number()); }
     [[nodiscard]] bool flag() { return (byte() & 1U) != 0; }
     /// 0 .. limit - 1.

@@ -88,32 +88,36 @@ public:
         area = 0.0;
         is_inside = false;
         const std::int64_t split = std::clamp(edge_column + 1, first, last + 1);  // the edge column belongs to its left
-        follow(first, split, radii.of(-1, above));
-        follow(split, last + 1, radii.of(1, above));
+        follow(first, split, radii.of(-1, above), kFarBlock);
+        follow(split, last + 1, radii.of(1, above), kFarBlock);
         if (is_inside) close_run(width - wall_allowance(field_first, field_last) - 1);
         return area;
     }
 
 private:
+    static constexpr std::int64_t kBlock = 32;       // pixels
+    static constexpr std::int64_t kFarBlock = 4096;  // of rows that are wider than any image
+
     /// Columns from .. to - 1, on one side of the origin, block by block: most blocks lie inside or outside as a whole.
-    void follow(std::int64_t from, std::int64_t to, const std::vector<float>& radius) {
-        constexpr std::int64_t kBlock = 32;  // pixels
-        for (std::int64_t x = from; x < to; x += kBlock) {
-            const std::int64_t end = std::min(x + kBlock, to);
-            switch (place_of(x, end - 1, radius)) {
-                case Place::kInside:
-                    pass(x, true);
-                    break;
-                case Place::kOutside:
-                    pass(x, false);
-                    break;
-                case Place::kAcross:
-                    polar.set(static_cast<int>(x - edge_column), static_cast<int>(end - 1 - edge_column), dy, above);
-                    for (std::int64_t u = x; u < end; ++u) {
-                        const auto i = static_cast<std::size_t>(u - x);
-                        pass(u, radius[polar.index[i]] > polar.distance[i]);
-                    }
-            }
+    void follow(std::int64_t from, std::int64_t to, const std::vector<float>& radius, std::int64_t block) {
+        if (to - from < kFarBlock) block = kBlock;
+        for (std::int64_t x = from; x < to; x += block) {
+            const std::int64_t end = std::min(x + block, to);
+            const Place place = place_of(x, end - 1, radius);
+            if (place != Place::kAcross)
+                pass(x, place == Place::kInside);
+            else if (block > kBlock)
+                follow(x, end, radius, kBlock);
+            else
+                follow_pixels(x, end, radius);
+        }
+    }
+
+    void follow_pixels(std::int64_t from, std::int64_t to, const std::vector<float>& radius) {
+        polar.set(static_cast<int>(from - edge_column), static_cast<int>(to - 1 - edge_column), dy, above);
+        for (std::int64_t x = from; x < to; ++x) {
+            const auto i = static_cast<std::size_t>(x - from);
+            pass(x, radius[polar.index[i]] > polar.distance[i]);
         }
     }
 
@@ -231,10 +235,13 @@ double Masking::write_half_contour_to_mask(std::vector<float>& contour, Mask* ou
     // The last row of the frame is not written.
     const std::int64_t end = without_offset(frame->GetMaxY(), image->GetOffY());
     const std::int64_t last = std::min(end - 1, writer.last_row());
-    for (std::int64_t y = std::max(without_offset(frame->GetMinY(), image->GetOffY()), writer.first_row()); y <= last;
-         ++y) {
+    const std::int64_t first = std::max(without_offset(frame->GetMinY(), image->GetOffY()), writer.first_row());
+    const auto next_row = [&reader](std::int64_t from) {
+        return static_cast<std::int64_t>(reader.next_row(static_cast<std::uint64_t>(from)));
+    };
+    for (std::int64_t y = next_row(first); y <= last; y = next_row(y + 1)) {
         const auto runs = reader.row(static_cast<unsigned>(y));
-        if (!runs.empty()) area += writer.write_row(y, runs.front().first, runs.back().last);
+        area += writer.write_row(y, runs.front().first, runs.back().last);
     }
     return area;
 }

@@ -63,6 +63,13 @@ TEST(PlainWriter, EqualsAnEvaluationPixelByPixel) {
         written += area;
     }
     EXPECT_GT(written, 50000.0);
+    OpenContour m(SIDE_CHEST_LEFT);  // a row and a radius beyond any image
+    m.contourState->centreRow = 40;
+    const auto image = grey_image(50, 50);
+    Contour contour(720, 9000.5F);
+    Mask frame = mask_of({{41, 3, 30000}, {0xFFFFFF, 0, 3}}), out;
+    ASSERT_EQ(m.write_half_contour_to_mask(contour, &out, &frame, image.get()), 8999.0);
+    ASSERT_EQ(runs_of(out), std::vector<RowRun>({{41, 3, 9001}}));
 }
 
 TEST(PolygonWriter, PutsThePointsOnTheContourInsideTheImage) {
