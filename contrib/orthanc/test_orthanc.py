@@ -1,0 +1,292 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Runs norvane_orthanc.py in the packaged Orthanc: test_orthanc.py NORVANE. Exits 77 where a package is missing."""
+import array
+import collections
+import contextlib
+import json
+import os
+import pathlib
+import random
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+HERE = pathlib.Path(__file__).resolve().parent
+PLUGIN = "/usr/share/orthanc/plugins/libOrthancPython.so"
+SKIPPED = 77
+PATIENCE_S = 120
+MARK = "metadata/5228"
+ATTEMPTS = 2
+NORVANE = None  # the program, from the command line
+
+# Stands between the script and the program: notes which image it was called for and can be held up.
+WRAPPER = """#!/bin/sh
+for word; do case $word in *.dcm) file=$word;; esac; done
+if [ -n "$file" ]; then
+    image=$(grep -a -o -m 1 'CASE-[A-Z0-9]*' "$file" | head -n 1)
+    echo "$image" >> FOLDER/calls
+    while [ -e FOLDER/limit ] && [ "$(wc -l < FOLDER/calls)" -gt "$(cat FOLDER/limit)" ]; do sleep 0.05; done
+    case $image in
+    CASE-SLOW) sleep 1000 ;;
+    CASE-POISON) kill -KILL "$(sed -n 's/^PPid:[[:space:]]*//p' "/proc/$PPID/status")" ;;  # timeout's parent: the server
+    esac
+fi
+exec NORVANE "$@"
+"""
+
+HEADER = """(0008,0016) UI {sop_class}
+(0008,0018) UI {uid}
+(0008,0020) DA 20200101
+(0008,0030) TM 120000
+(0008,0050) SH []
+(0008,0060) CS {modality}
+(0008,0090) PN []
+(0010,0010) PN Phantom
+(0010,0020) LO CASE-{case}
+(0010,0030) DA []
+(0010,0040) CS F
+{spacing}
+(0020,000d) UI 2.25.1
+(0020,000e) UI {series}
+(0020,0010) SH 1
+(0020,0013) IS 1
+(0020,0020) CS A\\F
+(0020,0062) CS L
+(0028,0002) US 1
+(0028,0004) CS MONOCHROME2
+(0028,0010) US 400
+(0028,0011) US 320
+(0028,0100) US 16
+(0028,0101) US 12
+(0028,0102) US 11
+(0028,0103) US 0
+(0018,5101) CS CC
+(7fe0,0010) OW ={pixels}
+"""
+MAMMOGRAPHY = "1.2.840.10008.5.1.4.1.1.1.2"
+RADIOGRAPHY = "1.2.840.10008.5.1.4.1.1.1.1"
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def uid_of(case):
+    return f"2.25.{int.from_bytes(case.encode(), 'big') + 100}"
+
+
+def make_image(folder, case, series="A", modality="MG", spacing="0.2"):
+    """A DICOM object with half a disc of tissue at the left border."""
+    noise = random.Random(case)
+    words = array.array("H", (noise.randrange(15, 25) if x * x + (y - 200) ** 2 >= 170 ** 2 else
+                              noise.randrange(2100, 2300) for y in range(400) for x in range(320)))
+    pixels = folder / f"{case}.raw"
+    pixels.write_bytes(words.tobytes())
+    dump, file = folder / f"{case}.dump", folder / f"{case}.dcm"
+    dump.write_text(HEADER.format(
+        sop_class=MAMMOGRAPHY if modality == "MG" else RADIOGRAPHY, uid=uid_of(case), modality=modality, case=case,
+        spacing=f"(0018,1164) DS 0.2\\{spacing}", series=uid_of("series" + series), pixels=pixels))
+    subprocess.run(["dump2dcm", "+te", dump, file], check=True)
+    return file
+
+
+class Server:
+    """Orthanc with the script, in a folder of its own."""
+
+    def __init__(self, folder, **settings):
+        self.folder = folder
+        self.http, self.dicom = free_port(), free_port()
+        self.process = None
+        program = folder / "norvane"
+        program.write_text(WRAPPER.replace("FOLDER", str(folder)).replace("NORVANE", NORVANE))
+        program.chmod(0o755)
+        self.configuration = {
+            "StorageDirectory": str(folder / "store"), "IndexDirectory": str(folder / "store"), "HttpPort": self.http,
+            "DicomPort": self.dicom, "RemoteAccessAllowed": False, "AuthenticationEnabled": False, "StableAge": 1,
+            "Plugins": [PLUGIN], "PythonScript": str(HERE / "norvane_orthanc.py"),
+            "Norvane": {"Program": str(program), "Attempts": ATTEMPTS, "Pause": 1, **settings}}
+        (folder / "calls").touch()
+
+    def start(self, is_awaited=True, **changes):
+        (self.folder / "orthanc.json").write_text(json.dumps({**self.configuration, **changes}))
+        with open(self.folder / "log", "w", encoding="utf-8") as log:
+            self.process = subprocess.Popen(["Orthanc", self.folder / "orthanc.json"], stdout=log, stderr=log)
+        if is_awaited:
+            self.wait_for("the server", self.is_up)
+
+    def is_up(self):
+        with contextlib.suppress(OSError):
+            return self.get("/system")
+        return None
+
+    def stop(self, number=signal.SIGTERM):
+        self.process.send_signal(number)
+        return self.process.wait(PATIENCE_S)
+
+    def wait_for(self, what, condition):
+        end = time.monotonic() + PATIENCE_S
+        while not condition():
+            if time.monotonic() > end:
+                raise AssertionError(f"{what} did not come; the server's log:\n{self.log()}")
+            time.sleep(0.1)
+
+    def log(self):
+        return (self.folder / "log").read_text(errors="replace")
+
+    def calls(self):
+        return collections.Counter((self.folder / "calls").read_text().split())
+
+    def call(self, path, data=None, method=None):
+        request = urllib.request.Request(f"http://127.0.0.1:{self.http}{path}", data, method=method)
+        with urllib.request.urlopen(request, timeout=PATIENCE_S) as answer:
+            return answer.read()
+
+    def get(self, path):
+        return json.loads(self.call(path))
+
+    def send(self, *files):
+        subprocess.run(["storescu", "-aec", "ORTHANC", "127.0.0.1", str(self.dicom), *files], check=True)
+
+    def instance(self, case):
+        query = {"Level": "Instance", "Query": {"SOPInstanceUID": uid_of(case)}}
+        return json.loads(self.call("/tools/find", json.dumps(query).encode()))[0]
+
+    def mark(self, case):
+        with contextlib.suppress(urllib.error.HTTPError, IndexError):
+            return self.get(f"/instances/{self.instance(case)}/{MARK}")
+        return {}
+
+    def wait_for_states(self, state, *cases):
+        for case in cases:
+            self.wait_for(f"{case} {state}", lambda case=case: self.mark(case).get("state") == state)
+
+    def segmentations(self):
+        """Orthanc's names of the DICOM SEG objects, by the case of their source."""
+        found = collections.defaultdict(list)
+        for series in self.get("/series?expand&since=0&limit=1000"):
+            for instance in series["Instances"] if series["MainDicomTags"]["Modality"] == "SEG" else ():
+                tags = self.get(f"/instances/{instance}/simplified-tags")
+                found[tags["PatientID"].removeprefix("CASE-")].append(instance)
+        return found
+
+
+class OrthancTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def serve(self, **settings):
+        self.server = Server(self.folder, **settings)
+        self.server.start()
+        self.addCleanup(lambda: self.server.process.poll() is None and self.server.stop())
+        return self.server
+
+    def image(self, *arguments, **options):
+        return make_image(self.folder, *arguments, **options)
+
+    def expect_one_each(self, *cases):
+        self.assertEqual(dict.fromkeys(cases, 1), {case: len(all_) for case, all_ in self.server.segmentations().items()})
+
+    def check_segmentation(self, case):
+        source, (instance,) = self.server.instance(case), self.server.segmentations()[case]
+        self.assertEqual([instance], self.server.mark(case)["instances"])
+        tags = self.server.get(f"/instances/{instance}/simplified-tags")
+        reference = tags["ReferencedSeriesSequence"][0]["ReferencedInstanceSequence"][0]
+        self.assertEqual(uid_of(case), reference["ReferencedSOPInstanceUID"])
+        self.assertEqual(["2"] * 2, [tags["NumberOfFrames"], str(len(tags["SegmentSequence"]))])
+        self.assertEqual(*(self.server.get(f"/instances/{i}/study")["ID"] for i in (source, instance)))
+        file = self.folder / "seg.dcm"
+        file.write_bytes(self.server.call(f"/instances/{instance}/file"))
+        verdict = subprocess.run(["dciodvfy", file], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                                 check=False)
+        self.assertEqual([], [line for line in verdict.stdout.splitlines() if line.startswith("Error")])
+        self.assertIn("Segmentation", verdict.stdout)
+
+    def test_each_mammogram_is_served_once(self):
+        server = self.serve(TimeLimit=2)
+        files = [self.image("1"), self.image("2"), self.image("SLOW"), self.image("REFUSED", "B", spacing="0.3"),
+                 self.image("OTHER", "C", modality="DX")]
+        server.send(*files)
+        server.call("/instances", self.image("3", "D").read_bytes())
+        server.wait_for_states("stored", "1", "2", "3")
+        server.wait_for_states("failed", "SLOW", "REFUSED")
+        self.expect_one_each("1", "2", "3")
+        for case in "123":
+            self.check_segmentation(case)
+        self.assertIn("not square", server.mark("REFUSED")["reason"])
+        self.assertIn("took longer than 2 s", server.mark("SLOW")["reason"])
+        self.assertEqual({}, server.mark("OTHER"))
+
+        expected = {"CASE-1": 1, "CASE-2": 1, "CASE-3": 1, "CASE-SLOW": ATTEMPTS, "CASE-REFUSED": ATTEMPTS}
+        self.assertEqual(expected, server.calls())
+        # Once more, then another image: what comes after it shows that nothing came of the others.
+        server.send(*files)
+        server.send(self.image("4", "A"))
+        server.wait_for_states("stored", "4")
+        self.assertEqual(0, server.stop())
+        server.start(OverwriteInstances=True)
+        server.wait_for("the backlog", lambda: "looked at all series" in server.log())
+        self.assertEqual({**expected, "CASE-4": 1}, server.calls())
+        # Where the server replaces images, their marks go. So they do when it is killed between object and mark.
+        server.send(files[0])
+        server.wait_for("the second call", lambda: server.calls()["CASE-1"] == 2)
+        server.wait_for_states("stored", "1")
+        self.expect_one_each("1", "2", "3", "4")
+        self.assertEqual([], list((self.folder / "store" / "norvane-work").iterdir()))
+
+    def test_what_a_stop_leaves_is_taken_up(self):
+        server = self.serve()
+        cases = [f"{series}{number}" for series in "ABC" for number in range(2)]
+        (self.folder / "limit").write_text("3")  # the fourth call waits, and the server does not wait for it
+        server.send(*(self.image(case, case[0]) for case in cases))
+        server.wait_for("the fourth call", lambda: sum(server.calls().values()) == 4)
+        server.send(self.image("D", "D"))
+        for number in (signal.SIGTERM, signal.SIGTERM, signal.SIGKILL):
+            calls = sum(server.calls().values())
+            server.stop(number)
+            self.assertEqual(calls, sum(server.calls().values()))
+            server.start()
+            server.wait_for("the next call", lambda calls=calls: sum(server.calls().values()) == calls + 1)
+        self.assertEqual(3, sum(map(len, server.segmentations().values())))
+        (self.folder / "limit").unlink()
+        server.wait_for_states("stored", *cases, "D")
+        self.expect_one_each(*cases, "D")
+        for case in (*cases, "D"):
+            self.check_segmentation(case)
+
+    def test_an_image_that_kills_the_server_is_given_up(self):
+        server = self.serve()
+        server.send(self.image("POISON"))
+        for attempt in range(1, ATTEMPTS + 1):
+            self.assertEqual(-signal.SIGKILL, server.process.wait(PATIENCE_S))
+            server.start(is_awaited=attempt == ATTEMPTS)
+        server.wait_for_states("failed", "POISON")
+        self.assertEqual({"CASE-POISON": ATTEMPTS}, server.calls())
+        server.send(self.image("1", "B"))
+        server.wait_for_states("stored", "1")
+
+
+def main():
+    global NORVANE  # pylint: disable=global-statement
+    os.environ["PATH"] += ":/usr/sbin"
+    missing = [name for name in ("Orthanc", "storescu", "dump2dcm", "dciodvfy") if not shutil.which(name)]
+    if missing or not os.path.exists(PLUGIN):
+        print("test_orthanc: skipped, missing:", *missing, *([] if os.path.exists(PLUGIN) else ["orthanc-python"]))
+        return SKIPPED
+    NORVANE = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    return unittest.main()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
