@@ -146,8 +146,8 @@ class Program:
         with self.lock:
             if self.is_stopping:
                 raise Stopped
-            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                       start_new_session=True)
+            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, start_new_session=True)
             self.running.add(process)
         output, errors = process.communicate()
         with self.lock:

@@ -36,7 +36,7 @@ if [ -n "$file" ]; then
     while [ -e FOLDER/limit ] && [ "$(wc -l < FOLDER/calls)" -gt "$(cat FOLDER/limit)" ]; do sleep 0.05; done
     case $image in
     CASE-SLOW) sleep 1000 ;;
-    CASE-POISON) kill -KILL "$(sed -n 's/^PPid:[[:space:]]*//p' "/proc/$PPID/status")" ;;  # timeout's parent: the server
+    CASE-POISON) kill -KILL "$(sed -n 's/^PPid:[[:space:]]*//p' "/proc/$PPID/status")" ;;  # the server, above timeout
     esac
 fi
 exec NORVANE "$@"
@@ -196,7 +196,8 @@ class OrthancTest(unittest.TestCase):
         return make_image(self.folder, *arguments, **options)
 
     def expect_one_each(self, *cases):
-        self.assertEqual(dict.fromkeys(cases, 1), {case: len(all_) for case, all_ in self.server.segmentations().items()})
+        found = {case: len(instances) for case, instances in self.server.segmentations().items()}
+        self.assertEqual(dict.fromkeys(cases, 1), found)
 
     def check_segmentation(self, case):
         source, (instance,) = self.server.instance(case), self.server.segmentations()[case]
