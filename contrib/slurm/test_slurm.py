@@ -78,7 +78,7 @@ class Cluster:
         self.folder = folder
         configuration = folder / "slurm.conf"
         configuration.write_text(CONFIGURATION.format(
-            folder=folder, user=os.environ.get("USER") or run("id", "-un"), host=socket.gethostname().split(".")[0],
+            folder=folder, user=run("id", "-un"), host=socket.gethostname().split(".")[0],
             controller_port=free_port(), node_port=free_port()))
         os.environ["SLURM_CONF"] = str(configuration)
         for name in ("state", "spool"):
