@@ -194,23 +194,27 @@ class Trial:
         script = [HERE / "norvane_masks.sbatch", self.listing, self.out_dir, *OPTIONS]
         array = cluster.submit(f"--array=1-{TASKS}", *script)
         last = cluster.submit(f"--dependency=afterany:{array}", *script)
-        done = {1: disturb(self.out_dir, parts[1], 1, lambda process: os.kill(process, signal.SIGKILL)),
-                2: disturb(self.out_dir, parts[2], 2, lambda _: run("scontrol", "requeue", f"{array}_2")),
-                3: disturb(self.out_dir, parts[3], 3, lambda _: run("scancel", f"{array}_3"))}
+        deeds = {1: lambda _: run("scontrol", "requeue", f"{array}_1"),
+                 2: lambda _: run("scancel", f"{array}_2"),
+                 3: lambda _: run("scancel", "--batch", "--signal=TERM", f"{array}_3"),  # as before the time limit
+                 4: lambda process: os.kill(process, signal.SIGKILL)}
+        done = {task: disturb(self.out_dir, parts[task], task, deed) for task, deed in deeds.items()}
         wait_for("the last job", lambda: facts_of(last)["JobState"] not in ("PENDING", "RUNNING", "COMPLETING"))
 
         self.expect("state of the last job", "COMPLETED", facts_of(last)["JobState"])
         tasks = [facts_of(f"{array}_{task}") for task in parts]
-        states = ["COMPLETED", "COMPLETED", "CANCELLED", "COMPLETED"]
+        states = ["COMPLETED", "CANCELLED", "COMPLETED", "COMPLETED"]
         self.expect("states", states, [task["JobState"] for task in tasks])
-        self.expect("restarts", ["1", "1", "0", "0"], [task["Restarts"] for task in tasks])
+        self.expect("restarts", ["1", "0", "1", "1"], [task["Restarts"] for task in tasks])
         for task, count in done.items():
             self.expect(f"task {task} was disturbed half-way", True, 3 <= count < len(parts[task]))
-        for task in (1, 2):
+        for task in (1, 3, 4):
             kept = column(self.out_dir / f"summary.{task}-of-{TASKS}.csv", "kept").count("1")
             self.expect(f"kept when task {task} came again", True, done[task] <= kept < len(parts[task]))
+        log = pathlib.Path(tasks[2]["StdOut"]).read_text()
+        self.expect("the program has time to end after a warning", True, "exit code 130" in log)
         kept = column(self.out_dir / "summary.csv", "kept").count("1")
-        self.expect("kept by the last job", True, self.count - len(parts[3]) <= kept < self.count)
+        self.expect("kept by the last job", True, self.count - len(parts[2]) <= kept < self.count)
         print(f"test_slurm: disturbed with {done} of { {task: len(names) for task, names in parts.items()} } done, "
               f"{kept} of {self.count} kept by the last job")
 
@@ -233,7 +237,7 @@ def check(program, count):
         cluster = Cluster(folder)
         try:
             trial.run_in_cluster(cluster)
-        except (RuntimeError, subprocess.CalledProcessError) as error:
+        except (RuntimeError, OSError, subprocess.CalledProcessError) as error:
             logs = [file.read_text(errors="replace")[-3000:] for file in folder.glob("*.log")]
             trial.faults += [str(error), *logs]
         finally:
