@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 where a
 package is missing."""
+import contextlib
 import csv
 import json
 import os
@@ -46,6 +47,7 @@ SlurmdPidFile={folder}/slurmd.pid
 SelectType=select/cons_tres
 SelectTypeParameters=CR_CPU
 SlurmdParameters=config_overrides
+SchedulerParameters=sched_interval=1,bf_interval=1,batch_sched_delay=0
 KillWait=5
 NodeName=node NodeAddr=127.0.0.1 NodeHostname={host} CPUs=2 RealMemory=1000
 PartitionName=all Nodes=node Default=YES State=UP
@@ -127,12 +129,27 @@ def names_of_part(program, listing, out_dir, task):
     return [match.rsplit("/", 1)[-1] for match in re.findall(r"would make (.*)\.\*", text)]
 
 
+def is_told_to_end(process):
+    """Whether SIGTERM waits for the process, or it is no more."""
+    try:
+        status = pathlib.Path(f"/proc/{process}/status").read_text()
+    except OSError:
+        return True
+    pending = sum(int(mask, 16) for mask in re.findall(r"^...Pnd:\s*(\w+)", status, re.MULTILINE))
+    return bool(pending >> (signal.SIGTERM - 1) & 1) or "State:\tZ" in status
+
+
 def disturb(out_dir, names, task, deed):
-    """Does it when some of the task's images are there, but not all."""
+    """Does it when some of the task's images are there, but not all: time stands still for the program meanwhile."""
     process = wait_for(f"task {task}", lambda: program_of_task(out_dir, task), 0.005)
     wait_for("its images", lambda: sum((out_dir / f"{name}.done").exists() for name in names) >= 3, 0.005)
+    os.kill(process, signal.SIGSTOP)
+    count = sum((out_dir / f"{name}.done").exists() for name in names)
     deed(process)
-    return sum((out_dir / f"{name}.done").exists() for name in names)
+    wait_for("the signal", lambda: is_told_to_end(process), 0.005)
+    with contextlib.suppress(ProcessLookupError):
+        os.kill(process, signal.SIGCONT)
+    return count
 
 
 def comparable(file):
