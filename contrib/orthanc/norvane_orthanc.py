@@ -282,7 +282,10 @@ class Service:
             mark = self.store.mark(instance)
             if mark["state"] != OPEN:
                 return False
-            frames = self.store.get(f"/instances/{instance}")["MainDicomTags"].get("NumberOfFrames", "1").strip()
+            facts = self.store.get(f"/instances/{instance}")
+            if facts is None:
+                return False
+            frames = facts["MainDicomTags"].get("NumberOfFrames", "1").strip()
             if frames not in ("", "1") and "--frame" not in self.settings.options:
                 return self.fail(instance, self.settings.attempts, f"has {frames} frames")
             return self.attempt(instance, mark["attempts"] + 1)

@@ -62,6 +62,7 @@ HEADER = """(0008,0016) UI {sop_class}
 (0020,0062) CS L
 (0028,0002) US 1
 (0028,0004) CS MONOCHROME2
+(0028,0008) IS {frames}
 (0028,0010) US 400
 (0028,0011) US 320
 (0028,0100) US 16
@@ -85,7 +86,7 @@ def uid_of(case):
     return f"2.25.{int.from_bytes(case.encode(), 'big') + 100}"
 
 
-def make_image(folder, case, series="A", modality="MG", spacing="0.2"):
+def make_image(folder, case, series="A", modality="MG", spacing="0.2", frames=1):
     """A DICOM object with half a disc of tissue at the left border."""
     noise = random.Random(case)
     words = array.array("H", (noise.randrange(15, 25) if x * x + (y - 200) ** 2 >= 170 ** 2 else
@@ -95,7 +96,8 @@ def make_image(folder, case, series="A", modality="MG", spacing="0.2"):
     dump, file = folder / f"{case}.dump", folder / f"{case}.dcm"
     dump.write_text(HEADER.format(
         sop_class=MAMMOGRAPHY if modality == "MG" else RADIOGRAPHY, uid=uid_of(case), modality=modality, case=case,
-        spacing=f"(0018,1164) DS 0.2\\{spacing}", series=uid_of("series" + series), pixels=pixels))
+        spacing=f"(0018,1164) DS 0.2\\{spacing}", series=uid_of("series" + series), pixels=pixels,
+        frames=frames))
     subprocess.run(["dump2dcm", "+te", dump, file], check=True)
     return file
 
@@ -114,13 +116,14 @@ class Server:
             "StorageDirectory": str(folder / "store"), "IndexDirectory": str(folder / "store"), "HttpPort": self.http,
             "DicomPort": self.dicom, "RemoteAccessAllowed": False, "AuthenticationEnabled": False, "StableAge": 1,
             "Plugins": [PLUGIN], "PythonScript": str(HERE / "norvane_orthanc.py"),
-            "Norvane": {"Program": str(program), "Attempts": ATTEMPTS, "Pause": 1, **settings}}
+            "Norvane": {"Program": str(program), "Attempts": 9, "Pause": 1, **settings}}
         (folder / "calls").touch()
 
     def start(self, is_awaited=True, **changes):
         (self.folder / "orthanc.json").write_text(json.dumps({**self.configuration, **changes}))
         with open(self.folder / "log", "w", encoding="utf-8") as log:
-            self.process = subprocess.Popen(["Orthanc", self.folder / "orthanc.json"], stdout=log, stderr=log)
+            self.process = subprocess.Popen(["Orthanc", self.folder / "orthanc.json"], stdout=log, stderr=log,
+                                            env={**os.environ, "NORVANE_ATTEMPTS": str(ATTEMPTS)})
         if is_awaited:
             self.wait_for("the server", self.is_up)
 
@@ -217,18 +220,18 @@ class OrthancTest(unittest.TestCase):
     def test_each_mammogram_is_served_once(self):
         server = self.serve(TimeLimit=2)
         files = [self.image("1"), self.image("2"), self.image("SLOW"), self.image("REFUSED", "B", spacing="0.3"),
-                 self.image("OTHER", "C", modality="DX")]
+                 self.image("OTHER", "C", modality="DX"), self.image("FRAMES", "E", frames=2)]
         server.send(*files)
         server.call("/instances", self.image("3", "D").read_bytes())
         server.wait_for_states("stored", "1", "2", "3")
-        server.wait_for_states("failed", "SLOW", "REFUSED")
+        server.wait_for_states("failed", "SLOW", "REFUSED", "FRAMES")
         self.expect_one_each("1", "2", "3")
         for case in "123":
             self.check_segmentation(case)
         self.assertIn("not square", server.mark("REFUSED")["reason"])
         self.assertIn("took longer than 2 s", server.mark("SLOW")["reason"])
+        self.assertEqual("has 2 frames", server.mark("FRAMES")["reason"])
         self.assertEqual({}, server.mark("OTHER"))
-
         expected = {"CASE-1": 1, "CASE-2": 1, "CASE-3": 1, "CASE-SLOW": ATTEMPTS, "CASE-REFUSED": ATTEMPTS}
         self.assertEqual(expected, server.calls())
         # Once more, then another image: what comes after it shows that nothing came of the others.
@@ -276,6 +279,16 @@ class OrthancTest(unittest.TestCase):
         self.assertEqual({"CASE-POISON": ATTEMPTS}, server.calls())
         server.send(self.image("1", "B"))
         server.wait_for_states("stored", "1")
+
+    def test_the_server_works_without_masks(self):
+        for settings, complaint in (({"Program": "/nowhere/norvane"}, "No such file or directory"),
+                                    ({"Programm": "norvane"}, "unknown settings: Programm"),
+                                    ({"Workers": 0}, "Workers, TimeLimit and Attempts are at least 1"),
+                                    ({"Results": "json"}, "Results are seg")):
+            server = self.serve(**settings)
+            server.wait_for("no masks are made", lambda s=server: "no masks are made" in s.log())
+            self.assertIn(complaint, server.log())
+            self.assertEqual(0, server.stop())
 
 
 def main():
