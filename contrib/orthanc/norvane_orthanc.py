@@ -233,8 +233,9 @@ class Service:
         """Begins with what was there before: a server that starts does not know what was waiting."""
         try:
             self.program.check()
-            shutil.rmtree(self.settings.work_folder, ignore_errors=True)  # what a killed server left behind
-            os.makedirs(self.settings.work_folder, mode=0o700)
+            # What a killed server left behind; its last program may still be at work there, and is left alone.
+            shutil.rmtree(self.settings.work_folder, ignore_errors=True)
+            os.makedirs(self.settings.work_folder, mode=0o700, exist_ok=True)
             self.queue.put_backlog([*self.store.get("/series"), BACKLOG_END])
         except Exception as error:  # pylint: disable=broad-except
             self.queue.close()
