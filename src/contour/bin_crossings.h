@@ -53,12 +53,12 @@ public:
         const double rise = std::abs(static_cast<double>(dy));
         int bin = bin_at(row.first, dy);
         const int step = bin < kHorizontalBin ? 1 : -1;
-        const int crossing = step > 0 ? 1 : 0;  // of a bin the one that the row comes to: below it or above it
+        const std::size_t crossing = step > 0 ? 1 : 0;  // of a bin the one that the row comes to: below it or above it
         for (int depth = row.first; depth <= row.last;) {
-            while (bin != kHorizontalBin && depth > rise * sure_behind[static_cast<std::size_t>(bin + crossing)])
+            while (bin != kHorizontalBin && depth > rise * sure_behind[static_cast<std::size_t>(bin) + crossing])
                 bin += step;
             if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // which no row leaves
-            const double sure_end = rise * sure_before[static_cast<std::size_t>(bin + crossing)];
+            const double sure_end = rise * sure_before[static_cast<std::size_t>(bin) + crossing];
             if (depth < sure_end) {
                 const int end = static_cast<int>(std::min(sure_end, row.last + 1.0));
                 const int last = end < sure_end ? std::min(end, row.last) : end - 1;

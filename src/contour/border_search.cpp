@@ -221,7 +221,8 @@ struct RasterSearch {
             if (direction.tolerance == 0) return;
             Direction current = direction;  // in registers, for the length of the run
             for (int depth = run.first; depth <= run.last && current.tolerance != 0; ++depth) {
-                const auto x = static_cast<std::size_t>(origin.edge_column + origin.outward * depth);
+                const int column = origin.edge_column + origin.outward * depth;
+                const auto x = static_cast<std::size_t>(column);
                 const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
                 if (!tissue.is_tissue(current, searched_row[x], raised, rules)) {
                     --current.tolerance;

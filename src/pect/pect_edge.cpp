@@ -142,7 +142,10 @@ struct DirectionTest {
 class EdgeRow {
 public:
     explicit EdgeRow(const Image& source, unsigned background)
-        : roi(source), threshold(background), grey(source.GetWidth() + kLanes), above(grey.size() + 2 * kHalfX) {}
+        : roi(source),
+          threshold(background),
+          grey(source.GetWidth() + kLanes),
+          above(grey.size() + 2 * std::size_t{kHalfX}) {}
 
     void move_to(std::int64_t y) {
         std::ranges::copy(grey_row(roi, static_cast<unsigned>(y)), grey.begin());
@@ -177,8 +180,8 @@ private:
     [[nodiscard]] bool find_candidates(std::size_t x, std::span<std::uint16_t, kLanes> candidates) const {
         unsigned any = 0;
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            const bool is_candidate =
-                (grey[x + lane] >= threshold) & (above[x + lane] != 0) & (above[x + lane + 2 * kHalfX] != 0);
+            const bool is_candidate = (grey[x + lane] >= threshold) & (above[x + lane] != 0) &
+                                      (above[x + lane + 2 * std::size_t{kHalfX}] != 0);
             candidates[lane] = is_candidate ? 0xFFFF : 0;
             any |= candidates[lane];
         }

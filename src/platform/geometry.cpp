@@ -196,7 +196,8 @@ private:
         for (std::int64_t row = first_inside; row <= std::min(last, last_row); ++row) {
             const std::int64_t above = row == 0 ? std::max<std::int64_t>(-first, 0) : 0;
             const std::int64_t below = row == last_row ? std::max<std::int64_t>(last - last_row, 0) : 0;
-            const auto times = static_cast<Sum>(1 + above + below);
+            const std::int64_t count = 1 + above + below;
+            const auto times = static_cast<Sum>(count);
             const auto samples = source.row(row);
             if (row == first_inside)
                 for (std::size_t x = 0; x < own.size(); ++x) own[x] = static_cast<Sum>(samples[x]) * times;
