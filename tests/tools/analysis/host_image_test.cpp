@@ -28,7 +28,7 @@ SourceImage source_of(unsigned width, unsigned height, unsigned used_bits, const
 }
 
 std::unique_ptr<Image> make_host_image(const SourceImage& source, double pixel_size_um) {
-    return Host::make_host_image(source, Host::whole_of(source), pixel_size_um);
+    return Host::make_host_image(Host::samples_of(source, Host::whole_of(source), pixel_size_um));
 }
 Host::PreparedImage prepare_source(const SourceImage& source, double pixel_size_um) {
     return Host::prepare_source(source, Host::whole_of(source), pixel_size_um);
@@ -50,6 +50,25 @@ TEST(HostImage, ThePaddingColumnRepeatsTheLastOne) {
         ASSERT_EQ(6U, image->GetStride());
         const auto* words = reinterpret_cast<const std::uint16_t*>(image->GetBuffer());
         for (unsigned y = 0; y < 4; ++y) EXPECT_EQ(words[y * 6 + 4], words[y * 6 + 5]) << bits << " bits, row " << y;
+    }
+}
+
+TEST(HostImage, SamplesAreReadInPlaceWhereTheirRowsAreThoseOfTheLibrary) {
+    struct Case {
+        unsigned width, bits;
+        Host::SourceBox box;
+        bool is_in_place;
+    };
+    for (const Case& c : {Case{36, 12, {0, 0, 36, 33}, true}, Case{36, 12, {0, 2, 36, 33}, true},
+                          Case{35, 12, {0, 0, 35, 33}, false}, Case{36, 16, {0, 0, 36, 33}, false},
+                          Case{36, 12, {2, 0, 34, 33}, false}, Case{36, 12, {0, 0, 35, 33}, false}}) {
+        const auto source = source_of(c.width, 40, c.bits, [](unsigned x, unsigned y) { return 37 * x + y; });
+        const auto samples = Host::samples_of(source, c.box, 228.0);
+        const auto over = Host::host_image_over(samples);
+        const auto copy = Host::make_host_image(samples);
+        EXPECT_EQ(c.is_in_place, !over->GetIsBufferOwner()) << c.width << " " << c.bits << " " << c.box.x;
+        EXPECT_EQ(pixels_of(*copy), pixels_of(*over));
+        EXPECT_EQ(copy->GetUsedBits(), over->GetUsedBits());
     }
 }
 

@@ -30,17 +30,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The part of an image depends on its name alone, so that it is the same one when others are added.
-bool is_in_shard(const Input& input, const Shard& shard) {
-    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
-    constexpr std::uint64_t kPrime = 1099511628211U;
-    std::uint64_t hash = kOffset;
-    for (const char c : input.name.empty() ? input.file : input.name) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
-    }
-    return hash % shard.count == shard.number - 1;
-}
-
 struct RunOutcome {
     std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
     std::size_t done = 0, kept = 0, refused = 0;
@@ -103,12 +92,6 @@ std::string closing_line(const MasksOptions& options, const RunOutcome& run, std
     return text + "\n";
 }
 
-FoundInputs find_and_name(const MasksOptions& options) {
-    FoundInputs found = find_inputs({options.inputs, options.manifest, options.root, options.out_dir});
-    give_result_names(found.inputs);
-    return found;
-}
-
 bool make_folder(const std::string& folder, std::ostream& err) {
     std::error_code error;
     fs::create_directories(folder, error);
@@ -153,6 +136,22 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
 }
 
 }  // namespace
+
+FoundInputs find_and_name(const MasksOptions& options) {
+    FoundInputs found = find_inputs({options.inputs, options.manifest, options.root, options.out_dir});
+    give_result_names(found.inputs);
+    return found;
+}
+
+bool is_in_shard(const Input& input, const Shard& shard) {
+    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
+    constexpr std::uint64_t kPrime = 1099511628211U;
+    std::uint64_t hash = kOffset;
+    for (const char c : input.name.empty() ? input.file : input.name) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    }
+    return hash % shard.count == shard.number - 1;
+}
 
 int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err) {
     try {

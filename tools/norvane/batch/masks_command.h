@@ -3,6 +3,7 @@
 #pragma once
 
 #include "analysis/analysis_options.h"
+#include "batch/inputs.h"
 #include "reading/read_options.h"
 
 #include <iosfwd>
@@ -39,6 +40,14 @@ struct MasksOptions {
     ReportFormat report_format = ReportFormat::kText;
     std::string stamp_text;  ///< the options that decide the results, as text for stamps
 };
+
+/// All images that the options name, whatever the shard, and the names of their results. Throws Refusal where the
+/// manifest cannot be read.
+[[nodiscard]] FoundInputs find_and_name(const MasksOptions& options);
+
+/// Whether the image belongs to the part. That depends on its name alone, so that it is the same part when other
+/// images are added.
+[[nodiscard]] bool is_in_shard(const Input& input, const Shard& shard);
 
 /// Reports to `out`; a line per refused input to `err`. Returns an ExitCode.
 [[nodiscard]] int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err);

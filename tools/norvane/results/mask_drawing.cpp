@@ -2,7 +2,6 @@
 #include "results/mask_drawing.h"
 
 #include "analysis/image_rows.h"
-#include "results/grey_range.h"
 #include "results/mask_outline.h"
 
 #include <algorithm>
@@ -15,8 +14,7 @@ namespace {
 Surface grey_surface(const Image& image, const GreyRange& range) {
     const int width = static_cast<int>(image.GetWidth());
     const int height = static_cast<int>(image.GetHeight());
-    Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
-    require_drawn(cairo_surface_status(surface.get()));
+    Surface surface = make_surface(width, height);
     cairo_surface_flush(surface.get());
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
     unsigned char* bytes = cairo_image_surface_get_data(surface.get());
@@ -40,6 +38,19 @@ void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, cons
     cairo_stroke(c);
 }
 
+bool append(std::string& bytes, const unsigned char* data, unsigned count) noexcept {
+    try {
+        bytes.append(reinterpret_cast<const char*>(data), count);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count) {
+    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_NO_MEMORY;
+}
+
 }  // namespace
 
 void require_drawn(cairo_status_t status) {
@@ -47,9 +58,25 @@ void require_drawn(cairo_status_t status) {
     if (status != CAIRO_STATUS_SUCCESS) throw std::runtime_error(cairo_status_to_string(status));
 }
 
+Surface make_surface(int width, int height) {
+    Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+    require_drawn(cairo_surface_status(surface.get()));
+    return surface;
+}
+
+std::string png_of(const Surface& surface) {
+    std::string bytes;
+    require_drawn(cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes));
+    return bytes;
+}
+
 void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom) {
-    const Image& image = *analysis.prepared.image;
-    const Surface grey = grey_surface(image, grey_range_of(analysis.source));
+    draw_masks(c, *analysis.prepared.image, grey_range_of(analysis.source), analysis.masks, zoom, line_zoom);
+}
+
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
+                double line_zoom) {
+    const Surface grey = grey_surface(image, range);
     cairo_save(c);
     cairo_scale(c, zoom, zoom);
     cairo_set_source_surface(c, grey.get(), 0, 0);
@@ -61,7 +88,7 @@ void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zo
     cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
     cairo_clip(c);
     for (const MaskLayer& layer : kMaskLayers) {
-        draw_outlines(c, layer.mask_of(analysis.masks), image, zoom, layer.colour, layer.line_width * line_zoom);
+        draw_outlines(c, layer.mask_of(masks), image, zoom, layer.colour, layer.line_width * line_zoom);
     }
     cairo_restore(c);
 }

@@ -3,11 +3,13 @@
 #pragma once
 
 #include "analysis/image_analysis.h"
+#include "results/grey_range.h"
 #include "results/mask_layers.h"
 
 #include <cairo.h>
 
 #include <memory>
+#include <string>
 
 namespace Norvane::Host {
 
@@ -25,8 +27,15 @@ inline void set_colour(cairo_t* c, const Colour& colour) {
 /// Throws unless all that was drawn, or written, is there: std::bad_alloc where memory ran out.
 void require_drawn(cairo_status_t status);
 
-/// The prepared image in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels to a pixel
-/// of the image. `line_zoom` makes the outlines narrower or wider.
+/// A picture to draw on.
+[[nodiscard]] Surface make_surface(int width, int height);
+/// The bytes of a PNG file.
+[[nodiscard]] std::string png_of(const Surface& surface);
+
+/// An image on the working grid in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels
+/// to a pixel of the image. `line_zoom` makes the outlines narrower or wider.
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
+                double line_zoom);
 void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom);
 
 }  // namespace Norvane::Host

@@ -2,13 +2,11 @@
 #include "results/overlay.h"
 
 #include "analysis/status_text.h"
-#include "results/mask_drawing.h"
 #include "results/settings_text.h"
 
 #include <cairo.h>
 
 #include <algorithm>
-#include <new>
 #include <sstream>
 #include <utility>
 
@@ -98,38 +96,25 @@ void draw_panel(cairo_t* c, double x, const MasksResult& masks, const std::strin
     panel.legend(kFrameLayer, &text_of(masks.frame.status));
 }
 
-bool append(std::string& bytes, const unsigned char* data, unsigned count) noexcept {
-    try {
-        bytes.append(reinterpret_cast<const char*>(data), count);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count) {
-    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_NO_MEMORY;
-}
-
 }  // namespace
 
-std::string draw_overlay(ImageAnalysis& analysis, const std::string& title) {
+Surface overlay_surface(ImageAnalysis& analysis, const std::string& title) {
     const Image& prepared = *analysis.prepared.image;
     const double zoom = std::min(kPictureHeight / prepared.GetHeight(), kPictureWidth / prepared.GetWidth());
     const double picture_width = prepared.GetWidth() * zoom;
     const double picture_height = std::max(prepared.GetHeight() * zoom, kPanelHeight);
-    const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(picture_width + kPanelWidth),
-                                                     static_cast<int>(picture_height)));
+    Surface surface = make_surface(static_cast<int>(picture_width + kPanelWidth), static_cast<int>(picture_height));
     const Context context(cairo_create(surface.get()));
     set_colour(context.get(), kPanel);
     cairo_paint(context.get());
     draw_masks(context.get(), analysis, zoom, 1.0);
     draw_panel(context.get(), picture_width, analysis.masks, title, settings_text(analysis));
     require_drawn(cairo_status(context.get()));
+    return surface;
+}
 
-    std::string bytes;
-    require_drawn(cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes));
-    return bytes;
+std::string draw_overlay(ImageAnalysis& analysis, const std::string& title) {
+    return png_of(overlay_surface(analysis, title));
 }
 
 }  // namespace Norvane::Host

@@ -3,13 +3,17 @@
 #pragma once
 
 #include "analysis/image_analysis.h"
+#include "results/mask_drawing.h"
 
 #include <string>
 
 namespace Norvane::Host {
 
-/// The bytes of a PNG file: the prepared image in grey, the outlines in colours, and beside it a legend with `title`,
-/// the settings and the statuses in words.
+/// The prepared image in grey, the outlines in colours, and beside it a legend with `title`, the settings and the
+/// statuses in words.
+[[nodiscard]] Surface overlay_surface(ImageAnalysis& analysis, const std::string& title);
+
+/// The same as the bytes of a PNG file.
 [[nodiscard]] std::string draw_overlay(ImageAnalysis& analysis, const std::string& title);
 
 }  // namespace Norvane::Host
