@@ -1,0 +1,42 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Masks of mammograms: field, breast and pectoral muscle.
+
+    import norvane
+
+    image = norvane.prepare(pixels, 70.0, used_bits=12)          # uint16, rows x columns; micrometres
+    found = norvane.full_mask(image, side=norvane.IMAGE_SIDE.SIDE_CHEST_LEFT, view=norvane.IMAGE_VIEW.VIEW_PECT)
+    print(found.status.sentence)
+    breast = found["full"].to_array(pixels.shape, 70.0)          # uint8, 1 inside
+"""
+from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
+from ._norvane import Mask
+from ._norvane import version as __version__
+from ._operations import (
+    Masks,
+    Params,
+    Prepared,
+    breast_mask,
+    chest_wall_patch,
+    frame_mask,
+    full_mask,
+    pect_mask,
+    prepare,
+)
+
+__all__ = [
+    "BG_NOISE",
+    "IMAGE_SIDE",
+    "IMAGE_VIEW",
+    "MASK_STATUS",
+    "Mask",
+    "Masks",
+    "Params",
+    "Prepared",
+    "__version__",
+    "breast_mask",
+    "chest_wall_patch",
+    "frame_mask",
+    "full_mask",
+    "pect_mask",
+    "prepare",
+]

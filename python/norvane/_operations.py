@@ -1,0 +1,212 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Preparation and the mask operations of the library."""
+import dataclasses
+import operator
+from typing import Any, Mapping, Optional, Tuple
+
+import numpy as np
+
+from . import _norvane
+from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
+from ._norvane import Mask
+
+_GREATEST = {"noiseLevel": 65535, "pixelPaddingValueRangeLimit": 65535, "contourOffset": 2**31 - 1}
+_LEAST = {"contourOffset": -(2**31)}
+
+
+@dataclasses.dataclass(frozen=True)
+class Params:
+    """What an operation is asked for: the fields of the library's ``Masking::Params``, under its names.
+
+    Raises TypeError or ValueError where a value is none of its field.
+    """
+
+    side: IMAGE_SIDE = IMAGE_SIDE.SIDE_UNDEFINED  #: chest wall
+    view: IMAGE_VIEW = IMAGE_VIEW.VIEW_UNDEFINED  #: projection
+    bgNoise: BG_NOISE = BG_NOISE.BG_AUTO  #: noise class
+    noiseLevel: int = 0  #: level of BG_GIVEN_LEVEL; one end of the padding values, on the prepared scale
+    pixelPaddingValueRangeLimit: int = 0  #: the other end
+    fullContour: bool = False  #: also search the outer contour
+    singleContour: bool = False  #: write no second outline
+    smoothContour: bool = True  #: smooth the outer contour of the fast search
+    contourOffset: int = 0  #: pixels added to the radii of the outer contour
+    checkCutTissue: bool = True  #: the full mask runs the cut-tissue check
+    contourOutput: bool = False  #: breast_mask() returns contour points
+    maskingSpeed: bool = False  #: fast search and polygon writer (other results)
+    pectContour: bool = False  #: the contour points outline breast and upper muscle
+
+    def __post_init__(self) -> None:
+        for field in dataclasses.fields(self):
+            object.__setattr__(self, field.name, _checked(field.name, type(field.default), getattr(self, field.name)))
+
+
+def _checked(name: str, kind: type, value: Any) -> Any:
+    expected = kind.__name__ if kind is not int else "int"
+    if kind is bool:
+        if not isinstance(value, (bool, np.bool_)):
+            raise TypeError(f"{name}: expected a truth value, got {value!r}")
+        return bool(value)
+    try:
+        number = operator.index(value)
+    except TypeError:
+        raise TypeError(f"{name}: expected {expected}, got {value!r}") from None
+    if kind is not int:
+        try:
+            return kind(number)
+        except ValueError:
+            names = ", ".join(member.name for member in kind)  # type: ignore[attr-defined]
+            raise ValueError(f"{name}: expected one of {names}, got {value!r}") from None
+    if not _LEAST.get(name, 0) <= number <= _GREATEST[name]:
+        raise ValueError(f"{name}: expected {_LEAST.get(name, 0)} to {_GREATEST[name]}, got {number}")
+    return number
+
+
+class Prepared:
+    """The working image of a mammogram, made by :func:`prepare`. Nobody changes it; it may be pickled."""
+
+    def __init__(self, image: _norvane.WorkingImage) -> None:
+        self._image = image
+
+    @property
+    def pixels(self) -> np.ndarray:
+        """Grey levels over 16 bits, bright tissue on dark background: uint16, rows x columns, read-only."""
+        return self._image.pixels
+
+    @property
+    def shape(self) -> Tuple[int, int]:
+        """Rows and columns of the working grid."""
+        return self.pixels.shape  # type: ignore[return-value]
+
+    @property
+    def pixel_size(self) -> float:
+        """Micrometres: 228, the working pixel size."""
+        return self._image.pixel_size
+
+    @property
+    def scale(self) -> float:
+        """Resampling factor: pixel size of the source / 228."""
+        return self._image.scale
+
+    @property
+    def padding(self) -> Tuple[int, int]:
+        """The padding values on the prepared scale, lower one first; (0, 0) where none were given."""
+        return self._image.padding
+
+    @property
+    def noise(self) -> BG_NOISE:
+        """The class that it was prepared for."""
+        return BG_NOISE(self._image._noise)
+
+    def __repr__(self) -> str:
+        return f"<norvane.Prepared of {self.shape[0]} x {self.shape[1]} pixels of {self.pixel_size:g} um>"
+
+
+@dataclasses.dataclass(frozen=True)
+class Masks:
+    """What a mask operation answers."""
+
+    status: MASK_STATUS  #: how far to trust the masks; ``status.sentence`` says it in words
+    masks: Mapping[str, Mask]  #: by name: frame, breast, full, pectoral, outer
+    image: Prepared  #: what the masks lie on
+    contour: Optional[np.ndarray] = None  #: of breast_mask() with contourOutput: int32, n x 2, columns x, y
+
+    def __getitem__(self, name: str) -> Mask:
+        return self.masks[name]
+
+    def __repr__(self) -> str:
+        return f"<norvane.Masks {self.status.name}: {', '.join(self.masks)}>"
+
+
+def prepare(
+    pixels: np.ndarray,
+    pixel_size: float,
+    *,
+    used_bits: Optional[int] = None,
+    inverted: bool = False,
+    noise: BG_NOISE = BG_NOISE.BG_AUTO,
+    resample_first: bool = True,
+    padding: Optional[Tuple[int, int]] = None,
+) -> Prepared:
+    """Makes the working image of a mammogram: 16-bit grey levels over the full range, bright tissue, 228 micrometres.
+
+    pixels: samples from 0 up, rows x columns, uint16 or uint8. An aligned uint16 array in C order and native byte
+        order, of an even number of columns and less than 16 used bits, is read in place; any other is copied once.
+    pixel_size: micrometres, above 0 and at most 228.
+    used_bits: samples lie in 0 .. 2**used_bits - 1 (higher bits are cut off); without it all bits of the type.
+    inverted: tissue is dark on a bright background.
+    noise: class of the background; BG_FIXED_MID raises the result to at least 10000.
+    resample_first: resample before the grey-level steps, or after them (other results).
+    padding: two grey values (low, high) that bound what is background, carried to the prepared scale.
+
+    Raises TypeError for a wrong dtype and ValueError for a wrong shape, pixel size or number of bits. The interpreter
+    lock is released during the work.
+    """
+    noise = _checked("noise", BG_NOISE, noise)
+    return Prepared(
+        _norvane.prepare(pixels, pixel_size, used_bits, bool(inverted), int(noise), bool(resample_first), padding)
+    )
+
+
+def _params(image: Prepared, params: Optional[Params], fields: Mapping[str, Any], **defaults: Any) -> Params:
+    if not isinstance(image, Prepared):
+        raise TypeError(f"image: expected what prepare() returns, got {type(image).__name__}")
+    if params is None:
+        low, high = image.padding
+        params = Params(bgNoise=image.noise, noiseLevel=high, pixelPaddingValueRangeLimit=low, **defaults)
+    elif not isinstance(params, Params):
+        raise TypeError(f"params: expected norvane.Params, got {type(params).__name__}")
+    unknown = set(fields) - {field.name for field in dataclasses.fields(Params)}
+    if unknown:
+        known = ", ".join(field.name for field in dataclasses.fields(Params))
+        raise TypeError(f"unknown parameter {sorted(unknown)[0]!r}; the fields of norvane.Params are {known}")
+    return dataclasses.replace(params, **fields)
+
+
+def _masks(image: Prepared, answer: Mapping[str, Any]) -> Masks:
+    return Masks(MASK_STATUS(answer["status"]), answer["masks"], image, answer.get("contour"))
+
+
+def frame_mask(image: Prepared, params: Optional[Params] = None, **fields: Any) -> Masks:
+    """The exposed field, without collimation frame or pixel padding: mask ``frame``.
+
+    All operations take ``norvane.Params`` or its fields by name, or both, where a field counts. Without params the
+    noise class and the padding values are those of the preparation. The interpreter lock is released during the work;
+    any number of threads may use the same image.
+    """
+    return _masks(image, _norvane.frame_mask(image._image, _params(image, params, fields)))
+
+
+def breast_mask(image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any) -> Masks:
+    """The breast: masks ``breast`` and ``frame``. A frame that is not given, or empty, is searched first.
+
+    With contourOutput the result has ``contour``, 720 points x, y of the working grid.
+    """
+    return _masks(image, _norvane.breast_mask(image._image, _params(image, params, fields), frame))
+
+
+def full_mask(image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any) -> Masks:
+    """Breast and upper pectoral muscle: masks ``full``, ``pectoral`` (of a line that was found), ``outer``, ``frame``.
+
+    Without params fullContour is True, as in the program: the outer contour is what the cut-tissue check looks at.
+    """
+    asked = _params(image, params, fields, fullContour=True)
+    return _masks(image, _norvane.full_mask(image._image, asked, frame))
+
+
+def pect_mask(
+    image: Prepared, breast: Mask, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
+) -> Masks:
+    """The pectoral muscle, for a breast mask that is known: masks ``pectoral``, empty unless MASK_OK, and ``frame``.
+
+    Gradients of a direction that a muscle can have, a Hough transform, a contrast test across the line (the sources
+    of the methods are in docs/references.md).
+    """
+    return _masks(image, _norvane.pect_mask(image._image, breast, _params(image, params, fields), frame))
+
+
+def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields: Any) -> np.ndarray:
+    """The image as the contour search thresholds it: uint16, rows x columns of the working grid.
+
+    Dark tissue next to the chest wall raised, blurred, cut to the frame.
+    """
+    return _norvane.chest_wall_patch(image._image, _params(image, params, fields))

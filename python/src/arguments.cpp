@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "arguments.h"
+
+#include "reading/number_text.h"
+
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+namespace Norvane::Python {
+namespace {
+
+// The library counts the bits of a buffer in 32 bits.
+constexpr py::ssize_t kMostPixels = (py::ssize_t{1} << 28) - 1;
+
+std::string shape_text(const py::array& array) { return text_of(array.attr("shape")); }
+
+void check_kind(const py::array& array) {
+    const py::dtype type = array.dtype();
+    if (type.kind() != 'u' || type.itemsize() > 2) {
+        refuse_type("pixels: expected an array of uint16 or uint8, got " + text_of(type));
+    }
+    if (py::isinstance(array, py::module_::import("numpy.ma").attr("MaskedArray"))) {
+        refuse_type("pixels: expected an array without missing values, got a masked one; fill it first");
+    }
+}
+
+void check_shape(const py::array& array) {
+    if (array.ndim() != 2) {
+        refuse_value("pixels: expected rows x columns, got the shape " + shape_text(array));
+    }
+    const py::ssize_t height = array.shape(0);
+    const py::ssize_t width = array.shape(1);
+    if (width == 0 || height == 0)
+        refuse_value("pixels: expected at least a pixel, got the shape " + shape_text(array));
+    if (height > kMostPixels / (width + width % 2)) {
+        refuse_value("pixels: expected at most 2^28 - 1 of them, got the shape " + shape_text(array));
+    }
+}
+
+unsigned used_bits_of(const std::optional<long>& used_bits, unsigned held_bits) {
+    if (!used_bits) return held_bits;
+    if (*used_bits < 1 || *used_bits > 16) {
+        refuse_value("used_bits: expected 1 to 16, got " + std::to_string(*used_bits));
+    }
+    return static_cast<unsigned>(*used_bits);
+}
+
+}  // namespace
+
+std::string text_of(const py::handle& object) { return py::str(object); }
+std::string repr_of(const py::handle& object) { return py::repr(object); }
+
+void refuse_type(const std::string& text) { throw py::type_error(text); }
+void refuse_value(const std::string& text) { throw py::value_error(text); }
+
+PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits) {
+    if (!py::isinstance<py::array>(pixels)) {
+        refuse_type("pixels: expected a NumPy array, got " + text_of(py::type::of(pixels).attr("__name__")));
+    }
+    const auto given = py::reinterpret_borrow<py::array>(pixels);
+    check_kind(given);
+    check_shape(given);
+    PixelArray result;
+    result.used_bits = used_bits_of(used_bits, static_cast<unsigned>(given.dtype().itemsize()) * 8);
+    using Words = py::array_t<std::uint16_t, py::array::c_style | py::array::forcecast>;
+    result.array = Words::ensure(given);
+    const auto address = reinterpret_cast<std::uintptr_t>(result.array.data());
+    if (address % alignof(std::uint16_t) != 0) result.array = result.array.attr("copy")();
+    result.height = static_cast<unsigned>(given.shape(0));
+    result.width = static_cast<unsigned>(given.shape(1));
+    return result;
+}
+
+double pixel_size_of(double micrometres, double largest) {
+    if (!(micrometres > 0.0) || !std::isfinite(micrometres) || micrometres > largest) {
+        std::string text = "pixel_size: expected micrometres above 0";
+        if (std::isfinite(largest)) text += " and at most " + Host::number_text(largest);
+        text += ", got " + text_of(py::float_(micrometres));
+        refuse_value(text);
+    }
+    return micrometres;
+}
+
+std::optional<Host::PaddingRange> padding_of(const py::object& pair) {
+    if (pair.is_none()) return std::nullopt;
+    const std::string expected = "padding: expected two grey values (low, high) from 0 to 65535, got ";
+    const auto got = [&pair] { return repr_of(pair); };
+    std::pair<long, long> values;
+    try {
+        values = pair.cast<std::pair<long, long>>();
+    } catch (const py::cast_error&) {
+        refuse_type(expected + got());
+    }
+    const auto [low, high] = values;
+    if (low < 0 || high > 65535 || low > high) refuse_value(expected + got());
+    return Host::PaddingRange{static_cast<std::uint16_t>(low), static_cast<std::uint16_t>(high)};
+}
+
+}  // namespace Norvane::Python

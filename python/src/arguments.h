@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What Python hands in, checked: messages say what was expected and what came.
+#pragma once
+
+#include "analysis/host_image.h"
+#include "reading/source_image.h"
+
+#include <norvane/masking.h>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include <optional>
+#include <string>
+
+namespace Norvane::Python {
+
+namespace py = pybind11;
+
+/// str() and repr() of any object.
+[[nodiscard]] std::string text_of(const py::handle& object);
+[[nodiscard]] std::string repr_of(const py::handle& object);
+
+[[noreturn]] void refuse_type(const std::string& text);
+[[noreturn]] void refuse_value(const std::string& text);
+
+/// Samples of a 2-D array of numbers from 0 up, of 8 or 16 bits in any byte order, as words. An aligned array of 16-bit
+/// words in C order is taken as it is; any other is copied once. `array` keeps the samples alive.
+struct PixelArray {
+    py::array array;
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned used_bits = 0;
+
+    [[nodiscard]] const std::uint16_t* words() const { return static_cast<const std::uint16_t*>(array.data()); }
+};
+[[nodiscard]] PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits);
+
+/// Micrometres above 0, at most `largest`.
+[[nodiscard]] double pixel_size_of(double micrometres, double largest);
+
+[[nodiscard]] std::optional<Host::PaddingRange> padding_of(const py::object& pair);
+
+}  // namespace Norvane::Python

@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "grid_mask.h"
+
+#include "arguments.h"
+#include "mask_sets.h"
+#include "results/mask_encoding.h"
+#include "results/source_masks.h"
+#include "results/write_png.h"
+
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string>
+#include <utility>
+
+namespace Norvane::Python {
+namespace {
+
+using Host::ColumnRun;
+using Host::RowRuns;
+
+constexpr long kMostOnSide = (1L << 28) - 1;  // the library counts the bits of an image in 32 bits
+constexpr double kAnySize = std::numeric_limits<double>::infinity();
+
+double own_pixel_size(const GridMask& mask) { return static_cast<double>(mask.mask.GetPixelSize()); }
+
+// Both ends of what was given are looked at: a size of 0 gives an empty array.
+Shape shape_of(const py::object& pair) {
+    const std::string expected = "shape: expected (rows, columns), got ";
+    std::pair<long, long> sides;
+    try {
+        sides = pair.cast<std::pair<long, long>>();
+    } catch (const py::cast_error&) {
+        refuse_type(expected + repr_of(pair));
+    }
+    const auto [height, width] = sides;
+    const bool is_good = height >= 0 && width >= 0 && height <= kMostOnSide && width <= kMostOnSide &&
+                         (width == 0 || height <= kMostOnSide / width);
+    if (!is_good) refuse_value(expected + repr_of(pair));
+    return {static_cast<unsigned>(height), static_cast<unsigned>(width)};
+}
+
+// The grid in pixels of another size; it is cut off where it would not fit an array.
+unsigned scaled(unsigned length, double from, double to) {
+    return static_cast<unsigned>(std::min(length * from / to + 0.5, static_cast<double>(kMostOnSide)));
+}
+
+Shape target_shape(const GridMask& mask, const py::object& shape, double target_um) {
+    if (!shape.is_none()) return shape_of(shape);
+    const double own_um = own_pixel_size(mask);
+    if (target_um == own_um) return {mask.height, mask.width};
+    const Shape found{scaled(mask.height, own_um, target_um), scaled(mask.width, own_um, target_um)};
+    return shape_of(py::make_tuple(found.height, found.width));
+}
+
+py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
+    const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
+    const auto [height, width] = target_shape(mask, shape, target_um);
+    py::array_t<std::uint8_t> array({std::size_t{height}, std::size_t{width}});
+    std::uint8_t* first = array.mutable_data();
+    Mask copy(mask.mask);
+    const py::gil_scoped_release others_go_on;
+    std::fill_n(first, std::size_t{height} * width, std::uint8_t{0});
+    const Host::SourceMask on_target(copy, {0, 0, width, height}, target_um);
+    for (unsigned y = 0; y < height; ++y) {
+        const std::span row(first + std::size_t{y} * width, width);
+        for (const ColumnRun& run : on_target.row(y)) {
+            std::ranges::fill(row.subspan(run.first, run.last - run.first + 1), std::uint8_t{1});
+        }
+    }
+    return array;
+}
+
+Host::MaskBitmap bitmap(const GridMask& mask) { return Host::bitmap_of(mask.mask, mask.width, mask.height); }
+
+py::dict to_coco(const GridMask& mask) {
+    py::dict coco;
+    coco["size"] = py::cast(std::vector<unsigned>{mask.height, mask.width});
+    coco["counts"] = py::cast(Host::coco_counts(bitmap(mask)));
+    return coco;
+}
+
+std::string sha256(const GridMask& mask) { return Host::sha256_of(bitmap(mask)); }
+
+py::object bounds(const GridMask& mask) {
+    const std::vector<RowRuns> rows = Host::rows_of(mask.mask);
+    if (rows.empty()) return py::none();
+    unsigned left = rows.front().runs.front().first, right = 0;
+    for (const RowRuns& row : rows) {
+        left = std::min(left, row.runs.front().first);
+        right = std::max(right, row.runs.back().last);
+    }
+    return py::make_tuple(left, rows.front().row, right, rows.back().row);
+}
+
+py::object centroid(const GridMask& mask) {
+    mask.mask.SetTargetPixelSize(mask.mask.GetPixelSize());
+    unsigned x = 0, y = 0;
+    if (!mask.mask.ComputeCentroid(x, y)) return py::none();
+    return py::make_tuple(x, y);
+}
+
+bool contains(const GridMask& mask, long x, long y, const std::optional<double>& pixel_size) {
+    const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
+    if (x < 0 || y < 0 || x > kMostOnSide || y > kMostOnSide) return false;
+    mask.mask.SetTargetPixelSize(static_cast<float>(target_um));
+    return mask.mask.HitTest(static_cast<unsigned>(x), static_cast<unsigned>(y));
+}
+
+double area_mm2(const GridMask& mask) {
+    return Host::square_millimetres(Host::area_of(mask.mask), own_pixel_size(mask));
+}
+
+SharedMask combined(SetOperation operation, const GridMask& first, const GridMask& second) {
+    if (first.mask.GetPixelSize() != second.mask.GetPixelSize()) {
+        refuse_value("masks of one pixel size were expected, got " + std::to_string(own_pixel_size(first)) + " and " +
+                     std::to_string(own_pixel_size(second)) + " micrometres");
+    }
+    return make_grid_mask(combine(operation, first.mask, second.mask), std::max(first.width, second.width),
+                          std::max(first.height, second.height));
+}
+
+bool is_equal(const GridMask& first, const GridMask& second) {
+    const auto same_runs = [](const RowRuns& a, const RowRuns& b) {
+        const auto same = [](const ColumnRun& p, const ColumnRun& q) { return p.first == q.first && p.last == q.last; };
+        return a.row == b.row && std::ranges::equal(a.runs, b.runs, same);
+    };
+    return first.mask.GetPixelSize() == second.mask.GetPixelSize() && first.width == second.width &&
+           first.height == second.height &&
+           std::ranges::equal(Host::rows_of(first.mask), Host::rows_of(second.mask), same_runs);
+}
+
+Mask empty_mask(double pixel_size) {
+    const auto micrometres = static_cast<float>(pixel_size_of(pixel_size, kAnySize));
+    Mask mask;
+    mask.SetPixelSize(micrometres);
+    mask.SetTargetPixelSize(micrometres);
+    return mask;
+}
+
+SharedMask on_grid(const Mask& mask, const py::object& shape, unsigned least_height, unsigned least_width) {
+    Shape grid{least_height, least_width};
+    if (!shape.is_none()) {
+        grid = shape_of(shape);
+        if (grid.height < least_height || grid.width < least_width) {
+            refuse_value("shape: expected at least (" + std::to_string(least_height) + ", " +
+                         std::to_string(least_width) + ") for these pixels, got " + repr_of(shape));
+        }
+    }
+    return make_grid_mask(mask, grid.width, grid.height);
+}
+
+SharedMask from_runs(const py::object& given, double pixel_size, const py::object& shape) {
+    using Runs = py::array_t<std::int64_t, py::array::c_style>;
+    const auto runs = Runs::ensure(given);
+    if (!runs) {
+        PyErr_Clear();
+        refuse_type("runs: expected an array of whole numbers");
+    }
+    const bool is_empty = runs.size() == 0;
+    if (!is_empty && (runs.ndim() != 2 || runs.shape(1) != 3)) {
+        refuse_value("runs: expected rows of (row, first column, last column), got the shape " +
+                     text_of(runs.attr("shape")));
+    }
+    Mask mask = empty_mask(pixel_size);
+    unsigned height = 0, width = 0;
+    for (py::ssize_t i = 0; !is_empty && i < runs.shape(0); ++i) {
+        const std::int64_t row = runs.at(i, 0), first = runs.at(i, 1), last = runs.at(i, 2);
+        if (row < 0 || row >= kMostOnSide || first < 0 || last < first || last >= kMostOnSide) {
+            refuse_value("runs: expected 0 <= first column <= last column and a row of at least 0, got (" +
+                         std::to_string(row) + ", " + std::to_string(first) + ", " + std::to_string(last) + ")");
+        }
+        mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(first), static_cast<unsigned>(last - first));
+        height = std::max(height, static_cast<unsigned>(row) + 1);
+        width = std::max(width, static_cast<unsigned>(last) + 1);
+    }
+    return on_grid(mask, shape, height, width);
+}
+
+SharedMask from_array(const py::object& given, double pixel_size) {
+    if (!py::isinstance<py::array>(given)) refuse_type("array: expected a NumPy array");
+    const auto array = py::reinterpret_borrow<py::array>(given);
+    const char kind = array.dtype().kind();
+    if (kind != 'b' && kind != 'u' && kind != 'i') {
+        refuse_type("array: expected truth values or whole numbers, got " + text_of(array.dtype()));
+    }
+    if (array.ndim() != 2) {
+        refuse_value("array: expected rows x columns, got the shape " + text_of(array.attr("shape")));
+    }
+    const Shape grid = shape_of(array.attr("shape"));
+    const py::array_t<bool, py::array::c_style> inside = py::module_::import("numpy").attr("not_equal")(array, 0);
+    Mask mask = empty_mask(pixel_size);
+    for (unsigned y = 0; y < grid.height; ++y) {
+        const std::span row(inside.data() + std::size_t{y} * grid.width, grid.width);
+        for (auto at = std::ranges::find(row, true); at != row.end(); at = std::find(at, row.end(), true)) {
+            const auto end = std::find(at, row.end(), false);
+            mask.AddSegment(y, static_cast<unsigned>(at - row.begin()), static_cast<unsigned>(end - at) - 1);
+            at = end;
+        }
+    }
+    return make_grid_mask(mask, grid.width, grid.height);
+}
+
+std::string describe(const GridMask& mask) {
+    return "<norvane.Mask of " + std::to_string(Host::area_of(mask.mask)) + " pixels on " +
+           std::to_string(mask.height) + " x " + std::to_string(mask.width) + " of " +
+           text_of(py::float_(own_pixel_size(mask))) + " um>";
+}
+
+py::bytes png(const GridMask& mask) {
+    const Host::MaskBitmap picture = bitmap(mask);
+    if (picture.pixels.empty()) refuse_value("a mask on a grid without pixels has no picture");
+    return Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions);
+}
+
+py::tuple state_of(const GridMask& mask) {
+    return py::make_tuple(runs_of(mask), own_pixel_size(mask), py::make_tuple(mask.height, mask.width));
+}
+
+}  // namespace
+
+SharedMask make_grid_mask(const Mask& mask, unsigned width, unsigned height) {
+    return std::make_shared<GridMask>(GridMask{mask, width, height});
+}
+
+py::array runs_of(const GridMask& mask) {
+    std::vector<std::int32_t> numbers;
+    for (const RowRuns& row : Host::rows_of(mask.mask)) {
+        for (const ColumnRun& run : row.runs) {
+            for (const unsigned number : {row.row, run.first, run.last}) {
+                numbers.push_back(static_cast<std::int32_t>(number));
+            }
+        }
+    }
+    const std::size_t count = numbers.size() / 3;
+    py::array_t<std::int32_t> array({count, std::size_t{3}});
+    std::ranges::copy(numbers, array.mutable_data());
+    return array;
+}
+
+void bind_mask(py::module_& module) {
+    const auto set = [](SetOperation operation) {
+        return [operation](const GridMask& a, const GridMask& b) { return combined(operation, a, b); };
+    };
+    py::class_<GridMask, std::shared_ptr<GridMask>>(module, "Mask")
+        .def_static("from_runs", &from_runs, py::arg("runs"), py::arg("pixel_size"), py::arg("shape") = py::none())
+        .def_static("from_array", &from_array, py::arg("array"), py::arg("pixel_size"))
+        .def_property_readonly("pixel_size", &own_pixel_size)
+        .def_property_readonly("shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); })
+        .def_property_readonly("bounds", &bounds)
+        .def_property_readonly("area", [](const GridMask& m) { return Host::area_of(m.mask); })
+        .def_property_readonly("area_mm2", &area_mm2)
+        .def_property_readonly("sha256", &sha256)
+        .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none())
+        .def("runs", &runs_of)
+        .def("to_coco", &to_coco)
+        .def("centroid", &centroid)
+        .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none())
+        .def("__and__", set(SetOperation::kBoth), py::is_operator())
+        .def("__or__", set(SetOperation::kEither), py::is_operator())
+        .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator())
+        .def("__eq__", &is_equal, py::is_operator())
+        .def("__repr__", &describe)
+        .def("_repr_png_", &png)
+        .def(py::pickle(&state_of,
+                        [](const py::tuple& state) { return from_runs(state[0], state[1].cast<double>(), state[2]); }));
+}
+
+}  // namespace Norvane::Python

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "arguments.h"
+#include "grid_mask.h"
+#include "working_image.h"
+
+#include <norvane/norvane.h>
+
+#include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <vector>
+
+namespace Norvane::Python {
+namespace {
+
+Masking::Params params_of(const py::object& given) {
+    const auto take = [&given](const char* name, auto& field) {
+        using Field = std::remove_reference_t<decltype(field)>;
+        if constexpr (std::is_enum_v<Field>) {
+            field = static_cast<Field>(given.attr(name).cast<int>());
+        } else {
+            field = given.attr(name).cast<Field>();
+        }
+    };
+    Masking::Params params;
+    take("side", params.side);
+    take("view", params.view);
+    take("bgNoise", params.bgNoise);
+    take("noiseLevel", params.noiseLevel);
+    take("pixelPaddingValueRangeLimit", params.pixelPaddingValueRangeLimit);
+    take("fullContour", params.fullContour);
+    take("singleContour", params.singleContour);
+    take("smoothContour", params.smoothContour);
+    take("contourOffset", params.contourOffset);
+    take("checkCutTissue", params.checkCutTissue);
+    take("contourOutput", params.contourOutput);
+    take("maskingSpeed", params.maskingSpeed);
+    take("pectContour", params.pectContour);
+    return params;
+}
+
+/// One call of the library on objects of its own, so that others may use the same image and masks meanwhile.
+class Call {
+public:
+    Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
+        : params(params_of(params_given)),
+          image(working.for_a_call()),
+          width(image.GetWidth()),
+          height(image.GetHeight()) {
+        if (frame_given) frame = frame_given->mask;
+    }
+
+    template <class Work>
+    void run(const Work& work) {
+        const py::gil_scoped_release others_go_on;
+        status = work();
+    }
+
+    [[nodiscard]] py::dict result(std::initializer_list<std::pair<const char*, const Mask*>> masks) const {
+        py::dict by_name;
+        for (const auto& [name, mask] : masks) by_name[name] = on_the_grid(*mask);
+        py::dict result;
+        result["status"] = static_cast<int>(status);
+        result["masks"] = by_name;
+        return result;
+    }
+
+    // An empty mask need not have a pixel size.
+    [[nodiscard]] SharedMask on_the_grid(Mask mask) const {
+        mask.SetPixelSize(image.GetPixelSize());
+        return make_grid_mask(mask, width, height);
+    }
+
+    Masking::Params params;
+    Image image;
+    unsigned width;
+    unsigned height;
+    Mask frame;
+    Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
+};
+
+py::dict frame_mask(const WorkingImage& working, const py::object& params) {
+    Call call(working, params, nullptr);
+    Mask* frame = &call.frame;
+    call.run([&] { return NvGenerateFrameMask(&call.image, call.params, frame); });
+    return call.result({{"frame", &call.frame}});
+}
+
+// Points that were not written have coordinates below 0; where the first is, all are.
+py::object points_of(const std::vector<int>& contour) {
+    if (contour.empty() || contour.front() < 0) return py::none();
+    py::array_t<std::int32_t> points({contour.size() / 2, std::size_t{2}});
+    std::copy(contour.begin(), contour.end(), points.mutable_data());
+    return points;
+}
+
+py::dict breast_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
+    Call call(working, params, frame);
+    std::vector<int> contour;
+    if (call.params.contourOutput) {
+        contour.assign(2 * static_cast<std::size_t>(Masking::GetSizeForContour()), -1);
+        call.params.contour = &contour;
+    }
+    Mask breast;
+    std::array<int, 4> box{};
+    call.run([&] { return NvGenerateBreastMask(&call.image, call.params, &call.frame, &breast, box.data()); });
+    py::dict result = call.result({{"frame", &call.frame}, {"breast", &breast}});
+    result["contour"] = points_of(contour);
+    return result;
+}
+
+// A second mask without an outer contour would stay empty, and the cut-tissue check would look at it.
+py::dict full_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
+    Call call(working, params, frame);
+    Mask full, muscle, outer;
+    Mask* second = call.params.fullContour ? &outer : nullptr;
+    call.run([&] { return NvGenerateFullMask(&call.image, call.params, &call.frame, &full, &muscle, second); });
+    return call.result({{"frame", &call.frame}, {"full", &full}, {"pectoral", &muscle}, {"outer", &outer}});
+}
+
+py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const py::object& params,
+                   const SharedMask& frame) {
+    Call call(working, params, frame);
+    Mask known(breast->mask), muscle;
+    call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame, &known, &muscle); });
+    if (call.status != Masking::MASK_OK) muscle.Clear();  // a line that was rejected leaves its muscle
+    return call.result({{"frame", &call.frame}, {"pectoral", &muscle}});
+}
+
+py::array chest_wall_patch(const WorkingImage& working, const py::object& params) {
+    Call call(working, params, nullptr);
+    py::array_t<std::uint16_t> patched_pixels({std::size_t{call.height}, std::size_t{call.width}});
+    std::uint16_t* first = patched_pixels.mutable_data();
+    const py::gil_scoped_release others_go_on;
+    Image patched(&call.image, true);
+    Image* out = &patched;
+    Masking().ChestWallPatch(&call.image, call.params, out);
+    for (unsigned y = 0; y < call.height; ++y) {
+        const auto row = Host::grey_row(patched, y);
+        std::copy(row.begin(), row.end(), first + std::size_t{y} * call.width);
+    }
+    return patched_pixels;
+}
+
+}  // namespace
+
+void bind_mask_operations(py::module_& module) {
+    module.def("frame_mask", &frame_mask);
+    module.def("breast_mask", &breast_mask);
+    module.def("full_mask", &full_mask);
+    module.def("pect_mask", &pect_mask);
+    module.def("chest_wall_patch", &chest_wall_patch);
+}
+
+}  // namespace Norvane::Python
