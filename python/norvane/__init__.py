@@ -7,9 +7,12 @@
     found = norvane.full_mask(image, side=norvane.IMAGE_SIDE.SIDE_CHEST_LEFT, view=norvane.IMAGE_VIEW.VIEW_PECT)
     print(found.status.sentence)
     breast = found["full"].to_array(pixels.shape, 70.0)          # uint8, 1 inside
+
+    found = norvane.analyse("left.dcm")                          # what the program does with a file
 """
+from ._analysis import Analysis, Source, analyse, overlay, phantom, read
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
-from ._norvane import Mask
+from ._norvane import Mask, Refusal
 from ._norvane import version as __version__
 from ._operations import (
     Masks,
@@ -24,6 +27,7 @@ from ._operations import (
 )
 
 __all__ = [
+    "Analysis",
     "BG_NOISE",
     "IMAGE_SIDE",
     "IMAGE_VIEW",
@@ -32,11 +36,17 @@ __all__ = [
     "Masks",
     "Params",
     "Prepared",
+    "Refusal",
+    "Source",
     "__version__",
+    "analyse",
     "breast_mask",
     "chest_wall_patch",
     "frame_mask",
     "full_mask",
+    "overlay",
     "pect_mask",
+    "phantom",
     "prepare",
+    "read",
 ]

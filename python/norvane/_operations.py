@@ -113,6 +113,9 @@ class Masks:
     def __getitem__(self, name: str) -> Mask:
         return self.masks[name]
 
+    def _repr_png_(self) -> bytes:
+        return _norvane.draw_masks_png(self.image._image, dict(self.masks), 1.0)
+
     def __repr__(self) -> str:
         return f"<norvane.Masks {self.status.name}: {', '.join(self.masks)}>"
 

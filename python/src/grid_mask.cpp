@@ -221,6 +221,32 @@ py::tuple state_of(const GridMask& mask) {
     return py::make_tuple(runs_of(mask), own_pixel_size(mask), py::make_tuple(mask.height, mask.width));
 }
 
+constexpr const char* kClassText =
+    "A set of pixels on the working grid, kept as runs of columns per row. Nobody changes it; it may be pickled, and\n"
+    "any number of threads may use it.";
+constexpr const char* kFromRunsText =
+    "A mask from runs as runs() gives them.\n\n"
+    "runs: whole numbers, n x 3: row, first column, last column (both ends in); runs that overlap or touch are "
+    "joined.\n"
+    "pixel_size: micrometres.\n"
+    "shape: (rows, columns) of the grid; without it as much as the runs need.\n\n"
+    "Raises TypeError or ValueError for what is none of these.";
+constexpr const char* kFromArrayText =
+    "A mask of the values other than 0 of a 2-D array of truth values or whole numbers; pixel_size in micrometres.";
+constexpr const char* kBoundsText =
+    "First column, first row, last column, last row (both ends in), or None for an empty mask.";
+constexpr const char* kSha256Text = "Of the bytes of to_array(), as the program's JSON has it.";
+constexpr const char* kToArrayText =
+    "The mask as uint8, rows x columns: 1 inside, 0 outside.\n\n"
+    "shape: (rows, columns); pixels beyond the grid are 0. Without it the whole grid in pixels of the size asked for.\n"
+    "pixel_size: micrometres of the array's pixels; without it those of the grid. Pixel v of the array is pixel\n"
+    "    v * pixel_size / own pixel size + 0.5, truncated, of the grid, along both axes.";
+constexpr const char* kCocoText =
+    "Run lengths as COCO has them, uncompressed: {'size': [rows, columns], 'counts': [...]}, down one column of the\n"
+    "grid after the other, pixels outside and inside in turn, beginning with those outside.";
+constexpr const char* kContainsText =
+    "Whether pixel (x, y) belongs to the mask; of the grid, or of one of pixels of pixel_size micrometres.";
+
 }  // namespace
 
 SharedMask make_grid_mask(const Mask& mask, unsigned width, unsigned height) {
@@ -246,23 +272,27 @@ void bind_mask(py::module_& module) {
     const auto set = [](SetOperation operation) {
         return [operation](const GridMask& a, const GridMask& b) { return combined(operation, a, b); };
     };
-    py::class_<GridMask, std::shared_ptr<GridMask>>(module, "Mask")
-        .def_static("from_runs", &from_runs, py::arg("runs"), py::arg("pixel_size"), py::arg("shape") = py::none())
-        .def_static("from_array", &from_array, py::arg("array"), py::arg("pixel_size"))
-        .def_property_readonly("pixel_size", &own_pixel_size)
-        .def_property_readonly("shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); })
-        .def_property_readonly("bounds", &bounds)
-        .def_property_readonly("area", [](const GridMask& m) { return Host::area_of(m.mask); })
-        .def_property_readonly("area_mm2", &area_mm2)
-        .def_property_readonly("sha256", &sha256)
-        .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none())
-        .def("runs", &runs_of)
-        .def("to_coco", &to_coco)
-        .def("centroid", &centroid)
-        .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none())
-        .def("__and__", set(SetOperation::kBoth), py::is_operator())
-        .def("__or__", set(SetOperation::kEither), py::is_operator())
-        .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator())
+    py::class_<GridMask, std::shared_ptr<GridMask>>(module, "Mask", kClassText)
+        .def_static("from_runs", &from_runs, py::arg("runs"), py::arg("pixel_size"), py::arg("shape") = py::none(),
+                    kFromRunsText)
+        .def_static("from_array", &from_array, py::arg("array"), py::arg("pixel_size"), kFromArrayText)
+        .def_property_readonly("pixel_size", &own_pixel_size, "Micrometres.")
+        .def_property_readonly(
+            "shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); }, "Rows, columns of the grid.")
+        .def_property_readonly("bounds", &bounds, kBoundsText)
+        .def_property_readonly(
+            "area", [](const GridMask& m) { return Host::area_of(m.mask); }, "Pixels of its own grid.")
+        .def_property_readonly("area_mm2", &area_mm2, "Square millimetres.")
+        .def_property_readonly("sha256", &sha256, kSha256Text)
+        .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none(), kToArrayText)
+        .def("runs", &runs_of, "The runs of columns: int32, n x 3, each row, first column, last column (both ends in).")
+        .def("to_coco", &to_coco, kCocoText)
+        .def("centroid", &centroid, "Median column and row, or None for an empty mask.")
+        .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none(), kContainsText)
+        .def("__and__", set(SetOperation::kBoth), py::is_operator(), "What belongs to both. ValueError: other grid.")
+        .def("__or__", set(SetOperation::kEither), py::is_operator(), "What belongs to either. ValueError: other grid.")
+        .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator(),
+             "What belongs to the first alone. ValueError: other grid.")
         .def("__eq__", &is_equal, py::is_operator())
         .def("__repr__", &describe)
         .def("_repr_png_", &png)

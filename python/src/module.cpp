@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The extension norvane._norvane. What it holds is documented where Python shows it: in norvane/*.py and *.pyi.
+#include "analysis/noise_choice.h"
 #include "analysis/status_text.h"
+#include "analysis_binding.h"
+#include "batch_run.h"
 #include "grid_mask.h"
+#include "pictures.h"
 #include "results/program_version.h"
 #include "working_image.h"
 
@@ -17,12 +21,24 @@ pybind11::dict status_texts() {
     return texts;
 }
 
+pybind11::dict noise_names() {
+    pybind11::dict names;
+    for (const auto& [name, noise] : Norvane::Host::kNoiseNames) names[name] = static_cast<int>(noise);
+    return names;
+}
+
 }  // namespace
 
 PYBIND11_MODULE(_norvane, module) {
+    pybind11::options options;
+    options.disable_function_signatures();  // they are in the stubs
     module.attr("version") = Norvane::Host::program_version();
     module.attr("status_texts") = status_texts();
+    module.attr("noise_names") = noise_names();
     Norvane::Python::bind_mask(module);
     Norvane::Python::bind_working_image(module);
     Norvane::Python::bind_mask_operations(module);
+    Norvane::Python::bind_pictures(module);
+    Norvane::Python::bind_analysis(module);
+    Norvane::Python::bind_batch_run(module);
 }

@@ -1,0 +1,272 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Files and whole analyses, as the program does them."""
+import dataclasses
+import json
+import os
+from typing import Any, Dict, Mapping, Optional, Tuple, Union
+
+import numpy as np
+
+from . import _norvane
+from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
+from ._norvane import Mask, Refusal
+from ._operations import Masks, Prepared
+
+PathLike = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
+
+# The words of the program's options.
+_SIDES = {"left": IMAGE_SIDE.SIDE_CHEST_LEFT, "right": IMAGE_SIDE.SIDE_CHEST_RIGHT}
+_VIEWS = {"mlo": IMAGE_VIEW.VIEW_PECT, "cc": IMAGE_VIEW.VIEW_NO_PECT}
+_NOISES = {name: BG_NOISE(value) for name, value in _norvane.noise_names.items()}
+
+
+@dataclasses.dataclass(frozen=True)
+class Source:
+    """A mammogram as its file holds it: what the program's reader delivers. None where the file does not say it."""
+
+    pixels: np.ndarray  #: uint16, rows x columns, read-only; samples from 0 up
+    used_bits: int  #: samples lie in 0 .. 2**used_bits - 1
+    inverted: bool  #: tissue is dark on a bright background
+    pixel_size: Optional[float]  #: micrometres
+    side: Optional[IMAGE_SIDE]  #: border at which the chest wall lies
+    view: Optional[IMAGE_VIEW]
+    laterality: Optional[str]  #: "left" or "right": which breast it is, not where its chest wall lies
+    noise: Optional[BG_NOISE]  #: class of background that the kind of acquisition has
+    padding: Optional[Tuple[int, int]]  #: grey values (low, high) that are no image
+    window: Optional[Tuple[float, float]]  #: centre and width for showing it
+    format: str  #: such as "PNG"
+    encoding: str  #: how a DICOM object holds its pixels
+    frame: int  #: which of frame_count, from 1
+    frame_count: int
+    flags: Tuple[str, ...]  #: such as "spot", "implant"
+    warnings: Tuple[str, ...]  #: contradictions in the header, a sentence each
+    said_by: Mapping[str, str]  #: the field of the header that says side, view, ...
+    file: str
+    _source: _norvane.Source = dataclasses.field(repr=False, compare=False)
+
+    def __repr__(self) -> str:
+        return f"<norvane.Source {self.file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
+
+
+def read(path: PathLike, *, frame: Optional[int] = None) -> Source:
+    """The image in a file (PNG, TIFF, PGM, DICOM; known by its content), read as the program reads it.
+
+    frame: which frame of a file that holds several, from 1; without it such a file is refused.
+
+    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read.
+    """
+    return _read(path, frame, False)
+
+
+def _read(path: PathLike, frame: Optional[int], is_pixel_size_given: bool) -> Source:
+    name = os.fsencode(path)
+    if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
+        raise ValueError(f"frame: expected a number from 1, got {frame}")
+    source = _norvane.read(name, frame, is_pixel_size_given)
+    facts = dict(source.facts)
+    for field, kind in (("side", IMAGE_SIDE), ("view", IMAGE_VIEW), ("noise", BG_NOISE)):
+        facts[field] = None if facts[field] is None else kind(facts[field])
+    return Source(pixels=source.pixels, file=os.fsdecode(name), _source=source, **facts)
+
+
+class Analysis:
+    """What analyse() answers. Masks lie on the working grid of the crop, whose corner is that of the source unless a
+    film area was cut out: source_mask() and labels() bring them to the pixels of the source."""
+
+    def __init__(self, made: Optional[_norvane.Analysis], refusal: str = "") -> None:
+        self._made = made
+        self._refusal = refusal
+        self._masks: Optional[Dict[str, Mask]] = None
+
+    @property
+    def refusal(self) -> str:
+        """Why there are no masks, as the program says it; empty otherwise."""
+        return self._refusal
+
+    @property
+    def status(self) -> MASK_STATUS:
+        """The verdict on the image: the status of the full mask; MASK_NO_IMAGE for a refused one."""
+        return self.statuses["full"] if self._made is not None else MASK_STATUS.MASK_NO_IMAGE
+
+    @property
+    def statuses(self) -> Dict[str, MASK_STATUS]:
+        """The status of each mask but outer, which has none."""
+        given = {} if self._made is None else self._made.statuses
+        return {name: MASK_STATUS(status) for name, status in given.items()}
+
+    @property
+    def masks(self) -> Dict[str, Mask]:
+        """By name: frame, full, outer, breast, pectoral. Empty for a refused image."""
+        if self._masks is None:
+            self._masks = {} if self._made is None else self._made.masks
+        return self._masks
+
+    def __getitem__(self, name: str) -> Mask:
+        return self.masks[name]
+
+    @property
+    def image(self) -> Prepared:
+        """The working image of the crop."""
+        return Prepared(self._analysis().image)
+
+    def to_json(self) -> str:
+        """The text of the program's JSON of this image, to the byte."""
+        return self._analysis().to_json()
+
+    def to_dict(self) -> Dict[str, Any]:
+        """The same, parsed: settings with their reasons, geometry, crop, warnings, contour, masks in numbers."""
+        return json.loads(self.to_json())
+
+    def source_mask(self, name: str) -> np.ndarray:
+        """A mask on the pixels of the whole source: uint8, 1 inside. KeyError for a name that is none."""
+        return self._analysis().source_mask(name)
+
+    def labels(self) -> np.ndarray:
+        """The pixels of the source: uint8, 0 background, 1 breast, 2 pectoral muscle."""
+        return self._analysis().labels()
+
+    def _analysis(self) -> _norvane.Analysis:
+        if self._made is None:
+            raise Refusal(self._refusal)
+        return self._made
+
+    def __repr__(self) -> str:
+        return f"<norvane.Analysis {self.status.name}{': ' + self._refusal if self._refusal else ''}>"
+
+    def _repr_png_(self) -> Optional[bytes]:
+        return None if self._made is None else self._made.overlay_png()
+
+
+def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
+    if value is None:
+        return None
+    if isinstance(value, str):
+        if value not in words:
+            raise ValueError(f"{name}: expected one of {', '.join(words)}, got {value!r}")
+        return words[value]
+    try:
+        return kind(value)
+    except ValueError:
+        expected = f"norvane.{kind.__name__} or one of {', '.join(words)}"
+        raise ValueError(f"{name}: expected {expected}, got {value!r}") from None
+
+
+def analyse(
+    image: Union[PathLike, np.ndarray, Source],
+    *,
+    side: Union[IMAGE_SIDE, str, None] = None,
+    view: Union[IMAGE_VIEW, str, None] = None,
+    pixel_size: Optional[float] = None,
+    frame: Optional[int] = None,
+    crop: bool = True,
+    noise: Union[BG_NOISE, str, None] = None,
+    padding: Optional[Tuple[int, int]] = None,
+    inverted: bool = False,
+    fast: bool = False,
+    contour: bool = True,
+    used_bits: Optional[int] = None,
+    name: Optional[str] = None,
+) -> Analysis:
+    """All masks of one image, as ``norvane masks`` makes them.
+
+    image: a file, what read() returned, or an array of samples (see prepare()), which says nothing about itself: view
+        and pixel size are to be given.
+    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the brighter one.
+    view: "mlo" with pectoral muscle, "cc" without; else what the file says.
+    pixel_size: micrometres, at most 228; else what the file says.
+    frame: of a file that holds several, from 1.
+    crop: cut off black and white borders that a scanner or an archive put around the film.
+    noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
+        file says, else auto.
+    padding: grey values (low, high) that are background; takes the class BG_GIVEN_LEVEL.
+    inverted: tissue is dark on a bright background, whatever the file says.
+    fast: the fast search of the contour (other results).
+    contour: make 720 points of the outline.
+    used_bits: of an array.
+    name: what the JSON calls the image; the path, or "array".
+
+    Raises TypeError and ValueError for arguments that are none. An image that is refused, a missing file among them,
+    raises nothing: its status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is released.
+    """
+    noise_word = None if isinstance(noise, str) and noise == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
+    if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
+        raise ValueError("padding: expected no noise class beside it, or BG_GIVEN_LEVEL, which alone looks at it")
+    options = {
+        "side": _word("side", side, IMAGE_SIDE, _SIDES),
+        "view": _word("view", view, IMAGE_VIEW, _VIEWS),
+        "pixel_size": pixel_size,
+        "noise": noise_word,
+        "tries_noise": isinstance(noise, str) and noise == "auto",
+        "padding": padding,
+        "crop": bool(crop),
+        "inverted": bool(inverted),
+        "fast": bool(fast),
+        "contour": bool(contour),
+    }
+    _norvane.check_options(options)
+    if options["side"] is IMAGE_SIDE.SIDE_UNDEFINED or options["view"] is IMAGE_VIEW.VIEW_UNDEFINED:
+        raise ValueError("side and view: expected None where they are not known")
+    if used_bits is not None and not isinstance(image, np.ndarray):
+        raise ValueError("used_bits: expected an array with it; files say it themselves")
+    if frame is not None and isinstance(image, (np.ndarray, Source)):
+        raise ValueError("frame: expected a file with it")
+    try:
+        if isinstance(image, np.ndarray):
+            source, file = _norvane.source_of(image, used_bits), "array"
+        elif isinstance(image, Source):
+            source, file = image._source, image.file
+        else:
+            found = _read(image, frame, pixel_size is not None)
+            source, file = found._source, found.file
+        return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
+    except Refusal as refusal:
+        return Analysis(None, str(refusal))
+
+
+def overlay(
+    picture: Union[Analysis, Masks, Prepared], masks: Optional[Mapping[str, Mask]] = None, *, zoom: float = 1.0
+) -> np.ndarray:
+    """A picture with the outlines of masks: uint8, rows x columns x 3 (red, green, blue).
+
+    Of an Analysis the program's picture with its legend; of Masks, or of a prepared image and masks by name (frame,
+    full, outer, breast, pectoral), the image in grey with the outlines, zoom pixels to a pixel of the working grid.
+    """
+    if isinstance(picture, Analysis):
+        return picture._analysis().overlay()
+    if isinstance(picture, Masks):
+        picture, masks = picture.image, picture.masks if masks is None else masks
+    if not isinstance(picture, Prepared):
+        raise TypeError(f"picture: expected Analysis, Masks or Prepared, got {type(picture).__name__}")
+    return _norvane.draw_masks(picture._image, dict(masks or {}), zoom)
+
+
+def phantom(
+    width: int = 1800,
+    height: int = 2400,
+    pixel_size: float = 100.0,
+    *,
+    side: Union[IMAGE_SIDE, str] = "left",
+    view: Union[IMAGE_VIEW, str] = "mlo",
+    collimation: bool = True,
+    digital: bool = False,
+    seed: int = 1,
+    used_bits: int = 12,
+) -> Tuple[np.ndarray, np.ndarray]:
+    """A synthetic mammogram, as ``norvane phantom`` draws it: its pixels (uint16, 0 .. 2**used_bits - 1) and what they
+    show (uint8: 0 frame, 64 background, 128 breast, 255 pectoral muscle), both rows x columns.
+
+    collimation: a bright frame on all borders. digital: a black, flat background instead of that of film.
+    """
+    for name, value, least, most in (
+        ("width", width, 64, 8192),
+        ("height", height, 64, 8192),
+        ("pixel_size", pixel_size, 10, 1000),
+        ("seed", seed, 0, 0xFFFFFFFF),
+        ("used_bits", used_bits, 8, 16),
+    ):
+        if not least <= value <= most:
+            raise ValueError(f"{name}: expected {least} to {most}, got {value}")
+    chest_wall, projection = _word("side", side, IMAGE_SIDE, _SIDES), _word("view", view, IMAGE_VIEW, _VIEWS)
+    return _norvane.phantom(
+        width, height, pixel_size, chest_wall, projection, bool(collimation), bool(digital), seed, used_bits
+    )

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "batch_run.h"
+
+#include "arguments.h"
+#include "batch/image_job.h"
+#include "batch/image_record.h"
+#include "batch/inputs.h"
+#include "batch/masks_command.h"
+#include "batch/run_files.h"
+#include "program/command_line.h"
+#include "reading/refusal.h"
+
+#include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Norvane::Python {
+namespace {
+
+using Host::FoundInputs;
+using Host::ImageRecord;
+using Host::Input;
+using Host::MasksOptions;
+
+// Names of files need not be UTF-8.
+py::str text_of_file(const std::string& name) {
+    PyObject* text = PyUnicode_DecodeFSDefaultAndSize(name.data(), static_cast<py::ssize_t>(name.size()));
+    if (text == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(text);
+}
+std::string name_of_file(const py::handle& text) {
+    PyObject* bytes = nullptr;
+    if (PyUnicode_FSConverter(text.ptr(), static_cast<void*>(&bytes)) == 0) throw py::error_already_set();
+    return py::reinterpret_steal<py::bytes>(bytes);
+}
+
+py::tuple tuple_of(const Input& input) {
+    return py::make_tuple(text_of_file(input.file), text_of_file(input.base.string()), input.refusal,
+                          text_of_file(input.name), input.is_named);
+}
+Input input_of(const py::tuple& fields) {
+    if (fields.size() != 5) refuse_type("an input has five fields");
+    return {name_of_file(fields[0]), name_of_file(fields[1]), fields[2].cast<std::string>(), name_of_file(fields[3]),
+            fields[4].cast<bool>()};
+}
+
+py::dict dict_of(const ImageRecord& record) {
+    py::dict fields = py::module_::import("json").attr("loads")(Host::json_line(record));
+    fields["file"] = text_of_file(record.file);
+    fields["name"] = text_of_file(record.name);
+    return fields;
+}
+ImageRecord record_from(const py::dict& fields) {
+    const auto line = py::module_::import("json").attr("dumps")(fields).cast<std::string>();
+    auto record = Host::record_of(line);
+    if (!record) refuse_value("records: expected what make() returned, got " + repr_of(fields));
+    record->file = name_of_file(fields["file"]);
+    record->name = name_of_file(fields["name"]);
+    return *record;
+}
+
+MasksOptions parse(const std::vector<std::string>& arguments) {
+    std::vector<const char*> argv{"norvane", "masks"};
+    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+    std::ostringstream out, err;
+    const Host::Command command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
+    const auto* options = std::get_if<MasksOptions>(&command);
+    if (options == nullptr) refuse_value(err.str().empty() ? "nothing to do" : err.str());
+    if (options->is_dry_run) refuse_value("--dry-run does nothing: make() would");
+    return *options;
+}
+
+class Run {
+public:
+    Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given)
+        : options(parse(arguments)) {
+        if (given) {
+            for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
+        }
+        const py::gil_scoped_release others_go_on;
+        if (!given) found = Host::find_and_name(options);
+        jobs = std::make_unique<Host::ImageJobs>(options, found.inputs);
+    }
+    Run(const Run&) = delete;  // the jobs refer to the options
+    Run& operator=(const Run&) = delete;
+
+    [[nodiscard]] std::vector<py::tuple> inputs() const {
+        std::vector<py::tuple> tuples;
+        for (const Input& input : found.inputs) tuples.push_back(tuple_of(input));
+        return tuples;
+    }
+    [[nodiscard]] bool is_in_shard(const py::tuple& fields) const {
+        return !options.shard || Host::is_in_shard(input_of(fields), *options.shard);
+    }
+    [[nodiscard]] std::size_t passed_over() const { return found.passed_over; }
+    [[nodiscard]] std::string out_dir() const { return options.out_dir; }
+
+    [[nodiscard]] py::object make(const py::tuple& fields) const {
+        const Input input = input_of(fields);
+        const Host::JobOutcome outcome = [&] {
+            const py::gil_scoped_release others_go_on;
+            return jobs->run(input);
+        }();
+        if (!outcome.is_image) return py::none();
+        return dict_of(outcome.record);
+    }
+
+    [[nodiscard]] std::vector<std::string> write_run_files(const std::vector<py::dict>& rows) const {
+        std::vector<ImageRecord> records;
+        for (const py::dict& row : rows) records.push_back(record_from(row));
+        const py::gil_scoped_release others_go_on;
+        return Host::write_run_files(options, records);
+    }
+
+private:
+    MasksOptions options;
+    FoundInputs found;
+    std::unique_ptr<Host::ImageJobs> jobs;
+};
+
+}  // namespace
+
+void bind_batch_run(py::module_& module) {
+    py::class_<Run>(module, "Run")
+        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&>())
+        .def_property_readonly("inputs", &Run::inputs)
+        .def_property_readonly("passed_over", &Run::passed_over)
+        .def_property_readonly("out_dir", [](const Run& r) { return text_of_file(r.out_dir()); })
+        .def("is_in_shard", &Run::is_in_shard)
+        .def("make", &Run::make)
+        .def("write_run_files", &Run::write_run_files);
+}
+
+}  // namespace Norvane::Python

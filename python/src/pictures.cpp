@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pictures.h"
+
+#include "arguments.h"
+#include "grid_mask.h"
+#include "phantom/phantom.h"
+#include "results/mask_layers.h"
+#include "working_image.h"
+
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace Norvane::Python {
+namespace {
+
+constexpr double kMostPixelsOnSide = 32767.0;  // of cairo
+
+Host::MasksResult masks_by_name(const std::map<std::string, SharedMask>& given) {
+    Host::MasksResult masks;
+    for (const auto& [name, mask] : given) {
+        const auto layer = std::ranges::find_if(Host::kMaskLayers, [&](const auto& l) { return name == l.key; });
+        if (layer == Host::kMaskLayers.end()) refuse_value("masks: there is no outline for '" + name + "'");
+        layer->mask_of(masks) = mask->mask;
+    }
+    return masks;
+}
+
+Host::Surface draw(const WorkingImage& working, const std::map<std::string, SharedMask>& given, double zoom) {
+    Host::MasksResult masks = masks_by_name(given);
+    const Image& image = *working.prepared.image;
+    const double longest = std::max(image.GetWidth(), image.GetHeight());
+    const double shortest = std::min(image.GetWidth(), image.GetHeight());
+    if (!(zoom > 0.0) || zoom * longest > kMostPixelsOnSide || zoom * shortest < 1.0) {
+        refuse_value("zoom: expected a number above 0 that gives a picture of 1 to 32767 pixels, got " +
+                     text_of(py::float_(zoom)));
+    }
+    const py::gil_scoped_release others_go_on;
+    Host::Surface surface = Host::make_surface(static_cast<int>(std::lround(image.GetWidth() * zoom)),
+                                               static_cast<int>(std::lround(image.GetHeight() * zoom)));
+    const Host::Context context(cairo_create(surface.get()));
+    Host::draw_masks(context.get(), image, Host::GreyRange(), masks, zoom, 1.0);
+    return surface;
+}
+
+// The synthetic mammogram: its pixels and what each of them shows.
+py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, int view, bool has_frame,
+                  bool is_digital, unsigned seed, unsigned used_bits) {
+    Host::PhantomSettings settings;
+    settings.width = width;
+    settings.height = height;
+    settings.pixel_size_um = pixel_size;
+    settings.side = static_cast<IMAGE_SIDE>(side);
+    settings.view = static_cast<IMAGE_VIEW>(view);
+    settings.frame = has_frame ? Host::PhantomFrame::kCollimation : Host::PhantomFrame::kNone;
+    settings.look = is_digital ? Host::PhantomLook::kDigital : Host::PhantomLook::kFilm;
+    settings.seed = seed;
+    settings.used_bits = used_bits;
+    const Host::Phantom drawn = [&settings] {
+        const py::gil_scoped_release others_go_on;
+        return Host::draw_phantom(settings);
+    }();
+    const std::array<std::size_t, 2> shape{height, width};
+    return py::make_tuple(py::array_t<std::uint16_t>(shape, drawn.pixels.data()),
+                          py::array_t<std::uint8_t>(shape, drawn.labels.data()));
+}
+
+}  // namespace
+
+py::array rgb_of(const Host::Surface& surface) {
+    cairo_surface_flush(surface.get());
+    const auto height = static_cast<std::size_t>(cairo_image_surface_get_height(surface.get()));
+    const auto width = static_cast<std::size_t>(cairo_image_surface_get_width(surface.get()));
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
+    const unsigned char* bytes = cairo_image_surface_get_data(surface.get());
+    py::array_t<std::uint8_t> array({height, width, std::size_t{3}});
+    std::uint8_t* to = array.mutable_data();
+    for (std::size_t y = 0; y < height; ++y) {
+        const auto* words = reinterpret_cast<const std::uint32_t*>(bytes + y * stride);  // 0x00RRGGBB
+        for (std::size_t x = 0; x < width; ++x) {
+            for (const unsigned shift : {16U, 8U, 0U}) *to++ = static_cast<std::uint8_t>(words[x] >> shift);
+        }
+    }
+    return array;
+}
+
+void bind_pictures(py::module_& module) {
+    module.def("phantom", &phantom);
+    module.def("draw_masks", [](const WorkingImage& image, const std::map<std::string, SharedMask>& masks,
+                                double zoom) { return rgb_of(draw(image, masks, zoom)); });
+    module.def("draw_masks_png", [](const WorkingImage& image, const std::map<std::string, SharedMask>& masks,
+                                    double zoom) { return py::bytes(Host::png_of(draw(image, masks, zoom))); });
+}
+
+}  // namespace Norvane::Python

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "results/mask_drawing.h"
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+namespace Norvane::Python {
+
+/// Rows x columns x 3 bytes: red, green, blue.
+[[nodiscard]] pybind11::array rgb_of(const Host::Surface& surface);
+
+/// Adds the drawing of masks on any prepared image to the module.
+void bind_pictures(pybind11::module_& module);
+
+}  // namespace Norvane::Python
