@@ -1,0 +1,233 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The module beside the program: the same text, the same bytes."""
+import json
+import os
+import pathlib
+import pickle
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+
+import numpy as np
+import pytest
+
+import images
+import norvane
+from norvane import _batch
+
+PROGRAM = os.environ["NORVANE_PROGRAM"]
+MORE_IMAGES = [pathlib.Path(name) for name in os.environ.get("NORVANE_TEST_IMAGES", "").split(os.pathsep) if name]
+
+
+def run_program(*arguments):
+    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, check=False)
+
+
+@pytest.fixture(scope="module")
+def archive(tmp_path_factory):
+    """A folder with every format, in both sides and views, and what else lies in archives."""
+    folder = tmp_path_factory.mktemp("archive")
+    film, _ = norvane.phantom(300, 400, 228.0, used_bits=12)
+    images.pgm(folder / "film.pgm", film, 12)
+    images.tiff(folder / "film.tif", film << 4)
+    images.dicom(folder / "film.dcm", film, 12, 0.2)
+    digital, _ = norvane.phantom(301, 400, 228.0, side="right", view="cc", digital=True, collimation=False)
+    images.png(folder / "digital.png", digital << 4)
+    padded = np.zeros((460, 400), np.uint8)  # film inside the black border of its scanner
+    padded[30:430, 50:350] = norvane.phantom(300, 400, 228.0, used_bits=8, collimation=False)[0]
+    images.png(folder / "padded.png", padded)
+    subprocess.run([PROGRAM, "phantom", folder / "drawn.png", "--width", "300", "--height", "400"], check=True)
+    (folder / "below").mkdir()
+    (folder / "below" / "damaged.png").write_bytes((folder / "digital.png").read_bytes()[:900])
+    (folder / "notes.txt").write_text("no image")
+    return folder
+
+
+def made_by_module(folder, run):
+    with ThreadPoolExecutor(4) as pool:
+        records = list(pool.map(run.make, run.inputs))
+    assert run.finish(records) == []
+    return records
+
+
+def contents(folder):
+    """Files and their bytes, without the times that a run took."""
+    found = {}
+    for file in sorted(folder.rglob("*")):
+        if file.is_file():
+            is_timed = file.suffix == ".done" or file.name.startswith(("summary", "report"))
+            found[str(file.relative_to(folder))] = b"" if is_timed else file.read_bytes()
+    return found
+
+
+def without_times(rows):
+    return [{name: value for name, value in row.items() if not name.startswith("seconds")} for row in rows]
+
+
+def rows_of(folder):
+    return [json.loads(line) for line in (folder / "summary.ndjson").read_text().splitlines()]
+
+
+OPTIONS = ["--view", "mlo", "--pixel-size", "228", "--results", "json,overlay,labels,masks,page"]
+
+
+def test_a_run_of_the_module_is_a_run_of_the_program(archive, tmp_path):
+    theirs, ours = tmp_path / "program", tmp_path / "module"
+    ran = run_program("masks", archive, *OPTIONS, "--out-dir", theirs, "--fail-list", theirs / "failed.txt")
+    assert ran.returncode == 1, ran.stderr  # a file is damaged
+    arguments = [archive, *OPTIONS, "--out-dir", ours, "--fail-list", ours / "failed.txt"]
+    run = _batch.Run(arguments)
+    assert run.passed_over == 1
+    records = made_by_module(ours, pickle.loads(pickle.dumps(run)))
+    assert contents(ours) == contents(theirs)
+    assert without_times(rows_of(ours)) == without_times(rows_of(theirs)) == without_times(records)
+    assert (ours / "summary.csv").read_text().splitlines()[0] == (theirs / "summary.csv").read_text().splitlines()[0]
+
+    # Either takes up what the other has made.
+    again = made_by_module(theirs, _batch.Run([archive, *OPTIONS, "--out-dir", theirs, "--resume"]))
+    assert [record["kept"] for record in again] == [not record["refusal"] for record in records]
+    assert "6 kept" in run_program("masks", *arguments[:-2], "--resume").stdout
+    other = _batch.Run([archive, *OPTIONS, "--fast", "--out-dir", theirs, "--resume"])
+    assert not any(other.make(one)["kept"] for one in other.inputs)
+    parts = [_batch.Run([*arguments, "--shard", f"{k}/3"]).inputs for k in (1, 2, 3)]
+    assert sorted(one for part in parts for one in part) == sorted(run.inputs)
+
+
+def test_arguments_of_a_run_are_the_programs():
+    with pytest.raises(ValueError, match="--view"):
+        _batch.Run(["x.png", "--view", "sideways"])
+    with pytest.raises(ValueError, match="dry-run"):
+        _batch.Run(["x.png", "--dry-run"])
+    with pytest.raises(norvane.Refusal):
+        _batch.Run(["--manifest", "there is none"])
+    odd = os.fsdecode(b"no \xff such.png")  # a name that is not UTF-8
+    run = _batch.Run([odd])
+    assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
+
+
+def same_as_program(file, folder, options):
+    """The JSON, the overlay and the labels of one file, made both ways."""
+    words = {"view": "--view", "side": "--side", "pixel_size": "--pixel-size", "noise": "--noise"}
+    arguments = [text for name, value in options.items() if name in words for text in (words[name], value)]
+    arguments += ["--fast"] * ("fast" in options) + ["--no-contour"] * ("contour" in options)
+    arguments += ["--crop", "none"] * ("crop" in options)
+    if "padding" in options:
+        arguments += ["--padding", "%d:%d" % options["padding"]]
+    ran = run_program("masks", file, *arguments, "--out-dir", folder, "--no-page")
+    found = norvane.analyse(file, **options)
+    if ran.returncode != 0:
+        assert ran.stderr == f"norvane: {found.refusal}\n" and found.status is norvane.MASK_STATUS.MASK_NO_IMAGE
+        return False
+    (report,) = folder.glob("*.json")
+    stem = report.name[: -len(".json")]
+    assert found.to_json() == report.read_text()
+    assert found._repr_png_() == (folder / f"{stem}.overlay.png").read_bytes()
+    assert np.array_equal(found.labels(), norvane.read(folder / f"{stem}.labels.png").pixels)
+    written = json.loads(report.read_text())
+    assert {name: mask.sha256 for name, mask in found.masks.items()} == {
+        name: mask["sha256"] for name, mask in written["masks"].items()
+    }
+    for name, mask in found.masks.items():
+        assert mask.to_coco() == written["masks"][name]["coco"], name
+        assert mask.area_mm2 == pytest.approx(written["masks"][name]["area_mm2"]), name
+    muscle = found.source_mask("pectoral")
+    assert np.array_equal(np.maximum(found.source_mask("breast"), 2 * muscle), found.labels())
+    assert found.status == written["status"]["number"] and found.image.noise.value == found.image._image._noise
+    return True
+
+
+@pytest.mark.parametrize(
+    "name, options, is_made",
+    [
+        ("film.dcm", {}, True),
+        ("film.dcm", {"side": "right", "fast": True, "contour": False}, True),
+        ("film.pgm", {"view": "mlo", "pixel_size": 228, "noise": "auto-coarse"}, True),
+        ("film.tif", {"view": "mlo", "pixel_size": 200, "padding": (0, 500)}, True),
+        ("digital.png", {"view": "cc", "pixel_size": 228}, True),
+        ("padded.png", {"view": "mlo", "pixel_size": 228, "noise": "auto"}, True),
+        ("padded.png", {"view": "mlo", "pixel_size": 228, "crop": False}, True),
+        ("drawn.png", {"view": "mlo", "pixel_size": 228}, True),
+        ("drawn.png", {"view": "mlo"}, False),
+        ("drawn.png", {"view": "mlo", "pixel_size": 229}, False),
+        ("below/damaged.png", {"view": "mlo", "pixel_size": 228}, False),
+        ("notes.txt", {}, False),
+        ("there is none.png", {}, False),
+    ],
+)
+def test_one_file_is_what_the_program_makes_of_it(archive, tmp_path, name, options, is_made):
+    assert same_as_program(archive / name, tmp_path, options) == is_made
+
+
+def test_images_of_local_archives(tmp_path):
+    if not MORE_IMAGES:
+        pytest.skip("NORVANE_TEST_IMAGES names no files or folders")
+    files = [file for given in MORE_IMAGES for file in (sorted(given.rglob("*")) if given.is_dir() else [given])]
+    compared = 0
+    for number, file in enumerate(file for file in files if file.is_file()):
+        try:
+            source = norvane.read(file)
+        except norvane.Refusal:
+            continue
+        options = {"view": "mlo"} if source.view is None else {}
+        options.update({"pixel_size": 228} if source.pixel_size is None else {})
+        compared += same_as_program(file, tmp_path / str(number), options)
+    assert compared > 0
+
+
+def test_arrays_and_sources_are_analysed_like_files(archive):
+    file = archive / "film.pgm"
+    source = norvane.read(file)
+    assert source.pixels.dtype == np.uint16 and not source.pixels.flags.writeable and source.used_bits == 12
+    options = {"view": "mlo", "pixel_size": 228}
+    expected = norvane.analyse(file, **options)
+    assert norvane.analyse(source, **options).to_json() == expected.to_json()
+    from_array = norvane.analyse(np.asfortranarray(source.pixels), used_bits=12, name=str(file), **options)
+    assert from_array.to_json() == expected.to_json().replace('"format": "PGM"', '"format": "array"')
+    dicom = norvane.read(archive / "film.dcm")
+    assert (dicom.view, dicom.laterality, dicom.pixel_size) == (norvane.IMAGE_VIEW.VIEW_PECT, "left", 200.0)
+    assert dicom.said_by["view"] == "ViewPosition MLO" and np.array_equal(dicom.pixels, source.pixels)
+    # One source, its header included, serves many threads.
+    alone = norvane.analyse(dicom)
+    with ThreadPoolExecutor(8) as pool:
+        made = list(pool.map(lambda _: norvane.analyse(dicom).to_json(), range(16)))
+        made += pool.map(lambda _: alone.to_json(), range(16))
+    assert set(made) == {norvane.analyse(archive / "film.dcm").to_json()}
+
+
+def test_wrong_options_are_errors_and_refused_images_are_not(archive):
+    pixels = np.ones((64, 64), np.uint16)
+    for image, options, error, message in (
+        (pixels, {"view": "oblique"}, ValueError, "view: expected one of mlo, cc, got 'oblique'"),
+        (pixels, {"noise": "silent"}, ValueError, "noise: expected one of auto-coarse"),
+        (pixels, {"noise": 12}, ValueError, "noise: expected norvane.BG_NOISE"),
+        (pixels, {"pixel_size": float("nan")}, ValueError, "pixel_size"),
+        (pixels, {"padding": (0, 1), "noise": "mg"}, ValueError, "padding"),
+        (pixels, {"frame": 1}, ValueError, "frame"),
+        (pixels * 4096, {"used_bits": 12, "view": "cc", "pixel_size": 70}, ValueError, "samples of 12 bits, got 4096"),
+        (archive / "film.pgm", {"used_bits": 12}, ValueError, "used_bits"),
+        (3.5, {}, TypeError, "float"),
+    ):
+        with pytest.raises(error, match=message):
+            norvane.analyse(image, **options)
+    refused = norvane.analyse(pixels)
+    assert refused.status is norvane.MASK_STATUS.MASK_NO_IMAGE and "does not say its view" in refused.refusal
+    assert refused.masks == {} and refused._repr_png_() is None
+    with pytest.raises(norvane.Refusal, match="does not say its view"):
+        refused.to_json()
+    with pytest.raises(norvane.Refusal, match="damaged.png"):
+        norvane.read(archive / "below" / "damaged.png")
+
+
+def test_overlays_are_pictures_of_their_masks():
+    pixels, _ = norvane.phantom(300, 400, 228.0)
+    image = norvane.prepare(pixels, 228.0, used_bits=12)
+    mask = norvane.Mask.from_runs([[row, 50, 149] for row in range(100, 200)], image.pixel_size, image.shape)
+    plain, drawn = norvane.overlay(image), norvane.overlay(image, {"breast": mask})
+    assert plain.shape == (400, 300, 3) and np.array_equal(plain[..., 0], image.pixels >> 8)
+    rows, columns = np.nonzero((plain != drawn).any(axis=2))
+    assert 97 <= rows.min() <= 100 and 199 <= rows.max() <= 202 and 47 <= columns.min() and columns.max() <= 152
+    red, green, blue = drawn[150, 50].astype(int)
+    assert green > red + 50 and green > blue + 50
+    assert norvane.overlay(image, zoom=0.5).shape == (200, 150, 3)
+    for arguments, options in (((image, {"nose": mask}), {}), ((image,), {"zoom": 1e9}), ((image,), {"zoom": 0.0})):
+        with pytest.raises(ValueError):
+            norvane.overlay(*arguments, **options)
