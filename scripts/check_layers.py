@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks who includes whom in src/ and tools/: downwards only, see docs/architecture.md. Prints each breach and exits 1 on any."""
+"""Checks who includes whom in src/, tools/ and python/: downwards only, see docs/architecture.md. Prints each breach and
+exits 1 on any."""
 import pathlib
 import re
 import sys
@@ -20,6 +21,8 @@ TOOLS_MAY_INCLUDE = {
     "phantom": {"phantom"},
     "program": {"program", "batch", "results", "analysis", "reading", "phantom"},
 }
+# The extension of the Python module knows all rooms of the program and, without a folder, its own files.
+PYTHON_MAY_INCLUDE = {*TOOLS_MAY_INCLUDE}
 INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -37,6 +40,10 @@ def breaches():
             for name in INCLUDE.findall(file.read_text()):
                 if name.split("/")[0] not in allowed:
                     yield f"{file.relative_to(ROOT)} includes {name}"
+    for file in sorted((ROOT / "python" / "src").iterdir()):
+        for name in INCLUDE.findall(file.read_text()):
+            if "/" in name and name.split("/")[0] not in PYTHON_MAY_INCLUDE:
+                yield f"{file.relative_to(ROOT)} includes {name}"
 
 
 found = list(breaches())

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Form and faults that need no run: who includes whom, lengths of files, clang-format, cppcheck, and clang-tidy (which also
-# measures functions) on the sources named, or on all of src/, tools/ and fuzz/.
+# measures functions) on the sources named, or on all of src/, tools/, python/ and fuzz/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-packages.sh build test lint
+scripts/install-packages.sh build test lint python
 python3 scripts/check_layers.py
 git ls-files '*.h' '*.cpp' '*.py' '*.sh' '*.js' | xargs wc -l |
     awk '$2 != "total" && $1 > 600 {print $2 ": " $1 " lines, 600 are allowed"; long = 1} END {exit long}'
@@ -12,8 +12,8 @@ git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
 # releases its own buffer in its constructors; and the check of statements without effect takes indexed assignments for some.
 cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,portability --std=c++20 --language=c++ \
     -Iinclude -Isrc -Itools/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
-    --suppress=virtualCallInConstructor --suppress=constStatement src tools fuzz
-cmake --preset dev >/dev/null
-if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(git ls-files 'src/*.cpp' 'tools/*.cpp' 'fuzz/*.cpp'); fi
+    --suppress=virtualCallInConstructor --suppress=constStatement src tools python/src fuzz
+cmake --preset dev -DNORVANE_BUILD_PYTHON=ON >/dev/null
+if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(git ls-files 'src/*.cpp' 'tools/*.cpp' 'python/*.cpp' 'fuzz/*.cpp'); fi
 printf '%s\n' "${files[@]}" | xargs -P"$(nproc)" -n4 clang-tidy -p build/dev --quiet 2>/dev/null
 echo "lint: no findings"

@@ -6,6 +6,7 @@ import os
 from typing import Any, Dict, Mapping, Optional, Tuple, Union
 
 import numpy as np
+from numpy.typing import NDArray
 
 from . import _norvane
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
@@ -24,7 +25,7 @@ _NOISES = {name: BG_NOISE(value) for name, value in _norvane.noise_names.items()
 class Source:
     """A mammogram as its file holds it: what the program's reader delivers. None where the file does not say it."""
 
-    pixels: np.ndarray  #: uint16, rows x columns, read-only; samples from 0 up
+    pixels: NDArray[np.uint16]  #: uint16, rows x columns, read-only; samples from 0 up
     used_bits: int  #: samples lie in 0 .. 2**used_bits - 1
     inverted: bool  #: tissue is dark on a bright background
     pixel_size: Optional[float]  #: micrometres
@@ -115,13 +116,14 @@ class Analysis:
 
     def to_dict(self) -> Dict[str, Any]:
         """The same, parsed: settings with their reasons, geometry, crop, warnings, contour, masks in numbers."""
-        return json.loads(self.to_json())
+        parsed: Dict[str, Any] = json.loads(self.to_json())
+        return parsed
 
-    def source_mask(self, name: str) -> np.ndarray:
+    def source_mask(self, name: str) -> NDArray[np.uint8]:
         """A mask on the pixels of the whole source: uint8, 1 inside. KeyError for a name that is none."""
         return self._analysis().source_mask(name)
 
-    def labels(self) -> np.ndarray:
+    def labels(self) -> NDArray[np.uint8]:
         """The pixels of the source: uint8, 0 background, 1 breast, 2 pectoral muscle."""
         return self._analysis().labels()
 
@@ -152,7 +154,7 @@ def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
 
 
 def analyse(
-    image: Union[PathLike, np.ndarray, Source],
+    image: Union[PathLike, NDArray[Any], Source],
     *,
     side: Union[IMAGE_SIDE, str, None] = None,
     view: Union[IMAGE_VIEW, str, None] = None,
@@ -225,7 +227,7 @@ def analyse(
 
 def overlay(
     picture: Union[Analysis, Masks, Prepared], masks: Optional[Mapping[str, Mask]] = None, *, zoom: float = 1.0
-) -> np.ndarray:
+) -> NDArray[np.uint8]:
     """A picture with the outlines of masks: uint8, rows x columns x 3 (red, green, blue).
 
     Of an Analysis the program's picture with its legend; of Masks, or of a prepared image and masks by name (frame,
@@ -234,7 +236,8 @@ def overlay(
     if isinstance(picture, Analysis):
         return picture._analysis().overlay()
     if isinstance(picture, Masks):
-        picture, masks = picture.image, picture.masks if masks is None else masks
+        masks = picture.masks if masks is None else masks
+        picture = picture.image
     if not isinstance(picture, Prepared):
         raise TypeError(f"picture: expected Analysis, Masks or Prepared, got {type(picture).__name__}")
     return _norvane.draw_masks(picture._image, dict(masks or {}), zoom)
@@ -251,7 +254,7 @@ def phantom(
     digital: bool = False,
     seed: int = 1,
     used_bits: int = 12,
-) -> Tuple[np.ndarray, np.ndarray]:
+) -> Tuple[NDArray[np.uint16], NDArray[np.uint8]]:
     """A synthetic mammogram, as ``norvane phantom`` draws it: its pixels (uint16, 0 .. 2**used_bits - 1) and what they
     show (uint8: 0 frame, 64 background, 128 breast, 255 pectoral muscle), both rows x columns.
 

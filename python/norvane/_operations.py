@@ -5,6 +5,7 @@ import operator
 from typing import Any, Mapping, Optional, Tuple
 
 import numpy as np
+from numpy.typing import NDArray
 
 from . import _norvane
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
@@ -16,7 +17,8 @@ _LEAST = {"contourOffset": -(2**31)}
 
 @dataclasses.dataclass(frozen=True)
 class Params:
-    """What an operation is asked for: the fields of the library's ``Masking::Params``, under its names.
+    """What an operation is asked for: the fields of the library's ``Masking::Params``, under its names, but
+    ``reserved``, which nothing reads, and ``contour``, which results hold.
 
     Raises TypeError or ValueError where a value is none of its field.
     """
@@ -68,7 +70,7 @@ class Prepared:
         self._image = image
 
     @property
-    def pixels(self) -> np.ndarray:
+    def pixels(self) -> NDArray[np.uint16]:
         """Grey levels over 16 bits, bright tissue on dark background: uint16, rows x columns, read-only."""
         return self._image.pixels
 
@@ -108,7 +110,7 @@ class Masks:
     status: MASK_STATUS  #: how far to trust the masks; ``status.sentence`` says it in words
     masks: Mapping[str, Mask]  #: by name: frame, breast, full, pectoral, outer
     image: Prepared  #: what the masks lie on
-    contour: Optional[np.ndarray] = None  #: of breast_mask() with contourOutput: int32, n x 2, columns x, y
+    contour: Optional[NDArray[np.int32]] = None  #: of breast_mask() with contourOutput: int32, n x 2, columns x, y
 
     def __getitem__(self, name: str) -> Mask:
         return self.masks[name]
@@ -121,7 +123,7 @@ class Masks:
 
 
 def prepare(
-    pixels: np.ndarray,
+    pixels: NDArray[Any],
     pixel_size: float,
     *,
     used_bits: Optional[int] = None,
@@ -179,7 +181,9 @@ def frame_mask(image: Prepared, params: Optional[Params] = None, **fields: Any) 
     return _masks(image, _norvane.frame_mask(image._image, _params(image, params, fields)))
 
 
-def breast_mask(image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any) -> Masks:
+def breast_mask(
+    image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
+) -> Masks:
     """The breast: masks ``breast`` and ``frame``. A frame that is not given, or empty, is searched first.
 
     With contourOutput the result has ``contour``, 720 points x, y of the working grid.
@@ -187,7 +191,9 @@ def breast_mask(image: Prepared, params: Optional[Params] = None, *, frame: Opti
     return _masks(image, _norvane.breast_mask(image._image, _params(image, params, fields), frame))
 
 
-def full_mask(image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any) -> Masks:
+def full_mask(
+    image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
+) -> Masks:
     """Breast and upper pectoral muscle: masks ``full``, ``pectoral`` (of a line that was found), ``outer``, ``frame``.
 
     Without params fullContour is True, as in the program: the outer contour is what the cut-tissue check looks at.
@@ -207,7 +213,7 @@ def pect_mask(
     return _masks(image, _norvane.pect_mask(image._image, breast, _params(image, params, fields), frame))
 
 
-def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields: Any) -> np.ndarray:
+def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields: Any) -> NDArray[np.uint16]:
     """The image as the contour search thresholds it: uint16, rows x columns of the working grid.
 
     Dark tissue next to the chest wall raised, blurred, cut to the frame.

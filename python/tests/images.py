@@ -26,7 +26,8 @@ def pgm(path, pixels, used_bits):
 def tiff(path, pixels):
     height, width = pixels.shape
     data = pixels.astype("<u2").tobytes()
-    entries = [(256, width), (257, height), (258, 16), (259, 1), (262, 1), (273, 8), (277, 1), (278, height), (279, len(data))]
+    entries = [(256, width), (257, height), (258, 16), (259, 1), (262, 1), (273, 8), (277, 1)]
+    entries += [(278, height), (279, len(data))]
     directory = b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in entries)
     path.write_bytes(
         struct.pack("<2sHI", b"II", 42, 8 + len(data)) + data + struct.pack("<H", len(entries)) + directory + bytes(4)
@@ -38,8 +39,8 @@ def dicom(path, pixels, used_bits, pixel_size_mm):
 
     def element(group, number, kind, value):
         value += (b"\0" if kind in ("UI", "OW", "OB") else b" ") * (len(value) % 2)
-        head = struct.pack("<HH2s", group, number, kind.encode())
-        return head + (struct.pack("<xxI", len(value)) if kind in ("OW", "OB") else struct.pack("<H", len(value))) + value
+        length = struct.pack("<xxI" if kind in ("OW", "OB") else "<H", len(value))
+        return struct.pack("<HH2s", group, number, kind.encode()) + length + value
 
     def text(group, number, kind, value):
         return element(group, number, kind, value.encode())

@@ -50,7 +50,8 @@ def test_breast_and_muscle_are_found_where_they_lie(film, prepared):
     assert muscle.status is MASK_STATUS.MASK_OK
     assert dice(muscle["pectoral"].to_array(pixels.shape, 200.0) == 1, labels == 255) > 0.8
     patched = norvane.chest_wall_patch(prepared, **LEFT_MLO)
-    assert patched.shape == prepared.shape and patched.dtype == np.uint16 and not np.array_equal(patched, prepared.pixels)
+    assert patched.shape == prepared.shape and patched.dtype == np.uint16
+    assert not np.array_equal(patched, prepared.pixels)
 
 
 @pytest.mark.parametrize("resample_first", [True, False])
@@ -240,7 +241,7 @@ def test_eight_threads_get_what_one_gets():
         # and on one image that all share
         image = norvane.prepare(sources[0][0], 200.0, used_bits=12)
         expected = norvane.full_mask(image, **LEFT_MLO).masks
-        shared = list(pool.map(lambda _: norvane.full_mask(image, frame=expected["frame"], **LEFT_MLO).masks, range(16)))
+        shared = pool.map(lambda _: norvane.full_mask(image, frame=expected["frame"], **LEFT_MLO).masks, range(16))
         assert all(masks == expected for masks in shared)
 
 

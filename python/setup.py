@@ -1,0 +1,40 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The wheel: CMake builds the extension, with the library inside.
+
+    pip wheel --no-build-isolation --no-deps ./python
+
+Packages of the system give pybind11, NumPy and the libraries of the image formats (scripts/debian-packages.txt, purposes
+build and python). NORVANE_BUILD names a build tree that is there already, configured with NORVANE_BUILD_PYTHON, to take the
+extension from.
+"""
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+from setuptools import Extension, setup
+from setuptools.command.build_ext import build_ext
+
+SOURCE = pathlib.Path(__file__).resolve().parent.parent
+VERSION = re.search(r"project\(norvane VERSION ([0-9.]+)", (SOURCE / "CMakeLists.txt").read_text()).group(1)
+
+
+class BuildWithCMake(build_ext):
+    def build_extension(self, ext):
+        tree = os.environ.get("NORVANE_BUILD") or str(pathlib.Path(self.build_temp).resolve() / "cmake")
+        if "NORVANE_BUILD" not in os.environ:
+            configure = ["cmake", "-S", SOURCE, "-B", tree, "-DCMAKE_BUILD_TYPE=Release", "-DNORVANE_BUILD_TESTS=OFF"]
+            configure += ["-DNORVANE_BUILD_PYTHON=ON", "-DNORVANE_PYTHON_SHARED=OFF"]
+            configure += [f"-DPython_EXECUTABLE={sys.executable}"]
+            configure += ["-G", "Ninja"] if shutil.which("ninja") else []
+            subprocess.run(configure, check=True)
+        subprocess.run(["cmake", "--build", tree, "--target", "norvane_python", "--parallel"], check=True)
+        target = pathlib.Path(self.get_ext_fullpath(ext.name))
+        built = pathlib.Path(tree, "python", "norvane", target.name)
+        target.parent.mkdir(parents=True, exist_ok=True)
+        subprocess.run(["strip", "--strip-unneeded", "-o", target, built], check=True)
+
+
+setup(version=VERSION, ext_modules=[Extension("norvane._norvane", sources=[])], cmdclass={"build_ext": BuildWithCMake})
