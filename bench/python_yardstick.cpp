@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The calls of bench/python_overhead.py without Python: answers each line of standard input by running what it names
-/// once, with the nanoseconds of processor time that took and a number that tells whether the result is the same.
+/// The calls of bench/python_overhead.py without Python, for the same process: each returns the nanoseconds of
+/// processor time that it took, and a number that tells whether the result is the same.
 #include <norvane/norvane.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
-#include <iostream>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -22,23 +17,38 @@ long long processor_nanoseconds() {
     return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
-std::unique_ptr<Image> prepare(std::vector<std::uint16_t>& pixels, unsigned width, unsigned height) {
-    Image image(reinterpret_cast<unsigned char*>(pixels.data()), FORMAT_UNSIGNED, 16, width, height, 70.0F, true);
+Image image_over(const std::uint16_t* samples, unsigned width, unsigned height, float pixel_size) {
+    auto* bytes = reinterpret_cast<unsigned char*>(const_cast<std::uint16_t*>(samples));
+    return {bytes, FORMAT_UNSIGNED, 16, width, height, pixel_size, true};
+}
+
+}  // namespace
+
+extern "C" {
+
+/// 12-bit samples of 70 micrometres; `check` receives the sum of the prepared ones.
+__attribute__((visibility("default"))) long long yardstick_prepare(const std::uint16_t* samples, unsigned width,
+                                                                   unsigned height, unsigned long long* check) {
+    const long long start = processor_nanoseconds();
+    Image image = image_over(samples, width, height, 70.0F);
     image.SetUsedBits(12);
     float scale = 0.0F;
-    return std::unique_ptr<Image>(PrepareImage(&image, scale, BG_AUTO_COARSE, true, nullptr, nullptr, nullptr));
-}
-
-unsigned long long sum_of(const Image& image) {
-    const auto* words = reinterpret_cast<const std::uint16_t*>(image.GetBuffer());
-    unsigned long long sum = 0;
-    for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        for (unsigned x = 0; x < image.GetWidth(); ++x) sum += words[std::size_t{y} * image.GetStride() + x];
+    const std::unique_ptr<Image> made(PrepareImage(&image, scale, BG_AUTO_COARSE, true, nullptr, nullptr, nullptr));
+    const long long nanoseconds = processor_nanoseconds() - start;
+    const auto* words = reinterpret_cast<const std::uint16_t*>(made->GetBuffer());
+    *check = 0;
+    for (unsigned y = 0; y < made->GetHeight(); ++y) {
+        for (unsigned x = 0; x < made->GetWidth(); ++x) *check += words[std::size_t{y} * made->GetStride() + x];
     }
-    return sum;
+    return nanoseconds;
 }
 
-unsigned long long full_mask(Image& image, long long& nanoseconds) {
+/// A prepared image with rows of an even number of pixels; `check` receives what bench/python_overhead.py makes of the
+/// full mask.
+__attribute__((visibility("default"))) long long yardstick_full_mask(const std::uint16_t* samples, unsigned width,
+                                                                     unsigned height, float pixel_size,
+                                                                     unsigned long long* check) {
+    Image image = image_over(samples, width, height, pixel_size);
     Masking::Params params;
     params.side = SIDE_CHEST_LEFT;
     params.view = VIEW_PECT;
@@ -47,33 +57,10 @@ unsigned long long full_mask(Image& image, long long& nanoseconds) {
     const long long start = processor_nanoseconds();
     Mask frame, full, muscle, outer;
     const auto status = NvGenerateFullMask(&image, params, &frame, &full, &muscle, &outer);
-    nanoseconds = processor_nanoseconds() - start;
+    const long long nanoseconds = processor_nanoseconds() - start;
     full.SetTargetPixelSize(full.GetPixelSize());
-    return 1'000'000ULL * full.GetMaxX() + 10ULL * full.GetMaxY() + static_cast<unsigned>(status);
+    *check = 1'000'000ULL * full.GetMaxX() + 10ULL * full.GetMaxY() + static_cast<unsigned>(status);
+    return nanoseconds;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 4) return 2;
-    const auto width = static_cast<unsigned>(std::atoi(argv[2]));
-    const auto height = static_cast<unsigned>(std::atoi(argv[3]));
-    std::vector<std::uint16_t> pixels(std::size_t{width} * height);
-    std::ifstream(argv[1], std::ios::binary)
-        .read(reinterpret_cast<char*>(pixels.data()), static_cast<std::streamsize>(pixels.size() * 2));
-    const std::unique_ptr<Image> prepared = prepare(pixels, width, height);
-    for (std::string what; std::getline(std::cin, what);) {
-        long long nanoseconds = 0;
-        unsigned long long result = 0;
-        if (what == "prepare") {
-            const long long start = processor_nanoseconds();
-            const std::unique_ptr<Image> image = prepare(pixels, width, height);
-            nanoseconds = processor_nanoseconds() - start;
-            result = sum_of(*image);
-        } else {
-            result = full_mask(*prepared, nanoseconds);
-        }
-        std::cout << nanoseconds << ' ' << result << std::endl;
-    }
-    return 0;
-}
+}  // extern "C"

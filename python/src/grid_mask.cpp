@@ -249,8 +249,17 @@ constexpr const char* kContainsText =
 
 }  // namespace
 
+SharedMask make_grid_mask(unsigned width, unsigned height) {
+    auto made = std::make_shared<GridMask>();
+    made->width = width;
+    made->height = height;
+    return made;
+}
+
 SharedMask make_grid_mask(const Mask& mask, unsigned width, unsigned height) {
-    return std::make_shared<GridMask>(GridMask{mask, width, height});
+    SharedMask made = make_grid_mask(width, height);
+    made->mask = mask;
+    return made;
 }
 
 py::array runs_of(const GridMask& mask) {

@@ -32,6 +32,7 @@ struct Shape {
     unsigned width;
 };
 
+[[nodiscard]] SharedMask make_grid_mask(unsigned width, unsigned height);  ///< an empty one, to be filled
 [[nodiscard]] SharedMask make_grid_mask(const Mask& mask, unsigned width, unsigned height);
 
 /// The rows of the mask as an array of n x 3 numbers: row, first column, last column.

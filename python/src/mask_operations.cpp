@@ -46,12 +46,12 @@ Masking::Params params_of(const py::object& given) {
 class Call {
 public:
     Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
-        : params(params_of(params_given)),
-          image(working.for_a_call()),
-          width(image.GetWidth()),
-          height(image.GetHeight()) {
-        if (frame_given) frame = frame_given->mask;
+        : params(params_of(params_given)), image(working.for_a_call()), frame(new_mask()) {
+        if (frame_given) frame->mask = frame_given->mask;
     }
+
+    /// An empty mask on the grid of the image, for the library to fill.
+    [[nodiscard]] SharedMask new_mask() const { return make_grid_mask(image.GetWidth(), image.GetHeight()); }
 
     template <class Work>
     void run(const Work& work) {
@@ -59,34 +59,29 @@ public:
         status = work();
     }
 
-    [[nodiscard]] py::dict result(std::initializer_list<std::pair<const char*, const Mask*>> masks) const {
+    [[nodiscard]] py::dict result(std::initializer_list<std::pair<const char*, SharedMask>> masks) const {
         py::dict by_name;
-        for (const auto& [name, mask] : masks) by_name[name] = on_the_grid(*mask);
+        for (const auto& [name, mask] : masks) {
+            mask->mask.SetPixelSize(image.GetPixelSize());  // one that stayed empty need not have it
+            by_name[name] = mask;
+        }
         py::dict result;
         result["status"] = static_cast<int>(status);
         result["masks"] = by_name;
         return result;
     }
 
-    // An empty mask need not have a pixel size.
-    [[nodiscard]] SharedMask on_the_grid(Mask mask) const {
-        mask.SetPixelSize(image.GetPixelSize());
-        return make_grid_mask(mask, width, height);
-    }
-
     Masking::Params params;
     Image image;
-    unsigned width;
-    unsigned height;
-    Mask frame;
+    SharedMask frame;
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
 };
 
 py::dict frame_mask(const WorkingImage& working, const py::object& params) {
     Call call(working, params, nullptr);
-    Mask* frame = &call.frame;
+    Mask* frame = &call.frame->mask;
     call.run([&] { return NvGenerateFrameMask(&call.image, call.params, frame); });
-    return call.result({{"frame", &call.frame}});
+    return call.result({{"frame", call.frame}});
 }
 
 // Points that were not written have coordinates below 0; where the first is, all are.
@@ -104,10 +99,11 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
         contour.assign(2 * static_cast<std::size_t>(Masking::GetSizeForContour()), -1);
         call.params.contour = &contour;
     }
-    Mask breast;
+    const SharedMask breast = call.new_mask();
     std::array<int, 4> box{};
-    call.run([&] { return NvGenerateBreastMask(&call.image, call.params, &call.frame, &breast, box.data()); });
-    py::dict result = call.result({{"frame", &call.frame}, {"breast", &breast}});
+    call.run(
+        [&] { return NvGenerateBreastMask(&call.image, call.params, &call.frame->mask, &breast->mask, box.data()); });
+    py::dict result = call.result({{"frame", call.frame}, {"breast", breast}});
     result["contour"] = points_of(contour);
     return result;
 }
@@ -115,32 +111,37 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
 // A second mask without an outer contour would stay empty, and the cut-tissue check would look at it.
 py::dict full_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
     Call call(working, params, frame);
-    Mask full, muscle, outer;
-    Mask* second = call.params.fullContour ? &outer : nullptr;
-    call.run([&] { return NvGenerateFullMask(&call.image, call.params, &call.frame, &full, &muscle, second); });
-    return call.result({{"frame", &call.frame}, {"full", &full}, {"pectoral", &muscle}, {"outer", &outer}});
+    const SharedMask full = call.new_mask(), muscle = call.new_mask(), outer = call.new_mask();
+    Mask* second = call.params.fullContour ? &outer->mask : nullptr;
+    call.run([&] {
+        return NvGenerateFullMask(&call.image, call.params, &call.frame->mask, &full->mask, &muscle->mask, second);
+    });
+    return call.result({{"frame", call.frame}, {"full", full}, {"pectoral", muscle}, {"outer", outer}});
 }
 
 py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const py::object& params,
                    const SharedMask& frame) {
     Call call(working, params, frame);
-    Mask known(breast->mask), muscle;
-    call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame, &known, &muscle); });
-    if (call.status != Masking::MASK_OK) muscle.Clear();  // a line that was rejected leaves its muscle
-    return call.result({{"frame", &call.frame}, {"pectoral", &muscle}});
+    Mask known(breast->mask);
+    const SharedMask muscle = call.new_mask();
+    call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame->mask, &known, &muscle->mask); });
+    if (call.status != Masking::MASK_OK) muscle->mask.Clear();  // a line that was rejected leaves its muscle
+    return call.result({{"frame", call.frame}, {"pectoral", muscle}});
 }
 
 py::array chest_wall_patch(const WorkingImage& working, const py::object& params) {
     Call call(working, params, nullptr);
-    py::array_t<std::uint16_t> patched_pixels({std::size_t{call.height}, std::size_t{call.width}});
+    const std::size_t height = call.image.GetHeight();
+    const std::size_t width = call.image.GetWidth();
+    py::array_t<std::uint16_t> patched_pixels({height, width});
     std::uint16_t* first = patched_pixels.mutable_data();
     const py::gil_scoped_release others_go_on;
     Image patched(&call.image, true);
     Image* out = &patched;
     Masking().ChestWallPatch(&call.image, call.params, out);
-    for (unsigned y = 0; y < call.height; ++y) {
+    for (unsigned y = 0; y < height; ++y) {
         const auto row = Host::grey_row(patched, y);
-        std::copy(row.begin(), row.end(), first + std::size_t{y} * call.width);
+        std::copy(row.begin(), row.end(), first + y * width);
     }
     return patched_pixels;
 }
