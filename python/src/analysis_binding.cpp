@@ -8,7 +8,6 @@
 #include "pictures.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
-#include "results/mask_layers.h"
 #include "results/overlay.h"
 #include "results/report_json.h"
 #include "results/source_masks.h"
@@ -206,8 +205,8 @@ std::shared_ptr<WorkingImage> image_of(const Analysis& analysis) {
 }
 
 py::array source_mask(Analysis& analysis, const std::string& name) {
-    const auto layer = std::ranges::find_if(Host::kMaskLayers, [&](const auto& l) { return name == l.key; });
-    if (layer == Host::kMaskLayers.end()) throw py::key_error(name);
+    const Host::MaskLayer* layer = layer_named(name);
+    if (layer == nullptr) throw py::key_error(name);
     Mask mask = copy_of(analysis, *layer);
     const Host::SourceImage& source = analysis.made.source;
     py::array_t<std::uint8_t> array({std::size_t{source.height}, std::size_t{source.width}});

@@ -114,6 +114,7 @@ public:
 
     [[nodiscard]] std::vector<std::string> write_run_files(const std::vector<py::dict>& rows) const {
         std::vector<ImageRecord> records;
+        records.reserve(rows.size());
         for (const py::dict& row : rows) records.push_back(record_from(row));
         const py::gil_scoped_release others_go_on;
         return Host::write_run_files(options, records);

@@ -4,7 +4,6 @@
 #include "arguments.h"
 #include "grid_mask.h"
 #include "phantom/phantom.h"
-#include "results/mask_layers.h"
 #include "working_image.h"
 
 #include <pybind11/stl.h>
@@ -24,8 +23,8 @@ constexpr double kMostPixelsOnSide = 32767.0;  // of cairo
 Host::MasksResult masks_by_name(const std::map<std::string, SharedMask>& given) {
     Host::MasksResult masks;
     for (const auto& [name, mask] : given) {
-        const auto layer = std::ranges::find_if(Host::kMaskLayers, [&](const auto& l) { return name == l.key; });
-        if (layer == Host::kMaskLayers.end()) refuse_value("masks: there is no outline for '" + name + "'");
+        const Host::MaskLayer* layer = layer_named(name);
+        if (layer == nullptr) refuse_value("masks: there is no outline for '" + name + "'");
         layer->mask_of(masks) = mask->mask;
     }
     return masks;
@@ -71,6 +70,13 @@ py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, 
 }
 
 }  // namespace
+
+const Host::MaskLayer* layer_named(std::string_view name) {
+    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+        if (name == layer.key) return &layer;
+    }
+    return nullptr;
+}
 
 py::array rgb_of(const Host::Surface& surface) {
     cairo_surface_flush(surface.get());

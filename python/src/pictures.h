@@ -2,11 +2,17 @@
 #pragma once
 
 #include "results/mask_drawing.h"
+#include "results/mask_layers.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include <string_view>
+
 namespace Norvane::Python {
+
+/// The mask that is called so; null where none is.
+[[nodiscard]] const Host::MaskLayer* layer_named(std::string_view name);
 
 /// Rows x columns x 3 bytes: red, green, blue.
 [[nodiscard]] pybind11::array rgb_of(const Host::Surface& surface);
