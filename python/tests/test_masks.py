@@ -245,7 +245,7 @@ def test_eight_threads_get_what_one_gets():
         assert all(masks == expected for masks in shared)
 
 
-@pytest.mark.parametrize("call", ["prepare", "full_mask", "analyse", "to_array", "phantom"])
+@pytest.mark.parametrize("call", ["prepare", "full_mask", "analyse", "to_array"])
 def test_other_threads_go_on_meanwhile(film, prepared, call):
     """Nobody is made to hand the lock over, so the other thread counts during a call only if the call lets it."""
     mask = Mask.from_array(random_bits(2), 228.0)
@@ -254,7 +254,6 @@ def test_other_threads_go_on_meanwhile(film, prepared, call):
         "full_mask": lambda: norvane.full_mask(prepared, **LEFT_MLO),
         "analyse": lambda: norvane.analyse(film[0], view="mlo", pixel_size=200, used_bits=12, noise=BG_NOISE.BG_MG),
         "to_array": lambda: mask.to_array((3000, 3000), 10.0),
-        "phantom": lambda: norvane.phantom(900, 1200),
     }
     is_over, counts = threading.Event(), [0]
 
