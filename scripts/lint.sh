@@ -14,6 +14,6 @@ cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,
     -Iinclude -Isrc -Itools/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
     --suppress=virtualCallInConstructor --suppress=constStatement src tools python/src fuzz
 cmake --preset dev -DNORVANE_BUILD_PYTHON=ON >/dev/null
-if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(git ls-files 'src/*.cpp' 'tools/*.cpp' 'python/*.cpp' 'fuzz/*.cpp'); fi
+if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(git ls-files {src,tools,python,fuzz}/'*.cpp'); fi
 printf '%s\n' "${files[@]}" | xargs -P"$(nproc)" -n4 clang-tidy -p build/dev --quiet 2>/dev/null
 echo "lint: no findings"
