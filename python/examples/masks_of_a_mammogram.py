@@ -46,6 +46,6 @@ print(full.status.name, full["full"])
 
 # %% Pictures; in a notebook a cell that ends with `found` or `full` shows them.
 (folder / "analysis.png").write_bytes(found._repr_png_() or b"")
-(folder / "full.png").write_bytes(full._repr_png_())
-(folder / "muscle.png").write_bytes(muscle._repr_png_())
+(folder / "full.png").write_bytes(full._repr_png_() or b"")
+(folder / "muscle.png").write_bytes(muscle._repr_png_() or b"")
 print("overlay", norvane.overlay(full, zoom=0.5).shape)

@@ -115,7 +115,9 @@ class Masks:
     def __getitem__(self, name: str) -> Mask:
         return self.masks[name]
 
-    def _repr_png_(self) -> bytes:
+    def _repr_png_(self) -> Optional[bytes]:
+        if 0 in self.image.shape:
+            return None
         return _norvane.draw_masks_png(self.image._image, dict(self.masks), 1.0)
 
     def __repr__(self) -> str:

@@ -207,19 +207,9 @@ std::shared_ptr<WorkingImage> image_of(const Analysis& analysis) {
 py::array source_mask(Analysis& analysis, const std::string& name) {
     const Host::MaskLayer* layer = layer_named(name);
     if (layer == nullptr) throw py::key_error(name);
-    Mask mask = copy_of(analysis, *layer);
-    const Host::SourceImage& source = analysis.made.source;
-    py::array_t<std::uint8_t> array({std::size_t{source.height}, std::size_t{source.width}});
-    std::uint8_t* first = array.mutable_data();
-    const py::gil_scoped_release others_go_on;
-    std::fill_n(first, source.samples.size(), std::uint8_t{0});
-    const Host::SourceMask on_source(mask, analysis.made.crop, analysis.made.settings.pixel_size_um);
-    for (unsigned y = 0; y < source.height; ++y) {
-        for (const Host::ColumnRun& run : on_source.row(y)) {
-            std::fill_n(first + std::size_t{y} * source.width + run.first, run.last - run.first + 1, std::uint8_t{1});
-        }
-    }
-    return array;
+    const Host::ImageAnalysis& made = analysis.made;
+    return array_of(copy_of(analysis, *layer), made.crop, {made.source.height, made.source.width},
+                    made.settings.pixel_size_um);
 }
 
 py::array labels(Analysis& analysis) {

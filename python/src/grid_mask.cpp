@@ -59,20 +59,8 @@ Shape target_shape(const GridMask& mask, const py::object& shape, double target_
 
 py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
-    const auto [height, width] = target_shape(mask, shape, target_um);
-    py::array_t<std::uint8_t> array({std::size_t{height}, std::size_t{width}});
-    std::uint8_t* first = array.mutable_data();
-    Mask copy(mask.mask);
-    const py::gil_scoped_release others_go_on;
-    std::fill_n(first, std::size_t{height} * width, std::uint8_t{0});
-    const Host::SourceMask on_target(copy, {0, 0, width, height}, target_um);
-    for (unsigned y = 0; y < height; ++y) {
-        const std::span row(first + std::size_t{y} * width, width);
-        for (const ColumnRun& run : on_target.row(y)) {
-            std::ranges::fill(row.subspan(run.first, run.last - run.first + 1), std::uint8_t{1});
-        }
-    }
-    return array;
+    const Shape target = target_shape(mask, shape, target_um);
+    return array_of(mask.mask, {0, 0, target.width, target.height}, target, target_um);
 }
 
 Host::MaskBitmap bitmap(const GridMask& mask) { return Host::bitmap_of(mask.mask, mask.width, mask.height); }
@@ -211,10 +199,10 @@ std::string describe(const GridMask& mask) {
            text_of(py::float_(own_pixel_size(mask))) + " um>";
 }
 
-py::bytes png(const GridMask& mask) {
+py::object png(const GridMask& mask) {
     const Host::MaskBitmap picture = bitmap(mask);
-    if (picture.pixels.empty()) refuse_value("a mask on a grid without pixels has no picture");
-    return Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions);
+    if (picture.pixels.empty()) return py::none();
+    return py::bytes(Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions));
 }
 
 py::tuple state_of(const GridMask& mask) {
@@ -274,6 +262,21 @@ py::array runs_of(const GridMask& mask) {
     const std::size_t count = numbers.size() / 3;
     py::array_t<std::int32_t> array({count, std::size_t{3}});
     std::ranges::copy(numbers, array.mutable_data());
+    return array;
+}
+
+py::array array_of(Mask mask, const Host::SourceBox& box, const Shape& shape, double pixel_size_um) {
+    py::array_t<std::uint8_t> array({std::size_t{shape.height}, std::size_t{shape.width}});
+    std::uint8_t* first = array.mutable_data();
+    const py::gil_scoped_release others_go_on;
+    std::fill_n(first, std::size_t{shape.height} * shape.width, std::uint8_t{0});
+    const Host::SourceMask on_target(mask, box, pixel_size_um);
+    for (unsigned y = 0; y < shape.height; ++y) {
+        const std::span row(first + std::size_t{y} * shape.width, shape.width);
+        for (const ColumnRun& run : on_target.row(y)) {
+            std::ranges::fill(row.subspan(run.first, run.last - run.first + 1), std::uint8_t{1});
+        }
+    }
     return array;
 }
 

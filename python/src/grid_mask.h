@@ -2,6 +2,7 @@
 /// Masks as Python sees them: values that nobody changes.
 #pragma once
 
+#include "analysis/film_area.h"
 #include "analysis/image_rows.h"
 
 #include <norvane/mask.h>
@@ -37,6 +38,10 @@ struct Shape {
 
 /// The rows of the mask as an array of n x 3 numbers: row, first column, last column.
 [[nodiscard]] py::array runs_of(const GridMask& mask);
+
+/// An array of the shape, 1 where `mask` has a pixel and 0 elsewhere; its pixels are of `pixel_size_um`, and the corner
+/// of the mask lies at that of `box`.
+[[nodiscard]] py::array array_of(Mask mask, const Host::SourceBox& box, const Shape& shape, double pixel_size_um);
 
 /// Adds the class Mask to the module.
 void bind_mask(py::module_& module);

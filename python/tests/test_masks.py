@@ -138,6 +138,8 @@ def test_small_and_strange_images_are_statuses():
             image = norvane.prepare(np.full(shape, 900, np.uint16), pixel_size)
             assert norvane.full_mask(image, **LEFT_MLO).status is not MASK_STATUS.MASK_OK
             assert norvane.chest_wall_patch(image, **LEFT_MLO).shape == image.shape
+            has_picture = norvane.full_mask(image, **LEFT_MLO)._repr_png_() is not None
+            assert has_picture == (0 not in image.shape)
     assert norvane.full_mask(norvane.prepare(GOOD, 228.0)).status is MASK_STATUS.MASK_NO_SIDE
 
 
