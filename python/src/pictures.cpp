@@ -44,6 +44,7 @@ Host::Surface draw(const WorkingImage& working, const std::map<std::string, Shar
                                                static_cast<int>(std::lround(image.GetHeight() * zoom)));
     const Host::Context context(cairo_create(surface.get()));
     Host::draw_masks(context.get(), image, Host::GreyRange(), masks, zoom, 1.0);
+    Host::require_drawn(cairo_status(context.get()));
     return surface;
 }
 
