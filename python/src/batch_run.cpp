@@ -86,9 +86,10 @@ public:
         }
         const py::gil_scoped_release others_go_on;
         if (!given) found = Host::find_and_name(options);
-        jobs = std::make_unique<Host::ImageJobs>(options, found.inputs);
+        leftovers = Host::leftovers_for(options);
+        jobs = std::make_unique<Host::ImageJobs>(options, found.inputs, leftovers);
     }
-    Run(const Run&) = delete;  // the jobs refer to the options
+    Run(const Run&) = delete;  // the jobs refer to its members
     Run& operator=(const Run&) = delete;
 
     [[nodiscard]] std::vector<py::tuple> inputs() const {
@@ -117,12 +118,13 @@ public:
         records.reserve(rows.size());
         for (const py::dict& row : rows) records.push_back(record_from(row));
         const py::gil_scoped_release others_go_on;
-        return Host::write_run_files(options, records);
+        return Host::write_run_files(options, records, leftovers);
     }
 
 private:
     MasksOptions options;
     FoundInputs found;
+    Host::Leftovers leftovers;
     std::unique_ptr<Host::ImageJobs> jobs;
 };
 

@@ -106,13 +106,6 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     return true;
 }
 
-Leftovers leftovers_for(const MasksOptions& options) {
-    if (options.is_dry_run) return {};
-    Leftovers leftovers(options.out_dir);
-    if (!options.fail_list.empty()) leftovers.look_beside(options.fail_list);
-    return leftovers;
-}
-
 int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out, std::ostream& err) {
     const Leftovers leftovers = leftovers_for(options);
     const ImageJobs jobs(options, found.inputs, leftovers);
@@ -136,6 +129,13 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
 }
 
 }  // namespace
+
+Leftovers leftovers_for(const MasksOptions& options) {
+    if (options.is_dry_run) return {};
+    Leftovers leftovers(options.out_dir);
+    if (!options.fail_list.empty()) leftovers.look_beside(options.fail_list);
+    return leftovers;
+}
 
 FoundInputs find_and_name(const MasksOptions& options) {
     FoundInputs found = find_inputs({options.inputs, options.manifest, options.root, options.out_dir});
