@@ -8,6 +8,7 @@
 #include "batch/masks_command.h"
 #include "batch/run_files.h"
 #include "program/command_line.h"
+#include "reading/read_dicom.h"
 #include "reading/refusal.h"
 
 #include <pybind11/stl.h>
@@ -85,6 +86,7 @@ public:
             for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
         }
         const py::gil_scoped_release others_go_on;
+        Host::load_dicom_dictionary();
         if (!given) found = Host::find_and_name(options);
         leftovers = Host::leftovers_for(options);
         jobs = std::make_unique<Host::ImageJobs>(options, found.inputs, leftovers);
