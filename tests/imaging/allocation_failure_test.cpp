@@ -100,6 +100,17 @@ TEST(AllocationFailure, NothingLeaksAndMasksStayWhole) {
     EXPECT_LT(5, fails_on_masks([](Mask* from, Mask* out) { return Utils::MaskDilate(from, out, 3); }));
     EXPECT_LT(5, fails_on_masks([](Mask* from, Mask* out) { return Utils::MaskCopy(from, out); }));
     EXPECT_LT(5, fails_on_masks([&](Mask* from, Mask* out) { return Utils::MaskIntersect(from, &b, out); }));
+    EXPECT_LT(5, fails_on_masks([&](Mask* from, Mask* out) { return Utils::MaskSubtract(from, &b, out); }));
+    EXPECT_LT(5, fails_on_masks([](Mask* from, Mask* out) {
+                  Image bits;
+                  const int code = Utils::MaskToImage(from, &bits);
+                  return code == 0 ? Utils::ImageToMask(&bits, out) : code;
+              }));
+    EXPECT_LT(0, fails_on_masks([&](Mask* from, Mask* /*out*/) { return Utils::ApplyMask(src.get(), from); }));
+    EXPECT_LT(0, fails_on_masks([](Mask* /*from*/, Mask* /*out*/) {
+                  Image from(FORMAT_UNSIGNED, 1, 9, 9, true), to(FORMAT_UNSIGNED, 1, 9, 9, true);
+                  return Utils::CopyBinaryRegion(&from, &to, 1, 1, 2, 2, 5, 5);
+              }));
     a.SetPixelSize(1.0F);
     b.SetPixelSize(0.5F);  // by the complement
     EXPECT_LT(5, fails_on_masks([&](Mask* from, Mask* out) { return Utils::MaskIntersect(from, &b, out); }));
