@@ -28,7 +28,7 @@ void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object)
     const std::size_t cut = input.below(4) * 100;
     Bytes bytes(input.rest().begin(), input.rest().end());
     if (encoding.encode == nullptr) {
-        bytes.resize(bytes.size() + bytes.size() % 2);
+        if (bytes.size() % 2 != 0) bytes.push_back(0);
         header.putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size());
         return;
     }
