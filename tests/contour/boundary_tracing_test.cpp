@@ -68,7 +68,8 @@ TEST(PaddingBreast, GivesContourPointsAndLeavesTheMaskAlone) {
     EXPECT_EQ(runs_of(mask), runs_of(rectangle(1, 2, 3, 4)));
     EXPECT_EQ(mask.GetPixelSize(), 228.0F);
     EXPECT_THAT(box, testing::ElementsAre(0, 119, 0, 80));
-    EXPECT_THAT((Points{contour[0], contour[1], contour[1438], contour[1439]}), testing::ElementsAre(0, 0, 0, 80));
+    for (const auto& [at, x, y] : {std::tuple(0U, 0, 0), {100U, 27, 0}, {300U, 53, 18}, {719U, 0, 80}})
+        EXPECT_THAT((Points{contour[2 * at], contour[2 * at + 1]}), testing::ElementsAre(x, y)) << at;
     EXPECT_EQ(std::ranges::count(contour, -1), 0);
     contour.assign(1440, -1);
     m.breast_masking_by_boundary_tracing(all_padding.get(), breast, nullptr);

@@ -124,7 +124,7 @@ TEST(BreastMask, ReturnsTheContourAsPoints) {
     check("a list of another size", 1, true, true, other, MASK_OK);
     EXPECT_TRUE(other.empty());
     check("no side, no boundary", -1, true, true, points, MASK_BOUNDARY_TRACING);
-    points.assign(1440, 3);
+    points.assign(1440, 300);
     check("the box of the points has the last word", -1, true, false, points, MASK_TOO_SMALL);
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/working_image.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -30,14 +31,23 @@ struct ClassCase {
     int noise_class;
     int level, blur;
     float scale, gradient;
+    bool has_padding = false;
 };
 
 TEST(MaskingState, TheNoiseClassFixesFourSettings) {
     const ClassCase cases[] = {
-        {0, 65535, 31, 0.4F, 10000.0F},  {1, 65535, 11, 0.1F, 400.0F},    {2, 65535, 3, 0.1F, 4000.0F},
-        {3, 12345, 11, 0.1F, 10000.0F},  {4, 65535, 31, 0.33F, 10000.0F}, {5, 11000, 31, 0.25F, 10000.0F},
-        {6, 20000, 31, 0.4F, 10000.0F},  {7, 65535, 11, 0.1F, 4000.0F},   {8, 65535, 11, 0.1F, 4000.0F},
-        {9, 65535, 31, 0.33F, 10000.0F}, {10, 1, 2, 3.0F, 4.0F},          {-1, 1, 2, 3.0F, 4.0F},
+        {0, 65535, 31, 0.4F, 10000.0F},
+        {1, 65535, 11, 0.1F, 400.0F, true},
+        {2, 65535, 3, 0.1F, 4000.0F, true},
+        {3, 12345, 11, 0.1F, 10000.0F, true},
+        {4, 65535, 31, 0.33F, 10000.0F},
+        {5, 11000, 31, 0.25F, 10000.0F},
+        {6, 20000, 31, 0.4F, 10000.0F},
+        {7, 65535, 11, 0.1F, 4000.0F, true},
+        {8, 65535, 11, 0.1F, 4000.0F, true},
+        {9, 65535, 31, 0.33F, 10000.0F},
+        {10, 1, 2, 3.0F, 4.0F},
+        {-1, 1, 2, 3.0F, 4.0F},
     };
     for (const ClassCase& c : cases) {
         OpenMasking masking;
@@ -51,6 +61,7 @@ TEST(MaskingState, TheNoiseClassFixesFourSettings) {
         EXPECT_EQ(masking.GetBlurSize(), c.blur) << c.noise_class;
         EXPECT_EQ(masking.GetThreshScale(), c.scale) << c.noise_class;
         EXPECT_EQ(masking.GetGradientThreshold(), c.gradient) << c.noise_class;
+        EXPECT_EQ(is_padding_class(masking.GetBackgroundNoise()), c.has_padding) << c.noise_class;
         EXPECT_EQ(masking.params.noiseLevel, c.noise_class == 3 ? 12345 : 0) << c.noise_class;
     }
 }

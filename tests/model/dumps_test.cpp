@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -26,33 +26,42 @@ TEST(Dumps, OfASixteenBitImage) {
     image.SetOffX(3);
     image.SetOffY(4);
     image.SetUsedBits(12);
+    image.SetNeedsInversion(true);
     EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToFile(f); }),
               "Width / height: 2 / 1\nStride: 2\nBits / used: 16 / 12\nFormat: 1\nOffset X / Y: 3 / 4\n"
-              "Needs inversion: 0\nBuffer:\n1 65535 \n");
+              "Needs inversion: 1\nBuffer:\n1 65535 \n");
     EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToPGMImage(f); }),
               "P2\n2\n1\n65535\n#Width / height: 2 / 1\n#Stride: 2\n#Bits / used: 16 / 12\n#Format: 1\n"
-              "#Offset X / Y: 3 / 4\n#Needs inversion: 0\n1\t65535\t\n");
+              "#Offset X / Y: 3 / 4\n#Needs inversion: 1\n1\t65535\t\n");
     EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToBinaryFile(f); }), std::string("\1\0\xFF\xFF", 4));
     image.DumpToFile("/nonexistent/folder/file");  // passed over
 }
 
 TEST(Dumps, OtherDepthsWriteTheirSamplesAndMissingBuffersNone) {
+    struct Case {
+        ImageFormat format;
+        unsigned bits, width;
+        std::vector<unsigned char> first_bytes;
+        const char* rows;
+    };
+    const Case cases[] = {
+        {FORMAT_UNSIGNED, 8, 3, {0, 200}, "0 200 0 \n0 0 0 \n"},
+        {FORMAT_SIGNED, 8, 3, {0, 200}, "0 -56 0 \n0 0 0 \n"},
+        {FORMAT_UNSIGNED, 1, 9, {0, 128, 0, 0, 1}, "0 0 0 0 0 0 0 0 1 \n0 0 0 0 0 0 0 1 0 \n"},
+        {FORMAT_FLOAT, 32, 1, {0, 0, 0, 0xBF}, "-0.5 \n0 \n"},
+        {FORMAT_UNSIGNED, 32, 1, {254, 255, 255, 255}, "4294967294 \n0 \n"},
+        {FORMAT_SIGNED, 32, 1, {254, 255, 255, 255}, "-2 \n0 \n"},
+        {FORMAT_UNSIGNED, 24, 1, {1, 2, 3}, ""},
+    };
     const auto rows_of = [](Image& image) {
         const std::string text = dumped([&](const std::string& f) { image.DumpToFile(f); });
         return text.substr(text.find("Buffer:\n") + 8);
     };
-    Image bytes(FORMAT_UNSIGNED, 8, 3, 1, true);
-    bytes.GetBuffer()[1] = 200;
-    EXPECT_EQ(rows_of(bytes), "0 200 0 \n");
-    bytes.SetFormat(FORMAT_SIGNED);
-    EXPECT_EQ(rows_of(bytes), "0 -56 0 \n");
-    Image bits(FORMAT_UNSIGNED, 1, 9, 2, true);
-    bits.GetBuffer()[1] = 0x80;
-    EXPECT_EQ(rows_of(bits), "0 0 0 0 0 0 0 0 1 \n0 0 0 0 0 0 0 0 0 \n");
-    Image floats(FORMAT_FLOAT, 32, 1, 1, true);
-    const float half = -0.5F;
-    std::memcpy(floats.GetBuffer(), &half, sizeof half);
-    EXPECT_EQ(rows_of(floats), "-0.5 \n");
+    for (const Case& c : cases) {
+        Image image(c.format, c.bits, c.width, 2, true);
+        std::ranges::copy(c.first_bytes, image.GetBuffer());
+        EXPECT_EQ(rows_of(image), c.rows);
+    }
     Image none(FORMAT_UNSIGNED, 16, 9, 9, false);
     none.AlignSize();
     EXPECT_EQ(rows_of(none), "");

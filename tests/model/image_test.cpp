@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <tuple>
 
 namespace Norvane::Tests {
 namespace {
@@ -17,7 +18,7 @@ TEST(Image, RowsAreAlignedToFourBytes) {
     const Geometry cases[] = {
         {FORMAT_UNSIGNED, 8, 5, 3, 8, 24}, {FORMAT_UNSIGNED, 16, 5, 3, 6, 36},  {FORMAT_FLOAT, 32, 5, 3, 5, 60},
         {FORMAT_UNSIGNED, 1, 1, 1, 32, 4}, {FORMAT_UNSIGNED, 1, 33, 2, 64, 16}, {FORMAT_UNSIGNED, 24, 1, 1, 1, 3},
-        {FORMAT_UNSIGNED, 16, 0, 7, 0, 0},
+        {FORMAT_UNSIGNED, 16, 0, 7, 0, 0}, {FORMAT_UNSIGNED, 0, 5, 3, 0, 0},
     };
     for (const Geometry& c : cases) {
         const Image image(c.format, c.bits, c.width, c.height, true);
@@ -115,6 +116,20 @@ TEST(Image, MatchingTakesGeometryButNotPixelsOrCalibration) {
     secondary.MatchTo(nullptr, true);
     secondary.MatchSecondaryTo(nullptr);
     EXPECT_EQ(secondary.GetBuffer(), before);
+
+    OpenImage fresh(&model, false);
+    fresh.SetRescale(3.0F, 1);
+    fresh.init();
+    const auto fields = [](const Image& i) {
+        return std::tuple{i.GetBuffer(),        i.GetWidth(),
+                          i.GetHeight(),        i.GetStride(),
+                          i.GetBits(),          i.GetUsedBits(),
+                          i.GetFormat(),        i.GetPixelSize(),
+                          i.GetOffX(),          i.GetOffY(),
+                          i.GetIsBufferOwner(), i.GetNeedsInversion(),
+                          i.GetRescaleSlope(),  i.GetRescaleIntercept()};
+    };
+    EXPECT_EQ(fields(fresh), fields(Image()));
 }
 
 struct Tracked : GarbageItem {
@@ -125,6 +140,8 @@ struct Tracked : GarbageItem {
     int id;
 };
 
+struct Untracked : GarbageItem {};  // has nothing to clear
+
 TEST(GarbageList, FreesInOrderWhatMayBeFreed) {
     std::vector<int> log;
     Tracked kept(log, 9);
@@ -133,6 +150,7 @@ TEST(GarbageList, FreesInOrderWhatMayBeFreed) {
         list.AddItem(nullptr);
         list.AddGeneralItem(nullptr);
         list.AddGeneralItem(new unsigned[8]);
+        list.AddItem(new Untracked);
         list.AddItem(new Tracked(log, 1));
         kept.SetGarbage(false);
         list.AddItem(&kept);

@@ -63,8 +63,11 @@ TEST(PectEdge, EqualsThePlainDefinition) {
         roi->SetOffX(random.below(30));
         roi->SetOffY(random.below(10));
         Mask mask = random.chance(2) ? rectangle(3, 60, 2, 40) : random_mask(random, 60, 45);
-        const int margin = random.between(0, 6), low = random.between(-89, 88), high = random.between(low + 1, 89);
-        const float fraction = random.chance(2) ? 1.0F : 0.08F;
+        const int side = random.between(0, 3);  // with one the detector's own settings, else any
+        const int margin = side < 2 ? 5 : random.between(0, 6);
+        const int low = side == 0 ? -60 : side == 1 ? 0 : random.between(-89, 88);
+        const int high = side == 0 ? 0 : side == 1 ? 60 : random.between(low + 1, 89);
+        const float fraction = side > 1 && random.chance(2) ? 1.0F : 0.08F;
 
         float sum = 0.0F;
         std::vector<float> kernel(162);
@@ -88,7 +91,8 @@ TEST(PectEdge, EqualsThePlainDefinition) {
         for (std::uint16_t& p : expected) p = p >= kept_from ? 65535 : 0;
 
         Image* edge = nullptr;
-        ASSERT_TRUE(detector.get_pect_edge(roi.get(), edge, &mask, margin, fraction, low, high));
+        ASSERT_TRUE(side < 2 ? detector.get_edge(roi.get(), &mask, static_cast<IMAGE_SIDE>(side), edge)
+                             : detector.get_pect_edge(roi.get(), edge, &mask, margin, fraction, low, high));
         const std::unique_ptr<Image> owned(edge);
         EXPECT_EQ(expected, pixels_of(*edge)) << round;
         EXPECT_EQ(roi->GetOffX(), edge->GetOffX());
