@@ -126,33 +126,44 @@ TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
 }
 
 TEST(PaddingField, IsFoundFromTheChestWall) {
-    OpenMasking masking;
-    masking.params.noiseLevel = 100;
-    masking.params.pixelPaddingValueRangeLimit = 0;
-    // Content: columns 2 .. 39 of rows 5 .. 44 of a 60 x 50 image; the rest is padding.
-    const auto content = [](unsigned x, unsigned y) { return x >= 2 && x < 40 && y >= 5 && y < 45 ? 5000U : 50U; };
-    std::array<int, 4> box{};
-    masking.params.side = SIDE_CHEST_LEFT;
-    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, content).get(), box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{2, 59, 5, 45}));
-    masking.params.side = SIDE_CHEST_RIGHT;
-    masking.framemasking_for_pixel_padding_images(
-        grey_image(60, 50, [&](unsigned x, unsigned y) { return content(59 - x, y); }).get(), box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{0, 57, 5, 45}));
-    // The sides differ at the limit: content may begin at column 4 (60 / 15) from the left, at 3 from the right.
-    const auto deeper = [](unsigned x, unsigned y) { return x >= 4 && x < 40 && y >= 5 && y < 45 ? 5000U : 50U; };
-    masking.framemasking_for_pixel_padding_images(
-        grey_image(60, 50, [&](unsigned x, unsigned y) { return deeper(59 - x, y); }).get(), box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, 45}));
-    masking.params.side = SIDE_CHEST_LEFT;
-    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, deeper).get(), box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{4, 59, 5, 45}));
-    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, [](unsigned, unsigned) { return 5000U; }).get(),
-                                                  box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, -1})) << "no padding at all";
-    masking.params.side = static_cast<IMAGE_SIDE>(2);
-    masking.framemasking_for_pixel_padding_images(grey_image(60, 50, content).get(), box.data());
-    EXPECT_EQ(box, (std::array<int, 4>{0, 59, 0, 49}));
+    // A 60 x 50 image of padding with content in columns 2 .. 39 of rows 5 .. 44, columns counted from the wall.
+    struct Case {
+        const char* what;
+        int side;
+        unsigned first, first_below, far;  // content begins here, here from row 40 on, and is all that lies beyond
+        std::array<int, 4> box;
+    };
+    const Case cases[] = {
+        {"plain", 1, 2, 2, 60, {2, 59, 5, 45}},
+        {"plain", 0, 2, 2, 60, {0, 57, 5, 45}},
+        {"the last column that counts as the wall", 1, 4, 4, 60, {4, 59, 5, 45}},
+        {"behind it", 1, 5, 5, 60, {0, 59, 0, 45}},
+        {"the last column that counts as the wall", 0, 3, 3, 60, {0, 56, 5, 45}},
+        {"behind it", 0, 4, 4, 60, {0, 59, 0, 45}},
+        {"padding among the last six columns", 1, 2, 2, 55, {2, 54, 5, 45}},
+        {"before them", 1, 2, 2, 54, {2, 59, 5, 45}},
+        {"padding among the last five columns", 0, 2, 2, 56, {4, 57, 5, 45}},
+        {"before them", 0, 2, 2, 55, {0, 57, 5, 45}},
+        {"the last row begins in the near half", 1, 2, 30, 60, {2, 59, 5, 45}},
+        {"and behind it", 1, 2, 31, 60, {2, 59, 5, 40}},
+        {"the last row begins in the near half", 0, 2, 29, 60, {0, 57, 5, 45}},
+        {"and behind it", 0, 2, 30, 60, {0, 57, 5, 40}},
+        {"no padding at all", 1, 2, 2, 0, {0, 59, 0, -1}},
+        {"no side", 2, 2, 2, 60, {0, 59, 0, 49}},
+    };
+    for (const Case& c : cases) {
+        OpenMasking masking;
+        masking.params.noiseLevel = 100;
+        masking.params.side = static_cast<IMAGE_SIDE>(c.side);
+        const auto image = grey_image(60, 50, [&](unsigned column, unsigned y) {
+            const unsigned x = c.side == SIDE_CHEST_RIGHT ? 59 - column : column;
+            const bool is_content = x >= (y < 40 ? c.first : c.first_below) && x < 40 && y >= 5 && y < 45;
+            return is_content || x >= c.far ? 101U : 100U * (x % 2);
+        });
+        std::array<int, 4> box{};
+        masking.framemasking_for_pixel_padding_images(image.get(), box.data());
+        EXPECT_EQ(box, c.box) << c.what << ", side " << c.side;
+    }
 }
 
 TEST(BinaryField, IsSearchedUpToTheMiddleOfEachSide) {
