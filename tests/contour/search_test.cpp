@@ -18,7 +18,7 @@ struct Scene {
     explicit Scene(Random& random) {
         constexpr BG_NOISE kClasses[] = {BG_AUTO, BG_AUTO_COARSE, BG_MG, BG_FIXED_MID, BG_FIXED_HIGH, BG_MG_RAW_3};
         masking.update_params(params_for(random.between(0, 1), random.between(0, 1), kClasses[random.below(6)]));
-        const unsigned width = 20 + random.below(60), height = 20 + random.below(60);
+        const unsigned width = 20 + random.below(60), height = (random.chance(12) ? 150 : 20) + random.below(60);
         const unsigned radius = random.chance(3) ? 999 : 3 + random.below(width);
         const unsigned step = random.chance(2) ? 250 : 1;  // of the grey levels: coarse ones meet the limits exactly
         const unsigned level = 5000 + random.below(4000);
@@ -31,9 +31,11 @@ struct Scene {
         search = grey_image(width, height, [&](unsigned x, unsigned y) {
             return random.chance(6) ? level + random.below(random.chance(2) ? 3 : level / 6) : Tests::grey(*grey, x, y);
         });
+        const bool is_narrow = random.chance(20);
         for (unsigned y = random.below(height / 4); y < height + 2 - random.below(4); ++y) {
             const unsigned first = random.below(6);
-            if (!random.chance(9)) field.AddSegment(y, first, width - random.below(8) - first);
+            if (!random.chance(9))
+                field.AddSegment(y, first, is_narrow ? random.below(4) : width - random.below(8) - first);
         }
         field.SetPixelSize(228.0F);
         field.SetTargetPixelSize(228.0F);

@@ -323,8 +323,10 @@ TEST(FrameSteps, IsolatedPointsGoInSerpentineOrder) {
 TEST(FrameSteps, OnlyMaximaAcrossOrAlongAnEdgeStay) {
     Random random(13);
     constexpr unsigned kWidth = 70, kHeight = 30;
-    auto edge = grey_image(kWidth, kHeight,
-                           [&](unsigned, unsigned y) { return (y % 9 == 0 ? 2300 : 2500) + random.below(200); });
+    auto edge = grey_image(kWidth, kHeight, [&](unsigned x, unsigned y) {
+        if (x > 40) return random.chance(25) ? 2600U : random.below(2600);  // isolated points
+        return (y % 9 == 0 ? 2300 : 2500) + random.below(200);
+    });
     Image out(edge.get(), true), strip(edge.get(), true);
     FrameDetector(true).SuppressNonMaxima(edge.get(), &strip, &out);
     auto expected = grey_image(kWidth, kHeight, [&](unsigned x, unsigned y) {
@@ -441,10 +443,13 @@ TEST(FrameSteps, DepthsFollowThePlainScan) {
         const unsigned noise = 1 + random.below(round % 3 == 0 ? 6000 : 300), one_in = 1 + random.below(20);
         const int coarse = random.between(0, round % 2 == 0 ? 5 : 40);
         // In some rows the scan stops where the frame is darker than before it, though it grows bright again.
-        const bool has_dip = round % 5 == 0;
+        const bool has_dip = round % 5 == 0, has_holes = round % 7 == 0;  // holes for the sake of the variance
+        const unsigned dull = random.below(9);  // columns about as bright as a frame may begin
         auto strip = grey_image(width, 1, [&](unsigned x, unsigned) {
             const int behind = static_cast<int>(x) - coarse;
             const unsigned rise = !has_dip ? 0 : behind < 0 ? 2050 : behind < 6 ? 40 : 1500;
+            if (x < dull) return 39319 + random.below(2);
+            if (has_holes && x < frame_end) return random.chance(8) ? 45000U : 61500 + random.below(4000);
             return (has_dip || x < frame_end ? 58950U + rise : 20000U) + random.below(noise);
         });
         auto edges = grey_image(

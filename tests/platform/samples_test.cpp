@@ -75,6 +75,8 @@ Table random_table(Random& random, const Depth& depth, bool ascending) {
     std::vector<int> keys(2 + random.below(30)), values(keys.size() - 1);
     for (int& k : keys) k = random.between(-50, static_cast<int>(depth.largest) + 60);
     if (ascending) std::sort(keys.begin(), keys.end());
+    if (random.chance(4))
+        for (std::size_t i = 1; i < keys.size(); ++i) keys[i] &= ~15;  // the first may lie beside the others' raster
     for (int& v : values) v = random.between(-100000, 100000);
     return {keys, values};
 }
