@@ -8,10 +8,12 @@ namespace {
 Contour random_contour(Random& random, std::size_t n) {
     Contour c(n);
     const int base = random.between(0, 300);
+    const bool is_whole = random.chance(2);  // such numbers meet the limits exactly
     for (float& r : c) {
         r = static_cast<float>(base + random.between(-20, 20)) + 0.1F * static_cast<float>(random.below(10));
         if (random.chance(12)) r = 0.0F;
         if (random.chance(15)) r = static_cast<float>(random.below(500)) * 0.37F;
+        if (is_whole) r = std::floor(r);
     }
     return c;
 }

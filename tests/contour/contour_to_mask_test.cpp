@@ -95,6 +95,7 @@ TEST(PolygonWriter, PutsThePointsOnTheContourInsideTheImage) {
         }
         const auto point = [&](std::size_t k) { return Points{points[2 * k] - 1000, points[2 * k + 1] - 2000}; };
         EXPECT_THAT((std::array{point(0), point(360), point(719)}), testing::ElementsAre(c.down, c.across, c.up));
+        EXPECT_EQ(m.write_half_contour_to_mask_opt(contour, &out, nullptr, nullptr), 0.0);
         EXPECT_TRUE(other.empty() && runs_of(out).empty());
         m.params.contourOutput = false;
         const double area = m.write_half_contour_to_mask_opt(contour, &out, nullptr, image.get());

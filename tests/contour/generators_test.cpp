@@ -58,8 +58,10 @@ TEST(BreastMask, AnswersWithTheFirstStatusThatApplies) {
     check("then the pixel size", 1, BG_AUTO, 0, 250.8F, MASK_BAD_PIXEL_SIZE);
     check("then the image", 1, BG_AUTO, 0, 250.7F, MASK_NO_IMAGE);
     check("an unknown side", 5, BG_AUTO, 150, 228.0F, MASK_NO_SIDE);
-    check("a pea", 1, BG_AUTO, 20, 228.0F, MASK_TOO_SMALL);
-    check("no outline", 1, BG_FIXED_MID, 9999, 228.0F, MASK_BAD_SHAPE);
+    check("a pea", 1, BG_AUTO, 34, 228.0F, MASK_TOO_SMALL);
+    check("a larger one", 1, BG_AUTO, 35, 228.0F, MASK_OK);
+    check("nearly the whole image", 1, BG_AUTO, 266, 228.0F, MASK_OK);
+    check("no outline", 1, BG_FIXED_MID, 268, 228.0F, MASK_BAD_SHAPE);
     check("a breast", 1, BG_AUTO_MEDIUM, 150, 228.0F, MASK_OK);
 }
 

@@ -172,30 +172,33 @@ struct ThresholdCase {
     int level, threshold;
     float scale;
     bool changes;
+    unsigned brighter = 0;  // pixels of 128 that are one bin brighter
 };
 
 TEST(Thresholds, FollowTheTissueMeanAndTheContrast) {
     // The mean of a uniform image is its bin's lower edge. Scale 0.33 of the default class.
     const auto times = [](double factor) { return static_cast<float>(static_cast<double>(0.33F) * factor); };
     const ThresholdCase cases[] = {
-        {34 * 1024, 2000, 22408, 0.33F, false},       // 34816: ratio 3.48
-        {30 * 1024, 2000, 20360, 0.33F, false},       // 30720
-        {29 * 1024, 2000, 2200, 0.33F, false},        // 29696: ratio 2.9696, tissue below 30000
-        {28 * 1024, 2000, 2200, times(1.25), true},   // 2.8672
-        {25 * 1024, 2000, 2200, times(1.25), true},   // 2.56
-        {24 * 1024, 2000, 2200, times(1.5), true},    // 2.4576
-        {22 * 1024, 2000, 2200, times(1.5), true},    // 2.2528 is not below 2.25
-        {20 * 1024, 2000, 2200, times(1.75), true},   // 2.048
-        {18 * 1024, 2000, 2200, times(1.9), true},    // 1.8432
-        {15 * 1024, 2000, 2200, times(2.01), true},   // 1.536
-        {14 * 1024, 2000, 2200, times(2.02), true},   // 1.4336
-        {10 * 1024, 65535, 6552, times(2.02), true},  // the low 16 bits of 72088; no tissue at all
+        {34 * 1024, 2000, 22408, 0.33F, false},          // 34816: ratio 3.48
+        {30 * 1024, 2000, 20360, 0.33F, false},          // 30720
+        {29 * 1024, 2000, 2200, 0.33F, false},           // 29696: ratio 2.9696, tissue below 30000
+        {28 * 1024, 2000, 2200, times(1.25), true},      // 2.8672
+        {25 * 1024, 2000, 2200, times(1.25), true},      // 2.56
+        {24 * 1024, 2000, 2200, times(1.5), true},       // 2.4576
+        {22 * 1024, 2000, 2200, times(1.5), true},       // 2.2528 is not below 2.25
+        {20 * 1024, 2000, 2200, times(1.75), true},      // 2.048
+        {18 * 1024, 2000, 2200, times(1.9), true},       // 1.8432
+        {15 * 1024, 2000, 2200, times(2.01), true},      // 1.536
+        {14 * 1024, 2000, 2200, times(2.02), true},      // 1.4336
+        {14 * 1024, 2000, 2200, times(2.01), true, 83},  // 1.5 exactly
+        {10 * 1024, 65535, 6552, times(2.02), true},     // the low 16 bits of 72088; no tissue at all
     };
     for (const ThresholdCase& c : cases) {
         OpenMasking masking;
         masking.contourState = new ContourState;
         masking.backgroundNoiseLevel = static_cast<unsigned short>(c.level);
-        auto image = grey_image(8, 8, [&](unsigned, unsigned) { return c.tissue_level + 5; });
+        auto image = grey_image(
+            16, 8, [&](unsigned x, unsigned y) { return c.tissue_level + (16 * y + x < c.brighter ? 1029 : 5); });
         masking.extract_thresholds(image.get());
         EXPECT_EQ(masking.contourState->backgroundLevel, 10000);
         EXPECT_EQ(masking.contourState->tissueThreshold, c.threshold) << c.tissue_level;

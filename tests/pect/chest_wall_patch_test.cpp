@@ -137,5 +137,25 @@ TEST(ChestWallPatch, EqualsItsDefinition) {
     for (const int kind : {0, 1, 2}) EXPECT_GT(raised.count(kind), 5U) << kind;
 }
 
+TEST(ChestWallPatch, FindsFieldCentreAndThresholdsByItself) {
+    const auto image = grey_image(700, 800, [](unsigned x, unsigned y) {
+        const double r = std::hypot(699 - x, y - 400.0);
+        return r < 160 ? 8000U : r < 580 ? 30000U : 1000U + (x * 7 + y * 13) % 500;
+    });
+    Masking::Params p;
+    p.side = SIDE_CHEST_RIGHT;
+    p.bgNoise = BG_FIXED_MID;
+    OpenMasking whole, steps;
+    Mask frame, *frame_at = &frame;
+    Image expected(image.get(), true), patched(image.get(), true), *expected_at = &expected, *patched_at = &patched;
+    whole.ChestWallPatch(image.get(), p, patched_at);
+    steps.GenerateFrameMask(image.get(), p, frame_at, false);
+    steps.contourState = new ContourState;
+    steps.find_polar_center(image.get(), &frame);
+    EXPECT_GT(steps.patch_chestwall(image.get(), &frame, expected_at), 0.2);
+    EXPECT_EQ(pixels_of(expected), pixels_of(patched));
+    EXPECT_EQ(29696, whole.contourState->tissueMean);
+}
+
 }  // namespace
 }  // namespace Norvane::Tests

@@ -81,6 +81,10 @@ TEST(ThresholdEstimate, GivesNullWhereItCannotRun) {
     EXPECT_TRUE(runs_of(*undefined_side).empty());
     EXPECT_EQ(nullptr, masking.generate_pect(image.get(), rows_at, empty_at));
     EXPECT_EQ(nullptr, masking.generate_pect(image.get(), none, rows_at));
+    for (Mask line : {rectangle(20, 20, 10, 110), rectangle(2, 197, 60, 60)}) {
+        Mask* line_at = &line;
+        EXPECT_EQ(nullptr, masking.generate_pect(image.get(), rows_at, line_at));
+    }
     masking.params.view = VIEW_NO_PECT;
     EXPECT_EQ(nullptr, masking.generate_pect(image.get(), rows_at, rows_at));
 }

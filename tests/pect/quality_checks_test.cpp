@@ -78,14 +78,15 @@ TEST(CutTissue, WithoutAViewOnePixelOutsideIsEnough) {
 }
 
 TEST(CutTissue, EachBandHasItsOwnWeight) {
-    const Mask frame = rectangle(0, 299, 0, 399);
-    // Rows of the band that no other band shares, and the pixels outside that are enough (none: 0).
-    const auto check = [&](int view, unsigned first, unsigned last, unsigned enough) {
-        CutCase cut(SIDE_UNDEFINED, view);
+    // Rows of the band that no other band shares, and the pixels outside that are enough (none: 0). At the wall those
+    // before a column do not count.
+    const auto check = [&](int view, unsigned first, unsigned last, unsigned enough, int side = -1, unsigned wall = 0) {
+        const Mask frame = rectangle(side < 0 ? 0 : 33, 299, 0, 399);
+        CutCase cut(side, view);
         unsigned placed = 0;
         for (unsigned i = 100 * first; i < 100 * (last + 1) && (enough == 0 || placed < enough); ++i) {
             if (cut.breast.HitTest(76 + i % 100, i / 100)) continue;
-            if (++placed == enough) {
+            if (76 + i % 100 >= wall && ++placed == enough) {
                 EXPECT_FALSE(cut.is_cut(frame)) << first;
             }
             set_grey(*cut.image, 76 + i % 100, i / 100, 12000);
@@ -95,8 +96,9 @@ TEST(CutTissue, EachBandHasItsOwnWeight) {
     check(VIEW_NO_PECT, 76, 124, 462);   // 24 * 51 + 2 * 47 inside, times 0.35
     check(VIEW_NO_PECT, 126, 149, 306);  // 26 * 47, times 0.25
     check(VIEW_NO_PECT, 176, 224, 462);
-    check(VIEW_PECT, 134, 165, 400);  // 34 * 47, times 0.25
-    check(VIEW_PECT, 76, 132, 0);     // a cut in the top third is the muscle's
+    check(VIEW_PECT, 134, 165, 400);                       // 34 * 47, times 0.25
+    check(VIEW_PECT, 134, 165, 400, SIDE_CHEST_LEFT, 99);  // 15 mm from the frame
+    check(VIEW_PECT, 76, 132, 0);                          // a cut in the top third is the muscle's
 }
 
 TEST(CutTissue, NeedsABreastOfMoreThanOneRow) {

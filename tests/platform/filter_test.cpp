@@ -87,12 +87,16 @@ TEST(FixedFilter, AddsFloatProductsInDoubleInTheOrderOfTheKernel) {
     src.put(0, 0, 5);
     iplFixedFilter(src.get(), dst.get(), 4);  // -1 all around: -big, -3 (lost), +big, -5
     EXPECT_EQ(-5.0, dst.at(1, 1));
-    // Whole numbers whose sums single precision does not hold.
-    Picture wide(k32F, 5, 5), sharp(k32F, 5, 5);
-    for (unsigned y = 0; y < 5; ++y)
-        for (unsigned x = 0; x < 5; ++x) wide.put(x, y, (x == 2 && y == 2 ? 354900 : -354900) + 7.0 * x - 2 * y * y);
-    iplFixedFilter(wide.get(), sharp.get(), 9);
-    EXPECT_EQ(convolved(wide, 2, 2, kernels()[9]), sharp.at(2, 2));
+    // Whole numbers whose sums single precision does not hold, by far or hardly.
+    for (const auto& [id, base] : {std::pair{9, 3000001}, {7, 32003}}) {
+        Picture wide(k32F, 20, 9), out(k32F, 20, 9), before = out;
+        for (unsigned y = 0; y < 9; ++y)
+            for (unsigned x = 0; x < 20; ++x) wide.put(x, y, base + (7 * x + 22 * y * y) % 90);
+        iplFixedFilter(wide.get(), out.get(), id);
+        const Kernel& kernel = kernels()[static_cast<std::size_t>(id)];
+        expect_samples(
+            out, before, [&](auto x, auto y) { return convolved(wide, x, y, kernel); }, "whole numbers");
+    }
 }
 
 struct Box {
@@ -136,6 +140,10 @@ TEST(Blur, TakesAnyBoxWithoutOverflow) {
         iplBlur(src.get(), dst.get(), box.cols, box.rows, box.anchor_x, box.anchor_y);
         EXPECT_EQ(kIplOk, iplGetErrStatus());
         EXPECT_EQ(0.0, dst.at(2, 1));
+    }
+    for (const auto& [cols, rows] : {std::pair{0, 1}, {1, 0}}) {
+        iplBlur(src.get(), dst.get(), cols, rows, 0, 0);
+        EXPECT_EQ(kIplBadArgument, iplGetErrStatus());
     }
 }
 

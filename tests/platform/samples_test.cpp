@@ -53,9 +53,12 @@ TEST(Norm, IsTheLargestMagnitude) {
         Picture p(c.depth, 13, 3);
         for (unsigned y = 0; y < 3; ++y)
             for (unsigned x = 0; x < 13; ++x) p.put(x, y, 0);
-        p.put(12, 2, c.sample);  // for 1-bit samples, behind it lie bits that are no pixels
-        EXPECT_EQ(c.norm, iplNorm(p.get(), nullptr, 1)) << c.sample;
-        EXPECT_FALSE(std::signbit(iplNorm(p.get(), nullptr, 1))) << c.depth.depth << " " << c.sample;
+        for (const auto& [x, y] : {std::pair{12U, 2U}, {0U, 0U}}) {  // behind the first lie bits that are no pixels
+            p.put(x, y, c.sample);
+            EXPECT_EQ(c.norm, iplNorm(p.get(), nullptr, 1)) << c.sample;
+            EXPECT_FALSE(std::signbit(iplNorm(p.get(), nullptr, 1))) << c.depth.depth << " " << c.sample;
+            p.put(x, y, 0);
+        }
         EXPECT_EQ(kIplOk, iplGetErrStatus());
     }
 }
