@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contour/bin_crossings.h"
 #include "contour/polar_bins.h"
-#include "contour/tissue_rules.h"
 #include "contour_fixture.h"
 #include "model/working_image.h"
 
@@ -243,20 +242,6 @@ TEST(PolarAngle, HasItsExactValuesAtTheLimits) {
             ASSERT_EQ(row.distance[i], static_cast<float>(std::sqrt(static_cast<double>(dx * dx + dy * dy))));
             ASSERT_EQ(angle, polar_angle(static_cast<float>(dx), row.distance[i], table, sx, sy)) << dx << ' ' << dy;
         }
-    }
-}
-
-TEST(TissueRules, WholeNumberLimitsAnswerAsSinglePrecisionDoes) {
-    const ContourState state{};
-    for (const float threshold : {0.0F, 1.0F, 100.0F / 3.0F, 900.0F, -4.0F, 1e9F, std::nanf("")}) {
-        const SearchSettings settings{true, 1.12F, threshold, 1.5F, 4.0F, 5, 3000};
-        const TissueRules rules(settings, Masking::Params{}, state);
-        int differing = 0;
-        for (int fall = -196605; fall <= 196605; ++fall) {
-            const Steepness whole = rules.of_fall(fall), single = rules.of(raster_gradient(fall));
-            differing += whole.falls != single.falls || whole.rises != single.rises ? 1 : 0;
-        }
-        EXPECT_EQ(differing, 0) << threshold;
     }
 }
 

@@ -157,5 +157,21 @@ TEST(ChestWallPatch, FindsFieldCentreAndThresholdsByItself) {
     EXPECT_EQ(29696, whole.contourState->tissueMean);
 }
 
+// The ellipse of a frame that begins far below the image has half heights of billions of rows. None of them is in the
+// image, so none may be walked: one call would take seconds.
+TEST(ChestWallPatch, WalksNoRowsBeyondTheImage) {
+    const auto image = grey_image(
+        9, 9, [](unsigned x, unsigned) { return 100 + x; }, 1e6F);
+    Mask frame = rectangle(0, 8, 0x7FFFFFF0U, 0x7FFFFFF8U, 1e6F);
+    for (int call = 0; call < 40; ++call) {
+        OpenMasking m;
+        m.params.side = call % 2 == 0 ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+        m.params.view = VIEW_PECT;
+        Image patched(image.get(), true), *out = &patched;
+        EXPECT_EQ(m.patch_chestwall(image.get(), &frame, out), 0.0);
+        EXPECT_EQ(pixels_of(patched), std::vector<std::uint16_t>(81, 0));
+    }
+}
+
 }  // namespace
 }  // namespace Norvane::Tests

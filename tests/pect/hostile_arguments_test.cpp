@@ -110,18 +110,9 @@ TEST(HostileArguments, EveryEntryFunctionAnswersAStatus) {
         Mask usual = wedge_breast(), empty, sized = mask_of({}, 228.0F), outside = rectangle(500, 600, 700, 720);
         Mask ends = mask_of({{0, 0, 0xFFFFFFFF}, {0xFFFFFFFF, 7, 9}}), fine = rectangle(9, 300, 9, 400, 114.0F);
         Mask unset = rectangle(9, 60, 9, 90, 0.5F), broken = rectangle(9, 60, 9, 90, random.chance(2) ? NAN : INFINITY);
-        const std::array masks{&usual,
-                               &usual,
-                               &empty,
-                               &empty,
-                               &sized,
-                               &outside,
-                               &ends,
-                               &fine,
-                               &unset,
-                               &broken,
-                               static_cast<Mask*>(nullptr)};
-        const auto any_mask = [&] { return masks[random.below(masks.size())]; };
+        Mask* const masks[] = {&usual, &usual, &empty, &empty,  &sized, &outside,
+                               &ends,  &fine,  &unset, &broken, nullptr};
+        const auto any_mask = [&] { return masks[random.below(std::size(masks))]; };
         Masking::Params p;
         p.side = static_cast<IMAGE_SIDE>(random.between(-2, 3));
         p.view = static_cast<IMAGE_VIEW>(random.between(-2, 3));
