@@ -14,6 +14,8 @@ rooms=(model platform imaging masking contour pect)
 cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="--coverage -O0" \
     -DNORVANE_BUILD_TOOLS=OFF >/dev/null
 ninja -C "$root" ${JOBS:+-j"$JOBS"} "${rooms[@]/%/_tests}" >"$root/build.log" || { cat "$root/build.log" >&2; exit 1; }
+ninja -C "$root" -t cleandead >/dev/null # of sources that are gone
+find "$root" -name '*.gcno' | while read -r notes; do [ -e "${notes%.gcno}.o" ] || rm "$notes"; done
 find "$root" -name '*.gcda' -delete
 for room in "${rooms[@]}"; do
     for wide in env "env NORVANE_TEST_BASELINE=1"; do

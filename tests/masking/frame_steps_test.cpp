@@ -3,6 +3,7 @@
 #include "imaging/filter.h"
 #include "imaging/image_copy.h"
 #include "masking/frame_detector.h"
+#include "model/pixels.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -353,16 +354,26 @@ TEST(FrameSteps, DepthsFollowThePlainScan) {
 }
 
 TEST(FrameSteps, RotationMovesEachPixel) {
-    auto source = grey_image(3, 2, [](unsigned x, unsigned y) { return 10 * y + x; });
-    const std::vector<std::uint16_t> expected[] = {
-        {10, 0, 11, 1, 12, 2}, {2, 12, 1, 11, 0, 10}, {12, 11, 10, 2, 1, 0}, {2, 1, 0, 12, 11, 10}};
-    for (int mode = 0; mode < 4; ++mode) {
-        Image* raw = nullptr;
-        FrameDetector(true).Rotate(source.get(), raw, mode);
-        const std::unique_ptr<Image> turned(raw);
-        EXPECT_EQ(turned->GetWidth(), mode < 2 ? 2U : 3U);
-        EXPECT_EQ(pixels_of(*turned), expected[mode]) << mode;
-    }
+    const std::vector<unsigned> expected[] = {
+        {10, 0, 11, 1, 12, 2}, {2, 12, 1, 11, 0, 10}, {12, 11, 10, 2, 1, 0}, {2, 1, 0, 12, 11, 10}, {0, 0, 0, 0, 0, 0}};
+    const auto check = [&]<class Sample>(Sample) {
+        Image source(FORMAT_UNSIGNED, 8 * sizeof(Sample), 3, 2, true);
+        for (unsigned i = 0; i < 6; ++i)
+            row_of<Sample>(source, i / 3)[i % 3] = static_cast<Sample>(10 * (i / 3) + i % 3);
+        for (int mode = 0; mode < 5; ++mode) {
+            Image* raw = nullptr;
+            FrameDetector(true).Rotate(&source, raw, mode);
+            const std::unique_ptr<Image> turned(raw);
+            EXPECT_EQ(turned->GetWidth(), mode < 2 ? 2U : 3U);
+            std::vector<unsigned> samples;
+            for (unsigned y = 0; y < turned->GetHeight(); ++y)
+                std::ranges::copy(row_of<const Sample>(*turned, y), std::back_inserter(samples));
+            EXPECT_EQ(samples, expected[mode]) << mode;
+        }
+    };
+    check(std::uint8_t{});
+    check(std::uint16_t{});
+    check(std::uint32_t{});
 }
 
 /// The depths of one border as RefineFrame() finds them, by the steps that are tested above.

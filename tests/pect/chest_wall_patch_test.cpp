@@ -110,8 +110,9 @@ TEST(ChestWallPatch, EqualsItsDefinition) {
         m.contourState->centreColumn = static_cast<unsigned short>(random.below(random.chance(4) ? 65536 : width));
         const unsigned bright = m.backgroundNoiseLevel + random.below(20000), holes = 2 + random.below(9),
                        lit = width / 3 + random.below(width), low = random.below(height / 3);
-        Mask frame = rectangle(random.below(20), width - 1 - random.below(20), random.below(30),
-                               height - 1 - random.below(30), 800.0F);  // coarse: room between the bands
+        Mask frame =
+            rectangle(random.below(20), width - 1 - random.below(20), random.below(random.chance(3) ? 150 : 30),
+                      height - 1 - random.below(30), 800.0F);  // coarse: room between the bands
         const auto image = grey_image(
             width, height,
             [&](unsigned x, unsigned y) {

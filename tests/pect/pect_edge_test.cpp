@@ -111,12 +111,14 @@ TEST(PectEdge, HasItsExactValuesAtTheLimits) {
     // The extreme fractions of the two percentiles are each other's reverse.
     const auto image = grey_image(10, 10, [](unsigned x, unsigned y) { return 100 + y * 10 + x; });
     const auto tiny = grey_image(4, 3);  // its target is no pixel
+    const auto white = grey_image(10, 10, [](unsigned, unsigned) { return 65535; });
     Mask mask = rectangle(0, 9, 0, 9);
     for (const auto& [fraction, darkest, brightest] : {std::tuple(1.0F, 65535, 1), std::tuple(0.0F, 1, 65535),
                                                        std::tuple(0.24F, 123, 176), std::tuple(0.08F, 107, 192)}) {
         EXPECT_EQ(darkest, detector.get_masked_bkg_threshold(image.get(), &mask, fraction));
         EXPECT_EQ(brightest, detector.get_upper_percent_grayvalue(image.get(), fraction));
     }
+    EXPECT_EQ(65535, detector.get_masked_bkg_threshold(white.get(), &mask, 0.24F));
     EXPECT_EQ(1, detector.get_upper_percent_grayvalue(tiny.get(), 0.5F));
     EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(tiny.get(), 0.08F));
 
