@@ -143,70 +143,6 @@ int step_slowly(const Image& image, int border, int depth) {
     return at;
 }
 
-TEST(FrameSteps, TheFieldLiesInsideTheStraightEdgesAndTheSteps) {
-    Random random(16);
-    int edges = 0, steps = 0, margins = 0;
-    for (int round = 0; round < 200; ++round) {
-        const IMAGE_SIDE side = round % 2 == 0 ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
-        const int width = random.between(40, random.chance(4) ? 440 : 240), height = random.between(40, 200);
-        // Frames of any depth, some interrupted, some hardly bright or uneven, on dark or bright ground; in some images
-        // dark rims outside of them, some slanted.
-        int depth[4], rim[4];
-        for (int& d : depth) d = random.chance(4) ? 0 : random.between(0, (random.chance(3) ? 90 : 30));
-        for (int& r : rim) r = random.chance(3) ? random.between(0, 25) : 0;
-        const int slant = random.chance(2) ? 9999 : random.between(4, 40);
-        const unsigned bright = 58000 + random.below(7000), uneven = 1 + random.below(random.chance(4) ? 40000 : 3000);
-        const unsigned dark = random.below(30000), noise = 1 + random.below(random.chance(3) ? 1 : 9000);
-        const unsigned gap = random.chance(2) ? 1 : 2 + random.below(6);
-        const auto is_in = [&](const int(&frame)[4], int shift, int x, int y) {
-            const int from[4] = {x, width - 1 - x, y, height - 1 - y};
-            return std::ranges::any_of(std::array{0, 1, 2, 3},
-                                       [&](int i) { return frame[i] > 0 && from[i] < frame[i] + shift; });
-        };
-        auto image = grey_image(
-            static_cast<unsigned>(width), static_cast<unsigned>(height),
-            [&](unsigned u, unsigned v) {
-                const int x = static_cast<int>(u), y = static_cast<int>(v);
-                if (is_in(rim, (x + y) / slant, x, y)) return random.below(20000);
-                if (!is_in(depth, 0, x, y) || (u / 8 + v / 8) % gap == 1) return dark + random.below(noise);
-                return std::min(65535U, bright - random.below(uneven) + random.below(noise));
-            },
-            210.0F + static_cast<float>(random.below(40)));
-        image->SetOffX(random.below(9));
-        image->SetOffY(random.below(9));
-        FrameDetector d(true);
-        d.borderDepth = random.chance(2) ? 22 : 20;
-        d.applyMargin = random.chance(2);
-        d.refineOutline = false;
-
-        int b[4];
-        for (int border = 0; border < 4; ++border) b[border] = bound_slowly(*image, border, side);
-        edges += (b[0] > 0) + (b[1] < width - 1) + (b[2] > 0) + (b[3] < height - 1);
-        const int chest = step_slowly(*image, side == SIDE_CHEST_LEFT ? FRAME_LEFT : FRAME_RIGHT, d.borderDepth);
-        const int top = step_slowly(*image, FRAME_TOP, d.borderDepth);
-        if (side == SIDE_CHEST_LEFT) b[0] = std::max(b[0], chest);
-        if (side == SIDE_CHEST_RIGHT && chest > 0) b[1] = std::min(b[1], width - 1 - chest);
-        b[2] = std::max(b[2], top);
-        steps += (chest > 0) + (top > 0);
-        const int margin = static_cast<int>(20000.0 / static_cast<double>(image->GetPixelSize()) + 0.5);
-        if (d.applyMargin && 2 * margin < width) {
-            if (side == SIDE_CHEST_RIGHT && b[0] < margin / 2) b[0] = margin, ++margins;
-            if (side == SIDE_CHEST_LEFT && b[1] > width - margin / 2) b[1] = width - margin - 1, ++margins;
-        }
-        Mask field = rectangle(1, 2, 3, 4), *out = &field;
-        ASSERT_EQ(d.RemoveFrame(image.get(), out, side, VIEW_PECT), Masking::MASK_OK);
-        const auto in_mask = [](int v, unsigned offset) { return static_cast<unsigned>(v) + offset; };
-        const bool is_empty = b[0] > b[1] || b[2] > b[3];
-        const Mask expected = is_empty ? Mask()
-                                       : rectangle(in_mask(b[0], image->GetOffX()), in_mask(b[1], image->GetOffX()),
-                                                   in_mask(b[2], image->GetOffY()), in_mask(b[3], image->GetOffY()));
-        ASSERT_EQ(runs_of(field), runs_of(expected)) << round;
-    }
-    EXPECT_GT(edges, 100);
-    EXPECT_GT(steps, 40);
-    EXPECT_GT(margins, 10);
-}
-
 void remove_isolated_slowly(Image& image) {
     const int width = static_cast<int>(image.GetWidth()), height = static_cast<int>(image.GetHeight());
     if (width < 11 || height < 11) return;
@@ -431,26 +367,74 @@ Bitmap field_slowly(Image& image, FrameDetector& detector, IMAGE_SIDE side, cons
     return field;
 }
 
-TEST(FrameSteps, RefinementTakesTheDepthsOfThreeBorders) {
-    Random random(18);
-    for (int round = 0; round < 12; ++round) {
+TEST(FrameSteps, TheFieldLiesInsideEdgesStepsAndDepths) {
+    Random random(16);
+    int edges = 0, steps = 0, margins = 0;
+    for (int round = 0; round < 200; ++round) {
         const IMAGE_SIDE side = round % 2 == 0 ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
-        const unsigned depth = 3 + random.below(5), slope = 10 + random.below(30);
-        auto image = grey_image(110, 130, [&](unsigned x, unsigned y) {
-            const unsigned beside =
-                side == SIDE_CHEST_LEFT ? 109 - x : x;  // the frame is deeper towards the chest wall
-            const unsigned d = depth + (beside + y) / slope;
-            const bool in_frame = x < d || x + d >= 110 || y < d || y + d >= 130;
-            return (in_frame ? 59500U : 9000U) + random.below(200);
-        });
-        const std::array<int, 4> rect{3, 106, 2, 127};
-        Mask coarse = rectangle(3, 106, 2, 127), field;
-        Mask* out = &field;
-        FrameDetector detector(true);
-        detector.RefineFrame(image.get(), &coarse, side, out);
-        const Bitmap expected = field_slowly(*image, detector, side, rect);
-        ASSERT_EQ(bitmap_of(field, 110, 130), expected) << round;
+        const int width = random.between(40, random.chance(4) ? 440 : 240), height = random.between(40, 200);
+        // Frames of any depth, some slanted, interrupted, some hardly bright or uneven, on dark or bright ground; in
+        // some images dark rims outside of them, some slanted.
+        int depth[4], rim[4];
+        for (int& d : depth) d = random.chance(4) ? 0 : random.between(0, (random.chance(3) ? 90 : 30));
+        for (int& r : rim) r = random.chance(3) ? random.between(0, 25) : 0;
+        const int slant = random.chance(2) ? 9999 : random.between(4, 40);
+        const int frame_slant = random.chance(3) ? random.between(10, 40) : 9999;
+        const unsigned bright = 58000 + random.below(7000), uneven = 1 + random.below(random.chance(4) ? 40000 : 3000);
+        const unsigned dark = random.below(30000), noise = 1 + random.below(random.chance(3) ? 1 : 9000);
+        const unsigned gap = random.chance(2) ? 1 : 2 + random.below(6);
+        const auto is_in = [&](const int(&frame)[4], int shift, int x, int y) {
+            const int from[4] = {x, width - 1 - x, y, height - 1 - y};
+            return std::ranges::any_of(std::array{0, 1, 2, 3},
+                                       [&](int i) { return frame[i] > 0 && from[i] < frame[i] + shift; });
+        };
+        auto image = grey_image(
+            static_cast<unsigned>(width), static_cast<unsigned>(height),
+            [&](unsigned u, unsigned v) {
+                const int x = static_cast<int>(u), y = static_cast<int>(v);
+                if (is_in(rim, (x + y) / slant, x, y)) return random.below(20000);
+                const int beside = side == SIDE_CHEST_LEFT ? width - 1 - x : x;
+                if (!is_in(depth, (beside + y) / frame_slant, x, y) || (u / 8 + v / 8) % gap == 1)
+                    return dark + random.below(noise);
+                return std::min(65535U, bright - random.below(uneven) + random.below(noise));
+            },
+            210.0F + static_cast<float>(random.below(40)));
+        image->SetOffX(random.below(9));
+        image->SetOffY(random.below(9));
+        FrameDetector d(true);
+        d.borderDepth = random.chance(2) ? 22 : 20;
+        d.applyMargin = random.chance(2);
+        d.refineOutline = random.chance(3);
+
+        std::array<int, 4> b{};
+        for (std::size_t border = 0; border < 4; ++border)
+            b[border] = bound_slowly(*image, static_cast<int>(border), side);
+        edges += (b[0] > 0) + (b[1] < width - 1) + (b[2] > 0) + (b[3] < height - 1);
+        const int chest = step_slowly(*image, side == SIDE_CHEST_LEFT ? FRAME_LEFT : FRAME_RIGHT, d.borderDepth);
+        const int top = step_slowly(*image, FRAME_TOP, d.borderDepth);
+        if (side == SIDE_CHEST_LEFT) b[0] = std::max(b[0], chest);
+        if (side == SIDE_CHEST_RIGHT && chest > 0) b[1] = std::min(b[1], width - 1 - chest);
+        b[2] = std::max(b[2], top);
+        steps += (chest > 0) + (top > 0);
+        const int margin = static_cast<int>(20000.0 / static_cast<double>(image->GetPixelSize()) + 0.5);
+        if (d.applyMargin && 2 * margin < width) {
+            if (side == SIDE_CHEST_RIGHT && b[0] < margin / 2) b[0] = margin, ++margins;
+            if (side == SIDE_CHEST_LEFT && b[1] > width - margin / 2) b[1] = width - margin - 1, ++margins;
+        }
+        Mask field = rectangle(1, 2, 3, 4), *out = &field;
+        ASSERT_EQ(d.RemoveFrame(image.get(), out, side, VIEW_PECT), Masking::MASK_OK);
+        std::vector<RowRun> expected;
+        if (b[0] <= b[1] && b[2] <= b[3])
+            expected = d.refineOutline
+                           ? runs_of(mask_of(field_slowly(*image, d, side, b)))
+                           : runs_of(rectangle(unsigned(b[0]), unsigned(b[1]), unsigned(b[2]), unsigned(b[3])));
+        for (RowRun& r : expected)
+            r = {r.row + image->GetOffY(), r.first + image->GetOffX(), r.last + image->GetOffX()};
+        ASSERT_EQ(runs_of(field), expected) << round;
     }
+    EXPECT_GT(edges, 100);
+    EXPECT_GT(steps, 40);
+    EXPECT_GT(margins, 10);
 }
 
 }  // namespace
