@@ -4,27 +4,21 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 namespace Norvane::Tests {
 namespace {
 
 TEST(MaskingState, StartsWithTheDefaults) {
-    Masking masking;
-    EXPECT_EQ(masking.GetBackgroundNoiseLevel(), 15500);
-    EXPECT_EQ(masking.GetBackgroundNoise(), BG_AUTO);
-    EXPECT_EQ(masking.GetBlurSize(), 31);
-    EXPECT_EQ(masking.GetGradientThreshold(), 10000.0F);
-    EXPECT_EQ(masking.GetGradientScale(), 1.5F);
-    EXPECT_TRUE(masking.GetChangeThreshold());
-    EXPECT_FALSE(masking.GetSnapToChestWall());
-    EXPECT_FALSE(masking.GetMaskingSpeed());
-    EXPECT_EQ(masking.GetPixelPaddingValueRangeLimit(), 0);
-    EXPECT_EQ(Masking::GetSizeForContour(), 720);
-    const Masking::Params params;
-    EXPECT_TRUE(params.smoothContour && params.checkCutTissue);
-    EXPECT_EQ(params.side, SIDE_UNDEFINED);
-    EXPECT_EQ(params.view, VIEW_UNDEFINED);
+    const Masking m;
+    EXPECT_EQ(std::tuple(15500, BG_AUTO, 31, 10000.0F, 1.5F, true, false, false, 0, 720U),
+              std::tuple(m.GetBackgroundNoiseLevel(), m.GetBackgroundNoise(), m.GetBlurSize(), m.GetGradientThreshold(),
+                         m.GetGradientScale(), m.GetChangeThreshold(), m.GetSnapToChestWall(), m.GetMaskingSpeed(),
+                         m.GetPixelPaddingValueRangeLimit(), Masking::GetSizeForContour()));
+    const Masking::Params p;
+    EXPECT_EQ(std::tuple(true, true, SIDE_UNDEFINED, VIEW_UNDEFINED),
+              std::tuple(p.smoothContour, p.checkCutTissue, p.side, p.view));
 }
 
 struct ClassCase {

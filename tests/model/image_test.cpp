@@ -121,13 +121,10 @@ TEST(Image, MatchingTakesGeometryButNotPixelsOrCalibration) {
     fresh.SetRescale(3.0F, 1);
     fresh.init();
     const auto fields = [](const Image& i) {
-        return std::tuple{i.GetBuffer(),        i.GetWidth(),
-                          i.GetHeight(),        i.GetStride(),
-                          i.GetBits(),          i.GetUsedBits(),
-                          i.GetFormat(),        i.GetPixelSize(),
-                          i.GetOffX(),          i.GetOffY(),
-                          i.GetIsBufferOwner(), i.GetNeedsInversion(),
-                          i.GetRescaleSlope(),  i.GetRescaleIntercept()};
+        return std::tuple{i.GetBuffer(),       i.GetStride(),          i.GetHeight(),        i.GetBits(),
+                          i.GetUsedBits(),     i.GetFormat(),          i.GetPixelSize(),     i.GetOffX(),
+                          i.GetOffY(),         i.GetWidth(),           i.GetIsBufferOwner(), i.GetNeedsInversion(),
+                          i.GetRescaleSlope(), i.GetRescaleIntercept()};
     };
     EXPECT_EQ(fields(fresh), fields(Image()));
 }
