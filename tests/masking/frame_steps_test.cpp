@@ -386,7 +386,8 @@ Bitmap field_slowly(Image& image, FrameDetector& detector, IMAGE_SIDE side, cons
 /// Frames of any depth, some slanted, interrupted, hardly bright or uneven, on dark or bright ground; in some images
 /// dark rims outside of them, some slanted.
 std::unique_ptr<Image> framed(Random& random, IMAGE_SIDE side) {
-    const int width = random.between(40, random.chance(4) ? 440 : 240), height = random.between(40, 200);
+    const int width = random.between(40, random.chance(4) ? 440 : 240),
+              height = random.between(40, random.chance(4) ? 460 : 200);
     int depth[4], rim[4];
     for (int& d : depth) d = random.chance(4) ? 0 : random.between(0, (random.chance(3) ? 90 : 30));
     for (int& r : rim) r = random.chance(3) ? random.between(0, 25) : 0;
