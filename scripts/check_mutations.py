@@ -57,7 +57,11 @@ BRACKETS = {"(": ")", "[": "]", "{": "}"}
 LONGEST_CALL_LINES = 4
 
 Token = collections.namedtuple("Token", "kind text start")
-Change = collections.namedtuple("Change", "file line start before after rule")
+Change = collections.namedtuple("Change", "file line text start before after rule")  # text: of the whole line
+
+
+def line_at(text, at):
+    return text[text.rfind("\n", 0, at) + 1:].split("\n", 1)[0]
 
 
 def end_of(token):
@@ -202,7 +206,7 @@ def changes_of(only):
         text = path.read_text()
         for place in change_points(text):
             line = text.count("\n", 0, place[0][0]) + 1
-            lines[name, line].append([Change(name, line, *change) for change in place])
+            lines[name, line].append([Change(name, line, line_at(text, place[0][0]), *change) for change in place])
     return lines
 
 
@@ -309,8 +313,8 @@ class Build:
 
     def read_members(self, room):
         """The objects that the test program is made of, those out of libraries too."""
-        trace = subprocess.run([*self.links[room], "-Wl,--trace,--trace"], cwd=self.build, check=True, capture_output=True,
-                               text=True).stdout
+        trace = subprocess.run([*self.links[room], "-Wl,--trace,--trace"], cwd=self.build, check=True,
+                               capture_output=True, text=True).stdout
         names = {name.removesuffix(")") for name in re.findall(r"[^()\s]+\.o\)?$", trace, re.MULTILINE)}
         # Libraries show no more than a file name; where two sources share it, both count.
         return {made for made in self.commands if made in names or pathlib.Path(made).name in names}
@@ -402,19 +406,21 @@ def link(build, room, at, changed):
 
 def show(change):
     text = (ROOT / change.file).read_text()
-    before, after = text.splitlines(), applied(change, text).splitlines()
-    print(f"{change.file}:{change.line} {change.rule}\n    - {before[change.line - 1].strip()}")
-    print(f"    + {after[change.line - 1].strip() if change.line <= len(after) else ''}", flush=True)
+    print(f"{change.file}:{change.line} {change.rule}\n    - {change.text.strip()}")
+    print(f"    + {line_at(applied(change, text), change.start).strip()}", flush=True)
 
 
 def is_still_there(change):
-    path = ROOT / change.file
-    return path.exists() and path.read_text()[change.start:].startswith(change.before)
+    text = (ROOT / change.file).read_text() if (ROOT / change.file).exists() else ""
+    return text[change.start:].startswith(change.before) and line_at(text, change.start) == change.text
 
 
 def read_report(path):
     entries = [json.loads(line) for line in path.read_text().splitlines()]
-    return [(Change(**e["change"]), e["became"], e["by"]) for e in entries]
+    found = [(Change(**e["change"]), e["became"], e["by"]) for e in entries]
+    still = [e for e in found if is_still_there(e[0])]
+    print(f"{len(still)} of {len(found)} changes of {path} are of lines that still are where they were")
+    return still
 
 
 def write_entry(file, change, became, by):
@@ -440,7 +446,6 @@ def main():
     if options.again:
         entries = read_report(options.again)
         chosen = [c for c, became, _ in entries if became == options.of and c.file.startswith(options.only)]
-        chosen = [c for c in chosen if is_still_there(c)]
         random.Random(options.seed).shuffle(chosen)
         chosen = chosen[:options.changes]
         kept = [e for e in entries if e[0] not in chosen]
@@ -448,20 +453,19 @@ def main():
     else:
         wanted, source = options.changes or 400, drawn(changes_of(options.only), options.seed)
     build = Build(pathlib.Path(os.environ.get("BUILD_ROOT", ROOT / "build" / "mutations")).resolve())
-    begun, counts, done = processor_seconds(), collections.Counter(), []
+    begun, counts = processor_seconds(), collections.Counter()
     with open(options.report or os.devnull, "w", encoding="utf-8") as report:
         for change in source:
             if counts[NOTICED] + counts[SURVIVED] >= wanted:
                 break
             became, by = judge(build, change)
             counts[became] += 1
-            done.append((change, became, by))
             write_entry(report, change, became, by)
             if became == SURVIVED:
                 show(change)
         for entry in kept:
             write_entry(report, *entry)
-    summarise(counts, kept, (processor_seconds() - begun) / max(1, len(done)), options.at_least)
+    summarise(counts, kept, (processor_seconds() - begun) / max(1, sum(counts.values())), options.at_least)
 
 
 def summarise(counts, kept, seconds, at_least):
