@@ -86,7 +86,7 @@ TEST(FrameMask, FindsTheFieldInsideAFrame) {
 
 TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
     auto image = grey_image(100, 80, [](unsigned x, unsigned y) {
-        return x >= 7 && x < 90 && y >= 5 ? 30000U : x % 4 == 3 ? 512U : 256U;
+        return x >= 7 && x < 70 && y >= 5 ? 30000U : x % 4 == 3 ? 512U : 256U;
     });
     image->SetOffX(1000);
     image->SetOffY(2000);
@@ -99,7 +99,7 @@ TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
     // The step search sees the rise between columns 6 and 7 at its centre, column 6 or 7, and rows 4 and 5 likewise.
     const Case cases[] = {
         {SIDE_CHEST_LEFT, VIEW_PECT, true, {1007, 1099, 2005, 2079}},
-        {SIDE_CHEST_RIGHT, VIEW_PECT, true, {1000, 1089, 2005, 2079}},
+        {SIDE_CHEST_RIGHT, VIEW_PECT, true, {1000, 1069, 2005, 2079}},
         {SIDE_CHEST_LEFT, VIEW_NO_PECT, true, {1007, 1099, 2004, 2079}},
         {SIDE_CHEST_LEFT, VIEW_PECT, false, {1006, 1099, 2004, 2079}},
     };
