@@ -173,8 +173,10 @@ TEST(PrepareImage, AHostsResamplerIsUsedFirstOrNotAtAll) {
 std::vector<unsigned char> lent_pixels;
 template <unsigned Bits>
 Image* lend(Image*, float&) {
-    lent_pixels.assign(4 * 4 * (Bits / 8), 1);
-    return new Image(lent_pixels.data(), FORMAT_UNSIGNED, Bits, 4, 4, 228.0F, true);
+    lent_pixels.assign(4 * 8 * (Bits / 8), 1);
+    auto* image = new Image(lent_pixels.data(), FORMAT_UNSIGNED, 8, 5, 4, 228.0F, true);
+    image->SetBits(Bits, false);  // rows of 8 pixels, of which a copy takes 6
+    return image;
 }
 Image* lend_nothing(Image*, float&) { return new Image(nullptr, FORMAT_UNSIGNED, 16, 4, 4, 228.0F, true); }
 
