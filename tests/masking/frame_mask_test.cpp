@@ -66,9 +66,8 @@ TEST(FrameMask, FindsTheFieldInsideAFrame) {
         std::array<unsigned, 4> depth;  // of the bright frame: left, right, top, bottom
         std::array<int, 4> field;
     };
-    // Without a frame on the far side 2 cm (88 columns) are taken from it. The far edge is not refined and lies one
-    // column inside the frame, upper and lower edges up to two rows in the field; the refinement takes row 0 and the
-    // last row at least.
+    // Without a frame on the far side 2 cm (88 columns) are taken from it. The far edge is not refined; the refinement
+    // takes row 0 and the last row at least.
     const Case cases[] = {{SIDE_CHEST_RIGHT, {0, 0, 0, 0}, {88, 399, 1, 498}},
                           {SIDE_CHEST_LEFT, {10, 60, 30, 40}, {10, 340, 31, 457}}};
     for (const auto& [side, depth, field] : cases) {
