@@ -14,18 +14,17 @@ struct Patch {
     std::vector<std::uint16_t> pixels;
 };
 
-/// The patch by its definition: every pixel of the image is asked whether it is counted, and whether it is raised.
-/// `image` is already cut to the frame; the result is not blurred.
-Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
+/// The half ellipse that is patched: its width at the wall's side, and its rows.
+struct Ellipse {
+    int extent, top, centre, bottom;
+};
+
+/// Every pixel of the image is asked whether it is counted.
+Ellipse plain_ellipse(const Image& image, const Mask& frame, const OpenMasking& m) {
     const int w = static_cast<int>(image.GetWidth()), h = static_cast<int>(image.GetHeight());
     const int side = m.params.side, level = m.backgroundNoiseLevel, frame_top = static_cast<int>(frame.GetMinY());
     const bool muscle = m.params.view == VIEW_PECT, high = m.params.bgNoise == BG_FIXED_HIGH;
     const double ps = static_cast<double>(image.GetPixelSize());
-    Patch patch{0.0, pixels_of(image)};
-    const auto at = [&](int x, int y) -> std::uint16_t& {
-        return patch.pixels[static_cast<std::size_t>(y) * image.GetWidth() + static_cast<std::size_t>(x)];
-    };
-
     const int band = truncate_to<int>(
         (static_cast<double>(static_cast<float>(w) * image.GetPixelSize()) > 198000.0 ? 35000.0 : 20000.0) / ps + 0.5);
     const int left = static_cast<int>(frame.GetMinX()) + band + (side == 0 ? band / 2 : 0);
@@ -36,7 +35,8 @@ Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
         for (int x = 0; x < w && right > left; ++x) {
             if (x < (side == 0 ? truncate_to<int>(right - reach + 0.5) : left)) continue;
             if (x >= (side == 1 ? truncate_to<int>(left + reach + 0.5) : right)) continue;
-            if (at(x, y) <= level || at(x, y) >= 54000) continue;
+            const auto p = static_cast<int>(grey(image, static_cast<unsigned>(x), static_cast<unsigned>(y)));
+            if (p <= level || p >= 54000) continue;
             ++columns[static_cast<std::size_t>(x)];
             ++rows[static_cast<std::size_t>(y)];
         }
@@ -67,6 +67,17 @@ Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
         for (int y = 1; y <= peak_row; ++y) top = rows[static_cast<std::size_t>(y)] < 160 ? y : top;
         if (muscle) centre = (bottom + top) / 2;
     }
+    return {extent, top, centre, bottom};
+}
+
+/// The patch by its definition: every pixel of the image is asked whether it is raised. `image` is already cut to the
+/// frame; the result is not blurred.
+Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
+    const int w = static_cast<int>(image.GetWidth()), h = static_cast<int>(image.GetHeight());
+    const int side = m.params.side, level = m.backgroundNoiseLevel;
+    const bool muscle = m.params.view == VIEW_PECT, high = m.params.bgNoise == BG_FIXED_HIGH;
+    Patch patch{0.0, pixels_of(image)};
+    const auto [extent, top, centre, bottom] = plain_ellipse(image, frame, m);
     if (bottom - top < h / 10 || extent < w / 10 || side < 0 || side > 1) return patch;
 
     const double a = high ? 0.9 : 0.85, b = !muscle ? 1.0 : high ? 0.9 : 0.8;
@@ -79,7 +90,8 @@ Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
         const int n = truncate_to<int>(width + 0.5), s0 = truncate_to<int>(w - width + 0.5);
         for (int x = 0; x < w; ++x) {
             if (side == 1 ? x >= n : x <= s0) continue;
-            std::uint16_t& p = at(x, y);
+            std::uint16_t& p =
+                patch.pixels[static_cast<std::size_t>(y) * image.GetWidth() + static_cast<std::size_t>(x)];
             if (p == 0 || p >= level) continue;
             const int wall = m.contourState->centreColumn, middle = side == 1 ? n / 2 : (s0 + w) / 2;
             const int near = truncate_to<int>(static_cast<double>(static_cast<float>(level) * 1.12F) + 0.5);

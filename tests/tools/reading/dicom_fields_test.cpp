@@ -32,80 +32,80 @@ std::string facts_of(const Host::SourceImage& image) {
     return text.str();
 }
 
+const std::string kShared = "SharedFunctionalGroupsSequence[0].";
+const struct {
+    std::string changes, facts;
+} kRules[] = {
+    {"", ""},
+    // Pixel size.
+    {"ImagerPixelSpacing=0.07\\0.07; PixelSpacing=0.2\\0.2", "size 70 by ImagerPixelSpacing\n"},
+    {"ImagerPixelSpacing=0.07\\0.07; EstimatedRadiographicMagnificationFactor=0", "size 70 by ImagerPixelSpacing\n"},
+    {"EstimatedRadiographicMagnificationFactor=1.12; ImagerPixelSpacing=0.0784\\0.0784",
+     "size 70 by ImagerPixelSpacing / EstimatedRadiographicMagnificationFactor 1.12\n"},
+    {"PixelSpacing=0.1\\0.1; EstimatedRadiographicMagnificationFactor=1.1; "
+     "NominalScannedPixelSpacing=0.2\\0.2",
+     "size 100 by PixelSpacing\n"},
+    {"NominalScannedPixelSpacing=0.05\\+0.05; SpatialResolution=0.2", "size 50 by NominalScannedPixelSpacing\n"},
+    {"SpatialResolution=0.0435", "size 43.5 by SpatialResolution\n"},
+    {kShared + "PixelMeasuresSequence[0].PixelSpacing=0.09\\0.09", "size 90 by PixelSpacing\n"},
+    {"ImagerPixelSpacing=0\\0; PixelSpacing=0.1\\0.1",
+     "size 100 by PixelSpacing\nwarning: the header has the ImagerPixelSpacing '0', which is not a length\n"},
+    // The breast, and the border at which the chest wall lies.
+    {"Laterality=L; ImageLaterality=R",
+     "right breast by ImageLaterality\nwarning: ImageLaterality says right, Laterality says left\n"},
+    {"ImageLaterality=B; Laterality=L", "left breast by Laterality\n"},
+    {kShared + "FrameAnatomySequence[0].FrameLaterality=R", "right breast by FrameLaterality\n"},
+    {"PatientOrientation=P\\L; FieldOfViewHorizontalFlip=NO",
+     "right breast by PatientOrientation\nwall right by PatientOrientation\n"},
+    {"PatientOrientation=A\\FR; FieldOfViewHorizontalFlip=YES",
+     "left breast by PatientOrientation\n"
+     "wall left by PatientOrientation after a horizontal flip (FieldOfViewHorizontalFlip)\n"},
+    {"PatientOrientation=P\\HR", "right breast by PatientOrientation\nwall right by PatientOrientation\n"},
+    {"PatientOrientation=A\\F", "wall left by PatientOrientation\n"},
+    {"PatientOrientation=L\\A", "warning: PatientOrientation puts the chest wall at the upper or lower border\n"},
+    {"PatientOrientation=A\\L; Laterality=L",
+     "left breast by Laterality\nwall left by PatientOrientation\n"
+     "warning: Laterality says left, PatientOrientation says right\n"},
+    // View and what is special about it.
+    {"ViewPosition=MLO", "mlo by ViewPosition MLO\n"},
+    {"ViewPosition=XCCL", "cc by ViewPosition XCCL\n"},
+    {"ViewCodeSequence[0].CodeValue=399162004; ViewPosition=MLO",
+     "cc by ViewCodeSequence 399162004\nwarning: ViewCodeSequence says CC, ViewPosition says MLO\n"},
+    {"ViewCodeSequence[0].CodeValue=R-10230; ViewPosition=ML", "mlo by ViewCodeSequence R-10230\n"},
+    {"ViewCodeSequence[0].CodeValue=1234; ViewPosition=SIO", "mlo by ViewPosition SIO\n"},
+    {"ViewCodeSequence[0].CodeValue=399196006; "
+     "ViewCodeSequence[0].ViewModifierCodeSequence[0].CodeValue=399163009; "
+     "ViewCodeSequence[0].ViewModifierCodeSequence[1].CodeValue=R-102D7; BreastImplantPresent=YES; PartialView=NO; "
+     "EstimatedRadiographicMagnificationFactor=1.8",
+     "cc by ViewCodeSequence 399196006\nflag spot\nflag magnification\nflag implant\n"},
+    {"ViewCodeSequence[0].CodeValue=G-8310; EstimatedRadiographicMagnificationFactor=1.5; "
+     "ViewModifierCodeSequence[0].CodeValue=399209000; PartialView=YES",
+     "flag implant-displaced\nflag specimen\nflag magnification\nflag partial\n"},
+    // Grey values.
+    {"PhotometricInterpretation=MONOCHROME1; PixelPaddingValue=4095; "
+     "PixelPaddingRangeLimit=4000",
+     "padding 4000..4095\ninverted\n"},
+    {"PixelPaddingValue=65535", ""},
+    {"PixelRepresentation=1; PixelPaddingValue=63488", "padding 0..0\n"},
+    {"PixelRepresentation=1; PixelPaddingValue=2048; PixelPaddingRangeLimit=5", "padding 0..2053\n"},
+    {"WindowCenter=2000\\1; WindowWidth=1000\\1", "window 2000, 1000\n"},
+    {"PixelRepresentation=1; WindowCenter=-100; WindowWidth=200; RescaleSlope=2; "
+     "RescaleIntercept=100",
+     "window 1948, 100\n"},
+    // The class of the background.
+    {"Modality=MG; PresentationIntentType=FOR PRESENTATION",
+     "noise 1 by Modality MG, PresentationIntentType FOR PRESENTATION\n"},
+    {"Modality=MG; PresentationIntentType=FOR PROCESSING; PixelIntensityRelationshipSign=1",
+     "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING\nwarning: PixelIntensityRelationshipSign 1 "
+     "with "
+     "MONOCHROME2: tissue may be dark (--invert makes it bright)\n"},
+    {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
+    {"Modality=RG; PresentationIntentType=FOR PRESENTATION", ""},
+};
+
 TEST(DicomFields, RulesInTheirOrder) {
     const TemporaryFolder folder;
-    const std::string groups = "SharedFunctionalGroupsSequence[0].";
-    const struct {
-        std::string changes, facts;
-    } table[] = {
-        {"", ""},
-        // Pixel size.
-        {"ImagerPixelSpacing=0.07\\0.07; PixelSpacing=0.2\\0.2", "size 70 by ImagerPixelSpacing\n"},
-        {"ImagerPixelSpacing=0.07\\0.07; EstimatedRadiographicMagnificationFactor=0",
-         "size 70 by ImagerPixelSpacing\n"},
-        {"EstimatedRadiographicMagnificationFactor=1.12; ImagerPixelSpacing=0.0784\\0.0784",
-         "size 70 by ImagerPixelSpacing / EstimatedRadiographicMagnificationFactor 1.12\n"},
-        {"PixelSpacing=0.1\\0.1; EstimatedRadiographicMagnificationFactor=1.1; "
-         "NominalScannedPixelSpacing=0.2\\0.2",
-         "size 100 by PixelSpacing\n"},
-        {"NominalScannedPixelSpacing=0.05\\+0.05; SpatialResolution=0.2", "size 50 by NominalScannedPixelSpacing\n"},
-        {"SpatialResolution=0.0435", "size 43.5 by SpatialResolution\n"},
-        {"" + groups + "PixelMeasuresSequence[0].PixelSpacing=0.09\\0.09", "size 90 by PixelSpacing\n"},
-        {"ImagerPixelSpacing=0\\0; PixelSpacing=0.1\\0.1",
-         "size 100 by PixelSpacing\nwarning: the header has the ImagerPixelSpacing '0', which is not a length\n"},
-        // The breast, and the border at which the chest wall lies.
-        {"Laterality=L; ImageLaterality=R",
-         "right breast by ImageLaterality\nwarning: ImageLaterality says right, Laterality says left\n"},
-        {"ImageLaterality=B; Laterality=L", "left breast by Laterality\n"},
-        {"" + groups + "FrameAnatomySequence[0].FrameLaterality=R", "right breast by FrameLaterality\n"},
-        {"PatientOrientation=P\\L; FieldOfViewHorizontalFlip=NO",
-         "right breast by PatientOrientation\nwall right by PatientOrientation\n"},
-        {"PatientOrientation=A\\FR; FieldOfViewHorizontalFlip=YES",
-         "left breast by PatientOrientation\n"
-         "wall left by PatientOrientation after a horizontal flip (FieldOfViewHorizontalFlip)\n"},
-        {"PatientOrientation=P\\HR", "right breast by PatientOrientation\nwall right by PatientOrientation\n"},
-        {"PatientOrientation=A\\F", "wall left by PatientOrientation\n"},
-        {"PatientOrientation=L\\A", "warning: PatientOrientation puts the chest wall at the upper or lower border\n"},
-        {"PatientOrientation=A\\L; Laterality=L",
-         "left breast by Laterality\nwall left by PatientOrientation\n"
-         "warning: Laterality says left, PatientOrientation says right\n"},
-        // View and what is special about it.
-        {"ViewPosition=MLO", "mlo by ViewPosition MLO\n"},
-        {"ViewPosition=XCCL", "cc by ViewPosition XCCL\n"},
-        {"ViewCodeSequence[0].CodeValue=399162004; ViewPosition=MLO",
-         "cc by ViewCodeSequence 399162004\nwarning: ViewCodeSequence says CC, ViewPosition says MLO\n"},
-        {"ViewCodeSequence[0].CodeValue=R-10230; ViewPosition=ML", "mlo by ViewCodeSequence R-10230\n"},
-        {"ViewCodeSequence[0].CodeValue=1234; ViewPosition=SIO", "mlo by ViewPosition SIO\n"},
-        {"ViewCodeSequence[0].CodeValue=399196006; "
-         "ViewCodeSequence[0].ViewModifierCodeSequence[0].CodeValue=399163009; "
-         "ViewCodeSequence[0].ViewModifierCodeSequence[1].CodeValue=R-102D7; BreastImplantPresent=YES; PartialView=NO; "
-         "EstimatedRadiographicMagnificationFactor=1.8",
-         "cc by ViewCodeSequence 399196006\nflag spot\nflag magnification\nflag implant\n"},
-        {"ViewCodeSequence[0].CodeValue=G-8310; EstimatedRadiographicMagnificationFactor=1.5; "
-         "ViewModifierCodeSequence[0].CodeValue=399209000; PartialView=YES",
-         "flag implant-displaced\nflag specimen\nflag magnification\nflag partial\n"},
-        // Grey values.
-        {"PhotometricInterpretation=MONOCHROME1; PixelPaddingValue=4095; "
-         "PixelPaddingRangeLimit=4000",
-         "padding 4000..4095\ninverted\n"},
-        {"PixelPaddingValue=65535", ""},
-        {"PixelRepresentation=1; PixelPaddingValue=63488", "padding 0..0\n"},
-        {"PixelRepresentation=1; PixelPaddingValue=2048; PixelPaddingRangeLimit=5", "padding 0..2053\n"},
-        {"WindowCenter=2000\\1; WindowWidth=1000\\1", "window 2000, 1000\n"},
-        {"PixelRepresentation=1; WindowCenter=-100; WindowWidth=200; RescaleSlope=2; "
-         "RescaleIntercept=100",
-         "window 1948, 100\n"},
-        // The class of the background.
-        {"Modality=MG; PresentationIntentType=FOR PRESENTATION",
-         "noise 1 by Modality MG, PresentationIntentType FOR PRESENTATION\n"},
-        {"Modality=MG; PresentationIntentType=FOR PROCESSING; PixelIntensityRelationshipSign=1",
-         "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING\nwarning: PixelIntensityRelationshipSign 1 "
-         "with "
-         "MONOCHROME2: tissue may be dark (--invert makes it bright)\n"},
-        {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
-        {"Modality=RG; PresentationIntentType=FOR PRESENTATION", ""},
-    };
-    for (const auto& row : table) {
+    for (const auto& row : kRules) {
         const std::string file = write_object(folder, "-ImagerPixelSpacing; " + row.changes);
         ASSERT_EQ("", refusal_of(file)) << row.changes;
         EXPECT_EQ(row.facts, facts_of(Host::read_image(file))) << row.changes;
