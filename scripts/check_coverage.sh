@@ -11,7 +11,7 @@ scripts/install-packages.sh build test coverage
 root=${BUILD_ROOT:-build/coverage}
 rooms=(model platform imaging masking contour pect)
 
-cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="--coverage -O0" \
+cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic -O0" \
     -DNORVANE_BUILD_TOOLS=OFF >/dev/null
 ninja -C "$root" ${JOBS:+-j"$JOBS"} "${rooms[@]/%/_tests}" >"$root/build.log" || { cat "$root/build.log" >&2; exit 1; }
 ninja -C "$root" -t cleandead >/dev/null # of sources that are gone
