@@ -2,19 +2,23 @@
 # SPDX-License-Identifier: Apache-2.0
 """Fuzzes the targets of fuzz/ under ASan and UBSan (Clang, libFuzzer) and prints a table with a row for each.
 
-The build, what libFuzzer found worth keeping, its logs and the inputs at fault lie in --build. Exits 1 on a finding.
+The build, what libFuzzer found worth keeping, its logs and the inputs at fault lie in --build. Exits 1 on a finding. With
+--store nothing is fuzzed: a selection of what was kept goes into fuzz/corpus/, which the tests replay.
 """
 import argparse
 import concurrent.futures
 import os
 import pathlib
 import re
+import random
+import struct
 import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FLAGS = "-O1 -g1 -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all"
 ROUND = 300  # seconds, after which the processor time is looked at
+STORED_BYTES, STORED_INPUTS = 60_000, 250  # of a target
 
 
 def build(folder, targets):
@@ -26,13 +30,38 @@ def build(folder, targets):
     subprocess.run([folder / "fuzz/write_seeds", folder / "seeds"], check=True)
 
 
+def unpack(folder, target):
+    """The stored inputs as files, for libFuzzer. Each has its length before it."""
+    packed = ROOT / f"fuzz/corpus/{target}.bin"
+    to = folder / "stored" / target
+    to.mkdir(parents=True, exist_ok=True)
+    data = packed.read_bytes() if packed.exists() else b""
+    at = number = 0
+    while at < len(data):
+        (size,) = struct.unpack_from("<I", data, at)
+        (to / str(number)).write_bytes(data[at + 4:at + 4 + size])
+        at, number = at + 4 + size, number + 1
+    return to
+
+
+def store(folder, target):
+    """A random selection of what libFuzzer kept: each of these inputs reached something new in its time."""
+    inputs = [file.read_bytes() for file in sorted((folder / "corpus" / target).iterdir())]
+    random.Random(1).shuffle(inputs)
+    packed, count = b"", 0
+    for data in sorted(inputs[:STORED_INPUTS], key=len):
+        if len(packed) + len(data) <= STORED_BYTES:
+            packed, count = packed + struct.pack("<I", len(data)) + data, count + 1
+    (ROOT / f"fuzz/corpus/{target}.bin").write_bytes(packed)
+    return f"`{target}`", f"{count} of {len(inputs)} inputs, {len(packed)} bytes"
+
+
 def fuzz(folder, target, seconds):
     """Rounds until the processor time is used up or an input is at fault. Returns the row's fields."""
     kept, log = folder / "corpus" / target, folder / f"{target}.log"
     kept.mkdir(parents=True, exist_ok=True)
-    stored, words = ROOT / "fuzz/corpus" / target, ROOT / f"fuzz/{target}.dict"
-    command = [folder / f"fuzz/fuzz_{target}", kept, folder / "seeds" / target]
-    command += [stored] if stored.is_dir() else []
+    words = ROOT / f"fuzz/{target}.dict"
+    command = [folder / f"fuzz/fuzz_{target}", kept, folder / "seeds" / target, unpack(folder, target)]
     command += [f"-dict={words}"] if words.exists() else []
     command += ["-rss_limit_mb=6000", "-timeout=60", "-print_final_stats=1", f"-artifact_prefix={folder}/found-{target}-"]
     used, status = 0.0, 0
@@ -54,11 +83,16 @@ def main():
     parser.add_argument("targets", nargs="*", help="without one: all")
     parser.add_argument("--seconds", type=int, default=1200, help="processor seconds for each target [%(default)s]")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="targets at a time [%(default)s]")
+    parser.add_argument("--store", action="store_true")
     parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build/fuzz")
     options = parser.parse_args()
     build(options.build, options.targets)
     found = (options.build / "fuzz").glob("fuzz_*")
     targets = options.targets or sorted(file.name.removeprefix("fuzz_") for file in found if file.is_file())
+    if options.store:
+        for target in targets:
+            print(*store(options.build, target), sep=": ", flush=True)
+        return
     print("| target | executions | edges | processor seconds | findings |\n| --- | --- | --- | --- | --- |")
     is_clean = True
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
