@@ -15,7 +15,8 @@ using namespace Tests;
 void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object) {
     DcmDataset& header = *object.getDataset();
     make_object(header);
-    const unsigned columns = input.word(), rows = input.word(), layout = input.byte(), frames = 1 + input.below(3);
+    const unsigned columns = input.below(4000), rows = input.below(4000), layout = input.byte(),
+                   frames = 1 + input.below(3);
     const unsigned stored = 1 + (layout & 15U), high_bit = stored - 1 + (layout >> 6U);
     header.putAndInsertUint16(DCM_Columns, static_cast<Uint16>(columns));
     header.putAndInsertUint16(DCM_Rows, static_cast<Uint16>(rows));
