@@ -189,7 +189,7 @@ class Killer:
         return sum(1 for _ in self.out.rglob("*.done"))
 
     def has_begun_tables(self, pid, before):
-        if (self.out / f".summary.csv.{pid}.tmp").exists():
+        if any(self.out.glob(f".summary.csv.{pid}*.tmp")):
             return True
         with contextlib.suppress(OSError):
             return (self.out / "summary.csv").stat().st_ino != before
@@ -222,7 +222,7 @@ class Killer:
     def note_place(self, pid):
         total, done = len(self.batch.files), self.stamps()
         self.quarters[min(3, 4 * done // total)] += 1
-        temporary = list(self.out.rglob(f".*.{pid}.tmp"))
+        temporary = list(self.out.rglob(f".*.{pid}*.tmp"))
         named = sum(1 for _ in self.out.rglob("*.json"))
         if done == total:
             self.places["at the tables and the page"] += 1

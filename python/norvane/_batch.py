@@ -12,6 +12,7 @@ finish() in the order of the inputs::
 The results, with their stamps and the rules of ``--resume``, are those of the program, and so are summary.csv,
 summary.ndjson and report.html. ``--jobs`` and ``--format`` mean nothing here.
 """
+import functools
 import os
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Sequence, Tuple
 
@@ -31,17 +32,26 @@ class Input(NamedTuple):
 
 
 class Run:
-    """A run over many images. It may be pickled: a copy knows the inputs and walks no folder to find them."""
+    """A run over many images. It may be pickled: a copy knows the inputs and walks no folder, neither to find them nor
+    for what killed runs left."""
 
-    def __init__(self, arguments: Sequence[str], inputs: Optional[Iterable[Tuple[Any, ...]]] = None) -> None:
-        """arguments: what follows ``norvane masks``. inputs: all of the run, where they are known from another process.
+    def __init__(
+        self,
+        arguments: Sequence[str],
+        inputs: Optional[Iterable[Tuple[Any, ...]]] = None,
+        *,
+        takes_manifest: bool = False,
+    ) -> None:
+        """arguments: what follows ``norvane masks``. inputs: those of the run, where they are known from another
+        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder.
 
         Raises ValueError with the program's complaint for arguments that are none, and norvane.Refusal where the
         manifest cannot be read.
         """
         self._arguments = [os.fspath(argument) for argument in arguments]
         given = None if inputs is None else [tuple(one) for one in inputs]
-        self._run = _norvane.Run([os.fsencode(argument) for argument in self._arguments], given)
+        self._takes_manifest = takes_manifest
+        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest)
         self._inputs = [Input(*fields) for fields in self._run.inputs]
 
     @property
@@ -53,6 +63,15 @@ class Run:
     def passed_over(self) -> int:
         """Files in folders that are no images, or results of earlier runs."""
         return self._run.passed_over
+
+    def part(self, inputs: Iterable[Input]) -> "Run":
+        """Some of the inputs, for another process: it knows of the others only what make() has to refuse."""
+        settled = (one._replace(refusal=self._run.refusal_of(tuple(one))) for one in inputs)
+        return Run(self._arguments, settled, takes_manifest=self._takes_manifest)
+
+    def remove_leftovers(self) -> None:
+        """Removes what killed processes left of the results of this run, while none is at work on it."""
+        self._run.remove_leftovers()
 
     def make(self, one: Tuple[Any, ...]) -> Optional[Record]:
         """One image from its file to its results, which appear all at once.
@@ -72,4 +91,5 @@ class Run:
         return self._run.write_run_files([record for record in records if record is not None])
 
     def __reduce__(self) -> Tuple[Any, ...]:
-        return Run, (self._arguments, [tuple(one) for one in self._inputs])
+        inputs = [tuple(one) for one in self._inputs]
+        return functools.partial(Run, takes_manifest=self._takes_manifest), (self._arguments, inputs)

@@ -15,6 +15,7 @@
 #include <pybind11/stl/filesystem.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -78,17 +79,30 @@ MasksOptions parse(const std::vector<std::string>& arguments) {
     return *options;
 }
 
+// What stands alone is a list of inputs, or a folder.
+MasksOptions with_manifest(MasksOptions options) {
+    if (options.inputs.size() + (options.manifest.empty() ? 0 : 1) > 1) refuse_value("expected one MANIFEST");
+    if (options.manifest.empty() && !std::filesystem::is_directory(options.inputs.front())) {
+        std::swap(options.manifest, options.inputs.front());
+        options.inputs.clear();
+    }
+    return options;
+}
+
 class Run {
 public:
-    Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given)
-        : options(parse(arguments)) {
+    Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given,
+        bool takes_manifest)
+        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)) {
         if (given) {
             for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
         }
         const py::gil_scoped_release others_go_on;
         Host::load_dicom_dictionary();
-        if (!given) found = Host::find_and_name(options);
-        leftovers = Host::leftovers_for(options);
+        if (!given) {
+            found = Host::find_and_name(options);
+            leftovers = Host::leftovers_for(options);
+        }
         jobs = std::make_unique<Host::ImageJobs>(options, found.inputs, leftovers);
     }
     Run(const Run&) = delete;  // the jobs refer to its members
@@ -99,6 +113,18 @@ public:
         for (const Input& input : found.inputs) tuples.push_back(tuple_of(input));
         return tuples;
     }
+    [[nodiscard]] std::string refusal_of(const py::tuple& fields) const { return jobs->refusal_of(input_of(fields)); }
+
+    // Looks again: what lies there now, not when the run began.
+    void remove_leftovers() const {
+        const py::gil_scoped_release others_go_on;
+        const Host::Leftovers now = Host::leftovers_for(options);
+        const Host::ImageJobs jobs_now(options, {}, now);
+        for (const Input& input : found.inputs) {
+            if (!options.shard || Host::is_in_shard(input, *options.shard)) jobs_now.remove_leftovers_of(input);
+        }
+    }
+
     [[nodiscard]] bool is_in_shard(const py::tuple& fields) const {
         return !options.shard || Host::is_in_shard(input_of(fields), *options.shard);
     }
@@ -134,11 +160,13 @@ private:
 
 void bind_batch_run(py::module_& module) {
     py::class_<Run>(module, "Run")
-        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&>())
+        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool>())
         .def_property_readonly("inputs", &Run::inputs)
         .def_property_readonly("passed_over", &Run::passed_over)
         .def_property_readonly("out_dir", [](const Run& r) { return text_of_file(r.out_dir()); })
         .def("is_in_shard", &Run::is_in_shard)
+        .def("refusal_of", &Run::refusal_of)
+        .def("remove_leftovers", &Run::remove_leftovers)
         .def("make", &Run::make)
         .def("write_run_files", &Run::write_run_files);
 }

@@ -156,6 +156,15 @@ JobOutcome ImageJobs::foresee(const Input& input) const {
     });
 }
 
+std::string ImageJobs::refusal_of(const Input& input) const {
+    return guarded(input,
+                   [&] {
+                       refuse_to_overwrite_inputs(input);
+                       return JobOutcome{};
+                   })
+        .record.refusal;
+}
+
 // Results that lie beside their inputs must not replace one of them.
 void ImageJobs::refuse_to_overwrite_inputs(const Input& input) const {
     const std::string place = place_of(stem_of(input));

@@ -32,6 +32,12 @@ public:
     /// What run() would do, as far as that shows without reading the image; writes nothing.
     [[nodiscard]] JobOutcome foresee(const Input& input) const;
 
+    /// Why the results of the input cannot be made, as far as the names of all inputs tell; else empty.
+    [[nodiscard]] std::string refusal_of(const Input& input) const;
+
+    /// Removes what killed runs left of the results of the input.
+    void remove_leftovers_of(const Input& input) const { remove_leftovers(stem_of(input)); }
+
 private:
     [[nodiscard]] JobOutcome make(const Input& input) const;
     void refuse_to_overwrite_inputs(const Input& input) const;

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -35,7 +37,18 @@ int write_file(const std::filesystem::path& file, std::string_view bytes) {
     return error;
 }
 
-// Hidden, and unlike that of any other process: .NAME.PROCESS.tmp
+// Processes of several machines or containers have the same numbers, and two of them may come to make the same image,
+// when one was taken for lost.
+std::string number_of_this_process() {
+    static const std::string chance = [] {
+        constexpr std::size_t kWidth = 10;
+        const std::string digits = std::to_string(std::random_device()());
+        return std::string(kWidth - digits.size(), '0') + digits;
+    }();
+    return std::to_string(getpid()) + chance;
+}
+
+// Hidden, and unlike that of any other process: .NAME.NUMBER.tmp
 constexpr const char* kTemporaryEnding = ".tmp";
 constexpr const char* kDigits = "0123456789";
 
@@ -43,7 +56,7 @@ std::filesystem::path temporary_of(const std::filesystem::path& file) {
     std::string name = ".";
     name += file.filename().string();
     name += '.';
-    name += std::to_string(getpid());
+    name += number_of_this_process();
     return file.parent_path() / (name + kTemporaryEnding);
 }
 
@@ -59,7 +72,7 @@ bool is_device_or_pipe(const std::filesystem::path& file) {
 }  // namespace
 
 std::filesystem::path result_of_temporary(const std::filesystem::path& file) {
-    const std::filesystem::path inner = file.stem();  // .NAME.PROCESS
+    const std::filesystem::path inner = file.stem();  // .NAME.NUMBER
     const std::string process = inner.extension().string();
     const std::string name = inner.stem().string();
     if (file.extension() != kTemporaryEnding || process.size() < 2 || name.size() < 2 || name.front() != '.') return {};

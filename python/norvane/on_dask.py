@@ -1,0 +1,366 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Masks of many images on Dask's distributed scheduler: ``norvane masks``, its images spread over the workers.
+
+``norvane-dask --help`` is the command; in a notebook::
+
+    from distributed import Client
+    from norvane import on_dask
+
+    on_dask.masks(["list.txt", "--out-dir", "results"], Client("tcp://scheduler:8786"))
+
+Workers read the images and write the results, so both have to lie where all of them see them, under the same paths.
+Results, stamps and tables are those of the program, and either takes up with ``--resume`` what the other has begun.
+"""
+import argparse
+import collections
+import contextlib
+import logging
+import os
+import queue
+import signal
+import socket
+import sys
+import time
+import uuid
+from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence
+
+from . import __version__
+from ._batch import Input, Record, Run
+from ._norvane import Refusal
+
+_DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # exit codes, those of the program
+
+# A lost worker counts against every task that it had, not only against the one that it died of.
+_ALLOWED_FAILURES = 10
+_CHUNKS_PER_THREAD = 3  # known to the scheduler at a time, so that its memory does not grow with the list
+_TICK_S = 0.2
+_LOOK_AT_WORKERS_S = 5.0
+_LOG_INTERVAL_S = 60.0
+
+
+class _Chunk(NamedTuple):
+    first: int  # of its inputs, counted over the run
+    inputs: List[Input]
+    attempts: int = 0
+
+
+class SchedulerLost(Exception):
+    """The scheduler went while chunks were under way."""
+
+
+def make_chunk(run: Run, folder: str, version: str) -> List[Optional[Record]]:
+    """The task: every image of the run, a record each. Raises nothing."""
+    try:
+        unfit = ""
+        if version != __version__:
+            unfit = f"was given to a worker of version {__version__} on {socket.gethostname()}, not {version}"
+        elif os.getcwd() != folder and not all(os.path.isabs(one.file) for one in run.inputs):
+            unfit = f"has a relative name, and the worker on {socket.gethostname()} runs in {os.getcwd()}, not {folder}"
+        return [_refused(one, unfit) if unfit else run.make(one) for one in run.inputs]
+    except Exception as error:  # of Python around the images: no memory for a record, no working directory
+        return [_refused(one, f"failed on the worker: {error!r}") for one in run.inputs]
+
+
+def _refused(one: Input, why: str) -> Record:
+    return {"file": one.file, "name": one.name, "refusal": one.refusal or why, "kept": False}
+
+
+class _Spread:
+    """The chunks of a run, on their way to the workers and back."""
+
+    def __init__(self, client: Any, run: Run, size: int, retries: int, progress: "_Progress") -> None:
+        self.client, self.run, self.retries, self.progress = client, run, retries, progress
+        inputs = run.inputs
+        self.waiting: Deque[_Chunk] = collections.deque(
+            _Chunk(first, inputs[first : first + size]) for first in range(0, len(inputs), size)
+        )
+        self.under_way: Dict[Any, _Chunk] = {}
+        self.ended: "queue.SimpleQueue[Any]" = queue.SimpleQueue()
+        self.records: Dict[int, Optional[Record]] = {}
+        self.seen_workers = -_LOOK_AT_WORKERS_S
+        self.limit = _CHUNKS_PER_THREAD
+        self.name = uuid.uuid4().hex
+
+    def go(self) -> None:
+        """Raises SchedulerLost."""
+        while self.waiting or self.under_way:
+            self._look_at_workers()
+            while self.waiting and len(self.under_way) < self.limit:
+                self._submit(self.waiting.popleft())
+            with contextlib.suppress(queue.Empty):
+                self._take(self.ended.get(timeout=_TICK_S))
+            self.progress.show()
+
+    def cancel(self) -> None:
+        with contextlib.suppress(Exception):  # the scheduler may be gone
+            self.client.cancel(list(self.under_way))
+
+    def _look_at_workers(self) -> None:
+        if self.client.status != "running":
+            raise SchedulerLost
+        if time.monotonic() - self.seen_workers < _LOOK_AT_WORKERS_S:
+            return
+        self.seen_workers = time.monotonic()
+        try:
+            threads = sum(self.client.nthreads().values())
+        except (OSError, TimeoutError) as error:
+            raise SchedulerLost from error
+        self.limit = max(1, threads) * _CHUNKS_PER_THREAD
+
+    def _submit(self, chunk: _Chunk) -> None:
+        key = f"masks-{self.name}-{chunk.first}-{len(chunk.inputs)}-{chunk.attempts}"
+        part = self.run.part(chunk.inputs)
+        future = self.client.submit(make_chunk, part, os.getcwd(), __version__, key=key, pure=False)
+        self.under_way[future] = chunk
+        future.add_done_callback(self.ended.put)
+
+    def _take(self, future: Any) -> None:
+        chunk = self.under_way.pop(future)
+        if future.status == "cancelled":
+            self.under_way[future] = chunk
+            raise SchedulerLost
+        try:
+            records = future.result()
+        except Exception as error:  # the worker was lost, or could not take the chunk
+            if self.client.status != "running":
+                raise SchedulerLost from error
+            self._try_again(chunk, error)
+            return
+        self._note(chunk, records)
+
+    def _note(self, chunk: _Chunk, records: Sequence[Optional[Record]]) -> None:
+        for number, record in enumerate(records, chunk.first):
+            self.records[number] = record
+            self.progress.finish(record)
+
+    def _try_again(self, chunk: _Chunk, error: Exception) -> None:
+        count = len(chunk.inputs)
+        if type(error).__name__ == "KilledWorker" and count > 1:  # which of them kills workers?
+            half = count // 2
+            self.waiting.appendleft(_Chunk(chunk.first + half, chunk.inputs[half:]))
+            self.waiting.appendleft(_Chunk(chunk.first, chunk.inputs[:half]))
+        elif type(error).__name__ != "KilledWorker" and chunk.attempts < self.retries:
+            self.waiting.append(chunk._replace(attempts=chunk.attempts + 1))
+        else:
+            self._note(chunk, [_refused(one, f"was given up: {error!r}") for one in chunk.inputs])
+
+
+class _Progress:
+    """How far a run is: a line that changes in a terminal, a bar in a notebook, a line a minute in a log."""
+
+    def __init__(self, total: int) -> None:
+        self.total, self.finished, self.kept, self.refused = total, 0, 0, 0
+        self.start = time.monotonic()
+        self.shown = self.start
+        self.is_terminal = sys.stderr.isatty()
+        self.notebook: Any = None
+        if "IPython" in sys.modules:
+            from IPython import get_ipython  # type: ignore[import, attr-defined, unused-ignore]
+
+            if type(get_ipython()).__name__ == "ZMQInteractiveShell":
+                from IPython.display import display  # type: ignore[import, attr-defined, unused-ignore]
+
+                self.notebook = display(self, display_id=True)
+
+    def finish(self, record: Optional[Record]) -> None:
+        self.finished += 1
+        if record is None or record["kept"]:
+            self.kept += 1
+        elif record["refusal"]:
+            self.refused += 1
+            self.clear()
+            print(f"norvane: {record['file']} {record['refusal']}", file=sys.stderr)
+
+    def text(self) -> str:
+        text = f"{self.finished} of {self.total} images"
+        made, seconds = self.finished - self.kept, time.monotonic() - self.start
+        if made and seconds > 0:
+            left = (self.total - self.finished) * seconds / made
+            text += f", {made / seconds:.1f} a second, " + (f"{left / 60:.0f} min" if left >= 60 else f"{left:.0f} s") + " left"
+        return text
+
+    def show(self) -> None:
+        interval = 2 * _TICK_S if self.is_terminal or self.notebook else _LOG_INTERVAL_S
+        if time.monotonic() - self.shown < interval:
+            return
+        self.shown = time.monotonic()
+        if self.notebook:
+            self.notebook.update(self)
+        elif self.is_terminal:
+            width = 30 * self.finished // max(1, self.total)
+            sys.stderr.write(f"\r\x1b[K[{'#' * width}{'.' * (30 - width)}] {self.text()}")
+            sys.stderr.flush()
+        else:
+            print(f"norvane: {self.text()}", file=sys.stderr, flush=True)
+
+    def clear(self) -> None:
+        if self.is_terminal and not self.notebook:
+            sys.stderr.write("\r\x1b[K")
+            sys.stderr.flush()
+
+    def close(self) -> None:
+        if self.notebook:
+            self.notebook.update(self)
+        self.clear()
+
+    def _repr_html_(self) -> str:
+        return f'<progress value="{self.finished}" max="{self.total}"></progress> {self.text()}'
+
+
+def _allow_failures(client: Any) -> None:
+    def raise_them(dask_scheduler: Any, least: int) -> None:
+        dask_scheduler.allowed_failures = max(dask_scheduler.allowed_failures, least)
+
+    client.run_on_scheduler(raise_them, least=_ALLOWED_FAILURES)
+
+
+def _closing_line(run: Run, records: Sequence[Optional[Record]], not_begun: int) -> str:
+    images = [record for record in records if record is not None]
+    refused = sum(bool(record["refusal"]) for record in images)
+    kept = sum(bool(record["kept"]) for record in images)
+    text = f"{len(images) + not_begun} images: {len(images) - refused - kept} done, {kept} kept from an earlier run, "
+    text += f"{refused} refused"
+    if not_begun:
+        text += f", {not_begun} not begun"
+    passed_over = run.passed_over + len(records) - len(images)
+    return text + (f"; {passed_over} other files passed over" if passed_over else "")
+
+
+def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: int = 3) -> int:
+    """Makes the masks of all images of a list on the workers of a Client, and the tables and the page of the run.
+
+    arguments: a list of inputs or a folder, ``--out-dir``, and options of ``norvane masks``.
+    chunk: images a task. retries: of a chunk that a worker could not take; those of a lost worker go to another anyway.
+
+    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the scheduler was
+    lost, 130 interrupted. Raises ValueError for arguments that are none.
+    """
+    folder_at = [number for number, one in enumerate(arguments) if one == "--out-dir"]
+    if not folder_at or folder_at[-1] + 1 == len(arguments):
+        raise ValueError("--out-dir is required")
+    arguments = list(arguments)
+    arguments[folder_at[-1] + 1] = out_dir = os.path.abspath(arguments[folder_at[-1] + 1])
+    os.makedirs(out_dir, exist_ok=True)
+    return _masks(Run(arguments, takes_manifest=True), client, chunk, retries)
+
+
+def _masks(run: Run, client: Any, size: int, retries: int) -> int:
+    _allow_failures(client)
+    run.remove_leftovers()
+    total = len(run.inputs)
+    print(
+        f"norvane-dask: {total} images in chunks of {size}, scheduler {client.scheduler.address}, "
+        f"dashboard {client.dashboard_link or 'none'}",
+        file=sys.stderr,
+        flush=True,
+    )
+    progress = _Progress(total)
+    spread = _Spread(client, run, size, retries, progress)
+    stopped_by = ""
+    try:
+        spread.go()
+    except KeyboardInterrupt:
+        stopped_by = "interrupted"
+    except SchedulerLost:
+        stopped_by = "the scheduler was lost"
+    finally:
+        progress.close()
+    if stopped_by:
+        spread.cancel()
+    else:
+        run.remove_leftovers()  # of workers that were killed
+    records = [spread.records[number] for number in sorted(spread.records)]
+    failures = run.finish(records)
+    for failure in failures:
+        print(f"norvane: {failure}", file=sys.stderr)
+    print(_closing_line(run, records, total - len(records)), flush=True)
+    if stopped_by:
+        print(f"norvane-dask: {stopped_by}; the same command with --resume takes it up", file=sys.stderr)
+        return _INTERRUPTED if stopped_by == "interrupted" else _PARTLY
+    return _PARTLY if failures or progress.refused else _DONE
+
+
+class _IgnoreInterrupts:
+    """A plugin of local workers: Ctrl-C in their terminal is for the client, which closes them."""
+
+    name = "norvane-ignore-interrupts"
+
+    def setup(self, worker: Any) -> None:
+        with contextlib.suppress(ValueError):  # not in the main thread
+            signal.signal(signal.SIGINT, signal.SIG_IGN)
+
+
+@contextlib.contextmanager
+def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[Any]:
+    import distributed
+
+    if scheduler is not None:
+        with distributed.Client(scheduler, name="norvane-dask") as client:
+            yield client
+        return
+    # Workers do not count the memory of images as Dask's, and none is worth a restart.
+    arguments = {"n_workers": workers or os.cpu_count(), "threads_per_worker": 1, "memory_limit": None}
+    handler = signal.signal(signal.SIGINT, signal.SIG_IGN)
+    with distributed.LocalCluster(**arguments) as cluster, distributed.Client(cluster, name="norvane-dask") as client:
+        client.register_worker_plugin(_IgnoreInterrupts())
+        signal.signal(signal.SIGINT, handler)
+        yield client
+
+
+def _parser() -> argparse.ArgumentParser:
+    parser = argparse.ArgumentParser(
+        prog="norvane-dask",
+        usage="norvane-dask [--scheduler ADDRESS | --workers N] MANIFEST --out-dir DIR [OPTION of norvane masks ...]",
+        description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
+        "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
+        epilog="All other options are those of 'norvane masks', see 'norvane masks --help'; --jobs, --format and "
+        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the "
+        "scheduler was lost; 2 the command line is wrong; 130 interrupted.",
+        allow_abbrev=False,
+    )
+    where = parser.add_mutually_exclusive_group()
+    where.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [a cluster on this machine]")
+    where.add_argument("--workers", metavar="N", type=int, help="of a cluster on this machine [one per processor]")
+    parser.add_argument("--out-dir", metavar="DIR", required=True, help="folder of the results; made if it is missing")
+    parser.add_argument("--chunk", metavar="N", type=int, default=50, help="images a task [50]; 50 to 200 are sensible")
+    parser.add_argument("--retries", metavar="N", type=int, default=3, help="for chunks that a worker cannot take [3]")
+    parser.add_argument("--version", action="version", version=f"norvane-dask {__version__}")
+    return parser
+
+
+def _interrupt(number: int, frame: Any) -> None:
+    raise KeyboardInterrupt
+
+
+def main(argv: Optional[Sequence[str]] = None) -> int:
+    parser = _parser()
+    own, theirs = parser.parse_known_args(argv)
+    for name in ("--jobs", "--format", "--dry-run"):
+        if any(one.split("=")[0] == name for one in theirs):
+            parser.error(f"{name} is not an option here")
+    if own.chunk < 1 or own.retries < 0 or (own.workers is not None and own.workers < 1):
+        parser.error("--chunk and --workers: expected a number from 1; --retries: from 0")
+    signal.signal(signal.SIGTERM, _interrupt)
+    try:
+        out_dir = os.path.abspath(own.out_dir)
+        run = Run([*theirs, "--out-dir", out_dir], takes_manifest=True)
+        os.makedirs(out_dir, exist_ok=True)
+        logging.getLogger("distributed").setLevel(logging.CRITICAL)  # losses of workers are no news
+        with _client_for(own.scheduler, own.workers) as client:
+            return _masks(run, client, own.chunk, own.retries)
+    except ImportError as error:
+        print(f"norvane-dask: needs Dask's distributed scheduler: {error}", file=sys.stderr)
+    except Refusal as error:
+        print(f"norvane-dask: the manifest {error}", file=sys.stderr)
+    except ValueError as error:
+        print(f"norvane-dask: {error}".rstrip(), file=sys.stderr)
+        return _USAGE
+    except OSError as error:
+        print(f"norvane-dask: {error}", file=sys.stderr)
+    except KeyboardInterrupt:
+        return _INTERRUPTED
+    return _PARTLY
+
+
+if __name__ == "__main__":
+    sys.exit(main())
