@@ -22,7 +22,7 @@ import socket
 import sys
 import time
 import uuid
-from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence
+from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import __version__
 from ._batch import Input, Record, Run
@@ -48,17 +48,19 @@ class SchedulerLost(Exception):
     """The scheduler went while chunks were under way."""
 
 
-def make_chunk(run: Run, folder: str, version: str) -> List[Optional[Record]]:
-    """The task: every image of the run, a record each. Raises nothing."""
+def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Record]], float]:
+    """The task: every image of the run, a record each, and the processor time that they took. Raises nothing."""
+    start = time.thread_time()
     try:
         unfit = ""
         if version != __version__:
             unfit = f"was given to a worker of version {__version__} on {socket.gethostname()}, not {version}"
         elif os.getcwd() != folder and not all(os.path.isabs(one.file) for one in run.inputs):
             unfit = f"has a relative name, and the worker on {socket.gethostname()} runs in {os.getcwd()}, not {folder}"
-        return [_refused(one, unfit) if unfit else run.make(one) for one in run.inputs]
+        records = [_refused(one, unfit) if unfit else run.make(one) for one in run.inputs]
     except Exception as error:  # of Python around the images: no memory for a record, no working directory
-        return [_refused(one, f"failed on the worker: {error!r}") for one in run.inputs]
+        records = [_refused(one, f"failed on the worker: {error!r}") for one in run.inputs]
+    return records, time.thread_time() - start
 
 
 def _refused(one: Input, why: str) -> Record:
@@ -77,6 +79,7 @@ class _Spread:
         self.under_way: Dict[Any, _Chunk] = {}
         self.ended: "queue.SimpleQueue[Any]" = queue.SimpleQueue()
         self.records: Dict[int, Optional[Record]] = {}
+        self.processor_seconds = 0.0
         self.seen_workers = -_LOOK_AT_WORKERS_S
         self.limit = _CHUNKS_PER_THREAD
         self.name = uuid.uuid4().hex
@@ -120,12 +123,13 @@ class _Spread:
             self.under_way[future] = chunk
             raise SchedulerLost
         try:
-            records = future.result()
+            records, seconds = future.result()
         except Exception as error:  # the worker was lost, or could not take the chunk
             if self.client.status != "running":
                 raise SchedulerLost from error
             self._try_again(chunk, error)
             return
+        self.processor_seconds += seconds
         self._note(chunk, records)
 
     def _note(self, chunk: _Chunk, records: Sequence[Optional[Record]]) -> None:
@@ -176,7 +180,8 @@ class _Progress:
         made, seconds = self.finished - self.kept, time.monotonic() - self.start
         if made and seconds > 0:
             left = (self.total - self.finished) * seconds / made
-            text += f", {made / seconds:.1f} a second, " + (f"{left / 60:.0f} min" if left >= 60 else f"{left:.0f} s") + " left"
+            text += f", {made / seconds:.1f} a second, "
+            text += (f"{left / 60:.0f} min" if left >= 60 else f"{left:.0f} s") + " left"
         return text
 
     def show(self) -> None:
@@ -274,6 +279,7 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     for failure in failures:
         print(f"norvane: {failure}", file=sys.stderr)
     print(_closing_line(run, records, total - len(records)), flush=True)
+    print(f"norvane-dask: the images took {spread.processor_seconds:.1f} s of processor time", file=sys.stderr)
     if stopped_by:
         print(f"norvane-dask: {stopped_by}; the same command with --resume takes it up", file=sys.stderr)
         return _INTERRUPTED if stopped_by == "interrupted" else _PARTLY
