@@ -31,8 +31,8 @@ TICKS_PER_S = os.sysconf("SC_CLK_TCK")
 
 
 def children_of(process):
-    listing = pathlib.Path(f"/proc/{process}/task/{process}/children").read_text()
-    return [int(word) for word in listing.split()]
+    threads = pathlib.Path(f"/proc/{process}/task").glob("*/children")
+    return [int(word) for listing in threads for word in listing.read_text().split()]
 
 
 def family_of(process):
@@ -53,7 +53,11 @@ class Cluster:
         self.environment = {**os.environ, "PYTHONPATH": str(package), "PYTHONDONTWRITEBYTECODE": "1"}
         self.scheduler, self.nannies = self.start_scheduler(), []
         self.nannies = [self.start_worker(number) for number in range(workers)]
-        wait_for("the workers", lambda: all(self.workers()))
+        try:
+            wait_for("the workers", lambda: all(self.workers()))
+        except RuntimeError:
+            self.stop()
+            raise
 
     def start(self, name, *words):
         with open(self.folder / f"{name}.log", "a", encoding="utf-8") as log:
@@ -73,7 +77,8 @@ class Cluster:
         found = []
         for number, nanny in enumerate(self.nannies):
             log = (self.folder / f"worker{number}.log").read_text(errors="replace")
-            spawned = [one for one in children_of(nanny.pid) if b"spawn_main" in pathlib.Path(f"/proc/{one}/cmdline").read_bytes()]
+            spawned = [one for one in children_of(nanny.pid)
+                       if b"spawn_main" in pathlib.Path(f"/proc/{one}/cmdline").read_bytes()]
             found.append(spawned[0] if spawned and "Registered to" in log else None)
         return found
 
@@ -187,8 +192,7 @@ class Trial:
         if not self.given.short:
             self.stop_a_worker(process)
             process = self.lose_the_scheduler(process)
-        code, _ = self.end_of(process)
-        self.expect("exit code of the disturbed run", self.code, code)
+        self.expect("exit code of the disturbed run", self.code, process.wait())
 
     def stop_a_worker(self, process):
         self.wait_for_share(0.3, process)
@@ -204,8 +208,7 @@ class Trial:
         self.expect("the run goes on", None, process.poll())
         self.cluster.kill_scheduler()
         self.tell("the scheduler was killed")
-        code, _ = self.end_of(process)
-        self.expect("exit code without a scheduler", 1, code)
+        self.expect("exit code without a scheduler", 1, process.wait())
         self.expect("what it says then", True, "the same command with --resume takes it up" in self.log_of("disturbed"))
         self.cluster.come_back()
         kept = self.done()
@@ -261,7 +264,7 @@ def main():
     parser.add_argument("program", type=pathlib.Path)
     parser.add_argument("package", type=pathlib.Path)
     given, options = parser.parse_known_args()
-    given.options = options
+    given.options, given.program, given.package = options, given.program.resolve(), given.package.resolve()
     given.images = given.images or (60 if given.short else 2000)
     given.workers = given.workers or (2 if given.short else 4)
     given.chunk = given.chunk or (5 if given.short else 50)
