@@ -1,0 +1,172 @@
+# SPDX-License-Identifier: Apache-2.0
+"""norvane-dask without Dask: what it does when chunks come back, or do not. scripts/check_dask.py has real workers."""
+import json
+import os
+import pickle
+import subprocess
+import types
+
+import pytest
+
+import images
+import norvane
+from norvane import on_dask
+
+PROGRAM = os.environ["NORVANE_PROGRAM"]
+OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left", "--noise", "mg", "--results", "json,page"]
+
+
+class KilledWorker(Exception):
+    pass
+
+
+class Future:
+    def __init__(self, status, answer):
+        self.status, self.answer = status, answer
+
+    def add_done_callback(self, call):
+        call(self)
+
+    def result(self):
+        if isinstance(self.answer, Exception):
+            raise self.answer
+        return self.answer
+
+
+class Client:
+    """Workers that do at once what is submitted, in another process as it were; `fate` says what else may happen."""
+
+    status, dashboard_link = "running", "http://somewhere/status"
+    scheduler = types.SimpleNamespace(address="tcp://somewhere")
+
+    def __init__(self, fate=lambda names, count: None):
+        self.fate, self.submitted, self.cancelled = fate, [], None
+        self.dask_scheduler = types.SimpleNamespace(allowed_failures=3)
+
+    def nthreads(self):
+        return {"worker": 2}
+
+    def run_on_scheduler(self, function, **arguments):
+        function(dask_scheduler=self.dask_scheduler, **arguments)
+
+    def cancel(self, futures):
+        self.cancelled = futures
+
+    def submit(self, function, run, *arguments, key, pure):
+        names = [os.path.basename(one.file) for one in run.inputs]
+        self.submitted.append(names)
+        fate = self.fate(names, len(self.submitted))
+        if isinstance(fate, Exception):
+            return Future("error", fate)
+        if fate is not None:
+            return Future(fate, None)
+        return Future("finished", function(pickle.loads(pickle.dumps(run)), *arguments))
+
+
+@pytest.fixture(scope="module")
+def listing(tmp_path_factory):
+    """Six images; one is damaged, and one has a name that another's results take."""
+    folder = tmp_path_factory.mktemp("images")
+    pixels, _ = norvane.phantom(300, 400, 228.0, view="cc", digital=True, collimation=False)
+    names = [f"{number}.png" for number in range(5)] + ["1.json"]
+    for name in names:
+        images.png(folder / name, pixels << 4)
+    (folder / "3.png").write_bytes((folder / "0.png").read_bytes()[:900])
+    listing = folder / "list.txt"
+    listing.write_text("".join(f"{folder / name}\n" for name in names))
+    return listing
+
+
+def rows_of(folder):
+    rows = [json.loads(line) for line in (folder / "summary.ndjson").read_text().splitlines()]
+    return [{name: value for name, value in row.items() if not name.startswith("seconds")} for row in rows]
+
+
+def by_program(listing, out_dir, *more):
+    command = [PROGRAM, "masks", "--manifest", listing, "--out-dir", out_dir, *OPTIONS, *more]
+    return subprocess.run(command, capture_output=True, text=True, check=False)
+
+
+@pytest.mark.parametrize("is_beside", [False, True])
+def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd, is_beside):
+    ours = listing.parent if is_beside else tmp_path / "ours"  # beside the inputs 1.png would replace 1.json
+    theirs = by_program(listing, listing.parent if is_beside else tmp_path / "theirs")
+    expected = rows_of(listing.parent if is_beside else tmp_path / "theirs")
+    assert sum("overwrite" in row["refusal"] for row in expected) == is_beside
+    ours.mkdir(exist_ok=True)
+    (ours / ".0.json.77.tmp").write_text("of a worker that was killed")
+    client = Client(lambda names, count: OSError("a worker that has no disk") if count == 1 else None)
+    code = on_dask.masks([str(listing), "--out-dir", str(ours), *OPTIONS], client, chunk=2)
+    assert code == theirs.returncode == 1
+    assert rows_of(ours) == expected and not list(ours.glob(".*"))
+    assert [len(names) for names in client.submitted] == [2, 2, 2, 2]  # the first one again, as the last
+    assert client.submitted[0] == client.submitted[3] and client.dask_scheduler.allowed_failures == 10
+    told = capfd.readouterr()
+    assert told.out == theirs.stdout.splitlines(keepends=True)[-1] and "http://somewhere/status" in told.err
+    assert theirs.stderr.splitlines()[0] in told.err
+
+
+def test_an_image_that_kills_workers_is_found_and_given_up(listing, tmp_path):
+    client = Client(lambda names, count: KilledWorker("lost") if "2.png" in names else None)
+    assert on_dask.masks([str(listing), "--out-dir", str(tmp_path), *OPTIONS], client, chunk=6) == 1
+    refused = {os.path.basename(row["file"]): row["refusal"] for row in rows_of(tmp_path) if row["refusal"]}
+    assert sorted(refused) == ["2.png", "3.png"] and "KilledWorker" in refused["2.png"]
+    assert len(list(tmp_path.glob("*.done"))) == 4
+
+
+@pytest.mark.parametrize("fate, code, reason", [("cancelled", 1, "the scheduler was lost"), (None, 130, "interrupted")])
+def test_a_run_that_ends_early_is_taken_up(listing, tmp_path, capfd, fate, code, reason):
+    def at_the_second(names, count):
+        if count == 2 and fate is None:
+            raise KeyboardInterrupt
+        return fate if count == 2 else None
+
+    arguments = [str(listing), "--out-dir", str(tmp_path), *OPTIONS]
+    assert on_dask.masks(arguments, Client(at_the_second), chunk=1) == code
+    told = capfd.readouterr()
+    assert f"{reason}; the same command with --resume takes it up" in told.err and "not begun" in told.out
+    done = len(list(tmp_path.glob("*.done")))
+    assert on_dask.masks([*arguments, "--resume"], Client(), chunk=3) == 1
+    assert sum(row["kept"] for row in rows_of(tmp_path)) == done
+    assert "5 kept" in by_program(listing, tmp_path, "--resume").stdout
+
+
+def test_workers_that_would_make_something_else_refuse(listing, tmp_path, monkeypatch):
+    monkeypatch.chdir(listing.parent)
+    run = on_dask.Run(["--out-dir", str(tmp_path), "0.png", *OPTIONS])
+    for folder, version, reason in (("/", norvane.__version__, "relative name"), (os.getcwd(), "0.0", "version")):
+        ((record,), _) = on_dask.make_chunk(run, folder, version)
+        assert reason in record["refusal"] and not list(tmp_path.iterdir())
+    assert on_dask.make_chunk(run, os.getcwd(), norvane.__version__)[0][0]["refusal"] == ""
+
+
+@pytest.mark.parametrize(
+    "arguments, code, complaint",
+    [
+        ([], 2, "--out-dir"),
+        (["--out-dir", "OUT"], 2, "--manifest"),
+        (["LIST", "--out-dir", "OUT", "--jobs", "2"], 2, "--jobs is not an option"),
+        (["LIST", "--out-dir", "OUT", "--view", "sideways"], 2, "--view"),
+        (["LIST", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
+        (["LIST", "--out-dir", "OUT", "--chunk", "0"], 2, "--chunk"),
+        (["none.txt", "--out-dir", "OUT"], 1, "the manifest cannot be opened"),
+        (["LIST", "--out-dir", "LIST"], 1, "File exists"),
+    ],
+)
+def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complaint):
+    words = {"LIST": str(listing), "OUT": str(tmp_path)}
+    try:
+        found = on_dask.main([words.get(one, one) for one in arguments])
+    except SystemExit as end:
+        found = end.code
+    assert found == code and complaint in capsys.readouterr().err
+
+
+def test_progress_in_a_notebook_is_a_bar(monkeypatch):
+    progress = on_dask._Progress(4)
+    progress.finish({"kept": True, "refusal": ""})
+    assert progress._repr_html_() == '<progress value="1" max="4"></progress> 1 of 4 images'
+    progress.start -= 10.0
+    progress.finish(None)
+    progress.finish({"kept": False, "refusal": ""})
+    assert progress.text() == "3 of 4 images, 0.1 a second, 10 s left"
