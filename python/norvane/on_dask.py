@@ -14,6 +14,7 @@ Results, stamps and tables are those of the program, and either takes up with ``
 import argparse
 import collections
 import contextlib
+import importlib
 import logging
 import os
 import queue
@@ -44,23 +45,40 @@ class _Chunk(NamedTuple):
     attempts: int = 0
 
 
-class SchedulerLost(Exception):
-    """The scheduler went while chunks were under way."""
+class RunEnds(Exception):
+    """Why no more chunks can be made, with images under way or waiting."""
 
 
-def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Record]], float]:
-    """The task: every image of the run, a record each, and the processor time that they took. Raises nothing."""
+_SCHEDULER_LOST = "the scheduler was lost"
+
+
+def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Record]], float, str]:
+    """The task. Raises nothing: answers a record for each input of the run and the processor time that they took; or
+    why this worker is not fit for it."""
     start = time.thread_time()
+    unfit = _unfit(run, folder, version)
+    records = [] if unfit else [_made(run, one) for one in run.inputs]
+    return records, time.thread_time() - start, unfit
+
+
+def _unfit(run: Run, folder: str, version: str) -> str:
+    host = socket.gethostname()
+    if version != __version__:
+        return f"the worker on {host} has version {__version__}, not {version}"
     try:
-        unfit = ""
-        if version != __version__:
-            unfit = f"was given to a worker of version {__version__} on {socket.gethostname()}, not {version}"
-        elif os.getcwd() != folder and not all(os.path.isabs(one.file) for one in run.inputs):
-            unfit = f"has a relative name, and the worker on {socket.gethostname()} runs in {os.getcwd()}, not {folder}"
-        records = [_refused(one, unfit) if unfit else run.make(one) for one in run.inputs]
-    except Exception as error:  # of Python around the images: no memory for a record, no working directory
-        records = [_refused(one, f"failed on the worker: {error!r}") for one in run.inputs]
-    return records, time.thread_time() - start
+        here = os.getcwd()
+    except OSError as error:
+        here = str(error)
+    if here != folder and not all(os.path.isabs(one.file) for one in run.inputs):
+        return f"names are relative, and the worker on {host} runs in {here}, not {folder}"
+    return ""
+
+
+def _made(run: Run, one: Input) -> Optional[Record]:
+    try:
+        return run.make(one)
+    except Exception as error:  # of Python beside the image, such as no memory for its record
+        return _refused(one, f"failed on the worker: {error!r}")
 
 
 def _refused(one: Input, why: str) -> Record:
@@ -85,7 +103,7 @@ class _Spread:
         self.name = uuid.uuid4().hex
 
     def go(self) -> None:
-        """Raises SchedulerLost."""
+        """Raises RunEnds."""
         while self.waiting or self.under_way:
             self._look_at_workers()
             while self.waiting and len(self.under_way) < self.limit:
@@ -100,14 +118,14 @@ class _Spread:
 
     def _look_at_workers(self) -> None:
         if self.client.status != "running":
-            raise SchedulerLost
+            raise RunEnds(_SCHEDULER_LOST)
         if time.monotonic() - self.seen_workers < _LOOK_AT_WORKERS_S:
             return
         self.seen_workers = time.monotonic()
         try:
             threads = sum(self.client.nthreads().values())
         except (OSError, TimeoutError) as error:
-            raise SchedulerLost from error
+            raise RunEnds(_SCHEDULER_LOST) from error
         self.limit = max(1, threads) * _CHUNKS_PER_THREAD
 
     def _submit(self, chunk: _Chunk) -> None:
@@ -121,13 +139,16 @@ class _Spread:
         chunk = self.under_way.pop(future)
         if future.status == "cancelled":
             self.under_way[future] = chunk
-            raise SchedulerLost
+            raise RunEnds(_SCHEDULER_LOST)
         try:
-            records, seconds = future.result()
+            records, seconds, unfit = future.result()
         except Exception as error:  # the worker was lost, or could not take the chunk
             if self.client.status != "running":
-                raise SchedulerLost from error
+                raise RunEnds(_SCHEDULER_LOST) from error
             self._try_again(chunk, error)
+            return
+        if unfit:
+            self._try_again(chunk, RuntimeError(unfit))
             return
         self.processor_seconds += seconds
         self._note(chunk, records)
@@ -139,14 +160,16 @@ class _Spread:
 
     def _try_again(self, chunk: _Chunk, error: Exception) -> None:
         count = len(chunk.inputs)
-        if type(error).__name__ == "KilledWorker" and count > 1:  # which of them kills workers?
+        if type(error).__name__ != "KilledWorker":  # no fault of the images
+            if chunk.attempts == self.retries:
+                raise RunEnds(f"workers do not take what they are given: {error!r}") from error
+            self.waiting.append(chunk._replace(attempts=chunk.attempts + 1))
+        elif count > 1:  # which of them kills workers?
             half = count // 2
             self.waiting.appendleft(_Chunk(chunk.first + half, chunk.inputs[half:]))
             self.waiting.appendleft(_Chunk(chunk.first, chunk.inputs[:half]))
-        elif type(error).__name__ != "KilledWorker" and chunk.attempts < self.retries:
-            self.waiting.append(chunk._replace(attempts=chunk.attempts + 1))
         else:
-            self._note(chunk, [_refused(one, f"was given up: {error!r}") for one in chunk.inputs])
+            self._note(chunk, [_refused(one, "was given up: workers die of it") for one in chunk.inputs])
 
 
 class _Progress:
@@ -158,13 +181,9 @@ class _Progress:
         self.shown = self.start
         self.is_terminal = sys.stderr.isatty()
         self.notebook: Any = None
-        if "IPython" in sys.modules:
-            from IPython import get_ipython  # type: ignore[import, attr-defined, unused-ignore]
-
-            if type(get_ipython()).__name__ == "ZMQInteractiveShell":
-                from IPython.display import display  # type: ignore[import, attr-defined, unused-ignore]
-
-                self.notebook = display(self, display_id=True)
+        python: Any = sys.modules.get("IPython")
+        if python is not None and type(python.get_ipython()).__name__ == "ZMQInteractiveShell":
+            self.notebook = python.display.display(self, display_id=True)
 
     def finish(self, record: Optional[Record]) -> None:
         self.finished += 1
@@ -237,8 +256,8 @@ def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: in
     arguments: a list of inputs or a folder, ``--out-dir``, and options of ``norvane masks``.
     chunk: images a task. retries: of a chunk that a worker could not take; those of a lost worker go to another anyway.
 
-    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the scheduler was
-    lost, 130 interrupted. Raises ValueError for arguments that are none.
+    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the run could not
+    go on, 130 interrupted. Raises ValueError for arguments that are none.
     """
     folder_at = [number for number, one in enumerate(arguments) if one == "--out-dir"]
     if not folder_at or folder_at[-1] + 1 == len(arguments):
@@ -266,8 +285,8 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
         spread.go()
     except KeyboardInterrupt:
         stopped_by = "interrupted"
-    except SchedulerLost:
-        stopped_by = "the scheduler was lost"
+    except RunEnds as reason:
+        stopped_by = str(reason)
     finally:
         progress.close()
     if stopped_by:
@@ -298,8 +317,7 @@ class _IgnoreInterrupts:
 
 @contextlib.contextmanager
 def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[Any]:
-    import distributed
-
+    distributed: Any = importlib.import_module("distributed")
     if scheduler is not None:
         with distributed.Client(scheduler, name="norvane-dask") as client:
             yield client
@@ -320,8 +338,8 @@ def _parser() -> argparse.ArgumentParser:
         description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
         "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
         epilog="All other options are those of 'norvane masks', see 'norvane masks --help'; --jobs, --format and "
-        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the "
-        "scheduler was lost; 2 the command line is wrong; 130 interrupted.",
+        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the run "
+        "could not go on; 2 the command line is wrong; 130 interrupted.",
         allow_abbrev=False,
     )
     where = parser.add_mutually_exclusive_group()

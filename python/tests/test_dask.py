@@ -110,19 +110,26 @@ def test_an_image_that_kills_workers_is_found_and_given_up(listing, tmp_path):
     client = Client(lambda names, count: KilledWorker("lost") if "2.png" in names else None)
     assert on_dask.masks([str(listing), "--out-dir", str(tmp_path), *OPTIONS], client, chunk=6) == 1
     refused = {os.path.basename(row["file"]): row["refusal"] for row in rows_of(tmp_path) if row["refusal"]}
-    assert sorted(refused) == ["2.png", "3.png"] and "KilledWorker" in refused["2.png"]
+    assert sorted(refused) == ["2.png", "3.png"] and "workers die of it" in refused["2.png"]
     assert len(list(tmp_path.glob("*.done"))) == 4
 
 
-@pytest.mark.parametrize("fate, code, reason", [("cancelled", 1, "the scheduler was lost"), (None, 130, "interrupted")])
+@pytest.mark.parametrize(
+    "fate, code, reason",
+    [
+        ("cancelled", 1, "the scheduler was lost"),
+        (ModuleNotFoundError("norvane"), 1, "workers do not take what they are given: ModuleNotFoundError('norvane')"),
+        (None, 130, "interrupted"),
+    ],
+)
 def test_a_run_that_ends_early_is_taken_up(listing, tmp_path, capfd, fate, code, reason):
-    def at_the_second(names, count):
+    def from_the_second(names, count):
         if count == 2 and fate is None:
             raise KeyboardInterrupt
-        return fate if count == 2 else None
+        return fate if count >= 2 else None
 
     arguments = [str(listing), "--out-dir", str(tmp_path), *OPTIONS]
-    assert on_dask.masks(arguments, Client(at_the_second), chunk=1) == code
+    assert on_dask.masks(arguments, Client(from_the_second), chunk=1) == code
     told = capfd.readouterr()
     assert f"{reason}; the same command with --resume takes it up" in told.err and "not begun" in told.out
     done = len(list(tmp_path.glob("*.done")))
@@ -131,13 +138,14 @@ def test_a_run_that_ends_early_is_taken_up(listing, tmp_path, capfd, fate, code,
     assert "5 kept" in by_program(listing, tmp_path, "--resume").stdout
 
 
-def test_workers_that_would_make_something_else_refuse(listing, tmp_path, monkeypatch):
+def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, monkeypatch):
     monkeypatch.chdir(listing.parent)
     run = on_dask.Run(["--out-dir", str(tmp_path), "0.png", *OPTIONS])
-    for folder, version, reason in (("/", norvane.__version__, "relative name"), (os.getcwd(), "0.0", "version")):
-        ((record,), _) = on_dask.make_chunk(run, folder, version)
-        assert reason in record["refusal"] and not list(tmp_path.iterdir())
-    assert on_dask.make_chunk(run, os.getcwd(), norvane.__version__)[0][0]["refusal"] == ""
+    for folder, version, reason in (("/", norvane.__version__, "names are relative"), (os.getcwd(), "0.0", "version")):
+        records, _, unfit = on_dask.make_chunk(run, folder, version)
+        assert reason in unfit and records == [] and not list(tmp_path.iterdir())
+    (record,), seconds, unfit = on_dask.make_chunk(run, os.getcwd(), norvane.__version__)
+    assert record["refusal"] == unfit == "" and seconds > 0
 
 
 @pytest.mark.parametrize(
