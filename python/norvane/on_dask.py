@@ -113,8 +113,9 @@ class _Spread:
             self.progress.show()
 
     def cancel(self) -> None:
-        with contextlib.suppress(Exception):  # the scheduler may be gone
-            self.client.cancel(list(self.under_way))
+        if self.client.status == "running":  # it would wait for a scheduler that is gone
+            with contextlib.suppress(OSError, TimeoutError):
+                self.client.cancel(list(self.under_way))
 
     def _look_at_workers(self) -> None:
         if self.client.status != "running":
@@ -322,8 +323,10 @@ def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[An
         with distributed.Client(scheduler, name="norvane-dask") as client:
             yield client
         return
-    # Workers do not count the memory of images as Dask's, and none is worth a restart.
+    # Dask's memory limit is for what it holds itself, and its profiler, a thread that looks at the others, shows nothing
+    # of what happens in an image.
     arguments = {"n_workers": workers or os.cpu_count(), "threads_per_worker": 1, "memory_limit": None}
+    importlib.import_module("dask").config.set({"distributed.worker.profile.enabled": False})
     handler = signal.signal(signal.SIGINT, signal.SIG_IGN)
     with distributed.LocalCluster(**arguments) as cluster, distributed.Client(cluster, name="norvane-dask") as client:
         client.register_worker_plugin(_IgnoreInterrupts())
