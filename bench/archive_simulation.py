@@ -33,11 +33,11 @@ OF_ARCHIVES = ("explicit or implicit little endian", "JPEG lossless (.57, .70)",
 LINK_GB_S = 1.25  # ten gigabits a second
 CREATED_PER_S = 5000  # files that a file server makes in a second: an assumption
 
-# The simulation. An image takes as long as one of JPEG lossless; what a chunk costs the scheduler, and what it costs a
-# worker besides its images, are those of scripts/check_dask.py.
+# The simulation. An image takes as long as one of JPEG lossless; what a chunk costs scheduler and client, and what it
+# costs a worker besides its images, are those that scripts/check_dask.py measures.
 WORKERS, IMAGES = 100, 1_000_000
 IMAGE_S, SPREAD_S = 0.58, 0.3
-SCHEDULER_S, CHUNK_S = 0.010, 0.05
+SCHEDULER_S, CHUNK_S = 0.003, 0.003
 BACK_AFTER_S = 60.0
 CHUNKS = (5, 10, 50, 100, 200, 1000, 5000)
 LOSSES_PER_HOUR = (0.0, 1 / 24, 1.0)  # of a worker: never, once a day, once an hour as machines lent for an hour

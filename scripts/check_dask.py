@@ -2,11 +2,11 @@
 # SPDX-License-Identifier: Apache-2.0
 """norvane-dask with a scheduler and workers on this machine that are killed, stopped and restarted:
 
-    check_dask.py [--short | --undisturbed] [--images N] [--workers N] [--list FILE] NORVANE PACKAGE [OPTION of norvane masks ...]
+    check_dask.py [--short | --undisturbed] [--images N] [--workers N] [--list FILE] NORVANE PACKAGE [OPTION ...]
 
-NORVANE is the program, PACKAGE the folder that holds the Python package. Draws phantoms, or takes the images of a list;
-runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and by a disturbed one; compares
-all results. Exits 77 where Dask is missing."""
+NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms, or
+takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and
+by a disturbed one; compares all results. Exits 77 where Dask is missing."""
 import argparse
 import collections
 import concurrent.futures
@@ -27,6 +27,8 @@ from test_slurm import differences, free_port, wait_for  # noqa: E402
 
 OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left"]
 SKIPPED = 77
+QUIET = {"DASK_DISTRIBUTED__WORKER__PROFILE__ENABLED": "False", "DASK_DISTRIBUTED__ADMIN__TICK__INTERVAL": "1s",
+         "DASK_DISTRIBUTED__ADMIN__SYSTEM_MONITOR__INTERVAL": "5s"}  # as docs/scale.md says
 TICKS_PER_S = os.sysconf("SC_CLK_TCK")
 
 
@@ -50,7 +52,7 @@ class Cluster:
     def __init__(self, folder, package, workers):
         self.folder, self.port = folder, free_port()
         self.address = f"tcp://127.0.0.1:{self.port}"
-        self.environment = {**os.environ, "PYTHONPATH": str(package), "PYTHONDONTWRITEBYTECODE": "1"}
+        self.environment = {**os.environ, **QUIET, "PYTHONPATH": str(package), "PYTHONDONTWRITEBYTECODE": "1"}
         self.scheduler, self.nannies = self.start_scheduler(), []
         self.nannies = [self.start_worker(number) for number in range(workers)]
         try:
@@ -61,16 +63,16 @@ class Cluster:
 
     def start(self, name, *words):
         with open(self.folder / f"{name}.log", "a", encoding="utf-8") as log:
-            return subprocess.Popen([sys.executable, "-m", *map(str, words)], env=self.environment, stdout=log, stderr=log,
-                                    cwd=self.folder)
+            return subprocess.Popen([sys.executable, "-m", *map(str, words)], env=self.environment, cwd=self.folder,
+                                    stdout=log, stderr=log)
 
     def start_scheduler(self):
         return self.start("scheduler", "distributed.cli.dask_scheduler", "--host", "127.0.0.1", "--port", self.port,
                           "--dashboard-address", "127.0.0.1:0")
 
     def start_worker(self, number):
-        return self.start(f"worker{number}", "distributed.cli.dask_worker", self.address, "--nthreads", 1, "--name", number,
-                          "--no-dashboard", "--memory-limit", 0, "--local-directory", self.folder)
+        return self.start(f"worker{number}", "distributed.cli.dask_worker", self.address, "--name", number, "--nthreads",
+                          1, "--no-dashboard", "--memory-limit", 0, "--local-directory", self.folder)
 
     def workers(self):
         """The process of each worker; None where there is none yet. The log of its nanny says that it is ready."""
@@ -120,8 +122,8 @@ class Trial:
         files = [self.folder / "images" / f"{number}.png" for number in range(self.given.images)]
 
         def draw(number):
-            command = [self.given.program, "phantom", files[number], "--seed", str(number), "--width", "300", "--height",
-                       "400", "--pixel-size", "228", "--view", "cc"]
+            command = [self.given.program, "phantom", files[number], "--seed", str(number), "--view", "cc", "--width",
+                       "300", "--height", "400", "--pixel-size", "228"]
             subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -222,7 +224,8 @@ class Trial:
             self.faults += [f"{name}: {text}" for text in differences(self.folder / "program", out_dir)]
             rows = [json.loads(line) for line in (out_dir / "summary.ndjson").read_text().splitlines()]
             self.expect(f"{name}: images in the table", self.files, [row["file"] for row in rows])
-            made = collections.Counter("refused" if row["refusal"] else "kept" if row["kept"] else "made" for row in rows)
+            made = collections.Counter("refused" if row["refusal"] else "kept" if row["kept"] else "made"
+                                       for row in rows)
             stamps = sum(1 for _ in out_dir.rglob("*.done"))
             self.expect(f"{name}: one result an image", len(rows) - made["refused"], stamps)
             self.expect(f"{name}: files left over", [], [str(file) for file in out_dir.rglob(".*")])
@@ -246,7 +249,7 @@ def check(given):
         finally:
             trial.cluster.stop()
         if trial.faults:
-            trial.faults += [f"{file.name}: {file.read_text(errors='replace')[-2000:]}" for file in folder.glob("*.log")]
+            trial.faults += [f"{log.name}: {log.read_text(errors='replace')[-2000:]}" for log in folder.glob("*.log")]
         print("\n".join(trial.faults) or "check_dask: no faults")
         return 1 if trial.faults else 0
 

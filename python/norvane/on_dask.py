@@ -35,6 +35,13 @@ _DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # exit codes, those of the 
 _ALLOWED_FAILURES = 10
 _CHUNKS_PER_THREAD = 3  # known to the scheduler at a time, so that its memory does not grow with the list
 _TICK_S = 0.2
+# What Dask does beside the tasks: a profiler, a thread that looks at the others and shows nothing of what happens in an
+# image, and looks at itself many times a second.
+_QUIET = {
+    "distributed.worker.profile.enabled": False,
+    "distributed.admin.tick.interval": "1s",
+    "distributed.admin.system-monitor.interval": "5s",
+}
 _LOOK_AT_WORKERS_S = 5.0
 _LOG_INTERVAL_S = 60.0
 
@@ -239,14 +246,14 @@ def _allow_failures(client: Any) -> None:
     client.run_on_scheduler(raise_them, least=_ALLOWED_FAILURES)
 
 
-def _closing_line(run: Run, records: Sequence[Optional[Record]], not_begun: int) -> str:
+def _closing_line(run: Run, records: Sequence[Optional[Record]], unfinished: int) -> str:
     images = [record for record in records if record is not None]
     refused = sum(bool(record["refusal"]) for record in images)
     kept = sum(bool(record["kept"]) for record in images)
-    text = f"{len(images) + not_begun} images: {len(images) - refused - kept} done, {kept} kept from an earlier run, "
+    text = f"{len(images) + unfinished} images: {len(images) - refused - kept} done, {kept} kept from an earlier run, "
     text += f"{refused} refused"
-    if not_begun:
-        text += f", {not_begun} not begun"
+    if unfinished:
+        text += f", {unfinished} not finished"
     passed_over = run.passed_over + len(records) - len(images)
     return text + (f"; {passed_over} other files passed over" if passed_over else "")
 
@@ -257,8 +264,8 @@ def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: in
     arguments: a list of inputs or a folder, ``--out-dir``, and options of ``norvane masks``.
     chunk: images a task. retries: of a chunk that a worker could not take; those of a lost worker go to another anyway.
 
-    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the run could not
-    go on, 130 interrupted. Raises ValueError for arguments that are none.
+    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the run could
+    not go on, 130 interrupted. Raises ValueError for arguments that are none.
     """
     folder_at = [number for number, one in enumerate(arguments) if one == "--out-dir"]
     if not folder_at or folder_at[-1] + 1 == len(arguments):
@@ -323,10 +330,9 @@ def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[An
         with distributed.Client(scheduler, name="norvane-dask") as client:
             yield client
         return
-    # Dask's memory limit is for what it holds itself, and its profiler, a thread that looks at the others, shows nothing
-    # of what happens in an image.
+    # No memory limit: that is for what Dask holds itself.
     arguments = {"n_workers": workers or os.cpu_count(), "threads_per_worker": 1, "memory_limit": None}
-    importlib.import_module("dask").config.set({"distributed.worker.profile.enabled": False})
+    importlib.import_module("dask").config.set(_QUIET)
     handler = signal.signal(signal.SIGINT, signal.SIG_IGN)
     with distributed.LocalCluster(**arguments) as cluster, distributed.Client(cluster, name="norvane-dask") as client:
         client.register_worker_plugin(_IgnoreInterrupts())
@@ -341,8 +347,8 @@ def _parser() -> argparse.ArgumentParser:
         description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
         "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
         epilog="All other options are those of 'norvane masks', see 'norvane masks --help'; --jobs, --format and "
-        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the run "
-        "could not go on; 2 the command line is wrong; 130 interrupted.",
+        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the "
+        "run could not go on; 2 the command line is wrong; 130 interrupted.",
         allow_abbrev=False,
     )
     where = parser.add_mutually_exclusive_group()

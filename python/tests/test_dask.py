@@ -131,7 +131,7 @@ def test_a_run_that_ends_early_is_taken_up(listing, tmp_path, capfd, fate, code,
     arguments = [str(listing), "--out-dir", str(tmp_path), *OPTIONS]
     assert on_dask.masks(arguments, Client(from_the_second), chunk=1) == code
     told = capfd.readouterr()
-    assert f"{reason}; the same command with --resume takes it up" in told.err and "not begun" in told.out
+    assert f"{reason}; the same command with --resume takes it up" in told.err and "not finished" in told.out
     done = len(list(tmp_path.glob("*.done")))
     assert on_dask.masks([*arguments, "--resume"], Client(), chunk=3) == 1
     assert sum(row["kept"] for row in rows_of(tmp_path)) == done
