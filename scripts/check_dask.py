@@ -4,8 +4,8 @@
 
     check_dask.py [--short | --undisturbed] [--images N] [--workers N] [--list FILE] NORVANE PACKAGE [OPTION ...]
 
-NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms, or
-takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and
+NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms,
+or takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and
 by a disturbed one; compares all results. Exits 77 where Dask is missing."""
 import argparse
 import collections
@@ -71,8 +71,8 @@ class Cluster:
                           "--dashboard-address", "127.0.0.1:0")
 
     def start_worker(self, number):
-        return self.start(f"worker{number}", "distributed.cli.dask_worker", self.address, "--name", number, "--nthreads",
-                          1, "--no-dashboard", "--memory-limit", 0, "--local-directory", self.folder)
+        return self.start(f"worker{number}", "distributed.cli.dask_worker", self.address, "--name", number,
+                          "--nthreads", 1, "--memory-limit", 0, "--no-dashboard", "--local-directory", self.folder)
 
     def workers(self):
         """The process of each worker; None where there is none yet. The log of its nanny says that it is ready."""
