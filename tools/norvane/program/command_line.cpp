@@ -7,16 +7,19 @@
 #include "program/phantom_options.h"
 #include "program/program.h"
 #include "program/score_options.h"
+#include "results/program_version.h"
 
 #include <CLI/CLI.hpp>
 
 #include <ostream>
+#include <string>
 
 namespace Norvane::Host {
 
 Command parse_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
     CLI::App app("Norvane: masks of mammograms", "norvane");
     app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("norvane ") + program_version(), "Print the version and exit");
     app.footer(kExitCodesHelp);
     MasksOptionSet masks(app);
     InfoOptionSet info(app);

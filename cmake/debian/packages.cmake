@@ -1,0 +1,71 @@
+# Debian packages of the installed components: cmake --workflow --preset package.
+set(NORVANE_DEBIAN_REVISION 1)
+set(NORVANE_MAINTAINER "Norvane developers <norvane@localhost>")
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGE_CONTACT ${NORVANE_MAINTAINER})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development program python)
+set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${NORVANE_DEBIAN_REVISION})
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_SOURCE norvane)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}) # the library is of no package while it is made
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+string(TIMESTAMP NORVANE_DEBIAN_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH, where it is set
+set(debian ${CMAKE_CURRENT_LIST_DIR})
+set(made ${PROJECT_BINARY_DIR}/debian)
+configure_file(${debian}/changelog.in ${made}/changelog @ONLY)
+
+function(norvane_compress file result)
+  execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${result} COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+endfunction()
+norvane_compress(${made}/changelog ${made}/changelog.Debian.gz)
+norvane_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${made}/changelog.gz)
+norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/norvane.1 ${made}/norvane.1.gz)
+
+# component, package, section; then further settings of CPack in pairs.
+function(norvane_debian_package component package section)
+  install(FILES ${debian}/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz DESTINATION share/doc/${package}
+          COMPONENT ${component})
+  string(TOUPPER ${component} name)
+  set(settings PACKAGE_NAME ${package} PACKAGE_SECTION ${section} ${ARGN})
+  while(settings)
+    list(POP_FRONT settings key value)
+    set(CPACK_DEBIAN_${name}_${key} ${value} PARENT_SCOPE)
+  endwhile()
+  file(READ ${debian}/${package}.txt description)
+  string(STRIP "${description}" description)
+  set(CPACK_DEBIAN_${name}_DESCRIPTION "${description}" PARENT_SCOPE)
+endfunction()
+
+set(library_package libnorvane${PROJECT_VERSION_MAJOR})
+set(this_library "${library_package} (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})")
+norvane_debian_package(library ${library_package} libs PACKAGE_MULTIARCH same)
+norvane_debian_package(development libnorvane-dev libdevel PACKAGE_MULTIARCH same PACKAGE_DEPENDS ${this_library})
+norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
+                       PACKAGE_RECOMMENDS fonts-dejavu-core PACKAGE_SUGGESTS bash-completion)
+install(FILES ${made}/norvane.1.gz DESTINATION share/man/man1 COMPONENT program)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libnorvane-dev/examples COMPONENT development)
+
+if(NORVANE_BUILD_PYTHON)
+  # The extension is of one minor version of the interpreter.
+  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+  set(python_depends "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~)"
+                     "python3 (<< ${Python_VERSION_MAJOR}.${next_minor})" python3-numpy
+                     "${library_package} (>= ${PROJECT_VERSION})")
+  list(JOIN python_depends ", " python_depends)
+  norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends})
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm)
+else()
+  list(REMOVE_ITEM CPACK_COMPONENTS_ALL python)
+endif()
+include(CPack)
