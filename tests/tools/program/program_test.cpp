@@ -3,6 +3,7 @@
 #include "analysis/masks_run.h"
 #include "analysis/noise_choice.h"
 #include "phantom/phantom.h"
+#include "results/program_version.h"
 #include "support/builders.h"
 #include "tools/host_support.h"
 
@@ -276,6 +277,10 @@ TEST(Program, UsageErrorsAreTwo) {
     const ProgramRun help = run({"masks", "--help"});
     EXPECT_EQ(0, help.code);
     EXPECT_THAT(help.out, HasSubstr("Exit code: 0 everything was done"));
+    const ProgramRun version = run({"--version"});
+    EXPECT_EQ(0, version.code);
+    EXPECT_EQ(std::string("norvane ") + Host::program_version() + "\n", version.out);
+    EXPECT_EQ("", version.err);
 }
 
 }  // namespace

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# The wheel by the README's command, from a copy of the tracked files: made, installed into a fresh environment of Debian's
+# Python, imported and run away from the sources. Nothing stays.
+#   scripts/check_wheel.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-packages.sh build python packages
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/sources"
+git ls-files -z | xargs -0 cp --parents -t "$work/sources"
+cd "$work/sources"
+/usr/bin/python3 -m pip wheel -q --no-index --no-build-isolation --no-deps -w "$work" ./python
+cd "$work"
+/usr/bin/python3 -m venv --system-site-packages env
+env/bin/pip install -q --no-index --no-deps norvane-*.whl
+env/bin/python - <<'EOF'
+import norvane
+
+pixels, _ = norvane.phantom(900, 1200, 200.0)
+found = norvane.analyse(pixels, pixel_size=200.0, view="mlo", used_bits=12)
+print(norvane.__file__, norvane.__version__, found.status.name)
+assert found.status.name == "MASK_OK" and "/env/lib/" in norvane.__file__
+assert not any("libnorvane" in line for line in open("/proc/self/maps")), "the wheel has the library inside"
+EOF
+ls -l norvane-*.whl | awk '{print $NF ": " $5 " bytes, " '"$SECONDS"' " seconds"}'
