@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# The Debian packages on a machine that has nothing: makes them, looks at them with lintian, installs them by apt into a
-# fresh Debian 12 and runs what they bring there: program, manual page, completion, Python module, a host by pkg-config and
-# by CMake; then purges them.
+# The Debian packages on a machine that has nothing: makes them, looks at them with lintian, installs them by apt into
+# a fresh Debian 12 and runs what they bring there: program, manual page, completion, Python module, a host by
+# pkg-config and by CMake; then purges them.
 #   scripts/check_packages.sh
-# BUILD_ROOT keeps the build and the fresh system for the next run; without it nothing stays. DEBIAN_MIRROR names the archive
-# (that of this machine's apt without it). Answers 77 where it cannot run: it takes root, and an archive that answers.
+# BUILD_ROOT keeps the build and the fresh system for the next run; without it nothing stays. DEBIAN_MIRROR names the
+# archive (that of this machine's apt without it). Answers 77 where it cannot run: it takes root, and an archive that
+# answers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 skip() { echo "check_packages.sh: left out: $1" >&2; exit 77; }
@@ -12,7 +13,9 @@ skip() { echo "check_packages.sh: left out: $1" >&2; exit 77; }
 command -v apt-get >/dev/null || skip "needs Debian's apt"
 scripts/install-packages.sh build python packages || skip "the packages it needs cannot be installed"
 
-archives() { apt-get indextargets --format '$(REPO_URI)' "Codename: $1" 'Component: main' 'Created-By: Packages' | head -n1; }
+archives() {
+    apt-get indextargets --format '$(REPO_URI)' "Codename: $1" 'Component: main' 'Created-By: Packages' | head -n1
+}
 mirror=${DEBIAN_MIRROR:-$(archives bookworm)}
 [ -n "$mirror" ] || skip "apt has no archive of Debian 12; DEBIAN_MIRROR names one"
 
@@ -58,7 +61,8 @@ printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
 chmod +x "$root/usr/sbin/policy-rc.d"
 inside() { chroot "$root" env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive HOME=/root bash -euo pipefail -c "$1"; }
 install_inside() {
-    inside "cd /tmp && apt-get install -y -qq --no-install-recommends $1 >/tmp/apt.log 2>&1 || { tail -n20 /tmp/apt.log; exit 1; }"
+    inside "cd /tmp
+        apt-get install -y -qq --no-install-recommends $1 >apt.log 2>&1 || { tail -n20 apt.log; exit 1; }"
     if $kept; then cp -n "$root"/var/cache/apt/archives/*.deb "$work/base/var/cache/apt/archives/"; fi
 }
 inside 'apt-get update -qq'
@@ -106,6 +110,6 @@ inside 'cd /tmp
 
 step "purge"
 inside 'apt-get purge -y -qq libnorvane1 libnorvane-dev norvane python3-norvane >/dev/null 2>&1
-    left=$(find / -xdev -path /tmp -prune -o -path /proc -prune -o -iname "*norvane*" -print | grep -v -e ^/tmp -e archives/) || true
+    left=$(find / -xdev -path /tmp -prune -o -iname "*norvane*" -print)
     test -z "$left" || { echo "left behind: $left"; exit 1; }'
 step "four packages serve on a fresh system"

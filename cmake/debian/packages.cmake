@@ -15,7 +15,8 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SOURCE norvane)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}) # the library is of no package while it is made
+# The library is of no package while it is made.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
@@ -54,7 +55,8 @@ norvane_debian_package(development libnorvane-dev libdevel PACKAGE_MULTIARCH sam
 norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
                        PACKAGE_RECOMMENDS fonts-dejavu-core PACKAGE_SUGGESTS bash-completion)
 install(FILES ${made}/norvane.1.gz DESTINATION share/man/man1 COMPONENT program)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libnorvane-dev/examples COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libnorvane-dev/examples
+        COMPONENT development)
 
 if(NORVANE_BUILD_PYTHON)
   # The extension is of one minor version of the interpreter.

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""The manual page and the completion for bash name the options that --help names, verb by verb, and their listed values.
+"""Manual page and completion for bash name the options that --help names, verb by verb, and their listed values.
 
     tests/tools/program/check_documents.py PROGRAM
 """
@@ -36,7 +36,8 @@ def sections_of_manual():
 
 def complete(words, folder):
     """What bash offers for the last word of a command line."""
-    script = f'source "{COMPLETION}"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _norvane; printf "%s\\n" "${{COMPREPLY[@]}}"'
+    script = f'source "{COMPLETION}"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _norvane'
+    script += '; printf "%s\\n" "${COMPREPLY[@]}"'
     ran = subprocess.run(["bash", "-c", script, "bash", *words], cwd=folder, capture_output=True, text=True, check=True)
     assert not ran.stderr, ran.stderr
     return set(ran.stdout.split())
