@@ -3,9 +3,9 @@
 # a fresh Debian 12 and runs what they bring there: program, manual page, completion, Python module, a host by
 # pkg-config and by CMake; then purges them.
 #   scripts/check_packages.sh
-# BUILD_ROOT keeps the build and the fresh system for the next run; without it nothing stays. DEBIAN_MIRROR names the
-# archive (that of this machine's apt without it). Answers 77 where it cannot run: it takes root, and an archive that
-# answers.
+# BUILD_ROOT keeps the fresh system for the next run; without it nothing stays but the build (build/package).
+# DEBIAN_MIRROR names the archive (that of this machine's apt without it). Answers 77 where it cannot run: it takes root,
+# and an archive that answers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 skip() { echo "check_packages.sh: left out: $1" >&2; exit 77; }
@@ -35,11 +35,9 @@ trap clean_up EXIT
 step() { echo "[$((SECONDS / 60)):$(printf %02d $((SECONDS % 60)))] $*"; }
 
 step "packages"
-cmake --preset package -B "$work/build" >/dev/null
-cmake --build "$work/build" --parallel >/dev/null
-rm -rf "$work/build/packages"
-(cd "$work/build" && cpack) >/dev/null
-packages=("$work"/build/packages/*.deb)
+rm -rf build/package/packages
+cmake --workflow --preset package >"$work/build.log" 2>&1 || { tail -n20 "$work/build.log" >&2; exit 1; }
+packages=(build/package/packages/*.deb)
 [ ${#packages[@]} -eq 4 ] || { echo "check_packages.sh: ${#packages[@]} packages instead of 4" >&2; exit 1; }
 lintian --allow-root --fail-on error,warning "${packages[@]}"
 

@@ -1,8 +1,9 @@
 # Debian packages of the installed components: cmake --workflow --preset package.
 set(NORVANE_DEBIAN_REVISION 1)
-set(NORVANE_MAINTAINER "Norvane developers <norvane@localhost>")
+set(NORVANE_MAINTAINER "Norvane developers <norvane@localhost>" CACHE STRING "Who makes the packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_PACKAGE_CONTACT ${NORVANE_MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -37,6 +38,7 @@ norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/norvane.1 ${made}/norvane.1.gz)
 function(norvane_debian_package component package section)
   install(FILES ${debian}/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz DESTINATION share/doc/${package}
           COMPONENT ${component})
+  install(FILES ${debian}/lintian-overrides DESTINATION share/lintian/overrides RENAME ${package} COMPONENT ${component})
   string(TOUPPER ${component} name)
   set(settings PACKAGE_NAME ${package} PACKAGE_SECTION ${section} ${ARGN})
   while(settings)
@@ -50,8 +52,11 @@ endfunction()
 
 set(library_package libnorvane${PROJECT_VERSION_MAJOR})
 set(this_library "${library_package} (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})")
-norvane_debian_package(library ${library_package} libs PACKAGE_MULTIARCH same)
-norvane_debian_package(development libnorvane-dev libdevel PACKAGE_MULTIARCH same PACKAGE_DEPENDS ${this_library})
+norvane_debian_package(library ${library_package} libs)
+# A trigger, not the scripts that CPack writes for ldconfig. It leaves them out where it is given others, and leaves out
+# what does not exist.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${made}/no/postinst ${made}/no/postrm)
+norvane_debian_package(development libnorvane-dev libdevel PACKAGE_DEPENDS ${this_library})
 norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
                        PACKAGE_RECOMMENDS fonts-dejavu-core PACKAGE_SUGGESTS bash-completion)
 install(FILES ${made}/norvane.1.gz DESTINATION share/man/man1 COMPONENT program)
@@ -60,9 +65,9 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libno
 
 if(NORVANE_BUILD_PYTHON)
   # The extension is of one minor version of the interpreter.
-  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
-  set(python_depends "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~)"
-                     "python3 (<< ${Python_VERSION_MAJOR}.${next_minor})" python3-numpy
+  get_directory_property(minor DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION Python_VERSION_MINOR)
+  math(EXPR next_minor "${minor} + 1")
+  set(python_depends "python3 (>= 3.${minor}~)" "python3 (<< 3.${next_minor})" python3-numpy
                      "${library_package} (>= ${PROJECT_VERSION})")
   list(JOIN python_depends ", " python_depends)
   norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends})
