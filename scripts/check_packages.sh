@@ -32,6 +32,7 @@ clean_up() {
     if $kept; then rm -rf "$root" "$work/base.part"; else rm -rf "$work"; fi
 }
 trap clean_up EXIT
+trap 'echo "check_packages.sh: failed in line $LINENO" >&2' ERR
 step() { echo "[$((SECONDS / 60)):$(printf %02d $((SECONDS % 60)))] $*"; }
 
 step "packages"
@@ -57,7 +58,12 @@ apt-config dump | grep -i '^Acquire::[a-z]*::proxy' >"$root/etc/apt/apt.conf.d/9
 cp "${packages[@]}" "$root/tmp"
 printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
 chmod +x "$root/usr/sbin/policy-rc.d"
-inside() { chroot "$root" env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive HOME=/root bash -euo pipefail -c "$1"; }
+# With /proc, which ends with the command, and nothing of this machine's environment but its way to the archive.
+inside() {
+    env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive HOME=/root \
+        ${http_proxy:+http_proxy="$http_proxy"} unshare --mount bash -c \
+        'mount -t proc proc "$0/proc" && exec chroot "$0" bash -euo pipefail -c "$1"' "$root" "$1"
+}
 install_inside() {
     inside "cd /tmp
         apt-get install -y -qq --no-install-recommends $1 >apt.log 2>&1 || { tail -n20 apt.log; exit 1; }"
@@ -72,8 +78,8 @@ inside 'cd /tmp
     test "$(norvane --version)" = "norvane $(dpkg-query -W -f "\${Version}" norvane | sed "s/-[^-]*$//")"
     norvane phantom exam.png
     norvane masks exam.png --view mlo --pixel-size 100 --out-dir results
-    test -s results/exam.json && test -s results/exam.overlay.png && test -s results/report.html
-    ldd "$(command -v norvane)" | grep -q "libnorvane.so.1 => /.*lib/"'
+    for result in exam.json exam.overlay.png report.html; do test -s results/$result; done
+    ldd "$(command -v norvane)" | grep "libnorvane.so.1 => /.*lib/" >/dev/null'
 
 step "Python module"
 install_inside './python3-norvane_*.deb'
@@ -85,15 +91,18 @@ found = norvane.analyse(pixels, pixel_size=200.0, view=\"mlo\", used_bits=12)
 print(norvane.__file__, found.status.name, found[\"breast\"].area_mm2)
 assert found.status.name == \"MASK_OK\" and found[\"breast\"].area_mm2 > 1000
 "
-    ldd /usr/lib/python3/dist-packages/norvane/_norvane.*.so | grep -q "libnorvane.so.1 => /.*lib/"
-    ls /usr/lib/python3/dist-packages/norvane/__pycache__ | grep -q "^__init__"'
+    ldd /usr/lib/python3/dist-packages/norvane/_norvane.*.so | grep "libnorvane.so.1 => /.*lib/" >/dev/null
+    test -s /usr/lib/python3/dist-packages/norvane/__pycache__/__init__.cpython-3*.pyc'
 
 step "headers"
 cp docs/example.cpp tests/package/CMakeLists.txt "$root/tmp"
 install_inside './libnorvane-dev_*.deb g++ make cmake pkg-config man-db bash-completion'
 inside 'cd /tmp
-    g++ -std=c++17 -Wall -Werror example.cpp $(pkg-config --cflags --libs norvane) -o by_pkg_config && ./by_pkg_config
-    cmake -S . -B host -DEXAMPLE=/tmp/example.cpp >/dev/null && cmake --build host >/dev/null && host/host
+    g++ -std=c++17 -Wall -Werror example.cpp $(pkg-config --cflags --libs norvane) -o by_pkg_config
+    ./by_pkg_config
+    cmake -S . -B host -DEXAMPLE=/tmp/example.cpp >/dev/null
+    cmake --build host >/dev/null
+    host/host
     cmp example.cpp /usr/share/doc/libnorvane-dev/examples/example.cpp'
 
 step "manual page and completion"
@@ -101,8 +110,9 @@ inside 'cd /tmp
     said=$(man --warnings --encoding=utf8 norvane 2>&1 >page.txt); test -z "$said" || { echo "$said"; exit 1; }
     grep -q -e "--fail-list" page.txt
     source /usr/share/bash-completion/bash_completion
-    _completion_loader norvane || test $? -eq 124
-    COMP_WORDS=(norvane phantom --look "") COMP_CWORD=3
+    _completion_loader norvane || test $? -eq 124 # bash shall try again
+    COMP_WORDS=(norvane phantom --look "")
+    COMP_CWORD=3
     _norvane
     test "${COMPREPLY[*]}" = "film digital"'
 
