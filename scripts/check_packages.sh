@@ -35,13 +35,6 @@ trap clean_up EXIT
 trap 'echo "check_packages.sh: failed in line $LINENO" >&2' ERR
 step() { echo "[$((SECONDS / 60)):$(printf %02d $((SECONDS % 60)))] $*"; }
 
-step "packages"
-rm -rf build/package/packages
-cmake --workflow --preset package >"$work/build.log" 2>&1 || { tail -n20 "$work/build.log" >&2; exit 1; }
-packages=(build/package/packages/*.deb)
-[ ${#packages[@]} -eq 4 ] || { echo "check_packages.sh: ${#packages[@]} packages instead of 4" >&2; exit 1; }
-lintian --allow-root --fail-on error,warning "${packages[@]}"
-
 if [ ! -d "$work/base" ]; then
     step "a fresh system from $mirror"
     debootstrap --variant=minbase bookworm "$work/base.part" "$mirror" >"$work/debootstrap.log" 2>&1 || {
@@ -50,6 +43,14 @@ if [ ! -d "$work/base" ]; then
     }
     mv "$work/base.part" "$work/base"
 fi
+
+step "packages"
+rm -rf build/package/packages
+cmake --workflow --preset package >"$work/build.log" 2>&1 || { tail -n20 "$work/build.log" >&2; exit 1; }
+packages=(build/package/packages/*.deb)
+[ ${#packages[@]} -eq 4 ] || { echo "check_packages.sh: ${#packages[@]} packages instead of 4" >&2; exit 1; }
+lintian --allow-root --fail-on error,warning "${packages[@]}"
+
 rm -rf "$root"
 cp -a "$work/base" "$root"
 security=$(archives bookworm-security)
