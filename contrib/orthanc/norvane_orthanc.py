@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Script for Orthanc's Python plugin: stores the masks of mammograms beside them as DICOM SEG. See README.md."""
 import collections
+import contextlib
 import dataclasses
 import json
 import os
@@ -170,7 +171,8 @@ class Program:
             self.is_stopping = True
             for process in self.running:
                 if process.poll() is None:
-                    os.killpg(process.pid, signal.SIGKILL)
+                    with contextlib.suppress(ProcessLookupError):  # it ended in between
+                        os.killpg(process.pid, signal.SIGKILL)
 
 
 class Store:
@@ -193,7 +195,10 @@ class Store:
         return f"/instances/{instance}/metadata/{self.settings.metadata}"
 
     def mark(self, instance):
-        mark = self.get(self.mark_path(instance))
+        try:
+            mark = self.get(self.mark_path(instance))
+        except ValueError:  # no JSON
+            mark = ""
         if mark is not None and not (isinstance(mark, dict) and mark.get("state") in (STORED, FAILED, OPEN)):
             raise Failure(f"metadata {self.settings.metadata} is used by somebody else")
         return mark or {"state": OPEN, "attempts": 0}
@@ -249,7 +254,7 @@ class Service:
     def stop(self):
         self.queue.close()
         self.program.stop()
-        for thread in [self.opener, *self.workers]:
+        for thread in filter(None, [self.opener, *self.workers]):
             thread.join()
 
     def work(self):
@@ -275,7 +280,16 @@ class Service:
         # Where more images are coming, there will be another call.
         if not facts or facts["MainDicomTags"].get("Modality", "").strip() != MODALITY or not facts["IsStable"]:
             return False
-        return any([self.serve(instance) for instance in facts["Instances"]])
+        is_open = False
+        for instance in facts["Instances"]:
+            try:
+                is_open |= self.serve(instance)
+            except Stopped:
+                raise
+            except Exception as error:  # pylint: disable=broad-except # the other images are not to blame
+                orthanc.LogError(f"Norvane: image {instance}: {error}")
+                is_open |= isinstance(error, orthanc.OrthancException)  # such as a database that is busy
+        return is_open
 
     def serve(self, instance):
         """Whether it has to be tried again."""

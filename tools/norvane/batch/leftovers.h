@@ -19,9 +19,9 @@ public:
     /// Looks into the folder of `file`, too, which may lie elsewhere, but not below it.
     void look_beside(const std::filesystem::path& file);
 
-    /// Removes those of the result `file`, a path that begins with the folder, or of one that was looked
-    /// beside. Several threads may do so for different
-    /// images. Those of results that this run does not make stay: another run may be at work on them.
+    /// Removes those of the result `file`, a path that begins with the folder, or of one that was looked beside.
+    /// Several threads may do so for different images. Those of results that this run does not make stay: another run
+    /// may be at work on them.
     void remove_those_of(const std::filesystem::path& file) const;
 
 private:

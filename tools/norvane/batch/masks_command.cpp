@@ -17,6 +17,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -106,6 +107,15 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     return true;
 }
 
+// Results have names of their own; this one is the user's, and would be written over an image.
+bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
+    return std::ranges::any_of(inputs, [&file](const Input& input) {
+        std::error_code ignored;
+        const fs::path image = input.file;
+        return image.filename() == file.filename() && fs::equivalent(image, file, ignored);
+    });
+}
+
 int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out, std::ostream& err) {
     const Leftovers leftovers = leftovers_for(options);
     const ImageJobs jobs(options, found.inputs, leftovers);
@@ -156,6 +166,10 @@ bool is_in_shard(const Input& input, const Shard& shard) {
 int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err) {
     try {
         FoundInputs found = find_and_name(options);
+        if (is_input(options.fail_list, found.inputs)) {
+            err << "norvane: --fail-list names an input: " << options.fail_list << std::endl;
+            return kExitUsage;
+        }
         if (!options.is_dry_run && !make_folder(options.out_dir, err)) return kExitPartly;
         return run_found(options, std::move(found), out, err);
     } catch (const Refusal& refusal) {

@@ -60,9 +60,10 @@ std::filesystem::path temporary_of(const std::filesystem::path& file) {
     return file.parent_path() / (name + kTemporaryEnding);
 }
 
+// /dev/stdout is a link that may lead to a file; it must stay all the same.
 bool is_device_or_pipe(const std::filesystem::path& file) {
     std::error_code ignored;
-    return std::filesystem::is_other(file, ignored);
+    return std::filesystem::is_other(file, ignored) || file.parent_path() == "/dev";
 }
 
 [[noreturn]] void refuse(const std::filesystem::path& file, const std::string& reason) {

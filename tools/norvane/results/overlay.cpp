@@ -5,6 +5,7 @@
 #include "results/settings_text.h"
 
 #include <cairo.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <sstream>
@@ -82,12 +83,18 @@ private:
     double y;
 };
 
+// File names are bytes; what is no UTF-8 in them is shown as a question mark.
+std::string shown_text(const std::string& text) {
+    using Json = nlohmann::json;
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+}
+
 void draw_panel(cairo_t* c, double x, const MasksResult& masks, const std::string& title,
                 const std::vector<std::string>& facts) {
     Panel panel(c, x);
-    panel.heading(title);
+    panel.heading(shown_text(title));
     panel.space(6);
-    for (const std::string& fact : facts) panel.fact(fact);
+    for (const std::string& fact : facts) panel.fact(shown_text(fact));
     panel.space(18);
     panel.legend(kFullLayer, &text_of(masks.full.status));
     panel.legend(kBreastLayer, &text_of(masks.breast.status));
