@@ -26,4 +26,4 @@ echo "Installing$missing" >&2
 export DEBIAN_FRONTEND=noninteractive
 $as_root apt-get update -qq
 # shellcheck disable=SC2086 # a list of words
-$as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
+$as_root apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends $missing >/dev/null

@@ -32,7 +32,9 @@ function(norvane_compress file result)
 endfunction()
 norvane_compress(${made}/changelog ${made}/changelog.Debian.gz)
 norvane_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${made}/changelog.gz)
-norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/norvane.1 ${made}/norvane.1.gz)
+foreach(page norvane norvane-dask)
+  norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${made}/${page}.1.gz)
+endforeach()
 
 # component, package, section; then further settings of CPack in pairs.
 function(norvane_debian_package component package section)
@@ -70,7 +72,9 @@ if(NORVANE_BUILD_PYTHON)
   set(python_depends "python3 (>= 3.${minor}~)" "python3 (<< 3.${next_minor})" python3-numpy
                      "${library_package} (>= ${PROJECT_VERSION})")
   list(JOIN python_depends ", " python_depends)
-  norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends})
+  norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends}
+                         PACKAGE_SUGGESTS python3-distributed) # for norvane-dask
+  install(FILES ${made}/norvane-dask.1.gz DESTINATION share/man/man1 COMPONENT python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm)
 else()
   list(REMOVE_ITEM CPACK_COMPONENTS_ALL python)
