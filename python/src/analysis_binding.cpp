@@ -260,7 +260,7 @@ void bind_analysis(py::module_& module) {
         .def("overlay_png", &overlay_png);
     module.def("read", &read);
     module.def("source_of", &source_of);
-    module.def("analyse", &analyse);
+    module.def("analyse", &analyse, py::arg("source").none(false), py::arg("file"), py::arg("options"));
     module.def("check_options", [](const py::dict& options) { (void)options_of(options); });
 }
 

@@ -152,7 +152,8 @@ void bind_mask_operations(py::module_& module) {
     module.def("frame_mask", &frame_mask);
     module.def("breast_mask", &breast_mask);
     module.def("full_mask", &full_mask);
-    module.def("pect_mask", &pect_mask);
+    module.def("pect_mask", &pect_mask, py::arg("image"), py::arg("breast").none(false), py::arg("params"),
+               py::arg("frame"));
     module.def("chest_wall_patch", &chest_wall_patch);
 }
 

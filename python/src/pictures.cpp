@@ -25,6 +25,7 @@ Host::MasksResult masks_by_name(const std::map<std::string, SharedMask>& given) 
     for (const auto& [name, mask] : given) {
         const Host::MaskLayer* layer = layer_named(name);
         if (layer == nullptr) refuse_value("masks: there is no outline for '" + name + "'");
+        if (mask == nullptr) refuse_type("masks: expected norvane.Mask for '" + name + "', got None");
         layer->mask_of(masks) = mask->mask;
     }
     return masks;

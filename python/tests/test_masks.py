@@ -154,6 +154,13 @@ def test_parameters_are_checked_by_field(prepared):
     ):
         with pytest.raises(error, match=message):
             norvane.frame_mask(prepared, **fields)
+    for call in (
+        lambda: norvane.pect_mask(prepared, None),
+        lambda: norvane.overlay(prepared, {"breast": None}),
+        lambda: norvane.Masks(MASK_STATUS.MASK_OK, {"breast": None}, prepared)._repr_png_(),
+    ):
+        with pytest.raises(TypeError):
+            call()
     asked = norvane.Params(**LEFT_MLO, bgNoise=prepared.noise, fullContour=True)
     assert norvane.full_mask(prepared, asked)["full"] == norvane.full_mask(prepared, **LEFT_MLO)["full"]
     assert norvane.full_mask(prepared, asked, contourOffset=9)["outer"] != norvane.full_mask(prepared, asked)["outer"]
