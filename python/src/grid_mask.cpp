@@ -96,7 +96,9 @@ bool contains(const GridMask& mask, long x, long y, const std::optional<double>&
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
     if (x < 0 || y < 0 || x > kMostOnSide || y > kMostOnSide) return false;
     mask.mask.SetTargetPixelSize(static_cast<float>(target_um));
-    return mask.mask.HitTest(static_cast<unsigned>(x), static_cast<unsigned>(y));
+    const bool is_inside = mask.mask.HitTest(static_cast<unsigned>(x), static_cast<unsigned>(y));
+    mask.mask.SetTargetPixelSize(mask.mask.GetPixelSize());  // others share the mask
+    return is_inside;
 }
 
 double area_mm2(const GridMask& mask) {

@@ -47,7 +47,14 @@ class Call {
 public:
     Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
         : params(params_of(params_given)), image(working.for_a_call()), frame(new_mask()) {
-        if (frame_given) frame->mask = frame_given->mask;
+        if (frame_given) frame->mask = given_mask(*frame_given);
+    }
+
+    /// A copy of what the caller gives, to be read on the grid of the image.
+    [[nodiscard]] Mask given_mask(const GridMask& given) const {
+        Mask mask(given.mask);
+        mask.SetTargetPixelSize(image.GetPixelSize());
+        return mask;
     }
 
     /// An empty mask on the grid of the image, for the library to fill.
@@ -122,7 +129,7 @@ py::dict full_mask(const WorkingImage& working, const py::object& params, const 
 py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const py::object& params,
                    const SharedMask& frame) {
     Call call(working, params, frame);
-    Mask known(breast->mask);
+    Mask known = call.given_mask(*breast);
     const SharedMask muscle = call.new_mask();
     call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame->mask, &known, &muscle->mask); });
     if (call.status != Masking::MASK_OK) muscle->mask.Clear();  // a line that was rejected leaves its muscle

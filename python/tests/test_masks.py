@@ -48,6 +48,9 @@ def test_breast_and_muscle_are_found_where_they_lie(film, prepared):
     assert breast.contour.shape == (720, 2) and breast.contour.dtype == np.int32
     muscle = norvane.pect_mask(prepared, breast["breast"], frame=frame, **LEFT_MLO)
     assert muscle.status is MASK_STATUS.MASK_OK
+    for mask in (frame, breast["breast"]):
+        mask.contains(3, 3, 70.0)  # leaves no trace
+    assert norvane.pect_mask(prepared, breast["breast"], frame=frame, **LEFT_MLO).masks == muscle.masks
     assert dice(muscle["pectoral"].to_array(pixels.shape, 200.0) == 1, labels == 255) > 0.8
     patched = norvane.chest_wall_patch(prepared, **LEFT_MLO)
     assert patched.shape == prepared.shape and patched.dtype == np.uint16
