@@ -188,6 +188,8 @@ def breast_mask(
 ) -> Masks:
     """The breast: masks ``breast`` and ``frame``. A frame that is not given, or empty, is searched first.
 
+    Masks that are given, here and below, have the pixel size of the image; ValueError for one of another.
+
     With contourOutput the result has ``contour``, 720 points x, y of the working grid.
     """
     return _masks(image, _norvane.breast_mask(image._image, _params(image, params, fields), frame))

@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace Norvane::Python {
@@ -42,18 +44,32 @@ Masking::Params params_of(const py::object& given) {
     return params;
 }
 
+std::string micrometres(float size) { return text_of(py::float_(static_cast<double>(size))) + " micrometres"; }
+
 /// One call of the library on objects of its own, so that others may use the same image and masks meanwhile.
 class Call {
 public:
     Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
         : params(params_of(params_given)), image(working.for_a_call()), frame(new_mask()) {
-        if (frame_given) frame->mask = given_mask(*frame_given);
+        if (frame_given) frame->mask = given_mask("frame", *frame_given);
     }
 
-    /// A copy of what the caller gives, to be read on the grid of the image.
-    [[nodiscard]] Mask given_mask(const GridMask& given) const {
+    /// A copy of what the caller gives, on the grid of the image. The library would go on in the grid of the mask,
+    /// where results would be of another size than their image.
+    [[nodiscard]] Mask given_mask(const char* name, const GridMask& given) const {
+        const float expected = image.GetPixelSize();
+        const float got = given.mask.GetPixelSize();
+        const auto longest = std::max({image.GetWidth(), image.GetHeight(), given.width, given.height});
+        // The working pixel size is rounded: sizes are one where no pixel of either grid moves.
+        if (std::abs(got - expected) * static_cast<float>(longest) >= 0.5F * std::min(got, expected)) {
+            std::string text = name;
+            text += ": expected a mask of the image's pixel size, " + micrometres(expected) + ", got one of ";
+            text += micrometres(got);
+            refuse_value(text);
+        }
         Mask mask(given.mask);
-        mask.SetTargetPixelSize(image.GetPixelSize());
+        mask.SetPixelSize(expected);
+        mask.SetTargetPixelSize(expected);
         return mask;
     }
 
@@ -129,7 +145,7 @@ py::dict full_mask(const WorkingImage& working, const py::object& params, const 
 py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const py::object& params,
                    const SharedMask& frame) {
     Call call(working, params, frame);
-    Mask known = call.given_mask(*breast);
+    Mask known = call.given_mask("breast", *breast);
     const SharedMask muscle = call.new_mask();
     call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame->mask, &known, &muscle->mask); });
     if (call.status != Masking::MASK_OK) muscle->mask.Clear();  // a line that was rejected leaves its muscle

@@ -50,7 +50,9 @@ def test_breast_and_muscle_are_found_where_they_lie(film, prepared):
     assert muscle.status is MASK_STATUS.MASK_OK
     for mask in (frame, breast["breast"]):
         mask.contains(3, 3, 70.0)  # leaves no trace
-    assert norvane.pect_mask(prepared, breast["breast"], frame=frame, **LEFT_MLO).masks == muscle.masks
+    by_hand = Mask.from_array(breast["breast"].to_array(), 228.0)  # the image has 227.9989
+    for mask in (breast["breast"], by_hand):
+        assert norvane.pect_mask(prepared, mask, frame=frame, **LEFT_MLO).masks == muscle.masks
     assert dice(muscle["pectoral"].to_array(pixels.shape, 200.0) == 1, labels == 255) > 0.8
     patched = norvane.chest_wall_patch(prepared, **LEFT_MLO)
     assert patched.shape == prepared.shape and patched.dtype == np.uint16
@@ -157,12 +159,15 @@ def test_parameters_are_checked_by_field(prepared):
     ):
         with pytest.raises(error, match=message):
             norvane.frame_mask(prepared, **fields)
-    for call in (
-        lambda: norvane.pect_mask(prepared, None),
-        lambda: norvane.overlay(prepared, {"breast": None}),
-        lambda: norvane.Masks(MASK_STATUS.MASK_OK, {"breast": None}, prepared)._repr_png_(),
+    fine, sizes = Mask.from_array(np.ones((2000, 1500), bool), 114.0), "frame: .*227.9.*, got one of 114.0"
+    for call, error, message in (
+        (lambda: norvane.pect_mask(prepared, None), TypeError, "incompatible"),
+        (lambda: norvane.overlay(prepared, {"breast": None}), TypeError, "'breast', got None"),
+        (lambda: norvane.Masks(MASK_STATUS.MASK_OK, {"full": None}, prepared)._repr_png_(), TypeError, "got None"),
+        (lambda: norvane.full_mask(prepared, frame=fine, **LEFT_MLO), ValueError, sizes),
+        (lambda: norvane.pect_mask(prepared, fine, **LEFT_MLO), ValueError, "breast: expected a mask of"),
     ):
-        with pytest.raises(TypeError):
+        with pytest.raises(error, match=message):
             call()
     asked = norvane.Params(**LEFT_MLO, bgNoise=prepared.noise, fullContour=True)
     assert norvane.full_mask(prepared, asked)["full"] == norvane.full_mask(prepared, **LEFT_MLO)["full"]
