@@ -60,7 +60,9 @@ py::dict dict_of(const ImageRecord& record) {
     return fields;
 }
 ImageRecord record_from(const py::dict& fields) {
-    const auto line = py::module_::import("json").attr("dumps")(fields).cast<std::string>();
+    py::dict others = fields.attr("copy")();
+    for (const char* name : {"file", "name"}) others[name] = "";  // JSON has no names that are not UTF-8
+    const auto line = py::module_::import("json").attr("dumps")(others).cast<std::string>();
     auto record = Host::record_of(line);
     if (!record) refuse_value("records: expected what make() returned, got " + repr_of(fields));
     record->file = name_of_file(fields["file"]);

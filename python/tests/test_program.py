@@ -92,7 +92,7 @@ def test_a_run_of_the_module_is_a_run_of_the_program(archive, tmp_path):
     assert sorted(one for part in parts for one in part) == sorted(run.inputs)
 
 
-def test_arguments_of_a_run_are_the_programs():
+def test_arguments_of_a_run_are_the_programs(tmp_path):
     with pytest.raises(ValueError, match="--view"):
         _batch.Run(["x.png", "--view", "sideways"])
     with pytest.raises(ValueError, match="dry-run"):
@@ -100,8 +100,9 @@ def test_arguments_of_a_run_are_the_programs():
     with pytest.raises(norvane.Refusal):
         _batch.Run(["--manifest", "there is none"])
     odd = os.fsdecode(b"no \xff such.png")  # a name that is not UTF-8
-    run = _batch.Run([odd])
+    run = _batch.Run([odd, "--out-dir", tmp_path / "out"])
     assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
+    assert len(made_by_module(tmp_path / "out", run)) == len(rows_of(tmp_path / "out")) == 1
 
 
 def same_as_program(file, folder, options):
