@@ -64,7 +64,7 @@ PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_b
     PixelArray result;
     result.used_bits = used_bits_of(used_bits, static_cast<unsigned>(given.dtype().itemsize()) * 8);
     using Words = py::array_t<std::uint16_t, py::array::c_style | py::array::forcecast>;
-    result.array = Words::ensure(given);
+    result.array = Words(given);  // throws where there is no memory for a copy
     const auto address = reinterpret_cast<std::uintptr_t>(result.array.data());
     if (address % alignof(std::uint16_t) != 0) result.array = result.array.attr("copy")();
     result.height = static_cast<unsigned>(given.shape(0));

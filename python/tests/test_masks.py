@@ -2,6 +2,7 @@
 """Preparation and mask operations on arrays."""
 import hashlib
 import pickle
+import resource
 import sys
 import threading
 import time
@@ -135,6 +136,16 @@ GOOD = np.ones((40, 40), np.uint16)
 def test_wrong_arguments_are_named(pixels, options, error, message):
     with pytest.raises(error, match=message):
         norvane.prepare(pixels, **{"pixel_size": 100.0, **options})
+
+
+def test_no_memory_for_a_copy_is_an_error():
+    limits = resource.getrlimit(resource.RLIMIT_AS)
+    try:
+        resource.setrlimit(resource.RLIMIT_AS, (64 << 20, limits[1]))  # less than there is already
+        with pytest.raises(MemoryError):
+            norvane.prepare(np.broadcast_to(np.uint8(1), (1 << 14, 1 << 13)), 100.0)
+    finally:
+        resource.setrlimit(resource.RLIMIT_AS, limits)
 
 
 def test_small_and_strange_images_are_statuses():
