@@ -3,8 +3,10 @@
 
 #include "reading/number_text.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 namespace Norvane::Python {
@@ -20,9 +22,7 @@ void check_kind(const py::array& array) {
     if (type.kind() != 'u' || type.itemsize() > 2) {
         refuse_type("pixels: expected an array of uint16 or uint8, got " + text_of(type));
     }
-    if (py::isinstance(array, py::module_::import("numpy.ma").attr("MaskedArray"))) {
-        refuse_type("pixels: expected an array without missing values, got a masked one; fill it first");
-    }
+    refuse_masked(array, "pixels");
 }
 
 void check_shape(const py::array& array) {
@@ -54,6 +54,13 @@ std::string repr_of(const py::handle& object) { return py::repr(object); }
 void refuse_type(const std::string& text) { throw py::type_error(text); }
 void refuse_value(const std::string& text) { throw py::value_error(text); }
 
+void refuse_masked(const py::handle& array, const char* name) {
+    if (!py::isinstance(array, py::module_::import("numpy.ma").attr("MaskedArray"))) return;
+    std::string text = name;
+    text += ": expected an array without missing values, got a masked one; fill it first";
+    refuse_type(text);
+}
+
 PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits) {
     if (!py::isinstance<py::array>(pixels)) {
         refuse_type("pixels: expected a NumPy array, got " + text_of(py::type::of(pixels).attr("__name__")));
@@ -73,7 +80,8 @@ PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_b
 }
 
 double pixel_size_of(double micrometres, double largest) {
-    if (!(micrometres > 0.0) || !std::isfinite(micrometres) || micrometres > largest) {
+    const double limit = std::min(largest, static_cast<double>(std::numeric_limits<float>::max()));
+    if (!(micrometres > 0.0) || micrometres > limit || static_cast<float>(micrometres) == 0.0F) {
         std::string text = "pixel_size: expected micrometres above 0";
         if (std::isfinite(largest)) text += " and at most " + Host::number_text(largest);
         text += ", got " + text_of(py::float_(micrometres));

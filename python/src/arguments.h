@@ -36,7 +36,10 @@ struct PixelArray {
 };
 [[nodiscard]] PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits);
 
-/// Micrometres above 0, at most `largest`.
+/// A masked array counts as pixels what its maker called missing.
+void refuse_masked(const py::handle& array, const char* name);
+
+/// Micrometres above 0, at most `largest`; as a float, too, which is what the library computes with.
 [[nodiscard]] double pixel_size_of(double micrometres, double largest);
 
 [[nodiscard]] std::optional<Host::PaddingRange> padding_of(const py::object& pair);

@@ -145,13 +145,15 @@ SharedMask on_grid(const Mask& mask, const py::object& shape, unsigned least_hei
 }
 
 SharedMask from_runs(const py::object& given, double pixel_size, const py::object& shape) {
-    using Runs = py::array_t<std::int64_t, py::array::c_style>;
-    const auto runs = Runs::ensure(given);
-    if (!runs) {
-        PyErr_Clear();
-        refuse_type("runs: expected an array of whole numbers");
+    refuse_masked(given, "runs");
+    const py::array array = py::module_::import("numpy").attr("asarray")(given);
+    const bool is_empty = array.size() == 0;  // of a list, NumPy makes floats
+    const char kind = array.dtype().kind();
+    if (!is_empty && kind != 'i' && kind != 'u') {
+        refuse_type("runs: expected whole numbers, got " + text_of(array.dtype()));
     }
-    const bool is_empty = runs.size() == 0;
+    // Numbers above those of 63 bits come out negative, and are refused as well.
+    const py::array_t<std::int64_t, py::array::c_style | py::array::forcecast> runs = array;
     if (!is_empty && (runs.ndim() != 2 || runs.shape(1) != 3)) {
         refuse_value("runs: expected rows of (row, first column, last column), got the shape " +
                      text_of(runs.attr("shape")));
@@ -161,8 +163,8 @@ SharedMask from_runs(const py::object& given, double pixel_size, const py::objec
     for (py::ssize_t i = 0; !is_empty && i < runs.shape(0); ++i) {
         const std::int64_t row = runs.at(i, 0), first = runs.at(i, 1), last = runs.at(i, 2);
         if (row < 0 || row >= kMostOnSide || first < 0 || last < first || last >= kMostOnSide) {
-            refuse_value("runs: expected 0 <= first column <= last column and a row of at least 0, got (" +
-                         std::to_string(row) + ", " + std::to_string(first) + ", " + std::to_string(last) + ")");
+            refuse_value("runs: expected 0 <= first column <= last column and a row of at least 0, got " +
+                         text_of(array[py::int_(i)].attr("tolist")()));
         }
         mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(first), static_cast<unsigned>(last - first));
         height = std::max(height, static_cast<unsigned>(row) + 1);
@@ -173,6 +175,7 @@ SharedMask from_runs(const py::object& given, double pixel_size, const py::objec
 
 SharedMask from_array(const py::object& given, double pixel_size) {
     if (!py::isinstance<py::array>(given)) refuse_type("array: expected a NumPy array");
+    refuse_masked(given, "array");
     const auto array = py::reinterpret_borrow<py::array>(given);
     const char kind = array.dtype().kind();
     if (kind != 'b' && kind != 'u' && kind != 'i') {
