@@ -171,8 +171,8 @@ def analyse(
 ) -> Analysis:
     """All masks of one image, as ``norvane masks`` makes them.
 
-    image: a file, what read() returned, or an array of samples (see prepare()), which says nothing about itself: view
-        and pixel size are to be given.
+    image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size are
+        to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
     side: "left" or "right", the border at which the chest wall lies; else what the file says, else the brighter one.
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
