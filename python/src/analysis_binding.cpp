@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <mutex>
@@ -244,7 +245,15 @@ py::array overlay(Analysis& analysis) {
 }  // namespace
 
 void bind_analysis(py::module_& module) {
-    py::register_exception<Host::Refusal>(module, "Refusal", PyExc_ValueError);
+    // Lives as long as the process, as the translator does.
+    static const auto* const kind = new py::exception<Host::Refusal>(module, "Refusal", PyExc_ValueError);
+    py::register_exception_translator([](std::exception_ptr thrown) {
+        try {
+            if (thrown) std::rethrow_exception(thrown);
+        } catch (const Host::Refusal& refusal) {
+            PyErr_SetObject(kind->ptr(), text_of_file(refusal.what()).ptr());
+        }
+    });
     py::class_<Source, SharedSource>(module, "Source")
         .def_property_readonly("pixels", &samples)
         .def_property_readonly("facts", &facts_of);

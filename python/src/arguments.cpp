@@ -51,8 +51,22 @@ unsigned used_bits_of(const std::optional<long>& used_bits, unsigned held_bits) 
 std::string text_of(const py::handle& object) { return py::str(object); }
 std::string repr_of(const py::handle& object) { return py::repr(object); }
 
+py::str text_of_file(const std::string& name) {
+    PyObject* text = PyUnicode_DecodeFSDefaultAndSize(name.data(), static_cast<py::ssize_t>(name.size()));
+    if (text == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(text);
+}
+std::string name_of_file(const py::handle& text) {
+    PyObject* bytes = nullptr;
+    if (PyUnicode_FSConverter(text.ptr(), static_cast<void*>(&bytes)) == 0) throw py::error_already_set();
+    return py::reinterpret_steal<py::bytes>(bytes);
+}
+
 void refuse_type(const std::string& text) { throw py::type_error(text); }
-void refuse_value(const std::string& text) { throw py::value_error(text); }
+void refuse_value(const std::string& text) {
+    PyErr_SetObject(PyExc_ValueError, text_of_file(text).ptr());  // value_error would have it UTF-8
+    throw py::error_already_set();
+}
 
 void refuse_masked(const py::handle& array, const char* name) {
     if (!py::isinstance(array, py::module_::import("numpy.ma").attr("MaskedArray"))) return;

@@ -21,6 +21,10 @@ namespace py = pybind11;
 [[nodiscard]] std::string text_of(const py::handle& object);
 [[nodiscard]] std::string repr_of(const py::handle& object);
 
+/// Names of files, and sentences that hold some, as Python has them: they need not be UTF-8.
+[[nodiscard]] py::str text_of_file(const std::string& name);
+[[nodiscard]] std::string name_of_file(const py::handle& text);
+
 [[noreturn]] void refuse_type(const std::string& text);
 [[noreturn]] void refuse_value(const std::string& text);
 

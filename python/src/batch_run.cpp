@@ -31,25 +31,13 @@ using Host::ImageRecord;
 using Host::Input;
 using Host::MasksOptions;
 
-// Names of files need not be UTF-8.
-py::str text_of_file(const std::string& name) {
-    PyObject* text = PyUnicode_DecodeFSDefaultAndSize(name.data(), static_cast<py::ssize_t>(name.size()));
-    if (text == nullptr) throw py::error_already_set();
-    return py::reinterpret_steal<py::str>(text);
-}
-std::string name_of_file(const py::handle& text) {
-    PyObject* bytes = nullptr;
-    if (PyUnicode_FSConverter(text.ptr(), static_cast<void*>(&bytes)) == 0) throw py::error_already_set();
-    return py::reinterpret_steal<py::bytes>(bytes);
-}
-
 py::tuple tuple_of(const Input& input) {
-    return py::make_tuple(text_of_file(input.file), text_of_file(input.base.string()), input.refusal,
+    return py::make_tuple(text_of_file(input.file), text_of_file(input.base.string()), text_of_file(input.refusal),
                           text_of_file(input.name), input.is_named);
 }
 Input input_of(const py::tuple& fields) {
     if (fields.size() != 5) refuse_type("an input has five fields");
-    return {name_of_file(fields[0]), name_of_file(fields[1]), fields[2].cast<std::string>(), name_of_file(fields[3]),
+    return {name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
             fields[4].cast<bool>()};
 }
 
@@ -143,12 +131,17 @@ public:
         return dict_of(outcome.record);
     }
 
-    [[nodiscard]] std::vector<std::string> write_run_files(const std::vector<py::dict>& rows) const {
+    [[nodiscard]] py::list write_run_files(const std::vector<py::dict>& rows) const {
         std::vector<ImageRecord> records;
         records.reserve(rows.size());
         for (const py::dict& row : rows) records.push_back(record_from(row));
-        const py::gil_scoped_release others_go_on;
-        return Host::write_run_files(options, records, leftovers);
+        const std::vector<std::string> complaints = [&] {
+            const py::gil_scoped_release others_go_on;
+            return Host::write_run_files(options, records, leftovers);
+        }();
+        py::list sentences;
+        for (const std::string& complaint : complaints) sentences.append(text_of_file(complaint));
+        return sentences;
     }
 
 private:

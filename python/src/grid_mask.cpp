@@ -306,10 +306,12 @@ void bind_mask(py::module_& module) {
         .def("to_coco", &to_coco, kCocoText)
         .def("centroid", &centroid, "Median column and row, or None for an empty mask.")
         .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none(), kContainsText)
-        .def("__and__", set(SetOperation::kBoth), py::is_operator(), "What belongs to both. ValueError: other grid.")
-        .def("__or__", set(SetOperation::kEither), py::is_operator(), "What belongs to either. ValueError: other grid.")
+        .def("__and__", set(SetOperation::kBoth), py::is_operator(),
+             "What belongs to both. ValueError: other pixel size.")
+        .def("__or__", set(SetOperation::kEither), py::is_operator(),
+             "What belongs to either. ValueError: other pixel size.")
         .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator(),
-             "What belongs to the first alone. ValueError: other grid.")
+             "What belongs to the first alone. ValueError: other pixel size.")
         .def("__eq__", &is_equal, py::is_operator())
         .def("__repr__", &describe)
         .def("_repr_png_", &png)

@@ -100,6 +100,12 @@ def test_arguments_of_a_run_are_the_programs(tmp_path):
     with pytest.raises(norvane.Refusal):
         _batch.Run(["--manifest", "there is none"])
     odd = os.fsdecode(b"no \xff such.png")  # a name that is not UTF-8
+    refusal = norvane.analyse(odd).refusal
+    with pytest.raises(norvane.Refusal) as refused:
+        norvane.read(odd)
+    assert odd in refusal and str(refused.value) == refusal
+    with pytest.raises(ValueError, match=odd):
+        _batch.Run(["x.png", "--view", odd])
     run = _batch.Run([odd, "--out-dir", tmp_path / "out"])
     assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
     assert len(made_by_module(tmp_path / "out", run)) == len(rows_of(tmp_path / "out")) == 1
