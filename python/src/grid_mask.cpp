@@ -210,8 +210,18 @@ py::object png(const GridMask& mask) {
     return py::bytes(Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions));
 }
 
-py::tuple state_of(const GridMask& mask) {
-    return py::make_tuple(runs_of(mask), own_pixel_size(mask), py::make_tuple(mask.height, mask.width));
+// How a pickle makes it anew: from_runs() of the class, which is no function that a pickle could name.
+py::tuple made_by(const GridMask& mask) {
+    const py::object call = py::module_::import("operator")
+                                .attr("methodcaller")("from_runs", runs_of(mask), own_pixel_size(mask),
+                                                      py::make_tuple(mask.height, mask.width));
+    return py::make_tuple(call, py::make_tuple(py::type::of<GridMask>()));
+}
+
+// Without it, __new__() gives an object whose mask was never made.
+PyObject* refuse_new(PyTypeObject* /*type*/, PyObject* /*arguments*/, PyObject* /*by_name*/) {
+    PyErr_SetString(PyExc_TypeError, "a Mask is made by from_runs() or from_array()");
+    return nullptr;
 }
 
 constexpr const char* kClassText =
@@ -289,7 +299,8 @@ void bind_mask(py::module_& module) {
     const auto set = [](SetOperation operation) {
         return [operation](const GridMask& a, const GridMask& b) { return combined(operation, a, b); };
     };
-    py::class_<GridMask, std::shared_ptr<GridMask>>(module, "Mask", kClassText)
+    py::class_<GridMask, std::shared_ptr<GridMask>> mask_class(module, "Mask", kClassText);
+    mask_class
         .def_static("from_runs", &from_runs, py::arg("runs"), py::arg("pixel_size"), py::arg("shape") = py::none(),
                     kFromRunsText)
         .def_static("from_array", &from_array, py::arg("array"), py::arg("pixel_size"), kFromArrayText)
@@ -315,8 +326,8 @@ void bind_mask(py::module_& module) {
         .def("__eq__", &is_equal, py::is_operator())
         .def("__repr__", &describe)
         .def("_repr_png_", &png)
-        .def(py::pickle(&state_of,
-                        [](const py::tuple& state) { return from_runs(state[0], state[1].cast<double>(), state[2]); }));
+        .def("__reduce__", &made_by);
+    reinterpret_cast<PyTypeObject*>(mask_class.ptr())->tp_new = &refuse_new;
 }
 
 }  // namespace Norvane::Python

@@ -230,6 +230,9 @@ def test_what_is_no_mask_is_refused():
     for call, error in (
         (lambda: mask & coarse, ValueError),
         (lambda: mask & 3, TypeError),
+        (Mask, TypeError),
+        (lambda: Mask.__new__(Mask), TypeError),
+        (lambda: object.__new__(type("Own", (Mask,), {})), TypeError),
         (lambda: Mask.from_runs([[1, 5, 4]], 228.0), ValueError),
         (lambda: Mask.from_runs([[-1, 5, 6]], 228.0), ValueError),
         (lambda: Mask.from_runs([[1, 5]], 228.0), ValueError),
