@@ -49,8 +49,8 @@ def test_breast_and_muscle_are_found_where_they_lie(film, prepared):
     assert breast.contour.shape == (720, 2) and breast.contour.dtype == np.int32
     muscle = norvane.pect_mask(prepared, breast["breast"], frame=frame, **LEFT_MLO)
     assert muscle.status is MASK_STATUS.MASK_OK
-    for mask in (frame, breast["breast"]):
-        mask.contains(3, 3, 70.0)  # leaves no trace
+    assert frame.contains(394, 526) and frame.contains(1283, 1713, 70.0)  # leaves no trace in the frame
+    assert norvane.full_mask(prepared, frame=frame, **LEFT_MLO).masks == full.masks
     by_hand = Mask.from_array(breast["breast"].to_array(), 228.0)  # the image has 227.9989
     for mask in (breast["breast"], by_hand):
         assert norvane.pect_mask(prepared, mask, frame=frame, **LEFT_MLO).masks == muscle.masks
