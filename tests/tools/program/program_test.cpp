@@ -203,11 +203,13 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
         EXPECT_EQ("", refused.out);
         EXPECT_THAT(folder.names("out"), ElementsAre("report.html", "summary.csv", "summary.ndjson")) << bad.message;
     }
-    const ProgramRun mixed = run_masks(folder.path("out"), {tiny, exam, "--view", "mlo", "--pixel-size", "220",
-                                                            "--fast", "--results", "json,overlay"});
+    const std::string odd = folder.path("caf\xe9.png");  // no UTF-8; it is shown in the picture
+    std::filesystem::copy_file(exam, odd);
+    const ProgramRun mixed = run_masks(
+        folder.path("out"), {tiny, odd, "--view", "mlo", "--pixel-size", "220", "--fast", "--results", "json,overlay"});
     EXPECT_EQ(1, mixed.code);
-    EXPECT_THAT(mixed.out, StartsWith(exam + ": status "));
-    EXPECT_THAT(folder.names("out"), ElementsAre("exam.done", "exam.json", "exam.overlay.png", "report.html",
+    EXPECT_THAT(mixed.out, StartsWith(odd + ": status "));
+    EXPECT_THAT(folder.names("out"), ElementsAre("caf\xe9.done", "caf\xe9.json", "caf\xe9.overlay.png", "report.html",
                                                  "summary.csv", "summary.ndjson"));
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 namespace Norvane::Host {
@@ -86,7 +87,15 @@ private:
 // File names are bytes; what is no UTF-8 in them is shown as a question mark.
 std::string shown_text(const std::string& text) {
     using Json = nlohmann::json;
-    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+    const auto whole = Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // few fonts have it
+    std::string shown;
+    for (std::size_t at = 0; at < whole.size();) {
+        const bool is_replaced = whole.compare(at, kReplacement.size(), kReplacement) == 0;
+        shown += is_replaced ? '?' : whole[at];
+        at += is_replaced ? kReplacement.size() : 1;
+    }
+    return shown;
 }
 
 void draw_panel(cairo_t* c, double x, const MasksResult& masks, const std::string& title,
