@@ -3,7 +3,6 @@
 /// before, or one object in several roles. The loops with and without wide registers must answer the same.
 #include "hostile_image.h"
 
-#include "model/wide_vectors.h"
 #include "support/builders.h"
 
 namespace Norvane::Fuzz {
@@ -91,10 +90,6 @@ Answers call(std::span<const std::uint8_t> bytes) {
 }  // namespace Norvane::Fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace Norvane;
-    baseline_only = false;
-    const Fuzz::Answers wide = Fuzz::call({data, size});
-    baseline_only = size % 4 == 0;  // each in its turn would take twice the time
-    if (baseline_only) Fuzz::require(wide == Fuzz::call({data, size}), "wide and baseline loops agree");
+    Norvane::Fuzz::run_both_forms({data, size}, Norvane::Fuzz::call);
     return 0;
 }

@@ -4,6 +4,8 @@
 
 #include "input.h"
 
+#include "model/wide_vectors.h"
+
 #include <norvane/norvane.h>
 
 #include <memory>
@@ -26,6 +28,15 @@ private:
     std::vector<unsigned char> pixels;  // before the image: it may refer to them
     std::unique_ptr<Image> image;
 };
+
+/// Runs a target's calls with the wide inner loops and, for one input in four, without: both answer the same.
+template <class Calls>
+void run_both_forms(std::span<const std::uint8_t> bytes, const Calls& calls) {
+    baseline_only = false;
+    const auto wide = calls(bytes);
+    baseline_only = bytes.size() % 4 == 0;  // each in its turn would take twice the time
+    if (baseline_only) require(wide == calls(bytes), "wide and baseline loops agree");
+}
 
 [[nodiscard]] Masking::Params params_of(Input& input, std::vector<int>& contour);
 

@@ -2,7 +2,6 @@
 /// PrepareImage() over images of any make. The loops with and without wide registers must answer the same.
 #include "hostile_image.h"
 
-#include "model/wide_vectors.h"
 #include "support/builders.h"
 
 namespace Norvane::Fuzz {
@@ -52,10 +51,6 @@ Prepared prepare(std::span<const std::uint8_t> bytes) {
 }  // namespace Norvane::Fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace Norvane;
-    baseline_only = false;
-    const Fuzz::Prepared wide = Fuzz::prepare({data, size});
-    baseline_only = size % 4 == 0;  // each in its turn would take twice the time
-    if (baseline_only) Fuzz::require(wide == Fuzz::prepare({data, size}), "wide and baseline loops agree");
+    Norvane::Fuzz::run_both_forms({data, size}, Norvane::Fuzz::prepare);
     return 0;
 }

@@ -74,7 +74,7 @@ void change_shape(Host& h) {
     h.hash.add(*h.image);
 }
 
-/// One number for some dozen calls, in an order that the seed draws.
+/// Calls several operations in random order and answers what they gave as a hash.
 std::uint64_t results_of(unsigned seed) {
     constexpr void (*kCalls[])(Host&) = {prepare,     find_frame, find_breast, find_all,
                                          find_muscle, combine,    change_shape};
