@@ -31,12 +31,13 @@ bool cannot_be_searched(const Mask* mask) {
            mask->GetMaxY() <= mask->GetMinY() || !(mask->GetPixelSize() > 0.0F);
 }
 
-void add_columns(Mask& mask, std::int64_t row, std::int64_t first, std::int64_t last) {
-    mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(first), static_cast<unsigned>(last - first));
+void add_columns(Mask& mask, unsigned row, std::int64_t first, std::int64_t last) {
+    mask.AddSegment(row, static_cast<unsigned>(first), static_cast<unsigned>(last - first));
 }
 
 void fill_box(const Box& box, Mask& out) {
-    for (std::int64_t y = box.top; y <= box.bottom; ++y) add_columns(out, y, box.left, box.right);
+    for (std::int64_t y = box.top; y <= box.bottom; ++y)
+        add_columns(out, static_cast<unsigned>(y), box.left, box.right);
 }
 
 /// From the breast's far edge to the frame's edge at the chest wall, from the frame's top on. The breast's last row
@@ -45,13 +46,14 @@ void fill_up_to_frame(const Box& breast, const Mask& frame, IMAGE_SIDE side, Mas
     MaskReader rows(frame);
     const auto top = std::min(static_cast<unsigned>(breast.top), frame.GetMinY());
     for (auto y = rows.next_row(top); std::cmp_less(y, breast.bottom); y = rows.next_row(y + 1)) {
-        const auto runs = rows.row(static_cast<unsigned>(y));
+        const auto row = static_cast<unsigned>(y);
+        const auto runs = rows.row(row);
         if (side == SIDE_CHEST_LEFT) {
             const std::int64_t wall = runs.front().first;
-            if (breast.right >= wall) add_columns(out, y, wall, breast.right);
+            if (breast.right >= wall) add_columns(out, row, wall, breast.right);
         } else {
             const std::int64_t wall = runs.back().last;
-            if (breast.left < wall) add_columns(out, y, breast.left, wall);
+            if (breast.left < wall) add_columns(out, row, breast.left, wall);
         }
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/dicom_fragments.h"
 
+#include "reading/little_endian.h"
 #include "reading/refusal.h"
 
 #include <dcmtk/dcmdata/dcpxitem.h>
@@ -58,8 +59,7 @@ std::vector<unsigned> FrameFragments::items_by_offset_table() const {
     std::uint64_t position = 0;
     unsigned item = 1;
     for (std::size_t i = 0; i + 4 <= table.size(); i += 4) {
-        const std::uint64_t offset =
-            table[i] | table[i + 1] << 8U | table[i + 2] << 16U | std::uint64_t{table[i + 3]} << 24U;
+        const std::uint64_t offset = little_endian_32(table, i);
         for (; position < offset && item < sequence->card(); ++item) position += kItemHeader + bytes_of(item).size();
         if (position != offset || item >= sequence->card()) return {};
         starts.push_back(item);

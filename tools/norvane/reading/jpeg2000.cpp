@@ -119,8 +119,8 @@ void decode_jpeg2000(std::span<const std::uint8_t> bytes, unsigned width, unsign
     Decoder decoder(bytes);
     refuse_unfit(decoder.read_header(), width, height);
     const std::span<const OPJ_INT32> samples = decoder.decode();
-    std::transform(samples.begin(), samples.begin() + std::min(samples.size(), words.size()), words.begin(),
-                   [](OPJ_INT32 value) { return static_cast<std::uint16_t>(value); });
+    std::ranges::transform(samples.first(std::min(samples.size(), words.size())), words.begin(),
+                           [](OPJ_INT32 value) { return static_cast<std::uint16_t>(value); });
 }
 
 }  // namespace Norvane::Host

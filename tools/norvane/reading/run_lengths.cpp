@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/run_lengths.h"
 
+#include "reading/little_endian.h"
 #include "reading/refusal.h"
 
 #include <algorithm>
@@ -10,10 +11,6 @@ namespace Norvane::Host {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 64;  // the number of planes and room for 15 starts, 4 bytes each
-
-std::size_t number_at(std::span<const std::uint8_t> bytes, std::size_t at) {
-    return bytes[at] | bytes[at + 1] << 8U | bytes[at + 2] << 16U | std::size_t{bytes[at + 3]} << 24U;
-}
 
 /// Adds a plane, shifted into its place, to the words. Returns how many words it reached.
 std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::span<std::uint16_t> words) {
@@ -43,14 +40,15 @@ std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::
 
 void decode_run_lengths(std::span<const std::uint8_t> bytes, unsigned bytes_per_sample,
                         std::span<std::uint16_t> words) {
-    if (bytes.size() < kHeaderBytes || number_at(bytes, 0) != bytes_per_sample) {
+    if (bytes.size() < kHeaderBytes || little_endian_32(bytes, 0) != bytes_per_sample) {
         throw Refusal("has run lengths that do not fit its samples of " + std::to_string(bytes_per_sample) + " bytes");
     }
+    const auto start_of = [&bytes](unsigned plane) -> std::size_t { return little_endian_32(bytes, 4 + 4 * plane); };
     std::ranges::fill(words, std::uint16_t{0});
     for (unsigned plane = 0; plane < bytes_per_sample; ++plane) {
         const bool is_last = plane + 1 == bytes_per_sample;
-        const std::size_t end = is_last ? bytes.size() : std::min(bytes.size(), number_at(bytes, 8 + 4 * plane));
-        const std::size_t start = std::min(end, number_at(bytes, 4 + 4 * plane));
+        const std::size_t end = is_last ? bytes.size() : std::min(bytes.size(), start_of(plane + 1));
+        const std::size_t start = std::min(end, start_of(plane));
         const unsigned shift = 8 * (bytes_per_sample - 1 - plane);
         const std::size_t reached = add_plane(bytes.subspan(start, end - start), shift, words);
         if (reached == words.size()) continue;
