@@ -46,10 +46,11 @@ int histogram_bins(BG_NOISE noise_class) {
 
 constexpr int kGreyParts = 64;
 
-std::vector<int> histogram_of(Image* image, int bins) {
-    std::vector<int> histogram(static_cast<std::size_t>(bins), 0);
-    Utils::expect_memory(Filter::ComputeHisto(image, histogram.data(), bins));
-    return histogram;
+/// Whether the image could be counted; if not, a line was printed and the counts stay as they are.
+bool count_grey_levels(Image* image, std::span<int> histogram) {
+    const int code = Filter::ComputeHisto(image, histogram.data(), static_cast<int>(histogram.size()));
+    Utils::expect_memory(code);
+    return code == 0;
 }
 
 /// The same counts in 64 parts, of a histogram whose bins divide them.
@@ -96,8 +97,9 @@ static_assert(std::ranges::is_sorted(kThresholdScalings, {}, &ThresholdScaling::
 int Masking::auto_calc_noise_level(Image* image) {
     if (image == nullptr || image->GetBits() != 16) return 0;
     const int bins = histogram_bins(params.bgNoise);
-    const std::vector<int> histogram = histogram_of(image, bins);
-    if (greyParts) greyParts = in_grey_parts(histogram);
+    std::vector<int> histogram(static_cast<std::size_t>(bins));
+    const bool is_counted = count_grey_levels(image, histogram);
+    if (greyParts && is_counted) greyParts = in_grey_parts(histogram);
     const unsigned perimeter = 2 * (image->GetWidth() + image->GetHeight());
     return (bin_above_background(histogram, perimeter, params.bgNoise) * kGreyLevels) / bins;
 }
@@ -123,8 +125,12 @@ void Masking::extract_thresholds(Image* image) {
         1.1F;  // tissue threshold of images of low contrast, as a multiple of the noise level
     if (contourState == nullptr) return;
     ContourState& state = *contourState;
-    std::vector<int> histogram =
-        greyParts && !greyParts->empty() ? std::move(*greyParts) : histogram_of(image, kGreyParts);
+    std::vector<int> histogram(kGreyParts);
+    if (greyParts && !greyParts->empty()) {
+        histogram = std::move(*greyParts);
+    } else {
+        count_grey_levels(image, histogram);
+    }
     state.backgroundLevel = static_cast<unsigned short>(P_BACKGROUND);
     state.tissueMean = find_tissue_mean(image, histogram.data(), kGreyParts);
     state.thresholdScale = threshScale;
