@@ -16,14 +16,6 @@ namespace Norvane::Tests {
 using Points = std::vector<int>;
 using Contour = std::vector<float>;
 
-inline Masking::Params params_for(int side, int view = VIEW_NO_PECT, BG_NOISE noise = BG_AUTO) {
-    Masking::Params p;
-    p.side = static_cast<IMAGE_SIDE>(side);
-    p.view = static_cast<IMAGE_VIEW>(view);
-    p.bgNoise = noise;
-    return p;
-}
-
 struct OpenContour : OpenMasking {
     using Masking::borderFactor;
     using Masking::chestWallRatioLimit;

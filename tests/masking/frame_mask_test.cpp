@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Frame masks end to end, and the field of an image as four numbers.
-#include "model/mask_reader.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -11,16 +10,6 @@
 namespace Norvane::Tests {
 namespace {
 
-using Status = Masking::MASK_STATUS;
-
-Masking::Params params_for(IMAGE_SIDE side, BG_NOISE noise = BG_AUTO, IMAGE_VIEW view = VIEW_NO_PECT) {
-    Masking::Params p;
-    p.side = side;
-    p.view = view;
-    p.bgNoise = noise;
-    return p;
-}
-
 std::array<int, 4> bounds_of(Mask mask) {
     mask.SetTargetPixelSize(0.0F);
     return {static_cast<int>(mask.GetMinX()), static_cast<int>(mask.GetMaxX()), static_cast<int>(mask.GetMinY()),
@@ -28,35 +17,28 @@ std::array<int, 4> bounds_of(Mask mask) {
 }
 
 TEST(FrameMask, RefusalsLeaveTheMaskAlone) {
-    struct Refusal {
-        const char* what;
-        float pixel_size;
-        IMAGE_SIDE side;
-        Status expected;
-    };
-    const Refusal cases[] = {
-        {"coarser by more than 10 %", 250.8F, SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
-        {"finer by more than 10 %", 205.2F, SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
-        {"not a number", std::numeric_limits<float>::quiet_NaN(), SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE},
-        {"the side is looked at first", 250.8F, SIDE_UNDEFINED, Masking::MASK_NO_SIDE},
-    };
-    for (const Refusal& c : cases) {
+    const auto check = [](const char* what, Image* image, int side, Masking::MASK_STATUS expected) {
         Mask frame = mask_of({{1, 2, 3}}), *out = &frame;
-        EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50, nullptr, c.pixel_size).get(), params_for(c.side), out),
-                  c.expected)
-            << c.what;
-        EXPECT_EQ(runs_of(frame), runs_of(mask_of({{1, 2, 3}}))) << c.what;
+        EXPECT_EQ(NvGenerateFrameMask(image, params_for(side), out), expected) << what;
+        EXPECT_EQ(runs_of(frame) == runs_of(mask_of({{1, 2, 3}})), expected != Masking::MASK_OK) << what;
+    };
+    const auto image = grey_image(50, 50);
+    for (const float size : {250.8F, 205.2F, std::numeric_limits<float>::quiet_NaN()}) {
+        image->SetPixelSize(size);
+        check("more than 10 % off, or not a number", image.get(), SIDE_CHEST_LEFT, Masking::MASK_BAD_PIXEL_SIZE);
+        check("the side is looked at first", image.get(), SIDE_UNDEFINED, Masking::MASK_NO_SIDE);
     }
-    Mask frame, *out = &frame, *none = nullptr;
-    for (const float size : {250.79F, 205.21F})
-        EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50, nullptr, size).get(), params_for(SIDE_CHEST_LEFT), out),
-                  Masking::MASK_OK);
+    for (const float size : {250.79F, 205.21F}) {
+        image->SetPixelSize(size);
+        check("just within 10 %", image.get(), SIDE_CHEST_LEFT, Masking::MASK_OK);
+    }
     Image bytes(FORMAT_UNSIGNED, 8, 50, 50, true);
     bytes.SetPixelSize(228.0F);
-    EXPECT_EQ(NvGenerateFrameMask(nullptr, params_for(SIDE_CHEST_LEFT), out), Masking::MASK_NO_IMAGE);
-    EXPECT_EQ(NvGenerateFrameMask(&bytes, params_for(SIDE_CHEST_LEFT), out), Masking::MASK_NO_IMAGE);
+    check("no image", nullptr, SIDE_CHEST_LEFT, Masking::MASK_NO_IMAGE);
+    check("8 bits", &bytes, SIDE_CHEST_LEFT, Masking::MASK_NO_IMAGE);
+    Mask* none = nullptr;
     testing::internal::CaptureStdout();
-    EXPECT_EQ(NvGenerateFrameMask(grey_image(50, 50).get(), params_for(SIDE_CHEST_LEFT), none), Masking::MASK_OK);
+    EXPECT_EQ(NvGenerateFrameMask(image.get(), params_for(SIDE_CHEST_LEFT), none), Masking::MASK_OK);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Frame masking fails: 8\n");
 }
 
@@ -89,27 +71,28 @@ TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
     });
     image->SetOffX(1000);
     image->SetOffY(2000);
-    struct Case {
-        IMAGE_SIDE side;
-        IMAGE_VIEW view;
-        bool allowed;
-        std::array<int, 4> field;
-    };
-    // The step search sees the rise between columns 6 and 7 at its centre, column 6 or 7, and rows 4 and 5 likewise.
-    const Case cases[] = {
-        {SIDE_CHEST_LEFT, VIEW_PECT, true, {1007, 1099, 2005, 2079}},
-        {SIDE_CHEST_RIGHT, VIEW_PECT, true, {1000, 1069, 2005, 2079}},
-        {SIDE_CHEST_LEFT, VIEW_NO_PECT, true, {1007, 1099, 2004, 2079}},
-        {SIDE_CHEST_LEFT, VIEW_PECT, false, {1006, 1099, 2004, 2079}},
-    };
-    for (const Case& c : cases) {
+    const auto check = [&](const char* what, int side, int view, bool allowed, const std::array<int, 4>& field) {
         Masking masking;
         Mask frame, *out = &frame;
-        EXPECT_EQ(masking.GenerateFrameMask(image.get(), params_for(c.side, BG_MG, c.view), out, c.allowed),
-                  Masking::MASK_OK);
-        EXPECT_EQ(bounds_of(frame), c.field) << c.side << c.view << c.allowed;
-        EXPECT_EQ(masking.GetBackgroundNoiseLevel(), c.allowed ? 512 : 65535);
-    }
+        const auto params = params_for(side, view, BG_MG);
+        EXPECT_EQ(masking.GenerateFrameMask(image.get(), params, out, allowed), Masking::MASK_OK) << what;
+        EXPECT_EQ(bounds_of(frame), field) << what;
+        EXPECT_EQ(masking.GetBackgroundNoiseLevel(), allowed ? 512 : 65535) << what;
+    };
+    // The step search sees the rise between columns 6 and 7 at its centre, column 6 or 7, and rows 4 and 5 likewise.
+    check("left", SIDE_CHEST_LEFT, VIEW_PECT, true, {1007, 1099, 2005, 2079});
+    check("right", SIDE_CHEST_RIGHT, VIEW_PECT, true, {1000, 1069, 2005, 2079});
+    check("no row with muscle is sought", SIDE_CHEST_LEFT, VIEW_NO_PECT, true, {1007, 1099, 2004, 2079});
+    check("no padding allowed", SIDE_CHEST_LEFT, VIEW_PECT, false, {1006, 1099, 2004, 2079});
+}
+
+std::array<int, 4> padding_field_of(Image& image, int side) {
+    OpenMasking masking;
+    masking.params = params_for(side);
+    masking.params.noiseLevel = 100;  // up to it is padding
+    std::array<int, 4> box{};
+    masking.framemasking_for_pixel_padding_images(&image, box.data());
+    return box;
 }
 
 TEST(PaddingField, IsFoundFromTheChestWall) {
@@ -121,8 +104,6 @@ TEST(PaddingField, IsFoundFromTheChestWall) {
         std::array<int, 4> box;
     };
     const Case cases[] = {
-        {"plain", 1, 2, 2, 60, {2, 59, 5, 45}},
-        {"plain", 0, 2, 2, 60, {0, 57, 5, 45}},
         {"the last column that counts as the wall", 1, 4, 4, 60, {4, 59, 5, 45}},
         {"behind it", 1, 5, 5, 60, {0, 59, 0, 45}},
         {"the last column that counts as the wall", 0, 3, 3, 60, {0, 56, 5, 45}},
@@ -139,38 +120,33 @@ TEST(PaddingField, IsFoundFromTheChestWall) {
         {"no side", 2, 2, 2, 60, {0, 59, 0, 49}},
     };
     for (const Case& c : cases) {
-        OpenMasking masking;
-        masking.params.noiseLevel = 100;
-        masking.params.side = static_cast<IMAGE_SIDE>(c.side);
         const auto image = grey_image(60, 50, [&](unsigned column, unsigned y) {
             const unsigned x = c.side == SIDE_CHEST_RIGHT ? 59 - column : column;
             const bool is_content = x >= (y < 40 ? c.first : c.first_below) && x < 40 && y >= 5 && y < 45;
             return is_content || x >= c.far ? 101U : 100U * (x % 2);
         });
-        std::array<int, 4> box{};
-        masking.framemasking_for_pixel_padding_images(image.get(), box.data());
-        EXPECT_EQ(box, c.box) << c.what << ", side " << c.side;
+        EXPECT_EQ(padding_field_of(*image, c.side), c.box) << c.what << ", side " << c.side;
+    }
+    for (const int side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
+        const unsigned wall = side == SIDE_CHEST_LEFT ? 0 : 4;
+        const auto image = grey_image(5, 3, [&](unsigned x, unsigned y) { return x == wall && y == 0 ? 100U : 101U; });
+        const int column = static_cast<int>(wall);
+        EXPECT_EQ(padding_field_of(*image, side), (std::array{column, column, 0, 1})) << "in the wall's corner alone";
     }
 }
 
 TEST(BinaryField, IsSearchedUpToTheMiddleOfEachSide) {
-    struct Case {
-        std::vector<std::array<unsigned, 2>> set;
-        std::array<int, 4> box;
-    };
-    const Case cases[] = {
-        {{}, {0, 59, 0, 99}},
-        {{{30, 10}}, {0, 30, 10, 99}},
-        {{{29, 10}, {40, 60}}, {29, 40, 10, 62}},
-        {{{5, 50}, {7, 98}}, {5, 59, 0, 99}},
-    };
-    for (const Case& c : cases) {
-        auto image = grey_image(60, 100);
-        for (const auto& [x, y] : c.set) set_grey(*image, x, y, 1);
+    const auto check = [](const std::vector<std::array<unsigned, 2>>& pixels, const std::array<int, 4>& field) {
+        const auto image = grey_image(60, 100);
+        for (const auto& [x, y] : pixels) set_grey(*image, x, y, 1);
         std::array<int, 4> box{};
         OpenMasking().framemasking_for_binary_image(image.get(), box.data());
-        EXPECT_EQ(box, c.box);
-    }
+        EXPECT_EQ(box, field);
+    };
+    check({}, {0, 59, 0, 99});
+    check({{30, 10}}, {0, 30, 10, 99});
+    check({{29, 10}, {40, 60}}, {29, 40, 10, 62});
+    check({{5, 50}, {7, 98}}, {5, 59, 0, 99});
 }
 
 }  // namespace

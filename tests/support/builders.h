@@ -41,6 +41,14 @@ void set_grey(Image& image, unsigned x, unsigned y, unsigned value);
 /// Width x height samples, row by row, padding left out.
 [[nodiscard]] std::vector<std::uint16_t> pixels_of(const Image& image);
 
+[[nodiscard]] inline Masking::Params params_for(int side, int view = VIEW_NO_PECT, BG_NOISE noise = BG_AUTO) {
+    Masking::Params p;
+    p.side = static_cast<IMAGE_SIDE>(side);
+    p.view = static_cast<IMAGE_VIEW>(view);
+    p.bgNoise = noise;
+    return p;
+}
+
 /// A plain bitmap: the slow twin of masks.
 struct Bitmap {
     unsigned width, height;
