@@ -4,22 +4,28 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace Norvane::Tests {
 namespace {
 
-std::unique_ptr<Image> prepared(Image& image, BG_NOISE noise = BG_AUTO, bool resample_first = false,
-                                unsigned short* value = nullptr, unsigned short* limit = nullptr) {
+std::unique_ptr<Image> prepared(Image& image, bool resample_first) {
     float scale = -1.0F;
-    return std::unique_ptr<Image>(PrepareImage(&image, scale, noise, resample_first, nullptr, value, limit));
+    return std::unique_ptr<Image>(PrepareImage(&image, scale, BG_AUTO, resample_first, nullptr, nullptr, nullptr));
+}
+
+/// An image of 5 columns that refers to `pixels`. For 8 bits its rows have 8 of them; those of a copy have 6.
+Image wrapped(std::vector<std::uint16_t>& pixels, int row_bits, unsigned height) {
+    auto* bytes = reinterpret_cast<unsigned char*>(pixels.data());
+    Image image(bytes, FORMAT_UNSIGNED, row_bits, 5, height, 228.0F, true);
+    image.SetBits(16, false);
+    return image;
 }
 
 TEST(PrepareImage, RefusesWhatItCannotScale) {
     float scale = -1.0F;
-    const auto refuses = [&](Image* image) {
-        return PrepareImage(image, scale, BG_AUTO, false, nullptr, nullptr, nullptr) == nullptr;
+    const auto refuses = [&](Image* image, Image* (*resampler)(Image*, float&) = nullptr) {
+        return PrepareImage(image, scale, BG_AUTO, true, resampler, nullptr, nullptr) == nullptr;
     };
     EXPECT_TRUE(refuses(nullptr));
     for (const float size : {228.00002F, 300.0F, 0.0F, -5.0F, std::numeric_limits<float>::quiet_NaN(),
@@ -30,6 +36,7 @@ TEST(PrepareImage, RefusesWhatItCannotScale) {
     none.SetPixelSize(100.0F);
     EXPECT_TRUE(refuses(&bytes));
     EXPECT_TRUE(refuses(&none));
+    EXPECT_TRUE(refuses(grey_image(4, 4).get(), [](Image*, float&) -> Image* { return nullptr; }));
     EXPECT_EQ(scale, -1.0F);
 }
 
@@ -47,148 +54,89 @@ TEST(PrepareImage, BringsTheImageToTheWorkingPixelSize) {
     EXPECT_EQ(result->GetOffX(), 4U);
     EXPECT_EQ(result->GetUsedBits(), 12U);
     for (const unsigned v : pixels_of(*result)) ASSERT_EQ(v, 64000U) << "16000, normalised by 4";
-    auto same = grey_image(9, 5, [](unsigned x, unsigned y) { return x * 7 + y; });
-    same->SetUsedBits(12);
-    EXPECT_EQ(prepared(*same)->GetWidth(), 9U);
 }
 
-struct GreyCase {
-    const char* what;
-    unsigned used_bits;
-    bool inverted;
-    std::vector<unsigned> in, out;
-    unsigned short padding_in, padding_out;
-};
-
-TEST(PrepareImage, MapsGreyLevels) {
-    const GreyCase cases[] = {
-        {"12 bits", 12, false, {0, 100, 4095}, {0, 1600, 65520}, 100, 1600},
-        {"12 bits, normalised by 3", 12, false, {0, 100, 1300}, {0, 4800, 62400}, 100, 4800},
-        {"14 bits", 14, false, {0, 1, 16383}, {0, 4, 65532}, 16383, 65532},
-        {"12 bits inverted: 16 * (65535 - v) modulo 65536", 12, true, {0, 4095, 100}, {65520, 0, 63920}, 4095, 0},
-        {"16 bits are signed", 16, false, {0, 65535, 32768}, {32768, 32767, 0}, 7, 7},
-        {"16 bits inverted", 16, true, {0, 65535, 32768}, {32767, 32768, 65535}, 7, 65528},
-        {"more than 16 bits", 17, false, {5, 6, 7}, {0, 0, 0}, 7, 0},
-        {"the padding product keeps its low bits", 15, false, {5, 6, 7}, {46810, 56172, 65534}, 9, (9 * 9362) & 0xFFFF},
-    };
-    for (const GreyCase& c : cases) {
-        for (const bool resample_first : {false, true}) {
-            auto image = grey_image(4, 1, [&](unsigned x, unsigned) { return c.in[std::min(x, 2U)]; });
-            image->SetUsedBits(c.used_bits);
-            image->SetNeedsInversion(c.inverted);
-            unsigned short value = c.padding_in;
-            const auto result = prepared(*image, BG_AUTO, resample_first, &value);
-            for (unsigned x = 0; x < 3; ++x) EXPECT_EQ(grey(*result, x, 0), c.out[x]) << c.what << ", pixel " << x;
-            EXPECT_EQ(value, c.padding_out) << c.what;
-        }
-    }
-}
-
-TEST(PrepareImage, OneVariableForBothPaddingValuesTakesEveryStepTwice) {
-    auto image = grey_image(4, 1, [](unsigned, unsigned) { return 4094U; });  // 16 when inverted, normalised by 4095
-    image->SetUsedBits(12);
-    image->SetNeedsInversion(true);
-    unsigned short value = 4090;
-    prepared(*image, BG_AUTO, false, &value, &value);
-    const unsigned mapped = (16 * (65535U - 16 * (65535U - 4090U) % 65536)) % 65536;
-    EXPECT_EQ(value, mapped * 4095 % 65536 * 4095 % 65536);
-}
-
-/// A host's own buffer may have more padding columns than rows get here. A shifted copy is without them.
-TEST(PrepareImage, PaddingColumnsThatACopyDoesNotHaveDoNotCount) {
-    const auto lent = [](unsigned row_bits, std::vector<std::uint16_t>& pixels) {
-        auto image = std::make_unique<Image>(FORMAT_UNSIGNED, row_bits, 5, 6, false);
-        image->AlignSize();
-        for (unsigned i = 0; i < image->GetStride() * 6; ++i)  // signed; beyond column 5 white
-            pixels.push_back(static_cast<std::uint16_t>(i % image->GetStride() < 6 ? 0x8000 + 10 * i : 0x7FFF));
-        image->SetBits(16, false);
-        image->SetBuffer(reinterpret_cast<unsigned char*>(pixels.data()));
-        image->SetPixelSize(228.0F);
-        return image;
-    };
-    for (const bool resample_first : {false, true}) {
-        std::vector<std::uint16_t> rows_of_8, rows_of_6;
-        const auto wide = lent(8, rows_of_8), aligned = lent(16, rows_of_6);
-        for (std::size_t y = 0; y < 6; ++y) std::copy_n(&rows_of_8[8 * y], 6, &rows_of_6[6 * y]);
-        EXPECT_EQ(wide->GetStride(), 8U);
-        EXPECT_EQ(pixels_of(*prepared(*wide, BG_AUTO, resample_first)),
-                  pixels_of(*prepared(*aligned, BG_AUTO, resample_first)));
-    }
-}
-
-TEST(PrepareImage, OnlyTheClassWithAMidFloorRaisesDarkPixels) {
-    for (const BG_NOISE noise : {BG_FIXED_MID, BG_AUTO}) {
-        auto image = grey_image(4, 4, [](unsigned x, unsigned) { return x * 1365; });
-        image->SetUsedBits(12);
-        const auto result = prepared(*image, noise);
-        EXPECT_EQ(grey(*result, 0, 0), noise == BG_FIXED_MID ? 10000U : 0U);
-        EXPECT_EQ(grey(*result, 3, 3), 65520U);
-    }
-}
-
-TEST(PrepareImage, ChangesTheSourceOnlyWhereItOwnsItsPixelsAndComesFirst) {
-    std::vector<std::uint16_t> pixels(8 * 8, 100);
-    for (const bool owns : {true, false}) {
-        for (const bool resample_first : {true, false}) {
-            for (const unsigned used_bits : {12U, 16U}) {
-                auto* data = reinterpret_cast<unsigned char*>(pixels.data());
-                Image image(data, FORMAT_UNSIGNED, 16, 8, 8, 100.0F, !owns);
-                image.SetUsedBits(used_bits);
-                prepared(image, BG_AUTO, resample_first);
-                const bool in_place = owns && !resample_first && used_bits != 16;
-                EXPECT_EQ(grey(image, 3, 3) != 100, in_place) << owns << resample_first << used_bits;
-            }
-        }
-    }
-}
-
-bool resampler_called = false;
-Image* halve(Image* image, float& scale) {
-    resampler_called = true;
+Image* resampled_by_host(Image* image, float& scale) {
     scale = 0.5F;
-    auto result = grey_image(image->GetWidth() / 2, image->GetHeight() / 2,
-                             [&](unsigned x, unsigned y) { return grey(*image, 2 * x, 2 * y); });
+    auto result =
+        grey_image(image->GetWidth(), image->GetHeight(), [&](unsigned x, unsigned y) { return grey(*image, x, y); });
     result->MatchSecondaryTo(image);
-    result->SetPixelSize(228.0F);
     return result.release();
 }
-Image* fail(Image*, float&) { return nullptr; }
 
-TEST(PrepareImage, AHostsResamplerIsUsedFirstOrNotAtAll) {
-    auto image = grey_image(
-        8, 8, [](unsigned x, unsigned) { return x == 0 ? 7U : 65535U; }, 114.0F);
-    image->SetUsedBits(16);
-    float scale = 0.0F;
-    std::unique_ptr<Image> result(PrepareImage(image.get(), scale, BG_AUTO, true, halve, nullptr, nullptr));
-    EXPECT_TRUE(resampler_called);
-    EXPECT_EQ(scale, 0.5F);
-    EXPECT_EQ(grey(*result, 0, 0), 7U) << "nothing is shifted";
-    resampler_called = false;
-    result.reset(PrepareImage(image.get(), scale, BG_AUTO, false, halve, nullptr, nullptr));
-    EXPECT_FALSE(resampler_called);
-    EXPECT_EQ(result->GetWidth(), 4U);
-    EXPECT_EQ(PrepareImage(image.get(), scale, BG_AUTO, true, fail, nullptr, nullptr), nullptr);
+/// Pixels and padding values by themselves, at the working pixel size.
+TEST(PrepareImage, MapsGreyLevels) {
+    Random random(6);
+    for (int round = 0; round < 600; ++round) {
+        SCOPED_TRACE(round);
+        const bool owns = random.chance(2), inverted = random.chance(2), first = random.chance(2);
+        const bool has_host = random.chance(3), is_floored = random.chance(3), shares = random.chance(3);
+        const unsigned used_bits = random.chance(3) ? 16 : 8 + random.below(10), end = 65536U >> random.below(9);
+        std::vector<std::uint16_t> pixels(6 * 4), whitened, expected;
+        for (std::uint16_t& v : pixels) v = static_cast<std::uint16_t>(random.below(end));
+        Image image(reinterpret_cast<unsigned char*>(pixels.data()), FORMAT_UNSIGNED, 16, 6, 4, 228.0F, !owns);
+        image.SetUsedBits(used_bits);
+        image.SetNeedsInversion(inverted);
+
+        const bool is_signed = used_bits == 16 && !has_host;  // nothing is shifted for a host's resampler
+        const auto level = [&](unsigned v) {
+            return used_bits > 16 ? 0 : ((inverted ? 65535 - v : v) << (16 - used_bits)) % 65536;
+        };
+        for (const unsigned v : pixels)
+            whitened.push_back(static_cast<std::uint16_t>(level(is_signed ? v ^ 32768 : v)));
+        const unsigned brightest = std::ranges::max(whitened), factor = brightest == 0 ? 1 : 65535 / brightest;
+        for (std::uint16_t& v : whitened) v = static_cast<std::uint16_t>(v * factor);
+        for (const std::uint16_t v : whitened) expected.push_back(is_floored ? std::max<std::uint16_t>(v, 10000) : v);
+
+        unsigned short value = static_cast<unsigned short>(random.below(65536)), limit = 1000;
+        // One variable for both padding values takes every step twice.
+        const unsigned mapped = shares ? level(level(value)) * factor % 65536 * factor : level(value) * factor;
+        const std::vector<std::uint16_t> changed = owns && !first && !is_signed ? whitened : pixels;
+        float scale = -1.0F;
+        const std::unique_ptr<Image> result(PrepareImage(&image, scale, is_floored ? BG_FIXED_MID : BG_AUTO, first,
+                                                         has_host ? resampled_by_host : nullptr, &value,
+                                                         shares ? &value : &limit));
+        ASSERT_EQ(pixels_of(*result), expected);
+        ASSERT_EQ(value, mapped % 65536);
+        ASSERT_EQ(limit, shares ? 1000 : level(1000) * factor % 65536);
+        ASSERT_EQ(pixels_of(image), changed) << "in place only where the pixels are the image's own and come first";
+        ASSERT_EQ(scale, first && has_host ? 0.5F : 1.0F) << "a host's resampler is used first or not at all";
+    }
 }
 
-std::vector<unsigned char> lent_pixels;
-template <unsigned Bits>
-Image* lend(Image*, float&) {
-    lent_pixels.assign(4 * 8 * (Bits / 8), 1);
-    auto* image = new Image(lent_pixels.data(), FORMAT_UNSIGNED, 8, 5, 4, 228.0F, true);
-    image->SetBits(Bits, false);  // rows of 8 pixels, of which a copy takes 6
-    return image;
+TEST(PrepareImage, PaddingColumnsThatACopyDoesNotHaveDoNotCount) {
+    std::vector<std::uint16_t> rows_of_8, rows_of_6;
+    for (unsigned i = 0; i < 8 * 6; ++i) {
+        rows_of_8.push_back(static_cast<std::uint16_t>(i % 8 < 6 ? 0x8000 + 10 * i : 0x7FFF));  // signed: white
+        if (i % 8 < 6) rows_of_6.push_back(rows_of_8.back());
+    }
+    Image wide = wrapped(rows_of_8, 8, 6), aligned = wrapped(rows_of_6, 16, 6);
+    EXPECT_EQ(wide.GetStride(), 8U);
+    for (const bool first : {false, true})
+        EXPECT_EQ(pixels_of(*prepared(wide, first)), pixels_of(*prepared(aligned, first)));
 }
-Image* lend_nothing(Image*, float&) { return new Image(nullptr, FORMAT_UNSIGNED, 16, 4, 4, 228.0F, true); }
+
+std::vector<std::uint16_t> lent_pixels(4 * 8, 257);
 
 TEST(PrepareImage, PixelsLentByAResamplerStayAsTheyAre) {
-    auto image = grey_image(4, 4, nullptr, 114.0F);
-    float scale = 0.0F;
-    for (Image* (*resampler)(Image*, float&) : {lend<8>, lend<16>, lend_nothing}) {
+    using Resampler = Image* (*)(Image*, float&);
+    const auto image = grey_image(4, 4, nullptr, 114.0F);
+    const Resampler lend = [](Image*, float&) { return new Image(wrapped(lent_pixels, 8, 4)); };
+    const Resampler lend_bytes = [](Image*, float&) {
+        auto* lent = new Image(wrapped(lent_pixels, 8, 4));
+        lent->SetBits(8, false);
+        return lent;
+    };
+    const Resampler lend_nothing = [](Image*, float&) {
+        return new Image(nullptr, FORMAT_UNSIGNED, 16, 4, 4, 228.0F, true);
+    };
+    for (const Resampler resampler : {lend, lend_bytes, lend_nothing}) {
+        float scale = 0.0F;
         const std::unique_ptr<Image> result(
             PrepareImage(image.get(), scale, BG_AUTO, true, resampler, nullptr, nullptr));
         ASSERT_NE(result, nullptr);
         EXPECT_FALSE(result->GetIsBufferOwner());
-        for (const unsigned v : lent_pixels) EXPECT_EQ(v, 1U);
+        for (const unsigned v : lent_pixels) EXPECT_EQ(v, 257U);
     }
 }
 
