@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace Norvane::Tests {
@@ -28,5 +29,14 @@ struct OpenContour : OpenMasking {
         contourState = new ContourState;
     }
 };
+
+/// First column of the row's first run, last column of its last one.
+inline std::pair<long, long> extent_of(const Mask& field, long row, std::pair<long, long> without_runs) {
+    unsigned count = 0, *pairs = nullptr;
+    field.GetSegments(static_cast<unsigned>(row), count, pairs);
+    if (count != 0) without_runs = {pairs[0], pairs[2 * count - 1]};
+    field.ClearSegments(pairs);
+    return without_runs;
+}
 
 }  // namespace Norvane::Tests

@@ -12,10 +12,7 @@ double write_slowly(const Contour& contour, const OpenContour& m, const Mask& fr
     const bool left = m.params.side == SIDE_CHEST_LEFT, right = m.params.side == SIDE_CHEST_RIGHT;
     double area = 1.0;
     for (long y = std::max(frame.GetMinY() - off_y, 0L); y < frame.GetMaxY() - off_y; ++y) {
-        unsigned count = 0, *pairs = nullptr;
-        frame.GetSegments(static_cast<unsigned>(y), count, pairs);
-        const long first = count == 0 ? 0L : pairs[0], last = count == 0 ? -1L : pairs[2 * count - 1];
-        frame.ClearSegments(pairs);
+        const auto [first, last] = extent_of(frame, y, {0, -1});
         const long dy = y - m.contourState->centreRow;
         const int sy = dy <= 0 ? 1 : -1;
         long start = -1;
@@ -73,35 +70,34 @@ TEST(PlainWriter, EqualsAnEvaluationPixelByPixel) {
 }
 
 TEST(PolygonWriter, PutsThePointsOnTheContourInsideTheImage) {
-    struct Case {
-        int side;
-        unsigned short edge;
-        Points down, across, up;  // points 0, 360 and 719; those at the ends are clamped to the image
-    };
-    for (const Case& c : {Case{1, 0, {0, 60}, {40, 30}, {0, 0}}, Case{0, 99, {99, 0}, {59, 30}, {99, 60}}}) {
-        OpenContour m(c.side);
-        m.contourState->edgeColumn = c.edge;
+    // Points 0, 360 and 719; those at the ends are clamped to the image.
+    const std::array expected{Points{0, 60, 40, 30, 0, 0}, Points{99, 0, 59, 30, 99, 60}};
+    for (const int side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
+        const bool left = side == SIDE_CHEST_LEFT;
+        OpenContour m(side);
+        m.contourState->edgeColumn = left ? 0 : 99;
         m.contourState->centreRow = 30;
         const auto image = grey_image(100, 61);
         image->SetOffX(1000);
         image->SetOffY(2000);
         Contour contour(720, 40.0F), empty;
-        Points points(1440), other(7);
+        Points points(1440), other(7), seen;
         Mask out, polygon;
-        m.params.contourOutput = true;
-        for (Points* list : {&points, &other}) {
+        const auto write = [&](Contour& radii, Image* to, Points* list) {
             m.params.contour = list;
-            EXPECT_EQ(m.write_half_contour_to_mask_opt(contour, &out, nullptr, image.get()), 0.0);
-        }
-        const auto point = [&](std::size_t k) { return Points{points[2 * k] - 1000, points[2 * k + 1] - 2000}; };
-        EXPECT_THAT((std::array{point(0), point(360), point(719)}), testing::ElementsAre(c.down, c.across, c.up));
-        EXPECT_EQ(m.write_half_contour_to_mask_opt(contour, &out, nullptr, nullptr), 0.0);
+            m.params.contourOutput = list != nullptr;
+            return m.write_half_contour_to_mask_opt(radii, &out, nullptr, to);
+        };
+        for (Points* list : {&points, &other}) EXPECT_EQ(write(contour, image.get(), list), 0.0);
+        EXPECT_EQ(write(contour, nullptr, &other), 0.0);
+        for (const std::size_t k : {0U, 360U, 719U})
+            seen.insert(seen.end(), {points[2 * k] - 1000, points[2 * k + 1] - 2000});
+        EXPECT_EQ(seen, expected[left ? 0 : 1]);
         EXPECT_TRUE(other.empty() && runs_of(out).empty());
-        m.params.contourOutput = false;
-        const double area = m.write_half_contour_to_mask_opt(contour, &out, nullptr, image.get());
+        const double area = write(contour, image.get(), nullptr);
         EXPECT_EQ(area, 1.0 + polygon.GenerateFromClosedPolygon(points, nullptr, nullptr));
         EXPECT_EQ(runs_of(out), runs_of(polygon));
-        EXPECT_EQ(m.write_half_contour_to_mask_opt(empty, &out, nullptr, image.get()), 1.0);
+        EXPECT_EQ(write(empty, image.get(), nullptr), 1.0);
     }
 }
 

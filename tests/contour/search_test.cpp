@@ -64,26 +64,21 @@ struct SlowSearch {
     const Image &grey, &search;
     const Mask& field;
     const ContourState& s = *m.contourState;
-    bool left = m.params.side == SIDE_CHEST_LEFT, group = is_padding_class(m.params.bgNoise);
+    bool left = m.params.side == SIDE_CHEST_LEFT;
     long width = grey.GetWidth(), height = grey.GetHeight(), edge = s.edgeColumn, centre = s.centreRow;
     long gate = left ? s.centreColumn : edge - s.centreColumn, far = 2 * width / 3;
 
-    [[nodiscard]] bool muscle(int sign) const { return m.params.view == VIEW_PECT && sign == 1; }
-    /// First column of the row's first and last column of its last run.
-    [[nodiscard]] std::pair<long, long> extent(long row, std::pair<long, long> none) const {
-        unsigned count = 0, *pairs = nullptr;
-        field.GetSegments(static_cast<unsigned>(row), count, pairs);
-        if (count != 0) none = {pairs[0], pairs[2 * count - 1]};
-        field.ClearSegments(pairs);
-        return none;
-    }
-    /// Whether the sample at distance d (squared in the fast form) is tissue.
-    bool sample(Form form, Direction& b, long x, long y, bool raise, bool stops, double d) const {
+    /// Whether the sample at distance d (squared in the fast form) is tissue. `sign`: 1 above the centre row.
+    bool sample(Form form, Direction& b, long x, long y, int sign, double d) const {
         if (b.tolerance == 0) return false;
+        const bool padding = form != Form::kRays && is_padding_class(m.params.bgNoise);
+        const bool muscle = m.params.view == VIEW_PECT && sign == 1;
+        const bool raises = !padding && m.changeThreshold && !muscle;
+        const bool stops = m.gradientThreshold != 0.0F && (!muscle || padding);
         float limit = s.thresholdScale * static_cast<float>(s.tissueMean);
         if (m.params.bgNoise <= 3 || m.params.bgNoise == 9 || !(limit > static_cast<float>(m.backgroundNoiseLevel)))
             limit = static_cast<float>(m.backgroundNoiseLevel + 1);
-        if (raise && (left ? x < s.centreColumn : x > s.centreColumn)) limit *= m.radiusScale;
+        if (raises && (left ? x < s.centreColumn : x > s.centreColumn)) limit *= m.radiusScale;
         const auto column = static_cast<unsigned>(x), row = static_cast<unsigned>(y);
         if (!(static_cast<float>(Tests::grey(search, column, row)) > limit) || (stops && b.h[0] == 0)) {
             --b.tolerance;
@@ -124,9 +119,7 @@ struct SlowSearch {
         for (long y = min_y; y <= max_y; ++y) {
             const long row = y <= centre ? centre - (y - min_y) : y;
             const int sign = row <= centre ? 1 : -1;
-            const bool raise = !group && m.changeThreshold && !muscle(sign);
-            const bool stops = m.gradientThreshold != 0.0F && (!muscle(sign) || group);
-            const auto [first, last] = extent(row, {0, width - 1});
+            const auto [first, last] = extent_of(field, row, {0, width - 1});
             long from = edge, to = left ? std::min(width - 1, last) : first;
             if (fast) {
                 const double span = static_cast<double>(last - first) * static_cast<double>(0.18F);
@@ -141,8 +134,8 @@ struct SlowSearch {
                 const long dx = x - edge, dy = row - centre;
                 const auto squared = static_cast<double>(dx * dx + dy * dy);
                 const double d = fast ? squared : static_cast<double>(static_cast<float>(std::sqrt(squared)));
-                const bool tissue = sample(form, bins[bin(dx, dy, sign, fast, table)], x, row, raise, stops, d);
-                if (tissue) std::tie(lo, hi) = std::pair(std::min(lo, x), std::max(hi, x));
+                if (sample(form, bins[bin(dx, dy, sign, fast, table)], x, row, sign, d))
+                    std::tie(lo, hi) = std::pair(std::min(lo, x), std::max(hi, x));
             }
         }
         Contour radii;
@@ -164,10 +157,8 @@ struct SlowSearch {
                 const long y = centre - sign * static_cast<long>(static_cast<double>(r) * std::sin(a) + 0.5);
                 const long x = edge + (left ? 1 : -1) * static_cast<long>(static_cast<double>(r) * std::cos(a) + 0.5);
                 if (y < min_y || y > max_y || y >= height || x < 0 || x >= width) continue;
-                const auto [first, last] = extent(y, {field.GetMinX(), field.GetMaxX()});
-                if (x < first || x > last) continue;
-                sample(Form::kRays, b, x, y, m.changeThreshold && !muscle(sign),
-                       m.gradientThreshold != 0.0F && !muscle(sign), static_cast<double>(r));
+                const auto [first, last] = extent_of(field, y, {field.GetMinX(), field.GetMaxX()});
+                if (x >= first && x <= last) sample(Form::kRays, b, x, y, sign, static_cast<double>(r));
             }
             contour[static_cast<std::size_t>(left ? (i < 180 ? 540 + i : i - 180) : 539 - i)] = b.radius;
         }
@@ -238,15 +229,12 @@ TEST(ArctangentBins, CrossingsGiveEveryPixelItsOwnBin) {
     for (const int outward : {1, -1}) {
         const ArctangentBins bins(outward);
         for (int dy = -kSide / 2; dy < kSide / 2; ++dy) {
-            int next = 0, differing = 0;
+            int next = 0, wrong = 0;
             bins.visit_runs({0, kSide - 1}, dy, [&](int bin, Depths run) {
-                differing += run.first != next || run.last < run.first ? 1 : 0;
-                next = run.last + 1;
-                for (int depth = run.first; depth <= run.last; ++depth)
-                    differing += bins.bin_at(depth, dy) != bin ? 1 : 0;
+                wrong += run.first != next || run.last < run.first ? 1 : 0;
+                for (; next <= run.last; ++next) wrong += bins.bin_at(next, dy) != bin ? 1 : 0;
             });
-            ASSERT_EQ(next, kSide);
-            ASSERT_EQ(differing, 0) << outward << ' ' << dy;
+            ASSERT_EQ(std::pair(next, wrong), std::pair(kSide, 0)) << outward << ' ' << dy;
         }
     }
 }
@@ -257,9 +245,8 @@ TEST(PolarCentre, LiesOnTheWallEdgeOfTheField) {
         Mask field = mask_of({run});
         const auto expected = side == 2 ? Masking::MASK_NO_SIDE : Masking::MASK_OK;
         EXPECT_EQ(m.find_polar_center(grey_image(120, 61).get(), &field), expected) << why;
-        EXPECT_THAT((Points{m.contourState->centreRow, m.contourState->edgeColumn, m.contourState->centreColumn}),
-                    testing::ElementsAre(30, edge, centre))
-            << why;
+        const ContourState& s = *m.contourState;
+        EXPECT_EQ((Points{s.centreRow, s.edgeColumn, s.centreColumn}), (Points{30, edge, centre})) << why;
     };
     check("from the field", 1, {30, 0, 99}, 0, 10);
     check("from the field", 0, {30, 0, 99}, 99, 89);
@@ -272,14 +259,14 @@ TEST(PolarCentre, LiesOnTheWallEdgeOfTheField) {
 
 TEST(HostileArguments, ReadAndWriteNothingOutside) {
     Random random(7);
+    const auto anything = [&] { return random.chance(5) ? random.below(0xFFFFFFFF) : random.below(80); };
     for (int round = 0; round < 300; ++round) {
         Scene s(random);
         OpenContour& m = s.masking;
         Image *grey = s.grey.get(), *search = s.search.get();
-        const auto anything = [&] { return random.chance(5) ? random.below(0xFFFFFFFF) : random.below(80); };
         for (unsigned i = random.below(3); i-- > 0;) s.field.AddSegment(anything(), anything(), random.below(90));
-        for (unsigned short* v :
-             {&m.contourState->edgeColumn, &m.contourState->centreRow, &m.contourState->centreColumn})
+        ContourState& state = *m.contourState;
+        for (unsigned short* v : {&state.edgeColumn, &state.centreRow, &state.centreColumn})
             *v = static_cast<unsigned short>(anything());
         m.params.side = static_cast<IMAGE_SIDE>(random.between(-1, 2));
         if (random.chance(8)) s.field.Clear();
