@@ -89,20 +89,20 @@ TEST(FrameSteps, OnlyMaximaAcrossOrAlongAnEdgeStayAndNoIsolatedOnes) {
 }
 
 /// The last edge of a row that is still frame, or the coarse depth.
-int depth_slowly(const Image& edges, const Image& strip, int coarse) {
+int depth_slowly(const Image& edges, const Image& strip, int coarse, int y) {
     const int width = static_cast<int>(strip.GetWidth());
     const auto moments = [&](int first, int end) {
         Moments m;
-        for (int x = first; x < end; ++x) m.add(at(strip, x, 0));
+        for (int x = first; x < end; ++x) m.add(at(strip, x, y));
         return m;
     };
     int start = 0;
-    while (start < 7 && (start >= width || at(strip, start, 0) < 39320)) ++start;
+    while (start < 7 && (start >= width || at(strip, start, y) < 39320)) ++start;
     const double reference = start < coarse ? moments(start, std::min(coarse, width)).mean() : 0.0;
     start = std::max(start, coarse);
     int depth = coarse;
     for (int x = start + 2; x < width; ++x) {
-        if (at(edges, x, 0) <= 2600) continue;
+        if (at(edges, x, y) <= 2600) continue;
         const Moments all = moments(start, x), local = moments(std::max(x - 5, start), x);
         if ((all.n - 1) * all.variance() / 6760000.0 > 90.0 || (all.mean() - reference) / 2600.0 < -0.741) break;
         if (all.variance() < 1.0 && all.mean() > 58981.0) {
@@ -139,7 +139,7 @@ TEST(FrameSteps, DepthsFollowThePlainScan) {
             image_of(width, 1, [&](int, int) { return random.chance(one_in) ? 2601 : random.between(2599, 2600); });
         std::vector<int> depth(1);  // a single entry is not smoothed
         FrameDetector(true).DepthProfile(edges.get(), strip.get(), coarse, 0, 0, depth);
-        ASSERT_EQ(depth[0], depth_slowly(*edges, *strip, coarse)) << round;
+        ASSERT_EQ(depth[0], depth_slowly(*edges, *strip, coarse, 0)) << round;
         moved += depth[0] != coarse ? 1 : 0;
     }
     EXPECT_GT(moved, 50);
@@ -261,18 +261,15 @@ struct SlowBorder {
                (!is_deep || outer.mean() / maxima.mean() >= 0.75);
     }
 
-    /// The depths of the frame, entry by entry of the window turned so that the border is its column 0. The steps are
-    /// those that are tested above.
+    /// The depths of the frame, entry by entry of the window turned so that the border is its column 0.
     [[nodiscard]] std::vector<int> depths(int coarse, int first, int last) const {
         const auto strip = image_of(lines, length, [&](int d, int i) {
             return level(*window, is_near ? d : lines - 1 - d, border == FRAME_TOP ? length - 1 - i : i);
         });
-        Image thin(strip.get(), true);
-        FrameDetector detector(true);
-        detector.SuppressNonMaxima(edges_slowly(*strip, FRAME_LEFT).get(), strip.get(), &thin);
-        std::vector<int> depth(static_cast<std::size_t>(length));
-        detector.DepthProfile(&thin, strip.get(), coarse, first, last, depth);
-        return depth;
+        const auto edges = thinned_slowly(*edges_slowly(*strip, FRAME_LEFT));
+        std::vector<int> depth(static_cast<std::size_t>(length), coarse);
+        for (int i = first; i <= last; ++i) at(depth, i) = depth_slowly(*edges, *strip, coarse, i);
+        return smoothed_slowly(depth, first, last);
     }
 
     /// The rows that the frame takes at the top or the bottom, by column of the image: from the innermost column of the
