@@ -2,7 +2,7 @@
 #include "contour_fixture.h"
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace Norvane::Tests {
 namespace {
@@ -88,16 +88,15 @@ TEST(ContourFile, ShowsTheEndsOfRunsOrThePoints) {
     Mask mask = mask_of(std::vector<RowRun>{{1, 0, 2}, {0, 3, 90}, {77, 1, 1}});
     Points points{3, 1, -1, 0, 4, 0, 0, 2, 1, 0, 1, 0, 2};
     m.params.contour = &points;
-    const auto text_of = [&](Image& picture, Mask* outline) {
+    const auto picture = [&](Image& of, Mask* outline) {
         const std::string name = testing::TempDir() + "contour_picture.pgm";
-        m.save_contour_to_file(name, &picture, outline);
-        std::ostringstream text;
-        text << std::ifstream(name).rdbuf();
-        return text.str();
+        m.save_contour_to_file(name, &of, outline);
+        std::ifstream file(name);
+        return std::string(std::istreambuf_iterator(file), {});
     };
-    EXPECT_EQ(text_of(flat, &mask), "P2\n3\n0\n65535\n");
-    EXPECT_EQ(text_of(image, &mask), "P2\n4\n2\n65535\n65535\t65535\t65535\t0\t\n0\t65535\t0\t65535\t\n");
-    EXPECT_EQ(text_of(image, nullptr), "P2\n4\n2\n65535\n65535\t0\t65535\t65535\t\n65535\t65535\t65535\t0\t\n");
+    EXPECT_EQ(picture(flat, &mask), "P2\n3\n0\n65535\n");
+    EXPECT_EQ(picture(image, &mask), "P2\n4\n2\n65535\n65535\t65535\t65535\t0\t\n0\t65535\t0\t65535\t\n");
+    EXPECT_EQ(picture(image, nullptr), "P2\n4\n2\n65535\n65535\t0\t65535\t65535\t\n65535\t65535\t65535\t0\t\n");
     m.save_contour_to_file(testing::TempDir() + "no/such/folder/x.pgm", &image, nullptr);
     m.save_contour_to_file("x.pgm", nullptr, nullptr);
 }
