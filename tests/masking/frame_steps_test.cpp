@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace Norvane::Tests {
 namespace {
@@ -294,7 +295,8 @@ std::unique_ptr<Image> framed(Random& random, IMAGE_SIDE side) {
     for (int& d : depth) d = random.chance(4) ? 0 : random.between(0, random.chance(3) ? 90 : 30);
     for (int& r : rim) r = random.chance(3) ? random.between(0, 25) : 0;
     if (is_deep) depth[FRAME_TOP] = random.between(55, 85);
-    const int darkest = random.chance(3) ? 39318 : 0;  // of the rims; a frame may begin at 39320
+    // A frame may begin at 39320.
+    const auto rim_levels = random.chance(3) ? std::pair(39318, 39321) : std::pair(0, 19999);
     const int slant = random.chance(2) ? 9999 : random.between(4, 40);
     const int frame_slant = random.chance(3) ? random.between(10, 40) : 9999;
     const int bright = random.between(58000, 64999), uneven = random.between(0, random.chance(4) ? 40000 : 3000);
@@ -306,7 +308,7 @@ std::unique_ptr<Image> framed(Random& random, IMAGE_SIDE side) {
                                    [&](int i) { return at(frame, i) > 0 && from[i] < at(frame, i) + shift; });
     };
     auto image = image_of(width, height, [&](int x, int y) {
-        if (is_in(rim, (x + y) / slant, x, y)) return random.between(darkest, std::max(darkest + 3, 19999));
+        if (is_in(rim, (x + y) / slant, x, y)) return random.between(rim_levels.first, rim_levels.second);
         const int beside = side == SIDE_CHEST_LEFT ? width - 1 - x : x;
         if (!is_in(depth, (beside + y) / frame_slant, x, y) || (x / 8 + y / 8) % gap == 1)
             return dark + random.between(0, noise);
