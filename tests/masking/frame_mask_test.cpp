@@ -43,26 +43,22 @@ TEST(FrameMask, RefusalsLeaveTheMaskAlone) {
 }
 
 TEST(FrameMask, FindsTheFieldInsideAFrame) {
-    struct Case {
-        IMAGE_SIDE side;
-        std::array<unsigned, 4> depth;  // of the bright frame: left, right, top, bottom
-        std::array<int, 4> field;
-    };
-    // Without a frame on the far side 2 cm (88 columns) are taken from it. The far edge is not refined; the refinement
-    // takes row 0 and the last row at least.
-    const Case cases[] = {{SIDE_CHEST_RIGHT, {0, 0, 0, 0}, {88, 399, 1, 498}},
-                          {SIDE_CHEST_LEFT, {10, 60, 30, 40}, {10, 340, 31, 457}}};
-    for (const auto& [side, depth, field] : cases) {
+    // `depth` of the bright frame: left, right, top, bottom.
+    const auto check = [](int side, const std::array<unsigned, 4>& depth, const std::array<int, 4>& field) {
         Random random(21);
-        const auto image = grey_image(400, 500, [&, d = depth](unsigned x, unsigned y) {
-            const bool in_frame = x < d[0] || x >= 400 - d[1] || y < d[2] || y >= 500 - d[3];
+        const auto image = grey_image(400, 500, [&](unsigned x, unsigned y) {
+            const bool in_frame = x < depth[0] || x >= 400 - depth[1] || y < depth[2] || y >= 500 - depth[3];
             return (in_frame ? 62000 : 8000) + random.below(200);
         });
         Mask frame, *out = &frame;
         ASSERT_EQ(NvGenerateFrameMask(image.get(), params_for(side), out), Masking::MASK_OK);
-        EXPECT_EQ(bounds_of(frame), field);
+        EXPECT_EQ(bounds_of(frame), field) << side;
         EXPECT_EQ(frame.GetPixelSize(), 228.0F);
-    }
+    };
+    // Without a frame on the far side 2 cm (88 columns) are taken from it. The far edge is not refined; the refinement
+    // takes row 0 and the last row at least.
+    check(SIDE_CHEST_RIGHT, {0, 0, 0, 0}, {88, 399, 1, 498});
+    check(SIDE_CHEST_LEFT, {10, 60, 30, 40}, {10, 340, 31, 457});
 }
 
 TEST(FrameMask, PaddingFramesFollowTheNoiseLevel) {
@@ -96,37 +92,31 @@ std::array<int, 4> padding_field_of(Image& image, int side) {
 }
 
 TEST(PaddingField, IsFoundFromTheChestWall) {
-    // A 60 x 50 image of padding with content in columns 2 .. 39 of rows 5 .. 44, columns counted from the wall.
-    struct Case {
-        const char* what;
-        int side;
-        unsigned first, first_below, far;  // content begins here, here from row 40 on, and is all that lies beyond
-        std::array<int, 4> box;
-    };
-    const Case cases[] = {
-        {"the last column that counts as the wall", 1, 4, 4, 60, {4, 59, 5, 45}},
-        {"behind it", 1, 5, 5, 60, {0, 59, 0, 45}},
-        {"the last column that counts as the wall", 0, 3, 3, 60, {0, 56, 5, 45}},
-        {"behind it", 0, 4, 4, 60, {0, 59, 0, 45}},
-        {"padding among the last six columns", 1, 2, 2, 55, {2, 54, 5, 45}},
-        {"before them", 1, 2, 2, 54, {2, 59, 5, 45}},
-        {"padding among the last five columns", 0, 2, 2, 56, {4, 57, 5, 45}},
-        {"before them", 0, 2, 2, 55, {0, 57, 5, 45}},
-        {"the last row begins in the near half", 1, 2, 30, 60, {2, 59, 5, 45}},
-        {"and behind it", 1, 2, 31, 60, {2, 59, 5, 40}},
-        {"the last row begins in the near half", 0, 2, 29, 60, {0, 57, 5, 45}},
-        {"and behind it", 0, 2, 30, 60, {0, 57, 5, 40}},
-        {"no padding at all", 1, 2, 2, 0, {0, 59, 0, -1}},
-        {"no side", 2, 2, 2, 60, {0, 59, 0, 49}},
-    };
-    for (const Case& c : cases) {
+    // A 60 x 50 image of padding with content up to column 39 in rows 5 .. 44, columns counted from the wall. Content
+    // begins at column `first`, from row 40 on at `first_below`, and is all that lies from column `far` on.
+    const auto check = [](const char* what, int side, unsigned first, unsigned first_below, unsigned far,
+                          const std::array<int, 4>& box) {
         const auto image = grey_image(60, 50, [&](unsigned column, unsigned y) {
-            const unsigned x = c.side == SIDE_CHEST_RIGHT ? 59 - column : column;
-            const bool is_content = x >= (y < 40 ? c.first : c.first_below) && x < 40 && y >= 5 && y < 45;
-            return is_content || x >= c.far ? 101U : 100U * (x % 2);
+            const unsigned x = side == SIDE_CHEST_RIGHT ? 59 - column : column;
+            const bool is_content = x >= (y < 40 ? first : first_below) && x < 40 && y >= 5 && y < 45;
+            return is_content || x >= far ? 101U : 100U * (x % 2);
         });
-        EXPECT_EQ(padding_field_of(*image, c.side), c.box) << c.what << ", side " << c.side;
-    }
+        EXPECT_EQ(padding_field_of(*image, side), box) << what << ", side " << side;
+    };
+    check("the last column that counts as the wall", 1, 4, 4, 60, {4, 59, 5, 45});
+    check("behind it", 1, 5, 5, 60, {0, 59, 0, 45});
+    check("the last column that counts as the wall", 0, 3, 3, 60, {0, 56, 5, 45});
+    check("behind it", 0, 4, 4, 60, {0, 59, 0, 45});
+    check("padding among the last six columns", 1, 2, 2, 55, {2, 54, 5, 45});
+    check("before them", 1, 2, 2, 54, {2, 59, 5, 45});
+    check("padding among the last five columns", 0, 2, 2, 56, {4, 57, 5, 45});
+    check("before them", 0, 2, 2, 55, {0, 57, 5, 45});
+    check("the last row begins in the near half", 1, 2, 30, 60, {2, 59, 5, 45});
+    check("and behind it", 1, 2, 31, 60, {2, 59, 5, 40});
+    check("the last row begins in the near half", 0, 2, 29, 60, {0, 57, 5, 45});
+    check("and behind it", 0, 2, 30, 60, {0, 57, 5, 40});
+    check("no padding at all", 1, 2, 2, 0, {0, 59, 0, -1});
+    check("no side", 2, 2, 2, 60, {0, 59, 0, 49});
     for (const int side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
         const unsigned wall = side == SIDE_CHEST_LEFT ? 0 : 4;
         const auto image = grey_image(5, 3, [&](unsigned x, unsigned y) { return x == wall && y == 0 ? 100U : 101U; });
