@@ -41,6 +41,7 @@ void set_grey(Image& image, unsigned x, unsigned y, unsigned value);
 /// Width x height samples, row by row, padding left out.
 [[nodiscard]] std::vector<std::uint16_t> pixels_of(const Image& image);
 
+/// Parameters of a call, else the defaults. Side and view may be numbers that have no name.
 [[nodiscard]] inline Masking::Params params_for(int side, int view = VIEW_NO_PECT, BG_NOISE noise = BG_AUTO) {
     Masking::Params p;
     p.side = static_cast<IMAGE_SIDE>(side);
