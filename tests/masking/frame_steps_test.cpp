@@ -128,6 +128,31 @@ int depth_slowly(const Image& edges, const Image& strip, int coarse, int y) {
     return depth;
 }
 
+TEST(FrameSteps, DepthsFollowThePlainScan) {
+    Random random(17);
+    int moved = 0;
+    for (int round = 0; round < 8000; ++round) {
+        const int width = random.between(1, 120), coarse = random.between(0, round % 2 == 0 ? 5 : 40);
+        const int noise = random.chance(4) ? 0 : random.between(0, round % 3 == 0 ? 6000 : 300);
+        const unsigned one_in = 1 + random.below(20);
+        // Stretches that are bright, hardly, no longer or again; holes for the sake of the variance.
+        constexpr std::array kLevels{20000, 39319, 39320, 57000, 58950, 58990, 59200, 61000, 62000, 64000};
+        const bool has_holes = random.chance(4);
+        int level = 0, stretch = 0;
+        const auto strip = image_of(width, 1, [&](int, int) {
+            if (stretch-- == 0) level = kLevels[random.below(10)], stretch = random.between(0, 80);
+            return has_holes && random.chance(8) ? 45000 : std::min(level + random.between(0, noise), 65535);
+        });
+        const auto edges =
+            image_of(width, 1, [&](int, int) { return random.chance(one_in) ? 2601 : random.between(2599, 2600); });
+        std::vector<int> depth(1);  // a single entry is not smoothed
+        FrameDetector(true).DepthProfile(edges.get(), strip.get(), coarse, 0, 0, depth);
+        ASSERT_EQ(depth[0], depth_slowly(*edges, *strip, coarse, 0)) << round;
+        moved += depth[0] != coarse ? 1 : 0;
+    }
+    EXPECT_GT(moved, 500);
+}
+
 /// Outliers among entries first .. last become the mean; then each becomes the mean of the maxima around it, at the
 /// ends of the range its own maximum.
 std::vector<int> smoothed_slowly(std::vector<int> depth, int first, int last) {
@@ -298,12 +323,14 @@ int step_slowly(const Image& image, int border, int depth) {
 /// dark rims outside of them, some slanted.
 std::unique_ptr<Image> framed(Random& random, IMAGE_SIDE side) {
     const bool is_deep = random.chance(8);  // at the top, where a frame so deep must be evenly bright
-    const int width = random.between(40, random.chance(4) ? 440 : 240);
+    const int width = is_deep ? 240 : random.between(40, random.chance(4) ? 440 : 240);
     const int height = is_deep ? 460 : random.between(40, random.chance(4) ? 460 : 200);
     std::array<int, 4> depth, rim;
     for (int& d : depth) d = random.chance(4) ? 0 : random.between(0, random.chance(3) ? 90 : 30);
     for (int& r : rim) r = random.chance(3) ? random.between(0, 25) : 0;
     if (is_deep) depth[FRAME_TOP] = random.between(55, 85);
+    if (random.chance(6))
+        at(depth, side == SIDE_CHEST_LEFT ? 0 : 1) = width / 5 - random.between(0, 5);  // to the window's end
     // A frame may begin at 39320.
     const auto rim_levels = random.chance(3) ? std::pair(39318, 39321) : std::pair(0, 19999);
     const int slant = random.chance(2) ? 9999 : random.between(4, 40);
