@@ -252,7 +252,7 @@ double Masking::write_half_contour_to_mask_opt(std::vector<float>& contour, Mask
     if (params.contourOutput) {
         if (params.contour == nullptr) return 0.0;
         if (params.contour->size() == points.size())
-            *params.contour = std::move(points);
+            std::ranges::copy(points, params.contour->begin());  // the host's storage stays where it is
         else
             params.contour->clear();
         return 0.0;

@@ -77,7 +77,6 @@ Masking::MASK_STATUS Masking::GenerateBreastMask(Image* image, Params callParams
         return judge_contour(breast_masking_by_boundary_tracing(image, breast, frameBox));
     }
     Mask* no_second = nullptr;
-    if (breast == nullptr) return generate_internal(image, frame, breast, no_second);  // says so, and does no more
     GarbageList scratch;
     if (frame == nullptr) frame = make_scratch<Mask>(scratch);
     const MASK_STATUS status = generate_internal(image, frame, breast, no_second);

@@ -69,22 +69,36 @@ TEST(BreastMask, RefusesMissingObjects) {
     Image unusable, *here = image.get();
     const auto given = params_for(SIDE_CHEST_LEFT, VIEW_NO_PECT, BG_GIVEN_LEVEL);
     Mask mask;
-    int box = -7;
+    Mask frame = rectangle(5, 150, 3, 103);
+    int box[4] = {-7};
     testing::internal::CaptureStdout();
     EXPECT_EQ(NvGenerateBreastMask(nullptr, params_for(-1), nullptr, nullptr, nullptr), MASK_NO_IMAGE);
     EXPECT_EQ(NvGenerateFullMask(nullptr, given, nullptr, nullptr, nullptr, nullptr), MASK_NO_IMAGE);
-    EXPECT_EQ(NvGenerateBreastMask(here, params_for(-1), nullptr, nullptr, &box), MASK_NO_MASK);
+    EXPECT_EQ(NvGenerateBreastMask(here, params_for(-1), &frame, nullptr, box), MASK_NO_MASK);
     EXPECT_EQ(NvGenerateFullMask(here, given, nullptr, nullptr, nullptr, nullptr), MASK_NO_MASK);
     const std::string no_mask = "(from generateMask) Initialize TSO.Mask object first!\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "(from GenerateBreastMask) Load an image to generate mask!\n"
               "(from GenerateFullMask) Load an image to generate mask!\n" +
                   no_mask + no_mask);
-    EXPECT_EQ(NvGenerateBreastMask(here, given, nullptr, nullptr, &box), MASK_BOUNDARY_TRACING);
-    EXPECT_EQ(NvGenerateBreastMask(&unusable, given, nullptr, &mask, &box), MASK_NO_IMAGE);
-    EXPECT_EQ(box, -7);
+    EXPECT_THAT(box, testing::ElementsAre(5, 150, 3, 103)) << "the frame is known all the same";
+    box[0] = -7;
+    EXPECT_EQ(NvGenerateBreastMask(here, given, nullptr, nullptr, box), MASK_BOUNDARY_TRACING);
+    EXPECT_EQ(NvGenerateBreastMask(&unusable, given, nullptr, &mask, box), MASK_NO_IMAGE);
+    EXPECT_EQ(box[0], -7);
     EXPECT_EQ(NvGenerateBreastMask(here, params_for(1), nullptr, &mask, nullptr), MASK_OK);
     EXPECT_FALSE(runs_of(mask).empty()) << "no frame and no box given: both made inside";
+}
+
+TEST(BreastMask, SaysOfEachHistogramThatRowsAreOdd) {
+    Image odd(FORMAT_FLOAT, 32U, 301U, 200U, true);
+    odd.SetFormat(FORMAT_UNSIGNED);
+    odd.SetBits(16, false);
+    odd.SetPixelSize(228.0F);
+    Mask frame = rectangle(0, 300, 0, 199), mask;
+    testing::internal::CaptureStdout();
+    NvGenerateBreastMask(&odd, params_for(SIDE_CHEST_LEFT), &frame, &mask, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Input stride wrong\nInput stride wrong\n");
 }
 
 TEST(BreastMask, WarnsOfAPatchedChestWallButNotInTheMediumClass) {
@@ -119,8 +133,10 @@ TEST(BreastMask, ReturnsTheContourAsPoints) {
         EXPECT_EQ(runs_of(b.mask).empty(), !muscle || side < 0) << why << ": the mask";
     };
     Points points(1440), other(10);
+    const int* const storage = points.data();
     check("no points from the plain writer: all 0", 1, false, false, points, MASK_TOO_SMALL);
     check("points instead of the mask", 1, true, false, points, MASK_OK);
+    EXPECT_EQ(points.data(), storage) << "hosts may look at it by address";
     EXPECT_THAT((Points{points[200], points[201], points[720], points[721]}), testing::ElementsAre(64, 337, 151, 200));
     check("with the muscle joined the mask, too", 1, true, true, points, MASK_OK);
     EXPECT_EQ(*std::ranges::min_element(points), 0);
