@@ -3,6 +3,7 @@
 
 #include "imaging/ipl_bridge.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -102,13 +103,6 @@ RowKernel kernel_for(SampleType from, SampleType to) {
 }
 
 SampleType sample_type(const Image& image) { return {image.GetFormat(), image.GetBits()}; }
-
-std::size_t bytes_per_sample(const Image& image) { return (std::size_t{image.GetBits()} + 7) / 8; }
-
-std::size_t row_pitch(const Image& image) {
-    if (image.GetBits() == 1) return (std::size_t{image.GetStride()} + 7) / 8;
-    return image.GetStride() * bytes_per_sample(image);
-}
 
 /// Pixel (x, y), where x is 0 for 1-bit images.
 unsigned char* pixel_address(const Image& image, unsigned x, unsigned y) {

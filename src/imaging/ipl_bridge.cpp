@@ -2,6 +2,7 @@
 #include "imaging/ipl_bridge.h"
 
 #include "imaging/wrapped_image.h"
+#include "model/pixels.h"
 
 #include <cstddef>
 #include <iostream>
@@ -9,13 +10,6 @@
 namespace Norvane::Utils {
 
 namespace {
-
-/// Bytes that a row occupies in the buffer.
-std::size_t row_bytes(const Image& image) {
-    const std::size_t stride = image.GetStride();
-    if (image.GetBits() == 1) return (stride + 7) / 8;
-    return stride * ((std::size_t{image.GetBits()} + 7) / 8);
-}
 
 /// Whether the platform's depth says what the samples really are: IplDepth() answers for every image, also for those
 /// whose rows it would misread.
@@ -72,12 +66,16 @@ int bad_argument(const char* message) {
     return kBadArgument;
 }
 
+int refuse_unaligned_rows(const Image& image) {
+    return row_pitch(image) % Image::ALIGN != 0 ? bad_argument("Input stride wrong") : kSuccess;
+}
+
 WrappedImage::~WrappedImage() {
     if (header) iplDeallocate(header, kHeaderOnly);
 }
 
 int WrappedImage::wrap_source(const Image& image) {
-    if (row_bytes(image) % Image::ALIGN != 0) return bad_argument("Input stride wrong");
+    if (const int code = refuse_unaligned_rows(image)) return code;
     return wrap(image, "Source image allocation failed");
 }
 
@@ -92,7 +90,7 @@ int WrappedImage::wrap(const Image& image, const char* allocation_failure) {
         std::cout << allocation_failure << std::endl;
         return kOutOfMemory;
     }
-    header->image_size = image.GetHeight() * row_bytes(image);
+    header->image_size = image.GetHeight() * row_pitch(image);
     header->data = image.GetBuffer();
     return kSuccess;
 }
@@ -100,7 +98,7 @@ int WrappedImage::wrap(const Image& image, const char* allocation_failure) {
 bool can_hold(const Image& dst, const Image& src) {
     const Image result(&src, false);
     if (result.GetStride() < result.GetWidth()) return false;  // the aligned stride does not fit its 32 bits
-    return result.GetHeight() == 0 || row_bytes(result) <= dst.BufferSize() / result.GetHeight();
+    return result.GetHeight() == 0 || row_pitch(result) <= dst.BufferSize() / result.GetHeight();
 }
 
 }  // namespace Norvane::Utils

@@ -4,6 +4,7 @@
 #include "imaging/ipl_bridge.h"
 #include "imaging/morphological.h"
 #include "model/mask_reader.h"
+#include "model/pixels.h"
 #include "model/scratch.h"
 #include "platform/bit_rows.h"
 
@@ -107,11 +108,6 @@ bool intersect_rows(Mask* a, Mask* b, Mask* out) {
         y = reader_a.next_row(is_shared ? y + 1 : std::min(reader_b.next_row(y + 1), reader_a.next_other_row(y)));
     }
     return true;
-}
-
-std::size_t row_pitch(const Image& image) {
-    const std::size_t stride = image.GetStride(), bits = image.GetBits();
-    return bits == 1 ? (stride + 7) / 8 : stride * (bits / 8);
 }
 
 std::span<unsigned char> row_bytes(const Image& image, std::size_t y) {

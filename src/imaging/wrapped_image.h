@@ -12,6 +12,9 @@ namespace Norvane::Utils {
 /// Prints the message on a line of its own and answers kBadArgument.
 int bad_argument(const char* message);
 
+/// kBadArgument, with a message, where rows do not begin at multiples of Image::ALIGN bytes; else kSuccess.
+[[nodiscard]] int refuse_unaligned_rows(const Image& image);
+
 /// A platform header over the pixels of an Image, padding columns included. Never owns the pixels.
 class WrappedImage {
 public:
@@ -58,7 +61,11 @@ template <class Call>
 /// The common road of the filters that write an image of the source's geometry into the caller's buffer.
 template <class Call>
 [[nodiscard]] int filter_into(const Image& src, Image& dst, Call call) {
-    if (!can_hold(dst, src)) return kBadArgument;
+    if (!can_hold(dst, src)) {
+        // Into itself an image would have been given aligned rows first.
+        const int code = &src != &dst ? refuse_unaligned_rows(src) : kSuccess;
+        return code != kSuccess ? code : kBadArgument;
+    }
     dst.MatchTo(&src, false);
     return call_on(src, dst, call);
 }

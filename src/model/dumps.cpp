@@ -32,9 +32,8 @@ void write_samples(std::ostream& out, const Image& image, char separator) {
 }
 
 void write_bits(std::ostream& out, const Image& image, char separator) {
-    const std::size_t bytes_per_row = (std::size_t{image.GetStride()} + 7) / 8;
     for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        const unsigned char* row = image.GetBuffer() + y * bytes_per_row;
+        const unsigned char* row = image.GetBuffer() + y * row_pitch(image);
         for (unsigned x = 0; x < image.GetWidth(); ++x) out << (row[x / 8] >> (7 - x % 8) & 1) << separator;
         out << '\n';
     }

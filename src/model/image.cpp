@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <norvane/image.h>
 
+#include "model/pixels.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -141,7 +143,8 @@ void Image::AllocNewBuffer(bool realign) {
     const Wide true_bits = Wide{bits} * stride * height;
     const bool stride_wrapped = realign && bits != 0 && stride < width;
     if (true_bits + 7 > 0xFFFFFFFFU || (stride_wrapped && height != 0)) throw std::bad_alloc();
-    buffer = new unsigned char[BufferSize()]();
+    // Rows of whole bytes may need more: rows of 12 bits, or of a number of 1-bit pixels that fills no byte.
+    buffer = new unsigned char[std::max<std::size_t>(BufferSize(), height * row_pitch(*this))]();
     isBufferOwner = true;
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Rows of an Image as spans, so that algorithms index pixels by column and know nothing of strides.
+/// Rows of an Image: where they lie in the buffer, and as spans, so that algorithms index pixels by column and know
+/// nothing of strides.
 #pragma once
 
 #include <norvane/image.h>
@@ -9,6 +10,15 @@
 #include <span>
 
 namespace Norvane {
+
+/// Bytes of a sample; 1 for 1-bit images, whose samples share a byte.
+[[nodiscard]] inline std::size_t bytes_per_sample(const Image& image) { return (std::size_t{image.GetBits()} + 7) / 8; }
+
+/// Bytes from row to row.
+[[nodiscard]] inline std::size_t row_pitch(const Image& image) {
+    const std::size_t stride = image.GetStride();
+    return image.GetBits() == 1 ? (stride + 7) / 8 : stride * bytes_per_sample(image);
+}
 
 /// Row `y` of an image whose samples are of type Sample, padding columns not included. The image must have a buffer.
 template <class Sample>

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 
 namespace Norvane {
 
@@ -310,30 +311,31 @@ void scale_blurred(SourceRows<Sample>& src, const Neighbours& across, const Neig
 
 struct Scaling {
     Ratio x, y;
-    BoxSize box;
+    std::optional<BoxSize> blur;
 };
 
 void scale_image(const IplHeader* src, const IplHeader* dst, const Scaling& scaling, int interpolation,
                  const IplRowMap* row_map = nullptr) {
     run_call([&] {
-        const auto& [x_ratio, y_ratio, box] = scaling;
+        const auto& [x_ratio, y_ratio, blur] = scaling;
         if (!is_described(src) || !is_described(dst) || src->depth != dst->depth || interpolation != 1 ||
             std::min({x_ratio.dst, x_ratio.src, y_ratio.dst, y_ratio.src}) < 1)
             return kIplBadArgument;
         if (is_void(*src)) return kIplBadArgument;  // nothing to repeat outwards
         if (row_map != nullptr && src->depth != kIplDepth16U) return kIplUnsupported;
         return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, float>(
-            src->depth, [&, &ratio_across = x_ratio, &ratio_down = y_ratio, &mask = box]<class Sample>(Sample) {
+            src->depth, [&, &ratio_across = x_ratio, &ratio_down = y_ratio, &box = blur]<class Sample>(Sample) {
                 if (is_void(*dst)) return kIplOk;
                 const StableSource source(*src, *dst);
                 SourceRows<Sample> rows(source.header(), row_map);
                 constexpr bool kIsFinite = std::is_integral_v<Sample>;
                 const Neighbours across(dst->width, ratio_across, src->width, kIsFinite);
                 const Neighbours down(dst->height, ratio_down, src->height, kIsFinite);
-                if (mask.cols * mask.rows == 1)
+                // The mean of one sample is the sample, but for a negative zero.
+                if (!box || (std::is_integral_v<Sample> && box->cols * box->rows == 1))
                     scale<Sample>(PlainRows<Sample>(rows, across), down, *dst);
                 else
-                    scale_blurred<Sample>(rows, across, down, mask, *dst);
+                    scale_blurred<Sample>(rows, across, down, *box, *dst);
                 return kIplOk;
             });
     });
@@ -343,18 +345,18 @@ void scale_image(const IplHeader* src, const IplHeader* dst, const Scaling& scal
 
 void iplZoom(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
              int interpolation) {
-    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {1, 1}}, interpolation);
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, std::nullopt}, interpolation);
 }
 
 void iplDecimate(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
                  int interpolation) {
-    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {1, 1}}, interpolation);
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, std::nullopt}, interpolation);
 }
 
 void iplDecimateBlur(const IplHeader* src, const IplHeader* dst, int x_dst, int x_src, int y_dst, int y_src,
                      int interpolation, int x_mask, int y_mask, const IplRowMap* row_map) {
-    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, {std::max(x_mask, 1), std::max(y_mask, 1)}}, interpolation,
-                row_map);
+    const BoxSize box{std::max(x_mask, 1), std::max(y_mask, 1)};
+    scale_image(src, dst, {{x_dst, x_src}, {y_dst, y_src}, box}, interpolation, row_map);
 }
 
 }  // namespace Norvane
