@@ -63,16 +63,26 @@ inline std::string refusal_of(const std::string& file) {
     }
 }
 
+using Arguments = std::vector<std::string>;
+inline Arguments joined(Arguments all, const Arguments& more) {
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
 struct ProgramRun {
     int code;
     std::string out, err;
 };
-inline ProgramRun run(const std::vector<std::string>& arguments) {
+inline ProgramRun run(const Arguments& arguments) {
     std::vector<const char*> argv{"norvane"};
     for (const std::string& argument : arguments) argv.push_back(argument.c_str());
     std::ostringstream out, err;
     const int code = Host::run_program(static_cast<int>(argv.size()), argv.data(), out, err);
     return {code, out.str(), err.str()};
+}
+/// A phantom without a file header; its pixels are of 220 micrometres.
+inline ProgramRun run_phantom(const std::string& file, const Arguments& options = {}) {
+    return run(joined({"phantom", file, "--width", "750", "--height", "1000", "--pixel-size", "220"}, options));
 }
 
 }  // namespace Norvane::Tests

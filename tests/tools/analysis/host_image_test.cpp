@@ -5,6 +5,7 @@
 #include "analysis/noise_choice.h"
 #include "reading/refusal.h"
 #include "support/builders.h"
+#include "tools/source_images.h"
 
 #include <norvane/norvane.h>
 
@@ -27,64 +28,46 @@ SourceImage source_of(unsigned width, unsigned height, unsigned used_bits, const
     return source;
 }
 
-std::unique_ptr<Image> make_host_image(const SourceImage& source, double pixel_size_um) {
-    return Host::make_host_image(Host::samples_of(source, Host::whole_of(source), pixel_size_um));
-}
 Host::PreparedImage prepare_source(const SourceImage& source, double pixel_size_um) {
     return Host::prepare_source(source, Host::whole_of(source), pixel_size_um);
 }
 
-TEST(HostImage, ImagesOfSixteenUsedBitsGoInWithTheTopBitFlipped) {
-    const auto column = [](unsigned x, unsigned y) { return 1000 * x + y; };
-    const auto image = make_host_image(source_of(4, 3, 16, column), 70.0);
-    EXPECT_EQ(16U, image->GetUsedBits());
-    EXPECT_EQ(70.0F, image->GetPixelSize());
-    EXPECT_EQ(2001U ^ 0x8000U, grey(*image, 2, 1));
-    EXPECT_EQ(2001U, grey(*make_host_image(source_of(4, 3, 12, column), 70.0), 2, 1));
-}
-
-TEST(HostImage, ThePaddingColumnRepeatsTheLastOne) {
-    for (const unsigned bits : {12U, 16U}) {
-        const auto image =
-            make_host_image(source_of(5, 4, bits, [](unsigned x, unsigned y) { return 10 * x + y; }), 70.0);
-        ASSERT_EQ(6U, image->GetStride());
-        const auto* words = reinterpret_cast<const std::uint16_t*>(image->GetBuffer());
-        for (unsigned y = 0; y < 4; ++y) EXPECT_EQ(words[y * 6 + 4], words[y * 6 + 5]) << bits << " bits, row " << y;
-    }
-}
-
-TEST(HostImage, SamplesAreReadInPlaceWhereTheirRowsAreThoseOfTheLibrary) {
-    struct Case {
+// The rows of a box; 16 used bits with the top one flipped; the last column repeated where the library's rows are
+// longer.
+TEST(HostImage, HoldsABoxAndIsNoCopyWhereItsRowsAreThoseOfTheLibrary) {
+    const struct {
         unsigned width, bits;
         Host::SourceBox box;
         bool is_in_place;
-    };
-    for (const Case& c : {Case{36, 12, {0, 0, 36, 33}, true}, Case{36, 12, {0, 2, 36, 33}, true},
-                          Case{35, 12, {0, 0, 35, 33}, false}, Case{36, 16, {0, 0, 36, 33}, false},
-                          Case{36, 12, {2, 0, 34, 33}, false}, Case{36, 12, {0, 0, 35, 33}, false}}) {
+    } table[] = {{36, 12, {0, 0, 36, 33}, true},  {36, 12, {0, 2, 36, 33}, true},  {35, 12, {0, 0, 35, 33}, false},
+                 {36, 16, {0, 0, 36, 33}, false}, {36, 12, {2, 3, 34, 33}, false}, {36, 16, {0, 1, 35, 33}, false}};
+    for (const auto& c : table) {
+        SCOPED_TRACE(std::to_string(c.width) + " columns, " + std::to_string(c.bits) + " bits, x " +
+                     std::to_string(c.box.x));
         const auto source = source_of(c.width, 40, c.bits, [](unsigned x, unsigned y) { return 37 * x + y; });
-        const auto samples = Host::samples_of(source, c.box, 228.0);
-        const auto over = Host::host_image_over(samples);
-        const auto copy = Host::make_host_image(samples);
-        EXPECT_EQ(c.is_in_place, !over->GetIsBufferOwner()) << c.width << " " << c.bits << " " << c.box.x;
-        EXPECT_EQ(pixels_of(*copy), pixels_of(*over));
-        EXPECT_EQ(copy->GetUsedBits(), over->GetUsedBits());
+        const auto samples = Host::samples_of(source, c.box, 70.0);
+        const auto over = Host::host_image_over(samples), copy = Host::make_host_image(samples);
+        EXPECT_EQ(c.is_in_place, !over->GetIsBufferOwner());
+        for (const Image* image : {over.get(), copy.get()}) {
+            ASSERT_EQ((std::vector{36U - c.box.x, 33U, c.bits}),
+                      (std::vector{image->GetStride(), image->GetHeight(), image->GetUsedBits()}));
+            EXPECT_EQ(70.0F, image->GetPixelSize());
+            const auto* words = reinterpret_cast<const std::uint16_t*>(image->GetBuffer());
+            for (unsigned y = 0; y < 33; ++y) {
+                for (unsigned x = 0; x < image->GetStride(); ++x) {
+                    const unsigned sample = 37 * (c.box.x + std::min(x, c.box.width - 1)) + c.box.y + y;
+                    ASSERT_EQ(sample ^ (c.bits == 16 ? 0x8000U : 0U), words[y * image->GetStride() + x]) << x;
+                }
+            }
+        }
     }
-}
-
-TEST(HostImage, ABoxIsAnImageOfItsOwn) {
-    const auto source = source_of(60, 50, 12, [](unsigned x, unsigned y) { return 37 * x + y; });
-    const auto part = source_of(35, 40, 12, [](unsigned x, unsigned y) { return 37 * (x + 9) + y + 4; });
-    const auto prepared = Host::prepare_source(source, {9, 4, 35, 40}, 228.0);
-    EXPECT_EQ(pixels_of(*prepare_source(part, 228.0).image), pixels_of(*prepared.image));
-    EXPECT_EQ(0U, prepared.image->GetOffX() + prepared.image->GetOffY());
 }
 
 TEST(HostImage, PreparedForAClassIsWhatPreparationForItGives) {
     const auto source = source_of(120, 100, 12, [](unsigned x, unsigned y) { return 30 * x + y; });
     const auto prepared = prepare_source(source, 100.0);
     for (const BG_NOISE noise : {BG_FIXED_MID, BG_MG_RAW}) {
-        const auto image = make_host_image(source, 100.0);
+        const auto image = Host::make_host_image(Host::samples_of(source, Host::whole_of(source), 100.0));
         float scale = 0.0F;
         const std::unique_ptr<Image> expected(PrepareImage(image.get(), scale, noise, true, nullptr, nullptr, nullptr));
         const auto other = Host::prepared_for(prepared, noise);
@@ -102,16 +85,13 @@ TEST(PrepareSource, GreyLevelsUseTheFullRangeForEveryDepth) {
         };
     };
     for (const unsigned bits : {8U, 10U, 12U, 14U, 16U}) {
-        SourceImage source = source_of(45, 40, bits, wedge(bits));
+        const SourceImage source = source_of(45, 40, bits, wedge(bits));
         const auto prepared = prepare_source(source, 228.0);
         EXPECT_EQ(1.0F, prepared.scale);
         EXPECT_EQ(0U, grey(*prepared.image, 0, 0)) << bits;
         EXPECT_GE(grey(*prepared.image, 44, 0), 65280U) << bits;
         EXPECT_NEAR(32768, grey(*prepared.image, 22, 10), 300) << bits;
-
-        for (std::uint16_t& sample : source.samples) sample = static_cast<std::uint16_t>((1U << bits) - 1 - sample);
-        source.needs_inversion = true;
-        EXPECT_EQ(pixels_of(*prepared.image), pixels_of(*prepare_source(source, 228.0).image)) << bits;
+        EXPECT_EQ(pixels_of(*prepared.image), pixels_of(*prepare_source(inverted(source), 228.0).image)) << bits;
     }
     // Samples of 12 bits in a file of 16, odd width: the padding column must not darken the picture.
     const auto prepared = prepare_source(source_of(45, 40, 16, wedge(12)), 228.0);

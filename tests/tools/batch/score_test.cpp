@@ -119,27 +119,24 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     const std::string results = folder.path("results");
     const std::string truth = folder.path("truth/exam.labels.png");
     std::filesystem::create_directories(folder.path("truth"));
-    ASSERT_EQ(0, run({"phantom", folder.path("exam.png"), "--labels", truth, "--width", "750", "--height", "1000",
-                      "--pixel-size", "220", "--frame", "none"})
-                     .code);
-    ASSERT_EQ(0, run({"masks", folder.path("exam.png"), "--out-dir", results, "--view", "mlo", "--pixel-size", "220",
-                      "--results", "labels"})
-                     .code);
-    const std::vector<std::string> values{"--truth-values", "breast=128,pectoral=255"};
-    const auto score = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"score", "--masks", results});
-        return run(arguments);
+    const std::string exam = folder.path("exam.png");
+    ASSERT_EQ(0, run_phantom(exam, {"--labels", truth, "--frame", "none"}).code);
+    ASSERT_EQ(
+        0,
+        run({"masks", exam, "--out-dir", results, "--view", "mlo", "--pixel-size", "220", "--results", "labels"}).code);
+    const auto score = [&](const Arguments& arguments) {
+        return run(joined({"score", "--masks", results}, arguments));
     };
-    const ProgramRun good = score({folder.path("truth"), values[0], values[1]});
+    const ProgramRun good = score({folder.path("truth"), "--truth-values", "breast=128,pectoral=255"});
     EXPECT_EQ(0, good.code) << good.err;
     EXPECT_THAT(good.out, StartsWith("breast: 1 images, Dice 0.99"));
     EXPECT_THAT(good.out, HasSubstr("\npectoral: 1 images, Dice 0.9"));
     EXPECT_THAT(Host::read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
 
     // The results as their own truth; and what cannot be compared, while the rest is.
-    const std::string small = folder.write("exam.png", Host::encode_png(std::vector<std::uint8_t>(6), 3, 2));
+    const std::string bytes = Host::encode_png(std::vector<std::uint8_t>(6), 3, 2);
+    const std::string small = folder.write("exam.png", bytes), other = folder.write("other.png", bytes);
     const std::string deep = folder.write("deep.png", Host::encode_png(std::vector<std::uint16_t>(6), 3, 2));
-    const std::string other = folder.write("other.png", Host::encode_png(std::vector<std::uint8_t>(6), 3, 2));
     const ProgramRun mixed = score({small, deep, other, folder.path("gone"), results + "/exam.labels.png"});
     EXPECT_EQ(1, mixed.code);
     EXPECT_THAT(mixed.out,

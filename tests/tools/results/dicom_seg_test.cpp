@@ -4,10 +4,8 @@
 #include "results/dicom_items.h"
 #include "results/dicom_seg_source.h"
 #include "results/result_files.h"
-#include "tools/host_support.h"
+#include "tools/reading/dicom_builder.h"
 
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dctk.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,48 +17,27 @@ namespace Norvane::Tests {
 namespace {
 
 using Host::SegContent;
-using Fields = std::vector<std::pair<DcmTagKey, std::string>>;
-
-const Fields kPoor{{DCM_SOPClassUID, UID_DigitalMammographyXRayImageStorageForPresentation},
-                   {DCM_SOPInstanceUID, "1.2.3.4"},
-                   {DCM_StudyInstanceUID, "1.2.3"},
-                   {DCM_SeriesInstanceUID, "1.2.3.1"},
-                   {DCM_PatientID, "17"},
-                   {DCM_StudyDate, "20200229"},
-                   {DCM_StudyTime, "0815"},
-                   {DCM_StudyID, "4"}};
-const Fields kRich{{DCM_SpecificCharacterSet, "ISO_IR 192"},
-                   {DCM_PatientName, "Müller^Änne"},
-                   {DCM_PatientBirthDate, "19610517"},
-                   {DCM_PatientSex, "F"},
-                   {DCM_PatientAge, "058Y"},
-                   {DCM_AccessionNumber, "A1"},
-                   {DCM_ReferringPhysicianName, "Doe^J"},
-                   {DCM_StudyDescription, "Screening"},
-                   {DCM_ContentDate, "20200301"},
-                   {DCM_InstanceNumber, "3"},
-                   {DCM_PatientOrientation, "P\\L"},
-                   {DCM_LossyImageCompression, "01"},
-                   {DCM_LossyImageCompressionRatio, "9.5"},
-                   {DCM_LossyImageCompressionMethod, "ISO_10918_1"}};
-const Fields kFrame{{DCM_SOPClassUID, UID_BreastTomosynthesisImageStorage}};
+const char* const kPoor =
+    "SOPClassUID=" UID_DigitalMammographyXRayImageStorageForPresentation
+    "; SOPInstanceUID=1.2.3.4; StudyInstanceUID=1.2.3; SeriesInstanceUID=1.2.3.1; PatientID=17; StudyDate=20200229; "
+    "StudyTime=0815; StudyID=4";
+const char* const kRich =
+    "SpecificCharacterSet=ISO_IR 192; PatientName=Müller^Änne; PatientBirthDate=19610517; PatientSex=F; "
+    "PatientAge=058Y; AccessionNumber=A1; ReferringPhysicianName=Doe^J; StudyDescription=Screening; "
+    "ContentDate=20200301; InstanceNumber=3; PatientOrientation=P\\L; LossyImageCompression=01; "
+    "LossyImageCompressionRatio=9.5; LossyImageCompressionMethod=ISO_10918_1";
+const char* const kFrame = "SOPClassUID=" UID_BreastTomosynthesisImageStorage;
 // What archives hold and no object may hold. The values stay out.
-const Fields kWrong{{DCM_PatientName, "x^" + std::string(63, 'x')},
-                    {DCM_PatientBirthDate, "1961.05.17"},
-                    {DCM_PatientSex, "X"},
-                    {DCM_PatientAge, "58"},
-                    {DCM_AccessionNumber, "longer than sixteen"},
-                    {DCM_SpecificCharacterSet, "latin"},
-                    {DCM_InstanceNumber, "three"},
-                    {DCM_PatientOrientation, "LEFT\\FOOT"},
-                    {DCM_StudyDescription, std::string(65, 'x')}};
+const std::string kTooLong(65, 'x');
+const std::string kWrong = "PatientName=x^" + kTooLong +
+                           "; PatientBirthDate=1961.05.17; PatientSex=X; PatientAge=58; "
+                           "AccessionNumber=longer than sixteen; SpecificCharacterSet=latin; InstanceNumber=three; "
+                           "PatientOrientation=LEFT\\FOOT; StudyDescription=" +
+                           kTooLong;
 
-Host::ImageAnalysis with_header(Host::ImageAnalysis analysis, const Fields& more = {}) {
-    auto header = std::make_shared<DcmDataset>();
-    for (const Fields& fields : {kPoor, more}) {
-        for (const auto& [tag, value] : fields) header->putAndInsertString(tag, value.c_str());
-    }
-    analysis.source.dicom_header = header;
+Host::ImageAnalysis with_header(Host::ImageAnalysis analysis, const std::string& changes = "") {
+    analysis.source.dicom_header = std::make_shared<DcmDataset>();
+    for (const std::string& text : {std::string(kPoor), changes}) change(*analysis.source.dicom_header, text);
     return analysis;
 }
 
@@ -130,13 +107,13 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
     if (std::system("command -v dciodvfy >/dev/null") != 0) GTEST_SKIP() << "dciodvfy is not installed";
     const struct {
         const char* name;
-        Fields header;
+        std::string header;
         IMAGE_VIEW view;  // without muscle its frame is empty
-    } table[] = {{"poor", {}, VIEW_PECT},
+    } table[] = {{"poor", "", VIEW_PECT},
                  {"rich", kRich, VIEW_PECT},
                  {"wrong", kWrong, VIEW_PECT},
                  {"a frame of two", kFrame, VIEW_PECT},
-                 {"empty", {}, VIEW_NO_PECT}};
+                 {"empty", "", VIEW_NO_PECT}};
     for (const auto& source : table) {
         Host::ImageAnalysis analysis = with_header(analysed_phantom(source.view), source.header);
         if (source.header == kRich) analysis.source.laterality = Host::Laterality::kRight;
@@ -150,28 +127,29 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
 
 TEST(DicomSeg, BelongsToItsSource) {
     const TemporaryFolder folder;
-    Fields header = kRich;
-    header.insert(header.end(), {{DCM_FrameOfReferenceUID, "1.2.9"}, {DCM_KVP, "28"}});
-    Host::ImageAnalysis analysis = with_header(analysed_phantom(), header);
+    Host::ImageAnalysis analysis = with_header(analysed_phantom(), kRich + std::string("; FrameOfReferenceUID=1.2.9"));
     analysis.source.laterality = Host::Laterality::kRight;
     const std::string bytes = Host::dicom_seg(analysis, SegContent::kBreastAndMuscle);
     EXPECT_EQ(bytes, Host::dicom_seg(analysis, SegContent::kBreastAndMuscle));  // a second run gives the same file
     const SegObject seg(folder.write("seg.dcm", bytes));
-    for (const Fields& fields : {kPoor, kRich}) {
-        for (const auto& [tag, value] : fields) {
-            const bool is_own = tag == DCM_SOPClassUID || tag == DCM_SOPInstanceUID || tag == DCM_SeriesInstanceUID;
-            EXPECT_EQ(is_own, value != seg.text(tag)) << tag.toString() << " " << seg.text(tag);
-        }
+    DcmDataset& header = *analysis.source.dicom_header;
+    for (unsigned long i = 0; i < header.card(); ++i) {
+        const DcmTagKey tag = header.getElement(i)->getTag();
+        OFString value;
+        EXPECT_TRUE(header.findAndGetOFStringArray(tag, value).good());
+        const bool is_own = tag == DCM_SOPClassUID || tag == DCM_SOPInstanceUID || tag == DCM_SeriesInstanceUID ||
+                            tag == DCM_FrameOfReferenceUID;
+        EXPECT_EQ(is_own, value.c_str() != seg.text(tag)) << tag.toString() << " " << seg.text(tag);
     }
-    const Fields expected{{DCM_SOPClassUID, UID_SegmentationStorage},
-                          {DCM_ReferencedSOPInstanceUID, "1.2.3.4"},
-                          {DCM_ContentTime, "000000"},
-                          {DCM_SegmentsOverlap, "NO"},
-                          {DCM_SegmentationType, "BINARY"},
-                          {DCM_SpatialLocationsPreserved, "YES"},
-                          {DCM_PixelSpacing, "0.163\\0.163"},
-                          {DCM_FrameOfReferenceUID, ""},
-                          {DCM_ReferencedFrameNumber, ""}};
+    const std::pair<DcmTagKey, const char*> expected[] = {{DCM_SOPClassUID, UID_SegmentationStorage},
+                                                          {DCM_ReferencedSOPInstanceUID, "1.2.3.4"},
+                                                          {DCM_ContentTime, "000000"},
+                                                          {DCM_SegmentsOverlap, "NO"},
+                                                          {DCM_SegmentationType, "BINARY"},
+                                                          {DCM_SpatialLocationsPreserved, "YES"},
+                                                          {DCM_PixelSpacing, "0.163\\0.163"},
+                                                          {DCM_FrameOfReferenceUID, ""},
+                                                          {DCM_ReferencedFrameNumber, ""}};
     for (const auto& [tag, value] : expected) EXPECT_EQ(value, seg.text(tag)) << tag.toString();
     EXPECT_EQ("76752008", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 0));
     EXPECT_EQ("60005003", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 1));
@@ -189,7 +167,7 @@ TEST(DicomSeg, BelongsToItsSource) {
 
 TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
     const TemporaryFolder folder;
-    Host::ImageAnalysis analysis = with_header(analysed_phantom(), {{DCM_PatientID, ""}, {DCM_StudyDate, "soon"}});
+    Host::ImageAnalysis analysis = with_header(analysed_phantom(), "-PatientID; StudyDate=soon");
     Host::OutputSet outputs;
     Host::add_result_files(outputs, folder.path("exam"), "exam.dcm", {"seg", "seg-joined"}, analysis);
     EXPECT_THAT(analysis.warnings, ::testing::ElementsAre("the header has no valid PatientID, StudyDate: empty in the "
@@ -198,21 +176,18 @@ TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
 }
 
 TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
-    const struct {
-        const char* message;
-        Fields edit;
-    } table[] = {{"is no DICOM object, which the results seg and seg-joined need", {}},
-                 {"has no valid SOPInstanceUID, which the results seg and seg-joined need", {{DCM_SOPInstanceUID, ""}}},
-                 {"has no valid SeriesInstanceUID, which the results seg and seg-joined need",
-                  {{DCM_SeriesInstanceUID, "1.02.3"}}}};
+    const std::pair<const char*, const char*> table[] = {
+        {"", "is no DICOM object, which the results seg and seg-joined need"},
+        {"-SOPInstanceUID", "has no valid SOPInstanceUID, which the results seg and seg-joined need"},
+        {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which the results seg and seg-joined need"}};
     Host::ImageAnalysis analysis = analysed_phantom();
-    for (const auto& bad : table) {
-        if (!bad.edit.empty()) analysis = with_header(std::move(analysis), bad.edit);
+    for (const auto& [edit, message] : table) {
+        if (*edit != '\0') analysis = with_header(std::move(analysis), edit);
         try {
             (void)Host::dicom_seg(analysis, SegContent::kJoined);
-            ADD_FAILURE() << bad.message;
+            ADD_FAILURE() << message;
         } catch (const Host::Refusal& refusal) {
-            EXPECT_STREQ(bad.message, refusal.what());
+            EXPECT_STREQ(message, refusal.what());
         }
     }
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "analysis/image_analysis.h"
-#include "phantom/phantom.h"
+#include "tools/source_images.h"
 
 #include <norvane/mask.h>
 
@@ -13,25 +13,10 @@ namespace Norvane::Tests {
 
 /// A phantom with odd sizes, so that rows end inside bytes and words.
 inline Host::ImageAnalysis analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is_inverted = false) {
-    Host::PhantomSettings settings;
-    settings.width = 1001;
-    settings.height = 1303;
-    settings.pixel_size_um = 163.0;
-    settings.view = view;
-    Host::Phantom phantom = Host::draw_phantom(settings);
-    Host::SourceImage source;
-    source.format = "PNG";
-    Host::set_size(source, settings.width, settings.height);
-    source.used_bits = settings.used_bits;
-    source.samples = std::move(phantom.pixels);
-    source.needs_inversion = is_inverted;
-    if (is_inverted) {
-        for (auto& sample : source.samples) sample = static_cast<std::uint16_t>(sample ^ 0xFFFU);
-    }
+    const auto source = source_of(Host::draw_phantom({1001, 1303, 163.0, SIDE_CHEST_LEFT, view}));
     Host::AnalysisOptions options;
-    options.view = view;
-    options.pixel_size_um = settings.pixel_size_um;
-    return Host::analyse(std::move(source), options);
+    options.pixel_size_um = source.pixel_size_um;
+    return Host::analyse(is_inverted ? inverted(source) : source, options);
 }
 
 /// What belongs to a mask by definition: HitTest() with the source's pixel size, from the corner of the crop on.
