@@ -43,7 +43,7 @@ Ellipse plain_ellipse(const Image& image, const Mask& frame, const OpenMasking& 
     }
     const auto peak = [](const std::vector<int>& v) {
         const auto top = std::ranges::max_element(v);
-        return static_cast<int>(*top == 0 ? static_cast<long>(v.size()) / 2 : top - v.begin());
+        return *top == 0 ? static_cast<int>(v.size()) / 2 : static_cast<int>(top - v.begin());
     };
     int extent = w / 2, bottom = h - 1;
     for (int x = peak(columns); x >= 0 && x < w; x += side == 1 ? 1 : -1) {
@@ -90,8 +90,7 @@ Patch plain_patch(const Image& image, const Mask& frame, const OpenMasking& m) {
         const int n = truncate_to<int>(width + 0.5), s0 = truncate_to<int>(w - width + 0.5);
         for (int x = 0; x < w; ++x) {
             if (side == 1 ? x >= n : x <= s0) continue;
-            std::uint16_t& p =
-                patch.pixels[static_cast<std::size_t>(y) * image.GetWidth() + static_cast<std::size_t>(x)];
+            std::uint16_t& p = patch.pixels[static_cast<std::size_t>(y * w + x)];
             if (p == 0 || p >= level) continue;
             const int wall = m.contourState->centreColumn, middle = side == 1 ? n / 2 : (s0 + w) / 2;
             const int near = truncate_to<int>(static_cast<double>(static_cast<float>(level) * 1.12F) + 0.5);
@@ -125,13 +124,11 @@ TEST(ChestWallPatch, EqualsItsDefinition) {
         Mask frame =
             rectangle(random.below(20), width - 1 - random.below(20), random.below(random.chance(3) ? 150 : 30),
                       height - 1 - random.below(30), 800.0F);  // coarse: room between the bands
-        const auto image = grey_image(
-            width, height,
-            [&](unsigned x, unsigned y) {
-                const bool is_lit = (m.params.side == 1 ? x < lit : x + lit > width) && y > low && y < height - low;
-                return is_lit && !random.chance(holes) ? bright : random.below(random.chance(100) ? 65536 : 9000);
-            },
-            800.0F);
+        const auto image = grey_image(width, height, [&](unsigned x, unsigned y) {
+            const bool is_lit = (m.params.side == 1 ? x < lit : x + lit > width) && y > low && y < height - low;
+            return is_lit && !random.chance(holes) ? bright : random.below(random.chance(100) ? 65536 : 9000);
+        });
+        image->SetPixelSize(800.0F);
         Image masked(image.get(), true);
         Utils::ImageCopy(image.get(), &masked);
         Utils::ApplyMask(&masked, &frame);
@@ -173,8 +170,8 @@ TEST(ChestWallPatch, FindsFieldCentreAndThresholdsByItself) {
 // The ellipse of a frame that begins far below the image has half heights of billions of rows. None of them is in the
 // image, so none may be walked: one call would take seconds.
 TEST(ChestWallPatch, WalksNoRowsBeyondTheImage) {
-    const auto image = grey_image(
-        9, 9, [](unsigned x, unsigned) { return 100 + x; }, 1e6F);
+    const auto image = grey_image(9, 9, [](unsigned x, unsigned) { return 100 + x; });
+    image->SetPixelSize(1e6F);
     Mask frame = rectangle(0, 8, 0x7FFFFFF0U, 0x7FFFFFF8U, 1e6F);
     for (int call = 0; call < 40; ++call) {
         OpenMasking m;

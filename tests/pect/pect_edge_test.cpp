@@ -122,17 +122,16 @@ TEST(PectEdge, HasItsExactValuesAtTheLimits) {
     EXPECT_EQ(1, detector.get_upper_percent_grayvalue(tiny.get(), 0.5F));
     EXPECT_EQ(65535, detector.get_upper_percent_grayvalue(tiny.get(), 0.08F));
 
-    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false), *none = nullptr, *edge = nullptr;
-    const auto roi = grey_image(30, 30);
-    for (const auto& [region, at, margin, low, high] :
-         {std::tuple(none, &mask, 5, 0, 60), std::tuple(roi.get(), static_cast<Mask*>(nullptr), 5, 0, 60),
-          std::tuple(&no_buffer, &mask, 5, 0, 60), std::tuple(roi.get(), &mask, -1, 0, 60),
-          std::tuple(roi.get(), &mask, 5, 60, 60), std::tuple(roi.get(), &mask, 5, -90, 60),
-          std::tuple(roi.get(), &mask, 5, 0, 90)}) {
-        edge = roi.get();
-        EXPECT_FALSE(detector.get_pect_edge(region, edge, at, margin, 0.08F, low, high));
-        EXPECT_EQ(nullptr, edge);
-    }
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 30, 30, false);
+    const auto refuses = [&](Image* roi, Mask* at, int margin, int low, int high) {
+        Image* edge = image.get();
+        return !detector.get_pect_edge(roi, edge, at, margin, 0.08F, low, high) && edge == nullptr;
+    };
+    for (Image* unusable : {static_cast<Image*>(nullptr), &no_buffer}) EXPECT_TRUE(refuses(unusable, &mask, 5, 0, 60));
+    EXPECT_TRUE(refuses(image.get(), nullptr, 5, 0, 60));
+    EXPECT_TRUE(refuses(image.get(), &mask, -1, 0, 60));
+    for (const auto& [low, high] : {std::pair(60, 60), std::pair(-90, 60), std::pair(0, 90)})
+        EXPECT_TRUE(refuses(image.get(), &mask, 5, low, high)) << low << ".." << high;
 }
 
 }  // namespace

@@ -20,13 +20,16 @@ Line hough(Image& edge, float from, float to) {
     return line;
 }
 
+float radians(float from, double bin) {
+    return static_cast<float>(bin * kPi / 180 + static_cast<double>(from) * kPi / 180);
+}
+
 /// Votes counted pixel by pixel, each with a row term summed anew.
 std::vector<std::uint16_t> plain_votes(const Image& edge, float from, unsigned angles, unsigned bins) {
     std::vector<std::uint16_t> votes(std::size_t{angles} * bins);
     for (unsigned a = 0; a < angles; ++a) {
-        const auto theta = static_cast<float>(static_cast<double>(from) * kPi / 180 + a * kPi / 180);
-        const float s = static_cast<float>(std::sin(static_cast<double>(theta))) / 5.0F;
-        const float c = static_cast<float>(std::cos(static_cast<double>(theta))) / 5.0F;
+        const auto theta = static_cast<double>(radians(from, a));
+        const float s = static_cast<float>(std::sin(theta)) / 5.0F, c = static_cast<float>(std::cos(theta)) / 5.0F;
         for (unsigned y = 0; y < edge.GetHeight(); ++y) {
             float term = 0.0F;
             for (unsigned i = 0; i < y; ++i) term += s;
@@ -56,19 +59,17 @@ TEST(Hough, CountersAndPeakEqualThePlainDefinition) {
         ASSERT_EQ(expected, pixels_of(*line.counters)) << round;
         std::size_t best = 0;
         for (std::size_t i = 1; i < expected.size(); ++i) best = expected[i] > expected[best] ? i : best;
-        const auto bin = angles == 0 ? 0 : best / angles, angle = angles == 0 ? 0 : best % angles;
+        const std::size_t bin = best / std::max(angles, 1U), angle = best % std::max(angles, 1U);
         EXPECT_EQ(static_cast<float>(bin) * 5.0F, line.rho);
-        EXPECT_EQ(static_cast<float>(static_cast<double>(angle) * kPi / 180 + static_cast<double>(from) * kPi / 180),
-                  line.theta);
+        EXPECT_EQ(radians(from, static_cast<double>(angle)), line.theta);
     }
 }
 
 TEST(Hough, SizesTiesAndLimits) {
     const auto blank = grey_image(100, 100), dot = grey_image(1, 1, [](unsigned, unsigned) { return 1; });
     const Line nothing = hough(*blank, -50.0F, -5.0F);
-    EXPECT_EQ(45U, nothing.counters->GetWidth());
-    EXPECT_EQ(28U, nothing.counters->GetHeight());
-    EXPECT_EQ(static_cast<float>(-50.0 * kPi / 180), nothing.theta);
+    EXPECT_EQ((std::pair{45U, 28U}), (std::pair{nothing.counters->GetWidth(), nothing.counters->GetHeight()}));
+    EXPECT_EQ(radians(-50.0F, 0), nothing.theta);
     EXPECT_EQ(0.0F, hough(*dot, 5.0F, 50.0F).rho) << "no distance bin at all";
     EXPECT_TRUE(hough(*dot, 50.0F, NAN).found);
     Image empty(FORMAT_UNSIGNED, 16U, 0, 7, true);
@@ -76,18 +77,18 @@ TEST(Hough, SizesTiesAndLimits) {
     const auto strip = grey_image(5, 14000, [](unsigned, unsigned) { return 1; });
     EXPECT_EQ(70000U - 65536U, grey(*hough(*strip, 0.0F, 1.0F).counters, 0, 0)) << "an upright line: counters wrap";
     for (const auto& [side, middle, degrees] :
-         {std::tuple(1, 2.5F, 5.0), std::tuple(0, 0.0F, -50.0), std::tuple(7, 0.0F, 5.0)}) {
+         {std::tuple(1, 2.5F, 5.0F), std::tuple(0, 0.0F, -50.0F), std::tuple(7, 0.0F, 5.0F)}) {
         float rho = -1.0F, theta = -1.0F;
         ASSERT_TRUE(OpenPectDetect().get_line(blank.get(), static_cast<IMAGE_SIDE>(side), rho, theta));
         EXPECT_EQ(middle, rho) << "only a wall on the left takes the middle of the bin";
-        EXPECT_EQ(static_cast<float>(degrees * kPi / 180), theta);
+        EXPECT_EQ(radians(degrees, 0), theta);
     }
 }
 
 TEST(PectMaskRows, RunFromTheWallToTheLine) {
     // An upright line in an image of 20 x 10 at (100, 5); the bound mask covers 98 .. 130 of rows 7 .. 9, the last of
     // which gets nothing.
-    const auto check = [](const char* why, int side, float rho, unsigned dx, std::vector<RowRun> rows) {
+    const auto check = [](const char* why, int side, float rho, unsigned dx, unsigned first, unsigned last) {
         OpenPectDetect detector;
         detector.imageSide = static_cast<IMAGE_SIDE>(side);
         const auto image = grey_image(20, 10);
@@ -96,18 +97,19 @@ TEST(PectMaskRows, RunFromTheWallToTheLine) {
         Mask bound = rectangle(98, 130, 7, 9), pect;
         float theta = 0.0F;
         EXPECT_TRUE(detector.generate_pect_mask(image.get(), &bound, &pect, rho, theta, dx, 2));
-        EXPECT_EQ(rows, runs_of(pect)) << why;
+        const std::vector<RowRun> rows{{7, first, last}, {8, first, last}};
+        EXPECT_EQ(last == 0 ? std::vector<RowRun>{} : rows, runs_of(pect)) << why;
     };
-    check("rounded half up", 1, 3.5F, 2, {{7, 100, 106}, {8, 100, 106}});
-    check("clipped to the last column", 1, 40.0F, 0, {{7, 100, 119}, {8, 100, 119}});
-    check("on column 0", 1, -2.0F, 2, {{7, 100, 100}, {8, 100, 100}});
-    check("left of the image", 1, -2.25F, 2, {});
-    check("not a number", 1, NAN, 2, {});
-    check("at infinity", 1, INFINITY, 2, {{7, 100, 119}, {8, 100, 119}});
-    check("from the line to the bound mask", 0, 3.5F, 2, {{7, 106, 130}, {8, 106, 130}});
-    check("clipped to column 0", 0, -9.0F, 2, {{7, 100, 130}, {8, 100, 130}});
-    check("right of the image", 0, 17.25F, 2, {});
-    check("another side is like right", 5, 17.0F, 2, {{7, 119, 130}, {8, 119, 130}});
+    check("rounded half up", 1, 3.5F, 2, 100, 106);
+    check("clipped to the last column", 1, 40.0F, 0, 100, 119);
+    check("on column 0", 1, -2.0F, 2, 100, 100);
+    check("left of the image", 1, -2.25F, 2, 0, 0);
+    check("not a number", 1, NAN, 2, 0, 0);
+    check("at infinity", 1, INFINITY, 2, 100, 119);
+    check("from the line to the bound mask", 0, 3.5F, 2, 106, 130);
+    check("clipped to column 0", 0, -9.0F, 2, 100, 130);
+    check("right of the image", 0, 17.25F, 2, 0, 0);
+    check("another side is like right", 5, 17.0F, 2, 119, 130);
     OpenPectDetect detector;
     detector.imageSide = SIDE_CHEST_LEFT;
     Mask tall = rectangle(0, 0xFFFFFFFF, 0, 12), pect;

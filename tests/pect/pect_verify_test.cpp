@@ -47,13 +47,9 @@ Verdict plain_verdict(const Image& image, float rho, float theta, int dx, int dy
     Verdict verdict{PECT_FAIL, PECT_FAIL};
     if (n[0] > 0 && n[1] > 0) {
         const int muscle = side == 1 ? 0 : 1, tissue = 1 - muscle;
-        double mean[2], variance[2];
-        for (const int i : {0, 1}) {
-            mean[i] = sum[i] / n[i];
-            variance[i] = squares[i] / n[i] - mean[i] * mean[i];
-        }
-        const double t =
-            (mean[muscle] - mean[tissue]) / std::sqrt(variance[muscle] / n[muscle] + variance[tissue] / n[tissue]);
+        const auto mean = [&](int i) { return sum[i] / n[i]; };
+        const auto error = [&](int i) { return (squares[i] / n[i] - mean(i) * mean(i)) / n[i]; };
+        const double t = (mean(muscle) - mean(tissue)) / std::sqrt(error(muscle) + error(tissue));
         verdict.pooled = t > 25.0 ? PECT_PASS : t > 8.5 ? PECT_WEAK : PECT_FAIL;
     }
     if (rows > 0) {
@@ -74,21 +70,18 @@ TEST(PectVerify, BothTestsEqualTheirDefinitions) {
     for (int round = 0; round < 400; ++round) {
         const unsigned width = 2 + random.below(120), height = 1 + random.below(60), noise = 1 + random.below(3000);
         const unsigned step = random.below(1500), edge = random.below(width), zeros = 2 + random.below(100);
-        const int side = random.between(0, 2);
+        const auto side = static_cast<IMAGE_SIDE>(random.between(0, 2));
         const auto image = grey_image(width, height, [&](unsigned x, unsigned) {
             if (random.chance(zeros)) return 0U;
             return 9000 + random.below(noise) + ((x < edge) == (side == 1) ? step : 0U);
         });
         const int dx = random.between(-5, 20), dy = random.between(-5, static_cast<int>(height) + 1);
-        const auto rho =
+        const float rho =
             static_cast<float>(static_cast<int>(edge) - dx) + static_cast<float>(random.below(100)) / 100.0F;
         const auto theta = static_cast<float>(random.between(-100, 100)) / 1000.0F;
         const Verdict expected = plain_verdict(*image, rho, theta, dx, dy, side);
-        EXPECT_EQ(expected.pooled, detector.verify_pect(image.get(), rho, theta, dx, dy, static_cast<IMAGE_SIDE>(side)))
-            << round;
-        EXPECT_EQ(expected.paired,
-                  detector.verify_pect_pairwise(image.get(), rho, theta, dx, dy, static_cast<IMAGE_SIDE>(side)))
-            << round;
+        EXPECT_EQ(expected.pooled, detector.verify_pect(image.get(), rho, theta, dx, dy, side)) << round;
+        EXPECT_EQ(expected.paired, detector.verify_pect_pairwise(image.get(), rho, theta, dx, dy, side)) << round;
         seen.insert(expected.pooled);
         seen.insert(10 + expected.paired);
     }

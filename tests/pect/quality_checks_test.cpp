@@ -9,15 +9,16 @@ using enum Masking::MASK_STATUS;
 TEST(BackgroundNoise, MeanOfTheStripAgainstTheLevel) {
     OpenMasking m;
     m.backgroundNoiseLevel = 10000;
-    Mask frame = rectangle(50, 649, 0, 40), empty, *frame_at = &frame, *empty_at = &empty, *none = nullptr;
+    Mask whole = rectangle(50, 649, 0, 40), empty;
     const auto check = [&](const char* why, int side, unsigned first, unsigned bright, unsigned value, bool noisy) {
         m.params.side = static_cast<IMAGE_SIDE>(side);
         const auto image = grey_image(700, 20, [&](unsigned x, unsigned) { return x == bright ? value : 30000U; });
-        Mask breast = rectangle(first, first + 99, 5, 30), *breast_at = &breast;
-        EXPECT_EQ(noisy ? MASK_BG_NOISE : MASK_OK, m.check_bg_noise(image.get(), breast_at, frame_at)) << why;
-        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), empty_at, frame_at)) << why;
-        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), breast_at, empty_at)) << why;
-        EXPECT_EQ(MASK_OK, m.check_bg_noise(image.get(), none, none)) << why;
+        const auto status = [&](Mask* breast, Mask* frame) { return m.check_bg_noise(image.get(), breast, frame); };
+        Mask breast = rectangle(first, first + 99, 5, 30);
+        EXPECT_EQ(noisy ? MASK_BG_NOISE : MASK_OK, status(&breast, &whole)) << why;
+        for (const auto& [at, frame] : {std::pair(&empty, &whole), std::pair(&breast, &empty)})
+            EXPECT_EQ(MASK_OK, status(at, frame)) << why;
+        EXPECT_EQ(MASK_OK, status(nullptr, nullptr)) << why;
     };
     check("exactly 95 %", 0, 300, 250, 9500, false);
     check("above", 0, 300, 250, 9501, true);
@@ -32,11 +33,15 @@ TEST(BackgroundNoise, MeanOfTheStripAgainstTheLevel) {
     check("mirrored last", 1, 300, 500, 9501, true);
     check("mirrored beyond", 1, 300, 501, 9501, false);
     check("no side", -1, 300, 250, 9501, false);
-    for (const unsigned limit : {110U, 589U}) {  // next to the frame the strip collapses to this one column
-        check("before the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit - 1, 9501, false);
-        check("the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit, 9501, true);
-        check("beyond the limit", limit == 110 ? 0 : 1, limit == 110 ? 60 : 541, limit + 1, 9501, false);
+    for (const unsigned beyond :
+         {0U, 1U, 2U}) {  // next to the frame the strip collapses to one column, 60 from its end
+        check("the limit", 0, 60, 109 + beyond, 9501, beyond == 1);
+        check("mirrored limit", 1, 541, 588 + beyond, 9501, beyond == 1);
     }
+}
+
+Masking::MASK_STATUS status_of(OpenMasking& masking, Image& image, Mask* breast, Mask* frame) {
+    return masking.check_cut_tissue(&image, breast, frame);
 }
 
 /// The breast covers columns 100 .. 150 of rows 100 .. 200. The ring outside it covers columns 76 .. 175 of rows 76 ..
@@ -53,10 +58,7 @@ struct CutCase {
         for (unsigned y = 100; y <= 200; ++y)
             for (unsigned x = 100; x <= 150; ++x) set_grey(*image, x, y, 12000);
     }
-    bool is_cut(Mask frame) {
-        Mask *breast_at = &breast, *frame_at = &frame;
-        return masking.check_cut_tissue(image.get(), breast_at, frame_at) == MASK_CUT_TISSUE;
-    }
+    bool is_cut(Mask frame) { return status_of(masking, *image, &breast, &frame) == MASK_CUT_TISSUE; }
 };
 
 TEST(CutTissue, WithoutAViewOnePixelOutsideIsEnough) {
@@ -105,14 +107,11 @@ TEST(CutTissue, NeedsABreastOfMoreThanOneRow) {
     OpenMasking m;
     m.params.side = SIDE_CHEST_LEFT;
     const auto image = grey_image(100, 100, [](unsigned, unsigned) { return 30000U; });
-    Mask line = rectangle(10, 60, 20, 20), breast = rectangle(0, 99, 0, 99), empty, frame = rectangle(0, 99, 0, 99);
-    Mask *none = nullptr, *line_at = &line, *empty_at = &empty, *breast_at = &breast, *frame_at = &frame;
-    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), none, frame_at));
-    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), line_at, frame_at));
-    EXPECT_EQ(MASK_NO_MASK, m.check_cut_tissue(image.get(), empty_at, frame_at));
-    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, frame_at));  // no ring outside
-    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, empty_at));
-    EXPECT_EQ(MASK_OK, m.check_cut_tissue(image.get(), breast_at, none));
+    Mask line = rectangle(10, 60, 20, 20), breast = rectangle(0, 99, 0, 99), frame = breast, empty;
+    for (Mask* none : {static_cast<Mask*>(nullptr), &line, &empty})
+        EXPECT_EQ(MASK_NO_MASK, status_of(m, *image, none, &frame));
+    for (Mask* field : {static_cast<Mask*>(nullptr), &empty, &frame})  // the whole image leaves no ring outside
+        EXPECT_EQ(MASK_OK, status_of(m, *image, &breast, field));
 }
 
 }  // namespace
