@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "pect_fixture.h"
 
-#include <array>
-
 namespace Norvane::Tests {
 namespace {
 
@@ -33,43 +31,6 @@ TEST(HostileArguments, ReadAndWriteNothingOutside) {
                     d.get_roi(image, mask, side, roi);
                     delete roi;
                 }
-}
-
-/// One argument at a time that should not be passed, and the status of each entry function.
-TEST(HostileArguments, EachHasItsStatus) {
-    const auto good = grey_image(120, 160, [](unsigned x, unsigned y) {
-        return x * x + (y - 80) * (y - 80) < 6000 ? 20000 + 30 * x : 100 + y % 30;
-    });
-    Image no_buffer(FORMAT_UNSIGNED, 16U, 120, 160, false), bits(FORMAT_UNSIGNED, 1U, 120, 160, true);
-    Image bytes(FORMAT_UNSIGNED, 8U, 120, 160, true), words(FORMAT_SIGNED, 32U, 120, 160, true), none;
-    enum Missing { kNothing = 0, kFrame = 1, kBreast = 2, kMuscle = 4, kSecond = 8 };
-    using Statuses = std::array<int, 4>;  // for frame, breast, full mask and muscle
-    const auto check = [](const char* what, Image* image, int missing, int side, const Statuses& expected) {
-        if (image != nullptr) image->SetPixelSize(228.0F);
-        Masking::Params p;
-        p.side = static_cast<IMAGE_SIDE>(side);
-        p.view = VIEW_PECT;
-        p.bgNoise = BG_MG;
-        Mask frame, breast, full, muscle, alone, second, known = rectangle(0, 70, 5, 150);
-        const auto given = [missing](Missing which, Mask& mask) { return (missing & which) != 0 ? nullptr : &mask; };
-        Mask* frame_at = given(kFrame, frame);
-        Statuses found{NvGenerateFrameMask(image, p, frame_at),
-                       NvGenerateBreastMask(image, p, frame_at, given(kBreast, breast), nullptr), 0,
-                       NvGeneratePectMask(image, p, frame_at, given(kBreast, known), given(kMuscle, alone))};
-        p.fullContour = true;
-        found[2] = NvGenerateFullMask(image, p, frame_at, given(kBreast, full), given(kMuscle, muscle),
-                                      given(kSecond, second));
-        EXPECT_EQ(expected, found) << what;
-    };
-    for (Image* unusable : {static_cast<Image*>(nullptr), &none, &no_buffer, &bits, &bytes, &words})
-        check("no image of 16 bits", unusable, kNothing, 1, {7, 7, 7, 8});
-    check("nothing", good.get(), kNothing, 1, {0, 0, 0, 12});
-    check("side not given", good.get(), kNothing, -1, {9, 9, 9, 8});
-    check("a side that is none", good.get(), kNothing, 7, {0, 9, 9, 11});
-    check("no frame", good.get(), kFrame, 1, {0, 0, 0, 12});
-    check("no breast", good.get(), kBreast, 1, {0, 8, 8, 11});
-    check("no muscle", good.get(), kMuscle, 1, {0, 0, 0, 12});
-    check("no second", good.get(), kSecond, 1, {0, 0, 0, 12});
 }
 
 }  // namespace

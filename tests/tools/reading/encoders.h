@@ -174,29 +174,18 @@ inline std::vector<Encoding> all_encodings() {
     };
 }
 
-/// Compressed frames, each a list of fragments.
-using Frames = std::vector<std::vector<Bytes>>;
-
-/// Puts fragments into an object in place of its pixels.
-inline void put_fragments(DcmDataset& header, E_TransferSyntax syntax, const Frames& frames, bool has_offset_table) {
+/// Puts compressed frames into an object in place of its pixels, in fragments of so many kilobytes (0: one a frame).
+inline void put_frames(DcmDataset& header, E_TransferSyntax syntax, const std::vector<Bytes>& frames,
+                       unsigned fragment_size = 0, bool has_offset_table = false) {
     auto* sequence = new DcmPixelSequence(DcmTag(DCM_PixelData, EVR_OB));
     auto* table = new DcmPixelItem(DcmTag(DCM_Item, EVR_OB));
     sequence->insert(table);
-    std::vector<Uint32> offsets;
-    Uint32 position = 0;
-    for (const std::vector<Bytes>& frame : frames) {
-        offsets.push_back(position);
-        for (Bytes bytes : frame) {
-            bytes.resize(bytes.size() + bytes.size() % 2);
-            auto* fragment = new DcmPixelItem(DcmTag(DCM_Item, EVR_OB));
-            fragment->putUint8Array(bytes.data(), bytes.size());
-            sequence->insert(fragment);
-            position += static_cast<Uint32>(bytes.size()) + 8;
-        }
+    DcmOffsetList offsets;
+    for (Bytes bytes : frames) {
+        const auto length = static_cast<Uint32>(bytes.size());
+        EXPECT_TRUE(sequence->storeCompressedFrame(offsets, bytes.data(), length, fragment_size).good());
     }
-    if (has_offset_table) {  // least significant byte first, as this machine has it
-        table->putUint8Array(reinterpret_cast<const Uint8*>(offsets.data()), offsets.size() * sizeof offsets[0]);
-    }
+    EXPECT_TRUE(!has_offset_table || table->createOffsetTable(offsets).good());
     auto* pixels = new DcmPixelData(DcmTag(DCM_PixelData, EVR_OB));
     pixels->putOriginalRepresentation(syntax, nullptr, sequence);
     header.insert(pixels, OFTrue);
@@ -209,7 +198,7 @@ inline std::string write_encoded(const TemporaryFolder& folder, const Encoding& 
     DcmDataset& header = *object.getDataset();
     make_object(header);
     put_picture(header, picture);
-    if (encoding.encode) put_fragments(header, encoding.data_set, {{encoding.encode(picture)}}, false);
+    if (encoding.encode) put_frames(header, encoding.data_set, {encoding.encode(picture)});
     if (edit) edit(header);
     const std::string file = save(folder, object, encoding.data_set);
     const std::string written = DcmXfer(encoding.data_set).getXferID();

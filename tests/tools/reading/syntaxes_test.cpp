@@ -7,7 +7,8 @@
 namespace Norvane::Tests {
 namespace {
 
-// A phantom whose samples use the whole range; odd sizes, so that bytes need padding and blocks are cut.
+// A phantom whose samples use the whole range; odd sizes, so that bytes need padding and blocks are cut. Signed, the
+// middle of the range is 0.
 Picture picture_of(unsigned stored, bool is_signed, unsigned seed = 1) {
     Host::PhantomSettings settings;
     settings.width = 203;
@@ -18,14 +19,15 @@ Picture picture_of(unsigned stored, bool is_signed, unsigned seed = 1) {
     Picture picture{settings.width, settings.height, stored, is_signed, Host::draw_phantom(settings).pixels};
     picture.words.front() = 0;
     picture.words.back() = static_cast<std::uint16_t>((1U << stored) - 1);
+    for (std::uint16_t& word : picture.words)
+        word = static_cast<std::uint16_t>(word - (is_signed ? 1U << (stored - 1) : 0));
     return picture;
 }
 
 // What is read back, and the largest difference to what was written as a share of the full range.
 double loss(const Host::SourceImage& image, const Picture& picture) {
-    EXPECT_EQ(picture.width, image.width);
-    EXPECT_EQ(picture.height, image.height);
-    EXPECT_EQ(picture.stored, image.used_bits);
+    EXPECT_EQ((std::vector{picture.width, picture.height, picture.stored}),
+              (std::vector{image.width, image.height, image.used_bits}));
     EXPECT_EQ(picture.words.size(), image.samples.size());
     const int lowest = picture.is_signed ? -(1 << (picture.stored - 1)) : 0;
     int largest = 0;
@@ -37,21 +39,14 @@ double loss(const Host::SourceImage& image, const Picture& picture) {
 
 TEST(TransferSyntaxes, GiveTheSamplesBack) {
     const TemporaryFolder folder;
-    Picture negative = picture_of(12, true);
-    for (std::uint16_t& word : negative.words) word = static_cast<std::uint16_t>(word - 2048);
-    Picture negative_wide = picture_of(16, true);
-    for (std::uint16_t& word : negative_wide.words) word = static_cast<std::uint16_t>(word ^ 0x8000U);
-    const Picture pictures[] = {picture_of(8, false), picture_of(12, false), picture_of(16, false), negative,
-                                negative_wide};
+    const Picture pictures[] = {picture_of(8, false), picture_of(12, false), picture_of(16, false),
+                                picture_of(12, true), picture_of(16, true)};
     for (const Encoding& encoding : all_encodings()) {
         for (const Picture& picture : pictures) {
             if (picture.stored > encoding.most_bits || (picture.is_signed && encoding.loss > 0.0)) continue;
             SCOPED_TRACE(std::string(encoding.uid) + ", " + std::to_string(picture.stored) + " bits, signed " +
                          std::to_string(picture.is_signed));
-            const std::string file = write_encoded(folder, encoding, picture);
-            EXPECT_EQ("", refusal_of(file));
-            if (!refusal_of(file).empty()) continue;
-            const Host::SourceImage image = Host::read_image(file);
+            const Host::SourceImage image = Host::read_image(write_encoded(folder, encoding, picture));
             EXPECT_LE(loss(image, picture), encoding.loss);
             EXPECT_TRUE(image.encoding.ends_with(std::string("(") + encoding.uid + ")")) << image.encoding;
             EXPECT_TRUE(image.dicom_header && !image.dicom_header->tagExists(DCM_PixelData));
@@ -64,27 +59,22 @@ TEST(TransferSyntaxes, FramesAreFoundAmongTheirFragments) {
     const TemporaryFolder folder;
     const Picture pictures[] = {picture_of(8, false, 1), picture_of(8, false, 2)};
     for (const Encoding& encoding : all_encodings()) {
-        const bool is_cut = encoding.data_set != EXS_RLELossless;  // run lengths are one fragment a frame
         for (const bool has_offset_table : {true, false}) {
             SCOPED_TRACE(std::string(encoding.uid) + ", table " + std::to_string(has_offset_table));
             const std::string file = write_encoded(folder, encoding, pictures[0], [&](DcmDataset& header) {
                 change(header, "NumberOfFrames=2");
-                if (!encoding.encode) {
-                    Bytes bytes;
-                    for (const Picture& frame : pictures) {
-                        bytes.insert(bytes.end(), frame.words.begin(), frame.words.end());
-                    }
-                    header.putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size());
-                    return;
-                }
-                Frames frames;
+                std::vector<Bytes> frames;
+                Bytes plain;
                 for (const Picture& picture : pictures) {
-                    const Bytes bytes = encoding.encode(picture);
-                    const auto cut = bytes.begin() + (is_cut ? 1000 : 0);
-                    frames.push_back({{cut, bytes.end()}});
-                    if (is_cut) frames.back().insert(frames.back().begin(), {bytes.begin(), cut});
+                    plain.insert(plain.end(), picture.words.begin(), picture.words.end());
+                    if (encoding.encode) frames.push_back(encoding.encode(picture));
                 }
-                put_fragments(header, encoding.data_set, frames, has_offset_table);
+                if (!encoding.encode) {
+                    header.putAndInsertUint8Array(DCM_PixelData, plain.data(), plain.size());
+                } else {  // run lengths are one fragment a frame
+                    const unsigned kilobytes = encoding.data_set == EXS_RLELossless ? 0 : 1;
+                    put_frames(header, encoding.data_set, frames, kilobytes, has_offset_table);
+                }
             });
             EXPECT_EQ("holds 2 frames; choose one of them with --frame N", refusal_of(file));
             for (const unsigned frame : {2U, 1U}) {
@@ -106,7 +96,7 @@ TEST(TransferSyntaxes, CompressedDataThatDoesNotFitIsRefused) {
         SCOPED_TRACE(encoding.uid);
         const auto with = [&](Bytes bytes, const std::string& changes) {
             return refusal_of(write_encoded(folder, encoding, picture, [&](DcmDataset& header) {
-                put_fragments(header, encoding.data_set, {{std::move(bytes)}}, false);
+                put_frames(header, encoding.data_set, {std::move(bytes)});
                 change(header, changes);
             }));
         };

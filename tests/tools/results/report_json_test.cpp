@@ -2,13 +2,13 @@
 #include "results/report_json.h"
 #include "phantom_analysis.h"
 #include "results/program_version.h"
+#include "results/sha256.h"
 #include "support/builders.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
 
 #include <nlohmann/json.hpp>
 
@@ -45,17 +45,8 @@ Bitmap from_coco(const json& mask) {
 }
 
 std::string digest_of(const Bitmap& bitmap) {
-    std::string bytes;
-    for (const bool bit : bitmap.set) bytes += bit ? '\1' : '\0';
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    EVP_Digest(bytes.data(), bytes.size(), digest, nullptr, EVP_sha256(), nullptr);
-    std::string text;
-    for (unsigned i = 0; i < 32; ++i) {
-        char pair[3];
-        (void)std::snprintf(pair, sizeof pair, "%02x", digest[i]);
-        text += pair;
-    }
-    return text;
+    const std::vector<std::uint8_t> bytes(bitmap.set.begin(), bitmap.set.end());
+    return Host::hexadecimal(Host::sha256(bytes));
 }
 
 TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
@@ -75,12 +66,13 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
         EXPECT_EQ(truth, from_rows(written, truth.width, truth.height)) << name;
         EXPECT_EQ(truth, from_coco(written)) << name;
         EXPECT_EQ(digest_of(truth), written.at("sha256")) << name;
-        const auto area = std::ranges::count(truth.set, true);
+        const auto area = static_cast<double>(std::ranges::count(truth.set, true));
         EXPECT_EQ(area, written.at("area_pixels")) << name;
-        EXPECT_NEAR(static_cast<double>(area) * millimetres * millimetres, written.at("area_mm2").get<double>(), 0.001)
-            << name;
+        EXPECT_NEAR(area * millimetres * millimetres, written.at("area_mm2").get<double>(), 0.001) << name;
     }
     EXPECT_EQ(720U, report.at("contour").at("points").size());
+    EXPECT_EQ("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
+              Host::hexadecimal(Host::sha256("abc")));
 }
 
 // The sentence of the report, done by hand on its own numbers, gives the labels of the source.
@@ -93,14 +85,12 @@ TEST(ReportJson, TheMappingLeadsFromTheSourceToTheMask) {
     const HitTester truth(analysis.masks.breast.mask, analysis.crop, analysis.settings.pixel_size_um);
     const double step = geometry.at("source").at("pixel_size_um").get<double>() /
                         geometry.at("working").at("pixel_size_um").get<double>();
+    const auto working = [&](unsigned source, const char* axis) {
+        return static_cast<unsigned>(std::floor((source - geometry.at("crop").at(axis).get<double>()) * step + 0.5));
+    };
     for (unsigned y = 5; y < 1205; y += 3) {
-        for (unsigned x = 11; x < 911; ++x) {
-            const auto column =
-                static_cast<unsigned>(std::floor((x - geometry.at("crop").at("x").get<double>()) * step + 0.5));
-            const auto row =
-                static_cast<unsigned>(std::floor((y - geometry.at("crop").at("y").get<double>()) * step + 0.5));
-            ASSERT_EQ(truth.at(x, y), breast.at(column, row)) << x << ", " << y;
-        }
+        for (unsigned x = 11; x < 911; ++x)
+            ASSERT_EQ(truth.at(x, y), breast.at(working(x, "x"), working(y, "y"))) << x << ", " << y;
     }
     EXPECT_EQ(json::parse(R"({"x": 11, "y": 5, "width": 900, "height": 1200})"), geometry.at("crop"));
 }
