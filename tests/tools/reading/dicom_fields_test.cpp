@@ -58,6 +58,7 @@ const struct {
     {"PatientOrientation=A\\FR; FieldOfViewHorizontalFlip=YES",
      "left breast by PatientOrientation; wall left by PatientOrientation after a horizontal flip "
      "(FieldOfViewHorizontalFlip)"},
+    {"PatientOrientation=P\\HR", "right breast by PatientOrientation; wall right by PatientOrientation"},
     {"PatientOrientation=A\\F", "wall left by PatientOrientation"},
     {"PatientOrientation=L\\A", "warning: PatientOrientation puts the chest wall at the upper or lower border"},
     {"PatientOrientation=A\\L; Laterality=L",
