@@ -33,5 +33,21 @@ TEST(HostileArguments, ReadAndWriteNothingOutside) {
                 }
 }
 
+TEST(HostileArguments, ImagesOfOtherDepthsOrWithoutPixelsAreNone) {
+    Image no_buffer(FORMAT_UNSIGNED, 16U, 120, 160, false), bits(FORMAT_UNSIGNED, 1U, 120, 160, true);
+    Image bytes(FORMAT_UNSIGNED, 8U, 120, 160, true), words(FORMAT_SIGNED, 32U, 120, 160, true);
+    Masking::Params p;
+    p.side = SIDE_CHEST_LEFT;
+    for (Image* image : {&no_buffer, &bits, &bytes, &words}) {
+        image->SetPixelSize(228.0F);
+        SCOPED_TRACE(image->GetBits());
+        Mask frame, breast = wedge_breast(), pect, *found = &frame;
+        EXPECT_EQ(Masking::MASK_NO_IMAGE, NvGenerateFrameMask(image, p, found));
+        EXPECT_EQ(Masking::MASK_NO_IMAGE, NvGenerateBreastMask(image, p, found, &breast, nullptr));
+        EXPECT_EQ(Masking::MASK_NO_IMAGE, NvGenerateFullMask(image, p, found, &breast, &pect, nullptr));
+        EXPECT_EQ(Masking::MASK_NO_MASK, NvGeneratePectMask(image, p, found, &breast, &pect));
+    }
+}
+
 }  // namespace
 }  // namespace Norvane::Tests

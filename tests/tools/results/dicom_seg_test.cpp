@@ -183,12 +183,8 @@ TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
     Host::ImageAnalysis analysis = analysed_phantom();
     for (const auto& [edit, message] : table) {
         if (*edit != '\0') analysis = with_header(std::move(analysis), edit);
-        try {
-            (void)Host::dicom_seg(analysis, SegContent::kJoined);
-            ADD_FAILURE() << message;
-        } catch (const Host::Refusal& refusal) {
-            EXPECT_STREQ(message, refusal.what());
-        }
+        EXPECT_THAT([&] { (void)Host::dicom_seg(analysis, SegContent::kJoined); },
+                    ::testing::ThrowsMessage<Host::Refusal>(message));
     }
 }
 
