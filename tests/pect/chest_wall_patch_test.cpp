@@ -6,6 +6,8 @@
 #include "model/working_image.h"
 #include "pect_fixture.h"
 
+#include <map>
+
 namespace Norvane::Tests {
 namespace {
 
@@ -29,7 +31,7 @@ Ellipse plain_ellipse(const Image& image, const Mask& frame, const OpenMasking& 
         (static_cast<double>(static_cast<float>(w) * image.GetPixelSize()) > 198000.0 ? 35000.0 : 20000.0) / ps + 0.5);
     const int left = static_cast<int>(frame.GetMinX()) + band + (side == 0 ? band / 2 : 0);
     const int right = static_cast<int>(frame.GetMaxX()) - band - (side == 1 ? band / 2 : 0);
-    std::vector<int> columns(static_cast<std::size_t>(w)), rows(static_cast<std::size_t>(h));
+    std::map<int, int> columns, rows;  // how many pixels are counted in each
     for (int y = band; y < h - band; ++y) {
         const double v = (h * 0.5 - y) / (h * 0.5), reach = std::sqrt(1 - v * v) * (right - left);
         for (int x = 0; x < w && right > left; ++x) {
@@ -37,22 +39,21 @@ Ellipse plain_ellipse(const Image& image, const Mask& frame, const OpenMasking& 
             if (x >= (side == 1 ? truncate_to<int>(left + reach + 0.5) : right)) continue;
             const auto p = static_cast<int>(grey(image, static_cast<unsigned>(x), static_cast<unsigned>(y)));
             if (p <= level || p >= 54000) continue;
-            ++columns[static_cast<std::size_t>(x)];
-            ++rows[static_cast<std::size_t>(y)];
+            ++columns[x], ++rows[y];
         }
     }
-    const auto peak = [](const std::vector<int>& v) {
-        const auto top = std::ranges::max_element(v);
-        return *top == 0 ? static_cast<int>(v.size()) / 2 : static_cast<int>(top - v.begin());
+    const auto peak = [](const std::map<int, int>& counts, int size) {
+        return counts.empty() ? size / 2
+                              : std::ranges::max_element(counts, {}, [](auto& n) { return n.second; })->first;
     };
     int extent = w / 2, bottom = h - 1;
-    for (int x = peak(columns); x >= 0 && x < w; x += side == 1 ? 1 : -1) {
-        if (columns[static_cast<std::size_t>(x)] >= 160) continue;
+    for (int x = peak(columns, w); x >= 0 && x < w; x += side == 1 ? 1 : -1) {
+        if (columns[x] >= 160) continue;
         extent = side == 1 ? x : w - x;
         break;
     }
-    const int peak_row = peak(rows);
-    for (int y = h - 1; y >= peak_row; --y) bottom = rows[static_cast<std::size_t>(y)] < 160 ? y : bottom;
+    const int peak_row = peak(rows, h);
+    for (int y = h - 1; y >= peak_row; --y) bottom = rows[y] < 160 ? y : bottom;
     int top = 0, centre = peak_row;
     if (muscle && !high) {
         centre = std::max(peak_row - truncate_to<int>(std::tan(0.08726646259971647) * extent + 0.5), frame_top);
@@ -64,7 +65,7 @@ Ellipse plain_ellipse(const Image& image, const Mask& frame, const OpenMasking& 
             top = std::min(top, h / 2);
         }
     } else {
-        for (int y = 1; y <= peak_row; ++y) top = rows[static_cast<std::size_t>(y)] < 160 ? y : top;
+        for (int y = 1; y <= peak_row; ++y) top = rows[y] < 160 ? y : top;
         if (muscle) centre = (bottom + top) / 2;
     }
     return {extent, top, centre, bottom};

@@ -37,20 +37,14 @@ Bitmap breast() {
     return bitmap;
 }
 
-Host::ImageAnalysis sample_analysis() {
+void write_sample(const fs::path& stem) {
     Host::ImageAnalysis analysis;
     analysis.source.format = "PNG";
     analysis.settings.side_reason = "said </script>";
     analysis.prepared.image = grey_image(kWidth, kHeight, [](unsigned x, unsigned y) { return 400 * x + 100 * y; });
-    analysis.masks.breast.mask = mask_of(breast());
-    analysis.masks.full.mask = mask_of(breast());
+    analysis.masks.breast.mask = analysis.masks.full.mask = mask_of(breast());
     analysis.masks.frame.mask = rectangle(2, kWidth - 3, 2, kHeight - 3);
     analysis.masks.pectoral.mask = rectangle(0, 15, 0, 30);
-    return analysis;
-}
-
-void write_sample(const fs::path& stem) {
-    Host::ImageAnalysis analysis = sample_analysis();
     Host::OutputSet outputs;
     Host::add_page_files(outputs, stem, analysis);
     outputs.commit();

@@ -71,8 +71,8 @@ TEST(TransferSyntaxes, FramesAreFoundAmongTheirFragments) {
                 }
                 if (!encoding.encode) {
                     header.putAndInsertUint8Array(DCM_PixelData, plain.data(), plain.size());
-                } else {  // run lengths are one fragment a frame
-                    const unsigned kilobytes = encoding.data_set == EXS_RLELossless ? 0 : 1;
+                } else {  // fragments of run lengths do not show whether a frame begins: without a table one a frame
+                    const unsigned kilobytes = encoding.data_set == EXS_RLELossless && !has_offset_table ? 0 : 1;
                     put_frames(header, encoding.data_set, frames, kilobytes, has_offset_table);
                 }
             });
