@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "results/report_json.h"
 #include "phantom_analysis.h"
+#include "results/mask_files.h"
 #include "results/program_version.h"
 #include "results/sha256.h"
 #include "support/builders.h"
+#include "tools/host_support.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
@@ -55,6 +57,10 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
     const double millimetres = static_cast<double>(image.GetPixelSize()) / 1000.0;
     const json report = json::parse(Host::report_json("exam.png", analysis));
     Host::MasksResult& masks = analysis.masks;
+    const TemporaryFolder folder;
+    Host::OutputSet pictures;
+    Host::add_mask_files(pictures, folder.path("exam"), image, masks);
+    pictures.commit();
     const std::pair<const char*, Mask*> named[] = {{"frame", &masks.frame.mask},
                                                    {"breast", &masks.breast.mask},
                                                    {"pectoral", &masks.pectoral.mask},
@@ -63,6 +69,9 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
     for (const auto& [name, mask] : named) {
         const json& written = report.at("masks").at(name);
         const Bitmap truth = bitmap_of(*mask, image.GetWidth(), image.GetHeight());
+        std::vector<std::uint16_t> painted;
+        for (const bool bit : truth.set) painted.push_back(bit ? 255 : 0);
+        EXPECT_EQ(painted, Host::read_image(folder.path(std::string("exam.") + name + ".png")).samples) << name;
         EXPECT_EQ(truth, from_rows(written, truth.width, truth.height)) << name;
         EXPECT_EQ(truth, from_coco(written)) << name;
         EXPECT_EQ(digest_of(truth), written.at("sha256")) << name;
