@@ -2,57 +2,39 @@
 #include <gtest/gtest.h>
 
 #include "imaging/mask_utils.h"
-#include "model/pixels.h"
-#include "support/builders.h"
+#include "support/picture.h"
 
-#include <algorithm>
+#include <bit>
 #include <climits>
-#include <cmath>
+#include <tuple>
 
 namespace Norvane::Tests {
 namespace {
 
 using namespace Utils;
 
-/// The rows first .. last of a mask in its target grid, through the public interface.
 Bitmap target_bitmap(const Mask& mask, unsigned first = 0, unsigned last = 39) {
-    constexpr unsigned width = 220;
-    Bitmap bitmap(width, 40);
-    for (unsigned y = first; y <= last && y < 40; ++y) {
-        unsigned count = 0, *pairs = nullptr;
-        mask.GetSegments(y, count, pairs);
-        for (unsigned i = 0; i < count; ++i)
-            for (unsigned x = pairs[2 * i]; x <= pairs[2 * i + 1] && x < width; ++x) bitmap.put(x, y);
-        mask.ClearSegments(pairs);
-    }
-    return bitmap;
+    return bitmap_of(target_runs(mask, first, std::min(last, 39U)), 220, 40);
 }
 
 /// The definition, word for word: through the box around both and the complement of b in it.
 int intersect_plainly(Mask* a, Mask* b, Mask* out) {
-    a->SetTargetPixelSize(b->GetPixelSize());
-    b->SetTargetPixelSize(b->GetPixelSize());
+    const float grid = b->GetPixelSize();
+    for (Mask* mask : {a, b}) mask->SetTargetPixelSize(grid);
+    const unsigned x0 = std::min(a->GetMinX(), b->GetMinX()), x1 = std::max(a->GetMaxX(), b->GetMaxX());
+    const unsigned y0 = std::min(a->GetMinY(), b->GetMinY()), y1 = std::max(a->GetMaxY(), b->GetMaxY());
     Mask box, complement;
-    box.SetPixelSize(b->GetPixelSize());
-    box.SetTargetPixelSize(b->GetPixelSize());
-    const unsigned y1 = std::max(a->GetMaxY(), b->GetMaxY());
-    for (std::uint64_t y = std::min(a->GetMinY(), b->GetMinY()); y <= y1; ++y) {
-        const unsigned x0 = std::min(a->GetMinX(), b->GetMinX()), x1 = std::max(a->GetMaxX(), b->GetMaxX());
-        box.AddSegment(static_cast<unsigned>(y), x0, x1 - x0);
-    }
-    complement.SetPixelSize(b->GetPixelSize());
-    out->SetPixelSize(b->GetPixelSize());
-    if (const int code = MaskSubtract(&box, b, &complement)) return code;
+    for (std::uint64_t y = y0; y <= y1; ++y) box.AddSegment(static_cast<unsigned>(y), x0, x1 - x0);
+    for (Mask* mask : {&box, &complement, out}) mask->SetPixelSize(grid);
+    MaskSubtract(&box, b, &complement);
     return MaskSubtract(a, &complement, out);
 }
 
-void expect_equal_masks(const Mask& expected, const Mask& actual) {
-    const auto same = [](float p, float q) { return p == q || (std::isnan(p) && std::isnan(q)); };
-    EXPECT_TRUE(same(expected.GetPixelSize(), actual.GetPixelSize()));
-    EXPECT_TRUE(same(expected.GetTargetPixelSize(), actual.GetTargetPixelSize()));
-    EXPECT_EQ(runs_of(expected), runs_of(actual));
-    for (const auto bound : {&Mask::GetMinX, &Mask::GetMaxX, &Mask::GetMinY, &Mask::GetMaxY})
-        EXPECT_EQ((expected.*bound)(), (actual.*bound)());
+/// All that a mask holds, to compare; a NaN equals itself.
+auto parts_of(const Mask& m) {
+    const auto bits = [](float v) { return std::bit_cast<std::uint32_t>(v); };
+    return std::tuple(bits(m.GetPixelSize()), bits(m.GetTargetPixelSize()), runs_of(m), m.GetMinX(), m.GetMaxX(),
+                      m.GetMinY(), m.GetMaxY());
 }
 
 /// Runs in any grid, now and then one whose end has wrapped below its start.
@@ -76,12 +58,9 @@ TEST(MaskIntersect, EqualsItsDefinitionInEveryGrid) {
         const unsigned which = random.chance(4) ? random.below(3) : 0;
         Mask *first = &a, *first2 = &a2;
         if (random.chance(10)) first = &b, first2 = &b2;
-        SCOPED_TRACE(round);
-        EXPECT_EQ(intersect_plainly(first2, &b2, outs2[which]), MaskIntersect(first, &b, outs[which]));
-        expect_equal_masks(a2, a);
-        expect_equal_masks(b2, b);
-        expect_equal_masks(out2, out);
-        if (HasFailure()) return;
+        ASSERT_EQ(intersect_plainly(first2, &b2, outs2[which]), MaskIntersect(first, &b, outs[which]));
+        for (const auto& [expected, actual] : {std::pair{&a2, &a}, {&b2, &b}, {&out2, &out}})
+            ASSERT_EQ(parts_of(*expected), parts_of(*actual)) << "round " << round;
     }
 }
 
@@ -108,14 +87,14 @@ TEST(MaskSubtract, ReadsBothInTheGridOfTheOutput) {
 }
 
 TEST(SetAlgebra, AtTheEndOfTheNumbersAndOfEmptyMasks) {
-    Mask last = mask_of(std::vector<RowRun>{{UINT_MAX, UINT_MAX - 9, UINT_MAX}}, 2.0F);
-    Mask hole = mask_of(std::vector<RowRun>{{UINT_MAX, UINT_MAX - 3, UINT_MAX}}, 2.0F), minus, both;
+    Mask last = mask_of(Runs{{UINT_MAX, UINT_MAX - 9, UINT_MAX}}, 2.0F);
+    Mask hole = mask_of(Runs{{UINT_MAX, UINT_MAX - 3, UINT_MAX}}, 2.0F), minus, both;
     EXPECT_EQ(0, MaskSubtract(&last, &hole, &minus));
-    EXPECT_EQ((std::vector<RowRun>{{UINT_MAX, UINT_MAX - 9, UINT_MAX - 4}}), runs_of(minus));
+    EXPECT_EQ((Runs{{UINT_MAX, UINT_MAX - 9, UINT_MAX - 4}}), runs_of(minus));
     EXPECT_EQ(0, MaskIntersect(&last, &hole, &both));
     EXPECT_EQ(runs_of(hole), runs_of(both));
     // An empty mask whose bounds, scaled, look like four billion rows.
-    Mask empty, other = mask_of(std::vector<RowRun>{{3, 1, 9}}, 228.0F), out;
+    Mask empty, other = mask_of(Runs{{3, 1, 9}}, 228.0F), out;
     EXPECT_EQ(0, MaskSubtract(&empty, &other, &out));
     empty.SetPixelSize(-1e30F);
     out.SetPixelSize(5.0F);
@@ -127,7 +106,7 @@ TEST(SetAlgebra, AtTheEndOfTheNumbersAndOfEmptyMasks) {
 }
 
 TEST(SetAlgebra, RefusesNullAndKeepsItsSideEffects) {
-    Mask a = mask_of(std::vector<RowRun>{{1, 2, 3}}, 100.0F), b = a;
+    Mask a = mask_of(Runs{{1, 2, 3}}, 100.0F), b = a;
     b.SetTargetPixelSize(7.0F);
     for (const auto op : {MaskSubtract, MaskIntersect}) {
         EXPECT_EQ(2, op(nullptr, &b, &a));
@@ -139,16 +118,11 @@ TEST(SetAlgebra, RefusesNullAndKeepsItsSideEffects) {
     EXPECT_EQ(1, MaskCopy(&a, nullptr));
     EXPECT_EQ("Utils.MaskCopy(): Uninitialized mask\nUtils.MaskCopy(): Uninitialized mask\n",
               testing::internal::GetCapturedStdout());
-    Mask copy = mask_of(std::vector<RowRun>{{9, 9, 9}});
+    Mask copy = mask_of(Runs{{9, 9, 9}});
     EXPECT_EQ(0, MaskCopy(&b, &copy));
     EXPECT_EQ(100.0F, b.GetTargetPixelSize());
     EXPECT_EQ(100.0F, copy.GetPixelSize());
     EXPECT_EQ(0.0F, copy.GetTargetPixelSize());
-}
-
-/// The set pixels of a 1-bit image.
-bool is_set(const Image& image, unsigned x, unsigned y) {
-    return (image.GetBuffer()[y * ((image.GetStride() + 7) / 8) + x / 8] >> (7 - x % 8)) & 1;
 }
 
 TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
@@ -156,7 +130,7 @@ TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
     Mask empty;
     ASSERT_EQ(0, MaskToImage(&empty, &image));
     EXPECT_EQ(std::tuple(2U, 2U, UINT_MAX), std::tuple(image.GetWidth(), image.GetHeight(), image.GetOffX()));
-    EXPECT_FALSE(is_set(image, 0, 0) || is_set(image, 1, 1));
+    EXPECT_EQ(Bitmap(32, 2), bitmap_of(Picture(image)));
     Mask wrapped;
     wrapped.AddSegment(2, 10, UINT_MAX);  // 10 .. 9
     ASSERT_EQ(0, MaskToImage(&wrapped, &image));
@@ -172,74 +146,65 @@ TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
     EXPECT_EQ(1, MaskToImage(&empty, nullptr));
 }
 
-/// Runs that end one column past the last set pixel; at the end of the row, at the width.
-std::vector<RowRun> runs_plainly(const Image& image) {
-    Bitmap bits(image.GetStride(), image.GetHeight());
-    for (unsigned y = 0; y < bits.height; ++y)
-        for (unsigned x = 0; x < bits.width; ++x)
-            if (is_set(image, x, y)) bits.put(x, y);
-    Mask mask;
-    for (const RowRun& run : runs_of(mask_of(bits))) {
-        const unsigned end = run.last + 1 < bits.width ? run.last + 1 : image.GetWidth();
-        if (end >= run.first) mask.AddSegment(image.GetOffY() + run.row, image.GetOffX() + run.first, end - run.first);
-    }
-    return runs_of(mask);
+/// A 1-bit image of runs that go on over the ends of rows; padding columns too.
+std::unique_ptr<Image> random_bits(Random& random, unsigned width, unsigned height) {
+    auto image = image_of(k1U, width, height);
+    bool is_set = false;
+    const auto next = [&](auto, auto) { return is_set ^= random.chance(9); };
+    Picture(k1U, image->GetStride(), height, next).copy_to(*image);
+    return image;
 }
 
 TEST(ImageToMask, ReadsPaddingColumnsAndEndsRunsLate) {
     Random random(5);
     for (int round = 0; round < 200; ++round) {
-        Image image(FORMAT_UNSIGNED, 1U, 1 + random.below(140), 1 + random.below(5), true);
-        image.SetOffX(random.below(9));
-        image.SetOffY(random.below(9));
-        image.SetPixelSize(33.0F);
-        for (unsigned i = 0; i < image.BufferSize(); ++i)
-            image.GetBuffer()[i] =
-                static_cast<unsigned char>(random.below(256) * random.below(2) + 255 * random.below(2));
-        Mask mask = mask_of(std::vector<RowRun>{{1, 1, 1}});
-        ASSERT_EQ(0, ImageToMask(&image, &mask));
-        EXPECT_EQ(33.0F, mask.GetPixelSize());
-        EXPECT_EQ(0.0F, mask.GetTargetPixelSize());
-        EXPECT_EQ(runs_plainly(image), runs_of(mask)) << image.GetWidth();
+        const auto image = random_bits(random, 1 + random.below(140), 1 + random.below(5));
+        image->SetOffX(random.below(9));
+        image->SetOffY(random.below(9));
+        image->SetPixelSize(33.0F);
+        Mask mask = mask_of(Runs{{1, 1, 1}}), expected;
+        ASSERT_EQ(0, ImageToMask(image.get(), &mask));
+        // Runs end one column past the last set pixel; at the end of the row, at the width.
+        for (const RowRun& run : runs_of(mask_of(bitmap_of(Picture(*image))))) {
+            const unsigned end = run.last + 1 < image->GetStride() ? run.last + 1 : image->GetWidth();
+            if (end < run.first) continue;
+            expected.AddSegment(image->GetOffY() + run.row, image->GetOffX() + run.first, end - run.first);
+        }
+        expected.SetPixelSize(33.0F);
+        EXPECT_EQ(parts_of(expected), parts_of(mask)) << image->GetWidth();
     }
-    Mask mask = mask_of(std::vector<RowRun>{{7, 10, 12}}), read;
+    Mask mask = mask_of(Runs{{7, 10, 12}}), read;
     Image image, grey(FORMAT_UNSIGNED, 8U, 2U, 2U, true), none(FORMAT_UNSIGNED, 1U, 2U, 2U, false);
     ASSERT_EQ(0, MaskToImage(&mask, &image));
     EXPECT_EQ(0, ImageToMask(&image, &read));
-    EXPECT_EQ((std::vector<RowRun>{{7, 10, 13}}), runs_of(read));
+    EXPECT_EQ((Runs{{7, 10, 13}}), runs_of(read));
     EXPECT_EQ(1, ImageToMask(nullptr, &read));
     EXPECT_EQ(1, ImageToMask(&image, nullptr));
     EXPECT_EQ(2, ImageToMask(&grey, &read));
     EXPECT_EQ(1, ImageToMask(&none, &read));
-    EXPECT_EQ((std::vector<RowRun>{{7, 10, 13}}), runs_of(read));  // refused: not cleared
-}
-
-template <class Sample>
-void expect_zeros_outside(Random& random, ImageFormat format) {
-    Image image(format, 8 * sizeof(Sample), 1 + random.below(40), 1 + random.below(8), true);
-    image.SetPixelSize(random.chance(2) ? 228.0F : 114.0F);
-    image.SetOffX(random.below(20));
-    image.SetOffY(random.below(5));
-    for (unsigned y = 0; y < image.GetHeight(); ++y) std::ranges::fill(whole_row_of<Sample>(image, y), Sample{7});
-    Mask mask = random_mask(random, 60, 12, 228.0F);
-    EXPECT_EQ(0, ApplyMask(&image, &mask));
-    EXPECT_EQ(image.GetPixelSize(), mask.GetTargetPixelSize());
-    const Bitmap kept = target_bitmap(mask);
-    for (unsigned y = 0; y < image.GetHeight(); ++y)
-        for (unsigned x = 0; x < image.GetStride(); ++x) {  // padding columns keep their values
-            const bool stays = x >= image.GetWidth() || kept.at(x + image.GetOffX(), y + image.GetOffY());
-            ASSERT_EQ(stays ? Sample{7} : Sample{0}, whole_row_of<Sample>(image, y)[x]) << x << ", " << y;
-        }
+    EXPECT_EQ((Runs{{7, 10, 13}}), runs_of(read));  // refused: not cleared
 }
 
 TEST(ApplyMask, ZeroesEverythingOutsideAtEveryDepth) {
     Random random(6);
-    for (int round = 0; round < 60; ++round) {
-        expect_zeros_outside<std::uint8_t>(random, FORMAT_UNSIGNED);
-        expect_zeros_outside<std::int16_t>(random, FORMAT_SIGNED);
-        expect_zeros_outside<float>(random, FORMAT_FLOAT);
+    for (int round = 0; round < 180; ++round) {
+        const Depth depth = std::array{k8U, k16S, k32F}[static_cast<std::size_t>(round % 3)];
+        const auto image = image_of(depth, 1 + random.below(40), 1 + random.below(8));
+        image->SetPixelSize(random.chance(2) ? 228.0F : 114.0F);
+        image->SetOffX(random.below(20));
+        image->SetOffY(random.below(5));
+        const Picture before(depth, image->GetStride(), image->GetHeight(), [](auto, auto) { return 7; });
+        before.copy_to(*image);
+        Mask mask = random_mask(random, 60, 12, 228.0F);
+        EXPECT_EQ(0, ApplyMask(image.get(), &mask));
+        EXPECT_EQ(image->GetPixelSize(), mask.GetTargetPixelSize());
+        const auto expected = [&, kept = target_bitmap(mask)](unsigned x, unsigned y) {
+            const bool is_padding = x >= image->GetWidth();
+            return is_padding || kept.at(x + image->GetOffX(), y + image->GetOffY()) ? 7 : 0;
+        };
+        expect_samples(Picture(*image), before, expected, "round " + std::to_string(round));
     }
-    Mask mask = mask_of(std::vector<RowRun>{{0, 2, 3}, {0, 6, UINT_MAX}});
+    Mask mask = mask_of(Runs{{0, 2, 3}, {0, 6, UINT_MAX}});
     auto image = grey_image(9, 2, [](unsigned x, unsigned) { return x + 1; });
     EXPECT_EQ(0, ApplyMask(image.get(), &mask));
     EXPECT_EQ((std::vector<std::uint16_t>{0, 0, 3, 4, 0, 0, 7, 8, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0}), pixels_of(*image));
@@ -255,29 +220,21 @@ TEST(ApplyMask, ZeroesEverythingOutsideAtEveryDepth) {
 TEST(CopyBinaryRegion, AddsSetPixelsOfTheRectangle) {
     Random random(7);
     for (int round = 0; round < 400; ++round) {
-        Image src(FORMAT_UNSIGNED, 1U, 1 + random.below(200), 1 + random.below(4), true);
-        Image dst(FORMAT_UNSIGNED, 1U, 1 + random.below(200), 1 + random.below(4), true);
-        for (Image* image : {&src, &dst})
-            for (unsigned i = 0; i < image->BufferSize(); ++i)
-                image->GetBuffer()[i] =
-                    static_cast<unsigned char>(random.below(256) & (image == &dst ? random.below(256) : 255));
-        src.SetPixelSize(9.0F);
-        const unsigned w = random.below(1 + std::min(src.GetWidth(), dst.GetWidth()));
-        const unsigned h = random.below(1 + std::min(src.GetHeight(), dst.GetHeight()));
-        const unsigned src_x = random.below(1 + src.GetWidth() - w), src_y = random.below(1 + src.GetHeight() - h);
-        const unsigned dst_x = random.below(1 + dst.GetWidth() - w), dst_y = random.below(1 + dst.GetHeight() - h);
-        Bitmap expected(dst.GetStride(), dst.GetHeight());
-        for (unsigned y = 0; y < dst.GetHeight(); ++y)
-            for (unsigned x = 0; x < dst.GetStride(); ++x) {
-                const bool inside = x >= dst_x && x - dst_x < w && y >= dst_y && y - dst_y < h;
-                if (is_set(dst, x, y) || (inside && is_set(src, src_x + x - dst_x, src_y + y - dst_y)))
-                    expected.put(x, y);
-            }
-        ASSERT_EQ(0, CopyBinaryRegion(&src, &dst, src_x, src_y, dst_x, dst_y, w, h));
-        EXPECT_EQ(9.0F, dst.GetPixelSize());
-        for (unsigned y = 0; y < dst.GetHeight(); ++y)
-            for (unsigned x = 0; x < dst.GetStride(); ++x)
-                ASSERT_EQ(expected.at(x, y), is_set(dst, x, y)) << x << ", " << y;
+        const auto src = random_bits(random, 1 + random.below(200), 1 + random.below(4));
+        const auto dst = random_bits(random, 1 + random.below(200), 1 + random.below(4));
+        src->SetPixelSize(9.0F);
+        const unsigned w = random.below(1 + std::min(src->GetWidth(), dst->GetWidth()));
+        const unsigned h = random.below(1 + std::min(src->GetHeight(), dst->GetHeight()));
+        const unsigned src_x = random.below(1 + src->GetWidth() - w), src_y = random.below(1 + src->GetHeight() - h);
+        const unsigned dst_x = random.below(1 + dst->GetWidth() - w), dst_y = random.below(1 + dst->GetHeight() - h);
+        const Bitmap source = bitmap_of(Picture(*src));
+        Bitmap expected = bitmap_of(Picture(*dst));
+        for (unsigned y = 0; y < h; ++y)
+            for (unsigned x = 0; x < w; ++x)
+                if (source.at(src_x + x, src_y + y)) expected.put(dst_x + x, dst_y + y);
+        ASSERT_EQ(0, CopyBinaryRegion(src.get(), dst.get(), src_x, src_y, dst_x, dst_y, w, h));
+        EXPECT_EQ(9.0F, dst->GetPixelSize());
+        ASSERT_EQ(runs_of(mask_of(expected)), runs_of(mask_of(bitmap_of(Picture(*dst))))) << "round " << round;
     }
 }
 
@@ -302,22 +259,12 @@ TEST(CopyBinaryRegion, RefusesByTable) {
 }
 
 /// n times the 3 x 3 square inside a frame that counts as background; then each run one column longer.
-std::vector<RowRun> morphed_plainly(const Mask& mask, int n, bool dilate) {
-    constexpr unsigned kSize = 110;
-    Bitmap bits = bitmap_of(mask, kSize, kSize);
-    for (int i = 0; i < n; ++i) {
-        Bitmap next(kSize, kSize);
-        for (unsigned y = 0; y < kSize; ++y)
-            for (unsigned x = 0; x < kSize; ++x) {
-                int count = 0;
-                for (unsigned j = 0; j < 3; ++j)
-                    for (unsigned k = 0; k < 3; ++k) count += bits.at(x + k - 1, y + j - 1);  // -1 wraps to outside
-                if (dilate ? count > 0 : count == 9) next.put(x, y);
-            }
-        bits = next;
-    }
+Runs morphed_plainly(const Mask& mask, int n, bool dilate) {
+    Picture picture(k1U, 110, 110, [&, bits = bitmap_of(mask, 110, 110)](auto x, auto y) { return bits.at(x, y); });
+    for (int i = 0; i < n; ++i) picture = dilated_or_eroded(picture, dilate);
     Mask longer;
-    for (const RowRun& run : runs_of(mask_of(bits))) longer.AddSegment(run.row, run.first, run.last - run.first + 1);
+    for (const RowRun& run : runs_of(mask_of(bitmap_of(picture))))
+        longer.AddSegment(run.row, run.first, run.last - run.first + 1);
     return runs_of(longer);
 }
 
@@ -325,7 +272,7 @@ TEST(MaskMorphology, EqualsRepeatedSquares) {
     Random random(8);
     for (int round = 0; round < 60; ++round) {
         // Beyond the image that is eroded lies background, so a frame of one pixel decides like no frame at all.
-        Mask mask = random_mask(random, 60, 40, 70.0F), dst = mask_of(std::vector<RowRun>{{1, 1, 1}});
+        Mask mask = random_mask(random, 60, 40, 70.0F), dst = mask_of(Runs{{1, 1, 1}});
         for (int i = 0; i < 4; ++i)
             for (unsigned y = random.below(30), rows = y + random.below(12); y < rows; ++y)
                 mask.AddSegment(y, 5U * unsigned(i), 20);
@@ -335,7 +282,7 @@ TEST(MaskMorphology, EqualsRepeatedSquares) {
         EXPECT_EQ(70.0F, dst.GetPixelSize());
         // The dilated image has `n` columns on the right, so no run is cut at its width; the last may end there.
         const unsigned last = mask.GetMaxX() + static_cast<unsigned>(n) + 1;
-        std::vector<RowRun> expected = morphed_plainly(mask, n, true);
+        Runs expected = morphed_plainly(mask, n, true);
         for (RowRun& run : expected) run.last = std::min(run.last, last);
         EXPECT_EQ(expected, runs_of(dst)) << n;
         ASSERT_EQ(0, MaskErode(&mask, &dst, 1 + n / 4));
@@ -344,11 +291,11 @@ TEST(MaskMorphology, EqualsRepeatedSquares) {
 }
 
 TEST(MaskMorphology, EdgesAndRefusals) {
-    Mask mask = mask_of(std::vector<RowRun>{{0, 1, 1}}, 5.0F), dst, empty;
+    Mask mask = mask_of(Runs{{0, 1, 1}}, 5.0F), dst, empty;
     EXPECT_EQ(0, MaskDilate(&mask, &dst, 3));  // the margin on the left ends at column 0, the one at the top at row 0
-    EXPECT_EQ((std::vector<RowRun>{{0, 0, 5}, {1, 0, 5}, {2, 0, 5}, {3, 0, 5}}), runs_of(dst));
+    EXPECT_EQ((Runs{{0, 0, 5}, {1, 0, 5}, {2, 0, 5}, {3, 0, 5}}), runs_of(dst));
     EXPECT_EQ(0, MaskDilate(&mask, &dst, 0));  // a plain copy through the image
-    EXPECT_EQ((std::vector<RowRun>{{0, 1, 2}}), runs_of(dst));
+    EXPECT_EQ((Runs{{0, 1, 2}}), runs_of(dst));
     EXPECT_EQ(0, MaskDilate(&mask, nullptr, -1));
     EXPECT_EQ(1, MaskDilate(&mask, nullptr, 1));
     EXPECT_EQ(1, MaskDilate(nullptr, &dst, 1));
@@ -363,7 +310,7 @@ TEST(MaskMorphology, EdgesAndRefusals) {
     EXPECT_EQ(0, MaskErode(&empty, &dst, 2));
     EXPECT_EQ(0, MaskDilate(&empty, &dst, 2));
     EXPECT_TRUE(runs_of(dst).empty());
-    Mask large = mask_of(std::vector<RowRun>{{0, 0, 0}, {7, UINT_MAX - 40, UINT_MAX - 40}});
+    Mask large = mask_of(Runs{{0, 0, 0}, {7, UINT_MAX - 40, UINT_MAX - 40}});
     EXPECT_THROW(MaskDilate(&large, &dst, INT_MAX), std::bad_alloc);
 }
 

@@ -3,30 +3,50 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <new>
 #include <tuple>
 
 namespace Norvane::Tests {
 namespace {
 
-struct Geometry {
-    ImageFormat format;
-    unsigned bits, width, height, stride, bytes;
-};
+/// All but buffer and ownership.
+auto fields(const Image& i) {
+    return std::tuple{i.GetFormat(), i.GetBits(),           i.GetUsedBits(),     i.GetWidth(),
+                      i.GetHeight(), i.GetStride(),         i.GetPixelSize(),    i.GetOffX(),
+                      i.GetOffY(),   i.GetNeedsInversion(), i.GetRescaleSlope(), i.GetRescaleIntercept()};
+}
+
+/// Every field differs from those of a new image.
+std::unique_ptr<Image> unusual_image() {
+    auto image = std::make_unique<Image>(FORMAT_SIGNED, 16U, 5U, 3U, true);
+    image->SetUsedBits(12);
+    image->SetPixelSize(70.0F);
+    image->SetOffX(4);
+    image->SetOffY(9);
+    image->SetNeedsInversion(true);
+    image->SetRescale(3.0F, -5);
+    set_grey(*image, 0, 0, 77);
+    return image;
+}
 
 TEST(Image, RowsAreAlignedToFourBytes) {
+    struct Geometry {
+        ImageFormat format;
+        unsigned bits, width, height, stride, bytes;
+    };
     const Geometry cases[] = {
         {FORMAT_UNSIGNED, 8, 5, 3, 8, 24}, {FORMAT_UNSIGNED, 16, 5, 3, 6, 36},  {FORMAT_FLOAT, 32, 5, 3, 5, 60},
         {FORMAT_UNSIGNED, 1, 1, 1, 32, 4}, {FORMAT_UNSIGNED, 1, 33, 2, 64, 16}, {FORMAT_UNSIGNED, 24, 1, 1, 1, 3},
         {FORMAT_UNSIGNED, 16, 0, 7, 0, 0}, {FORMAT_UNSIGNED, 0, 5, 3, 0, 0},
     };
     for (const Geometry& c : cases) {
-        const Image image(c.format, c.bits, c.width, c.height, true);
-        EXPECT_EQ(image.GetStride(), c.stride) << c.bits << " bits, width " << c.width;
-        EXPECT_EQ(image.BufferSize(), c.bytes) << c.bits << " bits, width " << c.width;
+        SCOPED_TRACE(testing::Message() << c.bits << " bits, width " << c.width);
+        const Image image(c.format, c.bits, c.width, c.height, true), bare(c.format, c.bits, c.width, c.height, false);
+        EXPECT_EQ(image.GetStride(), c.stride);
+        EXPECT_EQ(image.BufferSize(), c.bytes);
         EXPECT_TRUE(image.GetIsBufferOwner());
-        for (unsigned i = 0; i < image.BufferSize(); ++i) ASSERT_EQ(image.GetBuffer()[i], 0);
-        const Image bare(c.format, c.bits, c.width, c.height, false);
+        EXPECT_EQ(std::count(image.GetBuffer(), image.GetBuffer() + c.bytes, 0), c.bytes);
         EXPECT_EQ(bare.GetStride(), 0U);
         EXPECT_EQ(bare.BufferSize(), 0U);
     }
@@ -66,67 +86,49 @@ TEST(Image, ForeignBuffersAreNeverReleased) {
 }
 
 TEST(Image, ACopyRefersToTheBufferAndDoesNotOwnIt) {
-    Image source(FORMAT_UNSIGNED, 16, 3, 2, true);
-    source.SetRescale(2.0F, -5);
-    source.SetGarbage(false);
-    const Image copy(source);
-    EXPECT_EQ(copy.GetBuffer(), source.GetBuffer());
-    EXPECT_FALSE(copy.GetIsBufferOwner());
-    EXPECT_FALSE(copy.GetGarbage());
-    EXPECT_EQ(copy.GetRescaleIntercept(), -5);
-
+    const auto source = unusual_image();
+    source->SetGarbage(false);
+    const Image copy(*source);
     Image target(FORMAT_UNSIGNED, 8, 100, 100, true);
-    target = source;  // releases its own buffer
-    EXPECT_EQ(target.GetBuffer(), source.GetBuffer());
-    EXPECT_FALSE(target.GetIsBufferOwner());
-    Image& alias = source;
-    source = alias;
-    EXPECT_TRUE(source.GetIsBufferOwner());
-    source = copy;  // the same buffer: its owner keeps it
-    EXPECT_TRUE(source.GetIsBufferOwner());
+    target = *source;  // releases its own buffer
+    for (const Image* other : {&copy, static_cast<const Image*>(&target)}) {
+        EXPECT_EQ(fields(*other), fields(*source));
+        EXPECT_EQ(other->GetBuffer(), source->GetBuffer());
+        EXPECT_FALSE(other->GetIsBufferOwner() || other->GetGarbage());
+    }
+    for (const Image* same_buffer : {static_cast<const Image*>(source.get()), &copy}) {
+        *source = *same_buffer;  // its owner keeps it
+        EXPECT_TRUE(source->GetIsBufferOwner());
+    }
 }
 
 TEST(Image, MatchingTakesGeometryButNotPixelsOrCalibration) {
-    Image model(FORMAT_SIGNED, 16, 5, 3, true);
-    model.SetUsedBits(12);
-    model.SetPixelSize(70.0F);
-    model.SetNeedsInversion(true);
-    model.SetOffX(4);
-    model.SetOffY(9);
-    model.SetRescale(3.0F, 1);
-    set_grey(model, 0, 0, 77);
-
-    const Image matched(&model, true);
-    EXPECT_EQ(matched.GetStride(), 6U);
-    EXPECT_EQ(matched.GetFormat(), FORMAT_SIGNED);
-    EXPECT_EQ(matched.GetUsedBits(), 12U);
-    EXPECT_EQ(matched.GetOffY(), 9U);
-    EXPECT_TRUE(matched.GetNeedsInversion());
-    EXPECT_EQ(matched.GetRescaleSlope(), 1.0F);
+    const auto model = unusual_image();
+    const Image matched(model.get(), true);
+    auto uncalibrated = *model;
+    uncalibrated.SetRescale(1.0F, 0);
+    EXPECT_EQ(fields(matched), fields(uncalibrated));
     EXPECT_EQ(grey(matched, 0, 0), 0U);
 
     Image secondary(FORMAT_UNSIGNED, 8, 2, 2, true);
-    secondary.MatchSecondaryTo(&model);
-    EXPECT_EQ(secondary.GetWidth(), 2U);
-    EXPECT_EQ(secondary.GetPixelSize(), 70.0F);
-    unsigned char* const before = secondary.GetBuffer();
-    secondary.MatchTo(&model, false);  // keeps the buffer, whatever its size
-    EXPECT_EQ(secondary.GetBuffer(), before);
-    EXPECT_EQ(secondary.GetBits(), 16U);
+    unsigned char* const buffer = secondary.GetBuffer();
+    secondary.MatchSecondaryTo(model.get());
+    EXPECT_EQ(fields(secondary), (std::tuple{FORMAT_UNSIGNED, 8U, 12U, 2U, 2U, 4U, 70.0F, 4U, 9U, true, 1.0F, 0}));
+    secondary.MatchTo(model.get(), false);  // keeps the buffer, whatever its size
     secondary.MatchTo(nullptr, true);
     secondary.MatchSecondaryTo(nullptr);
-    EXPECT_EQ(secondary.GetBuffer(), before);
+    EXPECT_EQ(fields(secondary), fields(uncalibrated));
+    EXPECT_EQ(secondary.GetBuffer(), buffer);
 
-    OpenImage fresh(&model, false);
-    fresh.SetRescale(3.0F, 1);
-    fresh.init();
-    const auto fields = [](const Image& i) {
-        return std::tuple{i.GetBuffer(),       i.GetStride(),          i.GetHeight(),        i.GetBits(),
-                          i.GetUsedBits(),     i.GetFormat(),          i.GetPixelSize(),     i.GetOffX(),
-                          i.GetOffY(),         i.GetWidth(),           i.GetIsBufferOwner(), i.GetNeedsInversion(),
-                          i.GetRescaleSlope(), i.GetRescaleIntercept()};
+    struct OpenImage : Image {
+        using Image::init;
+        explicit OpenImage(const Image& other) : Image(other) {}
     };
+    OpenImage fresh(*model);  // whose ownership is not what a new image has
+    fresh.init();
     EXPECT_EQ(fields(fresh), fields(Image()));
+    EXPECT_EQ(fresh.GetBuffer(), nullptr);
+    EXPECT_TRUE(fresh.GetIsBufferOwner());
 }
 
 struct Tracked : GarbageItem {

@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
+#include <cmath>
 
 namespace Norvane::Tests {
 namespace {
-
-using Runs = std::vector<RowRun>;
 
 TEST(Mask, AgreesWithABitmapOnRandomSegments) {
     constexpr unsigned kWidth = 40, kHeight = 7;
@@ -42,25 +40,19 @@ TEST(Mask, AgreesWithABitmapOnRandomSegments) {
 }
 
 TEST(Mask, IsReadInTheTargetGrid) {
-    Mask mask;
-    mask.SetPixelSize(400.0F);
-    mask.AddSegment(2, 3, 4);
+    Mask mask = mask_of({{2, 3, 7}}, 400.0F);
     mask.SetTargetPixelSize(200.0F);
-    unsigned count = 0, *pairs = nullptr;
-    for (const unsigned row : {3U, 4U}) {
-        mask.GetSegments(row, count, pairs);
-        ASSERT_EQ(count, 1U);
-        EXPECT_EQ(pairs[0], 6U);
-        EXPECT_EQ(pairs[1], 14U);
-        mask.ClearSegments(pairs);
-        EXPECT_EQ(pairs, nullptr);
-    }
-    mask.GetSegments(5, count, pairs);  // 5 * 200 / 400 + 0.5 is row 3
-    EXPECT_EQ(count, 0U);
-    EXPECT_EQ(pairs, nullptr);
+    EXPECT_EQ(target_runs(mask, 0, 9), (Runs{{3, 6, 14}, {4, 6, 14}}));  // 5 * 200 / 400 + 0.5 is row 3
     EXPECT_EQ(mask.GetMaxX(), 14U);
     EXPECT_TRUE(mask.HitTest(6, 4));
     EXPECT_FALSE(mask.HitTest(4, 4));
+    unsigned count = 9, nothing = 0, *pairs = &nothing;
+    mask.GetSegments(5, count, pairs);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(pairs, nullptr);
+    mask.GetSegments(4, count, pairs);
+    mask.ClearSegments(pairs);
+    EXPECT_EQ(pairs, nullptr);
 }
 
 TEST(Mask, ReaderFindsTheNextRowWithRunsOfAnyGrid) {
@@ -88,53 +80,42 @@ TEST(Mask, ReaderFindsTheNextRowWithRunsOfAnyGrid) {
 }
 
 TEST(Mask, CoordinatesThatNoGridHoldsSaturate) {
-    OpenMask mask;
-    mask.SetTargetPixelSize(100.0F);
-    EXPECT_EQ(mask.target_to_mask(1), 0xFFFFFFFFU) << "1 * 100 / 0";
-    EXPECT_EQ(mask.target_to_mask(0), 0U) << "0 / 0";
-    EXPECT_EQ(mask.GetMinX(), 0U) << "an empty mask of pixel size 0";
-    mask.SetTargetPixelSize(std::numeric_limits<float>::quiet_NaN());
-    EXPECT_EQ(mask.mask_to_target(17), 17U);
-    mask.SetTargetPixelSize(-1.0F);
-    EXPECT_EQ(mask.target_to_mask(17), 17U);
-    mask.SetPixelSize(300.0F);
-    mask.SetTargetPixelSize(0.001F);
-    EXPECT_EQ(mask.mask_to_target(20000), 0xFFFFFFFFU);
-    for (const float size : {1e-45F, 0.1F, 228.0F, 3e38F}) {
-        mask.SetPixelSize(size);
-        mask.SetTargetPixelSize(size);
-        for (const unsigned v : {0U, 1U, 12345U, 0x7FFFFFFFU, 0xFFFFFFFFU})
-            ASSERT_EQ(mask.mask_to_target(v), v) << size;
-    }
+    constexpr unsigned kMost = 0xFFFFFFFFU;
+    const auto mask = [](float size, float target) {
+        OpenMask made;
+        made.SetPixelSize(size);
+        made.SetTargetPixelSize(target);
+        return made;
+    };
+    EXPECT_EQ(mask(0.0F, 100.0F).target_to_mask(1), kMost) << "1 * 100 / 0";
+    EXPECT_EQ(mask(0.0F, 100.0F).target_to_mask(0), 0U) << "0 / 0";
+    EXPECT_EQ(mask(0.0F, 100.0F).GetMinX(), 0U) << "an empty mask of pixel size 0";
+    EXPECT_EQ(mask(0.0F, NAN).mask_to_target(17), 17U);
+    EXPECT_EQ(mask(0.0F, -1.0F).target_to_mask(17), 17U);
+    EXPECT_EQ(mask(300.0F, 0.001F).mask_to_target(20000), kMost);
+    for (const float size : {1e-45F, 0.1F, 228.0F, 3e38F})
+        for (const unsigned v : {0U, 1U, 12345U, 0x7FFFFFFFU, kMost})
+            ASSERT_EQ(mask(size, size).mask_to_target(v), v) << size;
 }
 
-/// The same by histograms, as the definition counts.
-bool centroid_by_histogram(const Mask& mask, unsigned& x, unsigned& y) {
-    const Runs runs = runs_of(mask);
-    x = y = 0;
-    if (runs.empty()) return false;
-    std::vector<unsigned> columns(mask.GetMaxX() + 1), rows(mask.GetMaxY() + 1);
-    unsigned total = 0;
-    for (const RowRun& r : runs)
-        for (unsigned c = r.first; c < r.last; ++c, ++total) ++columns[c], ++rows[r.row];
-    const auto median = [&](const std::vector<unsigned>& histogram, unsigned from) {
-        unsigned sum = histogram[from];
-        while (sum < total / 2) sum += histogram[++from];
-        return from;
-    };
-    x = median(columns, mask.GetMinX());
-    y = median(rows, mask.GetMinY());
-    return true;
+/// The column and the row up to which half of the pixels lie. The last pixel of a run does not count.
+std::pair<unsigned, unsigned> centroid_of_pixels(const Mask& mask) {
+    std::vector<unsigned> columns, rows;  // of every pixel; the rows ascend
+    for (const RowRun& r : runs_of(mask))
+        for (unsigned x = r.first; x < r.last; ++x) columns.push_back(x), rows.push_back(r.row);
+    if (columns.size() < 2) return {mask.GetMinX(), mask.GetMinY()};
+    std::ranges::sort(columns);
+    return {columns[columns.size() / 2 - 1], rows[rows.size() / 2 - 1]};
 }
 
 TEST(Mask, CentroidIsTheMedianColumnAndRow) {
     Random random(2);
     for (int round = 0; round < 500; ++round) {
         const Mask mask = random_mask(random, 30, 12);
-        unsigned x = 7, y = 7, slow_x = 0, slow_y = 0;
-        ASSERT_EQ(mask.ComputeCentroid(x, y), centroid_by_histogram(mask, slow_x, slow_y));
-        ASSERT_EQ(x, slow_x);
-        ASSERT_EQ(y, slow_y);
+        const bool is_empty = runs_of(mask).empty();
+        std::pair centroid{7U, 7U}, origin{0U, 0U};
+        ASSERT_EQ(mask.ComputeCentroid(centroid.first, centroid.second), !is_empty);
+        ASSERT_EQ(centroid, is_empty ? origin : centroid_of_pixels(mask)) << "round " << round;
     }
     unsigned x = 0, y = 0;
     EXPECT_TRUE(mask_of({{7, 5, 5}, {3, 9, 9}}).ComputeCentroid(x, y)) << "only single pixels, which do not count";
@@ -170,24 +151,25 @@ TEST(Mask, CopiesAreDeepAndClearResetsThePixelSizes) {
 }
 
 TEST(Polygon, IsFilledAsItsEdgesAreScanned) {
-    Mask square;
-    EXPECT_EQ(square.GenerateFromClosedPolygon({0, 0, 10, 0, 10, 10, 0, 10}, nullptr, nullptr), 120);
-    EXPECT_EQ(runs_of(square), runs_of(rectangle(0, 10, 0, 10)));
-    Mask nothing;
-    EXPECT_EQ(nothing.GenerateFromClosedPolygon({}, nullptr, nullptr), 0);
-    EXPECT_EQ(nothing.GenerateFromClosedPolygon({3}, nullptr, nullptr), 0);
-    EXPECT_TRUE(MaskReader::is_empty(nothing));
-    EXPECT_EQ(nothing.GenerateFromClosedPolygon({3, 4, 9}, nullptr, nullptr), 0);
-    EXPECT_EQ(runs_of(nothing), (Runs{{4, 3, 3}})) << "one vertex is one pixel";
+    struct Case {
+        std::vector<int> points;
+        int sum;
+        Runs runs;
+    };
+    for (const auto& [points, sum, runs] :
+         {Case{{0, 0, 10, 0, 10, 10, 0, 10}, 120, runs_of(rectangle(0, 10, 0, 10))}, Case{{}, 0, {}}, Case{{3}, 0, {}},
+          Case{{3, 4, 9}, 0, {{4, 3, 3}}}}) {  // one vertex is one pixel
+        Mask mask;
+        EXPECT_EQ(mask.GenerateFromClosedPolygon(points, nullptr, nullptr), sum) << points.size() << " numbers";
+        EXPECT_EQ(runs_of(mask), runs) << points.size() << " numbers";
+    }
 
     Random random(3);
     for (int round = 0; round < 400; ++round) {
         constexpr unsigned kWidth = 50, kHeight = 40;
         std::vector<int> points;
-        for (unsigned i = 2 + random.below(7); i > 0; --i) {
-            points.push_back(random.between(0, kWidth - 1));
-            points.push_back(random.between(0, kHeight - 1));
-        }
+        for (unsigned i = 2 + random.below(7); i > 0; --i)
+            for (const int size : {kWidth, kHeight}) points.push_back(random.between(0, size - 1));
         Mask mask;
         int sum = 0;
         const Bitmap expected = polygon_by_edges(points, kWidth, kHeight, sum);

@@ -7,7 +7,7 @@
 
 namespace Norvane::Tests {
 
-Mask mask_of(const std::vector<RowRun>& runs, float pixel_size) {
+Mask mask_of(const Runs& runs, float pixel_size) {
     Mask mask;
     mask.SetPixelSize(pixel_size);
     mask.SetTargetPixelSize(pixel_size);
@@ -16,22 +16,26 @@ Mask mask_of(const std::vector<RowRun>& runs, float pixel_size) {
 }
 
 Mask rectangle(unsigned x0, unsigned x1, unsigned y0, unsigned y1, float pixel_size) {
-    std::vector<RowRun> runs;
+    Runs runs;
     for (unsigned y = y0; y <= y1; ++y) runs.push_back({y, x0, x1});
     return mask_of(runs, pixel_size);
 }
 
-std::vector<RowRun> runs_of(const Mask& mask) {
-    Mask copy = mask;
-    copy.SetTargetPixelSize(0.0F);  // no conversion
-    std::vector<RowRun> runs;
-    for (std::uint64_t y = copy.GetMinY(); y <= copy.GetMaxY(); ++y) {
+Runs target_runs(const Mask& mask, unsigned first, unsigned last) {
+    Runs runs;
+    for (std::uint64_t y = first; y <= last; ++y) {
         unsigned count = 0, *pairs = nullptr;
-        copy.GetSegments(static_cast<unsigned>(y), count, pairs);
+        mask.GetSegments(static_cast<unsigned>(y), count, pairs);
         for (unsigned i = 0; i < count; ++i) runs.push_back({static_cast<unsigned>(y), pairs[2 * i], pairs[2 * i + 1]});
-        copy.ClearSegments(pairs);
+        mask.ClearSegments(pairs);
     }
     return runs;
+}
+
+Runs runs_of(const Mask& mask) {
+    Mask copy = mask;
+    copy.SetTargetPixelSize(0.0F);  // no conversion
+    return target_runs(copy, copy.GetMinY(), copy.GetMaxY());
 }
 
 std::unique_ptr<Image> grey_image(unsigned width, unsigned height, const GreyAt& grey_at, float pixel_size) {
@@ -58,15 +62,15 @@ std::vector<std::uint16_t> pixels_of(const Image& image) {
     return pixels;
 }
 
-Bitmap bitmap_of(const Mask& mask, unsigned width, unsigned height) {
+Bitmap bitmap_of(const Runs& runs, unsigned width, unsigned height) {
     Bitmap bitmap(width, height);
-    for (const RowRun& r : runs_of(mask))
+    for (const RowRun& r : runs)
         for (unsigned x = r.first; x <= r.last && x < width && r.row < height; ++x) bitmap.put(x, r.row);
     return bitmap;
 }
 
 Mask mask_of(const Bitmap& bitmap, float pixel_size) {
-    std::vector<RowRun> runs;
+    Runs runs;
     for (unsigned y = 0; y < bitmap.height; ++y)
         for (unsigned x = 0; x < bitmap.width; ++x)
             if (bitmap.at(x, y)) runs.push_back({y, x, x});
@@ -119,7 +123,7 @@ unsigned BreastSketch::grey(unsigned x, unsigned y, unsigned width, unsigned hei
 }
 
 Mask random_mask(Random& random, unsigned width, unsigned height, float pixel_size) {
-    std::vector<RowRun> runs;
+    Runs runs;
     const unsigned count = random.below(3 * height + 1);
     for (unsigned i = 0; i < count; ++i) {
         const unsigned first = random.below(width);

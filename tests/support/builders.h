@@ -23,13 +23,16 @@ struct RowRun {
 inline std::ostream& operator<<(std::ostream& out, const RowRun& r) {
     return out << "row " << r.row << ": " << r.first << ".." << r.last;
 }
+using Runs = std::vector<RowRun>;
 
 /// A mask whose both pixel sizes are `pixel_size`.
-[[nodiscard]] Mask mask_of(const std::vector<RowRun>& runs, float pixel_size = 228.0F);
+[[nodiscard]] Mask mask_of(const Runs& runs, float pixel_size = 228.0F);
 /// Columns x0 .. x1 of rows y0 .. y1, all ends in.
 [[nodiscard]] Mask rectangle(unsigned x0, unsigned x1, unsigned y0, unsigned y1, float pixel_size = 228.0F);
 /// The runs in the mask's own grid, through the public interface. The target pixel size is left as it was.
-[[nodiscard]] std::vector<RowRun> runs_of(const Mask& mask);
+[[nodiscard]] Runs runs_of(const Mask& mask);
+/// The runs of the rows first .. last of the target grid, through the public interface.
+[[nodiscard]] Runs target_runs(const Mask& mask, unsigned first, unsigned last);
 
 using GreyAt = std::function<unsigned(unsigned x, unsigned y)>;
 
@@ -62,7 +65,10 @@ struct Bitmap {
     void put(unsigned x, unsigned y) { set[std::size_t{y} * width + x] = true; }
     bool operator==(const Bitmap&) const = default;
 };
-[[nodiscard]] Bitmap bitmap_of(const Mask& mask, unsigned width, unsigned height);
+[[nodiscard]] Bitmap bitmap_of(const Runs& runs, unsigned width, unsigned height);
+[[nodiscard]] inline Bitmap bitmap_of(const Mask& mask, unsigned width, unsigned height) {
+    return bitmap_of(runs_of(mask), width, height);
+}
 [[nodiscard]] Mask mask_of(const Bitmap& bitmap, float pixel_size = 228.0F);
 /// A filled polygon by scan conversion edge by edge: the columns of each edge on each row, by the error term's
 /// recurrence. `sum` receives the sum of the extents.
@@ -95,10 +101,6 @@ struct BreastSketch {
 [[nodiscard]] Mask random_mask(Random& random, unsigned width, unsigned height, float pixel_size = 228.0F);
 
 /// The protected members of the library's classes, for tests.
-struct OpenImage : Image {
-    using Image::Image;
-    using Image::init;
-};
 struct OpenMask : Mask {
     using Mask::init;
     using Mask::mask_to_target;
@@ -106,7 +108,6 @@ struct OpenMask : Mask {
 };
 struct OpenMasking : Masking {
     using Masking::auto_calc_noise_level;
-    using Masking::background_noise_updated;
     using Masking::backgroundNoiseLevel;
     using Masking::blurSize;
     using Masking::boundary_tracing;
@@ -126,7 +127,6 @@ struct OpenMasking : Masking {
     using Masking::framemasking_for_binary_image;
     using Masking::framemasking_for_pixel_padding_images;
     using Masking::generate_full_mask;
-    using Masking::generate_internal;
     using Masking::generate_pect;
     using Masking::gradientThreshold;
     using Masking::init;
@@ -149,13 +149,11 @@ struct OpenPectDetect : PectDetect {
     using PectDetect::get_line;
     using PectDetect::get_masked_bkg_threshold;
     using PectDetect::get_pect_edge;
-    using PectDetect::get_pect_region;
     using PectDetect::get_roi;
     using PectDetect::get_upper_percent_grayvalue;
     using PectDetect::hough_transform;
     using PectDetect::imageSide;
     using PectDetect::init;
-    using PectDetect::roiHeightRatio;
     using PectDetect::verify_pect;
     using PectDetect::verify_pect_pairwise;
 };
