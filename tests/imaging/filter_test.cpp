@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <cmath>
+#include <tuple>
 
 namespace Norvane::Tests {
 namespace {
@@ -97,16 +98,22 @@ TEST(TwoImageFilters, FilterThePaddingColumnsToo) {
 
 TEST(Bridge, DepthAnswersForEveryImage) {
     const int sign = INT_MIN;
-    const int expected[3][5] = {
-        {1, 8, 16, 8, 8}, {sign | 8, sign | 8, sign | 16, sign | 8, sign | 32}, {32, 32, 32, 32, 32}};
-    const unsigned bits[] = {1, 8, 16, 24, 32};
-    for (int format = 1; format <= 3; ++format)
-        for (int i = 0; i < 5; ++i) {
-            const Image image(static_cast<ImageFormat>(format), bits[i], 1U, 1U, false);
-            EXPECT_EQ(expected[format - 1][i], Utils::IplDepth(&image)) << format << " " << bits[i];
-        }
-    const Image unknown(static_cast<ImageFormat>(9), 16U, 1U, 1U, false);
-    EXPECT_EQ(8, Utils::IplDepth(&unknown));
+    for (const auto& [format, bits, depth] : {std::tuple{1, 1U, 1},
+                                              {1, 8U, 8},
+                                              {1, 16U, 16},
+                                              {1, 24U, 8},
+                                              {1, 32U, 8},
+                                              {2, 1U, sign | 8},
+                                              {2, 8U, sign | 8},
+                                              {2, 16U, sign | 16},
+                                              {2, 24U, sign | 8},
+                                              {2, 32U, sign | 32},
+                                              {3, 16U, 32},
+                                              {3, 32U, 32},
+                                              {9, 16U, 8}}) {
+        const Image image(static_cast<ImageFormat>(format), bits, 1U, 1U, false);
+        EXPECT_EQ(depth, Utils::IplDepth(&image)) << format << " " << bits;
+    }
 }
 
 TEST(AllOperations, AnswerByTypeOfImage) {
@@ -159,16 +166,6 @@ TEST(AllOperations, AnswerByTypeOfImage) {
     norm = -5.0;
     EXPECT_EQ("1 Input stride wrong\n", outcome_of([&] { return Filter::Norm(with_odd_stride().get(), &norm); }));
     EXPECT_EQ(-5.0, norm);  // written only when the platform was called
-}
-
-TEST(ContrastStretch, TakesLowBitsWithOneKeyPerGreyValue) {
-    // An inverted 12-bit image: 16 * (65535 - v) modulo 65536 is 16 * (4095 - v).
-    auto image = grey_image(5, 2, [](unsigned x, unsigned y) { return 1000 * y + 17 * x; });
-    std::vector<int> values(65536);
-    for (int v = 0; v < 65536; ++v) values[static_cast<std::size_t>(v)] = 16 * (65535 - v);
-    ASSERT_EQ(0, Filter::ContrastStretch(image.get(), 0, 1, values.data(), 65536));
-    EXPECT_EQ(16 * (4095 - 1034), grey(*image, 2, 1));
-    EXPECT_EQ(16 * 4095, whole_row_of<std::uint16_t>(*image, 0)[5]);  // padding as well
 }
 
 TEST(ContrastStretch, KeysStepAndWrapAround) {

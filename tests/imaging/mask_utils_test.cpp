@@ -260,7 +260,8 @@ TEST(CopyBinaryRegion, RefusesByTable) {
 
 /// n times the 3 x 3 square inside a frame that counts as background; then each run one column longer.
 Runs morphed_plainly(const Mask& mask, int n, bool dilate) {
-    Picture picture(k1U, 110, 110, [&, bits = bitmap_of(mask, 110, 110)](auto x, auto y) { return bits.at(x, y); });
+    const Bitmap bits = bitmap_of(mask, 75, 65);
+    Picture picture(k1U, bits.width, bits.height, [&](auto x, auto y) { return bits.at(x, y); });
     for (int i = 0; i < n; ++i) picture = dilated_or_eroded(picture, dilate);
     Mask longer;
     for (const RowRun& run : runs_of(mask_of(bitmap_of(picture))))

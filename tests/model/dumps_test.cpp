@@ -20,21 +20,19 @@ std::string dumped(const std::function<void(const std::string&)>& dump) {
 }
 
 TEST(Dumps, OfASixteenBitImage) {
-    Image image(FORMAT_UNSIGNED, 16, 2, 1, true);
-    set_grey(image, 0, 0, 1);
-    set_grey(image, 1, 0, 65535);
-    image.SetOffX(3);
-    image.SetOffY(4);
-    image.SetUsedBits(12);
-    image.SetNeedsInversion(true);
-    EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToFile(f); }),
+    const auto image = grey_image(2, 1, [](unsigned x, unsigned) { return x == 0 ? 1U : 65535U; });
+    image->SetOffX(3);
+    image->SetOffY(4);
+    image->SetUsedBits(12);
+    image->SetNeedsInversion(true);
+    EXPECT_EQ(dumped([&](const std::string& f) { image->DumpToFile(f); }),
               "Width / height: 2 / 1\nStride: 2\nBits / used: 16 / 12\nFormat: 1\nOffset X / Y: 3 / 4\n"
               "Needs inversion: 1\nBuffer:\n1 65535 \n");
-    EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToPGMImage(f); }),
+    EXPECT_EQ(dumped([&](const std::string& f) { image->DumpToPGMImage(f); }),
               "P2\n2\n1\n65535\n#Width / height: 2 / 1\n#Stride: 2\n#Bits / used: 16 / 12\n#Format: 1\n"
               "#Offset X / Y: 3 / 4\n#Needs inversion: 1\n1\t65535\t\n");
-    EXPECT_EQ(dumped([&](const std::string& f) { image.DumpToBinaryFile(f); }), std::string("\1\0\xFF\xFF", 4));
-    image.DumpToFile("/nonexistent/folder/file");  // passed over
+    EXPECT_EQ(dumped([&](const std::string& f) { image->DumpToBinaryFile(f); }), std::string("\1\0\xFF\xFF", 4));
+    image->DumpToFile("/nonexistent/folder/file");  // passed over
 }
 
 TEST(Dumps, OtherDepthsWriteTheirSamplesAndMissingBuffersNone) {

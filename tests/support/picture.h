@@ -124,11 +124,14 @@ inline Bitmap bitmap_of(const Picture& picture) {
 inline Picture dilated_or_eroded(const Picture& src, bool dilate) {
     Picture out = src;
     for (unsigned y = 0; y < src.height(); ++y)
-        for (unsigned x = 0; x < src.width(); ++x)
+        for (unsigned x = 0; x < src.width(); ++x) {
+            double v = src.at(x, y);
             for (int cell = 0; cell < 9; ++cell) {
                 const double other = src.at_or_zero(std::int64_t{x} + cell % 3 - 1, std::int64_t{y} + cell / 3 - 1);
-                out.put(x, y, dilate ? std::max(out.at(x, y), other) : std::min(out.at(x, y), other));
+                v = dilate ? std::max(v, other) : std::min(v, other);
             }
+            out.put(x, y, v);
+        }
     return out;
 }
 
