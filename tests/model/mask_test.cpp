@@ -128,19 +128,15 @@ TEST(Mask, CentroidIsTheMedianColumnAndRow) {
 }
 
 TEST(Mask, CopiesAreDeepAndClearResetsThePixelSizes) {
-    Mask mask = mask_of({{1, 2, 3}});
-    Mask copy(mask);
+    Mask mask = mask_of({{1, 2, 3}}), copy(mask);
     mask.AddSegment(9, 9, 9);
     EXPECT_EQ(runs_of(copy), (Runs{{1, 2, 3}}));
     copy = mask;
     Mask& alias = copy;
     copy = alias;
-    EXPECT_EQ(runs_of(copy), runs_of(mask));
+    EXPECT_EQ(parts_of(copy), parts_of(mask));
     mask.Clear();
-    EXPECT_EQ(mask.GetPixelSize(), 0.0F);
-    EXPECT_EQ(mask.GetTargetPixelSize(), 0.0F);
-    EXPECT_EQ(mask.GetMinX(), 0xFFFFFFFFU);
-    EXPECT_EQ(mask.GetMaxX(), 0U);
+    EXPECT_EQ(parts_of(mask), (MaskParts{0, 0, {}, 0xFFFFFFFF, 0, 0xFFFFFFFF, 0}));
     EXPECT_FALSE(mask.HitTest(9, 9));
     EXPECT_EQ(runs_of(copy).size(), 2U);
     OpenMask open;

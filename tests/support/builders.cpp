@@ -4,6 +4,7 @@
 #include "model/pixels.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace Norvane::Tests {
 
@@ -36,6 +37,17 @@ Runs runs_of(const Mask& mask) {
     Mask copy = mask;
     copy.SetTargetPixelSize(0.0F);  // no conversion
     return target_runs(copy, copy.GetMinY(), copy.GetMaxY());
+}
+
+MaskParts parts_of(const Mask& m) {
+    const auto bits = [](float v) { return std::bit_cast<std::uint32_t>(v); };
+    return {bits(m.GetPixelSize()),
+            bits(m.GetTargetPixelSize()),
+            runs_of(m),
+            m.GetMinX(),
+            m.GetMaxX(),
+            m.GetMinY(),
+            m.GetMaxY()};
 }
 
 std::unique_ptr<Image> grey_image(unsigned width, unsigned height, const GreyAt& grey_at, float pixel_size) {

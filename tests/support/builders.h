@@ -11,6 +11,7 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <tuple>
 #include <vector>
 
 namespace Norvane::Tests {
@@ -33,6 +34,10 @@ using Runs = std::vector<RowRun>;
 [[nodiscard]] Runs runs_of(const Mask& mask);
 /// The runs of the rows first .. last of the target grid, through the public interface.
 [[nodiscard]] Runs target_runs(const Mask& mask, unsigned first, unsigned last);
+
+/// All that a mask holds, to compare: the bits of both pixel sizes (a NaN equals itself), the runs, the bounds.
+using MaskParts = std::tuple<std::uint32_t, std::uint32_t, Runs, unsigned, unsigned, unsigned, unsigned>;
+[[nodiscard]] MaskParts parts_of(const Mask& mask);
 
 using GreyAt = std::function<unsigned(unsigned x, unsigned y)>;
 
