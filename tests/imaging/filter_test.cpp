@@ -63,7 +63,7 @@ TEST(TwoImageFilters, RefuseBeforeTheyTouchTheDestination) {
         testing::internal::GetCapturedStdout());
     EXPECT_THAT(own_checks, testing::ElementsAre(1, 1, 1, 1, 1, 3, 3));
     EXPECT_EQ(7U, narrow->GetWidth());
-    EXPECT_EQ(Picture(*patterned(7)), Picture(*narrow));
+    EXPECT_EQ(Picture(k16U, *patterned(7)), Picture(k16U, *narrow));
 }
 
 TEST(TwoImageFilters, TakeTheGeometryOfTheSourceAlsoWhenTheWrappingFails) {
@@ -206,7 +206,7 @@ TEST(Resample, ApproximatesTheFactorByARatio) {
         for (const unsigned blur : {0U, 2U}) {
             SCOPED_TRACE(testing::Message() << factor << ", blur " << blur);
             Image dst(FORMAT_UNSIGNED, 16U, 17U, 11U, true);
-            Picture from(*src), expected(dst);
+            Picture from(k16U, *src), expected(k16U, dst);
             ASSERT_EQ(0, Filter::Resample(src.get(), &dst, factor, blur));
             const float e = static_cast<float>(n) / static_cast<float>(d);
             EXPECT_EQ(100.0F / e, dst.GetPixelSize());
@@ -214,7 +214,7 @@ TEST(Resample, ApproximatesTheFactorByARatio) {
             EXPECT_EQ(static_cast<unsigned>(7.0 * double(e) + 0.5), dst.GetOffY());
             const int mask = n > d || blur == 0 ? 1 : 2;  // only reductions blur
             iplDecimateBlur(from.get(), expected.get(), n, d, n, d, 1, mask, mask);
-            EXPECT_EQ(expected, Picture(dst));
+            EXPECT_EQ(expected, Picture(k16U, dst));
         }
 }
 

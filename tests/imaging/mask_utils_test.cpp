@@ -130,7 +130,7 @@ TEST(MaskToImage, AnEmptyMaskIsTwoByTwoAndAWrappedOneHasNoColumns) {
     Mask empty;
     ASSERT_EQ(0, MaskToImage(&empty, &image));
     EXPECT_EQ(std::tuple(2U, 2U, UINT_MAX), std::tuple(image.GetWidth(), image.GetHeight(), image.GetOffX()));
-    EXPECT_EQ(Bitmap(32, 2), bitmap_of(Picture(image)));
+    EXPECT_EQ(Bitmap(32, 2), bitmap_of(Picture(k1U, image)));
     Mask wrapped;
     wrapped.AddSegment(2, 10, UINT_MAX);  // 10 .. 9
     ASSERT_EQ(0, MaskToImage(&wrapped, &image));
@@ -163,7 +163,7 @@ TEST(ImageToMask, ReadsPaddingColumnsAndEndsRunsLate) {
         Mask mask = mask_of(Runs{{1, 1, 1}}), expected;
         ASSERT_EQ(0, ImageToMask(image.get(), &mask));
         // Runs end one column past the last set pixel; at the end of the row, at the width.
-        for (const RowRun& run : runs_of(mask_of(bitmap_of(Picture(*image))))) {
+        for (const RowRun& run : runs_of(mask_of(bitmap_of(Picture(k1U, *image))))) {
             const unsigned end = run.last + 1 < image->GetStride() ? run.last + 1 : image->GetWidth();
             if (end < run.first) continue;
             expected.AddSegment(image->GetOffY() + run.row, image->GetOffX() + run.first, end - run.first);
@@ -195,7 +195,7 @@ TEST(ApplyMask, ZeroesEverythingOutsideAtEveryDepth) {
             const bool is_padding = x >= image->GetWidth();
             return is_padding || kept.at(x + image->GetOffX(), y + image->GetOffY()) ? 7 : 0;
         };
-        expect_samples(Picture(*image), before, expected, "round " + std::to_string(round));
+        expect_samples(Picture(depth, *image), before, expected, "round " + std::to_string(round));
     }
     Mask mask = mask_of(Runs{{0, 2, 3}, {0, 6, UINT_MAX}});
     auto image = grey_image(9, 2, [](unsigned x, unsigned) { return x + 1; });
@@ -213,14 +213,14 @@ TEST(CopyBinaryRegion, AddsSetPixelsOfTheRectangle) {
         const unsigned h = random.below(1 + std::min(src->GetHeight(), dst->GetHeight()));
         const unsigned src_x = random.below(1 + src->GetWidth() - w), src_y = random.below(1 + src->GetHeight() - h);
         const unsigned dst_x = random.below(1 + dst->GetWidth() - w), dst_y = random.below(1 + dst->GetHeight() - h);
-        const Bitmap source = bitmap_of(Picture(*src));
-        Bitmap expected = bitmap_of(Picture(*dst));
+        const Bitmap source = bitmap_of(Picture(k1U, *src));
+        Bitmap expected = bitmap_of(Picture(k1U, *dst));
         for (unsigned y = 0; y < h; ++y)
             for (unsigned x = 0; x < w; ++x)
                 if (source.at(src_x + x, src_y + y)) expected.put(dst_x + x, dst_y + y);
         ASSERT_EQ(0, CopyBinaryRegion(src.get(), dst.get(), src_x, src_y, dst_x, dst_y, w, h));
         EXPECT_EQ(9.0F, dst->GetPixelSize());
-        ASSERT_EQ(runs_of(mask_of(expected)), runs_of(mask_of(bitmap_of(Picture(*dst))))) << "round " << round;
+        ASSERT_EQ(runs_of(mask_of(expected)), runs_of(mask_of(bitmap_of(Picture(k1U, *dst))))) << "round " << round;
     }
 }
 

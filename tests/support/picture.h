@@ -24,12 +24,6 @@ struct Depth {
 inline constexpr Depth k1U{kIplDepth1U, 0, 1}, k8U{kIplDepth8U, 0, 255}, k16U{kIplDepth16U, 0, 65535},
     k8S{kIplDepth8S, -128, 127}, k16S{kIplDepth16S, -32768, 32767}, k32S{kIplDepth32S, -2147483648.0, 2147483647.0},
     k32F{kIplDepth32F, -1000, 1000};
-inline constexpr Depth kDepths[] = {k1U, k8U, k16U, k8S, k16S, k32F, k32S};
-
-[[nodiscard]] inline Depth depth_of(const Image& image) {
-    const int depth = static_cast<int>(image.GetBits()) | (image.GetFormat() == FORMAT_SIGNED ? kIplSign : 0);
-    return *std::ranges::find(kDepths, depth, &Depth::depth);
-}
 
 [[nodiscard]] inline std::unique_ptr<Image> image_of(const Depth& depth, unsigned width, unsigned height) {
     const ImageFormat format = depth.is_float() ? FORMAT_FLOAT : depth.lowest < 0 ? FORMAT_SIGNED : FORMAT_UNSIGNED;
@@ -51,8 +45,8 @@ public:
         for (unsigned y = 0; y < height; ++y)
             for (unsigned x = 0; x < width; ++x) put(x, y, sample_at(x, y));
     }
-    /// The samples of an image, padding columns included.
-    explicit Picture(const Image& image) : Picture(depth_of(image), image.GetStride(), image.GetHeight()) {
+    /// The samples of an image of this depth, padding columns included.
+    Picture(const Depth& d, const Image& image) : Picture(d, image.GetStride(), image.GetHeight()) {
         std::copy_n(image.GetBuffer(), header.image_size, bytes.begin());
     }
     void copy_to(Image& image) const { std::copy_n(bytes.begin(), header.image_size, image.GetBuffer()); }
