@@ -47,16 +47,17 @@ void operator delete[](void* block, std::size_t) noexcept { release(block); }
 namespace Norvane::Tests {
 namespace {
 
+unsigned breast_grey(unsigned x, unsigned y) {
+    const unsigned level = x + y < 50 ? 39000 : 30000;
+    return x * x + (y - 60) * (y - 60) < 4000 ? level + 7 * x % 64 : 100 + y % 50;
+}
+
 /// What a host passes to the operations, and gets back.
 struct Host {
-    std::unique_ptr<Image> filtered = grey_image(90, 120), image = grey_image(90, 120, [](unsigned x, unsigned y) {
-                                                               return x * x + (y - 60) * (y - 60) < 4000
-                                                                          ? 30000 + (x + y < 50 ? 9000 : 0) + 7 * x % 64
-                                                                          : 100 + y % 50;
-                                                           });
+    std::unique_ptr<Image> image = grey_image(90, 120, breast_grey), filtered = grey_image(90, 120);
     Masking::Params params;
     Mask frame, breast = rectangle(0, 60, 5, 110), full, pect, second;
-    Mask other = rectangle(20, 80, 0, 90, 0.5F), hole = rectangle(30, 40, 20, 50, 0.5F);  // a grid that counts as unset
+    Mask other = rectangle(20, 80, 0, 90, 0.5F), hole = rectangle(30, 40, 20, 50, 0.5F);  // grids that count as unset
     std::vector<int> contour = std::vector<int>(1440);
     int status = -1;
 

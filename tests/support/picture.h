@@ -96,8 +96,11 @@ private:
     template <class Use>
     void as_sample(Use use) const {
         using namespace Platform;
-        (void)for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, std::int32_t, float>(
-            depth.depth, [&](auto sample) { return use(sample), kIplOk; });
+        (void)for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, std::int32_t, float>(depth.depth,
+                                                                                                     [&](auto sample) {
+                                                                                                         use(sample);
+                                                                                                         return kIplOk;
+                                                                                                     });
     }
 
     IplHeader header;
