@@ -91,7 +91,8 @@ void survives_failures(const Operation& operation, bool fast) {
     undisturbed.status = operation.run(undisturbed);
     const long allocations = kPlenty - std::exchange(countdown, -1);
     const bool takes_each = std::getenv("NORVANE_TEST_EVERY_ALLOCATION") != nullptr;
-    EXPECT_LT(0, allocations);
+    EXPECT_LT(0, allocations) << operation.name;
+    EXPECT_EQ(0, undisturbed.status) << operation.name;
     for (long n = 0; n < allocations; n += takes_each ? 1 : 1 + allocations / kSample) {
         SCOPED_TRACE(testing::Message() << operation.name << ", allocation " << n);
         const long before = in_use;
@@ -140,8 +141,9 @@ const Operation kOperations[] = {
      [](Host& h) {
          float scale = 0.0F;
          h.image->SetPixelSize(100.0F);
-         delete PrepareImage(h.image.get(), scale, BG_MG, h.params.maskingSpeed, nullptr, nullptr, nullptr);
-         return 0;
+         const std::unique_ptr<Image> prepared(
+             PrepareImage(h.image.get(), scale, BG_MG, h.params.maskingSpeed, nullptr, nullptr, nullptr));
+         return prepared == nullptr ? 1 : 0;
      }},
 };
 
