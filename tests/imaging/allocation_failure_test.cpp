@@ -141,9 +141,8 @@ const Operation kOperations[] = {
      [](Host& h) {
          float scale = 0.0F;
          h.image->SetPixelSize(100.0F);
-         const std::unique_ptr<Image> prepared(
-             PrepareImage(h.image.get(), scale, BG_MG, h.params.maskingSpeed, nullptr, nullptr, nullptr));
-         return prepared == nullptr ? 1 : 0;
+         h.filtered.reset(PrepareImage(h.image.get(), scale, BG_MG, h.params.maskingSpeed, nullptr, nullptr, nullptr));
+         return h.filtered != nullptr && grey(*h.filtered, 1, 26) > 20000 ? 0 : 1;  // tissue
      }},
 };
 
