@@ -10,6 +10,34 @@
 namespace Norvane::Fuzz {
 namespace {
 
+/// Compressed frames, each a list of fragments.
+using Frames = std::vector<std::vector<Tests::Bytes>>;
+
+/// Puts fragments, cut wherever the input says, into an object in place of its pixels.
+void put_fragments(DcmDataset& header, E_TransferSyntax syntax, const Frames& frames, bool has_offset_table) {
+    auto* sequence = new DcmPixelSequence(DcmTag(DCM_PixelData, EVR_OB));
+    auto* table = new DcmPixelItem(DcmTag(DCM_Item, EVR_OB));
+    sequence->insert(table);
+    std::vector<Uint32> offsets;
+    Uint32 position = 0;
+    for (const std::vector<Tests::Bytes>& frame : frames) {
+        offsets.push_back(position);
+        for (Tests::Bytes bytes : frame) {
+            bytes.resize(bytes.size() + bytes.size() % 2);
+            auto* fragment = new DcmPixelItem(DcmTag(DCM_Item, EVR_OB));
+            fragment->putUint8Array(bytes.data(), bytes.size());
+            sequence->insert(fragment);
+            position += static_cast<Uint32>(bytes.size()) + 8;
+        }
+    }
+    if (has_offset_table) {  // least significant byte first, as this machine has it
+        table->putUint8Array(reinterpret_cast<const Uint8*>(offsets.data()), offsets.size() * sizeof offsets[0]);
+    }
+    auto* pixels = new DcmPixelData(DcmTag(DCM_PixelData, EVR_OB));
+    pixels->putOriginalRepresentation(syntax, nullptr, sequence);
+    header.insert(pixels, OFTrue);
+}
+
 using namespace Tests;
 
 void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object) {

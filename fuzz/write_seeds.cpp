@@ -103,7 +103,7 @@ void write_dicom(Seeds& seeds) {
         if (encoding.encode) {
             const Bytes bytes = encoding.encode(picture);
             frame.assign(bytes.begin(), bytes.end());
-            put_fragments(*object.getDataset(), encoding.data_set, {{bytes}}, true);
+            put_frames(*object.getDataset(), encoding.data_set, {bytes}, 0, true);
         } else {
             for (const std::uint16_t word : picture.words)
                 frame += {static_cast<char>(word), static_cast<char>(word >> 8)};

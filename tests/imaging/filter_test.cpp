@@ -75,6 +75,9 @@ TEST(TwoImageFilters, TakeTheGeometryOfTheSourceAlsoWhenTheWrappingFails) {
         EXPECT_EQ("1 Input stride wrong\n", outcome_of([&] { return run(odd.get(), &dst); }));
         EXPECT_EQ(5U, dst.GetWidth());
         EXPECT_EQ(6U, dst.GetStride());
+        Image too_small(FORMAT_UNSIGNED, 8U, 1U, 1U, true);
+        EXPECT_EQ("1 Input stride wrong\n", outcome_of([&] { return run(odd.get(), &too_small); }));
+        EXPECT_EQ(1U, too_small.GetWidth());
         no_buffer.AlignSize();
         EXPECT_EQ("1 ", outcome_of([&] { return run(src.get(), &no_buffer); }));
         EXPECT_EQ(9U, no_buffer.GetWidth());

@@ -80,5 +80,14 @@ TEST(Scaling, AUniformImageStaysUniformUnderAnyMask) {
     }
 }
 
+TEST(Scaling, TheMeanOfANegativeZeroIsZero) {
+    Picture src(k32F, 2, 2), dst(k32F, 1, 1);
+    for (const unsigned i : {0U, 1U, 2U, 3U}) src.put(i % 2, i / 2, i == 0 ? -0.0 : -5.0);
+    iplDecimate(src.get(), dst.get(), 1, 2, 1, 2, 1);
+    EXPECT_TRUE(std::signbit(dst.at(0, 0)));
+    iplDecimateBlur(src.get(), dst.get(), 1, 2, 1, 2, 1, 1, 1);
+    EXPECT_FALSE(std::signbit(dst.at(0, 0)));
+}
+
 }  // namespace
 }  // namespace Norvane::Tests

@@ -18,7 +18,7 @@ namespace {
 TEST(SourceMask, IsWhatHitTestSays) {
     Random random(11);
     const double pixel_sizes[] = {228.0, 227.99, 70.0, 50.0, 94.1, 199.7, 114.0, 300.0, 33.3333};
-    for (int round = 0; round < 200; ++round) {
+    for (unsigned round = 0; round < 200; ++round) {
         Mask mask = random_mask(random, 40, 30, round % 5 == 4 ? 231.5F : 228.0F);
         const double pixel_size = pixel_sizes[round % std::size(pixel_sizes)];
         const Host::SourceBox crop{random.below(4), random.below(4), 1 + random.below(170), 1 + random.below(130)};

@@ -4,6 +4,7 @@
 #include "reading/jpeg2000.h"
 
 #include "reading/codestream_header.h"
+#include "reading/own_process.h"
 #include "reading/refusal.h"
 
 #include <openjpeg.h>
@@ -116,11 +117,14 @@ private:
 
 void decode_jpeg2000(std::span<const std::uint8_t> bytes, unsigned width, unsigned height,
                      std::span<std::uint16_t> words) {
-    Decoder decoder(bytes);
-    refuse_unfit(decoder.read_header(), width, height);
-    const std::span<const OPJ_INT32> samples = decoder.decode();
-    std::ranges::transform(samples.first(std::min(samples.size(), words.size())), words.begin(),
-                           [](OPJ_INT32 value) { return static_cast<std::uint16_t>(value); });
+    // Damaged high-throughput streams meet assertions of the library, which would end the program.
+    fill_in_own_process(words, [&](std::span<std::uint16_t> out) {
+        Decoder decoder(bytes);
+        refuse_unfit(decoder.read_header(), width, height);
+        const std::span<const OPJ_INT32> samples = decoder.decode();
+        std::ranges::transform(samples.first(std::min(samples.size(), out.size())), out.begin(),
+                               [](OPJ_INT32 value) { return static_cast<std::uint16_t>(value); });
+    });
 }
 
 }  // namespace Norvane::Host
