@@ -57,9 +57,11 @@ private:
     void* memory;
 };
 
-/// An end of this process leaves no trace: no message, no core file, nothing for handlers of the program it was.
-void end_quietly() {
+/// Its end leaves no trace: no message, no core file, nothing for handlers of the program it was. Whether to stop is
+/// for that program to say, which waits.
+void behave_as_a_helper() {
     for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL}) std::signal(signal, SIG_DFL);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_IGN);
     constexpr rlimit kNoCore{0, 0};
     setrlimit(RLIMIT_CORE, &kNoCore);
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -74,7 +76,7 @@ void fill_in_own_process(std::span<std::uint16_t> words, const std::function<voi
     if (child < 0 && errno == ENOMEM) throw std::bad_alloc();
     if (child < 0) throw Refusal("needs a process of its own to be decoded, and none can be started");
     if (child == 0) {
-        end_quietly();
+        behave_as_a_helper();
         try {
             write(answer.words());
             answer.set(Outcome::kFilled);
@@ -85,7 +87,8 @@ void fill_in_own_process(std::span<std::uint16_t> words, const std::function<voi
         }
         _exit(0);
     }
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     switch (answer.outcome()) {
         case Outcome::kFilled:
@@ -96,6 +99,8 @@ void fill_in_own_process(std::span<std::uint16_t> words, const std::function<voi
         case Outcome::kOutOfMemory:
             throw std::bad_alloc();
         case Outcome::kUnfinished:
+            // Nobody kills it but a system that runs out of memory.
+            if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) throw std::bad_alloc();
             throw Refusal("holds data that ended its decoder");
     }
 }
