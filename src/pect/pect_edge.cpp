@@ -180,9 +180,9 @@ private:
     [[nodiscard]] bool find_candidates(std::size_t x, std::span<std::uint16_t, kLanes> candidates) const {
         unsigned any = 0;
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            const unsigned is_candidate = unsigned{grey[x + lane] >= threshold} & unsigned{above[x + lane] != 0} &
-                                          unsigned{above[x + lane + 2 * std::size_t{kHalfX}] != 0};
-            candidates[lane] = is_candidate != 0 ? 0xFFFF : 0;
+            const unsigned is_bright = grey[x + lane] >= threshold, has_left = above[x + lane] != 0,
+                           has_right = above[x + lane + 2 * std::size_t{kHalfX}] != 0;
+            candidates[lane] = (is_bright & has_left & has_right) != 0 ? 0xFFFF : 0;
             any |= candidates[lane];
         }
         return any != 0;
