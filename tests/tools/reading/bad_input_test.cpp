@@ -114,6 +114,7 @@ TEST(OwnProcess, BringsBackWordsAndReasonsAndMayEndAtAnyPoint) {
                   std::abort();
               }));
     EXPECT_EQ("holds data that ended its decoder", reason([] { std::raise(SIGSEGV); }));
+    EXPECT_EQ("holds data that ended its decoder", reason([] { throw 1; }));
     EXPECT_EQ("bad_alloc", reason([] { std::raise(SIGKILL); }));
     EXPECT_EQ("", reason([] { std::raise(SIGTERM); }));
     EXPECT_EQ("", testing::internal::GetCapturedStderr());

@@ -84,6 +84,8 @@ void fill_in_own_process(std::span<std::uint16_t> words, const std::function<voi
             answer.refuse(refusal.what());
         } catch (const std::bad_alloc&) {
             answer.set(Outcome::kOutOfMemory);
+        } catch (...) {  // nothing may reach the caller in this process, who would go on in it
+            answer.set(Outcome::kUnfinished);
         }
         _exit(0);
     }
