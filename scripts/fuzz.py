@@ -60,8 +60,9 @@ def fuzz(folder, target, seconds):
     """Rounds until the processor time is used up or an input is at fault. Returns the row's fields."""
     kept, log = folder / "corpus" / target, folder / f"{target}.log"
     kept.mkdir(parents=True, exist_ok=True)
-    words = ROOT / f"fuzz/{target}.dict"
+    words, found = ROOT / f"fuzz/{target}.dict", ROOT / "fuzz/found" / target
     command = [folder / f"fuzz/fuzz_{target}", kept, folder / "seeds" / target, unpack(folder, target)]
+    command += [found] if found.is_dir() else []
     command += [f"-dict={words}"] if words.exists() else []
     command += ["-rss_limit_mb=6000", "-timeout=60", "-print_final_stats=1", f"-artifact_prefix={folder}/found-{target}-"]
     used, status = 0.0, 0
