@@ -14,7 +14,8 @@ MAY_INCLUDE = {
     **{room: {room, "imaging", "model"} for room in ("masking", "contour", "pect")},  # they meet in <norvane/...> only
 }
 TOOLS_MAY_INCLUDE = {
-    "reading": {"reading"},
+    "decoding": {"decoding"},
+    "reading": {"reading", "decoding"},
     "analysis": {"analysis", "reading"},
     "results": {"results", "analysis", "reading"},
     "batch": {"batch", "results", "analysis", "reading"},

@@ -1,17 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // A good file, one edit, and the sentence with which it is refused.
-#include "reading/own_process.h"
 #include "tools/reading/dicom_builder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <array>
-#include <cassert>
-#include <csignal>
-#include <cstdlib>
-#include <functional>
 
 namespace Norvane::Tests {
 namespace {
@@ -86,39 +79,6 @@ TEST(BadDicom, EveryTruncationIsRefused) {
         EXPECT_NE("", message) << length;
         EXPECT_EQ(std::string::npos, message.find('\n')) << length;
     }
-}
-
-TEST(OwnProcess, BringsBackWordsAndReasonsAndMayEndAtAnyPoint) {
-    std::vector<std::uint16_t> words(3);
-    Host::fill_in_own_process(words, [](auto out) { std::ranges::copy(std::array{7, 8, 9}, out.begin()); });
-    EXPECT_THAT(words, ::testing::ElementsAre(7, 8, 9));
-    const auto reason = [&](const std::function<void()>& fault) -> std::string {
-        try {
-            Host::fill_in_own_process(words, [&](auto out) {
-                out[0] = 1;
-                fault();
-            });
-        } catch (const Host::Refusal& refusal) {
-            return refusal.what();
-        } catch (const std::bad_alloc&) {
-            return "bad_alloc";
-        }
-        return "";
-    };
-    testing::internal::CaptureStderr();
-    EXPECT_EQ("is damaged", reason([] { throw Host::Refusal("is damaged"); }));
-    EXPECT_EQ(1019U, reason([] { throw Host::Refusal(std::string(5000, 'x')); }).size());
-    EXPECT_EQ("bad_alloc", reason([] { throw std::bad_alloc(); }));
-    EXPECT_EQ("holds data that ended its decoder", reason([] {
-                  assert(!"an assertion of a library");
-                  std::abort();
-              }));
-    EXPECT_EQ("holds data that ended its decoder", reason([] { std::raise(SIGSEGV); }));
-    EXPECT_EQ("holds data that ended its decoder", reason([] { throw 1; }));
-    EXPECT_EQ("bad_alloc", reason([] { std::raise(SIGKILL); }));
-    EXPECT_EQ("", reason([] { std::raise(SIGTERM); }));
-    EXPECT_EQ("", testing::internal::GetCapturedStderr());
-    EXPECT_THAT(words, ::testing::ElementsAre(1, 0, 0)) << "the last one was finished";
 }
 
 TEST(BadFile, IsRefusedInOneSentence) {

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/dicom_pixels.h"
 
-#include "reading/codestream_header.h"
+#include "decoding/codestream_header.h"
+#include "decoding/decode_frame.h"
 #include "reading/dicom_fragments.h"
-#include "reading/jpeg2000.h"
 #include "reading/refusal.h"
 #include "reading/run_lengths.h"
 
 #include <dcmtk/dcmdata/dctk.h>
-#include <dcmtk/dcmjpeg/djdecode.h>
-#include <dcmtk/dcmjpls/djdecode.h>
 
 #include <algorithm>
 #include <span>
@@ -39,20 +37,6 @@ constexpr TransferSyntax kSyntaxes[] = {
     {"1.2.840.10008.1.2.4.203", "HTJ2K", EXS_JPEG2000, Decoder::kJpeg2000},
 };
 
-/// The toolkit's decoders, registered for the life of the program.
-struct ToolkitDecoders {
-    ToolkitDecoders() {
-        DJDecoderRegistration::registerCodecs();
-        DJLSDecoderRegistration::registerCodecs();
-    }
-    ~ToolkitDecoders() {
-        DJLSDecoderRegistration::cleanup();
-        DJDecoderRegistration::cleanup();
-    }
-    ToolkitDecoders(const ToolkitDecoders&) = delete;
-    ToolkitDecoders& operator=(const ToolkitDecoders&) = delete;
-};
-
 void refuse_truncated(DcmPixelData& pixels, const SampleLayout& layout, const SourceImage& image) {
     const std::size_t held = std::size_t{pixels.getLength()} / (layout.allocated / 8);
     const std::size_t needed = image.samples.size() * image.frame;
@@ -60,22 +44,20 @@ void refuse_truncated(DcmPixelData& pixels, const SampleLayout& layout, const So
     throw Refusal("is truncated (" + std::to_string(held) + " of " + std::to_string(needed) + " samples)");
 }
 
-// The toolkit decodes into bytes when the samples have 8 bits, into words otherwise.
+// The toolkit copies bytes when the samples have 8 bits, words otherwise.
 void widen_bytes(std::span<std::uint16_t> words) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
     for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: a word never covers a byte to come
 }
 
-void decode_by_toolkit(DcmDataset& object, DcmPixelData& pixels, unsigned bits, unsigned first_fragment,
-                       SourceImage& image) {
-    static const ToolkitDecoders decoders;
+void take_uncompressed(DcmDataset& object, DcmPixelData& pixels, unsigned bits, SourceImage& image) {
     if (!object.tagExists(DCM_SamplesPerPixel)) object.putAndInsertUint16(DCM_SamplesPerPixel, 1);  // it insists
-    Uint32 fragment = first_fragment;
+    Uint32 fragment = 0;
     OFString colour_model;
     const std::size_t room = image.samples.size() * sizeof(std::uint16_t);
-    const OFCondition decoded = pixels.getUncompressedFrame(&object, image.frame - 1, fragment, image.samples.data(),
-                                                            static_cast<Uint32>(room), colour_model);
-    if (decoded.bad()) throw Refusal(std::string("has pixel data that cannot be decoded: ") + decoded.text());
+    const OFCondition taken = pixels.getUncompressedFrame(&object, image.frame - 1, fragment, image.samples.data(),
+                                                          static_cast<Uint32>(room), colour_model);
+    if (taken.bad()) throw Refusal(std::string("has pixel data that cannot be decoded: ") + taken.text());
     if (bits <= 8) widen_bytes(image.samples);
 }
 
@@ -118,6 +100,13 @@ void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
     image.warnings.push_back(found + "; they count as the largest value");
 }
 
+// The words may be the samples' own.
+void take_samples(std::span<const std::uint16_t> words, const SampleLayout& layout, SourceImage& image) {
+    SampleDecoder decode(layout);
+    for (std::size_t i = 0; i < words.size(); ++i) image.samples[i] = decode(words[i]);
+    judge_stray(decode.stray, layout.stored, image);
+}
+
 DcmPixelData& pixel_data_of(DcmDataset& object) {
     DcmElement* element = nullptr;
     if (object.findAndGetElement(DCM_PixelData, element).good()) {
@@ -138,29 +127,29 @@ const TransferSyntax& transfer_syntax_of(const std::string& uid) {
 }
 
 void read_dicom_pixels(DcmDataset& object, const TransferSyntax& syntax, const SampleLayout& layout,
-                       SourceImage& image) {
+                       DecodingPlace place, SourceImage& image) {
     DcmPixelData& pixels = pixel_data_of(object);
     if (syntax.decoder == Decoder::kUncompressed) {
         refuse_truncated(pixels, layout, image);
-        decode_by_toolkit(object, pixels, layout.allocated, 0, image);
-    } else {
-        const FrameFragments fragments(pixels, image.frame, image.frame_count);
-        if (syntax.decoder == Decoder::kRunLengths) {
-            decode_run_lengths(fragments.joined(), layout.allocated / 8, image.samples);
-        } else if (syntax.decoder == Decoder::kJpeg) {
-            const CodestreamHeader header = read_jpeg_header(fragments.start());
-            refuse_unfit(header, image.width, image.height);
-            decode_by_toolkit(object, pixels, header.bits, fragments.first(), image);
-        } else {
-            decode_jpeg2000(fragments.joined(), image.width, image.height, image.samples);
-        }
+        take_uncompressed(object, pixels, layout.allocated, image);
+        take_samples(image.samples, layout, image);
+        return;
     }
+    const FrameFragments fragments(pixels, image.frame, image.frame_count);
+    if (syntax.decoder == Decoder::kRunLengths) {
+        decode_run_lengths(fragments.joined(), layout.allocated / 8, image.samples);
+        take_samples(image.samples, layout, image);
+        return;
+    }
+    const std::span<const std::uint8_t> bytes = fragments.joined();
+    const bool is_jpeg2000 = syntax.decoder == Decoder::kJpeg2000;
+    const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
+    refuse_unfit(header, image.width, image.height);
+    const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
     SampleLayout in_words = layout;
-    const bool comes_in_words = syntax.decoder == Decoder::kJpeg || syntax.decoder == Decoder::kJpeg2000;
-    if (comes_in_words) in_words.allocated = 16;
-    SampleDecoder decode(in_words);
-    for (std::uint16_t& sample : image.samples) sample = decode(sample);
-    judge_stray(decode.stray, layout.stored, image);
+    in_words.allocated = 16;
+    decode_frame({codec, bytes, image.width, image.height, header.bits, place},
+                 [&](std::span<const std::uint16_t> words) { take_samples(words, in_words, image); });
 }
 
 }  // namespace Norvane::Host

@@ -2,6 +2,7 @@
 /// The samples of a DICOM object, whatever they are encoded in.
 #pragma once
 
+#include "decoding/decode_frame.h"
 #include "reading/source_image.h"
 
 #include <dcmtk/config/osconfig.h>
@@ -34,6 +35,6 @@ struct SampleLayout {
 
 /// Decodes the frame that `image` names into its samples, whose size is set. Throws Refusal.
 void read_dicom_pixels(DcmDataset& object, const TransferSyntax& syntax, const SampleLayout& layout,
-                       SourceImage& image);
+                       DecodingPlace place, SourceImage& image);
 
 }  // namespace Norvane::Host

@@ -146,7 +146,7 @@ SourceImage read_dicom(const std::filesystem::path& file, const ReadOptions& opt
     image.used_bits = layout.stored;
     read_dicom_fields(*object, layout, options, image);
     set_size(image, required(*object, DCM_Columns, "Columns"), required(*object, DCM_Rows, "Rows"));
-    read_dicom_pixels(*object, syntax, layout, image);
+    read_dicom_pixels(*object, syntax, layout, options.decoding, image);
     keep_header(std::move(object), image);
     return image;
 }

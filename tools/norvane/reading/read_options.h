@@ -2,6 +2,8 @@
 /// What the user says about how files are read.
 #pragma once
 
+#include "decoding/decode_frame.h"
+
 #include <optional>
 
 namespace Norvane::Host {
@@ -9,6 +11,7 @@ namespace Norvane::Host {
 struct ReadOptions {
     std::optional<unsigned> frame;     ///< 1-based; nothing: a file of several frames or pages is refused
     bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
+    DecodingPlace decoding = DecodingPlace::kWorker;  ///< of compressed DICOM pixels
 };
 
 }  // namespace Norvane::Host
