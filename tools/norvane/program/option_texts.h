@@ -10,6 +10,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -43,6 +44,18 @@ inline const std::vector<std::string> kViewNames{"mlo", "cc"};
 inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
     verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
         ->check(check_positive);
+}
+
+/// Returns the option, for its group in the help.
+inline CLI::Option* add_memory_option(CLI::App& verb, ReadOptions& options) {
+    constexpr unsigned kMostMebibytes = 1U << 20;
+    const auto take = [&options](unsigned mebibytes) { options.image_memory = std::uint64_t{mebibytes} << 20U; };
+    return verb
+        .add_option_function<unsigned>("--image-memory", take,
+                                       "Refuse an image that needs more memory than this, in MiB")
+        ->type_name("MIB")
+        ->check(CLI::Range(1U, kMostMebibytes))
+        ->default_str(std::to_string(kDefaultImageMemory >> 20U));
 }
 
 /// Two numbers with `separator` between them, and nothing else.
