@@ -79,6 +79,13 @@ void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptio
     }
 }
 
+// What decoders were seen to need while the samples wait for them: the words that they deliver, and JPEG 2000 the
+// coefficients, four bytes each.
+std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, std::uint64_t count) {
+    if (pixels == TransferSyntax::kJpeg2000) return 6 * count;
+    return pixels == TransferSyntax::kJpeg ? 2 * count : 0;
+}
+
 // A few samples beyond BitsStored are dirt; many mean that the number of bits is wrong and the picture is not there.
 void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
     constexpr std::size_t kMostStray = 1000;  // one in so many
@@ -98,7 +105,7 @@ void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned wid
         throw Refusal(is_plain ? "has compressed pixel data, although its transfer syntax denies it"
                                : "has no compressed pixel data, although its transfer syntax promises it");
     }
-    set_size(image, width, height, options);
+    set_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
     // Decoders deliver words, whatever the header says of the file's.
     SampleLayout in_words = layout;
     if (!is_plain && file.syntax().pixels != TransferSyntax::kRunLengths) in_words.allocated = 16;
