@@ -12,7 +12,7 @@ import pytest
 
 import images
 import norvane
-from norvane import _batch
+from norvane import _batch, _norvane
 
 PROGRAM = os.environ["NORVANE_PROGRAM"]
 MORE_IMAGES = [pathlib.Path(name) for name in os.environ.get("NORVANE_TEST_IMAGES", "").split(os.pathsep) if name]
@@ -104,8 +104,20 @@ def test_arguments_of_a_run_are_the_programs(tmp_path):
     with pytest.raises(norvane.Refusal) as refused:
         norvane.read(odd)
     assert odd in refusal and str(refused.value) == refusal
-    with pytest.raises(ValueError, match=odd):
+    with pytest.raises(ValueError, match=r"--view: no \\xff such.png not in"):
         _batch.Run(["x.png", "--view", odd])
+    drawn = tmp_path / "drawn.png"
+    images.png(drawn, norvane.phantom(300, 400, 228.0)[0])
+    longer = f"{drawn}\0.txt"  # the system would open the file whose name ends at the NUL
+    for use in (
+        norvane.read,
+        norvane.analyse,
+        lambda name: _batch.Run([name]),
+        lambda name: _batch.Run([os.fspath(drawn)]).make(_batch.Input(name, "", "", "drawn", True)),
+        lambda name: _norvane.read(os.fsencode(name), None, False),
+    ):
+        with pytest.raises(ValueError, match="embedded null byte"):
+            use(longer)
     run = _batch.Run([odd, "--out-dir", tmp_path / "out"])
     assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
     assert len(made_by_module(tmp_path / "out", run)) == len(rows_of(tmp_path / "out")) == 1
