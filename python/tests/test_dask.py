@@ -207,13 +207,3 @@ def test_a_cluster_of_its_own_is_reached_from_this_machine_alone(capfd):
             assert on_dask._address_of(name) == address
             is_warned = f"listen on {address} ({name}) without a password" in capfd.readouterr().err
             assert is_warned != ipaddress.ip_address(address).is_loopback
-
-
-def test_progress_in_a_notebook_is_a_bar(monkeypatch):
-    progress = on_dask._Progress(4)
-    progress.finish({"kept": True, "refusal": ""})
-    assert progress._repr_html_() == '<progress value="1" max="4"></progress> 1 of 4 images'
-    progress.start -= 10.0
-    progress.finish(None)
-    progress.finish({"kept": False, "refusal": ""})
-    assert progress.text() == "3 of 4 images, 0.1 a second, 10 s left"
