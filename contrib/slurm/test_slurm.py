@@ -32,6 +32,7 @@ SlurmdPort={node_port}
 SlurmUser={user}
 SlurmdUser={user}
 AuthType=auth/none
+CommunicationParameters=NoCtldInAddrAny,NoInAddrAny
 CredType=cred/none
 AuthInfo=cred_expire=5
 ProctrackType=proctrack/linuxproc

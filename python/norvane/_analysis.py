@@ -46,7 +46,8 @@ class Source:
     _source: _norvane.Source = dataclasses.field(repr=False, compare=False)
 
     def __repr__(self) -> str:
-        return f"<norvane.Source {self.file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
+        file = _norvane.printable(self.file)
+        return f"<norvane.Source {file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
 
 
 def read(path: PathLike, *, frame: Optional[int] = None) -> Source:
@@ -54,7 +55,8 @@ def read(path: PathLike, *, frame: Optional[int] = None) -> Source:
 
     frame: which frame of a file that holds several, from 1; without it such a file is refused.
 
-    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read.
+    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read, and ValueError for a
+    path with a null byte in it.
     """
     return _read(path, frame, False)
 
@@ -133,7 +135,8 @@ class Analysis:
         return self._made
 
     def __repr__(self) -> str:
-        return f"<norvane.Analysis {self.status.name}{': ' + self._refusal if self._refusal else ''}>"
+        refusal = _norvane.printable(self._refusal)
+        return f"<norvane.Analysis {self.status.name}{': ' + refusal if refusal else ''}>"
 
     def _repr_png_(self) -> Optional[bytes]:
         return None if self._made is None else self._made.overlay_png()

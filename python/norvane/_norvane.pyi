@@ -8,6 +8,8 @@ version: str
 status_texts: Dict[str, Tuple[int, str]]
 noise_names: Dict[str, int]
 
+def printable(text: str) -> str: ...
+
 class Refusal(ValueError): ...
 
 class Mask:

@@ -82,6 +82,7 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given) {
+    refuse_nul(file);
     return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, {frame, is_pixel_size_given})); });
 }
 

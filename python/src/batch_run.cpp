@@ -37,8 +37,11 @@ py::tuple tuple_of(const Input& input) {
 }
 Input input_of(const py::tuple& fields) {
     if (fields.size() != 5) refuse_type("an input has five fields");
-    return {name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
-            fields[4].cast<bool>()};
+    Input input{name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
+                fields[4].cast<bool>()};
+    if (!input.refusal.empty()) return input;  // it is not opened, perhaps because of its name
+    for (const std::string& name : {input.file, input.base.string(), input.name}) refuse_nul(name);
+    return input;
 }
 
 py::dict dict_of(const ImageRecord& record) {
@@ -60,7 +63,10 @@ ImageRecord record_from(const py::dict& fields) {
 
 MasksOptions parse(const std::vector<std::string>& arguments) {
     std::vector<const char*> argv{"norvane", "masks"};
-    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+    for (const std::string& argument : arguments) {
+        refuse_nul(argument);
+        argv.push_back(argument.c_str());
+    }
     std::ostringstream out, err;
     const Host::Command command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
     const auto* options = std::get_if<MasksOptions>(&command);

@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -137,7 +138,7 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
         {"other option", [] {}, {"--fast"}, 3, 0},
         {"other results", [] {}, {"--results", "masks"}, 3, 0},
         {"the first results again", [] {}, {}, 3, 0},
-        {"options of the run", [] {}, {"--jobs", "1", "--no-page"}, 0, 0},
+        {"options of the run", [] {}, {"--jobs", "1", "--no-page", "-0"}, 0, 0},
         {"stamp cut short", cut_stamp, {}, 1, 0},
         {"stamp of another thing", [&] { folder.write("out/b.done", "\xFF{"); }, {}, 1, 0},
         {"no stamp", [&] { fs::remove(stamp); }, {}, 1, 0},
@@ -192,6 +193,39 @@ TEST(Batch, TheListOfFailuresIsNotWrittenOverAnInput) {
     EXPECT_EQ(2, wrong.code);
     EXPECT_THAT(wrong.err, HasSubstr("--fail-list names an input"));
     EXPECT_EQ(bytes, Host::read_bytes(image));
+}
+
+// Whatever a file is called: a line is one line, a name in a list comes back whole, and no cell is a formula.
+TEST(Batch, NamesOfFilesDoNothing) {
+    const TemporaryFolder folder;
+    const std::string names[] = {"\tb", "+1", "-x", "=1;2", "@a", "esc\x1b[2K", "even\r", "line\nnorvane: forged"};
+    Arguments files;
+    for (const std::string& name : names) files.push_back(folder.write(name, "P5 0 0 255\n"));
+    const std::string list = folder.path("list"), failed = folder.path("failed");
+    const auto complaints = [&](const Arguments& inputs, const Arguments& options) {
+        return run(masks_of(inputs, folder.path("out"), joined({"--fail-list", failed}, options))).err;
+    };
+    const std::string all = complaints(files, {"-0"});
+    EXPECT_THAT(lines_of(all), ElementsAre(HasSubstr("/\\tb has"), HasSubstr("/+1 has"), HasSubstr("/-x has"),
+                                           HasSubstr("/=1;2 has"), HasSubstr("/@a has"), HasSubstr("/esc\\x1b[2K has"),
+                                           HasSubstr("/even\\r has"), HasSubstr("/line\\nnorvane: forged has")));
+    fs::rename(failed, list);
+    EXPECT_EQ(all, complaints({}, {"--manifest", list, "--null"}));
+    EXPECT_EQ(Host::read_bytes(list), Host::read_bytes(failed));
+    EXPECT_THAT(
+        lines_of(complaints({}, {"--manifest", list})),
+        ElementsAre(HasSubstr("/\\tb\\x00 holds a NUL byte"), HasSubstr("norvane: norvane: forged\\x00 holds a NUL"),
+                    HasSubstr("/\\tb\\x00 is left out"), HasSubstr("forged\\x00 is left out")));
+    const std::string by_lines = complaints(files, {});
+    EXPECT_EQ(all, by_lines.substr(0, all.size()));
+    EXPECT_THAT(lines_of(by_lines.substr(all.size())),
+                ElementsAre(HasSubstr("/even\\r is left out"), HasSubstr("/line\\nnorvane: forged is left out")));
+    EXPECT_THAT(lines_of(Host::read_bytes(failed)), ElementsAreArray(files.begin(), files.begin() + 6));
+
+    const std::string table = Host::read_bytes(folder.path("out/summary.csv"));
+    for (const char* cell : {",\"'\tb\",", ",'+1,", ",'-x,", ",\"'=1;2\",", ",'@a,"})
+        EXPECT_THAT(table, HasSubstr(cell));
+    EXPECT_EQ("=1;2", outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson")))[3].first);
 }
 
 TEST(Batch, PartsTogetherAreTheWhole) {

@@ -75,22 +75,22 @@ ImageRecord record_of(const Input& input, ImageAnalysis& analysis) {
 
 std::string status_line(Masking::MASK_STATUS status) {
     const StatusText& text = text_of(status);
-    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence + "\n";
+    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence;
 }
 
-std::string report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
+std::vector<std::string> report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
     const MasksResult& masks = analysis.masks;
-    std::string text = input.file + ": " + status_line(masks.full.status);
+    std::vector<std::string> lines{input.file + ": " + status_line(masks.full.status)};
     if (masks.pectoral.status != masks.full.status)
-        text += "    Pectoral muscle: " + status_line(masks.pectoral.status);
-    for (const std::string& fact : settings_text(analysis)) text += "    " + fact + "\n";
-    for (const std::string& warning : analysis.warnings) text += "    Warning: " + warning + "\n";
-    text += "    Results: " + stem.string() + ".*\n";
+        lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
+    for (const std::string& fact : settings_text(analysis)) lines.push_back("    " + fact);
+    for (const std::string& warning : analysis.warnings) lines.push_back("    Warning: " + warning);
+    lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);
     if (input.name != own) {
-        text += "    Results are named " + input.name + ": another input has the name " + own + "\n";
+        lines.push_back("    Results are named " + input.name + ": another input has the name " + own);
     }
-    return text;
+    return lines;
 }
 
 JobOutcome refused(const Input& input, const std::string& why) {
@@ -151,7 +151,7 @@ JobOutcome ImageJobs::foresee(const Input& input) const {
         outcome.record.file = input.file;
         outcome.record.name = input.name;
         outcome.record.is_kept = kept.has_value();
-        if (!kept) outcome.text = input.file + ": would make " + stem_of(input).string() + ".*\n";
+        if (!kept) outcome.report = {input.file + ": would make " + stem_of(input).string() + ".*"};
         return outcome;
     });
 }

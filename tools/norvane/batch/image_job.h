@@ -15,8 +15,8 @@ namespace Norvane::Host {
 
 struct JobOutcome {
     ImageRecord record;
-    std::string text;      ///< for people, whole lines; empty for images that were refused or kept
-    bool is_image = true;  ///< otherwise it turned out to be none, and nobody had named it as one
+    std::vector<std::string> report;  ///< lines for people; none for images that were refused or kept
+    bool is_image = true;             ///< otherwise it turned out to be none, and nobody had named it as one
 };
 
 /// Does the images of a run. Calls for several images may run at the same time.

@@ -93,22 +93,22 @@ private:
     std::set<fs::path> walked;
 };
 
-std::vector<std::string> lines_of(std::istream& stream) {
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) {
-        if (line.ends_with('\r')) line.pop_back();
-        if (!line.empty()) lines.push_back(line);
+std::vector<std::string> names_in(std::istream& stream, char list_end) {
+    std::vector<std::string> names;
+    for (std::string name; std::getline(stream, name, list_end);) {
+        if (list_end == '\n' && name.ends_with('\r')) name.pop_back();
+        if (!name.empty()) names.push_back(name);
     }
-    return lines;
+    return names;
 }
 
-std::vector<std::string> read_manifest(const std::string& manifest) {
-    if (manifest == "-") return lines_of(std::cin);
+std::vector<std::string> read_manifest(const std::string& manifest, char list_end) {
+    if (manifest == "-") return names_in(std::cin, list_end);
     std::ifstream stream(manifest);
     if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
-    std::vector<std::string> lines = lines_of(stream);
+    std::vector<std::string> names = names_in(stream, list_end);
     if (stream.bad()) throw Refusal("cannot be read");
-    return lines;
+    return names;
 }
 
 bool is_below(const fs::path& path, const fs::path& folder) {
@@ -121,13 +121,18 @@ bool is_below(const fs::path& path, const fs::path& folder) {
 FoundInputs find_inputs(const InputQuery& query) {
     std::vector<std::string> named = query.inputs;
     if (!query.manifest.empty()) {
-        const std::vector<std::string> lines = read_manifest(query.manifest);
-        named.insert(named.end(), lines.begin(), lines.end());
+        const std::vector<std::string> listed = read_manifest(query.manifest, query.list_end);
+        named.insert(named.end(), listed.begin(), listed.end());
     }
     const fs::path root = fs::path(query.root).lexically_normal();
     FoundInputs found;
     Walk walk(query.out_dir, found);
     for (const std::string& name : named) {
+        if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // with this NUL no file has it
+            found.inputs.push_back(
+                {name.substr(0, nul + 1), {}, "holds a NUL byte: a list like this one needs --null", {}});
+            continue;
+        }
         const fs::path path = fs::path(name).lexically_normal();
         const bool is_in_root = !root.empty() && is_below(path, root);
         std::error_code ignored;

@@ -12,6 +12,7 @@
 #include "batch/run_files.h"
 #include "batch/stop_signals.h"
 #include "batch/workers.h"
+#include "reading/printable.h"
 #include "reading/read_dicom.h"
 #include "reading/refusal.h"
 
@@ -42,9 +43,8 @@ void tell(const MasksOptions& options, const JobOutcome& outcome, Console& conso
     const ImageRecord& record = outcome.record;
     if (!outcome.is_image) return console.finish_image({}, {}, true);
     const bool is_json = options.report_format == ReportFormat::kJson;
-    console.finish_image(is_json ? json_line(record) + "\n" : outcome.text,
-                         record.refusal.empty() ? "" : "norvane: " + record.file + " " + record.refusal + "\n",
-                         record.is_kept);
+    console.finish_image(is_json ? std::vector{json_line(record)} : outcome.report,
+                         record.refusal.empty() ? "" : record.file + " " + record.refusal, record.is_kept);
 }
 
 RunOutcome sum_up(std::vector<std::optional<JobOutcome>>& outcomes) {
@@ -71,7 +71,7 @@ RunOutcome run_images(const MasksOptions& options, const std::vector<Input>& inp
         try {
             outcomes[i] = options.is_dry_run ? jobs.foresee(inputs[i]) : jobs.run(inputs[i]);
             tell(options, *outcomes[i], console);
-            outcomes[i]->text.clear();
+            outcomes[i]->report.clear();
         } catch (const std::bad_alloc&) {
             // Not even room for the refusal or its line: without an outcome it counts as not begun.
         }
@@ -97,11 +97,11 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (!fs::is_directory(folder)) {
-        err << "norvane: the folder " << folder << " cannot be made: " << error.message() << std::endl;
+        complain(err, "the folder " + folder + " cannot be made: " + error.message());
         return false;
     }
     if (access(folder.c_str(), W_OK) != 0) {
-        err << "norvane: the folder " << folder << " cannot be written: " << std::strerror(errno) << std::endl;
+        complain(err, "the folder " + folder + " cannot be written: " + std::strerror(errno));
         return false;
     }
     return true;
@@ -130,7 +130,7 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
     }
     std::vector<std::string> failures;
     if (!options.is_dry_run) failures = write_run_files(options, run.records, leftovers);
-    for (const std::string& failure : failures) err << "norvane: " << failure << std::endl;
+    for (const std::string& failure : failures) complain(err, failure);
     if (options.report_format == ReportFormat::kText) {
         out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
     }
@@ -148,7 +148,8 @@ Leftovers leftovers_for(const MasksOptions& options) {
 }
 
 FoundInputs find_and_name(const MasksOptions& options) {
-    FoundInputs found = find_inputs({options.inputs, options.manifest, options.root, options.out_dir});
+    FoundInputs found =
+        find_inputs({options.inputs, options.manifest, options.root, options.out_dir, options.list_end});
     give_result_names(found.inputs);
     return found;
 }
@@ -167,13 +168,13 @@ int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostre
     try {
         FoundInputs found = find_and_name(options);
         if (is_input(options.fail_list, found.inputs)) {
-            err << "norvane: --fail-list names an input: " << options.fail_list << std::endl;
+            complain(err, "--fail-list names an input: " + options.fail_list);
             return kExitUsage;
         }
         if (!options.is_dry_run && !make_folder(options.out_dir, err)) return kExitPartly;
         return run_found(options, std::move(found), out, err);
     } catch (const Refusal& refusal) {
-        err << "norvane: the manifest " << options.manifest << " " << refusal.what() << std::endl;
+        complain(err, "the manifest " + options.manifest + " " + refusal.what());
         return kExitPartly;
     }
 }

@@ -36,6 +36,7 @@ struct MasksOptions {
     bool is_resumed = false;
     std::optional<Shard> shard;
     std::string fail_list;  ///< empty: none
+    char list_end = '\n';   ///< what ends each name in the manifest and the list of failures
     bool is_dry_run = false;
     bool has_page = true;
     ReportFormat report_format = ReportFormat::kText;

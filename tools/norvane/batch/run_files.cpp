@@ -24,9 +24,23 @@ std::string ndjson_of(const std::vector<ImageRecord>& records) {
     return text;
 }
 
-std::string failed_of(const std::vector<ImageRecord>& records) {
+// Whether the name read from a list would be the one that was written to it.
+bool can_be_listed(const std::string& name, char list_end) {
+    return name.find('\0') == std::string::npos && name.find(list_end) == std::string::npos &&
+           (list_end == '\0' || !name.ends_with('\r'));
+}
+
+std::string failed_of(const std::vector<ImageRecord>& records, char list_end, std::vector<std::string>& failures) {
     std::string text;
-    for (const ImageRecord& record : records) text += record.refusal.empty() ? "" : record.file + "\n";
+    for (const ImageRecord& record : records) {
+        if (record.refusal.empty()) continue;
+        if (can_be_listed(record.file, list_end)) {
+            text += record.file + list_end;
+        } else {
+            failures.push_back(record.file +
+                               " is left out of the list of failures, which cannot hold such a name without --null");
+        }
+    }
     return text;
 }
 
@@ -63,7 +77,9 @@ std::vector<std::string> write_run_files(const MasksOptions& options, const std:
     };
     write(out_dir / (table + ".csv"), csv_of);
     write(out_dir / (table + ".ndjson"), ndjson_of);
-    if (!options.fail_list.empty()) write(options.fail_list, failed_of);
+    if (!options.fail_list.empty()) {
+        write(options.fail_list, [&](const auto& of) { return failed_of(of, options.list_end, failures); });
+    }
     if (options.has_page && !options.shard) {
         leftovers.remove_those_of(out_dir / "report.html");
         attempt(failures, "the page of the run", [&] { write_report_page(out_dir, records); });

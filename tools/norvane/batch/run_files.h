@@ -13,8 +13,8 @@ namespace Norvane::Host {
 
 /// summary.csv, summary.ndjson and report.html in the folder of the results, and the list of what failed where one is
 /// wanted. The tables of a part K of N are summary.K-of-N.*, and a part has no page: a run over everything that resumes
-/// makes it. Returns a sentence for each that could not be written.
-/// What is left of them from runs that were killed goes.
+/// makes it. What is left of them from runs that were killed goes. Returns a sentence for each that could not be
+/// written, and for each name that the list cannot hold.
 [[nodiscard]] std::vector<std::string> write_run_files(const MasksOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const Leftovers& leftovers);

@@ -7,6 +7,7 @@
 #include "batch/score_measures.h"
 #include "batch/stamp.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/read_png.h"
 #include "reading/refusal.h"
 #include "results/output_set.h"
@@ -177,7 +178,7 @@ std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
                 mean(hausdorff_mm, with_distance) + " mm";
     }
     if (with_distance < count) text += " (" + std::to_string(count - with_distance) + " without a distance)";
-    return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name + "\n";
+    return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name;
 }
 
 }  // namespace
@@ -189,7 +190,7 @@ int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostre
             work();
         } catch (const std::exception& e) {
             const bool is_refusal = dynamic_cast<const Refusal*>(&e) != nullptr;
-            err << "norvane: " << what << (is_refusal ? " " : " failed: ") << e.what() << std::endl;
+            complain(err, what + (is_refusal ? " " : " failed: ") + e.what());
             is_all_done = false;
         }
     };
@@ -205,8 +206,11 @@ int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostre
         output.add(csv, csv_of(rows));
         output.commit();
     });
-    for (const ScoredRegion& region : kScoredRegions) out << means_text(rows, region.name);
-    out << "Table: " << csv << std::endl;
+    for (const ScoredRegion& region : kScoredRegions) {
+        const std::string means = means_text(rows, region.name);
+        if (!means.empty()) print_line(out, means);
+    }
+    print_line(out, "Table: " + csv);
     return is_all_done && !rows.empty() ? kExitDone : kExitPartly;
 }
 

@@ -21,7 +21,8 @@ _norvane_options() {
     case $1 in
         masks)
             echo --side --view --pixel-size --frame --crop --noise --padding --invert --fast --contour --no-contour \
-                --out-dir --results --jobs --image-memory --manifest --root --resume --shard --fail-list --dry-run --format --no-page
+                --out-dir --results --jobs --image-memory --manifest --root --resume --shard --fail-list --null \
+                --dry-run --format --no-page
             ;;
         info) echo --frame --image-memory --format ;;
         score) echo --masks --truth-values --pixel-size --csv ;;

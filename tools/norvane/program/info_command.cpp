@@ -6,6 +6,7 @@
 #include "analysis/noise_choice.h"
 #include "batch/exit_code.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
 
@@ -13,6 +14,7 @@
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <sstream>
 
 namespace Norvane::Host {
 namespace {
@@ -72,14 +74,14 @@ std::string text_of(const Json& value) {
 
 void write_text(const std::string& file, const std::vector<Fact>& facts, std::ostream& out) {
     constexpr std::size_t kNameWidth = 20;
-    out << file << '\n';
+    print_line(out, file);
     for (const Fact& fact : facts) {
         std::string line = fact.name;
         std::replace(line.begin(), line.end(), '_', ' ');
         line.resize(kNameWidth, ' ');
         line += text_of(fact.value);
         if (!fact.source.empty()) line += " (" + fact.source + ")";
-        out << "    " << line << '\n';
+        print_line(out, "    " + line);
     }
 }
 
@@ -108,11 +110,14 @@ int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream
             }
         } catch (const std::exception& e) {
             const bool is_refused = dynamic_cast<const Refusal*>(&e) != nullptr;
-            err << "norvane: " << file << (is_refused ? " " : " failed: ") << e.what() << std::endl;
+            complain(err, file + (is_refused ? " " : " failed: ") + e.what());
             code = kExitPartly;
         }
     }
-    if (options.is_json) out << all.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    if (options.is_json) {
+        std::istringstream lines(all.dump(2, ' ', false, Json::error_handler_t::replace));
+        for (std::string line; std::getline(lines, line);) print_line(out, line);
+    }
     return code;
 }
 

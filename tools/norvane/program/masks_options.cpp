@@ -117,6 +117,9 @@ void MasksOptionSet::add_batch_options() {
     in_group(verb->add_option("--shard", shard, "Do only part K of N: K/N; all parts together do everything"))
         ->check(check_shard);
     in_group(verb->add_option("--fail-list", options.fail_list, "File for the inputs that failed, one a line"));
+    in_group(verb->add_flag_callback(
+        "-0,--null", [this] { options.list_end = '\0'; },
+        "Names in --manifest and --fail-list end with a NUL byte, as those of find -print0, not with a line feed"));
     in_group(verb->add_flag("--dry-run", options.is_dry_run, "Say what would be done and write nothing"));
     in_group(verb->add_option("--format", format, "Report on standard output: text, or a JSON record a line"))
         ->check(CLI::IsMember({"text", "json"}))

@@ -5,6 +5,7 @@
 #include "analysis/image_settings.h"
 #include "batch/exit_code.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/refusal.h"
 #include "results/output_set.h"
 #include "results/write_png.h"
@@ -35,12 +36,13 @@ int run_phantom_command(const PhantomOptions& options, std::ostream& out, std::o
         }
         outputs.commit();
     } catch (const Refusal& refusal) {
-        err << "norvane: " << options.file << " " << refusal.what() << std::endl;
+        complain(err, options.file + " " + refusal.what());
         return kExitPartly;
     }
-    out << options.file << ": its masks come from\n    norvane masks " << options.file << " --side "
-        << name_of(options.settings.side) << " --view " << name_of(options.settings.view) << " --pixel-size "
-        << number_text(options.settings.pixel_size_um) << std::endl;
+    print_line(out, options.file + ": its masks come from");
+    print_line(out, "    norvane masks " + options.file + " --side " + name_of(options.settings.side) + " --view " +
+                        name_of(options.settings.view) + " --pixel-size " +
+                        number_text(options.settings.pixel_size_um));
     return kExitDone;
 }
 
