@@ -171,10 +171,12 @@ def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complai
 
 
 def test_progress_in_a_notebook_is_a_bar(monkeypatch):
+    now = 1000.0
+    monkeypatch.setattr(on_dask.time, "monotonic", lambda: now)
     progress = on_dask._Progress(4)
     progress.finish({"kept": True, "refusal": ""})
     assert progress._repr_html_() == '<progress value="1" max="4"></progress> 1 of 4 images'
-    progress.start -= 10.0
+    now += 10.0
     progress.finish(None)
     progress.finish({"kept": False, "refusal": ""})
     assert progress.text() == "3 of 4 images, 0.1 a second, 10 s left"
