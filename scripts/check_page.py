@@ -20,11 +20,15 @@ import time
 
 from trial import PATIENCE_S, SKIPPED, Faults, wait_for
 
-# Only cards in view are laid out; to ask others for their place would lay them out as well.
-READY = """document.querySelectorAll('.card').length === 2000 && [...document.querySelectorAll('#sheet li')]
-    .filter(card => card.getBoundingClientRect().top < innerHeight)
-    .every(card => card.matches(':has(.empty)') || card.querySelector('img').naturalWidth > 0)"""
 TWO_FRAMES = "await new Promise(done => requestAnimationFrame(() => requestAnimationFrame(done)))"
+
+
+def ready_with(cards):
+    """When a page with so many cards is loaded: their pictures are there as far as they are in view."""
+    # To ask cards beyond the view for their place would lay them out as well.
+    return f"""document.querySelectorAll('.card').length === {cards} && [...document.querySelectorAll('#sheet li')]
+        .filter(card => card.getBoundingClientRect().top < innerHeight)
+        .every(card => card.matches(':has(.empty)') || card.querySelector('img').naturalWidth > 0)"""
 
 
 class Browser:
@@ -246,7 +250,7 @@ class Reader:
 
     def check_many(self, page):
         """Three times as many images: the rest comes by scrolling."""
-        self.browser.open(page_of(page, 6000), READY)
+        self.browser.open(page_of(page, 6000), ready_with(2000))
         self.choose(text="contradicts")
         self.expect("shown of many", 60, self.shown())
         self.choose()
@@ -280,7 +284,7 @@ def check(program, tests):
         page = make_sample(tests, pathlib.Path(folder) / "sample")
         browser = Browser(program, folder + "/profile")
         reader = Reader(browser)
-        for step in (lambda: browser.open(page, READY), reader.check_order, reader.check_filters, reader.check_viewer,
+        for step in (lambda: browser.open(page, ready_with(2000)), reader.check_order, reader.check_filters, reader.check_viewer,
                      reader.check_hostile_names, reader.check_missing_files, lambda: reader.check_many(page)):
             try:
                 step()
