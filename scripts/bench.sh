@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Builds Release, runs the benchmarks on one pinned core (the two-thread one on two) and prints one table: work, ours,
-# yardstick, ratio, target, met or not. Arguments go to the benchmark program (--benchmark_filter=...).
+# yardstick, ratio, target, met or not; then what the page of a run costs as it grows. Arguments go to the benchmark program
+# (--benchmark_filter=...), and leave the page out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-packages.sh build bench
+scripts/install-packages.sh build test bench browser
 cmake --preset release -DNORVANE_BUILD_BENCH=ON >/dev/null
-cmake --build --preset release --target norvane_bench
+cmake --build --preset release --target norvane_bench tools_batch_tests
 program=build/release/bench/norvane_bench
 results=$(mktemp -d)
 trap 'rm -rf "$results"' EXIT
 taskset -c 1 "$program" --benchmark_out="$results/one.json" --benchmark_out_format=json --benchmark_filter=-two_threads "$@" >/dev/null
 [ $# -gt 0 ] || "$program" --benchmark_out="$results/two.json" --benchmark_out_format=json --benchmark_filter=two_threads >/dev/null
 python3 scripts/bench_table.py "$results"/*.json
+[ $# -gt 0 ] || python3 bench/page_opening.py build/release/tests/tools_batch_tests

@@ -6,7 +6,7 @@
 
 NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms,
 or takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and
-by a disturbed one; compares all results. Exits 77 where Dask is missing."""
+by a disturbed one; compares all results. Exits 77 if Dask is missing."""
 import argparse
 import collections
 import concurrent.futures
@@ -15,18 +15,18 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "contrib" / "slurm"))
-from test_slurm import differences, free_port, wait_for  # noqa: E402
+from trial import Faults, SKIPPED, differences, free_port, stop, wait_for
 
+ROOT = pathlib.Path(__file__).resolve().parent.parent
 OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left"]
-SKIPPED = 77
+ATTEMPTS = 10  # to kill a worker half-way
 QUIET = {"DASK_DISTRIBUTED__WORKER__PROFILE__ENABLED": "False", "DASK_DISTRIBUTED__ADMIN__TICK__INTERVAL": "1s",
          "DASK_DISTRIBUTED__ADMIN__SYSTEM_MONITOR__INTERVAL": "5s"}  # as docs/scale.md says
 TICKS_PER_S = os.sysconf("SC_CLK_TCK")
@@ -103,15 +103,12 @@ class Cluster:
         wait_for("the workers", lambda: all(self.workers()))
 
     def stop(self):
-        for process in (*self.nannies, self.scheduler):
-            process.terminate()
-        for process in (*self.nannies, self.scheduler):
-            process.wait()
+        stop(*self.nannies, self.scheduler)
 
 
 class Trial:
     def __init__(self, given, folder):
-        self.given, self.folder, self.faults = given, folder, []
+        self.given, self.folder, self.faults = given, folder, Faults()
         self.options = given.options or OPTIONS
         self.listing = given.list or self.draw_phantoms()
         self.files = self.listing.read_text().splitlines()
@@ -131,10 +128,6 @@ class Trial:
         listing = self.folder / "list.txt"
         listing.write_text("".join(f"{file}\n" for file in files))
         return listing
-
-    def expect(self, what, expected, found):
-        if expected != found:
-            self.faults.append(f"{what}: expected {expected}, found {found}")
 
     def start(self, command, name):
         log = open(self.folder / f"{name}.log", "wb")
@@ -167,7 +160,7 @@ class Trial:
         before = self.cluster.processor_s()
         code, client_s = self.end_of(self.dask("undisturbed", self.folder / "undisturbed"))
         parts = {name: after - before[name] for name, after in self.cluster.processor_s().items()}
-        self.expect("exit code of the undisturbed run", self.code, code)
+        self.faults.expect("exit code of the undisturbed run", self.code, code)
         own_s = float(re.search(r"took ([\d.]+) s of processor", self.log_of("undisturbed")).group(1))
         overhead = client_s + parts["scheduler"] + parts["workers"] - own_s
         print(f"check_dask: processor time of {len(self.files)} images: program {program_s:.1f} s; on the workers "
@@ -186,15 +179,27 @@ class Trial:
     def tell(self, what):
         print(f"check_dask: {what} with {self.done()} of {len(self.files)} done", flush=True)
 
+    def kill_a_worker_half_way(self):
+        for _ in range(ATTEMPTS):
+            process = self.dask("disturbed", self.folder / "disturbed")
+            self.wait_for_share(0.15, process)
+            worker = self.cluster.workers()[0]
+            os.kill(worker, signal.SIGSTOP)
+            if self.done() < len(self.files) and process.poll() is None:
+                os.kill(worker, signal.SIGKILL)
+                self.tell("a worker was killed")
+                return process
+            os.kill(worker, signal.SIGCONT)
+            process.wait()
+            shutil.rmtree(self.folder / "disturbed")
+        raise RuntimeError(f"the run ended before a worker was killed, {ATTEMPTS} times")
+
     def run_disturbed(self):
-        process = self.dask("disturbed", self.folder / "disturbed")
-        self.wait_for_share(0.15, process)
-        os.kill(self.cluster.workers()[0], signal.SIGKILL)
-        self.tell("a worker was killed")
+        process = self.kill_a_worker_half_way()
         if not self.given.short:
             process = self.lose_the_scheduler(process)
             self.stop_a_worker(process)
-        self.expect("exit code of the disturbed run", self.code, process.wait())
+        self.faults.expect("exit code of the disturbed run", self.code, process.wait())
 
     def stop_a_worker(self, process):
         self.wait_for_share(0.6, process)
@@ -207,11 +212,11 @@ class Trial:
 
     def lose_the_scheduler(self, process):
         self.wait_for_share(0.35, process)
-        self.expect("the run goes on", None, process.poll())
+        self.faults.expect("the run goes on", None, process.poll())
         self.cluster.kill_scheduler()
         self.tell("the scheduler was killed")
-        self.expect("exit code without a scheduler", 1, process.wait())
-        self.expect("what it says then", True, "the same command with --resume takes it up" in self.log_of("disturbed"))
+        self.faults.expect("exit code without a scheduler", 1, process.wait())
+        self.faults.expect("what it says then", True, "the same command with --resume takes it up" in self.log_of("disturbed"))
         self.cluster.come_back()
         self.tell("the scheduler was restarted and the run resumed")
         return self.dask("resumed", self.folder / "disturbed", "--resume")
@@ -223,14 +228,14 @@ class Trial:
                 continue
             self.faults += [f"{name}: {text}" for text in differences(self.folder / "program", out_dir)]
             rows = [json.loads(line) for line in (out_dir / "summary.ndjson").read_text().splitlines()]
-            self.expect(f"{name}: images in the table", self.files, [row["file"] for row in rows])
+            self.faults.expect(f"{name}: images in the table", self.files, [row["file"] for row in rows])
             made = collections.Counter("refused" if row["refusal"] else "kept" if row["kept"] else "made"
                                        for row in rows)
             stamps = sum(1 for _ in out_dir.rglob("*.done"))
-            self.expect(f"{name}: one result an image", len(rows) - made["refused"], stamps)
-            self.expect(f"{name}: files left over", [], [str(file) for file in out_dir.rglob(".*")])
+            self.faults.expect(f"{name}: one result an image", len(rows) - made["refused"], stamps)
+            self.faults.expect(f"{name}: files left over", [], [str(file) for file in out_dir.rglob(".*")])
             table = list(csv.DictReader((out_dir / "summary.csv").read_text().splitlines()))
-            self.expect(f"{name}: rows of the table", len(rows), len(table))
+            self.faults.expect(f"{name}: rows of the table", len(rows), len(table))
             files = sum(file.is_file() for file in out_dir.rglob("*"))
             print(f"check_dask: {name}: {dict(made)}, {stamps} stamps, {files} files compared")
 

@@ -167,7 +167,7 @@ class Batch:
     def run(self, out, *more, inputs=None, limit=None, stdout=subprocess.DEVNULL):
         """Exit code (negative: the signal) and the lines on standard error. `limit`: a resource and its value."""
         process = subprocess.run(self.command(out, *more, inputs=inputs), stdout=stdout, stderr=subprocess.PIPE,
-                                 timeout=300,
+                                 timeout=1200,
                                  preexec_fn=limit and (lambda: resource.setrlimit(limit[0], (limit[1], limit[1]))))
         return Run(process.returncode, process.stderr.decode(errors="replace").splitlines())
 
@@ -241,19 +241,18 @@ def check_kills(faults, batch, rounds, kills, seed):
         late = kills // 4
         marks = sorted(killer.chance.randrange(len(batch.files)) for _ in range(kills - late))
         for mark in marks:
-            killer.kill_among_images(mark)
+            while not killer.kill_among_images(mark):  # all was done before: once more from the start
+                shutil.rmtree(out)
         for _ in range(late):
-            killer.kill_among_tables()
+            while not killer.kill_among_tables():
+                pass
         run = batch.run(out, "--resume", *RESULTS)
         faults.expect(f"round {number}, exit code", 0, run.code)
         faults.expect(f"round {number}, complaints", [], run.lines)
         compare(faults, f"round {number}", batch.expected, tree_of(out))
-    landed = sum(killer.places.values())
-    if 2 * landed < rounds * kills:
-        faults.found.append(f"only {landed} of {rounds * kills} kills landed")
     where = ", ".join(f"{count} {place}" for place, count in sorted(killer.places.items()))
     spread = " ".join(str(killer.quarters[q]) for q in range(4))
-    return f"{landed} of {rounds * kills} kills landed: {where}; by quarters of the images done: {spread}"
+    return f"{rounds * kills} kills, {killer.missed} more came too late: {where}; by quarters of the images done: {spread}"
 
 
 # Nowhere to write.

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Installs the Debian packages of the purposes named (build, test), as far as they are missing.
+# Installs the Debian packages of the purposes named (build, test), as far as they are missing. Starts no services.
 #   scripts/install-packages.sh build test
 set -eu
 
@@ -24,6 +24,13 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "Installing$missing" >&2
 export DEBIAN_FRONTEND=noninteractive
+# Packages of servers shall not start them.
+policy=/usr/sbin/policy-rc.d
+if [ ! -e $policy ]; then
+    trap '$as_root rm -f $policy' EXIT
+    printf '#!/bin/sh\nexit 101\n' | $as_root tee $policy >/dev/null
+    $as_root chmod +x $policy
+fi
 $as_root apt-get update -qq
 # shellcheck disable=SC2086 # a list of words
 $as_root apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends $missing >/dev/null

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 where a
-package is missing."""
+"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 if a package
+is missing."""
 import contextlib
 import csv
-import json
 import os
 import pathlib
 import re
@@ -14,16 +13,22 @@ import socket
 import subprocess
 import sys
 import tempfile
-import time
 
 HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent.parent / "scripts"))
+from trial import Faults, SKIPPED, differences, free_port, is_skipped, stop, wait_for  # noqa: E402
+
 DAEMONS = ("slurmctld", "slurmd")
-SKIPPED = 77
-PATIENCE_S = 180
+ATTEMPTS = 10  # to disturb all tasks half-way
 TASKS = 4
 OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left", "--results", "json,masks,page"]
-# What differs between two runs: how long it took, and whether the results were there.
-RUN_FIELDS = ("kept", "seconds_reading", "seconds_analysis", "seconds_writing")
+# Stands between the script and the program. The first start of each task says who it is and stops until it is let go on.
+WRAPPER = """#!/bin/sh
+if [ -n "$SLURM_ARRAY_TASK_ID" ] && (set -C; echo $$ >"FOLDER/task$SLURM_ARRAY_TASK_ID") 2>/dev/null; then
+    kill -STOP $$
+fi
+exec PROGRAM "$@"
+"""
 
 CONFIGURATION = """ClusterName=test
 SlurmctldHost=localhost
@@ -31,6 +36,7 @@ SlurmctldPort={controller_port}
 SlurmdPort={node_port}
 SlurmUser={user}
 SlurmdUser={user}
+{communication}
 AuthType=auth/none
 CommunicationParameters=NoCtldInAddrAny,NoInAddrAny
 CredType=cred/none
@@ -55,21 +61,6 @@ PartitionName=all Nodes=node Default=YES State=UP
 """
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def wait_for(what, condition, pause_s=0.2):
-    end = time.monotonic() + PATIENCE_S
-    while not (found := condition()):
-        if time.monotonic() > end:
-            raise RuntimeError(f"{what} did not come")
-        time.sleep(pause_s)
-    return found
-
-
 def run(*command):
     return subprocess.run(list(map(str, command)), check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
 
@@ -79,17 +70,21 @@ class Cluster:
 
     def __init__(self, folder):
         self.folder = folder
-        configuration = folder / "slurm.conf"
+        configuration, host = folder / "slurm.conf", socket.gethostname().split(".")[0]
+        # Daemons can be bound to an address only if it is that of the machine's name.
+        communication = "CommunicationParameters=NoCtldInAddrAny,NoInAddrAny" if host == "localhost" else ""
         configuration.write_text(CONFIGURATION.format(
-            folder=folder, user=run("id", "-un"), host=socket.gethostname().split(".")[0],
-            controller_port=free_port(), node_port=free_port()))
+            folder=folder, user=run("id", "-un"), host=host, communication=communication, controller_port=free_port(),
+            node_port=free_port()))
         os.environ["SLURM_CONF"] = str(configuration)
         for name in ("state", "spool"):
             (folder / name).mkdir()
         self.processes = []
+
+    def start(self):
         for program, words in zip(DAEMONS, ([], ["-N", "node"])):
-            with open(folder / f"{program}.log", "w", encoding="utf-8") as log:
-                command = [program, "-D", "-f", configuration, *words]
+            with open(self.folder / f"{program}.log", "w", encoding="utf-8") as log:
+                command = [program, "-D", "-f", os.environ["SLURM_CONF"], *words]
                 self.processes.append(subprocess.Popen(command, stdout=log, stderr=log))
         wait_for("the node", lambda: self.state_of_node() == "idle")
 
@@ -100,9 +95,14 @@ class Cluster:
         return answer.stdout.strip()
 
     def stop(self):
-        for process in reversed(self.processes):
-            process.terminate()
-            process.wait(PATIENCE_S)
+        with contextlib.suppress(RuntimeError, subprocess.CalledProcessError):
+            self.cancel_all()
+        stop(*reversed(self.processes))
+
+    @staticmethod
+    def cancel_all():
+        run("scancel", "--user", run("id", "-un"))
+        wait_for("the end of all jobs", lambda: not run("squeue", "--noheader"))
 
     def submit(self, *words):
         resources = ["--cpus-per-task=1", "--mem=100", f"--output={self.folder}/job-%j.log"]
@@ -113,76 +113,54 @@ def facts_of(job):
     return dict(re.findall(r"(\w+)=(\S+)", run("scontrol", "--oneliner", "show", "job", job)))
 
 
-def program_of_task(out_dir, task):
-    """The process that works on a part."""
-    for folder in pathlib.Path("/proc").iterdir():
-        try:
-            words = (folder / "cmdline").read_bytes().decode().split("\0") if folder.name.isdigit() else ()
-        except (OSError, UnicodeError):
-            continue
-        if f"{task}/{TASKS}" in words and str(out_dir) in words and words[1] == "masks":
-            return int(folder.name)
-    return None
-
-
 def names_of_part(program, listing, out_dir, task):
     text = run(program, "masks", "--manifest", listing, "--out-dir", out_dir, "--shard", f"{task}/{TASKS}", "--dry-run")
     return [match.rsplit("/", 1)[-1] for match in re.findall(r"would make (.*)\.\*", text)]
 
 
+def status_of(process):
+    """What the system tells about a process; nothing if it is no more."""
+    try:
+        fields = dict(re.findall(r"^(\w+):\s*(\w+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.MULTILINE))
+    except OSError:
+        return {}
+    return {} if fields["State"] == "Z" else fields
+
+
+def is_stopped_or_gone(process):
+    return status_of(process).get("State", "T") == "T"
+
+
 def is_told_to_end(process):
     """Whether SIGTERM waits for the process, or it is no more."""
-    try:
-        status = pathlib.Path(f"/proc/{process}/status").read_text()
-    except OSError:
-        return True
-    pending = sum(int(mask, 16) for mask in re.findall(r"^...Pnd:\s*(\w+)", status, re.MULTILINE))
-    return bool(pending >> (signal.SIGTERM - 1) & 1) or "State:\tZ" in status
+    pending = (int(status_of(process).get(mask, "-1"), 16) for mask in ("SigPnd", "ShdPnd"))
+    return any(mask >> (signal.SIGTERM - 1) & 1 for mask in pending)
 
 
-def disturb(out_dir, names, task, deed):
+class Missed(Exception):
+    """A task had come to its end before it could be disturbed."""
+
+
+def disturb(pid_file, stamps, deed):
     """Does it when some of the task's images are there, but not all: time stands still for the program meanwhile."""
-    process = wait_for(f"task {task}", lambda: program_of_task(out_dir, task), 0.005)
-    wait_for("its images", lambda: sum((out_dir / f"{name}.done").exists() for name in names) >= 3, 0.005)
-    os.kill(process, signal.SIGSTOP)
-    count = sum((out_dir / f"{name}.done").exists() for name in names)
+    def count():
+        return sum(stamp.exists() for stamp in stamps)
+
+    process = int(wait_for(pid_file.name, lambda: pid_file.exists() and pid_file.read_text()))
+    wait_for("its stop", lambda: is_stopped_or_gone(process))
+    os.kill(process, signal.SIGCONT)
+    wait_for("its images", lambda: count() >= 3 or not status_of(process), 0.002)
+    with contextlib.suppress(ProcessLookupError):
+        os.kill(process, signal.SIGSTOP)
+    wait_for("its stop", lambda: is_stopped_or_gone(process))
+    done = count()
+    if not status_of(process) or done == len(stamps):
+        raise Missed
     deed(process)
-    wait_for("the signal", lambda: is_told_to_end(process), 0.005)
+    wait_for("the signal", lambda: is_told_to_end(process))
     with contextlib.suppress(ProcessLookupError):
         os.kill(process, signal.SIGCONT)
-    return count
-
-
-def comparable(file):
-    """The content of a result without what differs between two runs."""
-    content = file.read_bytes()
-
-    def without_run_fields(line):
-        return {name: value for name, value in json.loads(line).items() if name not in RUN_FIELDS}
-
-    if file.suffix == ".done":
-        origin, record, *rest = content.decode().splitlines()
-        return [origin, without_run_fields(record), rest]
-    if file.name == "summary.ndjson":
-        return [without_run_fields(line) for line in content.decode().splitlines()]
-    if file.name == "summary.csv":
-        rows = csv.DictReader(content.decode().splitlines())
-        return [{name: value for name, value in row.items() if name not in RUN_FIELDS} for row in rows]
-    if file.name == "report.html":
-        return re.sub(rb'\["Time [^]]*\]', b"", content)
-    return content
-
-
-def differences(expected, found):
-    names = {file.relative_to(folder) for folder in (expected, found) for file in folder.rglob("*")
-             if not re.fullmatch(r"summary\.\d-of-\d\..*", file.name)}
-    for name in sorted(names):
-        files = [folder / name for folder in (expected, found)]
-        missing = [str(file) for file in files if not file.exists()]
-        if missing:
-            yield f"missing: {missing}"
-        elif files[0].is_file() and comparable(files[0]) != comparable(files[1]):
-            yield f"differs: {name}"
+    return done
 
 
 def column(table, name):
@@ -191,7 +169,7 @@ def column(table, name):
 
 class Trial:
     def __init__(self, program, folder, count):
-        self.program, self.folder, self.faults = program, folder, []
+        self.program, self.folder, self.faults = program, folder, Faults()
         self.listing, self.out_dir, self.count = folder / "list.txt", folder / "results", count
         images = [folder / "images" / f"{i}.png" for i in range(count)]
         images[0].parent.mkdir()
@@ -199,10 +177,6 @@ class Trial:
             run(program, "phantom", image, "--seed", i, "--width", 300, "--height", 400, "--pixel-size", 228, "--view",
                 "cc")
         self.listing.write_text("".join(f"{image}\n" for image in images))
-
-    def expect(self, what, expected, found):
-        if expected != found:
-            self.faults.append(f"{what}: expected {expected}, found {found}")
 
     def run_undisturbed(self):
         run(self.program, "masks", "--manifest", self.listing, "--out-dir", self.folder / "undisturbed", *OPTIONS)
@@ -216,23 +190,22 @@ class Trial:
                  2: lambda _: run("scancel", f"{array}_2"),
                  3: lambda _: run("scancel", "--batch", "--signal=TERM", f"{array}_3"),  # as before the time limit
                  4: lambda process: os.kill(process, signal.SIGKILL)}
-        done = {task: disturb(self.out_dir, parts[task], task, deed) for task, deed in deeds.items()}
+        done = {task: disturb(self.folder / f"task{task}", [self.out_dir / f"{name}.done" for name in parts[task]], deed)
+                for task, deed in deeds.items()}
         wait_for("the last job", lambda: facts_of(last)["JobState"] not in ("PENDING", "RUNNING", "COMPLETING"))
 
-        self.expect("state of the last job", "COMPLETED", facts_of(last)["JobState"])
+        self.faults.expect("state of the last job", "COMPLETED", facts_of(last)["JobState"])
         tasks = [facts_of(f"{array}_{task}") for task in parts]
         states = ["COMPLETED", "CANCELLED", "COMPLETED", "COMPLETED"]
-        self.expect("states", states, [task["JobState"] for task in tasks])
-        self.expect("restarts", ["1", "0", "1", "1"], [task["Restarts"] for task in tasks])
-        for task, count in done.items():
-            self.expect(f"task {task} was disturbed half-way", True, 3 <= count < len(parts[task]))
+        self.faults.expect("states", states, [task["JobState"] for task in tasks])
+        self.faults.expect("restarts", ["1", "0", "1", "1"], [task["Restarts"] for task in tasks])
         for task in (1, 3, 4):
             kept = column(self.out_dir / f"summary.{task}-of-{TASKS}.csv", "kept").count("1")
-            self.expect(f"kept when task {task} came again", True, done[task] <= kept < len(parts[task]))
+            self.faults.expect(f"kept when task {task} came again", True, done[task] <= kept < len(parts[task]))
         log = pathlib.Path(tasks[2]["StdOut"]).read_text()
-        self.expect("the program has time to end after a warning", True, "exit code 130" in log)
+        self.faults.expect("the program has time to end after a warning", True, "exit code 130" in log)
         kept = column(self.out_dir / "summary.csv", "kept").count("1")
-        self.expect("kept by the last job", True, self.count - len(parts[2]) <= kept < self.count)
+        self.faults.expect("kept by the last job", True, self.count - len(parts[2]) <= kept < self.count)
         print(f"test_slurm: disturbed with {done} of { {task: len(names) for task, names in parts.items()} } done, "
               f"{kept} of {self.count} kept by the last job")
 
@@ -240,21 +213,37 @@ class Trial:
         self.faults += differences(self.folder / "undisturbed", self.out_dir)
         files = sum(file.is_file() for file in self.out_dir.rglob("*"))
         leftovers = [file.name for file in self.out_dir.rglob(".*")]
-        self.expect("files left over", [], leftovers)
+        self.faults.expect("files left over", [], leftovers)
         print(f"test_slurm: {files} files compared")
+
+
+    def run_until_none_is_missed(self, cluster):
+        for attempt in range(ATTEMPTS):
+            try:
+                return self.run_in_cluster(cluster)
+            except Missed:
+                print(f"test_slurm: attempt {attempt + 1}: a task ended before it could be disturbed")
+                cluster.cancel_all()
+                shutil.rmtree(self.out_dir)
+                for file in self.folder.glob("task?"):
+                    file.unlink()
+        raise RuntimeError(f"the tasks could not be disturbed in {ATTEMPTS} attempts")
 
 
 def check(program, count):
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as name:
         folder = pathlib.Path(name)
-        (folder / "bin").mkdir()
-        (folder / "bin" / "norvane").symlink_to(program)
-        os.environ["PATH"] = f"{folder}/bin:{os.environ['PATH']}"
         trial = Trial(program, folder, count)
         trial.run_undisturbed()
+        (folder / "bin").mkdir()
+        wrapper = folder / "bin" / "norvane"
+        wrapper.write_text(WRAPPER.replace("FOLDER", name).replace("PROGRAM", str(program)))
+        wrapper.chmod(0o755)
+        os.environ["PATH"] = f"{folder}/bin:{os.environ['PATH']}"
         cluster = Cluster(folder)
         try:
-            trial.run_in_cluster(cluster)
+            cluster.start()
+            trial.run_until_none_is_missed(cluster)
         except (RuntimeError, OSError, subprocess.CalledProcessError) as error:
             logs = [file.read_text(errors="replace")[-3000:] for file in folder.glob("*.log")]
             trial.faults += [str(error), *logs]
@@ -267,9 +256,7 @@ def check(program, count):
 
 def main():
     os.environ["PATH"] += ":/usr/sbin"
-    missing = [name for name in (*DAEMONS, "sbatch", "scontrol", "squeue") if not shutil.which(name)]
-    if missing:
-        print("test_slurm: skipped, missing:", *missing)
+    if is_skipped("test_slurm", *DAEMONS, "sbatch", "scontrol", "squeue"):
         return SKIPPED
     return check(pathlib.Path(sys.argv[1]).resolve(), int(sys.argv[2]) if len(sys.argv) > 2 else 200)
 
