@@ -33,6 +33,7 @@ void read_command_line(const std::string& text) {
     std::istringstream lines(text);
     for (std::string word; std::getline(lines, word) && words.size() < 40;) words.push_back(word);
     std::vector<const char*> argv;
+    argv.reserve(words.size());
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out, err;
     const auto command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);

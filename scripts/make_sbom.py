@@ -46,10 +46,11 @@ def package_of(library):
 
 
 def linked_with(file):
-    """The Debian packages of the libraries that a file names itself; none for those of this project."""
+    """The packages of the libraries that a file names itself; that of this project is named after the library."""
     wanted = re.findall(r"\(NEEDED\).*\[(.*)\]", output_of("readelf", "-Wd", file))
     places = dict(re.findall(r"(\S+) => (/\S+)", output_of("ldd", file)))
-    return {package_of(places[name]) for name in wanted if name in places and not name.startswith("libnorvane")}
+    own = {name.replace(".so.", "") for name in wanted if name.startswith("libnorvane.so.")}
+    return own | {package_of(places[name]) for name in wanted if name in places and name.replace(".so.", "") not in own}
 
 
 def debian_package(name):
@@ -86,7 +87,7 @@ def document_of(given):
         relations += [relation(name, "DYNAMIC_LINK", other) for other in sorted(linked)]
         relations += [relation(name, "STATIC_LINK", other) for other in HEADERS_ONLY.get(name, ())]
         others.update(linked, HEADERS_ONLY.get(name, ()))
-    packages += [debian_package(name) for name in sorted(others)]
+    packages += [debian_package(name) for name in sorted(others - {one["name"] for one in packages})]
     content = json.dumps([packages, relations], sort_keys=True)
     created = datetime.datetime.fromtimestamp(int(os.environ.get("SOURCE_DATE_EPOCH", 0)), datetime.timezone.utc)
     return {"spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
