@@ -49,21 +49,23 @@ class Source:
         return f"<norvane.Source {self.file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
 
 
-def read(path: PathLike, *, frame: Optional[int] = None) -> Source:
+def read(path: PathLike, *, frame: Optional[int] = None, decode: str = "isolated") -> Source:
     """The image in a file (PNG, TIFF, PGM, DICOM; known by its content), read as the program reads it.
 
     frame: which frame of a file that holds several, from 1; without it such a file is refused.
+    decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
+        in this one, which damaged data may then end.
 
     Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read.
     """
-    return _read(path, frame, False)
+    return _read(path, frame, False, decode)
 
 
-def _read(path: PathLike, frame: Optional[int], is_pixel_size_given: bool) -> Source:
+def _read(path: PathLike, frame: Optional[int], is_pixel_size_given: bool, decode: str) -> Source:
     name = os.fsencode(path)
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    source = _norvane.read(name, frame, is_pixel_size_given)
+    source = _norvane.read(name, frame, is_pixel_size_given, decode)
     facts = dict(source.facts)
     for field, kind in (("side", IMAGE_SIDE), ("view", IMAGE_VIEW), ("noise", BG_NOISE)):
         facts[field] = None if facts[field] is None else kind(facts[field])
@@ -160,6 +162,7 @@ def analyse(
     view: Union[IMAGE_VIEW, str, None] = None,
     pixel_size: Optional[float] = None,
     frame: Optional[int] = None,
+    decode: str = "isolated",
     crop: bool = True,
     noise: Union[BG_NOISE, str, None] = None,
     padding: Optional[Tuple[int, int]] = None,
@@ -177,6 +180,7 @@ def analyse(
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
     frame: of a file that holds several, from 1.
+    decode: "isolated" or "in-process", see read().
     crop: cut off black and white borders that a scanner or an archive put around the film.
     noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
         file says, else auto.
@@ -218,7 +222,7 @@ def analyse(
         elif isinstance(image, Source):
             source, file = image._source, image.file
         else:
-            found = _read(image, frame, pixel_size is not None)
+            found = _read(image, frame, pixel_size is not None, decode)
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:

@@ -6,6 +6,7 @@
 #include "arguments.h"
 #include "grid_mask.h"
 #include "pictures.h"
+#include "program/option_texts.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
 #include "results/overlay.h"
@@ -81,8 +82,12 @@ auto about(const std::string& file, const Work& work) {
     }
 }
 
-SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given) {
-    return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, {frame, is_pixel_size_given})); });
+SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
+                  const std::string& decode) {
+    const auto place = Host::kDecodingPlaces.find(decode);
+    if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
+    const Host::ReadOptions options{frame, is_pixel_size_given, place->second};
+    return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, options)); });
 }
 
 // An array in the place of a file.

@@ -116,6 +116,7 @@ void MasksOptionSet::add_batch_options() {
     in_group(verb->add_option("--shard", shard, "Do only part K of N: K/N; all parts together do everything"))
         ->check(check_shard);
     in_group(verb->add_option("--fail-list", options.fail_list, "File for the inputs that failed, one a line"));
+    in_group(add_decode_option(*verb, options.reading));
     in_group(verb->add_flag("--dry-run", options.is_dry_run, "Say what would be done and write nothing"));
     in_group(verb->add_option("--format", format, "Report on standard output: text, or a JSON record a line"))
         ->check(CLI::IsMember({"text", "json"}))

@@ -10,6 +10,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -43,6 +44,19 @@ inline const std::vector<std::string> kViewNames{"mlo", "cc"};
 inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
     verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
         ->check(check_positive);
+}
+
+inline const std::map<std::string, DecodingPlace> kDecodingPlaces{{"isolated", DecodingPlace::kWorker},
+                                                                  {"in-process", DecodingPlace::kThisProcess}};
+
+inline CLI::Option* add_decode_option(CLI::App& verb, ReadOptions& options) {
+    const auto take = [&options](const std::string& name) { options.decoding = kDecodingPlaces.at(name); };
+    return verb
+        .add_option_function<std::string>("--decode", take,
+                                          "Where JPEG and JPEG 2000 pixels of DICOM files are decoded: in a process of "
+                                          "its own, or in this one, which damaged data may then end")
+        ->check(CLI::IsMember(kDecodingPlaces))
+        ->default_str("isolated");
 }
 
 /// Two numbers with `separator` between them, and nothing else.
