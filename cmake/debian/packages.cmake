@@ -88,7 +88,8 @@ if(NORVANE_BUILD_PYTHON)
   get_directory_property(minor DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION Python_VERSION_MINOR)
   math(EXPR next_minor "${minor} + 1")
   set(python_depends "python3 (>= 3.${minor}~)" "python3 (<< 3.${next_minor})" python3-numpy
-                     "${library_package} (>= ${PROJECT_VERSION})")
+                     "${library_package} (>= ${PROJECT_VERSION})"
+                     "norvane (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})") # has norvane-decoder
   list(JOIN python_depends ", " python_depends)
   norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends}
                          PACKAGE_SUGGESTS python3-distributed) # for norvane-dask

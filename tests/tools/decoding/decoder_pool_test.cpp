@@ -99,7 +99,7 @@ TEST(DecoderPool, WorkersThatDoNotAnswerOrDoNotStartAreRefused) {
                                        {"/bin/true", "/bin/true: it ended at once"}}) {
         DecoderPool pool(program);
         EXPECT_EQ(std::string("needs a process of its own to be decoded, and none can be started (") + why +
-                      "); --decode in-process does without",
+                      "); --decode in-process (decode= in Python) does without",
                   order(pool, "").refusal);
     }
 }

@@ -13,6 +13,7 @@
 #include "batch/stop_signals.h"
 #include "batch/workers.h"
 #include "reading/printable.h"
+#include "decoding/decode_frame.h"
 #include "reading/read_dicom.h"
 #include "reading/refusal.h"
 
@@ -123,6 +124,7 @@ int run_found(const MasksOptions& options, FoundInputs found, std::ostream& out,
     const StopSignals signals;
     const MemoryReserve memory;
     if (!options.is_dry_run) load_dicom_dictionary();
+    set_decoder_memory(options.reading.image_memory);
     RunOutcome run;
     {
         Console console(out, err, found.inputs.size());

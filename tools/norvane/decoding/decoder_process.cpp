@@ -30,7 +30,7 @@ constexpr std::size_t kMostBytesWhenIdle = std::size_t{32} << 20;
 
 [[noreturn]] void refuse_start(const std::string& why) {
     throw Refusal("needs a process of its own to be decoded, and none can be started (" + why +
-                  "); --decode in-process does without");
+                  "); --decode in-process (decode= in Python) does without");
 }
 
 /// Of this process's environment, what decides how libraries are found and how sanitizers behave.

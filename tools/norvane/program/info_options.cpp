@@ -10,6 +10,7 @@ InfoOptionSet::InfoOptionSet(CLI::App& app)
     verb->add_option("FILE", options.files, "Files of any format that masks reads")->required();
     add_frame_option(*verb, options.reading);
     add_memory_option(*verb, options.reading);
+    add_decode_option(*verb, options.reading);
     verb->add_option("--format", format, "Report on standard output: text, or a JSON array with an object per file")
         ->check(CLI::IsMember({"text", "json"}))
         ->capture_default_str();

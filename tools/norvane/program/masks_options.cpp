@@ -120,6 +120,7 @@ void MasksOptionSet::add_batch_options() {
     in_group(verb->add_flag_callback(
         "-0,--null", [this] { options.list_end = '\0'; },
         "Names in --manifest and --fail-list end with a NUL byte, as those of find -print0, not with a line feed"));
+    in_group(add_decode_option(*verb, options.reading));
     in_group(verb->add_flag("--dry-run", options.is_dry_run, "Say what would be done and write nothing"));
     in_group(verb->add_option("--format", format, "Report on standard output: text, or a JSON record a line"))
         ->check(CLI::IsMember({"text", "json"}))

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -56,6 +57,17 @@ inline CLI::Option* add_memory_option(CLI::App& verb, ReadOptions& options) {
         ->type_name("MIB")
         ->check(CLI::Range(1U, kMostMebibytes))
         ->default_str(std::to_string(kDefaultImageMemory >> 20U));
+inline const std::map<std::string, DecodingPlace> kDecodingPlaces{{"isolated", DecodingPlace::kWorker},
+                                                                  {"in-process", DecodingPlace::kThisProcess}};
+
+inline CLI::Option* add_decode_option(CLI::App& verb, ReadOptions& options) {
+    const auto take = [&options](const std::string& name) { options.decoding = kDecodingPlaces.at(name); };
+    return verb
+        .add_option_function<std::string>("--decode", take,
+                                          "Where JPEG and JPEG 2000 pixels of DICOM files are decoded: in a process of "
+                                          "its own, or in this one, which damaged data may then end")
+        ->check(CLI::IsMember(kDecodingPlaces))
+        ->default_str("isolated");
 }
 
 /// Two numbers with `separator` between them, and nothing else.
