@@ -12,8 +12,8 @@
 #include "batch/run_files.h"
 #include "batch/stop_signals.h"
 #include "batch/workers.h"
-#include "reading/printable.h"
 #include "decoding/decode_frame.h"
+#include "reading/printable.h"
 #include "reading/read_dicom.h"
 #include "reading/refusal.h"
 

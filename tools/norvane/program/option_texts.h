@@ -57,6 +57,8 @@ inline CLI::Option* add_memory_option(CLI::App& verb, ReadOptions& options) {
         ->type_name("MIB")
         ->check(CLI::Range(1U, kMostMebibytes))
         ->default_str(std::to_string(kDefaultImageMemory >> 20U));
+}
+
 inline const std::map<std::string, DecodingPlace> kDecodingPlaces{{"isolated", DecodingPlace::kWorker},
                                                                   {"in-process", DecodingPlace::kThisProcess}};
 
