@@ -14,6 +14,7 @@ summary.ndjson and report.html. ``--jobs`` and ``--format`` mean nothing here.
 """
 import functools
 import os
+import uuid
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import _norvane
@@ -40,9 +41,11 @@ class Run:
         inputs: Optional[Iterable[Tuple[Any, ...]]] = None,
         *,
         takes_manifest: bool = False,
+        key: str = "",
     ) -> None:
         """arguments: what follows ``norvane masks``. inputs: those of the run, where they are known from another
-        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder.
+        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder. key: the
+        same in all processes of the run.
 
         Raises ValueError with the program's complaint for arguments that are none, and if a result would replace an
         input or a file that is no result; norvane.Refusal if the manifest cannot be read.
@@ -50,7 +53,8 @@ class Run:
         self._arguments = [os.fspath(argument) for argument in arguments]
         given = None if inputs is None else [tuple(one) for one in inputs]
         self._takes_manifest = takes_manifest
-        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest)
+        self._key = key or uuid.uuid4().hex
+        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest, self._key)
         self._inputs = [Input(*fields) for fields in self._run.inputs]
 
     @property
@@ -65,12 +69,16 @@ class Run:
 
     def part(self, inputs: Iterable[Input]) -> "Run":
         """Some of the inputs, for another process."""
-        return Run(self._arguments, inputs, takes_manifest=self._takes_manifest)
+        return Run(self._arguments, inputs, takes_manifest=self._takes_manifest, key=self._key)
 
     def take_over_dead_runs(self) -> None:
         """Removes what processes left that died at work on this folder, and marks the images that they died at: after
         two deaths make() refuses an image if the run has ``--resume``."""
         self._run.take_over_dead_runs()
+
+    def pardon(self) -> None:
+        """The other processes of this run may now be ended: no image will count as one that they died at."""
+        self._run.pardon()
 
     def make(self, one: Tuple[Any, ...]) -> Optional[Record]:
         """One image from its file to its results, which appear all at once.
@@ -97,4 +105,4 @@ class Run:
 
     def __reduce__(self) -> Tuple[Any, ...]:
         inputs = [tuple(one) for one in self._inputs]
-        return functools.partial(Run, takes_manifest=self._takes_manifest), (self._arguments, inputs)
+        return functools.partial(Run, takes_manifest=self._takes_manifest, key=self._key), (self._arguments, inputs)

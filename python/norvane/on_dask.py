@@ -299,6 +299,7 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     finally:
         progress.close()
     if stopped_by:
+        run.pardon()
         spread.cancel()
     else:
         run.take_over_dead_runs()  # workers that were killed

@@ -86,8 +86,10 @@ MasksOptions with_manifest(MasksOptions options) {
 class Run {
 public:
     Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given,
-        bool takes_manifest)
-        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)), jobs(options) {
+        bool takes_manifest, std::string run_key)
+        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)),
+          jobs(options),
+          key(std::move(run_key)) {
         if (given) {
             for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
         }
@@ -117,6 +119,11 @@ public:
         const py::gil_scoped_release others_go_on;
         const std::shared_ptr<Host::Workplace> here = place();
         (void)Host::take_over_dead_runs(here->results, here->run);
+    }
+
+    void pardon() {
+        const py::gil_scoped_release others_go_on;
+        Host::pardon_runs(place()->results, key);
     }
 
     [[nodiscard]] bool is_in_shard(const py::tuple& fields) const {
@@ -160,7 +167,7 @@ private:
         const std::scoped_lock lock(mutex);
         if (!workplace || !workplace->run.is_of_this_process()) {
             std::filesystem::create_directories(options.out_dir);
-            workplace = std::make_shared<Host::Workplace>(options.out_dir);
+            workplace = std::make_shared<Host::Workplace>(options.out_dir, key);
         }
         return workplace;
     }
@@ -168,6 +175,7 @@ private:
     MasksOptions options;
     FoundInputs found;
     Host::ImageJobs jobs;
+    std::string key;
     std::mutex mutex;
     std::shared_ptr<Host::Workplace> workplace;
 };
@@ -176,12 +184,14 @@ private:
 
 void bind_batch_run(py::module_& module) {
     py::class_<Run>(module, "Run")
-        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool>())
+        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool,
+                      std::string>())
         .def_property_readonly("inputs", &Run::inputs)
         .def_property_readonly("passed_over", &Run::passed_over)
         .def_property_readonly("out_dir", [](const Run& r) { return text_of_file(r.out_dir()); })
         .def("is_in_shard", &Run::is_in_shard)
         .def("take_over_dead_runs", &Run::take_over_dead_runs)
+        .def("pardon", &Run::pardon)
         .def("make", &Run::make)
         .def("write_run_files", &Run::write_run_files)
         .def("close", &Run::close);

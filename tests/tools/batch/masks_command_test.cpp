@@ -165,10 +165,10 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
 }
 
 // Reproduces what a run leaves that is killed while it makes images.
-void die_during(const std::string& out_dir, const std::vector<std::string>& names) {
+void die_during(const std::string& out_dir, const std::vector<std::string>& names, const std::string& key = "") {
     const pid_t child = fork();
     if (child == 0) {
-        const Host::Workplace place(out_dir);
+        const Host::Workplace place(out_dir, key);
         std::list<Host::RunFolder::UnderWay> under_way;
         for (const std::string& name : names) under_way.emplace_back(place.run, Host::under_way_line(name, ""));
         (void)place.run.make_temporary();
@@ -187,6 +187,8 @@ TEST(Batch, AnImageAtWhichTwoRunsDiedIsPassedOverUntilItIsAskedFor) {
     const auto entries = folder.names("out");
     const Arguments command = masks_of({folder.path("in")}, folder.path("out"));
     die_during(folder.path("out"), {"s/a\n"});
+    die_during(folder.path("out"), {"s/b"}, "ended on purpose");
+    Host::pardon_runs(living.results, "ended on purpose");
     die_during(folder.path("out"), {"s/a\n", "s/b"});
     const ProgramRun resumed = run(joined(command, {"--resume"}));
     const std::string a = folder.path("in/s/a\n.png");

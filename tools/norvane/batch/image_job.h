@@ -23,8 +23,9 @@ struct JobOutcome {
 
 /// Where the images of a run get their results.
 struct Workplace {
-    /// The folder has to exist. Throws Refusal.
-    explicit Workplace(const std::filesystem::path& out_dir) : results(out_dir), run(results) {}
+    /// The folder has to exist. For the key see RunFolder. Throws Refusal.
+    explicit Workplace(const std::filesystem::path& out_dir, const std::string& run_key = "")
+        : results(out_dir), run(results, run_key) {}
 
     ResultFolder results;
     RunFolder run;

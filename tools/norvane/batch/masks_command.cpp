@@ -67,20 +67,21 @@ public:
         outcomes[i] = outcome;
         outcomes[i]->text.clear();
     }
-    [[nodiscard]] RunOutcome sum_up() const {
+    /// Once: the records leave.
+    [[nodiscard]] RunOutcome sum_up() {
         const std::scoped_lock lock(mutex);
         RunOutcome run;
         std::size_t finished = 0;
-        for (const std::optional<JobOutcome>& outcome : outcomes) {
+        for (std::optional<JobOutcome>& outcome : outcomes) {
             if (!outcome) continue;
             ++finished;
             if (!outcome->is_image) {
                 ++run.no_images;
                 continue;
             }
-            const ImageRecord& record = outcome->record;
+            ImageRecord& record = outcome->record;
             ++(!record.refusal.empty() ? run.refused : record.is_kept ? run.kept : run.done);
-            run.records.push_back(record);
+            run.records.push_back(std::move(record));
         }
         run.not_finished = begun - finished;
         run.not_begun = outcomes.size() - begun;
@@ -88,7 +89,7 @@ public:
     }
 
 private:
-    mutable std::mutex mutex;
+    std::mutex mutex;
     std::vector<std::optional<JobOutcome>> outcomes;
     std::size_t begun = 0;
 };

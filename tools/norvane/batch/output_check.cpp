@@ -121,8 +121,10 @@ private:
             const std::string file = stem + "." + ending;
             if (!files.contains(file)) continue;
             look_at(full(file), [&] {
+                if (!stamp) return false;
+                if (stamp->vouches_for(file, 0)) return true;  // whatever its size: no look at it
                 const auto size = folder.size_of(file);
-                return !size || (stamp && stamp->vouches_for(file, *size));
+                return !size || stamp->vouches_for(file, *size);
             });
         }
     }

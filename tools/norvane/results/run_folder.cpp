@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -86,6 +87,17 @@ Descriptor lock_of_dead(int folder) {
     return text.empty() || text == kMagic ? std::move(lock) : Descriptor();  // empty: died while it was made
 }
 
+// Calls visit(folder, name) for the open folder of each run, whether it lives or not.
+template <class Visitor>
+void for_each_run(const ResultFolder& results, const Visitor& visit) {
+    for (const FolderEntry& entry : results.entries()) {
+        if (!is_run_name(entry.name)) continue;
+        const Descriptor folder(
+            ::openat(results.descriptor(), entry.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (folder.is_open()) visit(folder.get(), entry.name);
+    }
+}
+
 }  // namespace
 
 std::string random_name(std::string_view prefix) {
@@ -100,7 +112,8 @@ std::string random_name(std::string_view prefix) {
     return text;
 }
 
-RunFolder::RunFolder(const ResultFolder& results) : above(results.descriptor()), maker(::getpid()) {
+RunFolder::RunFolder(const ResultFolder& results, std::string run_key)
+    : above(results.descriptor()), key(std::move(run_key)), maker(::getpid()) {
     constexpr int kTries = 8;  // another run may take a folder without a lock for that of a dead one
     for (int tries = 0; tries < kTries; ++tries) {
         if (try_to_make()) return;
@@ -128,10 +141,10 @@ bool RunFolder::try_to_make() {
     }
     under_way = Descriptor(::openat(folder.get(), kUnderWay, kNewFile, kForUser));
     const Descriptor alive(::openat(folder.get(), kAlive, kNewFile, kForUser));
-    const std::string_view text = is_locked ? kMagic : kNotLocked;
-    const auto count = ::write(lock.get(), text.data(), text.size());
-    if (under_way.is_open() && alive.is_open() && count == static_cast<ssize_t>(text.size())) return true;
-    return false;
+    const auto write = [](const Descriptor& file, std::string_view text) {
+        return file.is_open() && ::write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    };
+    return under_way.is_open() && write(alive, key) && write(lock, is_locked ? kMagic : kNotLocked);
 }
 
 RunFolder::~RunFolder() { remove_all(); }
@@ -188,22 +201,25 @@ RunFolder::UnderWay::~UnderWay() {
     run.free_slots.push_back(slot);
 }
 
+void pardon_runs(const ResultFolder& results, const std::string& key) {
+    for_each_run(results, [&key](int folder, const std::string&) {
+        const Descriptor alive(::openat(folder, RunFolder::kAlive, O_RDONLY | kFileFlags));
+        if (alive.is_open() && read_all(alive.get()) == key) (void)::unlinkat(folder, RunFolder::kAlive, 0);
+    });
+}
+
 void clear_dead_runs(const ResultFolder& results, const std::function<void(const std::vector<std::string>&)>& take) {
-    for (const FolderEntry& entry : results.entries()) {
-        if (!is_run_name(entry.name)) continue;
-        const Descriptor folder(
-            ::openat(results.descriptor(), entry.name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!folder.is_open()) continue;
-        const Descriptor lock = lock_of_dead(folder.get());
+    for_each_run(results, [&](int folder, const std::string& name) {
+        const Descriptor lock = lock_of_dead(folder);
         if (!lock.is_open()) {
-            (void)::unlinkat(results.descriptor(), entry.name.c_str(), AT_REMOVEDIR);  // if nothing is in it
-            continue;
+            (void)::unlinkat(results.descriptor(), name.c_str(), AT_REMOVEDIR);  // if nothing is in it
+            return;
         }
-        const std::vector<std::string> lines = lines_under_way(folder.get());
-        (void)::unlinkat(folder.get(), RunFolder::kAlive, 0);  // they count once, even if this run dies now
+        const std::vector<std::string> lines = lines_under_way(folder);
+        (void)::unlinkat(folder, RunFolder::kAlive, 0);  // they count once, even if this run dies now
         take(lines);
-        remove_run(results.descriptor(), folder.get(), entry.name);
-    }
+        remove_run(results.descriptor(), folder, name);
+    });
 }
 
 }  // namespace Norvane::Host

@@ -26,8 +26,8 @@ class RunFolder {
 public:
     static constexpr const char* kAlive = "alive";
 
-    /// Makes it in the folder of the results. Throws Refusal.
-    explicit RunFolder(const ResultFolder& results);
+    /// Makes it in the folder of the results. Processes that share a run give it the same key. Throws Refusal.
+    explicit RunFolder(const ResultFolder& results, std::string run_key = "");
     /// Removes it and what is in it, unless this process is a copy of the one that made it.
     ~RunFolder();
     RunFolder(const RunFolder&) = delete;
@@ -68,6 +68,7 @@ private:
     [[nodiscard]] bool try_to_make();
 
     int above;  // the folder of the results
+    std::string key;
     std::string name;
     pid_t maker;
     Descriptor folder, lock, under_way;
@@ -76,6 +77,10 @@ private:
     mutable std::vector<unsigned> free_slots;
     mutable unsigned next_slot = 0;
 };
+
+/// The processes that share this run are about to be ended on purpose: what they have under way will not count as what
+/// a run died at.
+void pardon_runs(const ResultFolder& results, const std::string& key);
 
 /// Calls `take` with the lines that were under way when a run died, for each such run that did not end by an
 /// interruption, and removes what the dead runs left. Runs that live stay as they are, and so do those of other users
