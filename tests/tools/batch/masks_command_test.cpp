@@ -5,6 +5,7 @@
 #include "batch/image_record.h"
 #include "batch/memory_reserve.h"
 #include "batch/result_names.h"
+#include "batch/stop_signals.h"
 #include "tools/host_support.h"
 
 #include <gmock/gmock.h>
@@ -120,7 +121,7 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
     const TemporaryFolder folder;
-    for (const char* name : {"in/a.png", "in/b.png", "in/\n\xFC%.png"}) draw(folder, name);  // one is no UTF-8
+    for (const char* name : {"in/a.png", "in/b.png", "in/\n\xFC%41.png"}) draw(folder, name);  // one is no UTF-8
     const std::string out = folder.path("out");
     ASSERT_EQ(0, run(masks_of({folder.path("in")}, out)).code);
     const std::string stamp = out + "/b.done";
@@ -161,17 +162,20 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
             << row.what << again.err;
         EXPECT_EQ(3U, outcomes_of(Host::read_bytes(out + "/summary.ndjson")).size());
     }
-    EXPECT_THAT(Host::read_bytes(out + "/report.html"), HasSubstr("./%0A%FC%25\""));  // kept, but found where it lies
+    EXPECT_THAT(Host::read_bytes(out + "/report.html"), HasSubstr("./%0A%FC%2541\""));  // kept, but found where it lies
 }
 
 // Reproduces what a run leaves that is killed while it makes images.
-void die_during(const std::string& out_dir, const std::vector<std::string>& names, const std::string& key = "") {
+void die_during(const std::string& out_dir, const std::vector<std::string>& names, const std::string& key = "",
+                bool is_stopped = false) {
     const pid_t child = fork();
     if (child == 0) {
         const Host::Workplace place(out_dir, key);
         std::list<Host::RunFolder::UnderWay> under_way;
         for (const std::string& name : names) under_way.emplace_back(place.run, Host::under_way_line(name, ""));
         (void)place.run.make_temporary();
+        const Host::StopSignals signals(place.run.descriptor(), Host::RunFolder::kAlive);
+        if (is_stopped) (void)std::raise(SIGTERM);
         (void)std::raise(SIGKILL);
     }
     int status = 0;
@@ -187,6 +191,7 @@ TEST(Batch, AnImageAtWhichTwoRunsDiedIsPassedOverUntilItIsAskedFor) {
     const auto entries = folder.names("out");
     const Arguments command = masks_of({folder.path("in")}, folder.path("out"));
     die_during(folder.path("out"), {"s/a\n"});
+    die_during(folder.path("out"), {"s/b"}, "", true);
     die_during(folder.path("out"), {"s/b"}, "ended on purpose");
     Host::pardon_runs(living.results, "ended on purpose");
     die_during(folder.path("out"), {"s/a\n", "s/b"});
@@ -198,10 +203,41 @@ TEST(Batch, AnImageAtWhichTwoRunsDiedIsPassedOverUntilItIsAskedFor) {
     EXPECT_LT(resumed.out.find("c.png"), resumed.out.find("b.png")) << "what a run died at comes last";
     EXPECT_THAT(folder.names("out/s"), ElementsAre("a\n.begun", "b.done", "b.json", "c.done", "c.json"));
     die_during(folder.path("out"), {"s/c"});  // which another run has made since it began
+    EXPECT_THAT(run(joined(command, {"--resume"})).out, HasSubstr("0 done, 2 kept from an earlier run, 1 refused\n"));
+    EXPECT_FALSE(fs::exists(folder.path("out/s/c.begun")));
     EXPECT_THAT(run(command).out, HasSubstr("3 images: 3 done"));
     EXPECT_THAT(folder.names("out/s"), ElementsAre("a\n.done", "a\n.json", "b.done", "b.json", "c.done", "c.json"));
     EXPECT_EQ(entries.size() + 4, folder.names("out").size()) << "the folder of the run that lives, and nothing else";
 }
+
+constexpr int kOneRefused = 1, kNotBegun = 2;
+constexpr struct {
+    const char* what;
+    const char* place;  // in the folder of the results
+    int code;
+    const char* complaint;
+} kHostilePlaces[] = {
+    {"link", "a.json", kOneRefused, "a.json: Is a link"},
+    {"FIFO", "a.json", kOneRefused, "a.json: Is no regular file"},
+    {"folder", "a.json", kOneRefused, "a.json: Is a directory"},
+    {"link", "a.done", kOneRefused, "a.done: Is a link"},
+    {"FIFO", "a.done", kOneRefused, "a.done: Is no regular file"},
+    {"FIFO", "a.begun", 0, ""},  // has no part in a run that does not resume
+    {"linked folder", "s", kOneRefused, "s: Is a link"},
+    {"file", "s", kOneRefused, "s: Not a directory"},
+    {"file", "a.json", kNotBegun, "a.json was not written by this program"},
+    {"input", "a.json", kNotBegun, "a.json is an input"},
+    {"file", "a.done", kNotBegun, "a.done is no file that this program wrote"},
+    {"input", "a.done", kNotBegun, "a.done is an input"},
+    {"file", "a.begun", kNotBegun, "a.begun is no file that this program wrote"},
+    {"file", "summary.csv", kNotBegun, "summary.csv was not written by this program"},
+    {"input", "summary.ndjson", kNotBegun, "summary.ndjson is an input"},
+    {"link", "summary.ndjson", kNotBegun, "summary.ndjson is no file that this program wrote"},
+    {"FIFO", "report.html", kNotBegun, "report.html is no file that this program wrote"},
+    {"file", ".norvane-run-00000000000000000000000000000000", 0, ""},
+    {"folder", ".norvane-run-0000000000000000000000000000000g", 0, ""},
+    {"input", ".a.json.7.tmp", 0, ""},
+};
 
 TEST(Batch, NothingThatThisProgramDidNotWriteIsReplaced) {
     const TemporaryFolder folder;
@@ -214,36 +250,8 @@ TEST(Batch, NothingThatThisProgramDidNotWriteIsReplaced) {
         {"linked folder", [&](const std::string& place) { fs::create_directory_symlink(folder.path(""), place); }},
         {"file", [](const std::string& place) { std::ofstream(place) << "of somebody"; }},
         {"input", [&](const std::string& place) { fs::copy_file(folder.path("image"), place); }}};
-    constexpr int kOneRefused = 1, kNotBegun = 2;
-    const struct {
-        const char* what;
-        const char* place;  // in the folder of the results
-        int code;
-        const char* complaint;
-    } table[] = {
-        {"link", "a.json", kOneRefused, "a.json: Is a link"},
-        {"FIFO", "a.json", kOneRefused, "a.json: Is no regular file"},
-        {"folder", "a.json", kOneRefused, "a.json: Is a directory"},
-        {"link", "a.done", kOneRefused, "a.done: Is a link"},
-        {"FIFO", "a.done", kOneRefused, "a.done: Is no regular file"},
-        {"FIFO", "a.begun", 0, ""},  // has no part in a run that does not resume
-        {"linked folder", "s", kOneRefused, "s: Is a link"},
-        {"file", "s", kOneRefused, "s: Not a directory"},
-        {"file", "a.json", kNotBegun, "a.json was not written by this program"},
-        {"input", "a.json", kNotBegun, "a.json is an input"},
-        {"file", "a.done", kNotBegun, "a.done is no file that this program wrote"},
-        {"input", "a.done", kNotBegun, "a.done is an input"},
-        {"file", "a.begun", kNotBegun, "a.begun is no file that this program wrote"},
-        {"file", "summary.csv", kNotBegun, "summary.csv was not written by this program"},
-        {"input", "summary.ndjson", kNotBegun, "summary.ndjson is an input"},
-        {"link", "summary.ndjson", kNotBegun, "summary.ndjson is no file that this program wrote"},
-        {"FIFO", "report.html", kNotBegun, "report.html is no file that this program wrote"},
-        {"file", ".norvane-run-00000000000000000000000000000000", 0, ""},
-        {"folder", ".norvane-run-0000000000000000000000000000000g", 0, ""},
-        {"input", ".a.json.7.tmp", 0, ""},
-    };
     unsigned number = 0;
-    for (const auto& row : table) {
+    for (const auto& row : kHostilePlaces) {
         const std::string base = folder.path(std::to_string(++number));
         draw(folder, std::to_string(number) + (std::string(row.place) == "s" ? "/in/s/a.png" : "/in/a.png"));
         fs::create_directory(base + "/out");
