@@ -71,6 +71,7 @@ def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Recor
     start = time.thread_time()
     unfit = _unfit(run, folder, version)
     records = [] if unfit else [_made(run, one) for one in run.inputs]
+    run.close()
     return records, time.thread_time() - start, unfit
 
 
@@ -284,7 +285,7 @@ def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: in
 
 def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     _allow_failures(client)
-    run.remove_leftovers()
+    run.take_over_dead_runs()
     total = len(run.inputs)
     _say(
         f"norvane-dask: {total} images in chunks of {size}, scheduler {client.scheduler.address}, "
@@ -302,9 +303,10 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     finally:
         progress.close()
     if stopped_by:
+        run.pardon()
         spread.cancel()
     else:
-        run.remove_leftovers()  # of workers that were killed
+        run.take_over_dead_runs()  # workers that were killed
     records = [spread.records[number] for number in sorted(spread.records)]
     failures = run.finish(records)
     for failure in failures:

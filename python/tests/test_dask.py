@@ -7,6 +7,7 @@ import json
 import os
 import pathlib
 import pickle
+import signal
 import socket
 import subprocess
 import types
@@ -92,14 +93,17 @@ def by_program(listing, out_dir, *more):
     return subprocess.run(command, capture_output=True, text=True, check=False)
 
 
-@pytest.mark.parametrize("is_beside", [False, True])
-def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd, is_beside):
-    ours = listing.parent if is_beside else tmp_path / "ours"  # beside the inputs 1.png would replace 1.json
-    theirs = by_program(listing, listing.parent if is_beside else tmp_path / "theirs")
-    expected = rows_of(listing.parent if is_beside else tmp_path / "theirs")
-    assert sum("overwrite" in row["refusal"] for row in expected) == is_beside
-    ours.mkdir(exist_ok=True)
-    (ours / ".0.json.77.tmp").write_text("of a worker that was killed")
+def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd):
+    ours = tmp_path / "ours"
+    theirs = by_program(listing, tmp_path / "theirs")
+    expected = rows_of(tmp_path / "theirs")
+    worker = os.fork()
+    if worker == 0:  # what it has in the folder of the results stays
+        run = on_dask.Run(["--out-dir", str(ours), str(listing.parent / "0.png"), *OPTIONS])
+        run.make(run.inputs[0])
+        os.kill(os.getpid(), signal.SIGKILL)
+    os.waitpid(worker, 0)
+    assert list(ours.glob(".*"))
     client = Client(lambda names, count: OSError("a worker that has no disk") if count == 1 else None)
     code = on_dask.masks([str(listing), "--out-dir", str(ours), *OPTIONS], client, chunk=2)
     assert code == theirs.returncode == 1
@@ -165,10 +169,11 @@ def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, 
         (["LIST", "--out-dir", "OUT", "--scheduler", "tcp://x", "--interface", "lo"], 2, "--interface"),
         (["none.txt", "--out-dir", "OUT"], 1, "the manifest cannot be opened"),
         (["LIST", "--out-dir", "LIST"], 1, "File exists"),
+        (["LIST", "--out-dir", "BESIDE"], 2, "1.json is an input"),  # which a result of 1.png would replace
     ],
 )
 def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complaint):
-    words = {"LIST": str(listing), "OUT": str(tmp_path)}
+    words = {"LIST": str(listing), "OUT": str(tmp_path), "BESIDE": str(listing.parent)}
     try:
         found = on_dask.main([words.get(one, one) for one in arguments])
     except SystemExit as end:

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <system_error>
 
@@ -20,19 +21,41 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A result beside its stamp. Without the stamp an image that happens to be called like a result is an image.
-bool is_result(const fs::path& file) {
-    const std::string name = file.filename().string();
-    for (const ResultKind& kind : result_kinds()) {
-        for (const std::string& ending : kind.endings) {
-            if (!name.ends_with("." + ending)) continue;
-            const std::string stem = name.substr(0, name.size() - ending.size() - 1);
-            std::error_code ignored;
-            if (fs::exists(stamp_file(file.parent_path() / stem), ignored)) return true;
+// Tells results of earlier runs from images that happen to be called like results.
+class StampedFiles {
+public:
+    /// Whether a stamp beside the file vouches for it.
+    [[nodiscard]] bool contain(const fs::path& file, std::uintmax_t size) {
+        const std::string name = file.filename().string();
+        for (const ResultKind& kind : result_kinds()) {
+            for (const std::string& ending : kind.endings) {
+                if (!name.ends_with("." + ending)) continue;
+                const std::string stem = name.substr(0, name.size() - ending.size() - 1);
+                const Stamp* stamp = stamp_of(file.parent_path() / stem);
+                if (stamp != nullptr && stamp->vouches_for(name, size)) return true;
+            }
         }
+        return false;
     }
-    return false;
-}
+
+private:
+    // The results of an image come one after the other.
+    const Stamp* stamp_of(const fs::path& stem) {
+        if (stem != last_stem) {
+            last_stem = stem;
+            last.reset();
+            try {
+                last = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
+            } catch (const Refusal&) {
+                // A file of somebody else vouches for nothing.
+            }
+        }
+        return last ? &*last : nullptr;
+    }
+
+    fs::path last_stem;
+    std::optional<Stamp> last;
+};
 
 bool is_image(const fs::path& file) {
     std::error_code error;
@@ -81,7 +104,7 @@ private:
         }
         const bool is_file = type == fs::file_type::regular;
         const bool claims_to_be_one = has_image_ending(path) || (is_file && is_image(path));
-        if (claims_to_be_one && !(is_file && is_result(path))) {
+        if (claims_to_be_one && !(is_file && stamped.contain(path, entry.file_size(error)))) {
             found.inputs.push_back({path.string(), base, {}, {}, false});
         } else {
             ++found.passed_over;
@@ -91,6 +114,7 @@ private:
     fs::path results;
     FoundInputs& found;
     std::set<fs::path> walked;
+    StampedFiles stamped;
 };
 
 std::vector<std::string> names_in(std::istream& stream, char list_end) {

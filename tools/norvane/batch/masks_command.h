@@ -4,7 +4,6 @@
 
 #include "analysis/analysis_options.h"
 #include "batch/inputs.h"
-#include "batch/leftovers.h"
 #include "reading/read_options.h"
 
 #include <iosfwd>
@@ -46,9 +45,6 @@ struct MasksOptions {
 /// All images that the options name, whatever the shard, and the names of their results. Throws Refusal where the
 /// manifest cannot be read.
 [[nodiscard]] FoundInputs find_and_name(const MasksOptions& options);
-
-/// What killed runs left where this one writes.
-[[nodiscard]] Leftovers leftovers_for(const MasksOptions& options);
 
 /// Whether the image belongs to the part. That depends on its name alone, so that it is the same part when other
 /// images are added.

@@ -21,7 +21,8 @@ namespace Norvane::Host {
 
 inline constexpr const char* kExitCodesHelp =
     "Exit code: 0 everything was done, 1 some input was refused or failed (a line on standard error names it), 2 the "
-    "command line is wrong, 130 the run was interrupted. A status other than 0, such as \"tissue cut\", is a result "
+    "command line is wrong or the run would replace files that are not its own, 130 the run was interrupted. A status "
+    "other than 0, such as \"tissue cut\", is a result "
     "and "
     "not a failure: it tells how far to trust the masks.";
 

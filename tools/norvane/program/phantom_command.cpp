@@ -7,7 +7,7 @@
 #include "reading/number_text.h"
 #include "reading/printable.h"
 #include "reading/refusal.h"
-#include "results/output_set.h"
+#include "results/named_file.h"
 #include "results/write_png.h"
 
 #include <ostream>
@@ -28,13 +28,11 @@ std::string encode_pixels(const Phantom& phantom) {
 int run_phantom_command(const PhantomOptions& options, std::ostream& out, std::ostream& err) {
     const Phantom phantom = draw_phantom(options.settings);
     try {
-        OutputSet outputs;
-        outputs.add(options.file, encode_pixels(phantom));
+        write_named_file(options.file, encode_pixels(phantom));
         if (!options.labels_file.empty()) {
-            outputs.add(options.labels_file,
-                        encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
+            write_named_file(options.labels_file,
+                             encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
         }
-        outputs.commit();
     } catch (const Refusal& refusal) {
         complain(err, options.file + " " + refusal.what());
         return kExitPartly;
