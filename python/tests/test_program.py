@@ -112,7 +112,7 @@ def test_arguments_of_a_run_are_the_programs(tmp_path):
         norvane.analyse,
         lambda name: _batch.Run([name]),
         lambda name: _batch.Run([os.fspath(drawn)]).make(_batch.Input(name, "", "", "drawn", True)),
-        lambda name: _norvane.read(os.fsencode(name), None, False),
+        lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None),
     ):
         with pytest.raises(ValueError, match="embedded null byte"):
             use(longer)

@@ -97,7 +97,7 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
         const Outcomes expected{{"a/no_ending", "done"},
                                 {"b/one", "done"},
                                 {"b/one-2", "done"},
-                                {"b/short", "is truncated (its header promises more samples)"},
+                                {"b/short", "is truncated (3 of 40000 bytes of samples)"},
                                 {"c, \"d\"", "done"},
                                 {"lost", "does not exist"},
                                 {"zero", "is empty"},
