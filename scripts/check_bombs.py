@@ -2,16 +2,18 @@
 # SPDX-License-Identifier: Apache-2.0
 """Gives norvane small files that stand for gigabytes, beside ordinary ones: each costs its own image and nothing else.
 
-check_bombs.py [--short] PROGRAM    exits 1 on a fault. --short is what the tests run, with smaller numbers
+check_bombs.py [--short | --kills] PROGRAM    exits 1 on a fault. --short is what the tests run, with smaller numbers
 
 Each is run beside eight small images, with two jobs, in a memory cgroup of 700 MiB; if none can be made, in an address space
 that is as small. A table says what became of each, the peak memory and the processor time. Fragments without number are told
-by a ratio: four times as many may take eight times the processor time, and not sixteen.
+by a ratio: four times as many may take eight times the processor time, and not sixteen. With --kills all of them lie beside
+300 images, in one run that is killed 100 times and taken up: every image has its results once, and they are equal.
 """
 import argparse
 import multiprocessing
 import os
 import pathlib
+import random
 import re
 import resource
 import shutil
@@ -20,6 +22,8 @@ import subprocess
 import sys
 import tempfile
 import zlib
+
+import check_faults
 
 MIB = 1 << 20
 LIMIT = 700 * MIB
@@ -203,6 +207,8 @@ class Cgroup:
 
     def close(self):
         if self.place:
+            if str(os.getpid()) in (self.place / "cgroup.procs").read_text().split():
+                (self.place.parent / "cgroup.procs").write_text(str(os.getpid()))
             self.place.rmdir()
 
 
@@ -229,15 +235,49 @@ def outcome_of(program, cgroup, file, plain, out):
     return outcome if is_alone else f"code {code}, {done} results, {lines}", peak, seconds
 
 
+class BatchBesideBombs(check_faults.Batch):
+    """The images of check_faults, in one run with the bombs."""
+    bombs = None
+
+    def command(self, out, *more, inputs=None):
+        return super().command(out, *more, inputs=inputs or [self.images, *filter(None, [self.bombs])])
+
+
+def check_beside_kills(program, cgroup, folder, faults):
+    """Ten rounds of ten kills. Afterwards images that two kills met are asked for, and then all are there."""
+    batch = BatchBesideBombs(program, folder / "batch", 300)
+    batch.bombs = folder / "bombs"
+    cgroup.enter()  # with all that is started from here
+    killer = check_faults.Killer(batch, folder / "out", random.Random(1))
+    found, missed = check_faults.Faults(), 0
+    for _ in range(10):
+        shutil.rmtree(killer.out, ignore_errors=True)
+        for done in sorted(killer.chance.randrange(len(batch.files)) for _ in range(10)):
+            while not killer.kill_among_images(done):
+                shutil.rmtree(killer.out)
+        batch.run(killer.out, "--resume", *check_faults.RESULTS)
+        missing = [file for file in batch.files if not any((killer.out / name).exists() for name in batch.files_of(file))]
+        missed += len(missing)
+        if missing:
+            batch.run(killer.out, *check_faults.RESULTS, inputs=[*missing, "--root", batch.images])
+        results = {name: data for name, data in check_faults.tree_of(killer.out).items() if name[:2] in ("a/", "b/")}
+        expected = {name: data for name, data in batch.expected.items() if name[:2] in ("a/", "b/")}
+        check_faults.compare(found, "beside bombs", expected, results)
+    faults += found.found
+    print(f"100 kills: {dict(killer.places)}; {missed} images were met by two kills and asked for")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("program", type=lambda path: str(pathlib.Path(path).resolve()))
     parser.add_argument("--short", action="store_true")
+    parser.add_argument("--kills", action="store_true")
     arguments = parser.parse_args()
     faults, times = [], {}
     cgroup = Cgroup()
     print(f"Limit: {LIMIT // MIB} MiB by {'a memory cgroup' if cgroup.place else 'the address space'}")
-    print("| file | outcome | peak MiB | processor seconds |\n| --- | --- | --- | --- |")
+    if not arguments.kills:
+        print("| file | outcome | peak MiB | processor seconds |\n| --- | --- | --- | --- |")
     with tempfile.TemporaryDirectory(prefix="norvane-bombs-") as place:
         folder = pathlib.Path(place)
         answers = multiprocessing.SimpleQueue()
@@ -246,6 +286,12 @@ def main():
         writer.start()
         table = answers.get()
         writer.join()
+        if arguments.kills:
+            (folder / "bombs").mkdir()
+            for _, file, _ in table:
+                shutil.move(file, folder / "bombs")
+            check_beside_kills(arguments.program, cgroup, folder, faults)
+            table = []
         plain = folder / "plain"
         plain.mkdir()
         for n in range(8):
