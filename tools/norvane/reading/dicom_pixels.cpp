@@ -7,6 +7,8 @@
 #include "reading/refusal.h"
 #include "reading/run_lengths.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <array>
 #include <span>
@@ -26,9 +28,10 @@ void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
 /// Reads the samples of a frame that nothing compresses, a few thousand at a time.
 void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder& decode, SourceImage& image) {
     const std::size_t bytes_per_sample = layout.allocated / 8;
-    const std::uint64_t frame_bytes = std::uint64_t{image.samples.size()} * bytes_per_sample;
-    const std::uint64_t begin = frame_bytes * (image.frame - 1);
-    refuse_truncated(file.pixels()->length / bytes_per_sample, std::uint64_t{image.samples.size()} * image.frame);
+    const std::uint64_t frame_samples = std::uint64_t{image.width} * image.height;
+    const std::uint64_t begin = frame_samples * bytes_per_sample * (image.frame - 1);
+    refuse_truncated(file.pixels()->length / bytes_per_sample, frame_samples * image.frame);
+    make_room(image);
 
     ByteSource& bytes = file.pixel_bytes();
     std::array<std::uint8_t, 1U << 14> chunk;
@@ -55,23 +58,37 @@ void take_words(std::span<const std::uint16_t> words, SampleDecoder& decode, Sou
     for (std::size_t i = 0; i < words.size(); ++i) image.samples[i] = decode(words[i]);
 }
 
+// The C library keeps the memory of earlier images for later ones. While JPEG 2000 is decoded, its worker needs more
+// than this process, and what is free here is worth more there.
+void give_back_free_memory() {
+#ifdef __GLIBC__
+    (void)malloc_trim(0);
+#endif
+}
+
 void decode_compressed(std::span<const std::uint8_t> bytes, const TransferSyntax& syntax, const ReadOptions& options,
                        SampleDecoder& decode, SourceImage& image) {
     const bool is_jpeg2000 = syntax.pixels == TransferSyntax::kJpeg2000;
     const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
     refuse_unfit(header, image.width, image.height);
+    if (is_jpeg2000) give_back_free_memory();
     const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
     decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding},
-                 [&](std::span<const std::uint16_t> words) { take_words(words, decode, image); });
+                 [&](std::span<const std::uint16_t> words) {
+                     make_room(image);
+                     take_words(words, decode, image);
+                 });
 }
 
 void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptions& options, SampleDecoder& decode,
                     SourceImage& image) {
     const FrameFragments fragments(file.file(), image.frame, image.frame_count);
-    refuse_beyond_memory(options.image_memory, memory_of_source(image.samples.size()) + 2 * fragments.size(),
+    refuse_beyond_memory(options.image_memory,
+                         memory_of_source(std::uint64_t{image.width} * image.height) + 2 * fragments.size(),
                          "its compressed pixels");
     const std::vector<std::uint8_t> bytes = fragments.joined(file.file());
     if (file.syntax().pixels == TransferSyntax::kRunLengths) {
+        make_room(image);
         decode_run_lengths(bytes, layout.allocated / 8, image.samples);
         take_words(image.samples, decode, image);
     } else {
@@ -105,7 +122,7 @@ void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned wid
         throw Refusal(is_plain ? "has compressed pixel data, although its transfer syntax denies it"
                                : "has no compressed pixel data, although its transfer syntax promises it");
     }
-    set_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
+    settle_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
     // Decoders deliver words, whatever the header says of the file's.
     SampleLayout in_words = layout;
     if (!is_plain && file.syntax().pixels != TransferSyntax::kRunLengths) in_words.allocated = 16;

@@ -9,8 +9,8 @@
 
 namespace Norvane::Host {
 
-void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
-              std::uint64_t reader_bytes) {
+void settle_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
+                 std::uint64_t reader_bytes) {
     // The library counts the bits of a buffer in 32 bits.
     constexpr std::size_t kMostPixels = (std::size_t{1} << 28) - 1;
     const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
@@ -21,7 +21,14 @@ void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOpt
     refuse_beyond_memory(options.image_memory, memory_of_source(pixels) + reader_bytes, size);
     image.width = width;
     image.height = height;
-    image.samples.assign(pixels, 0);
+}
+
+void make_room(SourceImage& image) { image.samples.assign(std::size_t{image.width} * image.height, 0); }
+
+void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
+              std::uint64_t reader_bytes) {
+    settle_size(image, width, height, options, reader_bytes);
+    make_room(image);
 }
 
 void widen_bytes(std::span<std::uint16_t> words) {
