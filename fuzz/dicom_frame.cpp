@@ -77,14 +77,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Tests::Encoding& encoding = encodings[input.below(static_cast<unsigned>(encodings.size()))];
     DcmFileFormat object;
     Fuzz::write_object(input, encoding, object);
-    const std::string file = Fuzz::file_of({});
+    const std::string file = Fuzz::file_of(std::string());
     if (object.saveFile(file.c_str(), encoding.data_set).bad()) return 0;
     const std::string written = DcmXfer(encoding.data_set).getXferID();
     try {
         std::string name = file;
         if (written != encoding.uid) {
             const std::string bytes = Tests::with_syntax(Host::read_bytes(file), written, encoding.uid);
-            name = Fuzz::file_of({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+            name = Fuzz::file_of(bytes);
         }
         const Host::SourceImage image = Host::read_dicom(name, {.frame = 1U, .is_pixel_size_given = true});
         Fuzz::require(image.samples.size() == std::size_t{image.width} * image.height, "a sample per pixel");

@@ -77,4 +77,8 @@ inline std::string file_of(std::span<const std::uint8_t> bytes) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+inline std::string file_of(const std::string& bytes) {
+    return file_of(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+}
+
 }  // namespace Norvane::Fuzz

@@ -129,8 +129,23 @@ void write_bytes(Seeds& seeds) {
         for (unsigned i = 0; i < size; ++i) bytes += static_cast<char>(random.chance(3) ? 0 : random.below(256));
         return bytes;
     };
-    for (const char* target : {"prepare_image", "entry_functions", "mask_algebra", "polygon"})
+    for (const char* target :
+         {"prepare_image", "entry_functions", "mask_algebra", "polygon", "png_pixels", "tiff_pixels", "fragments"})
         for (int i = 0; i < 40; ++i) seeds.add(target, some(20 + random.below(200)));
+}
+
+// A byte of options before each file that a reader takes.
+void write_results_seeds(Seeds& seeds, const std::filesystem::path& root) {
+    unsigned char flags = 0;
+    for (const char* reader : {"read_pgm", "read_png", "read_tiff", "read_dicom"}) {
+        std::vector<std::filesystem::path> files;
+        for (const auto& entry : std::filesystem::directory_iterator(root / reader)) files.push_back(entry.path());
+        std::ranges::sort(files);
+        for (const auto& file : files) {
+            seeds.add("written_results", std::string{static_cast<char>(flags)} + Host::read_bytes(file));
+            flags = static_cast<unsigned char>(flags * 5 + 9);  // all of them, in some order
+        }
+    }
 }
 
 // The numbers of a grey image with a breast, in the order in which the targets take them.
@@ -202,6 +217,7 @@ int main(int argc, char** argv) {
     Seeds seeds(argv[1]);
     write_rasters(seeds);
     write_dicom(seeds);
+    write_results_seeds(seeds, argv[1]);
     write_bytes(seeds);
     write_breasts(seeds);
     write_texts(seeds);

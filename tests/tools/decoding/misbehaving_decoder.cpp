@@ -43,7 +43,7 @@ const std::map<std::string, std::function<void()>> kDeeds{
     {"refuse", [] { throw Refusal("is odd\n\x1b[31m"); }},
     {"refuse at length", [] { throw Refusal(std::string(5000, 'x')); }},
     {"have no memory", [] { throw std::bad_alloc(); }},
-    {"want memory", [] { ::operator delete(::operator new(std::size_t{1} << 30)); }},
+    {"want memory", [] { ::operator delete(::operator new (std::size_t{1} << 30)); }},
     {"abort", [] { end_by(SIGABRT); }},
     {"segfault", [] { end_by(SIGSEGV); }},
     {"be killed", [] { end_by(SIGKILL); }},

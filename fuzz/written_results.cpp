@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The writers after the readers: whatever a file delivers goes through the analysis into every kind of result, and the
+/// forms of the labels are compared.
+#include "input.h"
+
+#include "analysis/image_analysis.h"
+#include "reading/read_image.h"
+#include "reading/read_png.h"
+#include "reading/refusal.h"
+#include "results/breast_crop.h"
+#include "results/dicom_seg.h"
+#include "results/label_map.h"
+#include "results/overlay.h"
+#include "results/report_json.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcistrmb.h>
+#include <dcmtk/dcmdata/dctk.h>
+#include <zlib.h>
+#include <nlohmann/json.hpp>
+
+#include <vector>
+
+namespace Norvane::Fuzz {
+namespace {
+
+std::vector<std::uint16_t> labels_of_png(const Host::ImageAnalysis& analysis, const std::string& bytes) {
+    const Host::SourceImage labels = Host::read_png(file_of(bytes));
+    require(labels.width == analysis.source.width && labels.height == analysis.source.height, "labels have the size");
+    require(std::ranges::all_of(labels.samples, [](unsigned v) { return v <= 2; }), "labels are 0, 1 and 2");
+    return labels.samples;
+}
+
+void check_nrrd(const std::string& bytes, const std::vector<std::uint16_t>& labels) {
+    const std::size_t header = bytes.find("\n\n");
+    require(header != std::string::npos, "a blank line ends the header");
+    std::string packed = bytes.substr(header + 2);
+    std::vector<std::uint8_t> inflated_labels(labels.size() + 1);
+    z_stream stream{};
+    require(inflateInit2(&stream, 15 + 16) == Z_OK, "gzip can be read");
+    stream.next_in = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_in = static_cast<uInt>(packed.size());
+    stream.next_out = inflated_labels.data();
+    stream.avail_out = static_cast<uInt>(inflated_labels.size());
+    require(inflate(&stream, Z_FINISH) == Z_STREAM_END && stream.avail_out == 1, "there is a label a pixel");
+    (void)inflateEnd(&stream);
+    inflated_labels.pop_back();
+    require(std::ranges::equal(inflated_labels, labels), "both label images are one");
+}
+
+/// The frames of a segment each are bits, one after another, the lowest of each byte first.
+void check_seg(const std::string& bytes, const std::vector<std::uint16_t>& labels) {
+    DcmInputBufferStream stream;
+    stream.setBuffer(bytes.data(), static_cast<offile_off_t>(bytes.size()));
+    stream.setEos();
+    DcmFileFormat file;
+    require(file.read(stream).good(), "the toolkit reads the SEG");
+    const Uint8* bits = nullptr;
+    unsigned long count = 0;
+    require(file.getDataset()->findAndGetUint8Array(DCM_PixelData, bits, &count).good(), "the SEG has pixels");
+    for (std::size_t segment = 0; segment < 2; ++segment) {
+        for (std::size_t i = 0; i < labels.size(); ++i) {
+            const std::size_t bit = segment * labels.size() + i;
+            if (bit / 8 >= count) return;  // a view without muscle may have one segment
+            require((bits[bit / 8] >> bit % 8 & 1U) == (labels[i] == segment + 1 ? 1U : 0U), "bits are the labels");
+        }
+    }
+}
+
+void write_all(Host::ImageAnalysis& analysis) {
+    const std::vector<std::uint16_t> labels = labels_of_png(analysis, Host::label_png(analysis));
+    check_nrrd(Host::label_nrrd(analysis), labels);
+    require(nlohmann::json::accept(Host::report_json("a\xFF\n.dcm", analysis)), "the report is JSON");
+    require(!Host::draw_overlay(analysis, "a\xFF\n.dcm").empty(), "the overlay is drawn");
+    (void)Host::read_png(file_of(Host::breast_crop_png(analysis)));
+    if (!analysis.source.dicom_header) return;
+    try {
+        (void)Host::dicom_seg(analysis, Host::SegContent::kJoined);
+        check_seg(Host::dicom_seg(analysis, Host::SegContent::kBreastAndMuscle), labels);
+    } catch (const Host::Refusal&) {  // of a source without identifiers
+    }
+}
+
+}  // namespace
+}  // namespace Norvane::Fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Norvane;
+    constexpr std::size_t kMostPixels = 40'000;  // more take long
+    Fuzz::Input input(data, size);
+    const unsigned flags = input.byte();
+    Host::AnalysisOptions options;
+    options.view = (flags & 1U) != 0 ? VIEW_PECT : VIEW_NO_PECT;
+    if ((flags & 2U) != 0) options.side = (flags & 4U) != 0 ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+    options.pixel_size_um = (flags & 8U) != 0 ? 228.0 : 114.0 + input.byte() % 100;
+    options.is_inverted = (flags & 16U) != 0;
+    options.is_fast = (flags & 32U) != 0;
+    if ((flags & 64U) != 0) options.noise = static_cast<BG_NOISE>(input.below(10));
+    options.crops_film_area = (flags & 128U) == 0;
+    try {
+        Host::SourceImage source =
+            Host::read_image(Fuzz::file_of(input.rest()), {.frame = 1U, .is_pixel_size_given = true});
+        if (source.samples.size() > kMostPixels) return 0;
+        Host::ImageAnalysis analysis = Host::analyse(std::move(source), options);
+        Fuzz::write_all(analysis);
+    } catch (const Host::Refusal&) {
+    }
+    return 0;
+}
