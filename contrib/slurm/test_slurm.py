@@ -87,8 +87,9 @@ class Cluster:
                 self.processes.append(subprocess.Popen(command, stdout=log, stderr=log))
         wait_for("the node", lambda: self.state_of_node() == "idle")
 
-    @staticmethod
-    def state_of_node():
+    def state_of_node(self):
+        if any(process.poll() is not None for process in self.processes):
+            raise RuntimeError("a daemon has ended")
         answer = subprocess.run(["sinfo", "--noheader", "--format=%T"], stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, text=True, check=False)
         return answer.stdout.strip()
