@@ -62,8 +62,8 @@ def make_image(folder, case, series="A", **changes):
             StudyID="1", InstanceNumber=1, AccessionNumber="", PatientName="Phantom", PatientID=f"CASE-{case}",
             PatientBirthDate="", PatientSex="F", ReferringPhysicianName="", PatientOrientation=["A", "F"],
             ImageLaterality="L", ImagerPixelSpacing=[0.2, 0.2], SamplesPerPixel=1,
-            PhotometricInterpretation="MONOCHROME2", NumberOfFrames=1, Rows=400, Columns=320, BitsAllocated=16, BitsStored=12,
-            HighBit=11, PixelRepresentation=0, PixelData=words.tobytes()).items():
+            PhotometricInterpretation="MONOCHROME2", NumberOfFrames=1, Rows=400, Columns=320, BitsAllocated=16,
+            BitsStored=12, HighBit=11, PixelRepresentation=0, PixelData=words.tobytes()).items():
         setattr(image, name, changes.get(name, value))
     image.file_meta = pydicom.dataset.FileMetaDataset()
     image.file_meta.TransferSyntaxUID = pydicom.uid.ExplicitVRLittleEndian
