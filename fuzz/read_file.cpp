@@ -8,23 +8,16 @@
 #include "reading/read_tiff.h"
 #include "reading/refusal.h"
 
-#include <type_traits>
-
 namespace Norvane::Fuzz {
 namespace {
 
-using Host::ReadOptions, Host::SourceImage;
+using Host::SourceImage;
 
-template <class Reader>
-SourceImage read(Reader* reader, const std::string& file) {
-    if constexpr (std::is_invocable_v<Reader, std::string>) {
-        return reader(file);
-    } else {
-        try {
-            return reader(file, {});
-        } catch (const Host::Refusal&) {
-            return reader(file, {.frame = 2, .is_pixel_size_given = true});
-        }
+SourceImage read(const std::string& file) {
+    try {
+        return Host::NORVANE_FUZZED_READER(file, {});
+    } catch (const Host::Refusal&) {
+        return Host::NORVANE_FUZZED_READER(file, {.frame = 2, .is_pixel_size_given = true});
     }
 }
 
@@ -43,7 +36,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Norvane;
     if (size < 8) return 0;  // formats are told by their first bytes before a reader is called
     try {
-        Fuzz::check(Fuzz::read(&Host::NORVANE_FUZZED_READER, Fuzz::file_of({data, size})));
+        Fuzz::check(Fuzz::read(Fuzz::file_of({data, size})));
     } catch (const Host::Refusal&) {
     }
     return 0;

@@ -5,6 +5,7 @@
 #include "batch/exit_code.h"
 #include "batch/image_record.h"
 #include "program/command_line.h"
+#include "reading/printable.h"
 
 #include <sstream>
 #include <vector>
@@ -21,6 +22,10 @@ void read_record(const std::string& text) {
     require(again.has_value(), "a record that was read can be written and read");
     require(Host::json_line(*again) == line, "nothing is lost on the way");
     require(!Host::csv_row(*record).empty(), "a record is a row");
+    const std::string shown = Host::printable(line);
+    const auto as_shown = Host::record_of(shown);
+    require(Host::printable(shown) == shown && as_shown && Host::json_line(*as_shown) == line,
+            "shown, it says the same");
 }
 
 void read_command_line(const std::string& text) {
@@ -28,6 +33,7 @@ void read_command_line(const std::string& text) {
     std::istringstream lines(text);
     for (std::string word; std::getline(lines, word) && words.size() < 40;) words.push_back(word);
     std::vector<const char*> argv;
+    argv.reserve(words.size());
     for (const std::string& word : words) argv.push_back(word.c_str());
     std::ostringstream out, err;
     const auto command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);

@@ -34,7 +34,8 @@ class BuildWithCMake(build_ext):
         target = pathlib.Path(self.get_ext_fullpath(ext.name))
         built = pathlib.Path(tree, "python", "norvane", target.name)
         target.parent.mkdir(parents=True, exist_ok=True)
-        subprocess.run(["strip", "--strip-unneeded", "-o", target, built], check=True)
+        for made in (built, built.with_name("norvane-decoder")):  # the program of the decoding processes
+            subprocess.run(["strip", "--strip-unneeded", "-o", target.with_name(made.name), made], check=True)
 
 
 setup(version=VERSION, ext_modules=[Extension("norvane._norvane", sources=[])], cmdclass={"build_ext": BuildWithCMake})

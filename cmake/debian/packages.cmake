@@ -36,10 +36,29 @@ foreach(page norvane norvane-dask)
   norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${made}/${page}.1.gz)
 endforeach()
 
+# What is in the packages, as SPDX: in each of them, and beside them with their checksums.
+set(library_package libnorvane${PROJECT_VERSION_MAJOR})
+set(sbom_targets norvane norvane-cli)
+set(sbom_packages ${library_package}=$<TARGET_FILE:norvane> libnorvane-dev= norvane=$<TARGET_FILE:norvane-cli>)
+if(NORVANE_BUILD_PYTHON)
+  list(APPEND sbom_targets norvane_python)
+  list(APPEND sbom_packages python3-norvane=$<TARGET_FILE:norvane_python>)
+endif()
+set(sbom_script ${PROJECT_SOURCE_DIR}/scripts/make_sbom.py)
+set(make_sbom /usr/bin/python3 ${sbom_script} --version ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION} ${sbom_packages})
+add_custom_command(OUTPUT ${made}/norvane.spdx.json DEPENDS ${sbom_targets} ${sbom_script}
+                   COMMAND ${make_sbom} --output ${made}/norvane.spdx.json)
+add_custom_target(norvane_sbom ALL DEPENDS ${made}/norvane.spdx.json)
+list(JOIN make_sbom "\" \"" make_sbom)
+file(GENERATE OUTPUT ${made}/sbom.cmake CONTENT
+  "execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND \"${make_sbom}\"
+  --output ${CPACK_PACKAGE_DIRECTORY}/norvane-${PROJECT_VERSION}.spdx.json --deb \${CPACK_PACKAGE_FILES})\n")
+set(CPACK_POST_BUILD_SCRIPTS ${made}/sbom.cmake)
+
 # component, package, section; then further settings of CPack in pairs.
 function(norvane_debian_package component package section)
-  install(FILES ${debian}/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz DESTINATION share/doc/${package}
-          COMPONENT ${component})
+  install(FILES ${debian}/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz ${made}/norvane.spdx.json
+          DESTINATION share/doc/${package} COMPONENT ${component})
   install(FILES ${debian}/lintian-overrides DESTINATION share/lintian/overrides RENAME ${package} COMPONENT ${component})
   string(TOUPPER ${component} name)
   set(settings PACKAGE_NAME ${package} PACKAGE_SECTION ${section} ${ARGN})
@@ -52,7 +71,6 @@ function(norvane_debian_package component package section)
   set(CPACK_DEBIAN_${name}_DESCRIPTION "${description}" PARENT_SCOPE)
 endfunction()
 
-set(library_package libnorvane${PROJECT_VERSION_MAJOR})
 set(this_library "${library_package} (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})")
 norvane_debian_package(library ${library_package} libs)
 # A trigger, not the scripts that CPack writes for ldconfig. It leaves them out where it is given others, and leaves out
@@ -70,7 +88,8 @@ if(NORVANE_BUILD_PYTHON)
   get_directory_property(minor DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION Python_VERSION_MINOR)
   math(EXPR next_minor "${minor} + 1")
   set(python_depends "python3 (>= 3.${minor}~)" "python3 (<< 3.${next_minor})" python3-numpy
-                     "${library_package} (>= ${PROJECT_VERSION})")
+                     "${library_package} (>= ${PROJECT_VERSION})"
+                     "norvane (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})") # has norvane-decoder
   list(JOIN python_depends ", " python_depends)
   norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends}
                          PACKAGE_SUGGESTS python3-distributed) # for norvane-dask

@@ -38,6 +38,7 @@ SlurmUser={user}
 SlurmdUser={user}
 {communication}
 AuthType=auth/none
+CommunicationParameters=NoCtldInAddrAny,NoInAddrAny
 CredType=cred/none
 AuthInfo=cred_expire=5
 ProctrackType=proctrack/linuxproc

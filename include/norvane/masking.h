@@ -6,7 +6,6 @@
 #include <norvane/image.h>
 #include <norvane/mask.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -225,8 +224,8 @@ protected:
     float borderFactor = 4.0F;
     double chestWallRatioLimit = 0.2;
     ContourState* contourState = nullptr;  // owned
-    /// Counts of the image's 64 grey parts, kept from its noise level to its tissue thresholds: there during one call.
-    std::optional<std::vector<int>> greyParts;
+
+    friend struct MaskingMembers;  // the library's own way to hand the members to its rules
 };
 
 }  // namespace Norvane

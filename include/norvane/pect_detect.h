@@ -36,6 +36,7 @@ public:
     static constexpr float C_RBINSIZE = 5.0F;          ///< Hough bin of the distance, pixels
     static constexpr float C_ABINSIZE = 1.0F;          ///< Hough bin of the angle, degrees
     static constexpr float C_ERROR = 1e-5F;            ///< smallest usable sum of the kernel
+    static constexpr float C_ROIHEIGHTRATIO = 0.4F;    ///< part of the bound mask's height that is searched
     static constexpr float C_BKG_PERCENTAGE = 0.24F;   ///< fraction of the region taken as background
     static constexpr float C_EDGE_PRECENTAGE = 0.08F;  ///< fraction of the gradients kept as edges
     static constexpr double UA_PASS = 25.0;            ///< contrast statistic above which a line passes
@@ -80,7 +81,7 @@ protected:
     PECT_STATUS verify_pect_pairwise(Image* image, float rho, float theta, int dx, int dy, IMAGE_SIDE side);
 
     IMAGE_SIDE imageSide = SIDE_UNDEFINED;
-    float roiHeightRatio = 0.4F;  // of the bound mask's height, from its top down
+    float roiHeightRatio = C_ROIHEIGHTRATIO;  // of the bound mask's height, from its top down
 };
 
 }  // namespace Norvane

@@ -46,24 +46,33 @@ class Source:
     _source: _norvane.Source = dataclasses.field(repr=False, compare=False)
 
     def __repr__(self) -> str:
-        return f"<norvane.Source {self.file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
+        file = _norvane.printable(self.file)
+        return f"<norvane.Source {file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
 
 
-def read(path: PathLike, *, frame: Optional[int] = None) -> Source:
+def read(
+    path: PathLike, *, frame: Optional[int] = None, decode: str = "isolated", image_memory: Optional[int] = None
+) -> Source:
     """The image in a file (PNG, TIFF, PGM, DICOM; known by its content), read as the program reads it.
 
     frame: which frame of a file that holds several, from 1; without it such a file is refused.
+    decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
+        in this one, which damaged data may then end.
+    image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
 
-    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read.
+    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read, and ValueError for a
+    path with a null byte in it.
     """
-    return _read(path, frame, False)
+    return _read(path, frame, False, decode, image_memory)
 
 
-def _read(path: PathLike, frame: Optional[int], is_pixel_size_given: bool) -> Source:
+def _read(
+    path: PathLike, frame: Optional[int], is_pixel_size_given: bool, decode: str, image_memory: Optional[int]
+) -> Source:
     name = os.fsencode(path)
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    source = _norvane.read(name, frame, is_pixel_size_given)
+    source = _norvane.read(name, frame, is_pixel_size_given, decode, image_memory)
     facts = dict(source.facts)
     for field, kind in (("side", IMAGE_SIDE), ("view", IMAGE_VIEW), ("noise", BG_NOISE)):
         facts[field] = None if facts[field] is None else kind(facts[field])
@@ -133,7 +142,8 @@ class Analysis:
         return self._made
 
     def __repr__(self) -> str:
-        return f"<norvane.Analysis {self.status.name}{': ' + self._refusal if self._refusal else ''}>"
+        refusal = _norvane.printable(self._refusal)
+        return f"<norvane.Analysis {self.status.name}{': ' + refusal if refusal else ''}>"
 
     def _repr_png_(self) -> Optional[bytes]:
         return None if self._made is None else self._made.overlay_png()
@@ -160,6 +170,8 @@ def analyse(
     view: Union[IMAGE_VIEW, str, None] = None,
     pixel_size: Optional[float] = None,
     frame: Optional[int] = None,
+    decode: str = "isolated",
+    image_memory: Optional[int] = None,
     crop: bool = True,
     noise: Union[BG_NOISE, str, None] = None,
     padding: Optional[Tuple[int, int]] = None,
@@ -177,6 +189,9 @@ def analyse(
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
     frame: of a file that holds several, from 1.
+    decode: "isolated" or "in-process", see read().
+    image_memory: MiB that the image may need in all; an image that would need more is refused. Without it a file may
+        need 768 MiB, and an array, which is in memory already, whatever it takes.
     crop: cut off black and white borders that a scanner or an archive put around the film.
     noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
         file says, else auto.
@@ -204,6 +219,7 @@ def analyse(
         "inverted": bool(inverted),
         "fast": bool(fast),
         "contour": bool(contour),
+        "image_memory": image_memory,
     }
     _norvane.check_options(options)
     if options["side"] is IMAGE_SIDE.SIDE_UNDEFINED or options["view"] is IMAGE_VIEW.VIEW_UNDEFINED:
@@ -218,7 +234,7 @@ def analyse(
         elif isinstance(image, Source):
             source, file = image._source, image.file
         else:
-            found = _read(image, frame, pixel_size is not None)
+            found = _read(image, frame, pixel_size is not None, decode, image_memory)
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:

@@ -14,6 +14,7 @@ summary.ndjson and report.html. ``--jobs`` and ``--format`` mean nothing here.
 """
 import functools
 import os
+import uuid
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import _norvane
@@ -32,8 +33,7 @@ class Input(NamedTuple):
 
 
 class Run:
-    """A run over many images. It may be pickled: a copy knows the inputs and walks no folder, neither to find them nor
-    for what killed runs left."""
+    """A run over many images. It may be pickled: a copy knows the inputs and looks into no folder."""
 
     def __init__(
         self,
@@ -41,17 +41,20 @@ class Run:
         inputs: Optional[Iterable[Tuple[Any, ...]]] = None,
         *,
         takes_manifest: bool = False,
+        key: str = "",
     ) -> None:
         """arguments: what follows ``norvane masks``. inputs: those of the run, where they are known from another
-        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder.
+        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder. key: the
+        same in all processes of the run.
 
-        Raises ValueError with the program's complaint for arguments that are none, and norvane.Refusal where the
-        manifest cannot be read.
+        Raises ValueError with the program's complaint for arguments that are none, and if a result would replace an
+        input or a file that is no result; norvane.Refusal if the manifest cannot be read.
         """
         self._arguments = [os.fspath(argument) for argument in arguments]
         given = None if inputs is None else [tuple(one) for one in inputs]
         self._takes_manifest = takes_manifest
-        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest)
+        self._key = key or uuid.uuid4().hex
+        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest, self._key)
         self._inputs = [Input(*fields) for fields in self._run.inputs]
 
     @property
@@ -65,13 +68,17 @@ class Run:
         return self._run.passed_over
 
     def part(self, inputs: Iterable[Input]) -> "Run":
-        """Some of the inputs, for another process: it knows of the others only what make() has to refuse."""
-        settled = (one._replace(refusal=self._run.refusal_of(tuple(one))) for one in inputs)
-        return Run(self._arguments, settled, takes_manifest=self._takes_manifest)
+        """Some of the inputs, for another process."""
+        return Run(self._arguments, inputs, takes_manifest=self._takes_manifest, key=self._key)
 
-    def remove_leftovers(self) -> None:
-        """Removes what killed processes left of the results of this run, while none is at work on it."""
-        self._run.remove_leftovers()
+    def take_over_dead_runs(self) -> None:
+        """Removes what processes left that died at work on this folder, and marks the images that they died at: after
+        two deaths make() refuses an image if the run has ``--resume``."""
+        self._run.take_over_dead_runs()
+
+    def pardon(self) -> None:
+        """The other processes of this run may now be ended: no image will count as one that they died at."""
+        self._run.pardon()
 
     def make(self, one: Tuple[Any, ...]) -> Optional[Record]:
         """One image from its file to its results, which appear all at once.
@@ -87,9 +94,15 @@ class Run:
 
         Returns a sentence for each file that could not be written.
         """
-        os.makedirs(self._run.out_dir, exist_ok=True)
-        return self._run.write_run_files([record for record in records if record is not None])
+        try:
+            return self._run.write_run_files([record for record in records if record is not None])
+        finally:
+            self.close()
+
+    def close(self) -> None:
+        """Removes what this process keeps for the run in the folder of the results; make() brings it back."""
+        self._run.close()
 
     def __reduce__(self) -> Tuple[Any, ...]:
         inputs = [tuple(one) for one in self._inputs]
-        return functools.partial(Run, takes_manifest=self._takes_manifest), (self._arguments, inputs)
+        return functools.partial(Run, takes_manifest=self._takes_manifest, key=self._key), (self._arguments, inputs)

@@ -15,6 +15,7 @@ import argparse
 import collections
 import contextlib
 import importlib
+import ipaddress
 import logging
 import os
 import queue
@@ -23,11 +24,11 @@ import socket
 import sys
 import time
 import uuid
-from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence, TextIO, Tuple
 
 from . import __version__
 from ._batch import Input, Record, Run
-from ._norvane import Refusal
+from ._norvane import Refusal, printable
 
 _DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # exit codes, those of the program
 
@@ -59,12 +60,18 @@ class RunEnds(Exception):
 _SCHEDULER_LOST = "the scheduler was lost"
 
 
+def _say(text: str, stream: Optional[TextIO] = None) -> None:
+    """All that is printed goes through here: a line that does nothing to a terminal, whatever names it holds."""
+    print(printable(text), file=stream or sys.stderr, flush=True)
+
+
 def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Record]], float, str]:
     """The task. Raises nothing: answers a record for each input of the run and the processor time that they took; or
     why this worker is not fit for it."""
     start = time.thread_time()
     unfit = _unfit(run, folder, version)
     records = [] if unfit else [_made(run, one) for one in run.inputs]
+    run.close()
     return records, time.thread_time() - start, unfit
 
 
@@ -200,7 +207,7 @@ class _Progress:
         elif record["refusal"]:
             self.refused += 1
             self.clear()
-            print(f"norvane: {record['file']} {record['refusal']}", file=sys.stderr)
+            _say(f"norvane: {record['file']} {record['refusal']}")
 
     def text(self) -> str:
         text = f"{self.finished} of {self.total} images"
@@ -223,7 +230,7 @@ class _Progress:
             sys.stderr.write(f"\r\x1b[K[{'#' * width}{'.' * (30 - width)}] {self.text()}")
             sys.stderr.flush()
         else:
-            print(f"norvane: {self.text()}", file=sys.stderr, flush=True)
+            _say(f"norvane: {self.text()}")
 
     def clear(self) -> None:
         if self.is_terminal and not self.notebook:
@@ -278,13 +285,11 @@ def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: in
 
 def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     _allow_failures(client)
-    run.remove_leftovers()
+    run.take_over_dead_runs()
     total = len(run.inputs)
-    print(
+    _say(
         f"norvane-dask: {total} images in chunks of {size}, scheduler {client.scheduler.address}, "
-        f"dashboard {client.dashboard_link or 'none'}",
-        file=sys.stderr,
-        flush=True,
+        f"dashboard {client.dashboard_link or 'none'}"
     )
     progress = _Progress(total)
     spread = _Spread(client, run, size, retries, progress)
@@ -298,17 +303,18 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     finally:
         progress.close()
     if stopped_by:
+        run.pardon()
         spread.cancel()
     else:
-        run.remove_leftovers()  # of workers that were killed
+        run.take_over_dead_runs()  # workers that were killed
     records = [spread.records[number] for number in sorted(spread.records)]
     failures = run.finish(records)
     for failure in failures:
-        print(f"norvane: {failure}", file=sys.stderr)
-    print(_closing_line(run, records, total - len(records)), flush=True)
-    print(f"norvane-dask: the images took {spread.processor_seconds:.1f} s of processor time", file=sys.stderr)
+        _say(f"norvane: {failure}")
+    _say(_closing_line(run, records, total - len(records)), sys.stdout)
+    _say(f"norvane-dask: the images took {spread.processor_seconds:.1f} s of processor time")
     if stopped_by:
-        print(f"norvane-dask: {stopped_by}; the same command with --resume takes it up", file=sys.stderr)
+        _say(f"norvane-dask: {stopped_by}; the same command with --resume takes it up")
         return _INTERRUPTED if stopped_by == "interrupted" else _PARTLY
     return _PARTLY if failures or progress.refused else _DONE
 
@@ -323,15 +329,38 @@ class _IgnoreInterrupts:
             signal.signal(signal.SIGINT, signal.SIG_IGN)
 
 
+_LOOPBACK = "127.0.0.1"
+
+
+def _address_of(interface: str) -> str:
+    """Raises ValueError for an interface that there is not, or that has no address."""
+    address: str = importlib.import_module("distributed.utils").get_ip_interface(interface)
+    if not ipaddress.ip_address(address).is_loopback:
+        _say(
+            f"norvane-dask: warning: scheduler and workers listen on {address} ({interface}) without a password: whoever "
+            "reaches their ports can run programs as this user"
+        )
+    return address
+
+
 @contextlib.contextmanager
-def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[Any]:
+def _client_for(scheduler: Optional[str], workers: Optional[int], interface: Optional[str] = None) -> Iterator[Any]:
     distributed: Any = importlib.import_module("distributed")
     if scheduler is not None:
         with distributed.Client(scheduler, name="norvane-dask") as client:
             yield client
         return
-    # No memory limit: that is for what Dask holds itself.
-    arguments = {"n_workers": workers or os.cpu_count(), "threads_per_worker": 1, "memory_limit": None}
+    host = _LOOPBACK if interface is None else _address_of(interface)
+    # No memory limit: that is for what Dask holds itself. Unless they are told, pages of the scheduler and of each worker
+    # listen on all interfaces.
+    arguments = {
+        "n_workers": workers or os.cpu_count(),
+        "threads_per_worker": 1,
+        "memory_limit": None,
+        "host": host,
+        "dashboard_address": f"{host}:8787",
+        "worker_dashboard_address": f"{host}:0",
+    }
     importlib.import_module("dask").config.set(_QUIET)
     handler = signal.signal(signal.SIGINT, signal.SIG_IGN)
     with distributed.LocalCluster(**arguments) as cluster, distributed.Client(cluster, name="norvane-dask") as client:
@@ -343,7 +372,8 @@ def _client_for(scheduler: Optional[str], workers: Optional[int]) -> Iterator[An
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="norvane-dask",
-        usage="norvane-dask [--scheduler ADDRESS | --workers N] MANIFEST --out-dir DIR [OPTION of norvane masks ...]",
+        usage="norvane-dask [--scheduler ADDRESS | --workers N --interface NAME] MANIFEST --out-dir DIR "
+        "[OPTION of norvane masks ...]",
         description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
         "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
         epilog="All other options are those of 'norvane masks', see 'norvane masks --help'; --jobs, --format and "
@@ -351,9 +381,13 @@ def _parser() -> argparse.ArgumentParser:
         "run could not go on; 2 the command line is wrong; 130 interrupted.",
         allow_abbrev=False,
     )
-    where = parser.add_mutually_exclusive_group()
-    where.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [a cluster on this machine]")
-    where.add_argument("--workers", metavar="N", type=int, help="of a cluster on this machine [one per processor]")
+    parser.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [a cluster on this machine]")
+    parser.add_argument("--workers", metavar="N", type=int, help="of a cluster on this machine [one per processor]")
+    parser.add_argument(
+        "--interface",
+        metavar="NAME",
+        help="network interface on which a cluster on this machine listens, without a password [only this machine]",
+    )
     parser.add_argument("--out-dir", metavar="DIR", required=True, help="folder of the results; made if it is missing")
     parser.add_argument("--chunk", metavar="N", type=int, default=50, help="images a task [50]; 50 to 200 are sensible")
     parser.add_argument("--retries", metavar="N", type=int, default=3, help="for chunks that a worker cannot take [3]")
@@ -371,6 +405,8 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
     for name in ("--jobs", "--format", "--dry-run"):
         if any(one.split("=")[0] == name for one in theirs):
             parser.error(f"{name} is not an option here")
+    if own.scheduler is not None and (own.workers, own.interface) != (None, None):
+        parser.error("--workers and --interface: not allowed with --scheduler, which has workers of its own")
     if own.chunk < 1 or own.retries < 0 or (own.workers is not None and own.workers < 1):
         parser.error("--chunk and --workers: expected a number from 1; --retries: from 0")
     signal.signal(signal.SIGTERM, _interrupt)
@@ -379,17 +415,18 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         run = Run([*theirs, "--out-dir", out_dir], takes_manifest=True)
         os.makedirs(out_dir, exist_ok=True)
         logging.getLogger("distributed").setLevel(logging.CRITICAL)  # losses of workers are no news
-        with _client_for(own.scheduler, own.workers) as client:
+        with _client_for(own.scheduler, own.workers, own.interface) as client:
             return _masks(run, client, own.chunk, own.retries)
     except ImportError as error:
-        print(f"norvane-dask: needs Dask's distributed scheduler: {error}", file=sys.stderr)
+        _say(f"norvane-dask: needs Dask's distributed scheduler: {error}")
     except Refusal as error:
-        print(f"norvane-dask: the manifest {error}", file=sys.stderr)
+        _say(f"norvane-dask: the manifest {error}")
     except ValueError as error:
-        print(f"norvane-dask: {error}".rstrip(), file=sys.stderr)
+        for line in str(error).splitlines():
+            _say(f"norvane-dask: {line}")
         return _USAGE
     except OSError as error:
-        print(f"norvane-dask: {error}", file=sys.stderr)
+        _say(f"norvane-dask: {error}")
     except KeyboardInterrupt:
         return _INTERRUPTED
     return _PARTLY

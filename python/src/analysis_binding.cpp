@@ -6,6 +6,7 @@
 #include "arguments.h"
 #include "grid_mask.h"
 #include "pictures.h"
+#include "program/option_texts.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
 #include "results/overlay.h"
@@ -66,6 +67,17 @@ struct Analysis {
     }
 };
 
+// What is in memory already was the caller's decision.
+constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
+
+std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 20;
+    if (mebibytes == 0 || mebibytes > kMost) {
+        refuse_value("image_memory: expected 1 to " + std::to_string(kMost) + " MiB, got " + std::to_string(mebibytes));
+    }
+    return mebibytes << 20U;
+}
+
 // What goes wrong with an image is a sentence about it, as in the program; what goes wrong with the memory is not.
 template <class Work>
 auto about(const std::string& file, const Work& work) {
@@ -81,8 +93,14 @@ auto about(const std::string& file, const Work& work) {
     }
 }
 
-SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given) {
-    return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, {frame, is_pixel_size_given})); });
+SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
+                  const std::string& decode, const std::optional<std::uint64_t>& image_memory) {
+    refuse_nul(file);
+    const auto place = Host::kDecodingPlaces.find(decode);
+    if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
+    const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
+    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit};
+    return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, options)); });
 }
 
 // An array in the place of a file.
@@ -91,7 +109,7 @@ SharedSource source_of(const py::object& pixels, const std::optional<long>& used
     Host::SourceImage source;
     source.format = "array";
     source.used_bits = array.used_bits;
-    Host::set_size(source, array.width, array.height);
+    Host::set_size(source, array.width, array.height, {.image_memory = kNoLimit});
     std::copy_n(array.words(), source.samples.size(), source.samples.begin());
     const std::uint16_t largest = std::ranges::max(source.samples);
     if (static_cast<unsigned>(std::bit_width(largest)) > array.used_bits) {
@@ -165,6 +183,8 @@ Host::AnalysisOptions options_of(const py::dict& given) {
     options.is_inverted = given["inverted"].cast<bool>();
     options.is_fast = given["fast"].cast<bool>();
     options.wants_contour = given["contour"].cast<bool>();
+    const auto image_memory = given["image_memory"].cast<std::optional<std::uint64_t>>();
+    options.image_memory = image_memory ? bytes_of_mebibytes(*image_memory) : kNoLimit;
     return options;
 }
 

@@ -57,9 +57,12 @@ py::str text_of_file(const std::string& name) {
     return py::reinterpret_steal<py::str>(text);
 }
 std::string name_of_file(const py::handle& text) {
-    PyObject* bytes = nullptr;
-    if (PyUnicode_FSConverter(text.ptr(), static_cast<void*>(&bytes)) == 0) throw py::error_already_set();
+    PyObject* bytes = PyUnicode_EncodeFSDefault(text.ptr());
+    if (bytes == nullptr) throw py::error_already_set();
     return py::reinterpret_steal<py::bytes>(bytes);
+}
+void refuse_nul(const std::string& name) {
+    if (name.find('\0') != std::string::npos) refuse_value("embedded null byte");  // the words of Python's open()
 }
 
 void refuse_type(const std::string& text) { throw py::type_error(text); }

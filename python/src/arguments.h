@@ -24,6 +24,8 @@ namespace py = pybind11;
 /// Names of files, and sentences that hold some, as Python has them: they need not be UTF-8.
 [[nodiscard]] py::str text_of_file(const std::string& name);
 [[nodiscard]] std::string name_of_file(const py::handle& text);
+/// No file has a name with NUL in it; the system would open the one whose name ends there.
+void refuse_nul(const std::string& name);
 
 [[noreturn]] void refuse_type(const std::string& text);
 [[noreturn]] void refuse_value(const std::string& text);

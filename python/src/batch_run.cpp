@@ -2,10 +2,12 @@
 #include "batch_run.h"
 
 #include "arguments.h"
+#include "batch/begun_mark.h"
 #include "batch/image_job.h"
 #include "batch/image_record.h"
 #include "batch/inputs.h"
 #include "batch/masks_command.h"
+#include "batch/output_check.h"
 #include "batch/run_files.h"
 #include "program/command_line.h"
 #include "reading/read_dicom.h"
@@ -17,6 +19,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -37,8 +41,11 @@ py::tuple tuple_of(const Input& input) {
 }
 Input input_of(const py::tuple& fields) {
     if (fields.size() != 5) refuse_type("an input has five fields");
-    return {name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
-            fields[4].cast<bool>()};
+    Input input{name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
+                fields[4].cast<bool>()};
+    if (!input.refusal.empty()) return input;  // it is not opened, perhaps because of its name
+    for (const std::string& name : {input.file, input.base.string(), input.name}) refuse_nul(name);
+    return input;
 }
 
 py::dict dict_of(const ImageRecord& record) {
@@ -60,7 +67,10 @@ ImageRecord record_from(const py::dict& fields) {
 
 MasksOptions parse(const std::vector<std::string>& arguments) {
     std::vector<const char*> argv{"norvane", "masks"};
-    for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+    for (const std::string& argument : arguments) {
+        refuse_nul(argument);
+        argv.push_back(argument.c_str());
+    }
     std::ostringstream out, err;
     const Host::Command command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
     const auto* options = std::get_if<MasksOptions>(&command);
@@ -82,18 +92,25 @@ MasksOptions with_manifest(MasksOptions options) {
 class Run {
 public:
     Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given,
-        bool takes_manifest)
-        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)) {
+        bool takes_manifest, std::string run_key)
+        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)),
+          jobs(options),
+          key(std::move(run_key)) {
         if (given) {
             for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
         }
-        const py::gil_scoped_release others_go_on;
-        Host::load_dicom_dictionary();
-        if (!given) {
-            found = Host::find_and_name(options);
-            leftovers = Host::leftovers_for(options);
+        Host::OutputCheck check;
+        {
+            const py::gil_scoped_release others_go_on;
+            Host::load_dicom_dictionary();
+            if (!given) {
+                found = Host::find_and_name(options);
+                check = Host::check_outputs(options, found.inputs);
+            }
         }
-        jobs = std::make_unique<Host::ImageJobs>(options, found.inputs, leftovers);
+        std::string complaints;
+        for (const std::string& complaint : check.complaints) complaints += complaint + "\n";
+        if (!complaints.empty()) refuse_value(complaints + "nothing was done; choose another --out-dir");
     }
     Run(const Run&) = delete;  // the jobs refer to its members
     Run& operator=(const Run&) = delete;
@@ -103,16 +120,16 @@ public:
         for (const Input& input : found.inputs) tuples.push_back(tuple_of(input));
         return tuples;
     }
-    [[nodiscard]] std::string refusal_of(const py::tuple& fields) const { return jobs->refusal_of(input_of(fields)); }
 
-    // Looks again: what lies there now, not when the run began.
-    void remove_leftovers() const {
+    void take_over_dead_runs() {
         const py::gil_scoped_release others_go_on;
-        const Host::Leftovers now = Host::leftovers_for(options);
-        const Host::ImageJobs jobs_now(options, {}, now);
-        for (const Input& input : found.inputs) {
-            if (!options.shard || Host::is_in_shard(input, *options.shard)) jobs_now.remove_leftovers_of(input);
-        }
+        const std::shared_ptr<Host::Workplace> here = place();
+        (void)Host::take_over_dead_runs(here->results, here->run);
+    }
+
+    void pardon() {
+        const py::gil_scoped_release others_go_on;
+        Host::pardon_runs(place()->results, key);
     }
 
     [[nodiscard]] bool is_in_shard(const py::tuple& fields) const {
@@ -121,49 +138,69 @@ public:
     [[nodiscard]] std::size_t passed_over() const { return found.passed_over; }
     [[nodiscard]] std::string out_dir() const { return options.out_dir; }
 
-    [[nodiscard]] py::object make(const py::tuple& fields) const {
+    [[nodiscard]] py::object make(const py::tuple& fields) {
         const Input input = input_of(fields);
         const Host::JobOutcome outcome = [&] {
             const py::gil_scoped_release others_go_on;
-            return jobs->run(input);
+            return jobs.run(input, *place());
         }();
         if (!outcome.is_image) return py::none();
         return dict_of(outcome.record);
     }
 
-    [[nodiscard]] py::list write_run_files(const std::vector<py::dict>& rows) const {
+    [[nodiscard]] py::list write_run_files(const std::vector<py::dict>& rows) {
         std::vector<ImageRecord> records;
         records.reserve(rows.size());
         for (const py::dict& row : rows) records.push_back(record_from(row));
         const std::vector<std::string> complaints = [&] {
             const py::gil_scoped_release others_go_on;
-            return Host::write_run_files(options, records, leftovers);
+            const std::shared_ptr<Host::Workplace> here = place();
+            return Host::write_run_files(options, records, here->results, here->run);
         }();
         py::list sentences;
         for (const std::string& complaint : complaints) sentences.append(text_of_file(complaint));
         return sentences;
     }
 
+    void close() {
+        const std::scoped_lock lock(mutex);
+        workplace.reset();
+    }
+
 private:
+    // Of this process, made when it is needed.
+    [[nodiscard]] std::shared_ptr<Host::Workplace> place() {
+        const std::scoped_lock lock(mutex);
+        if (!workplace || !workplace->run.is_of_this_process()) {
+            std::filesystem::create_directories(options.out_dir);
+            workplace = std::make_shared<Host::Workplace>(options.out_dir, key);
+        }
+        return workplace;
+    }
+
     MasksOptions options;
     FoundInputs found;
-    Host::Leftovers leftovers;
-    std::unique_ptr<Host::ImageJobs> jobs;
+    Host::ImageJobs jobs;
+    std::string key;
+    std::mutex mutex;
+    std::shared_ptr<Host::Workplace> workplace;
 };
 
 }  // namespace
 
 void bind_batch_run(py::module_& module) {
     py::class_<Run>(module, "Run")
-        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool>())
+        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool,
+                      std::string>())
         .def_property_readonly("inputs", &Run::inputs)
         .def_property_readonly("passed_over", &Run::passed_over)
         .def_property_readonly("out_dir", [](const Run& r) { return text_of_file(r.out_dir()); })
         .def("is_in_shard", &Run::is_in_shard)
-        .def("refusal_of", &Run::refusal_of)
-        .def("remove_leftovers", &Run::remove_leftovers)
+        .def("take_over_dead_runs", &Run::take_over_dead_runs)
+        .def("pardon", &Run::pardon)
         .def("make", &Run::make)
-        .def("write_run_files", &Run::write_run_files);
+        .def("write_run_files", &Run::write_run_files)
+        .def("close", &Run::close);
 }
 
 }  // namespace Norvane::Python

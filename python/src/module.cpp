@@ -3,9 +3,11 @@
 #include "analysis/noise_choice.h"
 #include "analysis/status_text.h"
 #include "analysis_binding.h"
+#include "arguments.h"
 #include "batch_run.h"
 #include "grid_mask.h"
 #include "pictures.h"
+#include "reading/printable.h"
 #include "results/program_version.h"
 #include "working_image.h"
 
@@ -35,6 +37,9 @@ PYBIND11_MODULE(_norvane, module) {
     module.attr("version") = Norvane::Host::program_version();
     module.attr("status_texts") = status_texts();
     module.attr("noise_names") = noise_names();
+    module.def("printable", [](const pybind11::str& text) {
+        return pybind11::str(Norvane::Host::printable(Norvane::Python::name_of_file(text)));
+    });
     Norvane::Python::bind_mask(module);
     Norvane::Python::bind_working_image(module);
     Norvane::Python::bind_mask_operations(module);

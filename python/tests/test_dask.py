@@ -1,8 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
-"""norvane-dask without Dask: what it does when chunks come back, or do not. scripts/check_dask.py has real workers."""
+"""norvane-dask: what it does when chunks come back, or do not, and where a cluster of its own listens.
+scripts/check_dask.py has real workers."""
+import contextlib
+import ipaddress
 import json
 import os
+import pathlib
 import pickle
+import signal
+import socket
 import subprocess
 import types
 
@@ -87,14 +93,17 @@ def by_program(listing, out_dir, *more):
     return subprocess.run(command, capture_output=True, text=True, check=False)
 
 
-@pytest.mark.parametrize("is_beside", [False, True])
-def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd, is_beside):
-    ours = listing.parent if is_beside else tmp_path / "ours"  # beside the inputs 1.png would replace 1.json
-    theirs = by_program(listing, listing.parent if is_beside else tmp_path / "theirs")
-    expected = rows_of(listing.parent if is_beside else tmp_path / "theirs")
-    assert sum("overwrite" in row["refusal"] for row in expected) == is_beside
-    ours.mkdir(exist_ok=True)
-    (ours / ".0.json.77.tmp").write_text("of a worker that was killed")
+def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd):
+    ours = tmp_path / "ours"
+    theirs = by_program(listing, tmp_path / "theirs")
+    expected = rows_of(tmp_path / "theirs")
+    worker = os.fork()
+    if worker == 0:  # what it has in the folder of the results stays
+        run = on_dask.Run(["--out-dir", str(ours), str(listing.parent / "0.png"), *OPTIONS])
+        run.make(run.inputs[0])
+        os.kill(os.getpid(), signal.SIGKILL)
+    os.waitpid(worker, 0)
+    assert list(ours.glob(".*"))
     client = Client(lambda names, count: OSError("a worker that has no disk") if count == 1 else None)
     code = on_dask.masks([str(listing), "--out-dir", str(ours), *OPTIONS], client, chunk=2)
     assert code == theirs.returncode == 1
@@ -157,12 +166,14 @@ def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, 
         (["LIST", "--out-dir", "OUT", "--view", "sideways"], 2, "--view"),
         (["LIST", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
         (["LIST", "--out-dir", "OUT", "--chunk", "0"], 2, "--chunk"),
+        (["LIST", "--out-dir", "OUT", "--scheduler", "tcp://x", "--interface", "lo"], 2, "--interface"),
         (["none.txt", "--out-dir", "OUT"], 1, "the manifest cannot be opened"),
         (["LIST", "--out-dir", "LIST"], 1, "File exists"),
+        (["LIST", "--out-dir", "BESIDE"], 2, "1.json is an input"),  # which a result of 1.png would replace
     ],
 )
 def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complaint):
-    words = {"LIST": str(listing), "OUT": str(tmp_path)}
+    words = {"LIST": str(listing), "OUT": str(tmp_path), "BESIDE": str(listing.parent)}
     try:
         found = on_dask.main([words.get(one, one) for one in arguments])
     except SystemExit as end:
@@ -170,13 +181,34 @@ def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complai
     assert found == code and complaint in capsys.readouterr().err
 
 
-def test_progress_in_a_notebook_is_a_bar(monkeypatch):
-    now = 1000.0
-    monkeypatch.setattr(on_dask.time, "monotonic", lambda: now)
-    progress = on_dask._Progress(4)
-    progress.finish({"kept": True, "refusal": ""})
-    assert progress._repr_html_() == '<progress value="1" max="4"></progress> 1 of 4 images'
-    now += 10.0
-    progress.finish(None)
-    progress.finish({"kept": False, "refusal": ""})
-    assert progress.text() == "3 of 4 images, 0.1 a second, 10 s left"
+def listening_addresses(process):
+    """Those on which a process and its children wait for others, by the system's tables of sockets."""
+    folder, addresses, sockets = pathlib.Path(f"/proc/{process}"), [], set()
+    for descriptor in (folder / "fd").iterdir():
+        with contextlib.suppress(OSError):
+            sockets.add(os.readlink(descriptor))
+    for table in ("tcp", "tcp6"):
+        for row in (folder / "net" / table).read_text().splitlines()[1:]:
+            fields = row.split()
+            if fields[3] == "0A" and f"socket:[{fields[9]}]" in sockets:
+                words = bytes.fromhex(fields[1].split(":")[0])
+                swapped = b"".join(words[at : at + 4][::-1] for at in range(0, len(words), 4))
+                addresses.append(ipaddress.ip_address(swapped))
+    for children in folder.glob("task/*/children"):
+        for child in children.read_text().split():
+            addresses += listening_addresses(child)
+    return addresses
+
+
+def test_a_cluster_of_its_own_is_reached_from_this_machine_alone(capfd):
+    pytest.importorskip("distributed")
+    with on_dask._client_for(None, 2) as client:
+        client.wait_for_workers(2)
+        found = listening_addresses(os.getpid())
+    assert len(found) == 2 + 2 * 3  # the scheduler and its page; each worker, its page and its nanny
+    assert all(address.is_loopback for address in found), found
+    for name, addresses in pytest.importorskip("psutil").net_if_addrs().items():
+        for address in [one.address for one in addresses if one.family == socket.AF_INET][:1]:
+            assert on_dask._address_of(name) == address
+            is_warned = f"listen on {address} ({name}) without a password" in capfd.readouterr().err
+            assert is_warned != ipaddress.ip_address(address).is_loopback

@@ -2,7 +2,6 @@
 """The module beside the program: the same text, the same bytes."""
 import json
 import os
-import pathlib
 import pickle
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
@@ -12,10 +11,9 @@ import pytest
 
 import images
 import norvane
-from norvane import _batch
+from norvane import _batch, _norvane
 
 PROGRAM = os.environ["NORVANE_PROGRAM"]
-MORE_IMAGES = [pathlib.Path(name) for name in os.environ.get("NORVANE_TEST_IMAGES", "").split(os.pathsep) if name]
 
 
 def run_program(*arguments):
@@ -104,8 +102,20 @@ def test_arguments_of_a_run_are_the_programs(tmp_path):
     with pytest.raises(norvane.Refusal) as refused:
         norvane.read(odd)
     assert odd in refusal and str(refused.value) == refusal
-    with pytest.raises(ValueError, match=odd):
+    with pytest.raises(ValueError, match=r"--view: no \\xff such.png not in"):
         _batch.Run(["x.png", "--view", odd])
+    drawn = tmp_path / "drawn.png"
+    images.png(drawn, norvane.phantom(300, 400, 228.0)[0])
+    longer = f"{drawn}\0.txt"  # the system would open the file whose name ends at the NUL
+    for use in (
+        norvane.read,
+        norvane.analyse,
+        lambda name: _batch.Run([name]),
+        lambda name: _batch.Run([os.fspath(drawn)]).make(_batch.Input(name, "", "", "drawn", True)),
+        lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None),
+    ):
+        with pytest.raises(ValueError, match="embedded null byte"):
+            use(longer)
     run = _batch.Run([odd, "--out-dir", tmp_path / "out"])
     assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
     assert len(made_by_module(tmp_path / "out", run)) == len(rows_of(tmp_path / "out")) == 1
@@ -162,24 +172,6 @@ def same_as_program(file, folder, options):
 )
 def test_one_file_is_what_the_program_makes_of_it(archive, tmp_path, name, options, is_made):
     assert same_as_program(archive / name, tmp_path, options) == is_made
-
-
-def images_of_local_archives(tmp_path):
-    files = [file for given in MORE_IMAGES for file in (sorted(given.rglob("*")) if given.is_dir() else [given])]
-    compared = 0
-    for number, file in enumerate(file for file in files if file.is_file()):
-        try:
-            source = norvane.read(file)
-        except norvane.Refusal:
-            continue
-        options = {"view": "mlo"} if source.view is None else {}
-        options.update({"pixel_size": 228} if source.pixel_size is None else {})
-        compared += same_as_program(file, tmp_path / str(number), options)
-    assert compared > 0
-
-
-if MORE_IMAGES:  # files and folders that NORVANE_TEST_IMAGES names
-    test_images_of_local_archives = images_of_local_archives
 
 
 def test_arrays_and_sources_are_analysed_like_files(archive):

@@ -4,6 +4,7 @@
 
 #include <norvane/masking.h>
 
+#include "model/geometry.h"
 #include "model/numbers.h"
 
 #include <algorithm>
@@ -18,31 +19,29 @@ constexpr int kLastBin = Masking::c_num_angles - 1;
 constexpr int kHorizontalBin = 360;
 constexpr double kBinsPerRadian = 229.18312072753906;  // 720 / pi, in single precision
 
-/// Distances from the wall in columns, both ends in.
-struct Depths {
-    int first;
-    int last;
-};
+using Depths = Interval<int>;  // distances from the wall in columns
+using Bins = Interval<int>;
 
 /// From 0 straight down to 719 straight up where the breast lies to the right of the wall (`outward` +1), from straight
 /// up to straight down where it lies to the left (-1).
 class ArctangentBins {
 public:
-    explicit ArctangentBins(int breast_side) : outward(breast_side) {
+    explicit ArctangentBins(int breast_side) : outward_(breast_side) {
         constexpr double kDoubt = 1e-3 / kBinsPerRadian;  // the rounding of an angle to single precision errs by 1e-7
         for (int bin = 1; bin <= kLastBin; ++bin) {
             const double elevation = (bin - 0.5) / kBinsPerRadian - kHalfPi;
             const double run = std::abs(std::tan(kHalfPi - elevation));
             const double doubt = kDoubt * (1.0 + run * run);
-            sure_before[static_cast<std::size_t>(bin)] = run - doubt;
-            sure_behind[static_cast<std::size_t>(bin)] = run + doubt;
+            sure_before_[static_cast<std::size_t>(bin)] = run - doubt;
+            sure_behind_[static_cast<std::size_t>(bin)] = run + doubt;
         }
     }
 
     /// The bin of one pixel, `dy` rows below the origin.
     [[nodiscard]] int bin_at(int depth, int dy) const {
         const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
-        const double from_first_bin = outward > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
+        const double from_first_bin =
+            outward_ > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
         return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
     }
 
@@ -55,10 +54,10 @@ public:
         const int step = bin < kHorizontalBin ? 1 : -1;
         const std::size_t crossing = step > 0 ? 1 : 0;  // of a bin the one that the row comes to: below it or above it
         for (int depth = row.first; depth <= row.last;) {
-            while (bin != kHorizontalBin && depth > rise * sure_behind[static_cast<std::size_t>(bin) + crossing])
+            while (bin != kHorizontalBin && depth > rise * sure_behind_[static_cast<std::size_t>(bin) + crossing])
                 bin += step;
             if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // which no row leaves
-            const double sure_end = rise * sure_before[static_cast<std::size_t>(bin) + crossing];
+            const double sure_end = rise * sure_before_[static_cast<std::size_t>(bin) + crossing];
             if (depth < sure_end) {
                 const int end = static_cast<int>(std::min(sure_end, row.last + 1.0));
                 const int last = end < sure_end ? std::min(end, row.last) : end - 1;
@@ -74,10 +73,10 @@ public:
 private:
     static constexpr double kHalfPi = 1.5707963267948966;
 
-    int outward;
+    int outward_;
     // Of the crossing below each bin: columns from the wall per row from the origin, less and plus the doubt about it.
-    std::array<double, kLastBin + 1> sure_before{};
-    std::array<double, kLastBin + 1> sure_behind{};
+    std::array<double, kLastBin + 1> sure_before_{};
+    std::array<double, kLastBin + 1> sure_behind_{};
 };
 
 }  // namespace Norvane

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The contour search over all pixels of the field, row by row from the centre outwards: the default form with the
 /// angle table, and the fast one that follows the tissue from row to row.
-#include <norvane/masking.h>
-
 #include "contour/bin_crossings.h"
+#include "contour/contour_search.h"
+#include "contour/contour_smoothing.h"
 #include "contour/open_bins.h"
 #include "contour/polar_bins.h"
 #include "contour/search_images.h"
@@ -14,8 +14,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <concepts>
 #include <cstdint>
-#include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace Norvane {
@@ -24,34 +25,50 @@ namespace {
 constexpr SmoothingWindows kDefaultWindows{96, 8, 64};
 constexpr SmoothingWindows kFastWindows{96, 32, 64};
 
-/// Columns, both ends in; none where low is beyond high. Wide enough for every column of a mask.
-struct ColumnRange {
-    std::int64_t low;
-    std::int64_t high;
-};
+using Columns = Interval<std::int64_t>;  // wide enough for every column of a mask
 
 /// One row of the search.
 struct ScanRow {
     int y;
-    int dy;             // rows below the origin
-    int above;          // +1: on or above the centre row, -1: below
-    ColumnRange field;  // from the frame's first run of the row to its last; the whole row where it has none
+    int dy;         // rows below the origin
+    int above;      // +1: on or above the centre row, -1: below
+    Columns field;  // from the frame's first run of the row to its last; the whole row where it has none
 
     /// The columns of the breast side: from the wall's edge column to the end of the field.
-    [[nodiscard]] ColumnRange breast_side(const PolarOrigin& origin, int width) const {
-        if (origin.outward > 0) return {origin.edge_column, std::min<std::int64_t>(field.high, width - 1)};
-        return {field.low, origin.edge_column};
+    [[nodiscard]] Columns breast_side(const PolarOrigin& origin, int width) const {
+        if (origin.outward > 0) return {origin.edge_column, std::min<std::int64_t>(field.last, width - 1)};
+        return {field.first, origin.edge_column};
     }
 };
 
 /// Of the columns those that the image has.
-Depths depths_in_image(ColumnRange columns, const PolarOrigin& origin, int width) {
-    if (columns.low >= width || columns.high < 0) return {0, -1};
-    const int low = static_cast<int>(std::max<std::int64_t>(columns.low, 0));
-    const int high = static_cast<int>(std::min<std::int64_t>(columns.high, width - 1));
+Depths depths_in_image(Columns columns, const PolarOrigin& origin, int width) {
+    if (columns.first >= width || columns.last < 0) return {0, -1};
+    const auto seen = columns.cut_to({0, width - 1});
+    const int low = static_cast<int>(seen.first), high = static_cast<int>(seen.last);
     if (origin.outward > 0) return {low - origin.edge_column, high - origin.edge_column};
     return {origin.edge_column - high, origin.edge_column - low};
 }
+
+/// The bins between two, in either order.
+Bins bins_of(int a, int b) { return {std::min(a, b), std::max(a, b)}; }
+
+/// A form of the search. A row begins with start_row(), which gives the depths to look at. Each block of them is asked
+/// for bins_between(), and then, if one of those bins is open, walked by visit_runs(block, visit), which calls
+/// visit(bin, depths) for neighbouring pixels of one bin, going away from the wall. During that call, and for its
+/// depths alone, distance() answers; the other three take what it gave. Plain definition of both forms: the search
+/// pixel by pixel in the tests of this room.
+template <class F>
+concept SearchForm = requires(F form, const F& read, const ScanRow& row, Depths depths, Direction& direction,
+                              typename F::Distance distance, void (*visit)(int, Depths)) {
+    { form.start_row(row) } -> std::same_as<Depths>;
+    { read.bins_between(depths) } -> std::same_as<Bins>;
+    form.visit_runs(depths, visit);
+    { read.distance(depths.first) } -> std::same_as<typename F::Distance>;
+    { read.is_beyond_gate(distance) } -> std::same_as<bool>;
+    { read.is_far_off(distance) } -> std::same_as<bool>;
+    { form.record(direction, depths.first, distance) } -> std::same_as<bool>;
+};
 
 /// The default search: bins from the angle table, and a pixel nearer than the bin's radius changes nothing.
 class TableSearch {
@@ -59,38 +76,33 @@ public:
     using Distance = float;
 
     TableSearch(const PolarOrigin& from, int image_width)
-        : origin(from), width(image_width), gate(static_cast<float>(from.gate_distance)) {
-        far_distance = static_cast<float>(two_thirds_of(static_cast<unsigned>(width)));
+        : origin_(from), width_(image_width), gate_(static_cast<float>(from.gate_distance)) {
+        far_distance_ = static_cast<float>(two_thirds_of(static_cast<unsigned>(width_)));
         const AcosTable table(Masking::NUM_IN_LUT);
         for (const int sign : {1, -1})
-            (sign > 0 ? bins_above : bins_below) =
-                tabulate<std::uint16_t>(table, origin.outward, sign, [&](float angle) { return bin_of(angle, sign); });
+            (sign > 0 ? bins_above_ : bins_below_) =
+                tabulate<std::uint16_t>(table, origin_.outward, sign, [&](float angle) { return bin_of(angle, sign); });
     }
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
-        dy = row.dy;
-        above = row.above;
-        bins = above > 0 ? bins_above.data() : bins_below.data();
-        return depths_in_image(row.breast_side(origin, width), origin, width);
+        dy_ = row.dy;
+        above_ = row.above;
+        bins_ = above_ > 0 ? bins_above_.data() : bins_below_.data();
+        return depths_in_image(row.breast_side(origin_, width_), origin_, width_);
     }
     /// The table index grows with the depth; the rounding of the distance moves it by one at most.
-    [[nodiscard]] BinRange bins_between(Depths block) {
-        if (dy == 0 && block.first == 0) return {0, kLastBin};  // the origin's bin lies apart
-        const auto index_at = [this](int depth) {
-            polar.set(depth, depth, dy, above);
-            return int{polar.index[0]};
-        };
-        const int low = std::max(index_at(block.first) - 1, 0);
-        const int high = std::min(index_at(block.last) + 1, Masking::NUM_IN_LUT);
-        return std::minmax({int{bins[low]}, int{bins[high]}});
+    [[nodiscard]] Bins bins_between(Depths block) const {
+        if (dy_ == 0 && block.first == 0) return {0, kLastBin};  // the origin's bin lies apart
+        const int low = std::max(PolarRow::pixel(block.first, dy_, above_).index - 1, 0);
+        const int high = std::min(PolarRow::pixel(block.last, dy_, above_).index + 1, Masking::NUM_IN_LUT);
+        return bins_of(bins_[low], bins_[high]);
     }
-    /// Calls visit(bin, depths) for neighbouring pixels of one bin, going away from the wall.
     template <class Visit>
     void visit_runs(Depths block, Visit visit) {
-        first_depth = block.first;
-        run_wide([&] { polar.set(block.first, block.last, dy, above); });
+        first_depth_ = block.first;
+        run_wide([&] { polar_.set(block.first, block.last, dy_, above_); });
         const auto bin_at = [this](int depth) {
-            return bins[polar.index[static_cast<std::size_t>(depth - first_depth)]];
+            return bins_[polar_.index[static_cast<std::size_t>(depth - first_depth_)]];
         };
         for (int first = block.first; first <= block.last;) {
             const int bin = bin_at(first);
@@ -101,10 +113,10 @@ public:
         }
     }
     [[nodiscard]] Distance distance(int depth) const {
-        return polar.distance[static_cast<std::size_t>(depth - first_depth)];
+        return polar_.distance[static_cast<std::size_t>(depth - first_depth_)];
     }
-    [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate; }
-    [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance; }
+    [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate_; }
+    [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance_; }
     [[nodiscard]] bool record(Direction& direction, int, Distance r) {
         if (direction.radius > r) return false;
         direction.radius = r;
@@ -116,22 +128,22 @@ private:
     [[nodiscard]] std::uint16_t bin_of(float angle, int sign) const {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         const int quarter_degrees = truncate_to<int>(static_cast<double>(angle) * kBinsPerRadian);
-        const int bin = origin.outward > 0 ? (sign * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
-                                           : quarter_degrees - kHorizontalBin;
+        const int bin = origin_.outward > 0 ? (sign * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
+                                            : quarter_degrees - kHorizontalBin;
         return static_cast<std::uint16_t>(std::clamp(bin, 0, kLastBin));
     }
 
-    const PolarOrigin& origin;
-    int width;
-    float gate;
-    float far_distance;
-    std::vector<std::uint16_t> bins_above;  // by PolarRow index
-    std::vector<std::uint16_t> bins_below;
-    const std::uint16_t* bins = nullptr;  // those of the current row
-    PolarRow polar;                       // of the block last loaded
-    int first_depth = 0;
-    int dy = 0;
-    int above = 1;
+    const PolarOrigin& origin_;
+    int width_;
+    float gate_;
+    float far_distance_;
+    std::vector<std::uint16_t> bins_above_;  // by PolarRow index
+    std::vector<std::uint16_t> bins_below_;
+    const std::uint16_t* bins_ = nullptr;  // those of the current row
+    PolarRow polar_;                       // of the block last loaded
+    int first_depth_ = 0;
+    int dy_ = 0;
+    int above_ = 1;
 };
 
 /// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
@@ -141,39 +153,39 @@ public:
     using Distance = std::int64_t;
 
     WindowSearch(const PolarOrigin& from, int image_width)
-        : origin(from),
-          width(image_width),
-          gate(square(from.gate_distance)),
-          far_distance(square(two_thirds_of(static_cast<unsigned>(image_width)))),
-          tissue(from.outward > 0 ? ColumnRange{from.edge_column, image_width} : ColumnRange{0, from.edge_column}),
-          bins(from.outward) {}
+        : origin_(from),
+          width_(image_width),
+          gate_(square(from.gate_distance)),
+          far_distance_(square(two_thirds_of(static_cast<unsigned>(image_width)))),
+          tissue_(from.outward > 0 ? Columns{from.edge_column, image_width} : Columns{0, from.edge_column}),
+          bins_(from.outward) {}
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
         constexpr double kWidening = static_cast<double>(0.18F);  // of the row's field
-        const double span = static_cast<double>(row.field.high - row.field.low) * kWidening;
-        const ColumnRange limits = row.breast_side(origin, width);
-        const ColumnRange window{
-            std::max(limits.low, truncate_to<std::int64_t>(static_cast<double>(tissue.low) - span + 0.5)),
-            std::min(limits.high, truncate_to<std::int64_t>(static_cast<double>(tissue.high) + span + 0.5))};
+        const double span = static_cast<double>(row.field.last - row.field.first) * kWidening;
+        const Columns limits = row.breast_side(origin_, width_);
+        const Columns window{
+            std::max(limits.first, truncate_to<std::int64_t>(static_cast<double>(tissue_.first) - span + 0.5)),
+            std::min(limits.last, truncate_to<std::int64_t>(static_cast<double>(tissue_.last) + span + 0.5))};
         // A row without tissue hands its window on with the ends exchanged.
-        tissue = {window.high, window.low};
-        dy = row.dy;
-        return depths_in_image(window, origin, width);
+        tissue_ = {window.last, window.first};
+        dy_ = row.dy;
+        return depths_in_image(window, origin_, width_);
     }
-    [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy); }
+    [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy_); }
     /// Bins run with the angle, and the angle with the depth.
-    [[nodiscard]] BinRange bins_between(Depths block) const {
-        return std::minmax({bins.bin_at(block.first, dy), bins.bin_at(block.last, dy)});
+    [[nodiscard]] Bins bins_between(Depths block) const {
+        return bins_of(bins_.bin_at(block.first, dy_), bins_.bin_at(block.last, dy_));
     }
     template <class Visit>
     void visit_runs(Depths block, Visit visit) const {
-        bins.visit_runs(block, dy, visit);
+        bins_.visit_runs(block, dy_, visit);
     }
-    [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate; }
-    [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance; }
+    [[nodiscard]] bool is_beyond_gate(Distance squared) const { return squared > gate_; }
+    [[nodiscard]] bool is_far_off(Distance squared) const { return squared > far_distance_; }
     [[nodiscard]] bool record(Direction& direction, int depth, Distance squared) {
-        const std::int64_t x = origin.edge_column + origin.outward * depth;
-        tissue = {std::min(tissue.low, x), std::max(tissue.high, x)};
+        const std::int64_t x = origin_.edge_column + origin_.outward * depth;
+        tissue_ = {std::min(tissue_.first, x), std::max(tissue_.last, x)};
         direction.radius = static_cast<float>(squared);
         return true;
     }
@@ -181,13 +193,13 @@ public:
 private:
     [[nodiscard]] static std::int64_t square(std::int64_t v) { return v * v; }
 
-    const PolarOrigin& origin;
-    int width;
-    Distance gate;
-    Distance far_distance;
-    ColumnRange tissue;  // columns of the tissue found in the last row
-    int dy = 0;
-    ArctangentBins bins;
+    const PolarOrigin& origin_;
+    int width_;
+    Distance gate_;
+    Distance far_distance_;
+    Columns tissue_;  // columns of the tissue found in the last row
+    int dy_ = 0;
+    ArctangentBins bins_;
 };
 
 /// What both forms of the search are given.
@@ -195,14 +207,13 @@ struct RasterSearch {
     const SearchImages& images;
     const PolarOrigin& origin;
     const TissueRules& tissue;
-    const SearchSettings& settings;
-    const Masking::Params& params;
+    const SearchRules& given;
 
     /// One row, block by block: a block whose bins are all closed, as most are beyond the skin, is passed over whole.
-    template <class Form>
+    template <SearchForm Form>
     void scan_row(const ScanRow& row, Form& form, std::vector<Direction>& directions, OpenBins& open) const {
         constexpr int kBlock = 64;  // pixels
-        const RowRules rules = raster_rules(params, settings, row.above > 0);
+        const RowRules rules = raster_rules(given.params, given.settings, row.above > 0);
         const Depths depths = form.start_row(row);
         for (int first = depths.first; first <= depths.last; first += kBlock) {
             const Depths block{first, std::min(first + kBlock - 1, depths.last)};
@@ -211,7 +222,7 @@ struct RasterSearch {
         }
     }
 
-    template <class Form>
+    template <SearchForm Form>
     void scan_block(int y, Depths block, RowRules rules, Form& form, std::vector<Direction>& directions,
                     OpenBins& open) const {
         const auto grey_row = images.grey_at(y);
@@ -240,10 +251,10 @@ struct RasterSearch {
     }
 
     /// The rows of the field, first from the centre row upwards, then from the row below it downwards.
-    template <class Form>
+    template <SearchForm Form>
     [[nodiscard]] std::vector<Direction> scan(const Mask& frame, Form form) const {
-        std::vector<Direction> directions(Masking::c_num_angles, Direction(settings.tolerance));
-        if (MaskReader::is_empty(frame) || settings.tolerance == 0) return directions;
+        std::vector<Direction> directions(Masking::c_num_angles, Direction(given.settings.tolerance));
+        if (MaskReader::is_empty(frame) || given.settings.tolerance == 0) return directions;
         OpenBins open;
         MaskReader reader(frame);
         const std::int64_t first = frame.GetMinY();
@@ -252,8 +263,8 @@ struct RasterSearch {
             const int y = static_cast<int>(step <= origin.row ? origin.row - (step - first) : step);
             if (y >= images.height()) continue;
             const auto runs = reader.row(static_cast<unsigned>(y));
-            const ColumnRange field =
-                runs.empty() ? ColumnRange{0, images.width() - 1} : ColumnRange{runs.front().first, runs.back().last};
+            const Columns field =
+                runs.empty() ? Columns{0, images.width() - 1} : Columns{runs.front().first, runs.back().last};
             scan_row({y, y - origin.row, y <= origin.row ? 1 : -1, field}, form, directions, open);
         }
         return directions;
@@ -269,13 +280,13 @@ std::vector<float> radii_of(const std::vector<Direction>& directions, RadiusOf r
 }
 
 /// The radius of every bin, not yet smoothed; all 0 for a chest wall on neither side.
-template <class Form, class RadiusOf>
-std::vector<float> search_radii(const SearchImages& images, const Mask& frame, const SearchSettings& settings,
-                                const Masking::Params& params, const ContourState& state, RadiusOf radius_of) {
-    const PolarOrigin origin(state, params.side);
+template <SearchForm Form, class RadiusOf>
+std::vector<float> search_radii(const SearchImages& images, const Mask& frame, const SearchRules& given,
+                                RadiusOf radius_of) {
+    const PolarOrigin origin(given.state, given.params.side);
     if (origin.outward == 0) return std::vector<float>(Masking::c_num_angles, 0.0F);
-    const TissueRules tissue(settings, params, state);
-    const RasterSearch raster{images, origin, tissue, settings, params};
+    const TissueRules tissue(given.settings, given.params, given.state);
+    const RasterSearch raster{images, origin, tissue, given};
     return radii_of(raster.scan(frame, Form(origin, images.width())), radius_of);
 }
 
@@ -288,51 +299,34 @@ void add_offset(const std::vector<float>& from, int offset, std::vector<float>& 
 
 }  // namespace
 
-std::vector<float> Masking::find_contour_border(Image* grey, Image* search, Mask* frame, std::vector<float>& outer,
-                                                bool fullContour) {
-    if (!SearchImages::fit(grey, search) || frame == nullptr || contourState == nullptr) return {};
-    if (fullContour)
-        outer.resize(c_num_angles);
-    else
-        outer.clear();
-    frame->SetTargetPixelSize(grey->GetPixelSize());
-
-    const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
-                                  borderFactor,    contourMargin, backgroundNoiseLevel};
-    std::vector<float> radii =
-        search_radii<TableSearch>({*grey, *search}, *frame, settings, params, *contourState, [](float r) { return r; });
-    fill_in_contour_gap(radii);
-    smooth_contour(radii, outer, kDefaultWindows.of(params.bgNoise));
-    return radii;
+Outlines contour_of_all_pixels(const SearchImages& images, const Mask& frame, const SearchRules& rules,
+                               bool with_outer) {
+    Outlines found{search_radii<TableSearch>(images, frame, rules, [](float r) { return r; }), {}};
+    if (with_outer) found.outer.resize(Masking::c_num_angles);
+    fill_contour_gaps(found.radii, rules.params.view);
+    smooth_outline(found.radii, found.outer, smoothing_of(rules.params, kDefaultWindows));
+    return found;
 }
 
-std::vector<float> Masking::find_contour_border_opt(Image* grey, Image* search, Mask* frame,
-                                                    std::vector<float>& outer) {
-    if (!SearchImages::fit(grey, search) || frame == nullptr || contourState == nullptr) return {};
-    frame->SetTargetPixelSize(grey->GetPixelSize());
-
-    const SearchSettings settings{changeThreshold, radiusScale,   gradientThreshold,   gradientScale,
-                                  borderFactor,    contourMargin, backgroundNoiseLevel};
-    std::vector<float> radii =
-        search_radii<WindowSearch>({*grey, *search}, *frame, settings, params, *contourState, square_root);
-    fill_in_contour_gap(radii);
-
-    const int window = kFastWindows.of(params.bgNoise);
+Outlines contour_near_tissue(const SearchImages& images, const Mask& frame, const SearchRules& rules,
+                             std::vector<float> outer) {
+    const Masking::Params& params = rules.params;
+    std::vector<float> radii = search_radii<WindowSearch>(images, frame, rules, square_root);
+    fill_contour_gaps(radii, params.view);
+    const Smoothing smoothing = smoothing_of(params, kFastWindows);
+    std::vector<float> none;
     if (!params.fullContour) {
-        smooth_contour(radii, outer, window);
-        outer.clear();
-        return radii;
+        smooth_outline(radii, none, smoothing);
+        return {std::move(radii), {}};
     }
-    outer.resize(c_num_angles);
-    std::vector<float>& wide = params.singleContour ? radii : outer;  // the contour that is meant to lie outside
+    outer.resize(Masking::c_num_angles);
     if (params.smoothContour) {
-        smooth_contour(radii, wide, window);
+        smooth_outline(radii, params.singleContour ? none : outer, smoothing);
     } else {
-        std::vector<float> no_outer;
-        smooth_contour(radii, no_outer, window);
-        add_offset(radii, params.contourOffset, wide);
+        smooth_outline(radii, none, smoothing);
+        add_offset(radii, params.contourOffset, params.singleContour ? radii : outer);
     }
-    return radii;
+    return {std::move(radii), std::move(outer)};
 }
 
 }  // namespace Norvane

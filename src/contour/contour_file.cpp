@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Diagnostic picture of an outline: black on white, as a plain portable grey map.
-#include <norvane/masking.h>
+#include "contour/contour_file.h"
 
 #include "model/mask_reader.h"
 
@@ -59,16 +58,15 @@ void write_picture(std::ofstream& file, const Image& image, const OutlinePixels&
 
 }  // namespace
 
-void Masking::save_contour_to_file(std::string fileName, Image* image, Mask* mask) {
-    if (image == nullptr) return;
-    std::ofstream file(fileName);
+void save_outline(const std::string& file_name, const Image& image, const Mask* mask, const std::vector<int>* points) {
+    std::ofstream file(file_name);
     if (!file) return;
     OutlinePixels outline;
     if (mask != nullptr)
-        outline = outline_of(*mask, *image);
-    else if (params.contour != nullptr)
-        outline = outline_of(*params.contour, *image);
-    write_picture(file, *image, outline);
+        outline = outline_of(*mask, image);
+    else if (points != nullptr)
+        outline = outline_of(*points, image);
+    write_picture(file, image, outline);
 }
 
 }  // namespace Norvane

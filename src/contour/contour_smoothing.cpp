@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Turns a raw radius profile into an outline: gaps and dips are bridged, ends cut or raised, and the rest averaged.
-/// All sums are single precision, added in the order of the index: the outline is defined to the last bit.
-#include <norvane/masking.h>
+#include "contour/contour_smoothing.h"
 
 #include "model/numbers.h"
-#include "model/working_image.h"
 
 #include <algorithm>
 #include <array>
@@ -143,27 +140,27 @@ std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_
 
 /// The outer contour: a little outside the larger of the raw and the smoothed radius, at the ends outside the smoothed.
 /// `outer` may be the raw contour itself.
-void widen(const std::vector<float>& raw, const std::vector<float>& smoothed, bool padding, int offset,
+void widen(const std::vector<float>& raw, const std::vector<float>& smoothed, const Smoothing& smoothing,
            std::vector<float>& outer) {
     constexpr std::size_t kEnds = 26;  // entries: 26 at the head, 25 at the tail
-    const float distance = padding ? 0.0F : 4.0F;
-    const auto outside = [&](float radius) { return (radius + distance) + static_cast<float>(offset); };
+    const float distance = smoothing.has_padding ? 0.0F : 4.0F;
+    const auto outside = [&](float radius) { return (radius + distance) + static_cast<float>(smoothing.outer_offset); };
     const std::size_t n = raw.size();
     for (std::size_t k = 0; k < n; ++k) outer[k] = outside(std::max(raw[k], smoothed[k]));
-    if (padding || n <= kEnds) return;
+    if (smoothing.has_padding || n <= kEnds) return;
     for (std::size_t k = 0; k < kEnds; ++k) outer[k] = outside(smoothed[k]);
     for (std::size_t k = n - kEnds + 1; k < n; ++k) outer[k] = outside(smoothed[k]);
 }
 
 }  // namespace
 
-void Masking::fill_in_contour_gap(std::vector<float>& c) {
+void fill_contour_gaps(std::vector<float>& c, IMAGE_VIEW view) {
     if (c.size() < 3) return;
     const int mean = mean_of_middle_half(c);
-    const auto low_limit = static_cast<std::uint16_t>(mean / (params.view == VIEW_PECT ? 3 : 2));
+    const auto low_limit = static_cast<std::uint16_t>(mean / (view == VIEW_PECT ? 3 : 2));
     repair_ends(c, static_cast<float>(mean), low_limit);
     bridge_gaps(c, static_cast<float>(mean), low_limit);
-    if (params.view != VIEW_NO_PECT) return;
+    if (view != VIEW_NO_PECT) return;
 
     constexpr int kLargestJump = 25;  // pixels
     const int jump = std::min<int>(low_limit, kLargestJump);
@@ -174,18 +171,17 @@ void Masking::fill_in_contour_gap(std::vector<float>& c) {
     cut_at_jump(c, {n - sixth - 1, n - 2, 1, n - sixth, n - 1}, jump, low_limit, history);
 }
 
-void Masking::smooth_contour(std::vector<float>& c, std::vector<float>& outer, int window) {
-    if (window < 2 || c.size() < static_cast<std::size_t>(window)) return;
-    const bool padding = is_padding_class(params.bgNoise);
-    if (!padding) raise_ends(c);
-    std::vector<float> smoothed = average_between_jumps(c, static_cast<std::size_t>(window / 2));
-    if (outer.size() == c.size()) widen(c, smoothed, padding, params.contourOffset, outer);
+void smooth_outline(std::vector<float>& c, std::vector<float>& outer, const Smoothing& smoothing) {
     constexpr int kOuterWindow = 9;  // bins
-    if (!outer.empty()) smooth_contour_mean(outer, outer, kOuterWindow);
+    if (smoothing.window < 2 || c.size() < static_cast<std::size_t>(smoothing.window)) return;
+    if (!smoothing.has_padding) raise_ends(c);
+    std::vector<float> smoothed = average_between_jumps(c, static_cast<std::size_t>(smoothing.window / 2));
+    if (outer.size() == c.size()) widen(c, smoothed, smoothing, outer);
+    if (!outer.empty()) running_mean(outer, outer, kOuterWindow);
     c = std::move(smoothed);
 }
 
-bool Masking::smooth_contour_mean(std::vector<float>& in, std::vector<float>& out, int window) {
+bool running_mean(const std::vector<float>& in, std::vector<float>& out, int window) {
     if (window <= 1 || in.size() <= static_cast<std::size_t>(window) || in.size() != out.size()) return false;
     const std::size_t n = in.size();
     const auto half = static_cast<std::size_t>(window / 2);
@@ -205,32 +201,6 @@ bool Masking::smooth_contour_mean(std::vector<float>& in, std::vector<float>& ou
         out[i] = sum / static_cast<float>(n - i + half);
     }
     return true;
-}
-
-void Masking::smooth_line(std::vector<float>& v, int half) {
-    if (half < 0) return;
-    const std::size_t n = v.size();
-    const auto width = static_cast<std::size_t>(half);
-    std::size_t start = 0;
-    while (start < n && v[start] == 0.0F) ++start;
-
-    std::vector<float> smoothed(n, 0.0F);
-    if (start + width < n) {
-        float sum = 0.0F;
-        for (std::size_t i = start; i < start + width; ++i) sum += v[i];
-        std::size_t count = width;
-        for (std::size_t i = start; i < n; ++i) {
-            if (i + width < n) {
-                sum += v[i + width];
-                count = std::min(count + 1, 2 * width + 1);
-            } else {
-                --count;
-            }
-            if (i > width) sum -= v[i - width - 1];
-            smoothed[i] = sum / static_cast<float>(count);
-        }
-    }
-    v = std::move(smoothed);
 }
 
 }  // namespace Norvane

@@ -4,15 +4,13 @@
 
 #include <norvane/masking.h>
 
+#include "model/geometry.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 
 namespace Norvane {
-
-/// First and last bin, both ends in.
-using BinRange = std::pair<int, int>;
 
 class OpenBins {
 public:
@@ -20,8 +18,8 @@ public:
 
     void close(int bin) { words[word_of(bin)] &= ~(std::uint64_t{1} << (bin % kWordBins)); }
 
-    [[nodiscard]] bool any(BinRange range) const {
-        const auto [first, last] = range;
+    [[nodiscard]] bool any(const Interval<int>& bins) const {
+        const auto [first, last] = bins;
         const std::uint64_t from_first = ~std::uint64_t{0} << (first % kWordBins);
         const std::uint64_t up_to_last = ~std::uint64_t{0} >> (kWordBins - 1 - last % kWordBins);
         if (word_of(first) == word_of(last)) return (words[word_of(first)] & from_first & up_to_last) != 0;

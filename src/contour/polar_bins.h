@@ -25,10 +25,14 @@ namespace Norvane {
 constexpr int kOriginIndex = Masking::NUM_IN_LUT + 1;
 
 /// Distances and table indices of consecutive pixels of one row, seen from the polar origin. Both depend on the column
-/// offset's magnitude only.
+/// and row offsets alone. Plain definition: polar_angle(), and the tests of the contour searches.
 struct PolarRow {
-    std::vector<float> distance;       // pixels, rounded to float
-    std::vector<std::uint16_t> index;  // into AcosTable::angles, or kOriginIndex
+    struct Pixel {
+        float distance;
+        std::uint16_t index;  // into AcosTable::angles, or kOriginIndex
+    };
+    std::vector<float> distance;
+    std::vector<std::uint16_t> index;
 
     /// Column offsets dx_first .. dx_last, row offset dy; `sy` as in polar_angle().
     void set(int dx_first, int dx_last, int dy, int sy) {
@@ -39,22 +43,27 @@ struct PolarRow {
         const double dy_squared = static_cast<double>(dy) * dy;
         const double half = sy * 0.5;
         for (std::size_t i = 0; i < count; ++i) {
-            const double dx = first + static_cast<double>(static_cast<int>(i));
-            const float r = static_cast<float>(std::sqrt(dx * dx + dy_squared));
-            distance[i] = r;
-            index[i] = index_of(std::fabs(dx), r, half);
+            const Pixel pixel = pixel_at(first + static_cast<double>(static_cast<int>(i)), dy_squared, half);
+            distance[i] = pixel.distance;
+            index[i] = pixel.index;
         }
         if (dy == 0 && dx_first <= 0 && dx_last >= 0) index[static_cast<std::size_t>(-dx_first)] = kOriginIndex;
     }
 
+    /// One pixel, which is not the origin.
+    [[nodiscard]] static Pixel pixel(int dx, int dy, int sy) {
+        return pixel_at(dx, static_cast<double>(dy) * dy, sy * 0.5);
+    }
+
 private:
-    // As polar_angle() computes it. The clamp comes before the truncation, to the same effect, and keeps the conversion
-    // inside the integer's range; a distance of 0 stands for the origin, whose index is set apart.
-    [[nodiscard]] static std::uint16_t index_of(double run, float r, double half) {
-        const double length = r > 0.0F ? static_cast<double>(r) : 1.0;
-        const double k = run / length * Masking::NUM_IN_LUT + half;
+    // The index is that of polar_angle(). The clamp comes before the truncation, to the same effect, and keeps the
+    // conversion inside the integer's range; a distance of 0 stands for the origin, whose index is set apart.
+    [[nodiscard]] static Pixel pixel_at(double dx, double dy_squared, double half) {
         constexpr double kLast = Masking::NUM_IN_LUT;
-        return static_cast<std::uint16_t>(static_cast<int>(k < 0.0 ? 0.0 : (k > kLast ? kLast : k)));
+        const float r = static_cast<float>(std::sqrt(dx * dx + dy_squared));
+        const double length = r > 0.0F ? static_cast<double>(r) : 1.0;
+        const double k = std::fabs(dx) / length * kLast + half;
+        return {r, static_cast<std::uint16_t>(static_cast<int>(k < 0.0 ? 0.0 : (k > kLast ? kLast : k)))};
     }
 };
 

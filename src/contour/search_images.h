@@ -16,27 +16,27 @@ namespace Norvane {
 /// Both images are of one size. The thresholded one is read with the row length of the prepared one.
 class SearchImages {
 public:
-    SearchImages(const Image& prepared, const Image& thresholded) : grey(prepared), searched(thresholded) {}
+    SearchImages(const Image& prepared, const Image& thresholded) : grey_(prepared), searched_(thresholded) {}
 
     [[nodiscard]] static bool fit(const Image* prepared, const Image* thresholded) {
         return is_usable(prepared) && is_usable(thresholded) && prepared->GetWidth() == thresholded->GetWidth() &&
                prepared->GetHeight() == thresholded->GetHeight() && prepared->GetStride() <= thresholded->GetStride();
     }
 
-    [[nodiscard]] int width() const { return static_cast<int>(grey.GetWidth()); }
-    [[nodiscard]] int height() const { return static_cast<int>(grey.GetHeight()); }
+    [[nodiscard]] int width() const { return static_cast<int>(grey_.GetWidth()); }
+    [[nodiscard]] int height() const { return static_cast<int>(grey_.GetHeight()); }
 
     [[nodiscard]] std::span<const std::uint16_t> grey_at(int row) const {
-        return grey_row(grey, static_cast<unsigned>(row));
+        return grey_row(grey_, static_cast<unsigned>(row));
     }
     [[nodiscard]] std::span<const std::uint16_t> searched_at(int row) const {
-        const auto* first = reinterpret_cast<const std::uint16_t*>(searched.GetBuffer());
-        return {first + static_cast<std::size_t>(row) * grey.GetStride(), grey.GetWidth()};
+        const auto* first = reinterpret_cast<const std::uint16_t*>(searched_.GetBuffer());
+        return {first + static_cast<std::size_t>(row) * grey_.GetStride(), grey_.GetWidth()};
     }
 
 private:
-    const Image& grey;
-    const Image& searched;
+    const Image& grey_;
+    const Image& searched_;
 };
 
 }  // namespace Norvane

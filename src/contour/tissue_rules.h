@@ -5,7 +5,10 @@
 
 #include <norvane/masking.h>
 
-#include "model/working_image.h"
+#include "contour/contour_smoothing.h"
+#include "model/geometry.h"
+#include "model/grey_statistics.h"
+#include "rules/settings.h"
 
 #include <algorithm>
 #include <array>
@@ -13,17 +16,6 @@
 #include <cstdint>
 
 namespace Norvane {
-
-/// The settings of a Masking object that its contour searches use.
-struct SearchSettings {
-    bool change_threshold;
-    float radius_scale;
-    float gradient_threshold;  // grey levels
-    float gradient_scale;
-    float border_factor;
-    std::uint16_t tolerance;  // background samples per direction
-    std::uint16_t noise_level;
-};
 
 /// The polar origin and the side that it looks to. Distances from the wall are columns away from the edge column.
 struct PolarOrigin {
@@ -36,7 +28,7 @@ struct PolarOrigin {
     PolarOrigin(const ContourState& state, IMAGE_SIDE side)
         : edge_column(state.edgeColumn),
           row(state.centreRow),
-          outward(side == SIDE_CHEST_LEFT ? 1 : (side == SIDE_CHEST_RIGHT ? -1 : 0)),
+          outward(outward_from(side)),
           near_wall_width(outward * (state.centreColumn - state.edgeColumn)),
           // From the image border on the left, from the edge column on the right.
           gate_distance(side == SIDE_CHEST_LEFT ? state.centreColumn : state.edgeColumn - state.centreColumn) {}
@@ -51,33 +43,24 @@ struct RowRules {
 /// Above the centre row of a view with muscle the muscle's own border must not stop the search.
 [[nodiscard]] inline bool may_show_muscle(IMAGE_VIEW view, bool above) { return view == VIEW_PECT && above; }
 
-[[nodiscard]] inline RowRules ray_rules(const Masking::Params& params, const SearchSettings& settings, bool above) {
+[[nodiscard]] inline RowRules ray_rules(const Masking::Params& params, const Settings& settings, bool above) {
     const bool muscle = may_show_muscle(params.view, above);
-    return {settings.change_threshold && !muscle, settings.gradient_threshold != 0.0F && !muscle};
+    return {settings.raises_near_wall && !muscle, settings.gradient_threshold != 0.0F && !muscle};
 }
 
-[[nodiscard]] inline RowRules raster_rules(const Masking::Params& params, const SearchSettings& settings, bool above) {
+[[nodiscard]] inline RowRules raster_rules(const Masking::Params& params, const Settings& settings, bool above) {
     const bool muscle = may_show_muscle(params.view, above);
-    const bool padding = is_padding_class(params.bgNoise);
-    return {!padding && settings.change_threshold && !muscle,
+    const bool padding = rules_of(params.bgNoise).has_padding;
+    return {!padding && settings.raises_near_wall && !muscle,
             settings.gradient_threshold != 0.0F && (!muscle || padding)};
 }
 
 /// The grey level above which a sample is tissue: just above the noise, or a fraction of the mean tissue if that is
-/// more. The fraction is not asked for where the noise level is coarse or the background black.
-[[nodiscard]] inline float tissue_threshold(BG_NOISE noise_class, std::uint16_t noise_level,
+/// more and the class asks for it.
+[[nodiscard]] inline float tissue_threshold(const NoiseClass& rules, std::uint16_t noise_level,
                                             const ContourState& state) {
     const float above_noise = static_cast<float>(noise_level + 1);
-    switch (noise_class) {
-        case BG_AUTO_COARSE:
-        case BG_MG:
-        case BG_MG_RAW:
-        case BG_GIVEN_LEVEL:
-        case BG_AUTO_MEDIUM:
-            return above_noise;
-        default:
-            break;
-    }
+    if (!rules.uses_threshold_scale) return above_noise;
     const float of_mean = state.thresholdScale * static_cast<float>(state.tissueMean);
     // Compared with the level itself, not with the level + 1.
     return of_mean > static_cast<float>(noise_level) ? of_mean : above_noise;
@@ -88,25 +71,25 @@ struct RowRules {
 class GreyHistory {
 public:
     [[nodiscard]] int newest() const { return at(0); }
-    [[nodiscard]] bool is_full() const { return oldest != kNotFilled; }
+    [[nodiscard]] bool is_full() const { return oldest_ != kNotFilled; }
     /// Sums of three, with `grey` as the one to come.
     [[nodiscard]] int newer_sum(std::uint16_t grey) const { return grey + at(0) + at(1); }
-    [[nodiscard]] int older_sum() const { return at(2) + at(3) + oldest; }
+    [[nodiscard]] int older_sum() const { return at(2) + at(3) + oldest_; }
 
     void push(std::uint16_t grey) {
-        oldest = static_cast<std::uint16_t>(at(3));
-        recent = recent << kValueBits | grey;
+        oldest_ = static_cast<std::uint16_t>(at(3));
+        recent_ = recent_ << kValueBits | grey;
     }
-    void replace_newest_by_0() { recent &= ~std::uint64_t{kNotFilled}; }
+    void replace_newest_by_0() { recent_ &= ~std::uint64_t{kNotFilled}; }
 
 private:
     static constexpr int kValueBits = 16;
     static constexpr std::uint16_t kNotFilled = 65535;
 
-    [[nodiscard]] int at(int age) const { return static_cast<std::uint16_t>(recent >> (kValueBits * age)); }
+    [[nodiscard]] int at(int age) const { return static_cast<std::uint16_t>(recent_ >> (kValueBits * age)); }
 
-    std::uint64_t recent = ~std::uint64_t{0};  // four values, the newest in the lowest bits
-    std::uint16_t oldest = kNotFilled;
+    std::uint64_t recent_ = ~std::uint64_t{0};  // four values, the newest in the lowest bits
+    std::uint16_t oldest_ = kNotFilled;
 };
 
 /// What a search knows about one direction.
@@ -161,56 +144,55 @@ struct Steepness {
 /// level, each has a whole number from which on it holds, and the searches compare with that.
 class TissueRules {
 public:
-    TissueRules(const SearchSettings& settings, const Masking::Params& params, const ContourState& state)
-        : falling(settings.gradient_threshold),
-          rising(static_cast<double>(settings.border_factor) * -1.0 *
-                 static_cast<double>(settings.gradient_threshold)) {
-        const float plain = tissue_threshold(params.bgNoise, settings.noise_level, state);
+    TissueRules(const Settings& settings, const Masking::Params& params, const ContourState& state)
+        : falling_(settings.gradient_threshold),
+          rising_(static_cast<double>(settings.border_factor) * -1.0 *
+                  static_cast<double>(settings.gradient_threshold)) {
+        const float plain = tissue_threshold(rules_of(params.bgNoise), settings.noise_level, state);
         const float raised = plain * settings.radius_scale;
         for (const bool is_raised : {false, true}) {
             const float limit = is_raised ? raised : plain;
             const float dark = limit * settings.gradient_scale;
-            first_tissue[is_raised] =
+            first_tissue_[is_raised] =
                 first_where(0, kGreyLevels, [limit](int grey) { return static_cast<float>(grey) > limit; });
-            first_not_dark[is_raised] =
+            first_not_dark_[is_raised] =
                 first_where(0, kGreyLevels, [dark](int grey) { return !(static_cast<float>(grey) < dark); });
         }
-        first_fall =
+        first_fall_ =
             first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return of(raster_gradient(f)).falls; });
-        first_flat =
+        first_flat_ =
             first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return !of(raster_gradient(f)).rises; });
     }
 
     /// `raised`: near the wall tissue must be brighter.
     [[nodiscard]] bool is_tissue(const Direction& direction, std::uint16_t searched, bool raised,
                                  RowRules rules) const {
-        return searched >= first_tissue[raised] && !(rules.stops_at_edges && direction.has_stopped());
+        return searched >= first_tissue_[raised] && !(rules.stops_at_edges && direction.has_stopped());
     }
 
     [[nodiscard]] Steepness of(float gradient) const {
-        return {gradient > falling, static_cast<double>(gradient) < rising};
+        return {gradient > falling_, static_cast<double>(gradient) < rising_};
     }
     /// The same of a gradient of the raster searches.
-    [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall, fall < first_flat}; }
+    [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall_, fall < first_flat_}; }
 
     /// Notes the grey value of a tissue sample and stops the direction at a contour edge: a steep fall to a dark value
     /// beyond the gate (`beyond_gate`), or a steep rise to the brightness of a frame far from the wall (`far_off`).
     void note(Direction& direction, std::uint16_t grey, Steepness steep, bool raised, bool beyond_gate,
               bool far_off) const {
         direction.history.push(grey);
-        const bool meets_background = steep.falls && beyond_gate && grey < first_not_dark[raised];
+        const bool meets_background = steep.falls && beyond_gate && grey < first_not_dark_[raised];
         const bool meets_frame = steep.rises && far_off && grey > Masking::P_FRAME;
         if (meets_background || meets_frame) direction.stop();
     }
 
 private:
-    static constexpr int kGreyLevels = 65536;
     static constexpr int kLargestFall = 3 * (kGreyLevels - 1);
 
-    float falling;
-    double rising;
-    std::array<int, 2> first_tissue{}, first_not_dark{};  // by "raised"
-    int first_fall = 0, first_flat = 0;
+    float falling_;
+    double rising_;
+    std::array<int, 2> first_tissue_{}, first_not_dark_{};  // by "raised"
+    int first_fall_ = 0, first_flat_ = 0;
 };
 
 /// Two thirds of the image width: a frame is looked for only farther from the origin than this.
@@ -218,14 +200,19 @@ private:
 
 /// How far a search smooths its contour, in bins.
 struct SmoothingWindows {
-    int fixed_high;
+    int bright;
     int padding;
     int other;
 
-    [[nodiscard]] int of(BG_NOISE noise_class) const {
-        if (noise_class == BG_FIXED_HIGH) return fixed_high;
-        return is_padding_class(noise_class) ? padding : other;
+    [[nodiscard]] int of(const NoiseClass& rules) const {
+        if (rules.is_bright) return bright;
+        return rules.has_padding ? padding : other;
     }
 };
+
+[[nodiscard]] inline Smoothing smoothing_of(const Masking::Params& params, const SmoothingWindows& windows) {
+    const NoiseClass& rules = rules_of(params.bgNoise);
+    return {.window = windows.of(rules), .has_padding = rules.has_padding, .outer_offset = params.contourOffset};
+}
 
 }  // namespace Norvane

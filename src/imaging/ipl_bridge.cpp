@@ -71,7 +71,7 @@ int refuse_unaligned_rows(const Image& image) {
 }
 
 WrappedImage::~WrappedImage() {
-    if (header) iplDeallocate(header, kHeaderOnly);
+    if (header_) iplDeallocate(header_, kHeaderOnly);
 }
 
 int WrappedImage::wrap_source(const Image& image) {
@@ -84,14 +84,14 @@ int WrappedImage::wrap_destination(const Image& image) { return wrap(image, "Des
 int WrappedImage::wrap(const Image& image, const char* allocation_failure) {
     if (image.GetBuffer() == nullptr || !has_platform_samples(image)) return kBadArgument;
     // The stride as the width: padding columns are part of the platform's image.
-    header = iplCreateImageHeader(1, 0, IplDepth(&image), "GRAY", "GRAY", 0, 0, Image::ALIGN, image.GetStride(),
-                                  image.GetHeight(), nullptr, nullptr, nullptr, nullptr);
-    if (!header) {
+    header_ = iplCreateImageHeader(1, 0, IplDepth(&image), "GRAY", "GRAY", 0, 0, Image::ALIGN, image.GetStride(),
+                                   image.GetHeight(), nullptr, nullptr, nullptr, nullptr);
+    if (!header_) {
         std::cout << allocation_failure << std::endl;
         return kOutOfMemory;
     }
-    header->image_size = image.GetHeight() * row_pitch(image);
-    header->data = image.GetBuffer();
+    header_->image_size = image.GetHeight() * row_pitch(image);
+    header_->data = image.GetBuffer();
     return kSuccess;
 }
 

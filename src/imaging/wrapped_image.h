@@ -28,12 +28,12 @@ public:
     [[nodiscard]] int wrap_source(const Image& image);
     [[nodiscard]] int wrap_destination(const Image& image);
 
-    [[nodiscard]] const IplHeader* get() const { return header; }
+    [[nodiscard]] const IplHeader* get() const { return header_; }
 
 private:
     [[nodiscard]] int wrap(const Image& image, const char* allocation_failure);
 
-    IplHeader* header = nullptr;
+    IplHeader* header_ = nullptr;
 };
 
 /// One platform call, call(header), on one image.

@@ -26,7 +26,7 @@ void write_geometry(std::ostream& out, const Image& image, const char* prefix) {
 template <class Sample>
 void write_samples(std::ostream& out, const Image& image, char separator) {
     for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        for (const Sample v : row_of<const Sample>(image, y)) out << +v << separator;  // + prints bytes as numbers
+        for (const Sample v : row_of<Sample>(image, y)) out << +v << separator;  // + prints bytes as numbers
         out << '\n';
     }
 }

@@ -8,28 +8,28 @@
 namespace Norvane {
 
 std::span<const Run> MaskReader::row(unsigned y) {
-    const unsigned wanted = mask.target_to_mask(y);
+    const unsigned wanted = mask_.target_to_mask(y);
     // In a loop over rows the wanted one is the row last found or the one behind it.
-    if (at != mask.rows.end() && at->first < wanted) ++at;
-    if (at == mask.rows.end() || at->first != wanted) at = mask.rows.find(wanted);
-    runs.clear();
-    if (at == mask.rows.end()) return {};
-    for (const auto& [first, last] : at->second)
-        runs.push_back({mask.mask_to_target(first), mask.mask_to_target(last)});
-    return runs;
+    if (at_ != mask_.rows.end() && at_->first < wanted) ++at_;
+    if (at_ == mask_.rows.end() || at_->first != wanted) at_ = mask_.rows.find(wanted);
+    runs_.clear();
+    if (at_ == mask_.rows.end()) return {};
+    for (const auto& [first, last] : at_->second)
+        runs_.push_back({mask_.mask_to_target(first), mask_.mask_to_target(last)});
+    return runs_;
 }
 
 // Between two grids the stored row never falls with the target row: not for any pixel sizes, as coordinates saturate.
 std::uint64_t MaskReader::first_row_that_reads(std::uint64_t stored, std::uint64_t from) const {
     std::uint64_t step = 1, below = from;  // all rows below this one read an earlier stored row
-    while (below < kNoRow && stored_row(mask, std::min(below + step, kNoRow) - 1) < stored) {
+    while (below < kNoRow && stored_row(mask_, std::min(below + step, kNoRow) - 1) < stored) {
         below += step;
         step *= 2;
     }
     std::uint64_t end = std::min(below + step, kNoRow);
     while (below < end) {
         const std::uint64_t middle = below + (end - below) / 2;
-        if (stored_row(mask, middle) < stored)
+        if (stored_row(mask_, middle) < stored)
             below = middle + 1;
         else
             end = middle;
@@ -39,19 +39,19 @@ std::uint64_t MaskReader::first_row_that_reads(std::uint64_t stored, std::uint64
 
 std::uint64_t MaskReader::next_row(std::uint64_t y) {
     while (y < kNoRow) {
-        const unsigned wanted = stored_row(mask, y);
-        const bool is_behind_last = at != mask.rows.end() && at->first < wanted;
-        if (is_behind_last) ++at;
-        if (!is_behind_last || (at != mask.rows.end() && at->first < wanted)) at = mask.rows.lower_bound(wanted);
-        if (at == mask.rows.end()) break;
-        if (at->first == wanted) return y;
-        y = first_row_that_reads(at->first, y + 1);
+        const unsigned wanted = stored_row(mask_, y);
+        const bool is_behind_last = at_ != mask_.rows.end() && at_->first < wanted;
+        if (is_behind_last) ++at_;
+        if (!is_behind_last || (at_ != mask_.rows.end() && at_->first < wanted)) at_ = mask_.rows.lower_bound(wanted);
+        if (at_ == mask_.rows.end()) break;
+        if (at_->first == wanted) return y;
+        y = first_row_that_reads(at_->first, y + 1);
     }
     return kNoRow;
 }
 
 std::uint64_t MaskReader::next_other_row(std::uint64_t y) {
-    const unsigned stored = stored_row(mask, y);
+    const unsigned stored = stored_row(mask_, y);
     if (stored == std::numeric_limits<unsigned>::max()) return kNoRow;
     return next_row(first_row_that_reads(std::uint64_t{stored} + 1, y + 1));
 }

@@ -22,7 +22,7 @@ struct Run {
 /// may be added to it (an operation whose output is also its input reads each row before it writes there).
 class MaskReader {
 public:
-    explicit MaskReader(const Mask& source) : mask(source), at(source.rows.end()) {}
+    explicit MaskReader(const Mask& source) : mask_(source), at_(source.rows.end()) {}
 
     /// The runs of target row `y`, ascending; empty for a row without pixels. Valid until the next call.
     [[nodiscard]] std::span<const Run> row(unsigned y);
@@ -35,19 +35,19 @@ public:
     static constexpr std::uint64_t kNoRow = std::uint64_t{1} << 32;
 
     /// The row of the mask's own grid that target row `y` reads.
-    [[nodiscard]] static unsigned stored_row(const Mask& mask, std::uint64_t y) {
-        return mask.target_to_mask(static_cast<unsigned>(y));
+    [[nodiscard]] static unsigned stored_row(const Mask& mask_, std::uint64_t y) {
+        return mask_.target_to_mask(static_cast<unsigned>(y));
     }
 
     /// A mask is empty when it has no rows, whatever its pixel sizes and bounds say.
-    [[nodiscard]] static bool is_empty(const Mask& mask) { return mask.rows.empty(); }
+    [[nodiscard]] static bool is_empty(const Mask& mask_) { return mask_.rows.empty(); }
 
 private:
     [[nodiscard]] std::uint64_t first_row_that_reads(std::uint64_t stored, std::uint64_t from) const;
 
-    const Mask& mask;
-    std::map<unsigned, Mask::Runs>::const_iterator at;  // the row last found, or end
-    std::vector<Run> runs;
+    const Mask& mask_;
+    std::map<unsigned, Mask::Runs>::const_iterator at_;  // the row last found, or end
+    std::vector<Run> runs_;
 };
 
 }  // namespace Norvane

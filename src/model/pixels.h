@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Rows of an Image: where they lie in the buffer, and as spans, so that algorithms index pixels by column and know
-/// nothing of strides.
+/// nothing of strides. The rows of a const image are const.
 #pragma once
 
 #include <norvane/image.h>
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 
 namespace Norvane {
 
@@ -20,27 +22,34 @@ namespace Norvane {
     return image.GetBits() == 1 ? (stride + 7) / 8 : stride * bytes_per_sample(image);
 }
 
-/// Row `y` of an image whose samples are of type Sample, padding columns not included. The image must have a buffer.
-template <class Sample>
-[[nodiscard]] inline std::span<Sample> row_of(const Image& image, unsigned y) {
-    auto* first = reinterpret_cast<Sample*>(image.GetBuffer());
-    return {first + static_cast<std::size_t>(y) * image.GetStride(), image.GetWidth()};
-}
+template <class T>
+concept AnyImage = std::same_as<std::remove_const_t<T>, Image>;
 
-/// The same with the padding columns: the row as the platform sees it.
-template <class Sample>
-[[nodiscard]] inline std::span<Sample> whole_row_of(const Image& image, unsigned y) {
-    auto* first = reinterpret_cast<Sample*>(image.GetBuffer());
+/// What a row of `I` holds: samples, const if the image is.
+template <class Sample, AnyImage I>
+using SampleOf = std::conditional_t<std::is_const_v<I>, const Sample, Sample>;
+
+/// Row `y` with the padding columns, as the platform sees it. The image must have a buffer and samples of this type.
+template <class Sample, AnyImage I>
+[[nodiscard]] inline std::span<SampleOf<Sample, I>> whole_row_of(I& image, std::integral auto y) {
+    auto* first = reinterpret_cast<SampleOf<Sample, I>*>(image.GetBuffer());
     return {first + static_cast<std::size_t>(y) * image.GetStride(), image.GetStride()};
 }
 
+/// The same without the padding columns.
+template <class Sample, AnyImage I>
+[[nodiscard]] inline std::span<SampleOf<Sample, I>> row_of(I& image, std::integral auto y) {
+    auto* first = reinterpret_cast<SampleOf<Sample, I>*>(image.GetBuffer());
+    return {first + static_cast<std::size_t>(y) * image.GetStride(), image.GetWidth()};
+}
+
 /// Row `y` of a 16-bit grey image, to read.
-[[nodiscard]] inline std::span<const std::uint16_t> grey_row(const Image& image, unsigned y) {
-    return row_of<const std::uint16_t>(image, y);
+[[nodiscard]] inline std::span<const std::uint16_t> grey_row(const Image& image, std::integral auto y) {
+    return row_of<std::uint16_t>(image, y);
 }
 
 /// Row `y` of a 16-bit grey image, to write.
-[[nodiscard]] inline std::span<std::uint16_t> grey_row_to_write(Image& image, unsigned y) {
+[[nodiscard]] inline std::span<std::uint16_t> grey_row_to_write(Image& image, std::integral auto y) {
     return row_of<std::uint16_t>(image, y);
 }
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What all mask operations ask of their image, and lengths on its grid.
+/// What all mask operations ask of their image.
 #pragma once
 
 #include <norvane/image.h>
 #include <norvane/masking.h>
-
-#include "model/numbers.h"
 
 #include <cmath>
 
@@ -24,19 +22,6 @@ namespace Norvane {
     constexpr double kLimit = static_cast<double>(Masking::c_lowres_pixelsize) * static_cast<double>(0.1F);
     const float difference = std::fabs(pixel_size - Masking::c_lowres_pixelsize);
     return !(static_cast<double>(difference) <= kLimit);
-}
-
-/// A length in pixels, rounded half up. 0 for a pixel size of 0 or one that is not a number.
-[[nodiscard]] inline int pixels_for(double micrometres, float pixel_size) {
-    if (pixel_size == 0.0F || std::isnan(pixel_size)) return 0;
-    return truncate_to<int>(micrometres / static_cast<double>(pixel_size) + 0.5);
-}
-
-/// The classes whose frame is made of padding values and whose background is (nearly) black: their frames are found by
-/// the padding, the chest wall is not patched, and contours are smoothed little.
-[[nodiscard]] constexpr bool is_padding_class(BG_NOISE noise_class) {
-    return noise_class == BG_MG || noise_class == BG_MG_RAW || noise_class == BG_GIVEN_LEVEL ||
-           noise_class == BG_MG_RAW_2 || noise_class == BG_MG_RAW_3;
 }
 
 }  // namespace Norvane

@@ -51,25 +51,25 @@ template <class Sample, std::size_t Size>
 class KernelRows {
 public:
     /// `largest_exact`: see has_exact_sums().
-    KernelRows(const IplHeader& src, float largest_exact) : source(src), largest(largest_exact) {
-        for (auto& row : rows) row.assign(source.width + 2 * kReach + kLanes, Sample{0});
-        is_whole.fill(true);
-        for (std::size_t y = 0; y < kReach && y < source.height; ++y) load(y);
+    KernelRows(const IplHeader& src, float largest_exact) : source_(src), largest_(largest_exact) {
+        for (auto& row : rows_) row.assign(source_.width + 2 * kReach + kLanes, Sample{0});
+        is_whole_.fill(true);
+        for (std::size_t y = 0; y < kReach && y < source_.height; ++y) load(y);
     }
 
     void move_to(std::size_t y) {
-        if (y + kReach < source.height) {
+        if (y + kReach < source_.height) {
             load(y + kReach);
         } else {
-            std::ranges::fill(rows[slot(y + kReach)], Sample{0});
-            is_whole[slot(y + kReach)] = true;
+            std::ranges::fill(rows_[slot(y + kReach)], Sample{0});
+            is_whole_[slot(y + kReach)] = true;
         }
-        for (std::size_t j = 0; j < Size; ++j) met[j] = rows[slot(y + Size - 1 - j - kReach)];
+        for (std::size_t j = 0; j < Size; ++j) met_[j] = rows_[slot(y + Size - 1 - j - kReach)];
     }
 
     /// Whether all samples that the kernel meets are whole numbers of at most the given magnitude, as after a
     /// conversion from integers, so that their sums are exact in single precision, too.
-    [[nodiscard]] bool has_exact_sums() const { return std::ranges::all_of(is_whole, std::identity()); }
+    [[nodiscard]] bool has_exact_sums() const { return std::ranges::all_of(is_whole_, std::identity()); }
 
     /// Kernel cells times source pixels, added up for the pixels x .. x + kLanes - 1. The kernel is turned by 180
     /// degrees, and its products are added row by row over its cells: floats depend on the order. The lanes are the
@@ -82,7 +82,7 @@ public:
             for (std::size_t j = 0; j < Size; ++j)
                 for (std::size_t i = 0; i < Size; ++i)
                     // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters
-                    sum += cells[j * Size + i] * static_cast<Sum>(met[j][x + lane + Size - 1 - i]);
+                    sum += cells[j * Size + i] * static_cast<Sum>(met_[j][x + lane + Size - 1 - i]);
             sums[lane] = sum;
         }
         return sums;
@@ -95,8 +95,8 @@ private:
     [[nodiscard]] static std::size_t slot(std::size_t y) { return (y + Size) % Size; }
 
     void load(std::size_t y) {
-        const auto from = row_of<Sample>(source, y);
-        const auto to = std::span(rows[slot(y)]).subspan(kReach, from.size());
+        const auto from = row_of<Sample>(source_, y);
+        const auto to = std::span(rows_[slot(y)]).subspan(kReach, from.size());
         std::ranges::copy(from, to.begin());
         if constexpr (std::is_same_v<Sample, float>) {
             constexpr float kWholeOnly =
@@ -104,17 +104,17 @@ private:
             unsigned misfits = 0;
             for (const float v : to) {  // a NaN compares false
                 misfits |= (v + kWholeOnly) - kWholeOnly == v ? 0U : 1U;
-                misfits |= std::fabs(v) <= largest ? 0U : 1U;
+                misfits |= std::fabs(v) <= largest_ ? 0U : 1U;
             }
-            is_whole[slot(y)] = misfits == 0;
+            is_whole_[slot(y)] = misfits == 0;
         }
     }
 
-    const IplHeader& source;
-    float largest;
-    std::array<std::vector<Sample>, Size> rows;
-    std::array<bool, Size> is_whole{};
-    std::array<std::span<const Sample>, Size> met;  // by kernel row
+    const IplHeader& source_;
+    float largest_;
+    std::array<std::vector<Sample>, Size> rows_;
+    std::array<bool, Size> is_whole_{};
+    std::array<std::span<const Sample>, Size> met_;  // by kernel row
 };
 
 template <class Sample, class Sum>
@@ -172,25 +172,25 @@ template <class Sample>
 class RoundedMean {
 public:
     explicit RoundedMean(std::int64_t n)
-        : reciprocal(1.0 / static_cast<double>(n)),
-          rest((static_cast<double>((2 * kShift + 1) * n) + 0.5) / static_cast<double>(2 * n)) {}
+        : reciprocal_(1.0 / static_cast<double>(n)),
+          rest_((static_cast<double>((2 * kShift + 1) * n) + 0.5) / static_cast<double>(2 * n)) {}
     [[nodiscard]] Sample operator()(std::int32_t sum) const {
-        return static_cast<Sample>(static_cast<std::int32_t>(sum * reciprocal + rest) - kShift);
+        return static_cast<Sample>(static_cast<std::int32_t>(sum * reciprocal_ + rest_) - kShift);
     }
 
 private:
     static constexpr std::int32_t kShift = -std::int32_t{std::numeric_limits<Sample>::min()};
-    double reciprocal, rest;
+    double reciprocal_, rest_;
 };
 
 template <class Sample>
 class ExactMean {
 public:
-    explicit ExactMean(std::int64_t n) : cells(n) {}
-    [[nodiscard]] Sample operator()(std::int64_t sum) const { return static_cast<Sample>(divide_half_up(sum, cells)); }
+    explicit ExactMean(std::int64_t n) : cells_(n) {}
+    [[nodiscard]] Sample operator()(std::int64_t sum) const { return static_cast<Sample>(divide_half_up(sum, cells_)); }
 
 private:
-    std::int64_t cells;
+    std::int64_t cells_;
 };
 
 /// Sums of the columns over the rows of the box, kept up to date from row to row. The arithmetic is modulo 2^32 or
@@ -199,17 +199,17 @@ template <class Sample, class Sum>
 class ColumnSums {
 public:
     ColumnSums(const IplHeader& src, const Box& b)
-        : source(src),
-          box(b),
-          left_margin(margin(-box.left)),
-          sums(src.width),
-          running(left_margin + src.width + 1 + margin(box.left + box.cols)) {
-        const std::int64_t last = std::min<std::int64_t>(box.top + box.rows, source.height) - 1;
-        for (std::int64_t y = std::max<std::int64_t>(box.top, 0); y <= last; ++y) exchange(row_at(y), {});
+        : source_(src),
+          box_(b),
+          left_margin_(margin(-box_.left)),
+          sums_(src.width),
+          running_(left_margin_ + src.width + 1 + margin(box_.left + box_.cols)) {
+        const std::int64_t last = std::min<std::int64_t>(box_.top + box_.rows, source_.height) - 1;
+        for (std::int64_t y = std::max<std::int64_t>(box_.top, 0); y <= last; ++y) exchange(row_at(y), {});
     }
 
     /// From the rows around `y` to the rows around y + 1.
-    void advance(std::int64_t y) { exchange(row_at(y + box.top + box.rows), row_at(y + box.top)); }
+    void advance(std::int64_t y) { exchange(row_at(y + box_.top + box_.rows), row_at(y + box_.top)); }
 
     /// The sums over the columns left of the boxes around each pixel, and up to the end of them: their difference is
     /// the sum over the box. The zeros beyond both ends add nothing.
@@ -218,47 +218,47 @@ public:
     };
     Ends box_ends() {
         Sum sum = 0;
-        auto* to = &running[left_margin];
-        for (const Sum column : sums) {
+        auto* to = &running_[left_margin_];
+        for (const Sum column : sums_) {
             *to++ = sum;
             sum += column;
         }
-        std::fill(running.begin() + (to - running.data()), running.end(), sum);
-        return {shifted(box.left), shifted(box.left + box.cols)};
+        std::fill(running_.begin() + (to - running_.data()), running_.end(), sum);
+        return {shifted(box_.left), shifted(box_.left + box_.cols)};
     }
 
 private:
     /// Room beside the running sums for a box that reaches `distance` columns beyond the image.
     [[nodiscard]] std::size_t margin(std::int64_t distance) const {
-        return static_cast<std::size_t>(std::clamp<std::int64_t>(distance, 0, source.width));
+        return static_cast<std::size_t>(std::clamp<std::int64_t>(distance, 0, source_.width));
     }
     /// The running sums left of columns shift, shift + 1 ...; a box all beyond the image has the same sum on both ends.
     [[nodiscard]] std::span<const Sum> shifted(std::int64_t shift) const {
-        const std::int64_t width = source.width, within = std::clamp(shift, -width, width);
-        const auto first = static_cast<std::int64_t>(left_margin) + within;
-        return std::span(running).subspan(static_cast<std::size_t>(first), source.width);
+        const std::int64_t width = source_.width, within = std::clamp(shift, -width, width);
+        const auto first = static_cast<std::int64_t>(left_margin_) + within;
+        return std::span(running_).subspan(static_cast<std::size_t>(first), source_.width);
     }
 
     /// Nothing where the image has no such row.
     [[nodiscard]] std::span<const Sample> row_at(std::int64_t y) const {
-        return y >= 0 && y < source.height ? row_of<Sample>(source, static_cast<std::size_t>(y))
-                                           : std::span<const Sample>();
+        return y >= 0 && y < source_.height ? row_of<Sample>(source_, static_cast<std::size_t>(y))
+                                            : std::span<const Sample>();
     }
 
     void exchange(std::span<const Sample> entering, std::span<const Sample> leaving) {
         if (!entering.empty() && !leaving.empty()) {
-            for (std::size_t x = 0; x < sums.size(); ++x)
-                sums[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
+            for (std::size_t x = 0; x < sums_.size(); ++x)
+                sums_[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
             return;
         }
-        for (std::size_t x = 0; x < entering.size(); ++x) sums[x] += static_cast<Sum>(entering[x]);
-        for (std::size_t x = 0; x < leaving.size(); ++x) sums[x] -= static_cast<Sum>(leaving[x]);
+        for (std::size_t x = 0; x < entering.size(); ++x) sums_[x] += static_cast<Sum>(entering[x]);
+        for (std::size_t x = 0; x < leaving.size(); ++x) sums_[x] -= static_cast<Sum>(leaving[x]);
     }
 
-    const IplHeader& source;
-    Box box;
-    std::size_t left_margin;
-    std::vector<Sum> sums, running;
+    const IplHeader& source_;
+    Box box_;
+    std::size_t left_margin_;
+    std::vector<Sum> sums_, running_;
 };
 
 template <class Sample, class Sum, class Mean>

@@ -46,50 +46,50 @@ double between(double a, double b, double share) { return a + (b - a) * share; }
 template <class Sample>
 class SourceRows {
 public:
-    SourceRows(const IplHeader& src, const IplRowMap* row_map) : source(src), map(row_map) {
-        if (map != nullptr)
-            for (auto& row : mapped) row.resize(source.width);
+    SourceRows(const IplHeader& src, const IplRowMap* row_map) : source_(src), map_(row_map) {
+        if (map_ != nullptr)
+            for (auto& row : mapped_) row.resize(source_.width);
     }
 
-    [[nodiscard]] unsigned width() const { return source.width; }
-    [[nodiscard]] unsigned height() const { return source.height; }
+    [[nodiscard]] unsigned width() const { return source_.width; }
+    [[nodiscard]] unsigned height() const { return source_.height; }
 
     /// Two rows can be held at a time, in the places 0 and 1.
     [[nodiscard]] std::span<const Sample> row(std::int64_t y, std::size_t place = 0) {
-        const auto at = static_cast<std::size_t>(std::clamp<std::int64_t>(y, 0, std::int64_t{source.height} - 1));
-        const auto row = row_of<Sample>(source, at);
+        const auto at = static_cast<std::size_t>(std::clamp<std::int64_t>(y, 0, std::int64_t{source_.height} - 1));
+        const auto row = row_of<Sample>(source_, at);
         if constexpr (std::is_same_v<Sample, std::uint16_t>) {
-            if (map != nullptr) {
-                (*map)(row, mapped[place]);
-                return mapped[place];
+            if (map_ != nullptr) {
+                (*map_)(row, mapped_[place]);
+                return mapped_[place];
             }
         }
         return row;
     }
 
 private:
-    const IplHeader& source;
-    const IplRowMap* map;
-    std::array<std::vector<Sample>, 2> mapped;
+    const IplHeader& source_;
+    const IplRowMap* map_;
+    std::array<std::vector<Sample>, 2> mapped_;
 };
 
 /// Source rows without a blur.
 template <class Sample>
 class PlainRows {
 public:
-    PlainRows(SourceRows<Sample>& src, const Neighbours& cols) : source(src), columns(cols) {}
+    PlainRows(SourceRows<Sample>& src, const Neighbours& cols) : source_(src), columns_(cols) {}
 
     /// Row `y` at the destination's columns.
     void interpolate(unsigned y, std::span<double> to) {
-        const auto row = source.row(y);
+        const auto row = source_.row(y);
         for (std::size_t x = 0; x < to.size(); ++x)
-            to[x] = between(static_cast<double>(row[columns.first[x]]), static_cast<double>(row[columns.second[x]]),
-                            columns.share[x]);
+            to[x] = between(static_cast<double>(row[columns_.first[x]]), static_cast<double>(row[columns_.second[x]]),
+                            columns_.share[x]);
     }
 
 private:
-    SourceRows<Sample>& source;
-    const Neighbours& columns;
+    SourceRows<Sample>& source_;
+    const Neighbours& columns_;
 };
 
 struct BoxSize {
@@ -102,45 +102,45 @@ template <class Sample, class Sum, class SignedSum>
 class BoxMeanRows {
 public:
     BoxMeanRows(SourceRows<Sample>& src, const Neighbours& cols, BoxSize b)
-        : source(src),
-          columns(cols),
-          box(b),
-          left_margin(static_cast<std::size_t>(std::min<std::int64_t>(box.cols / 2, kNarrow))),
-          sums(left_margin + source.width() + kNarrow),
-          running(std::size_t{source.width()} + 1),
-          first_sums(columns.first.size()),
-          second_sums(columns.first.size()) {}
+        : source_(src),
+          columns_(cols),
+          box_(b),
+          left_margin_(static_cast<std::size_t>(std::min<std::int64_t>(box_.cols / 2, kNarrow))),
+          sums_(left_margin_ + source_.width() + kNarrow),
+          running_(std::size_t{source_.width()} + 1),
+          first_sums_(columns_.first.size()),
+          second_sums_(columns_.first.size()) {}
 
     void interpolate(unsigned y, std::span<double> to) {
         run_wide([&] { move_to(y); });
         is_narrow() ? add_columns() : subtract_running_sums();
-        run_wide([this, to, cells = static_cast<double>(box.cols * box.rows)] {
+        run_wide([this, to, cells = static_cast<double>(box_.cols * box_.rows)] {
             for (std::size_t x = 0; x < to.size(); ++x)
-                to[x] = between(static_cast<double>(first_sums[x]) / cells, static_cast<double>(second_sums[x]) / cells,
-                                columns.share[x]);
+                to[x] = between(static_cast<double>(first_sums_[x]) / cells,
+                                static_cast<double>(second_sums_[x]) / cells, columns_.share[x]);
         });
     }
 
 private:
     /// Boxes of up to so many columns are added up column by column, wider ones come from running sums.
     static constexpr std::int64_t kNarrow = 8;
-    [[nodiscard]] bool is_narrow() const { return box.cols <= kNarrow; }
+    [[nodiscard]] bool is_narrow() const { return box_.cols <= kNarrow; }
 
-    [[nodiscard]] std::span<Sum> own_sums() { return std::span(sums).subspan(left_margin, source.width()); }
+    [[nodiscard]] std::span<Sum> own_sums() { return std::span(sums_).subspan(left_margin_, source_.width()); }
 
     void add_columns() {
         const auto own = own_sums();
-        std::fill_n(sums.begin(), left_margin, own.front());
-        std::fill(sums.begin() + static_cast<std::ptrdiff_t>(left_margin + own.size()), sums.end(), own.back());
+        std::fill_n(sums_.begin(), left_margin_, own.front());
+        std::fill(sums_.begin() + static_cast<std::ptrdiff_t>(left_margin_ + own.size()), sums_.end(), own.back());
         // The margin makes up for the columns left of a box's pixel.
-        run_wide([&] { std::copy_n(sums.begin(), own.size(), running.begin()); });
-        for (std::size_t i = 1; i < static_cast<std::size_t>(box.cols); ++i)
-            run_wide([to = running.data(), from = &sums[i], width = own.size()] {
+        run_wide([&] { std::copy_n(sums_.begin(), own.size(), running_.begin()); });
+        for (std::size_t i = 1; i < static_cast<std::size_t>(box_.cols); ++i)
+            run_wide([to = running_.data(), from = &sums_[i], width = own.size()] {
                 for (std::size_t x = 0; x < width; ++x) to[x] += from[x];
             });
-        for (std::size_t x = 0; x < first_sums.size(); ++x) {
-            first_sums[x] = static_cast<SignedSum>(running[columns.first[x]]);
-            second_sums[x] = static_cast<SignedSum>(running[columns.second[x]]);
+        for (std::size_t x = 0; x < first_sums_.size(); ++x) {
+            first_sums_[x] = static_cast<SignedSum>(running_[columns_.first[x]]);
+            second_sums_[x] = static_cast<SignedSum>(running_[columns_.second[x]]);
         }
     }
 
@@ -148,50 +148,50 @@ private:
         Sum total = 0;
         const auto own = own_sums();
         for (std::size_t x = 0; x < own.size(); ++x) {
-            running[x] = total;
+            running_[x] = total;
             total += own[x];
         }
-        running.back() = total;
+        running_.back() = total;
         const auto sum_at = [this](std::int64_t x) {
-            const std::int64_t left = x - box.cols / 2;
-            return static_cast<SignedSum>(sum_left_of(left + box.cols) - sum_left_of(left));
+            const std::int64_t left = x - box_.cols / 2;
+            return static_cast<SignedSum>(sum_left_of(left + box_.cols) - sum_left_of(left));
         };
-        for (std::size_t x = 0; x < first_sums.size(); ++x) {
-            first_sums[x] = sum_at(columns.first[x]);
-            second_sums[x] = sum_at(columns.second[x]);
+        for (std::size_t x = 0; x < first_sums_.size(); ++x) {
+            first_sums_[x] = sum_at(columns_.first[x]);
+            second_sums_[x] = sum_at(columns_.second[x]);
         }
     }
 
     /// The column sums left of `x`, from column 0 on; beyond both ends the outermost repeats.
     [[nodiscard]] Sum sum_left_of(std::int64_t x) {
-        const std::int64_t width = source.width();
-        if (x >= 0 && x <= width) return running[static_cast<std::size_t>(x)];
+        const std::int64_t width = source_.width();
+        if (x >= 0 && x <= width) return running_[static_cast<std::size_t>(x)];
         if (x < 0) return static_cast<Sum>(x) * own_sums().front();
-        return running.back() + static_cast<Sum>(x - width) * own_sums().back();
+        return running_.back() + static_cast<Sum>(x - width) * own_sums().back();
     }
 
     /// Brings the column sums to the box rows around `y`, row by row where that is less work than to start anew.
     void move_to(unsigned y) {
-        const std::int64_t steps = std::int64_t{y} - current;
-        if (current < 0 || steps < 0 || 2 * steps >= box.rows) {
+        const std::int64_t steps = std::int64_t{y} - current_;
+        if (current_ < 0 || steps < 0 || 2 * steps >= box_.rows) {
             start_at(y);
         } else {
-            for (; current < y; ++current) step_down();
+            for (; current_ < y; ++current_) step_down();
         }
-        current = y;
+        current_ = y;
     }
 
     void step_down() {
-        const std::int64_t first = current - box.rows / 2;
-        const auto leaving = source.row(first, 0), entering = source.row(first + box.rows, 1);
+        const std::int64_t first = current_ - box_.rows / 2;
+        const auto leaving = source_.row(first, 0), entering = source_.row(first + box_.rows, 1);
         const auto own = own_sums();
         for (std::size_t x = 0; x < own.size(); ++x)
             own[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
     }
 
     void start_at(unsigned y) {
-        const std::int64_t last_row = std::int64_t{source.height()} - 1;
-        const std::int64_t first = std::int64_t{y} - box.rows / 2, last = first + box.rows - 1;
+        const std::int64_t last_row = std::int64_t{source_.height()} - 1;
+        const std::int64_t first = std::int64_t{y} - box_.rows / 2, last = first + box_.rows - 1;
         const std::int64_t first_inside = std::max<std::int64_t>(first, 0);
         const auto own = own_sums();
         for (std::int64_t row = first_inside; row <= std::min(last, last_row); ++row) {
@@ -199,7 +199,7 @@ private:
             const std::int64_t below = row == last_row ? std::max<std::int64_t>(last - last_row, 0) : 0;
             const std::int64_t count = 1 + above + below;
             const auto times = static_cast<Sum>(count);
-            const auto samples = source.row(row);
+            const auto samples = source_.row(row);
             if (row == first_inside)
                 for (std::size_t x = 0; x < own.size(); ++x) own[x] = static_cast<Sum>(samples[x]) * times;
             else
@@ -207,43 +207,44 @@ private:
         }
     }
 
-    SourceRows<Sample>& source;
-    const Neighbours& columns;
-    BoxSize box;
-    std::int64_t current = -1;  // the row whose box the column sums cover
-    std::size_t left_margin;
-    std::vector<Sum> sums;                           // with room for a narrow box that reaches beyond the image
-    std::vector<Sum> running;                        // of narrow boxes the sums themselves
-    std::vector<SignedSum> first_sums, second_sums;  // over the boxes of a row's neighbours
+    SourceRows<Sample>& source_;
+    const Neighbours& columns_;
+    BoxSize box_;
+    std::int64_t current_ = -1;  // the row whose box the column sums cover
+    std::size_t left_margin_;
+    std::vector<Sum> sums_;                            // with room for a narrow box that reaches beyond the image
+    std::vector<Sum> running_;                         // of narrow boxes the sums themselves
+    std::vector<SignedSum> first_sums_, second_sums_;  // over the boxes of a row's neighbours
 };
 
 /// Box means of floats, whose sums depend on their order: cell by cell, row by row, in double.
 class FloatBoxMeanRows {
 public:
-    FloatBoxMeanRows(SourceRows<float>& src, const Neighbours& cols, BoxSize b) : source(src), columns(cols), box(b) {}
+    FloatBoxMeanRows(SourceRows<float>& src, const Neighbours& cols, BoxSize b)
+        : source_(src), columns_(cols), box_(b) {}
 
     void interpolate(unsigned y, std::span<double> to) {
         for (std::size_t x = 0; x < to.size(); ++x) {
-            to[x] = between(mean(columns.first[x], y), mean(columns.second[x], y), columns.share[x]);
+            to[x] = between(mean(columns_.first[x], y), mean(columns_.second[x], y), columns_.share[x]);
         }
     }
 
 private:
     [[nodiscard]] double mean(unsigned x, unsigned y) {
-        const std::int64_t left = std::int64_t{x} - box.cols / 2, top = std::int64_t{y} - box.rows / 2;
+        const std::int64_t left = std::int64_t{x} - box_.cols / 2, top = std::int64_t{y} - box_.rows / 2;
         double sum = 0.0;
-        for (std::int64_t v = top; v < top + box.rows; ++v) {
-            const auto row = source.row(v);
-            for (std::int64_t u = left; u < left + box.cols; ++u)
+        for (std::int64_t v = top; v < top + box_.rows; ++v) {
+            const auto row = source_.row(v);
+            for (std::int64_t u = left; u < left + box_.cols; ++u)
                 sum += static_cast<double>(
-                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source.width() - 1))]);
+                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source_.width() - 1))]);
         }
-        return sum / static_cast<double>(box.cols * box.rows);
+        return sum / static_cast<double>(box_.cols * box_.rows);
     }
 
-    SourceRows<float>& source;
-    const Neighbours& columns;
-    BoxSize box;
+    SourceRows<float>& source_;
+    const Neighbours& columns_;
+    BoxSize box_;
 };
 
 /// The two source rows last interpolated: the lower one is often the next upper one, and an enlarged image asks for the
@@ -251,16 +252,16 @@ private:
 template <class Rows>
 class RecentRows {
 public:
-    RecentRows(Rows& r, std::size_t width) : rows(r) {
-        for (Slot& slot : slots) slot.pixels.resize(width);
+    RecentRows(Rows& r, std::size_t width) : rows_(r) {
+        for (Slot& slot : slots_) slot.pixels.resize(width);
     }
 
     std::span<const double> row(unsigned y) {
-        for (Slot& slot : slots)
+        for (Slot& slot : slots_)
             if (slot.y == y) return slot.pixels;
-        Slot& oldest = slots[0].y < slots[1].y ? slots[0] : slots[1];
+        Slot& oldest = slots_[0].y < slots_[1].y ? slots_[0] : slots_[1];
         oldest.y = y;
-        rows.interpolate(y, oldest.pixels);
+        rows_.interpolate(y, oldest.pixels);
         return oldest.pixels;
     }
 
@@ -269,8 +270,8 @@ private:
         std::int64_t y = -1;
         std::vector<double> pixels;
     };
-    Rows& rows;
-    std::array<Slot, 2> slots;
+    Rows& rows_;
+    std::array<Slot, 2> slots_;
 };
 
 template <class Sample>

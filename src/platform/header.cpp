@@ -53,10 +53,10 @@ bool are_alike(const IplHeader* src, const IplHeader* dst) {
            src->height == dst->height;
 }
 
-StableSource::StableSource(const IplHeader& src, const IplHeader& dst) : described(src) {
+StableSource::StableSource(const IplHeader& src, const IplHeader& dst) : described_(src) {
     if (src.data != dst.data) return;
-    pixels.assign(src.data, src.data + row_bytes(src) * src.height);
-    described.data = pixels.data();
+    pixels_.assign(src.data, src.data + row_bytes(src) * src.height);
+    described_.data = pixels_.data();
 }
 
 }  // namespace Platform

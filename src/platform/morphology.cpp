@@ -34,12 +34,12 @@ struct Smallest {
 template <class Cell>
 class Plane {
 public:
-    Plane(std::size_t row_cells, std::size_t row_count) : cells(row_cells), block(row_cells * row_count) {}
-    [[nodiscard]] std::span<Cell> row(std::size_t y) { return std::span(block).subspan(y * cells, cells); }
+    Plane(std::size_t row_cells, std::size_t row_count) : cells_(row_cells), block_(row_cells * row_count) {}
+    [[nodiscard]] std::span<Cell> row(std::size_t y) { return std::span(block_).subspan(y * cells_, cells_); }
 
 private:
-    std::size_t cells;
-    std::vector<Cell> block;
+    std::size_t cells_;
+    std::vector<Cell> block_;
 };
 
 /// Rows 0 .. height - 1 of the plane become the combination of `window` rows from each on. Rows must follow below.
@@ -65,54 +65,54 @@ public:
     using Cell = Sample;
     static std::size_t cells_for(std::size_t width) { return width; }
 
-    GreyLine(std::size_t width, std::size_t reach) : margin(reach), line(width + 2 * reach) {}
+    GreyLine(std::size_t width, std::size_t reach) : margin_(reach), line_(width + 2 * reach) {}
 
     /// to[x]: the combination of the samples x - margin .. x + margin of `row`.
     template <class Combine>
     void combine_row(std::span<const Sample> row, std::span<Cell> to, Combine combine) {
-        std::ranges::fill(line, Sample{0});
-        std::ranges::copy(row, line.begin() + static_cast<std::ptrdiff_t>(margin));
-        const std::size_t window = 2 * margin + 1;
+        std::ranges::fill(line_, Sample{0});
+        std::ranges::copy(row, line_.begin() + static_cast<std::ptrdiff_t>(margin_));
+        const std::size_t window = 2 * margin_ + 1;
         std::size_t reach = 1;
         for (; 2 * reach <= window; reach *= 2)
-            for (std::size_t x = 0; x + reach < line.size(); ++x) line[x] = combine(line[x], line[x + reach]);
-        for (std::size_t x = 0; x < to.size(); ++x) to[x] = combine(line[x], line[x + window - reach]);
+            for (std::size_t x = 0; x + reach < line_.size(); ++x) line_[x] = combine(line_[x], line_[x + reach]);
+        for (std::size_t x = 0; x < to.size(); ++x) to[x] = combine(line_[x], line_[x + window - reach]);
     }
 
     static void write(std::span<const Cell> cells, std::span<Sample> row) { std::ranges::copy(cells, row.begin()); }
 
 private:
-    std::size_t margin;
-    std::vector<Sample> line;
+    std::size_t margin_;
+    std::vector<Sample> line_;
 };
 
 /// The same for a row of 1-bit pixels. The margin on the left is whole words, so that the row need not be shifted.
 class BitLine {
 public:
     using Cell = Word;
-    static std::size_t cells_for(std::size_t width) { return BitRows::words_for(width); }
+    static std::size_t cells_for(std::size_t width_) { return BitRows::words_for(width_); }
 
     BitLine(std::size_t row_width, std::size_t reach)
-        : width(row_width),
-          margin(reach),
-          margin_words(BitRows::words_for(reach)),
-          line(margin_words + BitRows::words_for(row_width)) {}
+        : width_(row_width),
+          margin_(reach),
+          margin_words_(BitRows::words_for(reach)),
+          line_(margin_words_ + BitRows::words_for(row_width)) {}
 
     template <class Combine>
     void combine_row(std::span<const unsigned char> row, std::span<Cell> to, Combine combine) {
-        std::ranges::fill(line, Word{0});
-        const auto pixels = std::span(line).subspan(margin_words);
+        std::ranges::fill(line_, Word{0});
+        const auto pixels = std::span(line_).subspan(margin_words_);
         BitRows::load(row, pixels);
-        BitRows::keep_only(pixels, 0, width);
-        const std::size_t window = 2 * margin + 1;
+        BitRows::keep_only(pixels, 0, width_);
+        const std::size_t window = 2 * margin_ + 1;
         std::size_t reach = 1;
         for (; 2 * reach <= window; reach *= 2)
-            for (std::size_t i = 0; i < line.size(); ++i)
-                line[i] = combine(line[i], BitRows::pixels_from(line, i * BitRows::kWordPixels + reach));
-        const std::size_t first = margin_words * BitRows::kWordPixels - margin;
+            for (std::size_t i = 0; i < line_.size(); ++i)
+                line_[i] = combine(line_[i], BitRows::pixels_from(line_, i * BitRows::kWordPixels + reach));
+        const std::size_t first = margin_words_ * BitRows::kWordPixels - margin_;
         for (std::size_t i = 0; i < to.size(); ++i) {
             const std::size_t at = first + i * BitRows::kWordPixels;
-            to[i] = combine(BitRows::pixels_from(line, at), BitRows::pixels_from(line, at + window - reach));
+            to[i] = combine(BitRows::pixels_from(line_, at), BitRows::pixels_from(line_, at + window - reach));
         }
     }
 
@@ -120,14 +120,14 @@ public:
     void write(std::span<const Cell> cells, std::span<unsigned char> row) const {
         const unsigned char last = row.back();
         BitRows::store(cells, row);
-        if (width % 8 == 0) return;
-        const auto ours = static_cast<unsigned char>(0xFF00U >> (width % 8));
+        if (width_ % 8 == 0) return;
+        const auto ours = static_cast<unsigned char>(0xFF00U >> (width_ % 8));
         row.back() = static_cast<unsigned char>((row.back() & ours) | (last & ~ours));
     }
 
 private:
-    std::size_t width, margin, margin_words;
-    std::vector<Word> line;
+    std::size_t width_, margin_, margin_words_;
+    std::vector<Word> line_;
 };
 
 /// Reads the whole source before it writes, so both may be one image.

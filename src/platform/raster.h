@@ -66,11 +66,11 @@ template <class Sample>
 class StableSource {
 public:
     StableSource(const IplHeader& src, const IplHeader& dst);
-    [[nodiscard]] const IplHeader& header() const { return described; }
+    [[nodiscard]] const IplHeader& header() const { return described_; }
 
 private:
-    std::vector<unsigned char> pixels;
-    IplHeader described;
+    std::vector<unsigned char> pixels_;
+    IplHeader described_;
 };
 
 /// `v` within the range of Sample.

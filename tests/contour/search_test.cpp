@@ -2,7 +2,7 @@
 #include "contour/bin_crossings.h"
 #include "contour/polar.h"
 #include "contour_fixture.h"
-#include "model/working_image.h"
+#include "rules/noise_class.h"
 
 namespace Norvane::Tests {
 namespace {
@@ -71,7 +71,7 @@ struct SlowSearch {
     /// Whether the sample at distance d (squared in the fast form) is tissue. `sign`: 1 above the centre row.
     bool sample(Form form, Direction& b, long x, long y, int sign, double d) const {
         if (b.tolerance == 0) return false;
-        const bool padding = form != Form::kRays && is_padding_class(m.params.bgNoise);
+        const bool padding = form != Form::kRays && rules_of(m.params.bgNoise).has_padding;
         const bool muscle = m.params.view == VIEW_PECT && sign == 1;
         const bool raises = !padding && m.changeThreshold && !muscle;
         const bool stops = m.gradientThreshold != 0.0F && (!muscle || padding);
@@ -180,7 +180,7 @@ TEST(Searches, EqualTheirPlainDefinitionsOnRandomScenes) {
             return radii;
         };
         const auto window = [&](int high, int padding, int other) {
-            return m.params.bgNoise == BG_FIXED_HIGH ? high : is_padding_class(m.params.bgNoise) ? padding : other;
+            return m.params.bgNoise == BG_FIXED_HIGH ? high : rules_of(m.params.bgNoise).has_padding ? padding : other;
         };
         const bool full = random.chance(2);
         Contour radii = raw(Form::kRays), none, wide(full ? 720 : 0), outer(3, 1.0F);

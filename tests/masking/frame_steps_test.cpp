@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The steps of the frame search, each beside a plain definition.
-#include "masking/frame_detector.h"
+#include "field/frame_detector.h"
 #include "model/pixels.h"
 #include "support/builders.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "model/working_image.h"
+#include "rules/noise_class.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ TEST(MaskingState, TheNoiseClassFixesFourSettings) {
         m.SetBackgroundNoise(static_cast<BG_NOISE>(c), 12345);
         EXPECT_EQ(m.GetBackgroundNoise(), c);
         EXPECT_EQ(Settings(m.GetBackgroundNoiseLevel(), m.GetBlurSize(), m.GetThreshScale(), m.GetGradientThreshold(),
-                           is_padding_class(m.GetBackgroundNoise())),
+                           rules_of(m.GetBackgroundNoise()).has_padding),
                   c < 0 ? before : expected[c])
             << c;
         EXPECT_EQ(m.params.noiseLevel, c == BG_GIVEN_LEVEL ? 12345 : 0) << c;

@@ -27,7 +27,7 @@ constexpr std::array<std::size_t, sizeof...(Sizes)> numbers(Sizes... sizes) {
 using Params = Masking::Params;
 static_assert(numbers(sizeof(GarbageItem), sizeof(GarbageList), sizeof(LeaksFinder), sizeof(Image), sizeof(Mask),
                       sizeof(ContourState), sizeof(Params), sizeof(Masking),
-                      sizeof(PectDetect)) == numbers(16, 48, 1, 72, 88, 20, 48, 136, 8));
+                      sizeof(PectDetect)) == numbers(16, 48, 1, 72, 88, 20, 48, 104, 8));
 static_assert(numbers(sizeof(ImageFormat), sizeof(IMAGE_SIDE), sizeof(IMAGE_VIEW), sizeof(BG_NOISE),
                       sizeof(Masking::MASK_STATUS), sizeof(PectDetect::PECT_STATUS)) == numbers(4, 4, 4, 4, 4, 4));
 static_assert(numbers(offsetof(Params, reserved), offsetof(Params, side), offsetof(Params, view),

@@ -3,8 +3,8 @@
 #include "imaging/image_copy.h"
 #include "imaging/mask_utils.h"
 #include "model/numbers.h"
-#include "model/working_image.h"
 #include "pect_fixture.h"
+#include "rules/noise_class.h"
 
 #include <map>
 
@@ -135,7 +135,7 @@ TEST(ChestWallPatch, EqualsItsDefinition) {
         Utils::ApplyMask(&masked, &frame);
 
         Patch expected = plain_patch(masked, frame, m);
-        if (is_padding_class(m.params.bgNoise)) expected = {0.0, pixels_of(masked)};
+        if (rules_of(m.params.bgNoise).has_padding) expected = {0.0, pixels_of(masked)};
         const auto out = grey_image(width, height), blurred = grey_image(width, height);
         Image* patched = out.get();
         EXPECT_EQ(expected.fraction, m.patch_chestwall(image.get(), &frame, patched)) << round;

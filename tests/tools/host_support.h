@@ -5,6 +5,7 @@
 #include "program/program.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
+#include "results/output_set.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -51,6 +52,18 @@ public:
 
 private:
     std::filesystem::path folder;
+};
+
+/// A set of files that get their places in a folder.
+struct Outputs {
+    explicit Outputs(const std::string& path) : folder(path), run(folder), set(run, folder) {}
+    void commit() {
+        set.commit([](const std::string&, std::uintmax_t) { return false; });
+    }
+
+    Host::ResultFolder folder;
+    Host::RunFolder run;
+    Host::OutputSet set;
 };
 
 /// What reading `file` is refused with; empty when it is read.

@@ -199,9 +199,10 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"P5 3 2 65536\nabcdef", "has a maximum value of 65536 (1 to 65535)"},
         {"P5 3 2 255\nabcde", "is truncated (5 of 6 bytes of samples)"},
         {"P5 3 2 256\nabcdefghijk", "is truncated (11 of 12 bytes of samples)"},
-        {"P5 99999 99999 255\nabc", "is truncated (its header promises more samples)"},
+        {"P5 99999 99999 255\nabc", "is truncated (3 of 9999800001 bytes of samples)"},
         {"P5 2 1 97\nab", "holds a sample of 98 above its maximum value"},
-        {"P2 2 1 9\n1", "is truncated (a sample is missing)"},
+        {"P2 2 1 9\n1", "is truncated (1 of 2 bytes of samples)"},
+        {"P2 2 1 9\n1 ", "is truncated (a sample is missing)"},
         {"P2 2 1 9\n1 10", "holds a sample of 10 above its maximum value"},
         {"P2 2 1 9\n1 99999999999", "is not a valid PGM file (bad a sample)"},
     };

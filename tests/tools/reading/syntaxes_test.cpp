@@ -46,9 +46,11 @@ TEST(TransferSyntaxes, GiveTheSamplesBack) {
             if (picture.stored > encoding.most_bits || (picture.is_signed && encoding.loss > 0.0)) continue;
             SCOPED_TRACE(std::string(encoding.uid) + ", " + std::to_string(picture.stored) + " bits, signed " +
                          std::to_string(picture.is_signed));
-            const Host::SourceImage image = Host::read_image(write_encoded(folder, encoding, picture));
+            const std::string file = write_encoded(folder, encoding, picture);
+            const Host::SourceImage image = Host::read_image(file);
             EXPECT_LE(loss(image, picture), encoding.loss);
             EXPECT_TRUE(image.encoding.ends_with(std::string("(") + encoding.uid + ")")) << image.encoding;
+            EXPECT_EQ(image.samples, Host::read_image(file, {{}, false, Host::DecodingPlace::kThisProcess}).samples);
             EXPECT_TRUE(image.dicom_header && !image.dicom_header->tagExists(DCM_PixelData));
         }
     }

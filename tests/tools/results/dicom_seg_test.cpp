@@ -168,8 +168,8 @@ TEST(DicomSeg, BelongsToItsSource) {
 TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
     const TemporaryFolder folder;
     Host::ImageAnalysis analysis = with_header(analysed_phantom(), "-PatientID; StudyDate=soon");
-    Host::OutputSet outputs;
-    Host::add_result_files(outputs, folder.path("exam"), "exam.dcm", {"seg", "seg-joined"}, analysis);
+    Outputs outputs(folder.path(""));
+    Host::add_result_files(outputs.set, "exam", "exam.dcm", {"seg", "seg-joined"}, analysis);
     EXPECT_THAT(analysis.warnings, ::testing::ElementsAre("the header has no valid PatientID, StudyDate: empty in the "
                                                           "DICOM SEG as well"));
     EXPECT_EQ("", Host::filing_warning(*with_header(std::move(analysis)).source.dicom_header));

@@ -58,8 +58,8 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
     const json report = json::parse(Host::report_json("exam.png", analysis));
     Host::MasksResult& masks = analysis.masks;
     const TemporaryFolder folder;
-    Host::OutputSet pictures;
-    Host::add_mask_files(pictures, folder.path("exam"), image, masks);
+    Outputs pictures(folder.path(""));
+    Host::add_mask_files(pictures.set, "exam", image, masks);
     pictures.commit();
     const std::pair<const char*, Mask*> named[] = {{"frame", &masks.frame.mask},
                                                    {"breast", &masks.breast.mask},

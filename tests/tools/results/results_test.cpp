@@ -2,7 +2,7 @@
 #include "analysis/image_rows.h"
 #include "results/grey_range.h"
 #include "results/mask_outline.h"
-#include "results/output_set.h"
+#include "results/named_file.h"
 #include "support/builders.h"
 #include "tools/host_support.h"
 
@@ -19,36 +19,31 @@ namespace {
 
 using ::testing::ElementsAre;
 
-TEST(OutputSet, AppearsWholeOrNotAtAll) {
+TEST(OutputSet, AppearsWholeOrNotAtAllAndReplacesOnlyItsOwn) {
     const TemporaryFolder folder;
     folder.write("old", "before");
-    {
-        Host::OutputSet outputs;
-        outputs.add(folder.path("old"), "after");
-        EXPECT_THROW(outputs.add(folder.path("no such folder/new"), "new"), Host::Refusal);
-        outputs.add(folder.path("new"), "new");
-    }
+    const auto is_old = [](const std::string& name, std::uintmax_t size) { return name == "old" && size == 6; };
+    Outputs(folder.path("")).set.add("new", "given up");
     EXPECT_THAT(folder.names(), ElementsAre("old"));
-    EXPECT_EQ("before", Host::read_bytes(folder.path("old")));
-    Host::OutputSet outputs;
-    outputs.add(folder.path("old"), std::string("after\0!", 7));
-    outputs.add(folder.path("new"), "");
-    outputs.commit();
+    {
+        Outputs outputs(folder.path(""));
+        outputs.set.add("old", std::string("after\0!", 7));
+        outputs.set.add("new", "");
+        EXPECT_THROW(outputs.commit(), Host::Refusal);
+        EXPECT_EQ("before", Host::read_bytes(folder.path("old")));
+        outputs.set.commit(is_old);
+    }
     EXPECT_THAT(folder.names(), ElementsAre("new", "old"));
     EXPECT_EQ(std::string("after\0!", 7), Host::read_bytes(folder.path("old")));
 }
 
-TEST(OutputSet, WritesIntoAPipeAndLeavesItInItsPlace) {
+TEST(NamedFile, GoesIntoAPipeThatStaysAndWaitsForNoReader) {
     const TemporaryFolder folder;
     const std::string pipe = folder.path("pipe");
     ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    EXPECT_THROW(Host::write_named_file(pipe, "bytes"), Host::Refusal);
     const int reader = ::open(pipe.c_str(), O_RDWR | O_NONBLOCK);
-    {
-        Host::OutputSet outputs;
-        outputs.add(pipe, "bytes");
-        EXPECT_TRUE(outputs.files().empty());
-        outputs.commit();
-    }
+    Host::write_named_file(pipe, "bytes");
     EXPECT_TRUE(std::filesystem::is_fifo(pipe));
     EXPECT_THAT(folder.names(), ElementsAre("pipe"));
     std::array<char, 9> read{};

@@ -2,10 +2,12 @@
 /// What the user says about the images, on the command line.
 #pragma once
 
+#include "reading/image_memory.h"
 #include "reading/source_image.h"
 
 #include <norvane/masking.h>
 
+#include <cstdint>
 #include <optional>
 
 namespace Norvane::Host {
@@ -22,6 +24,7 @@ struct AnalysisOptions {
     bool is_inverted = false;
     bool is_fast = false;
     bool wants_contour = true;
+    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused
 };
 
 }  // namespace Norvane::Host

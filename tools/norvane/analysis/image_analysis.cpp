@@ -3,9 +3,12 @@
 
 #include "analysis/noise_choice.h"
 #include "analysis/outline_contrast.h"
+#include "reading/image_memory.h"
 #include "reading/number_text.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 namespace Norvane::Host {
@@ -45,6 +48,17 @@ void choose_noise_class(const PreparedImage& plain, const MasksRequest& request,
                              number_text(std::round(best->measures.front().second * 1e3) / 1e3) + ")";
 }
 
+// The working grid is never finer than the source, but as fine if the source is coarse.
+void refuse_beyond_memory(const ImageAnalysis& analysis, std::uint64_t limit) {
+    const SourceBox& crop = analysis.crop;
+    const double scale =
+        std::min(1.0, analysis.settings.pixel_size_um / static_cast<double>(Masking::c_lowres_pixelsize));
+    const double grid_pixels = static_cast<double>(crop.width) * scale * static_cast<double>(crop.height) * scale;
+    const std::uint64_t source = memory_of_source(analysis.source.samples.size());
+    Host::refuse_beyond_memory(limit, source + memory_of_working_grid(static_cast<std::uint64_t>(grid_pixels)),
+                               "its working grid");
+}
+
 }  // namespace
 
 ImageAnalysis analyse(SourceImage source, const AnalysisOptions& options) {
@@ -54,6 +68,7 @@ ImageAnalysis analyse(SourceImage source, const AnalysisOptions& options) {
     ImageSettings& settings = analysis.settings;
     settings = settle_before_preparation(options, analysis.source);
     find_crop(options, analysis);
+    refuse_beyond_memory(analysis, options.image_memory);
     PreparedImage plain = prepare_source(analysis.source, analysis.crop, settings.pixel_size_um);
     settle_side(options, analysis.source, *plain.image, settings, analysis.warnings);
     MasksRequest request{settings.side, settings.view, settings.noise, options.is_fast, options.wants_contour};

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "batch/console.h"
 
+#include "reading/printable.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -47,13 +49,14 @@ Console::Console(std::ostream& report_stream, std::ostream& error_stream, std::s
 
 Console::~Console() { clear_progress(); }
 
-void Console::finish_image(const std::string& report, const std::string& complaint, bool is_kept) {
+void Console::finish_image(const std::vector<std::string>& report_lines, const std::string& complaint, bool is_kept) {
     const std::scoped_lock lock(mutex);
     ++finished;
     kept += is_kept ? 1 : 0;
-    if (!report.empty() || !complaint.empty()) clear_progress();
-    out << report << std::flush;
-    err << complaint << std::flush;
+    if (!report_lines.empty() || !complaint.empty()) clear_progress();
+    for (const std::string& line : report_lines) print_line(out, line);
+    out.flush();
+    if (!complaint.empty()) complain(err, complaint);
     show_progress();
 }
 

@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace Norvane::Host {
 
@@ -21,8 +22,8 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// One image is through. Each text, if any, is whole lines.
-    void finish_image(const std::string& report, const std::string& complaint, bool is_kept);
+    /// One image is through. The complaint is a sentence, or empty.
+    void finish_image(const std::vector<std::string>& report_lines, const std::string& complaint, bool is_kept);
 
 private:
     using Clock = std::chrono::steady_clock;

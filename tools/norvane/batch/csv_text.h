@@ -6,9 +6,11 @@
 
 namespace Norvane::Host {
 
-/// Quoted where the text holds what would end or begin a field.
-[[nodiscard]] inline std::string csv_field(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+/// A text as a field: quoted if it holds what ends or begins one, for spreadsheets that take semicolons and tabs for it
+/// as well. What a spreadsheet would take for a formula begins with an apostrophe, as the user of one would write it.
+[[nodiscard]] inline std::string csv_field(std::string text) {
+    if (text.find_first_of("=+-@\t\r") == 0) text.insert(text.begin(), '\'');
+    if (text.find_first_of(",;\t\"\r\n") == std::string::npos) return text;
     std::string quoted = "\"";
     for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
     return quoted + '"';

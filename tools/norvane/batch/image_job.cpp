@@ -6,6 +6,7 @@
 #include "analysis/image_rows.h"
 #include "analysis/noise_choice.h"
 #include "analysis/status_text.h"
+#include "batch/begun_mark.h"
 #include "batch/result_names.h"
 #include "batch/stamp.h"
 #include "reading/read_image.h"
@@ -38,13 +39,6 @@ private:
     std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
-// The place of a directory entry: links to the folder are followed, a link that is the entry itself is not.
-std::string place_of(const fs::path& file) {
-    std::error_code error;
-    const fs::path folder = fs::weakly_canonical(fs::absolute(file).parent_path(), error);
-    return (folder / file.filename()).string();
-}
-
 double area_mm2(Mask& mask, const Image& image) {
     constexpr double kMicrometresPerMillimetre = 1000.0;
     const double side_mm = static_cast<double>(image.GetPixelSize()) / kMicrometresPerMillimetre;
@@ -75,22 +69,22 @@ ImageRecord record_of(const Input& input, ImageAnalysis& analysis) {
 
 std::string status_line(Masking::MASK_STATUS status) {
     const StatusText& text = text_of(status);
-    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence + "\n";
+    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence;
 }
 
-std::string report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
+std::vector<std::string> report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
     const MasksResult& masks = analysis.masks;
-    std::string text = input.file + ": " + status_line(masks.full.status);
+    std::vector<std::string> lines{input.file + ": " + status_line(masks.full.status)};
     if (masks.pectoral.status != masks.full.status)
-        text += "    Pectoral muscle: " + status_line(masks.pectoral.status);
-    for (const std::string& fact : settings_text(analysis)) text += "    " + fact + "\n";
-    for (const std::string& warning : analysis.warnings) text += "    Warning: " + warning + "\n";
-    text += "    Results: " + stem.string() + ".*\n";
+        lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
+    for (const std::string& fact : settings_text(analysis)) lines.push_back("    " + fact);
+    for (const std::string& warning : analysis.warnings) lines.push_back("    Warning: " + warning);
+    lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);
     if (input.name != own) {
-        text += "    Results are named " + input.name + ": another input has the name " + own + "\n";
+        lines.push_back("    Results are named " + input.name + ": another input has the name " + own);
     }
-    return text;
+    return lines;
 }
 
 JobOutcome refused(const Input& input, const std::string& why) {
@@ -128,74 +122,98 @@ std::string stamp_options_of(const MasksOptions& options) {
     return text;
 }
 
+// The results of an earlier run, if they are there and still right.
+std::optional<ImageRecord> kept_record(const Input& input, const std::optional<ResultFolder>& folder,
+                                       const std::optional<Stamp>& stamp, const std::string& origin) {
+    if (!stamp) return std::nullopt;
+    auto kept = record_if_done(*folder, *stamp, origin);
+    if (!kept) return std::nullopt;
+    kept->file = input.file;  // records are UTF-8, names of files need not be
+    kept->name = input.name;
+    kept->is_kept = true;
+    return kept;
+}
+
+void require_few_deaths(const ResultFolder& folder, const std::string& stem) {
+    const unsigned deaths = deaths_of(folder, stem);
+    if (deaths < kMostDeaths) return;
+    throw Refusal("was under way when " + (deaths == 2 ? std::string("two") : std::to_string(deaths)) +
+                  " runs died, so it is passed over; without --resume it is tried again");
+}
+
+// An image that is being made. If the process dies meanwhile, the next run learns it; if the image comes through,
+// earlier deaths are forgotten.
+class Attempt {
+public:
+    Attempt(const Workplace& place, const std::optional<ResultFolder>& its_folder, const std::string& name)
+        : folder(its_folder),
+          stem(fs::path(name).filename().string()),
+          under_way(place.run, under_way_line(name, folder ? folder->identity_of(stamp_file(stem)) : "")) {}
+    ~Attempt() {
+        try {
+            if (folder) remove_begun_mark(*folder, stem);
+        } catch (const std::exception&) {
+            // A file of somebody else in the mark's place has refused the image.
+        }
+    }
+    Attempt(const Attempt&) = delete;
+    Attempt& operator=(const Attempt&) = delete;
+
+private:
+    const std::optional<ResultFolder>& folder;
+    std::string stem;
+    RunFolder::UnderWay under_way;
+};
+
 }  // namespace
 
-ImageJobs::ImageJobs(const MasksOptions& run_options, const std::vector<Input>& inputs, const Leftovers& old_files)
-    : options(run_options), stamp_options(stamp_options_of(run_options)), leftovers(old_files) {
-    for (const Input& input : inputs) input_places.insert(place_of(input.file));
-}
+ImageJobs::ImageJobs(const MasksOptions& run_options)
+    : options(run_options), stamp_options(stamp_options_of(run_options)) {}
 
 fs::path ImageJobs::stem_of(const Input& input) const { return fs::path(options.out_dir) / input.name; }
 
-JobOutcome ImageJobs::run(const Input& input) const {
-    return guarded(input, [&] { return make(input); });
+JobOutcome ImageJobs::run(const Input& input, const Workplace& place) const {
+    return guarded(input, [&] { return make(input, place); });
 }
 
 JobOutcome ImageJobs::foresee(const Input& input) const {
     return guarded(input, [&] {
         const std::string origin = stamp_origin(input.file, stamp_options);
-        auto kept = options.is_resumed ? record_if_done(stem_of(input), origin) : std::nullopt;
-        if (!kept && !has_known_format(input.file)) throw Refusal("is not an image that can be read");
-        refuse_to_overwrite_inputs(input);
+        std::error_code ignored;
+        std::optional<ResultFolder> folder;
+        if (fs::is_directory(options.out_dir, ignored)) folder = ResultFolder(options.out_dir).parent_of(input.name);
+        const std::string stem = fs::path(input.name).filename().string();
+        const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
         JobOutcome outcome;
+        if (auto kept = options.is_resumed ? kept_record(input, folder, stamp, origin) : std::nullopt) {
+            outcome.record = *std::move(kept);
+            return outcome;
+        }
+        if (folder && options.is_resumed) require_few_deaths(*folder, stem);
+        if (!has_known_format(input.file)) throw Refusal("is not an image that can be read");
         outcome.record.file = input.file;
         outcome.record.name = input.name;
-        outcome.record.is_kept = kept.has_value();
-        if (!kept) outcome.text = input.file + ": would make " + stem_of(input).string() + ".*\n";
+        outcome.report = {input.file + ": would make " + stem_of(input).string() + ".*"};
         return outcome;
     });
 }
 
-std::string ImageJobs::refusal_of(const Input& input) const {
-    return guarded(input,
-                   [&] {
-                       refuse_to_overwrite_inputs(input);
-                       return JobOutcome{};
-                   })
-        .record.refusal;
-}
-
-// Results that lie beside their inputs must not replace one of them.
-void ImageJobs::refuse_to_overwrite_inputs(const Input& input) const {
-    const std::string place = place_of(stem_of(input));
-    for (const ResultKind& kind : result_kinds()) {
-        for (const std::string& ending : kind.endings) {
-            std::string result = place;
-            result.append(".").append(ending);
-            if (input_places.contains(result)) throw Refusal("has a result that would overwrite the input " + result);
-        }
-    }
-}
-
-void ImageJobs::remove_leftovers(const fs::path& stem) const {
-    leftovers.remove_those_of(stamp_file(stem));
-    for (const ResultKind& kind : result_kinds()) {
-        for (const std::string& ending : kind.endings) leftovers.remove_those_of(stem.string() + "." + ending);
-    }
-}
-
-JobOutcome ImageJobs::make(const Input& input) const {
-    const fs::path stem = stem_of(input);
-    refuse_to_overwrite_inputs(input);
-    remove_leftovers(stem);
+JobOutcome ImageJobs::make(const Input& input, const Workplace& place) const {
     // Looked at before it is read: a file that changes meanwhile does not match its stamp.
     const std::string origin = stamp_origin(input.file, stamp_options);
-    if (auto kept = options.is_resumed ? record_if_done(stem, origin) : std::nullopt) {
-        kept->file = input.file;  // stamps are UTF-8, names of files need not be
-        kept->name = input.name;
-        kept->is_kept = true;
-        return {*kept, {}, true};
+    const std::string stem = fs::path(input.name).filename().string();
+    const std::optional<ResultFolder> folder = place.results.parent_of(input.name);
+    const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
+    if (options.is_resumed) {
+        if (auto kept = kept_record(input, folder, stamp, origin)) return {*std::move(kept), {}, true};
+        if (folder) require_few_deaths(*folder, stem);
     }
+    const Attempt attempt(place, folder, input.name);
+    return make_new(input, place, origin, stamp);
+}
+
+JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const std::string& origin,
+                               const std::optional<Stamp>& old) const {
     StageTimes seconds;
     Stopwatch watch;
     SourceImage source = read_image(input.file, options.reading);
@@ -203,15 +221,14 @@ JobOutcome ImageJobs::make(const Input& input) const {
     ImageAnalysis analysis = analyse(std::move(source), options.analysis);
     seconds.analysis = watch.lap();
 
-    OutputSet outputs;
-    std::error_code error;
-    fs::create_directories(stem.parent_path(), error);  // a failure shows when the first file is written
+    const ResultFolder folder = place.results.make_parent_of(input.name);
+    const fs::path stem = fs::path(input.name).filename();
+    OutputSet outputs(place.run, folder);
     add_result_files(outputs, stem, input.file, options.results, analysis);
-    JobOutcome outcome{record_of(input, analysis), report(input, stem, analysis), true};
+    JobOutcome outcome{record_of(input, analysis), report(input, stem_of(input), analysis), true};
     seconds.writing = watch.lap();
     outcome.record.seconds = seconds;
-    add_stamp(outputs, stem, origin, outcome.record);
-    outputs.commit();
+    commit_with_stamp(outputs, place.run, folder, stem.string(), old, origin, outcome.record);
     return outcome;
 }
 

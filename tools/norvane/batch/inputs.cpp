@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <system_error>
 
@@ -20,19 +21,41 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A result beside its stamp. Without the stamp an image that happens to be called like a result is an image.
-bool is_result(const fs::path& file) {
-    const std::string name = file.filename().string();
-    for (const ResultKind& kind : result_kinds()) {
-        for (const std::string& ending : kind.endings) {
-            if (!name.ends_with("." + ending)) continue;
-            const std::string stem = name.substr(0, name.size() - ending.size() - 1);
-            std::error_code ignored;
-            if (fs::exists(stamp_file(file.parent_path() / stem), ignored)) return true;
+// Tells results of earlier runs from images that happen to be called like results.
+class StampedFiles {
+public:
+    /// Whether a stamp beside the file vouches for it.
+    [[nodiscard]] bool contain(const fs::path& file, std::uintmax_t size) {
+        const std::string name = file.filename().string();
+        for (const ResultKind& kind : result_kinds()) {
+            for (const std::string& ending : kind.endings) {
+                if (!name.ends_with("." + ending)) continue;
+                const std::string stem = name.substr(0, name.size() - ending.size() - 1);
+                const Stamp* stamp = stamp_of(file.parent_path() / stem);
+                if (stamp != nullptr && stamp->vouches_for(name, size)) return true;
+            }
         }
+        return false;
     }
-    return false;
-}
+
+private:
+    // The results of an image come one after the other.
+    const Stamp* stamp_of(const fs::path& stem) {
+        if (stem != last_stem) {
+            last_stem = stem;
+            last.reset();
+            try {
+                last = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
+            } catch (const Refusal&) {
+                // A file of somebody else vouches for nothing.
+            }
+        }
+        return last ? &*last : nullptr;
+    }
+
+    fs::path last_stem;
+    std::optional<Stamp> last;
+};
 
 bool is_image(const fs::path& file) {
     std::error_code error;
@@ -81,7 +104,7 @@ private:
         }
         const bool is_file = type == fs::file_type::regular;
         const bool claims_to_be_one = has_image_ending(path) || (is_file && is_image(path));
-        if (claims_to_be_one && !(is_file && is_result(path))) {
+        if (claims_to_be_one && !(is_file && stamped.contain(path, entry.file_size(error)))) {
             found.inputs.push_back({path.string(), base, {}, {}, false});
         } else {
             ++found.passed_over;
@@ -91,24 +114,25 @@ private:
     fs::path results;
     FoundInputs& found;
     std::set<fs::path> walked;
+    StampedFiles stamped;
 };
 
-std::vector<std::string> lines_of(std::istream& stream) {
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) {
-        if (line.ends_with('\r')) line.pop_back();
-        if (!line.empty()) lines.push_back(line);
+std::vector<std::string> names_in(std::istream& stream, char list_end) {
+    std::vector<std::string> names;
+    for (std::string name; std::getline(stream, name, list_end);) {
+        if (list_end == '\n' && name.ends_with('\r')) name.pop_back();
+        if (!name.empty()) names.push_back(name);
     }
-    return lines;
+    return names;
 }
 
-std::vector<std::string> read_manifest(const std::string& manifest) {
-    if (manifest == "-") return lines_of(std::cin);
+std::vector<std::string> read_manifest(const std::string& manifest, char list_end) {
+    if (manifest == "-") return names_in(std::cin, list_end);
     std::ifstream stream(manifest);
     if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
-    std::vector<std::string> lines = lines_of(stream);
+    std::vector<std::string> names = names_in(stream, list_end);
     if (stream.bad()) throw Refusal("cannot be read");
-    return lines;
+    return names;
 }
 
 bool is_below(const fs::path& path, const fs::path& folder) {
@@ -121,13 +145,18 @@ bool is_below(const fs::path& path, const fs::path& folder) {
 FoundInputs find_inputs(const InputQuery& query) {
     std::vector<std::string> named = query.inputs;
     if (!query.manifest.empty()) {
-        const std::vector<std::string> lines = read_manifest(query.manifest);
-        named.insert(named.end(), lines.begin(), lines.end());
+        const std::vector<std::string> listed = read_manifest(query.manifest, query.list_end);
+        named.insert(named.end(), listed.begin(), listed.end());
     }
     const fs::path root = fs::path(query.root).lexically_normal();
     FoundInputs found;
     Walk walk(query.out_dir, found);
     for (const std::string& name : named) {
+        if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // with this NUL no file has it
+            found.inputs.push_back(
+                {name.substr(0, nul + 1), {}, "holds a NUL byte: a list like this one needs --null", {}});
+            continue;
+        }
         const fs::path path = fs::path(name).lexically_normal();
         const bool is_in_root = !root.empty() && is_below(path, root);
         std::error_code ignored;

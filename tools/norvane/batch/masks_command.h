@@ -4,7 +4,6 @@
 
 #include "analysis/analysis_options.h"
 #include "batch/inputs.h"
-#include "batch/leftovers.h"
 #include "reading/read_options.h"
 
 #include <iosfwd>
@@ -36,6 +35,7 @@ struct MasksOptions {
     bool is_resumed = false;
     std::optional<Shard> shard;
     std::string fail_list;  ///< empty: none
+    char list_end = '\n';   ///< what ends each name in the manifest and the list of failures
     bool is_dry_run = false;
     bool has_page = true;
     ReportFormat report_format = ReportFormat::kText;
@@ -45,9 +45,6 @@ struct MasksOptions {
 /// All images that the options name, whatever the shard, and the names of their results. Throws Refusal where the
 /// manifest cannot be read.
 [[nodiscard]] FoundInputs find_and_name(const MasksOptions& options);
-
-/// What killed runs left where this one writes.
-[[nodiscard]] Leftovers leftovers_for(const MasksOptions& options);
 
 /// Whether the image belongs to the part. That depends on its name alone, so that it is the same part when other
 /// images are added.

@@ -5,7 +5,6 @@
 #include "batch/report_page_template.h"
 #include "reading/number_text.h"
 #include "results/mask_layers.h"
-#include "results/output_set.h"
 
 #include <nlohmann/json.hpp>
 
@@ -190,15 +189,13 @@ std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records) {
     return records;
 }
 
-void write_report_page(const std::filesystem::path& out_dir, const std::vector<ImageRecord>& records) {
+std::string report_page(const std::vector<ImageRecord>& records) {
     const std::string data = embedded(page_json(sorted_by_doubt(records)));
     const std::size_t mark = kPageTemplate.find(kPageRecordsMark);
     std::string page(kPageTemplate.substr(0, mark));
     page += data;
     page += kPageTemplate.substr(mark + kPageRecordsMark.size());
-    OutputSet outputs;
-    outputs.add(out_dir / "report.html", page);
-    outputs.commit();
+    return page;
 }
 
 }  // namespace Norvane::Host

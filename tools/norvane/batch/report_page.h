@@ -4,7 +4,7 @@
 
 #include "batch/image_record.h"
 
-#include <filesystem>
+#include <string>
 #include <vector>
 
 namespace Norvane::Host {
@@ -13,8 +13,11 @@ namespace Norvane::Host {
 /// contrast across the outline. Images in equal doubt keep their order.
 [[nodiscard]] std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records);
 
-/// Writes OUT_DIR/report.html, which needs neither a server nor a network. Its pictures are the files that
-/// add_page_files() wrote as OUT_DIR/NAME.*; it says so where they are missing. Throws Refusal.
-void write_report_page(const std::filesystem::path& out_dir, const std::vector<ImageRecord>& records);
+/// How every page begins.
+inline constexpr const char* kPageBeginning = "<!DOCTYPE html>\n<!-- Made by norvane masks";
+
+/// The text of report.html, which needs neither a server nor a network. Its pictures are the files that
+/// add_page_files() wrote as NAME.* beside it; it says so where they are missing.
+[[nodiscard]] std::string report_page(const std::vector<ImageRecord>& records);
 
 }  // namespace Norvane::Host

@@ -2,15 +2,15 @@
 #include "batch/run_files.h"
 
 #include "batch/report_page.h"
+#include "results/named_file.h"
 #include "results/output_set.h"
 
 #include <exception>
-#include <filesystem>
 
 namespace Norvane::Host {
 namespace {
 
-namespace fs = std::filesystem;
+constexpr const char* kPageName = "report.html";
 
 std::string csv_of(const std::vector<ImageRecord>& records) {
     std::string text = csv_header() + "\n";
@@ -24,16 +24,33 @@ std::string ndjson_of(const std::vector<ImageRecord>& records) {
     return text;
 }
 
-std::string failed_of(const std::vector<ImageRecord>& records) {
+// Whether the name read from a list would be the one that was written to it.
+bool can_be_listed(const std::string& name, char list_end) {
+    return name.find('\0') == std::string::npos && name.find(list_end) == std::string::npos &&
+           (list_end == '\0' || !name.ends_with('\r'));
+}
+
+std::string failed_of(const std::vector<ImageRecord>& records, char list_end, std::vector<std::string>& failures) {
     std::string text;
-    for (const ImageRecord& record : records) text += record.refusal.empty() ? "" : record.file + "\n";
+    for (const ImageRecord& record : records) {
+        if (record.refusal.empty()) continue;
+        if (can_be_listed(record.file, list_end)) {
+            text += record.file + list_end;
+        } else {
+            failures.push_back(record.file +
+                               " is left out of the list of failures, which cannot hold such a name without --null");
+        }
+    }
     return text;
 }
 
-void write_file(const fs::path& file, const std::string& text) {
-    OutputSet output;
-    output.add(file, text);
-    output.commit();
+void write_file(const RunFile& file, const std::vector<ImageRecord>& records, const ResultFolder& results,
+                const RunFolder& run) {
+    OutputSet output(run, results);
+    output.add(file.name, file.text_of(records));
+    output.commit([&](const std::string& name, std::uintmax_t) {
+        return is_of_this_program(file, results.read(name, file.beginning.size()).value_or(""));
+    });
 }
 
 // The others are tried even if one cannot be written.
@@ -48,25 +65,28 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 
 }  // namespace
 
-std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records,
-                                         const Leftovers& leftovers) {
-    const fs::path out_dir = options.out_dir;
+std::vector<RunFile> run_files_of(const MasksOptions& options) {
     std::string table = "summary";
     if (const auto& shard = options.shard) {
         table += '.';
         table += std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
     }
+    std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
+                                  {table + ".ndjson", "{\"file\":", true, ndjson_of}};
+    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, report_page});
+    return files;
+}
+
+std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records,
+                                         const ResultFolder& results, const RunFolder& run) {
     std::vector<std::string> failures;
-    const auto write = [&](const fs::path& file, const auto& text_of) {
-        leftovers.remove_those_of(file);
-        attempt(failures, "the run", [&] { write_file(file, text_of(records)); });
-    };
-    write(out_dir / (table + ".csv"), csv_of);
-    write(out_dir / (table + ".ndjson"), ndjson_of);
-    if (!options.fail_list.empty()) write(options.fail_list, failed_of);
-    if (options.has_page && !options.shard) {
-        leftovers.remove_those_of(out_dir / "report.html");
-        attempt(failures, "the page of the run", [&] { write_report_page(out_dir, records); });
+    for (const RunFile& file : run_files_of(options)) {
+        const char* what = file.name == kPageName ? "the page of the run" : "the run";
+        attempt(failures, what, [&] { write_file(file, records, results, run); });
+    }
+    if (!options.fail_list.empty()) {
+        attempt(failures, "the run",
+                [&] { write_named_file(options.fail_list, failed_of(records, options.list_end, failures)); });
     }
     return failures;
 }

@@ -7,9 +7,11 @@
 #include "batch/score_measures.h"
 #include "batch/stamp.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/read_png.h"
 #include "reading/refusal.h"
-#include "results/output_set.h"
+#include "results/named_file.h"
+#include "results/result_folder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -114,9 +116,10 @@ SourceImage read_mask_labels(const fs::path& stem) {
 
 double pixel_size_for(const fs::path& stem, const ScoreOptions& options) {
     if (options.pixel_size_um > 0.0) return options.pixel_size_um;
-    const auto record = stamped_record(stem);
+    const auto stamp = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
+    const auto record = stamp ? record_of(stamp->record) : std::nullopt;
     if (record && record->pixel_size_um > 0.0) return record->pixel_size_um;
-    throw Refusal("has masks whose pixel size is not known (no " + stamp_file(stem).string() + "): give --pixel-size");
+    throw Refusal("has masks whose pixel size is not known (no " + stamp_file(stem.string()) + "): give --pixel-size");
 }
 
 void score_truth(const Truth& truth, const ScoreOptions& options, std::vector<ScoreRow>& rows) {
@@ -139,8 +142,19 @@ double millimetres(double pixels, const ScoreRow& row) {
     return pixels * row.pixel_size_um / kMicrometresPerMillimetre;
 }
 
+constexpr std::string_view kHeader =
+    "name,region,dice,jaccard,mean_distance_mm,hausdorff95_mm,truth_pixels,mask_pixels";
+constexpr const char* kTable = "score.csv";
+
+// Nobody named the table: a file of somebody else stays what it is.
+void require_own_table(const std::string& folder) {
+    const ResultFolder results(folder);
+    const auto beginning = results.read(kTable, kHeader.size());
+    if (beginning && *beginning != kHeader) refuse_foreign(results.path_of(kTable));
+}
+
 std::string csv_of(const std::vector<ScoreRow>& rows) {
-    std::string text = "name,region,dice,jaccard,mean_distance_mm,hausdorff95_mm,truth_pixels,mask_pixels\n";
+    std::string text = std::string(kHeader) + "\n";
     for (const ScoreRow& row : rows) {
         const auto& outline = row.score.outline;
         text += csv_field(row.name) + "," + row.region + "," + number_text(row.score.dice) + "," +
@@ -177,7 +191,7 @@ std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
                 mean(hausdorff_mm, with_distance) + " mm";
     }
     if (with_distance < count) text += " (" + std::to_string(count - with_distance) + " without a distance)";
-    return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name + "\n";
+    return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name;
 }
 
 }  // namespace
@@ -189,7 +203,7 @@ int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostre
             work();
         } catch (const std::exception& e) {
             const bool is_refusal = dynamic_cast<const Refusal*>(&e) != nullptr;
-            err << "norvane: " << what << (is_refusal ? " " : " failed: ") << e.what() << std::endl;
+            complain(err, what + (is_refusal ? " " : " failed: ") + e.what());
             is_all_done = false;
         }
     };
@@ -199,14 +213,16 @@ int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostre
     for (const Truth& truth : truths) {
         attempt(truth.file, [&] { score_truth(truth, options, rows); });
     }
-    const std::string csv = options.csv.empty() ? (fs::path(options.masks) / "score.csv").string() : options.csv;
+    const std::string csv = options.csv.empty() ? (fs::path(options.masks) / kTable).string() : options.csv;
     attempt("the table", [&] {
-        OutputSet output;
-        output.add(csv, csv_of(rows));
-        output.commit();
+        if (options.csv.empty()) require_own_table(options.masks);
+        write_named_file(csv, csv_of(rows));
     });
-    for (const ScoredRegion& region : kScoredRegions) out << means_text(rows, region.name);
-    out << "Table: " << csv << std::endl;
+    for (const ScoredRegion& region : kScoredRegions) {
+        const std::string means = means_text(rows, region.name);
+        if (!means.empty()) print_line(out, means);
+    }
+    print_line(out, "Table: " + csv);
     return is_all_done && !rows.empty() ? kExitDone : kExitPartly;
 }
 

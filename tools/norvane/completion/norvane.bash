@@ -12,6 +12,7 @@ _norvane_values() {
             ;;
         masks:--results) echo crop json labels masks nrrd overlay page seg seg-joined ;;
         masks:--format | info:--format) echo text json ;;
+        masks:--decode | info:--decode) echo isolated in-process ;;
         phantom:--frame) echo collimation none ;;
         phantom:--look) echo film digital ;;
     esac
@@ -21,9 +22,10 @@ _norvane_options() {
     case $1 in
         masks)
             echo --side --view --pixel-size --frame --crop --noise --padding --invert --fast --contour --no-contour \
-                --out-dir --results --jobs --manifest --root --resume --shard --fail-list --dry-run --format --no-page
+                --out-dir --results --jobs --image-memory --manifest --root --resume --shard --fail-list --null --decode \
+                --dry-run --format --no-page
             ;;
-        info) echo --frame --format ;;
+        info) echo --frame --image-memory --decode --format ;;
         score) echo --masks --truth-values --pixel-size --csv ;;
         phantom)
             echo --labels --side --view --frame --look --seed --width --height --pixel-size --bits --noise
@@ -67,8 +69,8 @@ _norvane() {
             return
             ;;
         *:--pixel-size | masks:--padding | masks:--jobs | masks:--shard | masks:--frame | info:--frame | \
-            score:--truth-values | phantom:--seed | phantom:--width | phantom:--height | phantom:--bits | \
-            phantom:--noise)
+            *:--image-memory | score:--truth-values | phantom:--seed | phantom:--width | phantom:--height | \
+            phantom:--bits | phantom:--noise)
             return # numbers of the user's own
             ;;
     esac

@@ -7,6 +7,7 @@
 #include "program/phantom_options.h"
 #include "program/program.h"
 #include "program/score_options.h"
+#include "reading/printable.h"
 #include "results/program_version.h"
 
 #include <CLI/CLI.hpp>
@@ -21,6 +22,9 @@ Command parse_command_line(int argc, const char* const* argv, std::ostream& out,
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("norvane ") + program_version(), "Print the version and exit");
     app.footer(kExitCodesHelp);
+    app.failure_message([](const CLI::App* of, const CLI::Error& e) {
+        return CLI::FailureMessage::simple(of, CLI::Error(e.get_name(), printable(e.what())));  // it quotes arguments
+    });
     MasksOptionSet masks(app);
     InfoOptionSet info(app);
     ScoreOptionSet score(app);

@@ -5,7 +5,9 @@
 #include "analysis/image_settings.h"
 #include "analysis/noise_choice.h"
 #include "batch/exit_code.h"
+#include "decoding/decode_frame.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/read_image.h"
 #include "reading/refusal.h"
 
@@ -13,6 +15,7 @@
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <sstream>
 
 namespace Norvane::Host {
 namespace {
@@ -72,14 +75,14 @@ std::string text_of(const Json& value) {
 
 void write_text(const std::string& file, const std::vector<Fact>& facts, std::ostream& out) {
     constexpr std::size_t kNameWidth = 20;
-    out << file << '\n';
+    print_line(out, file);
     for (const Fact& fact : facts) {
         std::string line = fact.name;
         std::replace(line.begin(), line.end(), '_', ' ');
         line.resize(kNameWidth, ' ');
         line += text_of(fact.value);
         if (!fact.source.empty()) line += " (" + fact.source + ")";
-        out << "    " << line << '\n';
+        print_line(out, "    " + line);
     }
 }
 
@@ -96,6 +99,7 @@ Json json_of(const std::string& file, const std::vector<Fact>& facts) {
 }  // namespace
 
 int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream& err) {
+    set_decoder_memory(options.reading.image_memory);
     Json all = Json::array();
     int code = kExitDone;
     for (const std::string& file : options.files) {
@@ -108,11 +112,14 @@ int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream
             }
         } catch (const std::exception& e) {
             const bool is_refused = dynamic_cast<const Refusal*>(&e) != nullptr;
-            err << "norvane: " << file << (is_refused ? " " : " failed: ") << e.what() << std::endl;
+            complain(err, file + (is_refused ? " " : " failed: ") + e.what());
             code = kExitPartly;
         }
     }
-    if (options.is_json) out << all.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+    if (options.is_json) {
+        std::istringstream lines(all.dump(2, ' ', false, Json::error_handler_t::replace));
+        for (std::string line; std::getline(lines, line);) print_line(out, line);
+    }
     return code;
 }
 

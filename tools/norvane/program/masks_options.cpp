@@ -107,6 +107,7 @@ void MasksOptionSet::add_batch_options() {
         ->check(CLI::IsMember(result_names_known()));
     in_group(verb->add_option("--jobs", options.jobs, "Images at a time [one per processor]"))
         ->check(CLI::Range(1U, kMostJobs));
+    in_group(add_memory_option(*verb, options.reading));
     in_group(verb->add_option("--manifest", options.manifest, "File with one input a line, or - for standard input"));
     in_group(verb->add_option("--root", options.root,
                               "Results of inputs below this folder keep their path below it, as those of a folder that "
@@ -116,6 +117,10 @@ void MasksOptionSet::add_batch_options() {
     in_group(verb->add_option("--shard", shard, "Do only part K of N: K/N; all parts together do everything"))
         ->check(check_shard);
     in_group(verb->add_option("--fail-list", options.fail_list, "File for the inputs that failed, one a line"));
+    in_group(verb->add_flag_callback(
+        "-0,--null", [this] { options.list_end = '\0'; },
+        "Names in --manifest and --fail-list end with a NUL byte, as those of find -print0, not with a line feed"));
+    in_group(add_decode_option(*verb, options.reading));
     in_group(verb->add_flag("--dry-run", options.is_dry_run, "Say what would be done and write nothing"));
     in_group(verb->add_option("--format", format, "Report on standard output: text, or a JSON record a line"))
         ->check(CLI::IsMember({"text", "json"}))
@@ -163,6 +168,7 @@ MasksOptions MasksOptionSet::finish() {
     }
     if (!options.has_page) std::erase(options.results, "page");
     if (options.jobs == 0) options.jobs = std::max(1U, std::thread::hardware_concurrency());
+    options.analysis.image_memory = options.reading.image_memory;
     options.shard = shard_of(shard);
     options.report_format = format == "json" ? ReportFormat::kJson : ReportFormat::kText;
     options.stamp_text = text_for_stamps();

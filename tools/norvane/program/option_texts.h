@@ -10,6 +10,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -19,7 +21,8 @@ namespace Norvane::Host {
 
 inline constexpr const char* kExitCodesHelp =
     "Exit code: 0 everything was done, 1 some input was refused or failed (a line on standard error names it), 2 the "
-    "command line is wrong, 130 the run was interrupted. A status other than 0, such as \"tissue cut\", is a result "
+    "command line is wrong or the run would replace files that are not its own, 130 the run was interrupted. A status "
+    "other than 0, such as \"tissue cut\", is a result "
     "and "
     "not a failure: it tells how far to trust the masks.";
 
@@ -43,6 +46,31 @@ inline const std::vector<std::string> kViewNames{"mlo", "cc"};
 inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
     verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
         ->check(check_positive);
+}
+
+/// Returns the option, for its group in the help.
+inline CLI::Option* add_memory_option(CLI::App& verb, ReadOptions& options) {
+    constexpr unsigned kMostMebibytes = 1U << 20;
+    const auto take = [&options](unsigned mebibytes) { options.image_memory = std::uint64_t{mebibytes} << 20U; };
+    return verb
+        .add_option_function<unsigned>("--image-memory", take,
+                                       "Refuse an image that needs more memory than this, in MiB")
+        ->type_name("MIB")
+        ->check(CLI::Range(1U, kMostMebibytes))
+        ->default_str(std::to_string(kDefaultImageMemory >> 20U));
+}
+
+inline const std::map<std::string, DecodingPlace> kDecodingPlaces{{"isolated", DecodingPlace::kWorker},
+                                                                  {"in-process", DecodingPlace::kThisProcess}};
+
+inline CLI::Option* add_decode_option(CLI::App& verb, ReadOptions& options) {
+    const auto take = [&options](const std::string& name) { options.decoding = kDecodingPlaces.at(name); };
+    return verb
+        .add_option_function<std::string>("--decode", take,
+                                          "Where JPEG and JPEG 2000 pixels of DICOM files are decoded: in a process of "
+                                          "its own, or in this one, which damaged data may then end")
+        ->check(CLI::IsMember(kDecodingPlaces))
+        ->default_str("isolated");
 }
 
 /// Two numbers with `separator` between them, and nothing else.

@@ -5,8 +5,9 @@
 #include "analysis/image_settings.h"
 #include "batch/exit_code.h"
 #include "reading/number_text.h"
+#include "reading/printable.h"
 #include "reading/refusal.h"
-#include "results/output_set.h"
+#include "results/named_file.h"
 #include "results/write_png.h"
 
 #include <ostream>
@@ -27,20 +28,19 @@ std::string encode_pixels(const Phantom& phantom) {
 int run_phantom_command(const PhantomOptions& options, std::ostream& out, std::ostream& err) {
     const Phantom phantom = draw_phantom(options.settings);
     try {
-        OutputSet outputs;
-        outputs.add(options.file, encode_pixels(phantom));
+        write_named_file(options.file, encode_pixels(phantom));
         if (!options.labels_file.empty()) {
-            outputs.add(options.labels_file,
-                        encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
+            write_named_file(options.labels_file,
+                             encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
         }
-        outputs.commit();
     } catch (const Refusal& refusal) {
-        err << "norvane: " << options.file << " " << refusal.what() << std::endl;
+        complain(err, options.file + " " + refusal.what());
         return kExitPartly;
     }
-    out << options.file << ": its masks come from\n    norvane masks " << options.file << " --side "
-        << name_of(options.settings.side) << " --view " << name_of(options.settings.view) << " --pixel-size "
-        << number_text(options.settings.pixel_size_um) << std::endl;
+    print_line(out, options.file + ": its masks come from");
+    print_line(out, "    norvane masks " + options.file + " --side " + name_of(options.settings.side) + " --view " +
+                        name_of(options.settings.view) + " --pixel-size " +
+                        number_text(options.settings.pixel_size_um));
     return kExitDone;
 }
 

@@ -7,6 +7,7 @@
 #include "program/command_line.h"
 #include "program/info_command.h"
 #include "program/phantom_command.h"
+#include "reading/printable.h"
 
 #include <exception>
 #include <ostream>
@@ -30,10 +31,10 @@ int run_program(int argc, const char* const* argv, std::ostream& out, std::ostre
     try {
         const int code = run(parse_command_line(argc, argv, out, err), out, err);
         if (out.flush()) return code;
-        err << "norvane: the report cannot be written to standard output" << std::endl;
+        complain(err, "the report cannot be written to standard output");
         return code == kExitDone ? kExitPartly : code;
     } catch (const std::exception& e) {
-        err << "norvane: " << e.what() << std::endl;
+        complain(err, e.what());
         return kExitPartly;
     }
 }

@@ -214,7 +214,7 @@ void read_flags(const DicomHeader& header, SourceImage& image) {
     std::vector<DcmItem*> codes = header.items(DCM_ViewCodeSequence);
     if (!codes.empty()) {
         // The modifiers belong into the item of the view, but some machines write them beside it.
-        const std::vector<DcmItem*> inside = DicomHeader(*codes.front(), 1).items(DCM_ViewModifierCodeSequence);
+        const std::vector<DcmItem*> inside = DicomHeader(*codes.front()).items(DCM_ViewModifierCodeSequence);
         codes.insert(codes.end(), inside.begin(), inside.end());
     }
     const std::vector<DcmItem*> beside = header.items(DCM_ViewModifierCodeSequence);
@@ -315,7 +315,7 @@ void read_noise(const DicomHeader& header, SourceImage& image) {
 }  // namespace
 
 void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOptions& options, SourceImage& image) {
-    const DicomHeader header(object, image.frame);
+    const DicomHeader header(object);
     read_photometry(header, image);
     read_pixel_size(header, options, image);
     read_laterality(header, image);

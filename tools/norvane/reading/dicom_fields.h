@@ -2,9 +2,12 @@
 /// What the header of a DICOM object says about a mammogram, apart from its pixels.
 #pragma once
 
-#include "reading/dicom_pixels.h"
 #include "reading/read_options.h"
+#include "reading/sample_decoder.h"
 #include "reading/source_image.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcitem.h>
 
 namespace Norvane::Host {
 

@@ -1,38 +1,39 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dcpixel.h>
-#include <dcmtk/dcmdata/dcpixseq.h>
+#include "reading/byte_source.h"
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 namespace Norvane::Host {
 
-/// The fragments of compressed pixel data that hold one frame. Frames may be cut into several fragments at any place.
+/// Compressed pixels lie in fragments, one or several for each frame, which may be cut at any place.
 class FrameFragments {
 public:
-    /// `frame` counts from 1. Throws Refusal when the frame cannot be found. Keeps a reference to `pixels`.
-    FrameFragments(DcmPixelData& pixels, unsigned frame, unsigned frame_count);
+    /// Walks over the fragments of the pixel data in `file`, whose value is next, and finds those of a frame, counted
+    /// from 1. Throws Refusal if the frame cannot be found.
+    FrameFragments(FileBytes& file, unsigned frame, unsigned frame_count);
 
-    /// The item of the first fragment; item 0 is the offset table.
-    [[nodiscard]] unsigned first() const { return first_item; }
-    /// The bytes of the first fragment.
-    [[nodiscard]] std::span<const std::uint8_t> start() const { return bytes_of(first_item); }
-    /// The bytes of the frame, valid as long as this object.
-    [[nodiscard]] std::span<const std::uint8_t> joined() const;
+    /// Bytes of the frame.
+    [[nodiscard]] std::uint64_t size() const;
+    [[nodiscard]] std::vector<std::uint8_t> joined(FileBytes& file) const;
 
 private:
-    [[nodiscard]] std::span<const std::uint8_t> bytes_of(unsigned item) const;
-    [[nodiscard]] std::vector<unsigned> items_by_offset_table() const;
-    [[nodiscard]] std::vector<unsigned> items_by_first_bytes() const;
+    struct Fragment {
+        std::uint64_t offset;  // of its bytes, in the file
+        std::uint32_t length;
+        bool begins_image;  // as JPEG or JPEG 2000 data do
+    };
+    using Starts = std::vector<std::size_t>;  // the first fragment of each frame
 
-    DcmPixelSequence* sequence = nullptr;
-    unsigned first_item = 0;
-    unsigned end_item = 0;
-    mutable std::vector<std::uint8_t> bytes;
+    void read_table(FileBytes& file);
+    [[nodiscard]] Starts starts_by_table(FileBytes& file, unsigned frame_count) const;
+    [[nodiscard]] Starts starts_by_first_bytes() const;
+
+    Fragment table{};  // offsets of the frames, which may be empty
+    std::vector<Fragment> fragments;
+    std::size_t first = 0, end = 0;  // those of the frame
 };
 
 }  // namespace Norvane::Host

@@ -45,14 +45,18 @@ std::optional<double> decimal_of(const std::string& text) {
     return value;
 }
 
-DicomHeader::DicomHeader(DcmItem& object, unsigned frame) : places{{&object, false}} {
-    DcmItem* group = nullptr;
-    const auto index = static_cast<signed long>(frame) - 1;
-    if (object.findAndGetSequenceItem(DCM_PerFrameFunctionalGroupsSequence, group, index).good()) {
-        places.push_back({group, true});
-    }
-    if (object.findAndGetSequenceItem(DCM_SharedFunctionalGroupsSequence, group, 0).good()) {
-        places.push_back({group, true});
+bool is_sequence_asked_for(std::uint32_t tag) {
+    static const DcmTagKey kSequences[] = {DCM_ViewCodeSequence, DCM_ViewModifierCodeSequence,
+                                           DCM_SharedFunctionalGroupsSequence, DCM_PerFrameFunctionalGroupsSequence};
+    return std::ranges::any_of(kSequences, [tag](const DcmTagKey& known) {
+        return tag == (std::uint32_t{known.getGroup()} << 16 | known.getElement());
+    });
+}
+
+DicomHeader::DicomHeader(DcmItem& object) : places{{&object, false}} {
+    for (const DcmTagKey& groups : {DCM_PerFrameFunctionalGroupsSequence, DCM_SharedFunctionalGroupsSequence}) {
+        DcmItem* group = nullptr;
+        if (object.findAndGetSequenceItem(groups, group, 0).good()) places.push_back({group, true});
     }
 }
 
@@ -70,7 +74,9 @@ std::vector<DcmItem*> DicomHeader::items(const DcmTagKey& sequence) const {
     for (const Place& place : places) {
         DcmSequenceOfItems* items = nullptr;
         if (place.item->findAndGetSequence(sequence, items, place.is_deep ? OFTrue : OFFalse).bad()) continue;
-        for (unsigned long i = 0; i < items->card(); ++i) found.push_back(items->getItem(i));
+        for (DcmObject* item = items->nextInContainer(nullptr); item != nullptr; item = items->nextInContainer(item)) {
+            found.push_back(static_cast<DcmItem*>(item));
+        }
         if (!found.empty()) break;
     }
     return found;

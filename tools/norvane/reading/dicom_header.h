@@ -5,6 +5,7 @@
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdatset.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,12 +22,15 @@ namespace Norvane::Host {
 /// A decimal number as DICOM writes it; nothing when the text is none, or not finite.
 [[nodiscard]] std::optional<double> decimal_of(const std::string& text);
 
+/// Whether rules about the header look into all items of this sequence. Other sequences are not loaded.
+[[nodiscard]] bool is_sequence_asked_for(std::uint32_t tag);
+
 /// The header as it counts for one frame: the object's own fields come first, then what the functional groups say
 /// about this frame, then what they say about all.
 class DicomHeader {
 public:
-    /// `frame` counts from 1. Keeps references into `object`.
-    DicomHeader(DcmItem& object, unsigned frame);
+    /// Of the groups of each frame, `object` has those of this frame alone. Keeps references into it.
+    explicit DicomHeader(DcmItem& object);
 
     [[nodiscard]] std::string text(const DcmTagKey& tag, unsigned long index = 0) const;
     [[nodiscard]] std::optional<double> decimal(const DcmTagKey& tag) const { return decimal_of(text(tag)); }

@@ -1,112 +1,107 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/dicom_pixels.h"
 
-#include "reading/codestream_header.h"
+#include "decoding/codestream_header.h"
+#include "decoding/decode_frame.h"
 #include "reading/dicom_fragments.h"
-#include "reading/jpeg2000.h"
 #include "reading/refusal.h"
 #include "reading/run_lengths.h"
 
-#include <dcmtk/dcmdata/dctk.h>
-#include <dcmtk/dcmjpeg/djdecode.h>
-#include <dcmtk/dcmjpls/djdecode.h>
+#include <malloc.h>
 
 #include <algorithm>
+#include <array>
 #include <span>
+#include <string>
 
 namespace Norvane::Host {
 namespace {
 
-using Decoder = TransferSyntax::Decoder;
+// Of big endian files, values of the type OW are turned word by word, even where samples are bytes.
+bool is_turned(const DicomFile& file) { return file.syntax().elements.is_big_endian && file.pixels()->has_type("OW"); }
 
-// The toolkit knows no high-throughput JPEG 2000; the data set around it is built as that of JPEG 2000.
-constexpr TransferSyntax kSyntaxes[] = {
-    {"1.2.840.10008.1.2", "implicit little endian", EXS_LittleEndianImplicit, Decoder::kUncompressed},
-    {"1.2.840.10008.1.2.1", "explicit little endian", EXS_LittleEndianExplicit, Decoder::kUncompressed},
-    {"1.2.840.10008.1.2.1.99", "deflated", EXS_DeflatedLittleEndianExplicit, Decoder::kUncompressed},
-    {"1.2.840.10008.1.2.2", "explicit big endian", EXS_BigEndianExplicit, Decoder::kUncompressed},
-    {"1.2.840.10008.1.2.5", "RLE", EXS_RLELossless, Decoder::kRunLengths},
-    {"1.2.840.10008.1.2.4.50", "JPEG baseline", EXS_JPEGProcess1, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.51", "JPEG extended", EXS_JPEGProcess2_4, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.57", "JPEG lossless", EXS_JPEGProcess14, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.70", "JPEG lossless, first-order", EXS_JPEGProcess14SV1, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.80", "JPEG-LS lossless", EXS_JPEGLSLossless, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.81", "JPEG-LS near-lossless", EXS_JPEGLSLossy, Decoder::kJpeg},
-    {"1.2.840.10008.1.2.4.90", "JPEG 2000 lossless", EXS_JPEG2000LosslessOnly, Decoder::kJpeg2000},
-    {"1.2.840.10008.1.2.4.91", "JPEG 2000", EXS_JPEG2000, Decoder::kJpeg2000},
-    {"1.2.840.10008.1.2.4.201", "HTJ2K lossless", EXS_JPEG2000LosslessOnly, Decoder::kJpeg2000},
-    {"1.2.840.10008.1.2.4.202", "HTJ2K lossless by resolution", EXS_JPEG2000LosslessOnly, Decoder::kJpeg2000},
-    {"1.2.840.10008.1.2.4.203", "HTJ2K", EXS_JPEG2000, Decoder::kJpeg2000},
-};
-
-/// The toolkit's decoders, registered for the life of the program.
-struct ToolkitDecoders {
-    ToolkitDecoders() {
-        DJDecoderRegistration::registerCodecs();
-        DJLSDecoderRegistration::registerCodecs();
-    }
-    ~ToolkitDecoders() {
-        DJLSDecoderRegistration::cleanup();
-        DJDecoderRegistration::cleanup();
-    }
-    ToolkitDecoders(const ToolkitDecoders&) = delete;
-    ToolkitDecoders& operator=(const ToolkitDecoders&) = delete;
-};
-
-void refuse_truncated(DcmPixelData& pixels, const SampleLayout& layout, const SourceImage& image) {
-    const std::size_t held = std::size_t{pixels.getLength()} / (layout.allocated / 8);
-    const std::size_t needed = image.samples.size() * image.frame;
+void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
     if (held >= needed) return;
     throw Refusal("is truncated (" + std::to_string(held) + " of " + std::to_string(needed) + " samples)");
 }
 
-// The toolkit decodes into bytes when the samples have 8 bits, into words otherwise.
-void widen_bytes(std::span<std::uint16_t> words) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: a word never covers a byte to come
-}
+/// Reads the samples of a frame that nothing compresses, a few thousand at a time.
+void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder& decode, SourceImage& image) {
+    const std::size_t bytes_per_sample = layout.allocated / 8;
+    const std::uint64_t frame_samples = std::uint64_t{image.width} * image.height;
+    const std::uint64_t begin = frame_samples * bytes_per_sample * (image.frame - 1);
+    refuse_truncated(file.pixels()->length / bytes_per_sample, frame_samples * image.frame);
+    make_room(image);
 
-void decode_by_toolkit(DcmDataset& object, DcmPixelData& pixels, unsigned bits, unsigned first_fragment,
-                       SourceImage& image) {
-    static const ToolkitDecoders decoders;
-    if (!object.tagExists(DCM_SamplesPerPixel)) object.putAndInsertUint16(DCM_SamplesPerPixel, 1);  // it insists
-    Uint32 fragment = first_fragment;
-    OFString colour_model;
-    const std::size_t room = image.samples.size() * sizeof(std::uint16_t);
-    const OFCondition decoded = pixels.getUncompressedFrame(&object, image.frame - 1, fragment, image.samples.data(),
-                                                            static_cast<Uint32>(room), colour_model);
-    if (decoded.bad()) throw Refusal(std::string("has pixel data that cannot be decoded: ") + decoded.text());
-    if (bits <= 8) widen_bytes(image.samples);
-}
-
-/// The sample as an unsigned number; the lowest signed value becomes 0. `stray` counts the words that hold more than a
-/// sample: they become the largest or the lowest value.
-class SampleDecoder {
-public:
-    explicit SampleDecoder(const SampleLayout& layout)
-        : shift(layout.shift),
-          mask((1U << layout.stored) - 1),
-          sign(layout.is_signed ? 1U << (layout.stored - 1) : 0),
-          above((1U << (layout.allocated - layout.shift - layout.stored)) - 1),
-          stored(layout.stored),
-          has_foreign_bits(layout.has_foreign_bits) {}
-
-    std::uint16_t operator()(unsigned word) {
-        const unsigned sample = word >> shift & mask;
-        const unsigned rest = word >> shift >> stored & above;
-        const bool is_sign_extension = rest == above && (sample & sign) != 0;
-        if (rest == 0 || is_sign_extension || has_foreign_bits) return static_cast<std::uint16_t>(sample ^ sign);
-        ++stray;
-        const bool is_negative = sign != 0 && rest > above / 2;
-        return static_cast<std::uint16_t>(is_negative ? 0 : mask);
+    ByteSource& bytes = file.pixel_bytes();
+    std::array<std::uint8_t, 1U << 14> chunk;
+    std::size_t at = begin % 2;  // words are read whole, even if a frame of bytes begins inside one
+    if (!bytes.skip(begin - at)) refuse_truncated_dicom();
+    for (std::span<std::uint16_t> rest = image.samples; !rest.empty(); at = 0) {
+        const std::size_t wanted = std::min(chunk.size(), at + rest.size() * bytes_per_sample);
+        const std::size_t count = bytes.read(std::span(chunk).first(wanted + wanted % 2));
+        if (count < wanted) refuse_truncated_dicom();
+        if (is_turned(file)) {
+            for (std::size_t i = 0; i + 1 < count; i += 2) std::swap(chunk[i], chunk[i + 1]);
+        }
+        const std::size_t samples = (wanted - at) / bytes_per_sample;
+        for (std::size_t i = 0; i < samples; ++i) {
+            const std::uint8_t* sample = &chunk[at + i * bytes_per_sample];
+            rest[i] = decode(bytes_per_sample == 1 ? sample[0] : sample[0] | sample[1] << 8U);
+        }
+        rest = rest.subspan(samples);
     }
+}
 
-    std::size_t stray = 0;
+// The words may be the samples' own.
+void take_words(std::span<const std::uint16_t> words, SampleDecoder& decode, SourceImage& image) {
+    for (std::size_t i = 0; i < words.size(); ++i) image.samples[i] = decode(words[i]);
+}
 
-private:
-    unsigned shift, mask, sign, above, stored;
-    bool has_foreign_bits;
-};
+// The C library keeps the memory of earlier images for later ones. While JPEG 2000 is decoded, its worker needs more
+// than this process, and what is free here is worth more there.
+void give_back_free_memory() {
+#ifdef __GLIBC__
+    (void)malloc_trim(0);
+#endif
+}
+
+void decode_compressed(std::span<const std::uint8_t> bytes, const TransferSyntax& syntax, const ReadOptions& options,
+                       SampleDecoder& decode, SourceImage& image) {
+    const bool is_jpeg2000 = syntax.pixels == TransferSyntax::kJpeg2000;
+    const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
+    refuse_unfit(header, image.width, image.height);
+    if (is_jpeg2000) give_back_free_memory();
+    const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
+    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding},
+                 [&](std::span<const std::uint16_t> words) {
+                     make_room(image);
+                     take_words(words, decode, image);
+                 });
+}
+
+void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptions& options, SampleDecoder& decode,
+                    SourceImage& image) {
+    const FrameFragments fragments(file.file(), image.frame, image.frame_count);
+    refuse_beyond_memory(options.image_memory,
+                         memory_of_source(std::uint64_t{image.width} * image.height) + 2 * fragments.size(),
+                         "its compressed pixels");
+    const std::vector<std::uint8_t> bytes = fragments.joined(file.file());
+    if (file.syntax().pixels == TransferSyntax::kRunLengths) {
+        make_room(image);
+        decode_run_lengths(bytes, layout.allocated / 8, image.samples);
+        take_words(image.samples, decode, image);
+    } else {
+        decode_compressed(bytes, file.syntax(), options, decode, image);
+    }
+}
+
+// What decoders were seen to need while the samples wait for them: the words that they deliver, and JPEG 2000 the
+// coefficients, four bytes each.
+std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, std::uint64_t count) {
+    if (pixels == TransferSyntax::kJpeg2000) return 6 * count;
+    return pixels == TransferSyntax::kJpeg ? 2 * count : 0;
+}
 
 // A few samples beyond BitsStored are dirt; many mean that the number of bits is wrong and the picture is not there.
 void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
@@ -118,49 +113,26 @@ void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
     image.warnings.push_back(found + "; they count as the largest value");
 }
 
-DcmPixelData& pixel_data_of(DcmDataset& object) {
-    DcmElement* element = nullptr;
-    if (object.findAndGetElement(DCM_PixelData, element).good()) {
-        if (auto* pixels = dynamic_cast<DcmPixelData*>(element)) return *pixels;
-    }
-    throw Refusal("holds no image (no PixelData)");
-}
-
 }  // namespace
 
-const TransferSyntax& transfer_syntax_of(const std::string& uid) {
-    for (const TransferSyntax& syntax : kSyntaxes) {
-        if (uid == syntax.uid) return syntax;
+void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned width, unsigned height,
+                       const ReadOptions& options, SourceImage& image) {
+    const bool is_plain = file.syntax().has_plain_pixels();
+    if (is_plain == file.pixels()->is_endless()) {
+        throw Refusal(is_plain ? "has compressed pixel data, although its transfer syntax denies it"
+                               : "has no compressed pixel data, although its transfer syntax promises it");
     }
-    const DcmXfer known(uid.c_str());
-    if (known.getXfer() == EXS_Unknown) throw Refusal("has the unknown transfer syntax " + uid);
-    throw Refusal(std::string("is compressed as ") + known.getXferName() + " (" + uid + "), which is not read");
-}
-
-void read_dicom_pixels(DcmDataset& object, const TransferSyntax& syntax, const SampleLayout& layout,
-                       SourceImage& image) {
-    DcmPixelData& pixels = pixel_data_of(object);
-    if (syntax.decoder == Decoder::kUncompressed) {
-        refuse_truncated(pixels, layout, image);
-        decode_by_toolkit(object, pixels, layout.allocated, 0, image);
-    } else {
-        const FrameFragments fragments(pixels, image.frame, image.frame_count);
-        if (syntax.decoder == Decoder::kRunLengths) {
-            decode_run_lengths(fragments.joined(), layout.allocated / 8, image.samples);
-        } else if (syntax.decoder == Decoder::kJpeg) {
-            const CodestreamHeader header = read_jpeg_header(fragments.start());
-            refuse_unfit(header, image.width, image.height);
-            decode_by_toolkit(object, pixels, header.bits, fragments.first(), image);
-        } else {
-            decode_jpeg2000(fragments.joined(), image.width, image.height, image.samples);
-        }
-    }
+    settle_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
+    // Decoders deliver words, whatever the header says of the file's.
     SampleLayout in_words = layout;
-    const bool comes_in_words = syntax.decoder == Decoder::kJpeg || syntax.decoder == Decoder::kJpeg2000;
-    if (comes_in_words) in_words.allocated = 16;
+    if (!is_plain && file.syntax().pixels != TransferSyntax::kRunLengths) in_words.allocated = 16;
     SampleDecoder decode(in_words);
-    for (std::uint16_t& sample : image.samples) sample = decode(sample);
-    judge_stray(decode.stray, layout.stored, image);
+    if (is_plain) {
+        read_plain_frame(file, layout, decode, image);
+    } else {
+        read_fragments(file, layout, options, decode, image);
+    }
+    judge_stray(decode.stray(), layout.stored, image);
 }
 
 }  // namespace Norvane::Host

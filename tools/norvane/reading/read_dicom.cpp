@@ -1,79 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/read_dicom.h"
 
+#include "reading/dicom_data_set.h"
 #include "reading/dicom_fields.h"
 #include "reading/dicom_header.h"
 #include "reading/dicom_pixels.h"
 #include "reading/refusal.h"
 
-#include <dcmtk/dcmdata/dcistrmf.h>
 #include <dcmtk/dcmdata/dctk.h>
-#include <dcmtk/oflog/oflog.h>
 
 #include <charconv>
-#include <cstddef>
-#include <cstdint>
 #include <string>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
-
-// Values longer than this stay in the file until they are asked for: only the wanted frame is read.
-constexpr Uint32 kLongestValueReadAtOnce = 4096;
-
-void refuse_if_bad(const OFCondition& condition) {
-    if (condition.bad()) throw Refusal(std::string("is a damaged or truncated DICOM file: ") + condition.text());
-}
-
-// Every refusal is one line of ours; the toolkit is to write none.
-void silence_toolkit() {
-    static const bool is_silent = [] {
-        OFLog::configure(OFLogger::OFF_LOG_LEVEL);
-        return true;
-    }();
-    (void)is_silent;
-}
-
-/// The toolkit calls itself for every sequence inside a sequence, without an end, and so a file of a few hundred
-/// kilobytes can use up the stack. This stream seems to end where the calls have gone too deep.
-class ShallowFileStream : public DcmInputFileStream {
-public:
-    explicit ShallowFileStream(const std::filesystem::path& file) : DcmInputFileStream(file.c_str()) {}
-
-    offile_off_t avail() override {
-        constexpr std::ptrdiff_t kMostStackBytes = std::ptrdiff_t{1} << 20;  // about a thousand sequences deep
-        is_too_deep |= start - stack_position() > kMostStackBytes;
-        return is_too_deep ? 0 : DcmInputFileStream::avail();
-    }
-    void refuse_if_bad(const OFCondition& condition) const {
-        if (is_too_deep) throw Refusal("holds sequences inside sequences without an end");
-        Host::refuse_if_bad(condition);
-    }
-
-private:
-    static std::intptr_t stack_position() { return reinterpret_cast<std::intptr_t>(__builtin_frame_address(0)); }
-
-    std::intptr_t start = stack_position();
-    bool is_too_deep = false;
-};
-
-/// Step by step instead of by DcmFileFormat, which takes a syntax that it does not know for an uncompressed one.
-const TransferSyntax& load(const std::filesystem::path& file, DcmDataset& object) {
-    ShallowFileStream stream(file);
-    stream.refuse_if_bad(stream.status());
-    DcmMetaInfo file_header;
-    file_header.transferInit();
-    stream.refuse_if_bad(file_header.read(stream, EXS_Unknown, EGL_noChange, kLongestValueReadAtOnce));
-    file_header.transferEnd();
-    // A data set without file header shows by itself how it is written, and it is not compressed.
-    const std::string uid = text_of(file_header, DCM_TransferSyntaxUID);
-    const TransferSyntax* syntax = uid.empty() ? nullptr : &transfer_syntax_of(uid);
-    object.transferInit();
-    stream.refuse_if_bad(
-        object.read(stream, syntax == nullptr ? EXS_Unknown : syntax->data_set, EGL_noChange, kLongestValueReadAtOnce));
-    object.transferEnd();
-    return syntax == nullptr ? transfer_syntax_of(DcmXfer(object.getOriginalXfer()).getXferID()) : *syntax;
-}
 
 unsigned required(DcmItem& object, const DcmTagKey& tag, const char* name) {
     if (const auto number = number_of(object, tag)) return *number;
@@ -117,37 +58,30 @@ unsigned frame_count_of(DcmItem& object) {
     return count;
 }
 
-// What is kept has no pixels and does not look into the file any more.
-void keep_header(std::unique_ptr<DcmDataset> object, SourceImage& image) {
-    object->findAndDeleteElement(DCM_PixelData);
-    refuse_if_bad(object->loadAllDataIntoMemory());
-    image.dicom_header = std::move(object);
-}
-
 }  // namespace
 
 void load_dicom_dictionary() {
-    silence_toolkit();
+    silence_dicom_toolkit();
     (void)dcmDataDict.rdlock();
     dcmDataDict.rdunlock();
 }
 
-SourceImage read_dicom(const std::filesystem::path& file, const ReadOptions& options) {
-    silence_toolkit();
-    auto object = std::make_unique<DcmDataset>();
-    const TransferSyntax& syntax = load(file, *object);
-    if (!object->tagExists(DCM_PixelData)) throw NotAnImage("holds no image (no PixelData)");
+SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& options) {
+    silence_dicom_toolkit();
+    DicomFile file(path, options);
+    if (!file.pixels()) throw NotAnImage("holds no image (no PixelData)");
 
+    DcmDataset& object = *file.header();
     SourceImage image;
     image.format = "DICOM";
-    image.encoding = std::string(syntax.name) + " (" + syntax.uid + ")";
-    set_frame(image, frame_count_of(*object), options);
-    const SampleLayout layout = layout_of(*object);
+    image.encoding = std::string(file.syntax().name) + " (" + file.syntax().uid + ")";
+    set_frame(image, frame_count_of(object), options);
+    const SampleLayout layout = layout_of(object);
     image.used_bits = layout.stored;
-    read_dicom_fields(*object, layout, options, image);
-    set_size(image, required(*object, DCM_Columns, "Columns"), required(*object, DCM_Rows, "Rows"));
-    read_dicom_pixels(*object, syntax, layout, image);
-    keep_header(std::move(object), image);
+    read_dicom_fields(object, layout, options, image);
+    const unsigned width = required(object, DCM_Columns, "Columns");
+    read_dicom_pixels(file, layout, width, required(object, DCM_Rows, "Rows"), options, image);
+    image.dicom_header = std::move(file.header());
     return image;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reading/read_image.h"
 
+#include "reading/byte_source.h"
 #include "reading/read_dicom.h"
 #include "reading/read_pgm.h"
 #include "reading/read_png.h"
@@ -8,10 +9,8 @@
 #include "reading/refusal.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
+#include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace Norvane::Host {
@@ -46,9 +45,9 @@ bool is_tiff(std::string_view head) {
 }
 
 // Formats without frames have one.
-template <SourceImage (*read)(const std::filesystem::path&)>
+template <SourceImage (*read)(const std::filesystem::path&, const ReadOptions&)>
 SourceImage read_single(const std::filesystem::path& file, const ReadOptions& options) {
-    SourceImage image = read(file);
+    SourceImage image = read(file, options);
     set_frame(image, 1, options);
     return image;
 }
@@ -69,19 +68,11 @@ constexpr ForeignFormat kForeignFormats[] = {{"\xFF\xD8\xFF"sv, "a JPEG file"},
                                              {"%PDF"sv, "a PDF file"}};
 
 std::string first_bytes_of(const std::filesystem::path& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (status.type() == std::filesystem::file_type::not_found) throw Refusal("does not exist");
-    if (status.type() == std::filesystem::file_type::directory) throw Refusal("is a directory");
-    // Pipes and devices may keep a reader waiting, and give their bytes once only.
-    if (exists(status) && !is_regular_file(status)) throw Refusal("is not a file");
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
-    std::string head(160, '\0');
-    stream.read(head.data(), static_cast<std::streamsize>(head.size()));
-    head.resize(static_cast<std::size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
+    constexpr std::size_t kEnough = 160;
+    FileBytes bytes(file);
+    const auto head = bytes.peek(kEnough);
     if (head.empty()) throw Refusal("is empty");
-    return head;
+    return {head.begin(), head.end()};
 }
 
 }  // namespace
@@ -105,10 +96,9 @@ bool has_known_format(const std::filesystem::path& file) {
 }
 
 std::string read_bytes(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
-    std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    if (stream.bad()) throw Refusal("cannot be read");
+    FileBytes source(file);
+    std::string bytes(static_cast<std::size_t>(source.size()), '\0');
+    bytes.resize(source.read({reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
     return bytes;
 }
 

@@ -2,13 +2,19 @@
 /// What the user says about how files are read.
 #pragma once
 
+#include "decoding/decode_frame.h"
+#include "reading/image_memory.h"
+
+#include <cstdint>
 #include <optional>
 
 namespace Norvane::Host {
 
 struct ReadOptions {
-    std::optional<unsigned> frame;     ///< 1-based; nothing: a file of several frames or pages is refused
+    std::optional<unsigned> frame{};   ///< 1-based; nothing: a file of several frames or pages is refused
     bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
+    DecodingPlace decoding = DecodingPlace::kWorker;   ///< of compressed DICOM pixels
+    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused unread
 };
 
 }  // namespace Norvane::Host

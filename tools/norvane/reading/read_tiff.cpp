@@ -26,9 +26,11 @@ struct FreeOptions {
 /// An open file with the first complaint of the library, which is told to print nothing.
 class TiffFile {
 public:
-    explicit TiffFile(const std::filesystem::path& file) {
+    TiffFile(const std::filesystem::path& file, const ReadOptions& read_options) {
         const std::unique_ptr<TIFFOpenOptions, FreeOptions> options(TIFFOpenOptionsAlloc());
         TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_message, &message);
+        // Of the tables of strips there are two, and of a strip or tile two copies.
+        TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(read_options.image_memory / 4));
         TIFFOpenOptionsSetWarningHandlerExtR(options.get(), keep_silent, nullptr);
         // Not mapped into memory: a mapped file that another program shortens takes this one down.
         tiff.reset(TIFFOpenExt(file.c_str(), "rm", options.get()));
@@ -95,31 +97,45 @@ void put_samples(const std::uint8_t* bytes, unsigned bits, unsigned count, std::
     }
 }
 
-void read_strips(const TiffFile& file, unsigned bits, SourceImage& image) {
-    std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(file.get())));
-    if (row.size() < std::size_t{image.width} * (bits / 8)) file.refuse();
-    for (unsigned y = 0; y < image.height; ++y) {
-        if (TIFFReadScanline(file.get(), row.data(), y, 0) < 0) file.refuse();
-        put_samples(row.data(), bits, image.width, &image.samples[std::size_t{y} * image.width]);
-    }
-}
+/// What the library reads at a time: a row of a strip, or a tile.
+struct Block {
+    unsigned width, height;
+    std::size_t bytes;
+};
 
-void read_tiles(const TiffFile& file, unsigned bits, SourceImage& image) {
+Block block_of(const TiffFile& file, unsigned bits, unsigned width) {
+    if (TIFFIsTiled(file.get()) == 0) {
+        const auto row_bytes = static_cast<std::size_t>(TIFFScanlineSize(file.get()));
+        if (row_bytes < std::size_t{width} * (bits / 8)) file.refuse();
+        return {width, 1, row_bytes};
+    }
     const auto tile_width = file.tag<std::uint32_t>(TIFFTAG_TILEWIDTH);
     const auto tile_height = file.tag<std::uint32_t>(TIFFTAG_TILELENGTH);
     constexpr unsigned kLargestTile = 1U << 14;
     if (tile_width == 0 || tile_height == 0 || tile_width > kLargestTile || tile_height > kLargestTile) file.refuse();
-    const std::size_t row_bytes = std::size_t{tile_width} * (bits / 8);
-    std::vector<std::uint8_t> tile(row_bytes * tile_height);
-    if (static_cast<std::size_t>(TIFFTileSize(file.get())) != tile.size()) file.refuse();
-    for (unsigned top = 0; top < image.height; top += tile_height) {
-        for (unsigned left = 0; left < image.width; left += tile_width) {
-            if (TIFFReadTile(file.get(), tile.data(), left, top, 0, 0) < 0) file.refuse();
-            const unsigned rows = std::min(tile_height, image.height - top);
-            const unsigned columns = std::min(tile_width, image.width - left);
+    const std::size_t bytes = std::size_t{tile_width} * tile_height * (bits / 8);
+    if (static_cast<std::size_t>(TIFFTileSize(file.get())) != bytes) file.refuse();
+    return {tile_width, tile_height, bytes};
+}
+
+void read_block(const TiffFile& file, std::vector<std::uint8_t>& bytes, unsigned left, unsigned top) {
+    const bool is_tile = TIFFIsTiled(file.get()) != 0;
+    const auto answer = is_tile ? TIFFReadTile(file.get(), bytes.data(), left, top, 0, 0)
+                                : TIFFReadScanline(file.get(), bytes.data(), top, 0);
+    if (answer < 0) file.refuse();
+}
+
+void read_blocks(const TiffFile& file, unsigned bits, const Block& block, SourceImage& image) {
+    std::vector<std::uint8_t> bytes(block.bytes);
+    for (unsigned top = 0; top < image.height; top += block.height) {
+        for (unsigned left = 0; left < image.width; left += block.width) {
+            read_block(file, bytes, left, top);
+            const unsigned rows = std::min(block.height, image.height - top);
+            const unsigned columns = std::min(block.width, image.width - left);
             for (unsigned y = 0; y < rows; ++y) {
                 const std::size_t start = (std::size_t{top} + y) * image.width + left;
-                put_samples(&tile[y * row_bytes], bits, columns, &image.samples[start]);
+                const std::size_t row = std::size_t{y} * block.width * (bits / 8);
+                put_samples(&bytes[row], bits, columns, &image.samples[start]);
             }
         }
     }
@@ -128,7 +144,7 @@ void read_tiles(const TiffFile& file, unsigned bits, SourceImage& image) {
 }  // namespace
 
 SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options) {
-    const TiffFile tiff(file);
+    const TiffFile tiff(file, options);
     SourceImage image;
     image.format = "TIFF";
     set_frame(image, tiff.page_count(), options);
@@ -141,12 +157,11 @@ SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& opti
         image.warnings.push_back("the Orientation " + std::to_string(orientation) +
                                  " of the file is not applied: masks are those of the image as it is stored");
     }
-    set_size(image, tiff.tag<std::uint32_t>(TIFFTAG_IMAGEWIDTH), tiff.tag<std::uint32_t>(TIFFTAG_IMAGELENGTH));
-    if (TIFFIsTiled(tiff.get()) != 0) {
-        read_tiles(tiff, bits, image);
-    } else {
-        read_strips(tiff, bits, image);
-    }
+    const auto width = tiff.tag<std::uint32_t>(TIFFTAG_IMAGEWIDTH);
+    const Block block = block_of(tiff, bits, width);
+    // The library has a block in memory as it is, and as it lies in the file.
+    set_size(image, width, tiff.tag<std::uint32_t>(TIFFTAG_IMAGELENGTH), options, 2 * std::uint64_t{block.bytes});
+    read_blocks(tiff, bits, block, image);
     return image;
 }
 

@@ -1,35 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The result files of one input, which appear together or not at all.
+/// Files that get their places in the folder of the results together.
 #pragma once
+
+#include "results/result_folder.h"
+#include "results/run_folder.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace Norvane::Host {
 
-/// Each file is written under a temporary name beside its place; commit() gives all of them their names. Without
-/// commit() the temporary files are removed. A device or a pipe is written at once and never replaced by a file. Errors
-/// are thrown as Refusal with the path and the system's reason.
+/// Each file is written under a temporary name in the run's folder; commit() gives all of them their names. Without
+/// commit() the temporary files are removed. Errors are thrown as Refusal with the path and the system's reason.
 class OutputSet {
 public:
-    OutputSet() = default;
+    /// Both must live longer. `folder` is the one in which the files get their places.
+    OutputSet(const RunFolder& run_folder, const ResultFolder& folder_of_files)
+        : run(run_folder), folder(folder_of_files) {}
     ~OutputSet();
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
+    /// `file` is a name without folders.
     void add(const std::filesystem::path& file, std::string_view bytes);
-    /// The files that wait for their names, with their sizes in bytes.
-    [[nodiscard]] std::vector<std::pair<std::filesystem::path, std::uintmax_t>> files() const;
-    void commit();
+
+    struct Waiting {
+        std::string name;
+        std::uintmax_t size;
+        std::string temporary;
+    };
+    /// The files that wait for their names, in the order in which they get them.
+    [[nodiscard]] const std::vector<Waiting>& files() const { return waiting; }
+
+    /// Whether a file with this name and size may be replaced.
+    using IsOwn = std::function<bool(const std::string& name, std::uintmax_t size)>;
+    /// Throws Refusal if something that may not be replaced lies in the place of one of the files.
+    void require_places(const IsOwn& is_own) const;
+    /// The same look before each file; those that have got their names leave files().
+    void commit(const IsOwn& is_own);
 
 private:
-    std::vector<std::pair<std::filesystem::path, std::filesystem::path>> waiting;  // temporary name, name
-};
+    [[nodiscard]] bool has_own_in_place_of(const Waiting& file, const IsOwn& is_own) const;
 
-/// The file that a temporary file of some run was to become; empty for any other file.
-[[nodiscard]] std::filesystem::path result_of_temporary(const std::filesystem::path& file);
+    const RunFolder& run;
+    const ResultFolder& folder;
+    std::vector<Waiting> waiting;
+};
 
 }  // namespace Norvane::Host

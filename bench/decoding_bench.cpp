@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Compressed frames decoded by a worker, beside the same decoder in this process. The use of the words is a pass over
+/// them on both sides, as the reader's is.
+#include "decoding/decode_frame.h"
+#include "phantom/phantom.h"
+#include "tools/reading/encoders.h"
+#include "yardstick.h"
+
+#include <numeric>
+
+namespace Norvane::Bench {
+namespace {
+
+struct Kind {
+    const char* uid;
+    Host::Codec codec;
+};
+
+std::uint64_t decode(Host::CompressedFrame frame, Host::DecodingPlace place) {
+    frame.place = place;
+    std::uint64_t sum = 0;
+    Host::decode_frame(frame, [&](auto words) { sum = std::accumulate(words.begin(), words.end(), std::uint64_t{0}); });
+    return sum;
+}
+
+void worker(benchmark::State& state, const Kind& kind) {
+    Host::PhantomSettings settings;
+    settings.width = 3328;
+    settings.height = 4096;
+    settings.pixel_size_um = 70.0;
+    const Tests::Picture picture{settings.width, settings.height, 12, false, Host::draw_phantom(settings).pixels};
+    const auto encodings = Tests::all_encodings();
+    const auto encoding = std::ranges::find(encodings, std::string_view(kind.uid), &Tests::Encoding::uid);
+    const Tests::Bytes bytes = encoding->encode(picture);
+    const Host::CompressedFrame frame{kind.codec, bytes, settings.width, settings.height, 12};
+    const auto isolated = [&] { benchmark::DoNotOptimize(decode(frame, Host::DecodingPlace::kWorker)); };
+    const auto here = [&] { benchmark::DoNotOptimize(decode(frame, Host::DecodingPlace::kThisProcess)); };
+    if (decode(frame, Host::DecodingPlace::kWorker) != decode(frame, Host::DecodingPlace::kThisProcess)) {
+        return state.SkipWithError("the words differ");
+    }
+    compare(
+        state, "x_in_process", {1.02, 1.0}, [] {}, isolated, here);
+}
+
+BENCHMARK_CAPTURE(worker, jpeg_extended, Kind{"1.2.840.10008.1.2.4.51", Host::Codec::kJpeg})
+    ->Iterations(1)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(worker, jpeg_ls, Kind{"1.2.840.10008.1.2.4.80", Host::Codec::kJpegLs})
+    ->Iterations(1)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(worker, jpeg_2000, Kind{"1.2.840.10008.1.2.4.90", Host::Codec::kJpeg2000})
+    ->Iterations(1)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(worker, htj2k, Kind{"1.2.840.10008.1.2.4.201", Host::Codec::kJpeg2000})
+    ->Iterations(1)
+    ->UseManualTime();
+
+}  // namespace
+}  // namespace Norvane::Bench

@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "checks/quality_checks.h"
+
+#include "imaging/ipl_bridge.h"
+#include "imaging/mask_utils.h"
+#include "model/geometry.h"
+#include "model/grey_statistics.h"
+#include "model/mask_reader.h"
+#include "model/pixels.h"
+#include "model/scratch.h"
+#include "model/working_image.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace Norvane {
+namespace {
+
+constexpr unsigned kLargestRatio = 60;  // image to breast
+
+// Background beside the breast
+constexpr int kStripWidth = 101;  // columns measured
+constexpr int kFarMargin = 60;    // columns kept from the frame's far edge
+constexpr Interval<int> kBackgroundLevels{0, Masking::c_bg_noise_upper_level - 1};
+constexpr double kBackgroundLimit = 0.95;  // of the noise level
+
+// Cut tissue
+constexpr int kRingWidth = 24;  // pixels inside and outside the breast's outline
+constexpr int kFoot = 72;       // rows above the frame's last row that are not measured
+constexpr Micrometres kTopMargin{3000.0};
+constexpr Micrometres kWallMargin{3000.0};
+constexpr Micrometres kWallMarginMuscle{15000.0};  // the same where the muscle lies along the wall
+constexpr double kAlikeFrom = 0.85;                // of the mean inside: from here ...
+constexpr double kAlikeTo = 1.15;                  // ... to here the outside is as bright
+constexpr double kAboveNoise = 1.05;               // of the noise level
+constexpr int kBelowFrame = Masking::P_FRAME - 1;
+
+using Span = Interval<std::int64_t>;  // columns or rows
+
+struct Sum {
+    std::uint64_t count = 0;
+    std::uint64_t total = 0;
+
+    [[nodiscard]] double mean() const { return static_cast<double>(total) / static_cast<double>(count); }
+};
+
+/// Adds the pixels of these grey levels; columns outside the image are passed over.
+void add_between(std::span<const std::uint16_t> row, const Span& span, const Interval<int>& levels, Sum& sum) {
+    const auto end = static_cast<std::size_t>(
+        std::max<std::int64_t>(0, std::min(span.last + 1, static_cast<std::int64_t>(row.size()))));
+    for (auto x = static_cast<std::size_t>(std::max<std::int64_t>(span.first, 0)); x < end; ++x) {
+        if (!levels.has(row[x])) continue;
+        ++sum.count;
+        sum.total += row[x];
+    }
+}
+
+Span rows_in_image(const Image& image, const Span& rows) {
+    return rows.cut_to({0, std::int64_t{image.GetHeight()} - 1});
+}
+
+/// The background strip of a row: next to the breast, on the side away from the wall.
+Span background_strip(std::span<const Run> breast, std::int64_t limit, IMAGE_SIDE side) {
+    if (side == SIDE_CHEST_RIGHT) {
+        const std::int64_t start = static_cast<int>(breast.front().first);
+        return {std::max(start - kStripWidth, limit), std::max(start - 1, limit)};
+    }
+    const std::int64_t end = static_cast<int>(breast.back().last);
+    return {std::min(end + 1, limit), std::min(end + kStripWidth, limit)};
+}
+
+/// What the bands of the cut-tissue check have in common. Rows and columns of the image, signed.
+struct Bands {
+    std::array<std::int64_t, 5> rows;  // band j lies between rows j - 1 and j, both in
+    std::array<double, 4> weights;     // outside pixels per inside pixel from which a band is suspect
+    int first, last;                   // bands examined
+};
+
+std::int64_t foot_row(const Mask& frame) {
+    const std::int64_t last = static_cast<int>(frame.GetMaxY());
+    return last > kFoot ? last - kFoot : last;
+}
+
+/// The upper third of a view with muscle is not examined: there the muscle goes on outside the breast.
+Bands bands_of(const Image& image, IMAGE_VIEW view, const Mask& breast, const Mask& frame, const Mask& outside) {
+    Bands bands{{}, {}, 1, 4};
+    std::int64_t top_margin = pixels_for(kTopMargin, image.GetPixelSize());
+    if (view == VIEW_PECT) {
+        bands.first = 2;
+        bands.last = 3;
+        bands.weights = {0.45, 0.25, 0.25, 0.0};
+        top_margin *= 3;
+    } else if (view == VIEW_NO_PECT) {
+        bands.weights = {0.35, 0.25, 0.25, 0.35};
+    }
+    const auto count = static_cast<unsigned>(bands.last);
+    const unsigned step = (breast.GetMaxY() - breast.GetMinY()) / count;
+    bands.rows[0] =
+        std::max<std::int64_t>(static_cast<int>(outside.GetMinY()), static_cast<int>(frame.GetMinY()) + top_margin);
+    for (unsigned i = 1; i < count; ++i) bands.rows.at(i) = static_cast<int>(breast.GetMinY() + i * step);
+    bands.rows.at(count) = std::min<std::int64_t>(static_cast<int>(outside.GetMaxY()), foot_row(frame));
+    return bands;
+}
+
+/// The columns that are far enough from the chest wall.
+Span columns_off_wall(const Image& image, IMAGE_SIDE side, IMAGE_VIEW view, const Mask& frame) {
+    const std::int64_t margin = pixels_for(view == VIEW_PECT ? kWallMarginMuscle : kWallMargin, image.GetPixelSize());
+    const std::int64_t left = static_cast<int>(frame.GetMinX()), right = static_cast<int>(frame.GetMaxX());
+    Span columns{0, std::int64_t{image.GetWidth()} - 1};
+    if (side == SIDE_CHEST_LEFT) columns.first = std::min(left + margin, right);
+    if (side == SIDE_CHEST_RIGHT) columns.last = left + margin >= right ? left : right - margin;
+    return columns;
+}
+
+/// A ring's pixels of these grey levels, in rows and columns of the image.
+Sum measure(const Image& image, const Mask& ring, const Rectangle<std::int64_t>& part, const Interval<int>& levels) {
+    Sum sum;
+    MaskReader reader(ring);
+    for (std::int64_t y = part.rows.first; y <= part.rows.last; ++y) {
+        const auto row = grey_row(image, y);
+        for (const Run& run : reader.row(static_cast<unsigned>(y))) {
+            const Span columns{static_cast<int>(run.first), static_cast<int>(run.last)};
+            add_between(row, columns.cut_to(part.columns), levels, sum);
+        }
+    }
+    return sum;
+}
+
+/// Many pixels outside, about as bright as those inside and clearly brighter than the background.
+bool is_cut(const Sum& inside, const Sum& outside, double weight, double noise_level) {
+    return inside.count > 0 && static_cast<double>(outside.count) > static_cast<double>(inside.count) * weight &&
+           outside.mean() > kAlikeFrom * inside.mean() && outside.mean() < kAlikeTo * inside.mean() &&
+           outside.mean() > kAboveNoise * noise_level;
+}
+
+/// The rings just inside and just outside the breast's outline, cut to the frame.
+struct Rings {
+    Mask* inside;
+    Mask* outside;
+};
+
+/// The images of masks are of a kind that morphology takes: when it says otherwise, memory was wanting.
+void expect_morphology(int code) {
+    if (code == Utils::kUnsupportedImage) Utils::expect_memory(Utils::kOutOfMemory);
+}
+
+Rings rings_of(Mask* breast, Mask* frame, GarbageList& scratch) {
+    const auto new_mask = [&] {
+        auto* mask = make_scratch<Mask>(scratch);
+        mask->SetPixelSize(breast->GetPixelSize());
+        return mask;
+    };
+    Mask *dilated = new_mask(), *outer = new_mask(), *outside = new_mask();
+    expect_morphology(Utils::MaskDilate(breast, dilated, kRingWidth));
+    Utils::MaskSubtract(dilated, breast, outer);
+    Utils::MaskIntersect(outer, frame, outside);
+    Mask *eroded = new_mask(), *inner = new_mask(), *inside = new_mask();
+    expect_morphology(Utils::MaskErode(breast, eroded, kRingWidth));
+    Utils::MaskSubtract(breast, eroded, inner);
+    Utils::MaskIntersect(inner, frame, inside);
+    return {inside, outside};
+}
+
+}  // namespace
+
+Masking::MASK_STATUS check_shape(const Image& image, const Mask& breast, double area) {
+    constexpr double kWholeImageRatio = 1.25;
+    constexpr double kRectangleFill = static_cast<double>(0.88F);  // of the bounding box
+    const double ratio = static_cast<double>(image.GetWidth() * image.GetHeight()) / area;
+    if (ratio > kLargestRatio) return Masking::MASK_TOO_SMALL;
+    const unsigned box = (breast.GetMaxX() - breast.GetMinX()) * (breast.GetMaxY() - breast.GetMinY());
+    // A breast that fills the image and its own box is a search that found no outline.
+    if (ratio < kWholeImageRatio && area > kRectangleFill * box) return Masking::MASK_BAD_SHAPE;
+    return Masking::MASK_OK;
+}
+
+bool is_small(const std::vector<int>& points, const Image& image) {
+    constexpr int kBeyondImages = 99999;
+    std::array<Interval<int>, 2> box;
+    box.fill({kBeyondImages, 0});
+    for (std::size_t i = 0; i < points.size(); ++i)
+        box.at(i % 2) = {std::min(box.at(i % 2).first, points[i]), std::max(box.at(i % 2).last, points[i])};
+    const auto extent = [](const Interval<int>& v) {
+        return static_cast<unsigned>(v.last) - static_cast<unsigned>(v.first);
+    };
+    return extent(box[0]) * extent(box[1]) < image.GetWidth() * image.GetHeight() / kLargestRatio;
+}
+
+Masking::MASK_STATUS check_background(const Image* image, const Mask* breast, const Mask* frame, IMAGE_SIDE side,
+                                      std::uint16_t noise_level) {
+    if (!has_wall(side) || !is_usable(image) || breast == nullptr || frame == nullptr) return Masking::MASK_OK;
+    const std::int64_t limit = side == SIDE_CHEST_RIGHT ? std::int64_t{static_cast<int>(frame->GetMinX())} + kFarMargin
+                                                        : std::int64_t{static_cast<int>(frame->GetMaxX())} - kFarMargin;
+    Sum background;
+    MaskReader reader(*breast);
+    const Span rows = rows_in_image(*image, {static_cast<int>(breast->GetMinY()), static_cast<int>(breast->GetMaxY())});
+    for (std::int64_t y = rows.first; y <= rows.last; ++y) {
+        const auto runs = reader.row(static_cast<unsigned>(y));
+        if (runs.empty()) continue;
+        add_between(grey_row(*image, y), background_strip(runs, limit, side), kBackgroundLevels, background);
+    }
+    if (background.count == 0) return Masking::MASK_OK;
+    return background.mean() > kBackgroundLimit * noise_level ? Masking::MASK_BG_NOISE : Masking::MASK_OK;
+}
+
+Masking::MASK_STATUS check_for_cut_tissue(const Image* image, Mask* breast, Mask* frame, const Masking::Params& params,
+                                          std::uint16_t noise_level) {
+    if (breast == nullptr || MaskReader::is_empty(*breast) || breast->GetMinY() >= breast->GetMaxY())
+        return Masking::MASK_NO_MASK;
+    if (!is_usable(image) || frame == nullptr) return Masking::MASK_OK;
+    GarbageList scratch;
+    const Rings rings = rings_of(breast, frame, scratch);
+    const Bands bands = bands_of(*image, params.view, *breast, *frame, *rings.outside);
+    const Span columns = columns_off_wall(*image, params.side, params.view, *frame);
+    const Interval<int> inside_levels{noise_level + 1, kGreyLevels - 1}, outside_levels{noise_level + 1, kBelowFrame};
+    bool cut = false;
+    for (int j = bands.first; j <= bands.last; ++j) {
+        const auto band = static_cast<std::size_t>(j);
+        const Span rows = rows_in_image(*image, {bands.rows.at(band - 1), bands.rows.at(band)});
+        const Sum inside = measure(*image, *rings.inside, {columns, rows}, inside_levels);
+        const Sum outside = measure(*image, *rings.outside, {columns, rows}, outside_levels);
+        cut = cut || is_cut(inside, outside, bands.weights.at(band - 1), noise_level);
+    }
+    return cut ? Masking::MASK_CUT_TISSUE : Masking::MASK_OK;
+}
+
+}  // namespace Norvane

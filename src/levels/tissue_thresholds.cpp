@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "levels/tissue_thresholds.h"
+
+#include "model/grey_statistics.h"
+#include "model/numbers.h"
+
+#include <algorithm>
+
+namespace Norvane {
+namespace {
+
+/// Low contrast between background and tissue asks for a higher share of the tissue mean as threshold. The first row
+/// whose limit lies above the ratio tissue mean / background level holds.
+struct ThresholdScaling {
+    double below_ratio;
+    double factor;
+};
+constexpr ThresholdScaling kThresholdScalings[] = {{1.5, 2.02},  {1.75, 2.01}, {2.0, 1.9},
+                                                   {2.25, 1.75}, {2.5, 1.5},   {2.9, 1.25}};
+static_assert(std::ranges::is_sorted(kThresholdScalings, {}, &ThresholdScaling::below_ratio),
+              "the first row that fits holds");
+
+}  // namespace
+
+std::uint16_t tissue_mean_of(std::span<const int> histogram, std::uint16_t noise_level) {
+    constexpr double kBrightest = 0.08F;  // of the bins
+    const int bins = static_cast<int>(histogram.size());
+    const int bin_width = kGreyLevels / bins;
+    const int first = noise_level / bin_width + 1;
+    const int end = bins - truncate_to<int>(bins * kBrightest);
+    double weighted = 0.0, count = 0.0;
+    for (int i = first; i < end; ++i) {
+        const auto pixels = static_cast<double>(histogram[static_cast<std::size_t>(i)]);
+        weighted += pixels * static_cast<double>(i * bin_width);
+        count += pixels;
+    }
+    if (count == 0.0) return 0;
+    return static_cast<std::uint16_t>(truncate_to<int>(weighted / count));
+}
+
+TissueThresholds tissue_thresholds(std::span<const int> histogram, std::uint16_t noise_level, float threshold_scale) {
+    constexpr double kAboveNoise =
+        1.1F;  // tissue threshold of images of low contrast, as a multiple of the noise level
+    constexpr int kBackground = Masking::P_BACKGROUND;
+    const int tissue_mean = tissue_mean_of(histogram, noise_level);
+    const double threshold =
+        tissue_mean <= Masking::P_TISSUE ? noise_level * kAboveNoise : kBackground + (tissue_mean - kBackground) * 0.5;
+
+    const auto ratio = static_cast<float>(static_cast<double>(tissue_mean) / kBackground);
+    const auto* const step = std::ranges::find_if(
+        kThresholdScalings, [&](const ThresholdScaling& s) { return static_cast<double>(ratio) < s.below_ratio; });
+    const bool is_low_contrast = step != std::end(kThresholdScalings);
+    return {static_cast<std::uint16_t>(tissue_mean), static_cast<std::uint16_t>(kBackground),
+            static_cast<std::uint16_t>(truncate_to<int>(threshold)),
+            is_low_contrast ? static_cast<float>(static_cast<double>(threshold_scale) * step->factor) : threshold_scale,
+            is_low_contrast};
+}
+
+}  // namespace Norvane

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Places on a pixel grid: the one interval, the one rectangle, the side of the chest wall, and lengths.
+#pragma once
+
+#include <norvane/masking.h>
+
+#include "model/numbers.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Norvane {
+
+/// Numbers from `first` to `last`, both ends in; empty if `first` is beyond `last`. Columns, rows, bins, grey levels.
+template <class T>
+struct Interval {
+    T first;
+    T last;
+
+    [[nodiscard]] constexpr bool is_empty() const { return first > last; }
+    [[nodiscard]] constexpr bool has(T v) const { return first <= v && v <= last; }
+    [[nodiscard]] constexpr Interval cut_to(const Interval& other) const {
+        return {std::max(first, other.first), std::min(last, other.last)};
+    }
+};
+
+/// Columns and rows.
+template <class T>
+struct Rectangle {
+    Interval<T> columns;
+    Interval<T> rows;
+
+    [[nodiscard]] constexpr bool is_empty() const { return columns.is_empty() || rows.is_empty(); }
+    [[nodiscard]] constexpr bool has(T x, T y) const { return columns.has(x) && rows.has(y); }
+};
+
+/// The step from column to column away from the chest wall: +1 if the wall is on the left, -1 if it is on the right.
+/// Hosts may pass other values, which name no wall and give 0.
+[[nodiscard]] constexpr int outward_from(IMAGE_SIDE side) {
+    return side == SIDE_CHEST_LEFT ? 1 : (side == SIDE_CHEST_RIGHT ? -1 : 0);
+}
+[[nodiscard]] constexpr bool has_wall(IMAGE_SIDE side) { return outward_from(side) != 0; }
+
+/// The end of an interval of columns that lies at the wall, and the end that lies far from it.
+template <class T>
+[[nodiscard]] constexpr T wall_end(const Interval<T>& columns, int outward) {
+    return outward > 0 ? columns.first : columns.last;
+}
+template <class T>
+[[nodiscard]] constexpr T far_end(const Interval<T>& columns, int outward) {
+    return outward > 0 ? columns.last : columns.first;
+}
+
+/// A length on the breast.
+struct Micrometres {
+    double value;
+};
+
+/// A length in pixels, rounded half up. 0 if the pixel size is 0 or not a number.
+[[nodiscard]] inline int pixels_for(Micrometres length, float pixel_size) {
+    if (pixel_size == 0.0F || std::isnan(pixel_size)) return 0;
+    return truncate_to<int>(length.value / static_cast<double>(pixel_size) + 0.5);
+}
+
+}  // namespace Norvane

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Statistics of grey values, from exact sums.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <span>
+
+namespace Norvane {
+
+inline constexpr int kGreyLevels = 65536;  // of a 16-bit image
+
+/// Count, mean and population variance of pixels.
+class GreyStatistics {
+public:
+    void add(std::span<const std::uint16_t> pixels) {
+        std::uint64_t run_sum = 0, run_squares = 0;
+        for (const std::uint32_t v : pixels) {
+            run_sum += v;
+            const std::uint32_t square = v * v;  // at most 65535 * 65535, which 32 bits hold
+            run_squares += square;
+        }
+        add({pixels.size(), run_sum, run_squares});
+    }
+    /// Zeros stand for what the frame cut off: they add nothing, and are not counted.
+    void add_above_zero(std::span<const std::uint16_t> pixels) {
+        std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
+        for (const std::uint32_t v : pixels) {
+            seen += v != 0 ? 1 : 0;
+            run_sum += v;
+            const std::uint32_t square = v * v;
+            run_squares += square;
+        }
+        add({seen, run_sum, run_squares});
+    }
+    void add(const GreyStatistics& other) {
+        count_ += other.count_;
+        sum_ += other.sum_;
+        squares_ += other.squares_;
+    }
+
+    GreyStatistics() = default;
+
+    [[nodiscard]] std::uint64_t count() const { return count_; }
+    [[nodiscard]] std::uint64_t sum() const { return sum_; }
+    /// Not a number without pixels, as the variance.
+    [[nodiscard]] double mean() const { return static_cast<double>(sum_) / static_cast<double>(count_); }
+    [[nodiscard]] double variance() const {
+        return static_cast<double>(squares_) / static_cast<double>(count_) - mean() * mean();
+    }
+
+private:
+    GreyStatistics(std::uint64_t count, std::uint64_t sum, std::uint64_t squares)
+        : count_(count), sum_(sum), squares_(squares) {}
+
+    std::uint64_t count_ = 0, sum_ = 0, squares_ = 0;
+};
+
+/// A group of pixels as Welch's test takes it.
+struct Sample {
+    double mean, variance, size;
+};
+
+/// Welch's t [welch1947]: the groups differ in size and in noise, and a pooled variance would let a noisy one hide the
+/// difference. In double: the result is compared with a limit and must fall on the same side of it everywhere. Not a
+/// number if both groups are flat and equal.
+[[nodiscard]] inline double welch_t(const Sample& a, const Sample& b) {
+    return (a.mean - b.mean) / std::sqrt(a.variance / a.size + b.variance / b.size);
+}
+
+}  // namespace Norvane

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The pectoral line, found in a cut-out region, read row by row in the columns of the whole image.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+namespace Norvane {
+
+/// x * cos(theta) + y * sin(theta) = rho, in pixels and radians.
+struct Line {
+    float rho, theta;
+};
+
+/// A line of a region whose pixel (0, 0) is pixel (dx, dy) of the image.
+struct PlacedLine {
+    Line line;
+    std::int64_t dx, dy;
+};
+
+/// All in single precision, operation by operation: the column decides which pixels are compared and where the muscle
+/// ends.
+class LineInImage {
+public:
+    LineInImage(const Line& line, float dx)
+        : rho_(line.rho),
+          sine_(static_cast<float>(std::sin(static_cast<double>(line.theta)))),
+          cosine_(static_cast<float>(std::cos(static_cast<double>(line.theta)))),
+          dx_(dx) {}
+
+    /// The image column in row `region_row` of the region. Not finite for a line along the rows.
+    [[nodiscard]] float column_at(std::int64_t region_row) const {
+        const float shift = static_cast<float>(region_row) * sine_;
+        return (rho_ - shift) / cosine_ + dx_;
+    }
+
+private:
+    float rho_, sine_, cosine_, dx_;
+};
+
+}  // namespace Norvane

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The pectoral border as a straight line: Hough transform [duda1972] of the edges, and the muscle that the line
+/// bounds.
+#pragma once
+
+#include <norvane/image.h>
+#include <norvane/mask.h>
+#include <norvane/masking.h>
+
+#include "model/geometry.h"
+#include "muscle/line_in_image.h"
+
+#include <memory>
+#include <optional>
+
+namespace Norvane {
+
+/// The strongest line, and the counters by distance (rows) and angle (columns).
+struct HoughPeak {
+    Line line;
+    std::unique_ptr<Image> accumulator;
+};
+
+/// Among the normals of `degrees`. Nothing if the image cannot be used.
+[[nodiscard]] std::optional<HoughPeak> strongest_line(const Image* edges, const Interval<float>& degrees);
+
+/// Among the normals that a muscle's border can have.
+[[nodiscard]] std::optional<Line> muscle_border(const Image* edges, IMAGE_SIDE side);
+
+/// Adds what lies between the line and the bound mask's edge at the wall. `bound` keeps the image's pixel size as
+/// target, and `muscle` takes it as its own.
+void write_muscle(const Image& image, Mask& bound, const PlacedLine& line, IMAGE_SIDE side, Mask& muscle);
+
+}  // namespace Norvane

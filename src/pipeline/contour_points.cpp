@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pipeline/contour_points.h"
+
+#include "checks/quality_checks.h"
+#include "contour/boundary_tracing.h"
+#include "field/padding_bounds.h"
+#include "imaging/mask_utils.h"
+#include "model/numbers.h"
+#include "model/working_image.h"
+#include "pipeline/breast.h"
+#include "pipeline/full_mask.h"
+#include "pipeline/messages.h"
+#include "pipeline/muscle.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Norvane {
+namespace {
+
+/// Whether the host passed a vector that takes 720 points.
+bool takes_points(const std::vector<int>* contour) {
+    return contour != nullptr && contour->size() == 2 * static_cast<std::size_t>(Masking::c_num_angles);
+}
+
+/// Spreads 720 points evenly over a traced boundary of at least one point.
+void spread_points(const std::vector<int>& traced, std::vector<int>& contour) {
+    const std::size_t count = traced.size() / 2;
+    const double step = static_cast<double>(count) / Masking::c_num_angles;
+    for (std::size_t k = 0; k < static_cast<std::size_t>(Masking::c_num_angles); ++k) {
+        const std::size_t from = std::min<std::size_t>(truncate_to<unsigned>(static_cast<double>(k) * step), count - 1);
+        contour[2 * k] = traced[2 * from];
+        contour[2 * k + 1] = traced[2 * from + 1];
+    }
+}
+
+bool was_found(const Rectangle<int>& box) {
+    return box.columns.first >= 0 && box.columns.last >= 0 && box.rows.first >= 0 && box.rows.last >= 0;
+}
+
+/// The outline joins breast and upper muscle; the breast mask stays the breast's. False if it has no boundary.
+bool give_joined_outline(Image* image, MaskingState& state, Mask* breast, Mask* frame, bool has_breast) {
+    Mask muscle, joined, *out = &joined;
+    const Masking::Params& params = state.params;
+    if (has_breast && found_muscle(seek_muscle(image, breast, frame, params, &muscle)))
+        join_masks(breast, &muscle, out);
+    else
+        Utils::MaskCopy(breast, out);
+    if (!params.contourOutput || params.contour == nullptr) return true;
+    if (!takes_points(params.contour)) {
+        params.contour->clear();
+        return true;
+    }
+    std::vector<int> points;
+    if (is_usable(image)) state.params = without_padding(params);
+    if (!append_boundary(image, out, params.side, points)) return false;
+    spread_points(points, *params.contour);
+    return true;
+}
+
+}  // namespace
+
+void write_bounds(const Rectangle<int>& bounds, int* box) {
+    if (box == nullptr) return;
+    box[0] = bounds.columns.first;
+    box[1] = bounds.columns.last;
+    box[2] = bounds.rows.first;
+    box[3] = bounds.rows.last;
+}
+
+bool append_boundary(const Image* image, const Mask* mask, IMAGE_SIDE side, std::vector<int>& points) {
+    if (!is_usable(image) || mask == nullptr) return false;
+    Image painted(image, true);
+    paint(*mask, painted);
+    const Rectangle<int> box = content_bounds(&painted);
+    if (!was_found(box)) return false;
+    if (has_wall(side)) {
+        const std::vector<int> start = start_of_boundary(painted, box, side);
+        points.insert(points.end(), start.begin(), start.end());
+    }
+    if (points.size() < 2) return false;
+    if (has_wall(side)) trace_boundary({painted, box, {0, 0}, side}, points);  // only black is outside
+    return true;
+}
+
+Rectangle<int> trace_breast(const Image& image, const Masking::Params& params) {
+    const TracedRegion field{image, padding_bounds(&image, params.side, padding_levels(params)), padding_levels(params),
+                             params.side};
+    if (!was_found(field.box) || !has_wall(params.side)) return field.box;
+    std::vector<int> points = top_edge(field);
+    if (points.empty()) return field.box;
+    trace_boundary(field, points);
+    if (takes_points(params.contour)) {
+        spread_points(points, *params.contour);
+        std::copy_n(points.begin(), 2, params.contour->begin());
+        std::copy_n(points.end() - 2, 2, params.contour->end() - 2);
+    } else if (params.contour != nullptr) {
+        params.contour->clear();
+    }
+    return field.box;
+}
+
+Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* frame, int* box) {
+    if (image == nullptr) {
+        say_no_image("GenerateBreastMask");
+        return {Masking::MASK_NO_IMAGE, std::move(state)};
+    }
+    const NoiseClass& rules = rules_of(state.params.bgNoise);
+    const auto judge_contour = [&](Masking::MASK_STATUS status) {
+        const Masking::Params& params = state.params;
+        const bool has_points = params.contourOutput && takes_points(params.contour);
+        return has_points && is_small(*params.contour, *image) ? Masking::MASK_TOO_SMALL : status;
+    };
+    if (rules.is_traced) {
+        if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, std::move(state)};
+        if (breast == nullptr) return {Masking::MASK_BOUNDARY_TRACING, std::move(state)};
+        breast->SetPixelSize(image->GetPixelSize());
+        write_bounds(trace_breast(*image, state.params), box);
+        const auto status = judge_contour(Masking::MASK_BOUNDARY_TRACING);
+        return {status, std::move(state)};
+    }
+    Mask own_frame;
+    if (frame == nullptr) frame = &own_frame;
+    Outcome found = find_breast(image, std::move(state), {frame, breast, nullptr});
+    state = std::move(found.state);
+    write_bounds({{static_cast<int>(frame->GetMinX()), static_cast<int>(frame->GetMaxX())},
+                  {static_cast<int>(frame->GetMinY()), static_cast<int>(frame->GetMaxY())}},
+                 box);
+    if (found.status == Masking::MASK_NO_IMAGE) return {found.status, std::move(state)};
+
+    if (state.params.view == VIEW_PECT && state.params.pectContour &&
+        !give_joined_outline(image, state, breast, frame, has_masks(found.status)))
+        return {Masking::MASK_BOUNDARY_TRACING, std::move(state)};
+    const bool is_forgiven = rules.accepts_large_patch && found.status == Masking::MASK_CHEST_WALL;
+    const auto status = judge_contour(is_forgiven ? Masking::MASK_OK : found.status);
+    return {status, std::move(state)};
+}
+
+}  // namespace Norvane

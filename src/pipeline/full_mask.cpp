@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pipeline/full_mask.h"
+
+#include "checks/quality_checks.h"
+#include "imaging/mask_utils.h"
+#include "model/mask_reader.h"
+#include "model/numbers.h"
+#include "pipeline/breast.h"
+#include "pipeline/messages.h"
+#include "pipeline/muscle.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace Norvane {
+namespace {
+
+void add_row(MaskReader& from, unsigned y, Mask& out) {
+    for (const Run& run : from.row(y)) out.AddSegment(y, run.first, run.last - run.first);
+}
+
+/// The muscle, sought and joined. The status after it.
+Masking::MASK_STATUS add_muscle(Image* image, const Masking::Params& params, Mask& breast, const FullMasks& masks,
+                                Masking::MASK_STATUS status) {
+    Mask scratch;
+    Mask* muscle = masks.muscle != nullptr ? masks.muscle : &scratch;
+    const auto found = seek_muscle(image, &breast, masks.frame, params, muscle);
+    if (!found_muscle(found)) {
+        Utils::MaskCopy(&breast, masks.full);
+        return found == PectDetect::PECT_FAIL ? status : Masking::MASK_PECT_FAILED;
+    }
+    join_masks(&breast, muscle, masks.full);
+    // Without a second mask the muscle's takes its place, if it is the host's and outlives this call.
+    if (masks.second != nullptr || masks.muscle != nullptr) join_masks(masks.second, muscle, masks.second);
+    return status;
+}
+
+/// The status after the checks of the background and of cut tissue.
+Masking::MASK_STATUS check_full_mask(const Image* image, const MaskingState& state, const FullMasks& masks,
+                                     Masking::MASK_STATUS status) {
+    const NoiseClass& rules = rules_of(state.params.bgNoise);
+    const std::uint16_t level = state.settings.noise_level;
+    if (!rules.has_padding && !rules.is_bright) {
+        const auto noise = check_background(image, masks.full, masks.frame, state.params.side, level);
+        if (noise != Masking::MASK_OK) status = noise;
+    }
+    const bool may_be_cut = status == Masking::MASK_OK || (rules.is_bright && status == Masking::MASK_CHEST_WALL);
+    if (!state.params.checkCutTissue || !may_be_cut) return status;
+    Mask* looked_at = masks.second != nullptr ? masks.second : masks.full;
+    return check_for_cut_tissue(image, looked_at, masks.frame, state.params, level);
+}
+
+}  // namespace
+
+bool join_masks(Mask* breast, Mask* muscle, Mask*& out) {
+    if (breast == nullptr || muscle == nullptr) {
+        if (breast == nullptr && muscle == nullptr) return false;
+        out = breast != nullptr ? breast : muscle;
+        return true;
+    }
+    if (out == nullptr) return true;
+    breast->SetTargetPixelSize(breast->GetPixelSize());
+    muscle->SetTargetPixelSize(breast->GetPixelSize());
+    const unsigned first = std::min(breast->GetMinY(), muscle->GetMinY());
+    const unsigned end = std::max(breast->GetMaxY(), muscle->GetMaxY());
+    const unsigned split =
+        first - static_cast<unsigned>(truncate_to<int>(static_cast<double>(end - first) * -2.0 / 3.0));
+    out->SetPixelSize(breast->GetPixelSize());
+    out->SetTargetPixelSize(breast->GetPixelSize());
+
+    MaskReader breast_rows(*breast), muscle_rows(*muscle);
+    const auto next_row = [&](std::uint64_t from) {
+        const std::uint64_t row = muscle_rows.next_row(from);
+        return std::min(breast_rows.next_row(from), row < split ? row : MaskReader::kNoRow);
+    };
+    for (auto at = next_row(first); at < end; at = next_row(at + 1)) {
+        const auto y = static_cast<unsigned>(at);
+        add_row(breast_rows, y, *out);
+        if (y < split) add_row(muscle_rows, y, *out);
+    }
+    return true;
+}
+
+Outcome make_full_mask(Image* image, MaskingState state, const FullMasks& masks) {
+    if (image == nullptr) {
+        say_no_image("GenerateFullMask");
+        return {Masking::MASK_NO_IMAGE, std::move(state)};
+    }
+    Mask own_frame, own_breast;
+    const FullMasks known{masks.full, masks.muscle, masks.second, masks.frame != nullptr ? masks.frame : &own_frame};
+    if (masks.full == nullptr) return find_breast(image, std::move(state), {masks.frame, nullptr, nullptr});
+    const bool seeks_muscle = state.params.view == VIEW_PECT;
+    Mask* breast = seeks_muscle ? &own_breast : masks.full;
+    Outcome outcome = find_breast(image, std::move(state), {known.frame, breast, masks.second});
+    if (outcome.status == Masking::MASK_NO_IMAGE) return outcome;
+
+    if (!seeks_muscle) {
+        masks.muscle = nullptr;
+    } else if (!has_masks(outcome.status)) {
+        masks.muscle = nullptr;
+        Utils::MaskCopy(breast, masks.full);
+    } else {
+        outcome.status = add_muscle(image, outcome.state.params, *breast, known, outcome.status);
+    }
+    outcome.status = check_full_mask(image, outcome.state, known, outcome.status);
+    return outcome;
+}
+
+}  // namespace Norvane

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Preparation of an acquired mammogram: grey levels over the full range, and the working pixel size.
+#pragma once
+
+#include <norvane/image.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace Norvane {
+
+/// What a host asks of the preparation.
+struct Preparation {
+    int darkest;                                          // grey level to which the result is raised
+    bool resample_first;                                  // before the grey-level steps instead of after them
+    Image* (*resampler)(Image*, float&);                  // null, or the host's
+    unsigned short *padding_value, *padding_range_limit;  // null, or grey values that go the way of the pixels
+};
+
+/// Null if the image cannot be prepared, or the host's resampler makes none. See PrepareImage().
+[[nodiscard]] std::unique_ptr<Image> prepared_image(Image* image, float& scale, const Preparation& wanted);
+
+}  // namespace Norvane

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "decoding/decode_frame.h"
+
+#include "decoding/decoder_pool.h"
+#include "decoding/decoder_program.h"
+#include "decoding/frame_codecs.h"
+
+#include <vector>
+
+namespace Norvane::Host {
+
+void decode_frame(const CompressedFrame& frame, const UseWords& use) {
+    if (frame.place == DecodingPlace::kWorker) {
+        the_decoder_pool().decode(frame, use);
+        return;
+    }
+    std::vector<std::uint16_t> words(std::size_t{frame.width} * frame.height);
+    decode_by_library(frame, words);
+    use(words);
+}
+
+void set_decoder_memory(std::size_t bytes) { the_decoder_pool().set_memory(bytes); }
+
+}  // namespace Norvane::Host

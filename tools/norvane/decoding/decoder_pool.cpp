@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "decoding/decoder_pool.h"
+
+#include "decoding/decoder_program.h"
+#include "decoding/refusal.h"
+
+#include <pthread.h>
+
+#include <utility>
+
+namespace Norvane::Host {
+
+void DecoderPool::decode(const CompressedFrame& frame, const UseWords& use) {
+    const Lease worker = worker_with(frame);
+    use(worker->words());
+}
+
+void DecoderPool::set_memory(std::size_t bytes) {
+    const std::lock_guard lock(mutex);
+    limits.memory = bytes;
+}
+
+DecoderPool::Lease DecoderPool::worker_with(const CompressedFrame& frame) {
+    while (std::unique_ptr<DecoderProcess> old = idle_one()) {
+        if (old->send(frame)) return {old.release(), {this}};
+    }
+    const DecoderLimits now = [this] {
+        const std::lock_guard lock(mutex);
+        return limits;
+    }();
+    auto fresh = std::make_unique<DecoderProcess>(program, now);
+    (void)fresh->send(frame);  // if it has ended, that shows when its answer is waited for
+    return {fresh.release(), {this}};
+}
+
+std::unique_ptr<DecoderProcess> DecoderPool::idle_one() {
+    const std::lock_guard lock(mutex);
+    if (idle.empty()) return nullptr;
+    std::unique_ptr<DecoderProcess> last = std::move(idle.back());
+    idle.pop_back();
+    return last;
+}
+
+void DecoderPool::GiveBack::operator()(DecoderProcess* worker) const noexcept {
+    std::unique_ptr<DecoderProcess> owned(worker);
+    if (!owned->is_fit()) return;
+    try {
+        const std::lock_guard lock(pool->mutex);
+        pool->idle.push_back(std::move(owned));
+    } catch (...) {
+        // No room for it in the list: it ends.
+    }
+}
+
+void DecoderPool::end_idle() {
+    std::vector<std::unique_ptr<DecoderProcess>> ended;
+    const std::lock_guard lock(mutex);
+    ended.swap(idle);
+}
+
+void DecoderPool::after_fork(bool is_child) noexcept {
+    if (is_child) {
+        for (const auto& worker : idle) worker->abandon();
+        idle.clear();
+    }
+    mutex.unlock();
+}
+
+DecoderPool& the_decoder_pool() {
+    // Never destroyed: threads may decode while the process ends.
+    static DecoderPool* const pool = [] {
+        auto* made = new DecoderPool(decoder_program());
+        pthread_atfork([] { the_decoder_pool().before_fork(); }, [] { the_decoder_pool().after_fork(false); },
+                       [] { the_decoder_pool().after_fork(true); });
+        return made;
+    }();
+    static const struct AtExit {
+        ~AtExit() { pool->end_idle(); }
+    } at_exit;
+    return *pool;
+}
+
+}  // namespace Norvane::Host
