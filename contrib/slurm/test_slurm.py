@@ -38,7 +38,6 @@ SlurmUser={user}
 SlurmdUser={user}
 {communication}
 AuthType=auth/none
-CommunicationParameters=NoCtldInAddrAny,NoInAddrAny
 CredType=cred/none
 AuthInfo=cred_expire=5
 ProctrackType=proctrack/linuxproc
