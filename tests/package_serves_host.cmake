@@ -10,8 +10,8 @@ function(run)
 endfunction()
 get_filename_component(example "${SOURCE}/../../docs/example.cpp" ABSOLUTE)
 run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${scratch}/prefix")
-run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${scratch}/host" "-DCMAKE_PREFIX_PATH=${scratch}/prefix" "-DEXAMPLE=${example}"
-    "-DCMAKE_CXX_FLAGS=${FLAGS}")
+run("${CMAKE_COMMAND}" -G "${GENERATOR}" -S "${SOURCE}" -B "${scratch}/host" "-DCMAKE_PREFIX_PATH=${scratch}/prefix"
+    "-DEXAMPLE=${example}" "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run("${CMAKE_COMMAND}" --build "${scratch}/host")
 run("${scratch}/host/host")
 

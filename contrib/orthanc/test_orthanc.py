@@ -16,6 +16,8 @@ import unittest
 import urllib.error
 import urllib.request
 
+import pydicom
+
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent.parent / "scripts"))
 from trial import PATIENCE_S, SKIPPED, free_port, is_skipped, stop, wait_for  # noqa: E402
@@ -40,36 +42,6 @@ fi
 exec NORVANE "$@"
 """
 
-HEADER = """(0008,0016) UI {sop_class}
-(0008,0018) UI {uid}
-(0008,0020) DA 20200101
-(0008,0030) TM 120000
-(0008,0050) SH []
-(0008,0060) CS {modality}
-(0008,0090) PN []
-(0010,0010) PN Phantom
-(0010,0020) LO CASE-{case}
-(0010,0030) DA []
-(0010,0040) CS F
-{spacing}
-(0020,000d) UI 2.25.1
-(0020,000e) UI {series}
-(0020,0010) SH 1
-(0020,0013) IS 1
-(0020,0020) CS A\\F
-(0020,0062) CS L
-(0028,0002) US 1
-(0028,0004) CS MONOCHROME2
-(0028,0008) IS {frames}
-(0028,0010) US 400
-(0028,0011) US 320
-(0028,0100) US 16
-(0028,0101) US 12
-(0028,0102) US 11
-(0028,0103) US 0
-(0018,5101) CS CC
-(7fe0,0010) OW ={pixels}
-"""
 MAMMOGRAPHY = "1.2.840.10008.5.1.4.1.1.1.2"
 RADIOGRAPHY = "1.2.840.10008.5.1.4.1.1.1.1"
 
@@ -78,20 +50,26 @@ def uid_of(case):
     return f"2.25.{int.from_bytes(case.encode(), 'big') + 100}"
 
 
-def make_image(folder, case, series="A", modality="MG", spacing="0.2", frames=1):
+def make_image(folder, case, series="A", **changes):
     """A DICOM object with half a disc of tissue at the left border."""
     noise = random.Random(case)
     words = array.array("H", (noise.randrange(15, 25) if x * x + (y - 200) ** 2 >= 170 ** 2 else
                               noise.randrange(2100, 2300) for y in range(400) for x in range(320)))
-    pixels = folder / f"{case}.raw"
-    pixels.write_bytes(words.tobytes())
-    dump, file = folder / f"{case}.dump", folder / f"{case}.dcm"
-    dump.write_text(HEADER.format(
-        sop_class=MAMMOGRAPHY if modality == "MG" else RADIOGRAPHY, uid=uid_of(case), modality=modality, case=case,
-        spacing=f"(0018,1164) DS 0.2\\{spacing}", series=uid_of("series" + series), pixels=pixels,
-        frames=frames))
-    subprocess.run(["dump2dcm", "+te", dump, file], check=True)
-    return file
+    image = pydicom.Dataset()
+    for name, value in dict(
+            SOPClassUID=MAMMOGRAPHY, SOPInstanceUID=uid_of(case), StudyInstanceUID="2.25.1", Modality="MG",
+            SeriesInstanceUID=uid_of("series" + series), ViewPosition="CC", StudyDate="20200101", StudyTime="120000",
+            StudyID="1", InstanceNumber=1, AccessionNumber="", PatientName="Phantom", PatientID=f"CASE-{case}",
+            PatientBirthDate="", PatientSex="F", ReferringPhysicianName="", PatientOrientation=["A", "F"],
+            ImageLaterality="L", ImagerPixelSpacing=[0.2, 0.2], SamplesPerPixel=1,
+            PhotometricInterpretation="MONOCHROME2", NumberOfFrames=1, Rows=400, Columns=320, BitsAllocated=16,
+            BitsStored=12, HighBit=11, PixelRepresentation=0, PixelData=words.tobytes()).items():
+        setattr(image, name, changes.get(name, value))
+    image.file_meta = pydicom.dataset.FileMetaDataset()
+    image.file_meta.TransferSyntaxUID = pydicom.uid.ExplicitVRLittleEndian
+    image.is_little_endian, image.is_implicit_VR = True, False
+    image.save_as(folder / f"{case}.dcm", write_like_original=False)
+    return folder / f"{case}.dcm"
 
 
 class Server:
@@ -120,6 +98,8 @@ class Server:
             self.wait_for("the server", self.is_up)
 
     def is_up(self):
+        if self.process.poll() is not None:
+            raise RuntimeError("the server has ended")
         with contextlib.suppress(OSError):
             return self.get("/system")
         return None
@@ -210,8 +190,9 @@ class OrthancTest(unittest.TestCase):
 
     def test_each_mammogram_is_served_once(self):
         server = self.serve()
-        files = [self.image("1"), self.image("2"), self.image("REFUSED", "B", spacing="0.3"),
-                 self.image("OTHER", "C", modality="DX"), self.image("FRAMES", "E", frames=2)]
+        files = [self.image("1"), self.image("2"), self.image("REFUSED", "B", ImagerPixelSpacing=[0.2, 0.3]),
+                 self.image("OTHER", "C", SOPClassUID=RADIOGRAPHY, Modality="DX"),
+                 self.image("FRAMES", "E", NumberOfFrames=2)]
         server.send(*files)
         server.call("/instances", self.image("3", "D").read_bytes())
         server.wait_for_states("stored", "1", "2", "3")
@@ -291,7 +272,7 @@ class OrthancTest(unittest.TestCase):
 def main():
     global NORVANE  # pylint: disable=global-statement
     os.environ["PATH"] += ":/usr/sbin"
-    if is_skipped("test_orthanc", "Orthanc", "storescu", "dump2dcm", "dciodvfy", PLUGIN):
+    if is_skipped("test_orthanc", "Orthanc", "storescu", "dciodvfy", PLUGIN):
         return SKIPPED
     NORVANE = str(pathlib.Path(sys.argv.pop(1)).resolve())
     return unittest.main()

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 if a package
-is missing."""
+"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 if a
+package is missing."""
 import contextlib
 import csv
 import os
@@ -22,7 +22,7 @@ DAEMONS = ("slurmctld", "slurmd")
 ATTEMPTS = 10  # to disturb all tasks half-way
 TASKS = 4
 OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left", "--results", "json,masks,page"]
-# Stands between the script and the program. The first start of each task says who it is and stops until it is let go on.
+# Stands between the script and the program. The first start of each task says who it is and stops until it may go on.
 WRAPPER = """#!/bin/sh
 if [ -n "$SLURM_ARRAY_TASK_ID" ] && (set -C; echo $$ >"FOLDER/task$SLURM_ARRAY_TASK_ID") 2>/dev/null; then
     kill -STOP $$
@@ -38,7 +38,6 @@ SlurmUser={user}
 SlurmdUser={user}
 {communication}
 AuthType=auth/none
-CommunicationParameters=NoCtldInAddrAny,NoInAddrAny
 CredType=cred/none
 AuthInfo=cred_expire=5
 ProctrackType=proctrack/linuxproc
@@ -76,6 +75,7 @@ class Cluster:
         configuration.write_text(CONFIGURATION.format(
             folder=folder, user=run("id", "-un"), host=host, communication=communication, controller_port=free_port(),
             node_port=free_port()))
+        (folder / "cgroup.conf").write_text("CgroupPlugin=cgroup/v1\n")  # none is used, but to look for one may fail
         os.environ["SLURM_CONF"] = str(configuration)
         for name in ("state", "spool"):
             (folder / name).mkdir()
@@ -88,8 +88,9 @@ class Cluster:
                 self.processes.append(subprocess.Popen(command, stdout=log, stderr=log))
         wait_for("the node", lambda: self.state_of_node() == "idle")
 
-    @staticmethod
-    def state_of_node():
+    def state_of_node(self):
+        if any(process.poll() is not None for process in self.processes):
+            raise RuntimeError("a daemon has ended")
         answer = subprocess.run(["sinfo", "--noheader", "--format=%T"], stdout=subprocess.PIPE,
                                 stderr=subprocess.DEVNULL, text=True, check=False)
         return answer.stdout.strip()
@@ -190,8 +191,8 @@ class Trial:
                  2: lambda _: run("scancel", f"{array}_2"),
                  3: lambda _: run("scancel", "--batch", "--signal=TERM", f"{array}_3"),  # as before the time limit
                  4: lambda process: os.kill(process, signal.SIGKILL)}
-        done = {task: disturb(self.folder / f"task{task}", [self.out_dir / f"{name}.done" for name in parts[task]], deed)
-                for task, deed in deeds.items()}
+        stamps = {task: [self.out_dir / f"{name}.done" for name in names] for task, names in parts.items()}
+        done = {task: disturb(self.folder / f"task{task}", stamps[task], deed) for task, deed in deeds.items()}
         wait_for("the last job", lambda: facts_of(last)["JobState"] not in ("PENDING", "RUNNING", "COMPLETING"))
 
         self.faults.expect("state of the last job", "COMPLETED", facts_of(last)["JobState"])
