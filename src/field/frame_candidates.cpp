@@ -188,7 +188,7 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
     window->SetPixelSize(image->GetPixelSize());
     Image* edge = make_scratch<Image>(garbage, window, true);
     EdgeImage(window, edge, border);
-    std::vector<FrameCandidate> list;
+    auto& list = candidates[static_cast<std::size_t>(border)];
     FindCandidates(edge, list, step, border);
 
     const int extent = static_cast<int>(is_column ? w : h);
@@ -198,11 +198,11 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
         c.position = (is_far ? c.position - 1 : c.position + 1) * step;
         if (is_far && c.position < 0) c.position = std::max(extent - 1, 0);
         if (!is_far && c.position >= extent) c.position = 0;
+        EvaluateCandidate(window, c, side, border);
     }
 
     bound = !is_far ? 0 : (is_column ? image->GetWidth() : image->GetHeight()) - 1;
-    const auto found = std::ranges::find_if(
-        list, [&](const FrameCandidate& c) { return EvaluateCandidate(*window, c, side, border); });
+    const auto found = std::ranges::find_if(list, &FrameCandidate::accepted);
     if (found != list.end()) bound = static_cast<unsigned>(found->position) + (is_column ? x0 : y0) + (is_far ? 1 : 0);
 }
 
@@ -257,23 +257,38 @@ void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& lis
     }
 }
 
-bool FrameDetector::EvaluateCandidate(const Image& window, const FrameCandidate& c, IMAGE_SIDE side, int border) {
+bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, int border) {
     const int p = c.position;
-    const auto width = static_cast<int>(window.GetWidth()), height = static_cast<int>(window.GetHeight());
+    const auto width = static_cast<int>(window->GetWidth()), height = static_cast<int>(window->GetHeight());
     if (p < 2 || p >= width - 2) return false;
     const bool is_column = is_column_border(border);
     const Strips strips =
         is_column ? strips_of_column(p, width, height, border) : strips_of_row(p, width, height, border, side);
-    const double maxima = mean_of_maxima(window, strips.maxima, is_column);
-    const Sample outer = sample_of(window, strips.outer), inner = sample_of(window, strips.inner);
+    c.frameMaxMean = mean_of_maxima(*window, strips.maxima, is_column);
+    const Sample outer = sample_of(*window, strips.outer), inner = sample_of(*window, strips.inner);
+    c.outerMean = outer.mean, c.outerVariance = outer.variance, c.outerArea = outer.size;
+    c.innerMean = inner.mean, c.innerVariance = inner.variance, c.innerArea = inner.size;
+    if (outer.mean > kBrightestBackground && c.frameMaxMean > kFrameBrightness && c.coverage > kSmallestCoverage &&
+        welch_t(outer, inner) > kSmallestT)
+        c.accepted = true;
+
     if (border == FRAME_TOP) {
-        const float pixel_size = window.GetPixelSize();
+        const float pixel_size = window->GetPixelSize();
         const bool has_scale = pixel_size != 0.0F && !std::isnan(pixel_size);
         const int deep = has_scale ? truncate_to<int>(kDeepTop.value / static_cast<double>(pixel_size)) : 0;
-        if (p > deep && outer.mean / maxima < kDeepTopUniformity) return false;
+        if (p > deep && outer.mean / c.frameMaxMean < kDeepTopUniformity) c.accepted = false;
     }
-    return outer.mean > kBrightestBackground && maxima > kFrameBrightness && c.coverage > kSmallestCoverage &&
-           welch_t(outer, inner) > kSmallestT;
+    return c.accepted;
+}
+
+void FrameDetector::RegionMeanVariance(Image* image, int x0, int x1, int y0, int y1, double& mean, double& variance) {
+    const Sample region = sample_of(*image, {{x0, x1}, {y0, y1}});
+    mean = region.mean;
+    variance = region.variance;
+}
+
+void FrameDetector::MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, int border, double& result) {
+    result = mean_of_maxima(*image, {{x0, x1 - 1}, {y0, y1 - 1}}, is_column_border(border));
 }
 
 }  // namespace Norvane

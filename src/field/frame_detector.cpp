@@ -69,6 +69,7 @@ void FrameDetector::init() {
     wideWindowFraction = 0.4F;
     applyMargin = refineOutline = true;
     borderDepth = kStepDepth;
+    candidates.fill(std::vector<FrameCandidate>(kCandidates));
 }
 
 int FrameDetector::Detect(Image* image, Mask*& frame, IMAGE_SIDE side, IMAGE_VIEW view, BG_NOISE bgNoise,

@@ -19,7 +19,11 @@ enum FrameBorder : int { FRAME_LEFT = 0, FRAME_RIGHT = 1, FRAME_TOP = 2, FRAME_B
 struct FrameCandidate {
     int position = 0;  // bin of the profile, later the edge in window coordinates
     int weight = 0;    // sum of the capped edge strengths of the bin
+    bool accepted = false;
     int coverage = 0;  // edge pixels of the bin, later percent of the line's length
+    double outerArea = 0.0, outerMean = 0.0, outerVariance = 0.0;
+    double innerArea = 0.0, innerMean = 0.0, innerVariance = 0.0;
+    double frameMaxMean = 0.0;  // mean of the maxima of the lines between border and edge
 };
 
 /// One search. All images are 16-bit grey images at the working pixel size; positions are pixels. The four straight
@@ -49,8 +53,11 @@ public:
     bool EdgeImage(Image* window, Image* edge, int border);
     void FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border);
     /// Whether the line is long, bright outside, and its strips differ by Welch's test [welch1947].
-    [[nodiscard]] static bool EvaluateCandidate(const Image& window, const FrameCandidate& c, IMAGE_SIDE side,
-                                                int border);
+    bool EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, int border);
+    /// Columns x0 .. x1 and rows y0 .. y1, both ends in.
+    void RegionMeanVariance(Image* image, int x0, int x1, int y0, int y1, double& mean, double& variance);
+    /// Columns x0 .. x1 - 1 and rows y0 .. y1 - 1: row maxima at the left and right border, else column maxima.
+    void MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, int border, double& result);
     bool BorderStep(Image* image, unsigned& left, unsigned& top, unsigned& right, IMAGE_SIDE side);
 
     // Outline refinement (frame_refinement.cpp, frame_profile.cpp)
@@ -67,6 +74,7 @@ public:
     bool applyMargin = true;
     bool refineOutline = true;
     std::array<unsigned, 4> bounds{};  // first and last column, first and last row of the field, both ends in
+    std::array<std::vector<FrameCandidate>, 4> candidates;
     std::array<unsigned, 4> windowX{}, windowY{}, windowWidth{}, windowHeight{};
     float wideWindowFraction = 0.4F;  // of the image's width
 };
