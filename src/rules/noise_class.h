@@ -96,12 +96,12 @@ inline constexpr NoiseClass kUnlistedClass{};
     return is_listed(noise_class) ? kNoiseClasses[static_cast<std::size_t>(noise_class)] : kUnlistedClass;
 }
 
-static_assert(
-    [] {
-        for (std::size_t i = 0; i < kNoiseClasses.size(); ++i)
-            if (static_cast<std::size_t>(kNoiseClasses[i].name) != i) return false;
-        return true;
-    }(),
-    "each class is found by its number");
+[[nodiscard]] constexpr bool are_found_by_number() {
+    for (std::size_t i = 0; i < kNoiseClasses.size(); ++i) {
+        if (static_cast<std::size_t>(kNoiseClasses[i].name) != i) return false;
+    }
+    return true;
+}
+static_assert(are_found_by_number());
 
 }  // namespace Norvane

@@ -30,7 +30,10 @@ public:
     [[nodiscard]] std::unique_ptr<DcmDataset>& header() { return object; }
     /// The element of the pixels, whose value is next in pixel_bytes(); nothing if there are none.
     [[nodiscard]] const std::optional<ElementHead>& pixels() const { return pixel_element; }
-    [[nodiscard]] ByteSource& pixel_bytes() { return inflated ? static_cast<ByteSource&>(*inflated) : bytes; }
+    [[nodiscard]] ByteSource& pixel_bytes() {
+        if (inflated) return *inflated;
+        return bytes;
+    }
     /// The file itself, where compressed pixels are.
     [[nodiscard]] FileBytes& file() { return bytes; }
 
