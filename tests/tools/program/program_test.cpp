@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "program/command_line.h"
 #include "results/program_version.h"
 #include "tools/host_support.h"
 
@@ -14,6 +15,8 @@ const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
 namespace Norvane::Tests {
 namespace {
 
+using ::testing::AnyOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -106,6 +109,28 @@ TEST(Program, NothingIsOverwrittenInSilence) {
     EXPECT_THAT(folder.names("twins"),
                 ElementsAre("exam-2.done", "exam-2.json", "exam.done", "exam.json", "summary.csv", "summary.ndjson"));
     EXPECT_THAT(twins.out, HasSubstr("Results are named exam-2: another input has the name exam\n"));
+}
+
+TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
+    const std::string changing =
+        "--side=left --view=cc --pixel-size=70 --frame=2 --crop=none --noise=given-level "
+        "--padding=0:7 --invert=true --fast=true --contour=false ";
+    const std::string others =
+        "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume "
+        "--shard=1/2 --fail-list=f --null --decode=isolated --dry-run --format=json --no-page";
+    std::vector<const char*> line{"norvane", "masks"};
+    const Arguments words = words_of(others + " " + changing);
+    for (const std::string& word : words) line.push_back(word.c_str());
+    std::ostringstream out, err;
+    const auto command = Host::parse_command_line(static_cast<int>(line.size()), line.data(), out, err);
+    ASSERT_TRUE(std::holds_alternative<Host::MasksOptions>(command)) << err.str();
+    EXPECT_EQ(changing, std::get<Host::MasksOptions>(command).stamp_text);
+    std::istringstream help(run({"masks", "--help"}).out);
+    for (std::string text; std::getline(help, text);) {
+        if (!text.starts_with("  -") || text.starts_with("  -h,--help")) continue;
+        const std::string name = text.substr(text.find("--"), text.find_first_of(" ,{", 5) - text.find("--"));
+        EXPECT_THAT(words, Contains(AnyOf(name, StartsWith(name + "=")))) << "stands in neither list";
+    }
 }
 
 TEST(Program, UsageErrorsAreTwo) {

@@ -13,7 +13,6 @@
 namespace Norvane::Host {
 namespace {
 
-// Options that decide how a run goes, not what its results are: stamps leave them out.
 constexpr const char* kBatchGroup = "Batch";
 constexpr unsigned kMostJobs = 1024;
 
@@ -75,28 +74,32 @@ MasksOptionSet::MasksOptionSet(CLI::App& app)
 }
 
 void MasksOptionSet::add_analysis_options() {
-    verb->add_option("--side", side, "Image border at which the chest wall lies [the brighter one]")
-        ->check(CLI::IsMember(kSideNames));
-    verb->add_option("--view", view, "mlo: with pectoral muscle, cc: without [what the file says]")
-        ->check(CLI::IsMember(kViewNames));
-    verb->add_option("--pixel-size", pixel_size_um, "Pixel size in micrometres, up to 228 [what the file says]")
-        ->check(check_positive);
-    add_frame_option(*verb, options.reading);
-    verb->add_option("--crop", crop,
-                     "auto: work on the film inside the borders of its scanner; none: on the whole image")
-        ->check(CLI::IsMember({"auto", "none"}))
-        ->capture_default_str();
-    verb->add_option("--noise", noise,
-                     "Class of the background; auto tries several on the image [what the file says, else auto]")
-        ->check(CLI::IsMember(noise_names()));
-    verb->add_option("--padding", padding,
-                     "Grey values LO:HI of the file that are background; takes the class given-level")
-        ->check(check_padding);
-    verb->add_flag("--invert", options.analysis.is_inverted, "Tissue is dark on a bright background");
-    verb->add_flag("--fast", options.analysis.is_fast, "Fast search of the contour (other results)");
-    verb->add_flag("--contour,!--no-contour", options.analysis.wants_contour,
-                   "Whether the JSON holds 720 points of the outline: mlo traced around breast and upper muscle, cc "
-                   "from the fast search [it does]");
+    changes_results(verb->add_option("--side", side, "Image border at which the chest wall lies [the brighter one]")
+                        ->check(CLI::IsMember(kSideNames)));
+    changes_results(verb->add_option("--view", view, "mlo: with pectoral muscle, cc: without [what the file says]")
+                        ->check(CLI::IsMember(kViewNames)));
+    changes_results(
+        verb->add_option("--pixel-size", pixel_size_um, "Pixel size in micrometres, up to 228 [what the file says]")
+            ->check(check_positive));
+    changes_results(add_frame_option(*verb, options.reading));
+    changes_results(
+        verb->add_option("--crop", crop,
+                         "auto: work on the film inside the borders of its scanner; none: on the whole image")
+            ->check(CLI::IsMember({"auto", "none"}))
+            ->capture_default_str());
+    changes_results(
+        verb->add_option("--noise", noise,
+                         "Class of the background; auto tries several on the image [what the file says, else auto]")
+            ->check(CLI::IsMember(noise_names())));
+    changes_results(verb->add_option("--padding", padding,
+                                     "Grey values LO:HI of the file that are background; takes the class given-level")
+                        ->check(check_padding));
+    changes_results(verb->add_flag("--invert", options.analysis.is_inverted, "Tissue is dark on a bright background"));
+    changes_results(verb->add_flag("--fast", options.analysis.is_fast, "Fast search of the contour (other results)"));
+    changes_results(verb->add_flag(
+        "--contour,!--no-contour", options.analysis.wants_contour,
+        "Whether the JSON holds 720 points of the outline: mlo traced around breast and upper muscle, cc "
+        "from the fast search [it does]"));
 }
 
 void MasksOptionSet::add_batch_options() {
@@ -148,11 +151,11 @@ void MasksOptionSet::take_analysis_texts() {
     }
 }
 
-// Every option outside the batch group as it was given, in the order of the help.
+// The options that change results as they were given, in the order of the help.
 std::string MasksOptionSet::text_for_stamps() const {
     std::string text;
-    for (const CLI::Option* option : verb->get_options()) {
-        if (option->get_group() == kBatchGroup || option->get_positional() || option->count() == 0) continue;
+    for (const CLI::Option* option : result_options) {
+        if (option->count() == 0) continue;
         text += option->get_name();
         for (const std::string& value : option->results()) text += "=" + value;
         text += ' ';

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <string>
+#include <vector>
 
 namespace Norvane::Host {
 
@@ -21,6 +22,8 @@ public:
     [[nodiscard]] MasksOptions finish();
 
 private:
+    /// The option enters the stamps that --resume trusts. The help's group of an option says nothing about that.
+    void changes_results(const CLI::Option* option) { result_options.push_back(option); }
     void add_analysis_options();
     void add_batch_options();
     void take_analysis_texts();
@@ -28,6 +31,7 @@ private:
 
     CLI::App* verb;
     MasksOptions options;
+    std::vector<const CLI::Option*> result_options;
     // Texts as the user typed them, checked by CLI11 as far as it can.
     std::string side, view, noise, padding, shard, crop = "auto", format = "text";
     double pixel_size_um = 0.0;

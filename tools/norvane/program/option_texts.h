@@ -43,8 +43,8 @@ inline const std::vector<std::string> kViewNames{"mlo", "cc"};
     return is_good ? std::string() : "'" + text + "' is not a number above 0";
 }
 
-inline void add_frame_option(CLI::App& verb, ReadOptions& options) {
-    verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
+inline CLI::Option* add_frame_option(CLI::App& verb, ReadOptions& options) {
+    return verb.add_option("--frame", options.frame, "Which frame of a file that holds several, from 1")
         ->check(check_positive);
 }
 
