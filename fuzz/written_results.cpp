@@ -84,6 +84,10 @@ void write_all(Host::ImageAnalysis& analysis) {
 }  // namespace
 }  // namespace Norvane::Fuzz
 
+// Fontconfig keeps what it read of the fonts until the process ends.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Norvane;
     constexpr std::size_t kMostPixels = 40'000;  // more take long
