@@ -4,13 +4,13 @@
 #include "field/frame_detector.h"
 
 #include "field/frame_levels.h"
+#include "field/frame_window.h"
 #include "field/grey_rows.h"
 #include "imaging/image_copy.h"
 #include "model/geometry.h"
 #include "model/grey_statistics.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
-#include "model/scratch.h"
 #include "model/wide_vectors.h"
 #include "model/working_image.h"
 
@@ -140,18 +140,11 @@ Rectangle<int> inside(const Rectangle<int>& r, const Image& image) {
             r.rows.cut_to({0, static_cast<int>(image.GetHeight()) - 1})};
 }
 
-/// Empty when the columns cross.
-GreyRow part_of_row(const Image& image, int y, const Interval<int>& columns) {
-    if (columns.is_empty()) return {};
-    const auto first = static_cast<std::size_t>(columns.first), last = static_cast<std::size_t>(columns.last);
-    return grey_row(image, y).subspan(first, last - first + 1);
-}
-
 /// The strip's grey values. Its size is that of the whole rectangle, inside the image or not.
 Sample sample_of(const Image& image, const Rectangle<int>& strip) {
     const Rectangle<int> seen = inside(strip, image);
     GreyStatistics grey;
-    for (int y = seen.rows.first; y <= seen.rows.last; ++y) grey.add(part_of_row(image, y, seen.columns));
+    for (int y = seen.rows.first; y <= seen.rows.last; ++y) grey.add(part_of(grey_row(image, y), seen.columns));
     return {grey.mean(), grey.variance(),
             static_cast<double>(strip.columns.last - strip.columns.first + 1) *
                 static_cast<double>(strip.rows.last - strip.rows.first + 1)};
@@ -162,11 +155,12 @@ double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_r
     const Rectangle<int> seen = inside(lines, image);
     std::uint64_t sum = 0;
     if (of_rows) {
-        for (int y = seen.rows.first; y <= seen.rows.last; ++y) sum += largest_of(part_of_row(image, y, seen.columns));
+        for (int y = seen.rows.first; y <= seen.rows.last; ++y)
+            sum += largest_of(part_of(grey_row(image, y), seen.columns));
     } else {
-        std::vector<std::uint16_t> maxima(part_of_row(image, 0, seen.columns).size());
+        std::vector<std::uint16_t> maxima(part_of(grey_row(image, 0), seen.columns).size());
         for (int y = seen.rows.first; y <= seen.rows.last; ++y) {
-            const auto pixels = part_of_row(image, y, seen.columns);
+            const auto pixels = part_of(grey_row(image, y), seen.columns);
             for (std::size_t i = 0; i < maxima.size(); ++i) maxima[i] = std::max(maxima[i], pixels[i]);
         }
         for (const std::uint16_t maximum : maxima) sum += maximum;
@@ -177,22 +171,20 @@ double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_r
 
 }  // namespace
 
-void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side,
-                                 int border, unsigned& bound) {
+unsigned FrameDetector::DetectBorder(Image* image, const Rectangle<int>& place, IMAGE_SIDE side, int border) {
     const bool is_column = is_column_border(border);
     const bool is_far = !is_near_border(border);  // counted from the far end of the window
     const int step = is_column ? 1 : 3;
-    GarbageList garbage;
-    Image* window = make_scratch<Image>(garbage, image->GetFormat(), image->GetBits(), w, h, true);
-    Utils::ImageCopy(image, window, x0, y0, 0, 0, w, h);
-    window->SetPixelSize(image->GetPixelSize());
-    Image* edge = make_scratch<Image>(garbage, window, true);
-    EdgeImage(window, edge, border);
-    std::vector<FrameCandidate> list;
-    FindCandidates(edge, list, step, border);
+    const auto [x, y, width, height] = placed(place);
+    Image window(image->GetFormat(), image->GetBits(), width, height, true);
+    Utils::ImageCopy(image, &window, x, y, 0, 0, width, height);
+    window.SetPixelSize(image->GetPixelSize());
+    Image edge(&window, true);
+    EdgeImage(&window, &edge, border);
+    std::vector<FrameCandidate> list = FindCandidates(edge, step, border);
 
-    const int extent = static_cast<int>(is_column ? w : h);
-    const unsigned line_length = (is_column ? h : w) * static_cast<unsigned>(step);
+    const int extent = static_cast<int>(is_column ? width : height);
+    const unsigned line_length = (is_column ? height : width) * static_cast<unsigned>(step);
     for (FrameCandidate& c : list) {
         c.coverage = line_length == 0 ? 0 : static_cast<int>(static_cast<unsigned>(c.coverage) * 100 / line_length);
         c.position = (is_far ? c.position - 1 : c.position + 1) * step;
@@ -200,10 +192,10 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
         if (!is_far && c.position >= extent) c.position = 0;
     }
 
-    bound = !is_far ? 0 : (is_column ? image->GetWidth() : image->GetHeight()) - 1;
-    const auto found = std::ranges::find_if(
-        list, [&](const FrameCandidate& c) { return EvaluateCandidate(*window, c, side, border); });
-    if (found != list.end()) bound = static_cast<unsigned>(found->position) + (is_column ? x0 : y0) + (is_far ? 1 : 0);
+    const auto found =
+        std::ranges::find_if(list, [&](const FrameCandidate& c) { return EvaluateCandidate(window, c, side, border); });
+    if (found == list.end()) return !is_far ? 0 : (is_column ? image->GetWidth() : image->GetHeight()) - 1;
+    return static_cast<unsigned>(found->position) + (is_column ? x : y) + (is_far ? 1 : 0);
 }
 
 /// In integers: the sums of 16-bit samples and their quarters are exact in float too.
@@ -231,30 +223,24 @@ bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
     return true;
 }
 
-void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border) {
+std::vector<FrameCandidate> FrameDetector::FindCandidates(const Image& edge, int lines_per_bin, int border) {
     const bool is_near = is_near_border(border);
-    const Projection profile = in_bins(project(*edge, is_column_border(border)), step);
+    const Projection profile = in_bins(project(edge, is_column_border(border)), lines_per_bin);
     const std::vector<int>&count = profile.count, &weight = profile.weight;
     const std::size_t bins = weight.size();
 
     const std::size_t start = is_near ? 0 : bins - 1;
-    FrameCandidate none;
-    none.position = static_cast<int>(start);
-    none.weight = weight[start];
-    list.assign(kCandidates, none);
+    std::vector<FrameCandidate> list(kCandidates, {.position = static_cast<int>(start), .weight = weight[start]});
     for (std::size_t i = 1; i + 1 < bins; ++i) {
         if (weight[i] < weight[i - 1] || weight[i] < weight[i + 1]) continue;
         // Between equal peaks the one farther from the border stays.
         const auto weaker = std::ranges::find_if(
             list, [&](const FrameCandidate& c) { return c.weight < weight[i] || (is_near && c.weight == weight[i]); });
         if (weaker == list.end()) continue;
-        FrameCandidate peak;
-        peak.position = static_cast<int>(i);
-        peak.weight = weight[i];
-        peak.coverage = count[i];
-        list.insert(weaker, peak);
+        list.insert(weaker, {.position = static_cast<int>(i), .weight = weight[i], .coverage = count[i]});
         list.pop_back();
     }
+    return list;
 }
 
 bool FrameDetector::EvaluateCandidate(const Image& window, const FrameCandidate& c, IMAGE_SIDE side, int border) {

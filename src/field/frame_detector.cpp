@@ -6,7 +6,6 @@
 #include "model/geometry.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
-#include "model/scratch.h"
 #include "model/working_image.h"
 #include "rules/noise_class.h"
 
@@ -23,12 +22,17 @@ constexpr int kStepDepth = 22;               // pixels
 constexpr int kStepDepthOfPadding = 20;      // the same for the padding classes
 constexpr Micrometres kSideMargin{20000.0};  // taken from a side without frame
 
-/// Adds columns first .. last of rows top .. bottom; nothing when they cross. Coordinates wrap as unsigned numbers do.
-void add_rectangle(Mask& mask, const std::array<unsigned, 4>& bounds, unsigned x, unsigned y) {
-    const auto [first, last, top, bottom] = bounds;
-    if (first > last || top > bottom) return;
-    for (std::uint64_t row = top; row <= bottom; ++row)
-        mask.AddSegment(static_cast<unsigned>(row) + y, first + x, last - first);
+using Field = Rectangle<unsigned>;
+
+Field whole(const Image& image) { return {{0, image.GetWidth() - 1}, {0, image.GetHeight() - 1}}; }
+
+/// Adds the field to a mask in the grid of the image's origin; nothing if its bounds cross. Coordinates wrap as
+/// unsigned numbers do.
+void add_field(Mask& mask, const Field& field, const Image& image) {
+    if (field.is_empty()) return;
+    const auto [first, last] = field.columns;
+    for (std::uint64_t row = field.rows.first; row <= field.rows.last; ++row)
+        mask.AddSegment(static_cast<unsigned>(row) + image.GetOffY(), first + image.GetOffX(), last - first);
 }
 
 /// The index of the steepest rise of a profile of sums over `lines` lines, 0 if none is steep enough.
@@ -53,23 +57,16 @@ std::size_t first_above(std::span<const std::uint16_t> row, unsigned level) {
 
 /// 2 cm are taken from the side away from the chest wall when the frame found there is thinner than 1 cm: what lies
 /// there is the rim of the detector.
-void apply_side_margin(std::array<unsigned, 4>& bounds, const Image& image, IMAGE_SIDE side) {
+void apply_side_margin(Field& field, const Image& image, IMAGE_SIDE side) {
     const auto margin = static_cast<unsigned>(pixels_for(kSideMargin, image.GetPixelSize()));
     const unsigned width = image.GetWidth();
+    auto& [first, last] = field.columns;
     if (2 * margin >= width) return;
-    if (side == SIDE_CHEST_RIGHT && bounds[0] < margin / 2) bounds[0] = margin;
-    if (side == SIDE_CHEST_LEFT && bounds[1] > width - margin / 2) bounds[1] = width - margin - 1;
+    if (side == SIDE_CHEST_RIGHT && first < margin / 2) first = margin;
+    if (side == SIDE_CHEST_LEFT && last > width - margin / 2) last = width - margin - 1;
 }
 
 }  // namespace
-
-FrameDetector::FrameDetector(bool padding_allowed) : paddingAllowed(padding_allowed) { init(); }
-
-void FrameDetector::init() {
-    wideWindowFraction = 0.4F;
-    applyMargin = refineOutline = true;
-    borderDepth = kStepDepth;
-}
 
 int FrameDetector::Detect(Image* image, Mask*& frame, IMAGE_SIDE side, IMAGE_VIEW view, BG_NOISE bgNoise,
                           unsigned short level) {
@@ -79,13 +76,13 @@ int FrameDetector::Detect(Image* image, Mask*& frame, IMAGE_SIDE side, IMAGE_VIE
     borderDepth = has_padding ? kStepDepthOfPadding : kStepDepth;
     applyMargin = !has_padding;
     if (has_padding) refineOutline = false;
-    if (!has_padding || !paddingAllowed) return RemoveFrame(image, frame, side, view);
+    if (!has_padding || !paddingAllowed) return RemoveFrame(image, frame, side);
     if (!is_usable(image)) return Masking::MASK_NO_IMAGE;
     PaddingFrame(image, frame, side, view, level);
     return Masking::MASK_OK;
 }
 
-int FrameDetector::RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side, IMAGE_VIEW /*view*/) {
+int FrameDetector::RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side) {
     if (image == nullptr) {
         std::cout << "Bad Image, returning out of RemoveFrame" << std::endl;
         return Masking::MASK_NO_IMAGE;
@@ -94,75 +91,58 @@ int FrameDetector::RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side, IMAG
     if (side == SIDE_UNDEFINED) return Masking::MASK_NO_SIDE;
     if (!is_usable(image)) return Masking::MASK_NO_IMAGE;
 
-    const unsigned width = image->GetWidth(), height = image->GetHeight();
-    SetupWindows(width, height, side);
-    bounds = {0, width - 1, 0, height - 1};
-    for (const int b : {FRAME_LEFT, FRAME_RIGHT, FRAME_TOP, FRAME_BOTTOM}) {
-        const auto i = static_cast<std::size_t>(b);
-        DetectBorder(image, windowX[i], windowY[i], windowWidth[i], windowHeight[i], side, b, bounds[i]);
-    }
-    unsigned left = 0, top = 0, right = 0;
-    if (BorderStep(image, left, top, right, side)) {
-        bounds[0] = std::max(bounds[0], left);
-        bounds[1] = std::min(bounds[1], right);
-        bounds[2] = std::max(bounds[2], top);
-    }
+    const FrameWindows windows = frame_windows(image->GetWidth(), image->GetHeight(), side);
+    const auto border = [&](FrameBorder b) { return DetectBorder(image, windows.at(b), side, b); };
+    Field field{{border(FRAME_LEFT), border(FRAME_RIGHT)}, {border(FRAME_TOP), border(FRAME_BOTTOM)}};
+    NarrowByStep(*image, side, field);
 
     frame->Clear();
     frame->SetPixelSize(image->GetPixelSize());
-    if (applyMargin) apply_side_margin(bounds, *image, side);
+    if (applyMargin) apply_side_margin(field, *image, side);
     if (!refineOutline) {
-        add_rectangle(*frame, bounds, image->GetOffX(), image->GetOffY());
+        add_field(*frame, field, *image);
         return Masking::MASK_OK;
     }
-    GarbageList garbage;
-    Mask* rectangle = make_scratch<Mask>(garbage);
-    rectangle->SetPixelSize(image->GetPixelSize());
-    add_rectangle(*rectangle, bounds, image->GetOffX(), image->GetOffY());
-    if (bounds[0] <= bounds[1] && bounds[2] <= bounds[3]) RefineFrame(image, rectangle, side, frame);
+    Mask rectangle;
+    rectangle.SetPixelSize(image->GetPixelSize());
+    add_field(rectangle, field, *image);
+    if (!field.is_empty()) RefineFrame(image, &rectangle, side, frame);
     return Masking::MASK_OK;
 }
 
-void FrameDetector::SetupWindows(unsigned width, unsigned height, IMAGE_SIDE side) {
-    const auto fraction = static_cast<double>(wideWindowFraction);
-    const auto wide = truncate_to<unsigned>(fraction * width);
-    const auto rest = truncate_to<unsigned>((1.0 - fraction) * width);
+FrameWindows frame_windows(unsigned image_width, unsigned image_height, IMAGE_SIDE side) {
+    constexpr double kWide = static_cast<double>(0.4F);  // of the width
+    const auto width = static_cast<int>(image_width), height = static_cast<int>(image_height);
+    const int wide = truncate_to<int>(kWide * width), rest = truncate_to<int>((1.0 - kWide) * width);
+    const Interval<int> columns =
+        side == SIDE_CHEST_LEFT ? Interval<int>{0, 2 * width / 5 - 1} : Interval<int>{3 * width / 5, width - 1};
+    const Interval<int> rows{0, height - 1};
     const bool chest_left = side == SIDE_CHEST_LEFT;
-    // The window on the side away from the chest wall is wide: a frame reaches deeper there.
-    windowX = {0, chest_left ? rest : 4 * width / 5, chest_left ? 0 : 3 * width / 5, chest_left ? 0 : 3 * width / 5};
-    windowWidth = {chest_left ? width / 5 : wide, width - windowX[FRAME_RIGHT],
-                   chest_left ? 2 * width / 5 : width - windowX[FRAME_TOP],
-                   chest_left ? 2 * width / 5 : width - windowX[FRAME_BOTTOM]};
-    windowY = {0, 0, 0, 4 * height / 5};
-    windowHeight = {height, height, height / 5, height - windowY[FRAME_BOTTOM]};
+    return {{{{0, (chest_left ? width / 5 : wide) - 1}, rows},
+             {{chest_left ? rest : 4 * width / 5, width - 1}, rows},
+             {columns, {0, height / 5 - 1}},
+             {columns, {4 * height / 5, height - 1}}}};
 }
 
-bool FrameDetector::BorderStep(Image* image, unsigned& left, unsigned& top, unsigned& right, IMAGE_SIDE side) {
-    const unsigned width = image->GetWidth(), height = image->GetHeight();
-    left = top = 0;
-    right = width - 1;
+void FrameDetector::NarrowByStep(const Image& image, IMAGE_SIDE side, Field& field) const {
+    const unsigned width = image.GetWidth(), height = image.GetHeight();
     const unsigned lines = static_cast<unsigned>(borderDepth) + 1;
-    if (borderDepth < 0 || !is_usable(image) || width < lines || height < lines) return false;
+    if (borderDepth < 0 || !is_usable(&image) || width < lines || height < lines) return;
 
     const bool from_left = side == SIDE_CHEST_LEFT;
     const unsigned first_row = height / 10, end_row = height - height / 10;
     const unsigned first_column = width / 10, end_column = width - width / 10;
     std::vector<std::int64_t> columns(lines), rows(lines);  // sums, by distance from the border
     for (unsigned y = first_row; y < end_row; ++y) {
-        const auto row = grey_row(*image, y);
+        const auto row = grey_row(image, y);
         for (unsigned k = 0; k < lines; ++k) columns[k] += row[from_left ? k : width - 1 - k];
     }
     for (unsigned k = 0; k < lines; ++k)
-        for (const std::uint16_t v : grey_row(*image, k).subspan(first_column, end_column - first_column)) rows[k] += v;
+        for (const std::uint16_t v : grey_row(image, k).subspan(first_column, end_column - first_column)) rows[k] += v;
 
-    if (const unsigned k = steepest_rise(columns, end_row - first_row); k != 0) {
-        if (from_left)
-            left = k;
-        else
-            right = width - k - 1;
-    }
-    top = steepest_rise(rows, end_column - first_column);
-    return true;
+    const unsigned step = steepest_rise(columns, end_row - first_row);
+    field.columns = field.columns.cut_to({from_left ? step : 0, width - 1 - (from_left ? 0 : step)});
+    field.rows.first = std::max(field.rows.first, steepest_rise(rows, end_column - first_column));
 }
 
 void FrameDetector::PaddingFrame(Image* image, Mask* frame, IMAGE_SIDE side, IMAGE_VIEW view, unsigned short level) {
@@ -170,29 +150,22 @@ void FrameDetector::PaddingFrame(Image* image, Mask* frame, IMAGE_SIDE side, IMA
     frame->SetPixelSize(image->GetPixelSize());
     if (!is_usable(image)) return;
     const unsigned width = image->GetWidth(), height = image->GetHeight();
-    std::array<unsigned, 4> field{0, width - 1, 0, height - 1};
-    auto& [first, last, top, bottom] = field;
-
+    Field field = whole(*image);
     if (view == VIEW_PECT) {
         unsigned y = 0;
         while (y < height && first_above(grey_row(*image, y), level) == width) ++y;
-        if (y < height) top = y;
+        if (y < height) field.rows.first = y;
     }
     const auto middle = grey_row(*image, height / 2);
     if (side == SIDE_CHEST_LEFT) {
-        if (const std::size_t x = first_above(middle, level); x < width) first = static_cast<unsigned>(x);
+        if (const std::size_t x = first_above(middle, level); x < width) field.columns.first = static_cast<unsigned>(x);
     } else if (side == SIDE_CHEST_RIGHT) {
         unsigned x = width;
         while (x > 0 && middle[x - 1] <= level) --x;
-        if (x > 0) last = x - 1;
+        if (x > 0) field.columns.last = x - 1;
     }
-    unsigned step_left = 0, step_top = 0, step_right = 0;
-    if (BorderStep(image, step_left, step_top, step_right, side)) {
-        first = std::max(first, step_left);
-        last = std::min(last, step_right);
-        top = std::max(top, step_top);
-    }
-    add_rectangle(*frame, field, image->GetOffX(), image->GetOffY());
+    NarrowByStep(*image, side, field);
+    add_field(*frame, field, *image);
 }
 
 }  // namespace Norvane

@@ -6,6 +6,8 @@
 #include <norvane/mask.h>
 #include <norvane/masking.h>
 
+#include "model/geometry.h"
+
 #include <array>
 #include <vector>
 
@@ -22,13 +24,18 @@ struct FrameCandidate {
     int coverage = 0;  // edge pixels of the bin, later percent of the line's length
 };
 
+/// Where the frame is looked for at each border: columns and rows of the image. The window on the side away from the
+/// chest wall is wide, because a frame reaches deeper there.
+using FrameWindows = std::array<Rectangle<int>, 4>;
+[[nodiscard]] FrameWindows frame_windows(unsigned width, unsigned height, IMAGE_SIDE side);
+
 /// One search. All images are 16-bit grey images at the working pixel size; positions are pixels. The four straight
 /// edges give an inner rectangle, which a step search and a margin rule narrow and RefineFrame() follows pixel by
 /// pixel. For noise classes whose frame consists of padding values, PaddingFrame() takes the rows and columns above the
 /// noise level. Everything is open: the class is internal, and its steps are tested one by one.
 class FrameDetector {
 public:
-    explicit FrameDetector(bool padding_allowed);
+    explicit FrameDetector(bool padding_allowed) : paddingAllowed(padding_allowed) {}
 
     /// The whole search into `frame`. Returns 0, 7 for a null or unusable image, 8 for a null mask, or RemoveFrame()'s
     /// status.
@@ -36,22 +43,20 @@ public:
 
     /// Straight edges, refined. Returns 0 or MASK_BAD_PIXEL_SIZE, MASK_NO_IMAGE, MASK_NO_SIDE, which leave the mask
     /// alone.
-    int RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side, IMAGE_VIEW view);
+    int RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side);
     /// Rows and columns with values above the noise level.
     void PaddingFrame(Image* image, Mask* frame, IMAGE_SIDE side, IMAGE_VIEW view, unsigned short level);
 
-    void init();
-
     // Straight edges (frame_detector.cpp, frame_candidates.cpp)
-    void SetupWindows(unsigned width, unsigned height, IMAGE_SIDE side);
-    void DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side, int border,
-                      unsigned& bound);
+    /// The first column or row of the field at a border, or the last one.
+    unsigned DetectBorder(Image* image, const Rectangle<int>& window, IMAGE_SIDE side, int border);
     bool EdgeImage(Image* window, Image* edge, int border);
-    void FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border);
+    [[nodiscard]] static std::vector<FrameCandidate> FindCandidates(const Image& edge, int lines_per_bin, int border);
     /// Whether the line is long, bright outside, and its strips differ by Welch's test [welch1947].
     [[nodiscard]] static bool EvaluateCandidate(const Image& window, const FrameCandidate& c, IMAGE_SIDE side,
                                                 int border);
-    bool BorderStep(Image* image, unsigned& left, unsigned& top, unsigned& right, IMAGE_SIDE side);
+    /// Moves bounds inwards to a sharp rise of the mean close to the border: at the wall and at the top.
+    void NarrowByStep(const Image& image, IMAGE_SIDE side, Rectangle<unsigned>& field) const;
 
     // Outline refinement (frame_refinement.cpp, frame_profile.cpp)
     bool RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*& frame);
@@ -66,9 +71,6 @@ public:
     bool paddingAllowed;
     bool applyMargin = true;
     bool refineOutline = true;
-    std::array<unsigned, 4> bounds{};  // first and last column, first and last row of the field, both ends in
-    std::array<unsigned, 4> windowX{}, windowY{}, windowWidth{}, windowHeight{};
-    float wideWindowFraction = 0.4F;  // of the image's width
 };
 
 }  // namespace Norvane

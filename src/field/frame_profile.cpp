@@ -58,16 +58,16 @@ Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_
     return is_frame ? Verdict::kFrame : Verdict::kPass;
 }
 
+using GreyRow = std::span<const std::uint16_t>;
+
 /// Columns first .. end - 1 of a row, as far as they exist.
-std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, int first, int end) {
-    end = std::min(end, static_cast<int>(row.size()));
-    if (first >= end) return {};
-    return row.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(end - first));
+GreyRow up_to(GreyRow row, int first, int end) {
+    return part_of(row, Interval<int>{first, std::min(end, static_cast<int>(row.size())) - 1});
 }
 
 /// The first of the columns in which a frame begins that is bright; the column after them if none is.
 int first_bright_column(std::span<const std::uint16_t> pixels) {
-    const auto start = part_of(pixels, 0, kLongestDarkStart);
+    const auto start = up_to(pixels, 0, kLongestDarkStart);
     const auto bright = std::ranges::find_if(start, [](unsigned v) { return v >= kBrightStart; });
     return bright == start.end() ? kLongestDarkStart : static_cast<int>(bright - start.begin());
 }
@@ -77,15 +77,15 @@ int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint
     constexpr int kFewest = 2;  // pixels passed before an edge is judged
     const int bright = first_bright_column(pixels);
     const int start = std::max(bright, coarse_depth);
-    const double reference_mean = bright < start ? statistics_of(part_of(pixels, bright, start)).mean() : 0.0;
+    const double reference_mean = bright < start ? statistics_of(up_to(pixels, bright, start)).mean() : 0.0;
     int depth = coarse_depth, next = start;
     GreyStatistics passed;
-    const auto searched = part_of(edges, start + kFewest, static_cast<int>(pixels.size()));
+    const auto searched = up_to(edges, start + kFewest, static_cast<int>(pixels.size()));
     visit_at_least(kFrameEdgeStrength + 1, searched, [&](std::size_t i) {
         const int x = start + kFewest + static_cast<int>(i);
-        passed.add(part_of(pixels, next, x));
+        passed.add(up_to(pixels, next, x));
         next = x;
-        const Verdict verdict = judge(passed, part_of(pixels, std::max(x - kLocalColumns, start), x), reference_mean);
+        const Verdict verdict = judge(passed, up_to(pixels, std::max(x - kLocalColumns, start), x), reference_mean);
         if (verdict == Verdict::kFrame) depth = x;
         return verdict != Verdict::kStop;
     });

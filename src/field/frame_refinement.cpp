@@ -3,6 +3,7 @@
 /// rectangle. Each border is looked at in a strip that is turned so that the border lies at its column 0.
 #include "field/frame_detector.h"
 
+#include "field/frame_window.h"
 #include "imaging/image_copy.h"
 #include "imaging/mask_utils.h"
 #include "model/geometry.h"
@@ -75,9 +76,12 @@ struct BandLayout {
     }
 };
 
-BandLayout band_layout(int border, bool chest_left, std::int64_t entries, std::int64_t width, unsigned window_x) {
-    if (border == FRAME_TOP) return {true, chest_left, chest_left, chest_left ? entries - 1 : width - entries};
-    return {false, chest_left, !chest_left, chest_left ? entries - 1 : std::int64_t{window_x}};
+BandLayout band_layout(int border, bool chest_left, std::int64_t entries, std::int64_t width, std::int64_t window_x) {
+    const bool at_top = border == FRAME_TOP;
+    return {.at_top = at_top,
+            .from_left = chest_left,
+            .inner_entry_first = chest_left == at_top,
+            .innermost_column = chest_left ? entries - 1 : (at_top ? width - entries : window_x)};
 }
 
 /// Depth entries are columns: the innermost depth is a band over the whole width; where the frame grows deeper towards
@@ -133,16 +137,15 @@ void rotate_samples(const Image& src, Image& dst, int mode) {
 
 /// The depth of the frame at one border, entry by entry of its turned strip. The scratch images go with the border: a
 /// small peak of memory is reused from call to call instead of being returned to the system.
-std::vector<int> depths_at_border(FrameDetector& detector, Image& image, int border, int coarse_depth,
-                                  const Interval<int>& rows) {
-    const auto b = static_cast<std::size_t>(border);
-    const unsigned width = detector.windowWidth[b], height = detector.windowHeight[b];
+std::vector<int> depths_at_border(FrameDetector& detector, Image& image, const Rectangle<int>& place,
+                                  FrameBorder border, int coarse_depth, const Interval<int>& rows) {
+    const auto [x, y, width, height] = placed(place);
     GarbageList garbage;
     Image* strip = make_scratch<Image>(garbage, FORMAT_UNSIGNED, 16U, width, height, true);
-    Utils::ImageCopy(&image, strip, detector.windowX[b], detector.windowY[b], 0, 0, width, height);
-    if (kTurnToLeft[b] != kKeep) {
+    Utils::ImageCopy(&image, strip, x, y, 0, 0, width, height);
+    if (kTurnToLeft.at(border) != kKeep) {
         Image* turned = nullptr;
-        detector.Rotate(strip, turned, kTurnToLeft[b]);
+        detector.Rotate(strip, turned, kTurnToLeft.at(border));
         strip = adopt_scratch(garbage, turned);
     }
     Image* edge = make_scratch<Image>(garbage, strip, true);
@@ -165,20 +168,22 @@ bool FrameDetector::RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*
     FrameParts parts(*found, *image);
     const Rectangle<int> field = field_of(*rect, *image);
     const unsigned width = image->GetWidth(), height = image->GetHeight();
-    SetupWindows(width, height, side);
+    const FrameWindows windows = frame_windows(width, height, side);
 
     const bool chest_left = side != SIDE_CHEST_RIGHT;
+    const FrameBorder chest_border = chest_left ? FRAME_LEFT : FRAME_RIGHT;
     const int chest_depth = chest_left ? field.columns.first : static_cast<int>(width) - field.columns.last - 1;
     add_side_part(parts,
-                  depths_at_border(*this, *image, chest_left ? FRAME_LEFT : FRAME_RIGHT, chest_depth, field.rows),
+                  depths_at_border(*this, *image, windows.at(chest_border), chest_border, chest_depth, field.rows),
                   chest_left);
-    for (const int border : {FRAME_TOP, FRAME_BOTTOM}) {
+    for (const FrameBorder border : {FRAME_TOP, FRAME_BOTTOM}) {
         const int coarse_depth =
             border == FRAME_TOP ? field.rows.first : static_cast<int>(height) - field.rows.last - 1;
-        const std::vector<int> depth = depths_at_border(*this, *image, border, coarse_depth, field.rows);
+        const std::vector<int> depth =
+            depths_at_border(*this, *image, windows.at(border), border, coarse_depth, field.rows);
         add_band_part(parts, depth,
                       band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()), width,
-                                  windowX[static_cast<std::size_t>(border)]));
+                                  windows.at(border).columns.first));
     }
     found->SetPixelSize(image->GetPixelSize());
     Utils::MaskSubtract(rect, found, frame);

@@ -402,7 +402,7 @@ TEST(FrameSteps, TheFieldLiesInsideEdgesStepsAndDepths) {
                 if ((left ? x : width - 1 - x) >= at(beside, y) && y >= at(above, x) && height - 1 - y >= at(below, x))
                     expected.put(static_cast<unsigned>(x) + off_x, static_cast<unsigned>(y) + off_y);
         Mask field = rectangle(1, 2, 3, 4), *out = &field;
-        ASSERT_EQ(d.RemoveFrame(image.get(), out, side, VIEW_PECT), Masking::MASK_OK);
+        ASSERT_EQ(d.RemoveFrame(image.get(), out, side), Masking::MASK_OK);
         ASSERT_TRUE(bitmap_of(field, expected.width, expected.height) == expected) << round;
     }
     EXPECT_GT(edges, 100);
