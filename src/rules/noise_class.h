@@ -93,7 +93,8 @@ inline constexpr NoiseClass kUnlistedClass{};
     return static_cast<unsigned>(noise_class) < kNoiseClasses.size();
 }
 [[nodiscard]] constexpr const NoiseClass& rules_of(BG_NOISE noise_class) {
-    return is_listed(noise_class) ? kNoiseClasses[static_cast<std::size_t>(noise_class)] : kUnlistedClass;
+    if (is_listed(noise_class)) return kNoiseClasses[static_cast<std::size_t>(noise_class)];
+    return kUnlistedClass;
 }
 
 [[nodiscard]] constexpr bool are_found_by_number() {

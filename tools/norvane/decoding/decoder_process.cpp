@@ -27,6 +27,7 @@ namespace {
 constexpr unsigned kPixelsPerSecond = 300'000;  // of processor time; valid images need a tenth of it
 constexpr unsigned kStartSeconds = 120;         // a file server may have to deliver the program
 constexpr std::size_t kMostBytesWhenIdle = std::size_t{32} << 20;
+constexpr std::size_t kMostSharedWhenIdle = std::size_t{64} << 20;  // an image of 14 million pixels needs 30 to 45
 
 [[noreturn]] void refuse_start(const std::string& why) {
     throw Refusal("needs a process of its own to be decoded, and none can be started (" + why +
@@ -170,7 +171,8 @@ std::span<const std::uint16_t> DecoderProcess::words() {
     DecodeAnswer answer{};
     const Arrival arrival = receive(answer, limits.waiting_seconds);
     if (arrival != Arrival::kAnswer || !is_answer_to_request(answer)) throw_for_end(arrival);
-    is_fit_now = answer.bytes_in_use <= kMostBytesWhenIdle && answer.outcome != Outcome::kOutOfMemory;
+    is_fit_now = answer.bytes_in_use <= kMostBytesWhenIdle && memory.bytes().size() <= kMostSharedWhenIdle &&
+                 answer.outcome != Outcome::kOutOfMemory;
     if (answer.outcome == Outcome::kOutOfMemory) throw std::bad_alloc();
     if (answer.outcome == Outcome::kRefused) throw Refusal(printable({answer.text, answer.text_length}));
     return {reinterpret_cast<const std::uint16_t*>(memory.bytes().data()), word_count};

@@ -70,6 +70,7 @@ std::span<const std::uint8_t> start_of_element(FileBytes& file) {
 
 std::string text_value(ElementReader& elements, const ElementHead& head) {
     constexpr std::size_t kLongestUid = 64;
+    if (head.length > kLongestUid) throw Refusal("names a transfer syntax by more than 64 characters");
     ElementCopy value(kLongestUid);
     elements.copy_value(head, value);
     std::string text(value.bytes().begin(), value.bytes().end());

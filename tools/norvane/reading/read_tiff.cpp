@@ -118,6 +118,17 @@ Block block_of(const TiffFile& file, unsigned bits, unsigned width) {
     return {tile_width, tile_height, bytes};
 }
 
+// Strips and tiles may share their bytes: a megabyte that each of a million tiles names would be read a million times.
+// Sound files hold the compressed image once, or share the blocks of an empty background, which are short.
+void refuse_shared_bytes(const TiffFile& file, std::uint64_t image_bytes) {
+    const std::uint64_t file_bytes = TIFFGetSizeProc(file.get())(TIFFClientdata(file.get()));
+    const bool is_tiled = TIFFIsTiled(file.get()) != 0;
+    const std::uint32_t blocks = is_tiled ? TIFFNumberOfTiles(file.get()) : TIFFNumberOfStrips(file.get());
+    std::uint64_t bytes = 0;
+    for (std::uint32_t i = 0; i < blocks; ++i) bytes += std::min(TIFFGetStrileByteCount(file.get(), i), file_bytes);
+    if (bytes > file_bytes + 2 * image_bytes) throw Refusal("has strips or tiles that share their bytes too often");
+}
+
 void read_block(const TiffFile& file, std::vector<std::uint8_t>& bytes, unsigned left, unsigned top) {
     const bool is_tile = TIFFIsTiled(file.get()) != 0;
     const auto answer = is_tile ? TIFFReadTile(file.get(), bytes.data(), left, top, 0, 0)
@@ -161,6 +172,7 @@ SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& opti
     const Block block = block_of(tiff, bits, width);
     // The library has a block in memory as it is, and as it lies in the file.
     set_size(image, width, tiff.tag<std::uint32_t>(TIFFTAG_IMAGELENGTH), options, 2 * std::uint64_t{block.bytes});
+    refuse_shared_bytes(tiff, std::uint64_t{image.samples.size()} * (bits / 8));
     read_blocks(tiff, bits, block, image);
     return image;
 }
