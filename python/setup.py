@@ -18,7 +18,7 @@ from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
-VERSION = re.search(r"project\(norvane VERSION ([0-9.]+)", (SOURCE / "CMakeLists.txt").read_text()).group(1)
+VERSION = ".".join(re.findall(r"#define NORVANE_VERSION_\w+ (\d+)", (SOURCE / "include/norvane/version.h").read_text()))
 
 
 class BuildWithCMake(build_ext):

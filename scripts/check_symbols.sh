@@ -13,7 +13,7 @@ exported() { nm -D --defined-only "$library" | awk '$2 != "u"' | cut -d' ' -f3- 
 if [ "${2:-}" = --update ]; then exported >"$list"; fi
 diff -u "$list" <(exported) || { echo "check_symbols.sh: the exported symbols differ from $list" >&2; exit 1; }
 
-major=$(sed -n 's/^project(norvane VERSION \([0-9]*\)\..*/\1/p' CMakeLists.txt)
+major=$(sed -n 's/^#define NORVANE_VERSION_MAJOR //p' include/norvane/version.h)
 readelf -d "$library" | grep -q "SONAME.*\[libnorvane\.so\.$major\]" || { echo "check_symbols.sh: wrong soname" >&2; exit 1; }
 
 compilers=()

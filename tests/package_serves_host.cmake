@@ -17,7 +17,7 @@ run("${scratch}/host/host")
 
 separate_arguments(flags UNIX_COMMAND "${FLAGS}")
 set(package "${scratch}/prefix/${LIBDIR}/pkgconfig/norvane.pc")
-execute_process(COMMAND pkg-config "--define-variable=prefix=${scratch}/prefix" --cflags --libs "${package}"
+execute_process(COMMAND pkg-config --cflags --libs "${package}"
                 OUTPUT_VARIABLE usage OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(usage UNIX_COMMAND "${usage}")
 run("${COMPILER}" -std=c++17 ${flags} "${example}" ${usage} "-Wl,-rpath,${scratch}/prefix/${LIBDIR}"

@@ -132,6 +132,7 @@ public:
 
     [[nodiscard]] float GetThreshScale() const { return threshScale; }
     void SetThreshScale(float value) { threshScale = value; }
+    /// Stored and read by no operation.
     [[nodiscard]] bool GetSnapToChestWall() const { return snapToChestWall; }
     void SetSnapToChestWall(bool value) { snapToChestWall = value; }
     [[nodiscard]] bool GetChangeThreshold() const { return changeThreshold; }
@@ -165,6 +166,9 @@ public:
     void ChestWallPatch(Image* image, Params params, Image*& patched);
 
 protected:
+    // What follows is for derived classes: single steps of the operations above, and the settings that they read. A
+    // host needs none of it. Null arguments and unusable images end a step at once, without a result.
+
     // Settings
     void init();
     void update_params(Params p);
@@ -217,12 +221,12 @@ protected:
     bool snapToChestWall = false;
     bool changeThreshold = true;
     float gradientThreshold = c_grad_threshold;
-    float gradientScale = 1.5F;
-    float radiusScale = 1.12F;
-    unsigned short contourMargin = 5;
-    int blurSize = 31;
-    float borderFactor = 4.0F;
-    double chestWallRatioLimit = 0.2;
+    float gradientScale = 1.5F;        // a fall to less than this multiple of the tissue threshold is a contour edge
+    float radiusScale = 1.12F;         // by which tissue next to the wall must be brighter
+    unsigned short contourMargin = 5;  // background samples that a direction may meet
+    int blurSize = 31;                 // of the thresholded image, pixels
+    float borderFactor = 4.0F;         // a rise by this multiple of the gradient threshold is a frame
+    double chestWallRatioLimit = 0.2;  // fraction of the region at the chest wall that may be raised
     ContourState* contourState = nullptr;  // owned
 
     friend struct MaskingMembers;  // the library's own way to hand the members to its rules

@@ -56,6 +56,7 @@ public:
                                   Mask* tissue);
 
 protected:
+    // What follows is for derived classes: single steps of the search. A host needs none of it.
     void init();
 
     // The region that is searched. The caller owns the results.

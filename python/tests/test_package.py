@@ -93,7 +93,7 @@ def test_the_wheel_stands_alone(tmp_path):
     if "NORVANE_PYTHON_SHARED:BOOL=OFF" not in (pathlib.Path(build) / "CMakeCache.txt").read_text():
         pytest.skip("this build takes the shared library")
     shutil.copytree(ROOT / "python", tmp_path / "python", ignore=shutil.ignore_patterns("build", "*.egg-info"))
-    shutil.copy(ROOT / "CMakeLists.txt", tmp_path)
+    shutil.copytree(ROOT / "include", tmp_path / "include")
     pip = [sys.executable, "-m", "pip", "--disable-pip-version-check"]
     subprocess.run(
         [*pip, "wheel", "-q", "--no-index", "--no-build-isolation", "--no-deps", "-w", tmp_path, tmp_path / "python"],

@@ -39,22 +39,10 @@ constexpr int kBelowFrame = Masking::P_FRAME - 1;
 
 using Span = Interval<std::int64_t>;  // columns or rows
 
-struct Sum {
-    std::uint64_t count = 0;
-    std::uint64_t total = 0;
-
-    [[nodiscard]] double mean() const { return static_cast<double>(total) / static_cast<double>(count); }
-};
-
 /// Adds the pixels of these grey levels; columns outside the image are passed over.
-void add_between(std::span<const std::uint16_t> row, const Span& span, const Interval<int>& levels, Sum& sum) {
-    const auto end = static_cast<std::size_t>(
-        std::max<std::int64_t>(0, std::min(span.last + 1, static_cast<std::int64_t>(row.size()))));
-    for (auto x = static_cast<std::size_t>(std::max<std::int64_t>(span.first, 0)); x < end; ++x) {
-        if (!levels.has(row[x])) continue;
-        ++sum.count;
-        sum.total += row[x];
-    }
+void add_within(std::span<const std::uint16_t> row, const Span& columns, const Interval<int>& levels,
+                GreyStatistics& grey) {
+    grey.add_within(part_of(row, columns.cut_to({0, static_cast<std::int64_t>(row.size()) - 1})), levels);
 }
 
 Span rows_in_image(const Image& image, const Span& rows) {
@@ -75,7 +63,7 @@ Span background_strip(std::span<const Run> breast, std::int64_t limit, IMAGE_SID
 struct Bands {
     std::array<std::int64_t, 5> rows;  // band j lies between rows j - 1 and j, both in
     std::array<double, 4> weights;     // outside pixels per inside pixel from which a band is suspect
-    int first, last;                   // bands examined
+    Interval<unsigned> examined;
 };
 
 std::int64_t foot_row(const Mask& frame) {
@@ -85,17 +73,16 @@ std::int64_t foot_row(const Mask& frame) {
 
 /// The upper third of a view with muscle is not examined: there the muscle goes on outside the breast.
 Bands bands_of(const Image& image, IMAGE_VIEW view, const Mask& breast, const Mask& frame, const Mask& outside) {
-    Bands bands{{}, {}, 1, 4};
+    Bands bands{.rows = {}, .weights = {}, .examined = {1, 4}};
     std::int64_t top_margin = pixels_for(kTopMargin, image.GetPixelSize());
     if (view == VIEW_PECT) {
-        bands.first = 2;
-        bands.last = 3;
+        bands.examined = {2, 3};
         bands.weights = {0.45, 0.25, 0.25, 0.0};
         top_margin *= 3;
     } else if (view == VIEW_NO_PECT) {
         bands.weights = {0.35, 0.25, 0.25, 0.35};
     }
-    const auto count = static_cast<unsigned>(bands.last);
+    const unsigned count = bands.examined.last;
     const unsigned step = (breast.GetMaxY() - breast.GetMinY()) / count;
     bands.rows[0] =
         std::max<std::int64_t>(static_cast<int>(outside.GetMinY()), static_cast<int>(frame.GetMinY()) + top_margin);
@@ -115,22 +102,23 @@ Span columns_off_wall(const Image& image, IMAGE_SIDE side, IMAGE_VIEW view, cons
 }
 
 /// A ring's pixels of these grey levels, in rows and columns of the image.
-Sum measure(const Image& image, const Mask& ring, const Rectangle<std::int64_t>& part, const Interval<int>& levels) {
-    Sum sum;
+GreyStatistics measure(const Image& image, const Mask& ring, const Rectangle<std::int64_t>& part,
+                       const Interval<int>& levels) {
+    GreyStatistics sum;
     MaskReader reader(ring);
     for (std::int64_t y = part.rows.first; y <= part.rows.last; ++y) {
         const auto row = grey_row(image, y);
-        for (const Run& run : reader.row(static_cast<unsigned>(y))) {
+        for (const Run& run : reader.row(y)) {
             const Span columns{static_cast<int>(run.first), static_cast<int>(run.last)};
-            add_between(row, columns.cut_to(part.columns), levels, sum);
+            add_within(row, columns.cut_to(part.columns), levels, sum);
         }
     }
     return sum;
 }
 
 /// Many pixels outside, about as bright as those inside and clearly brighter than the background.
-bool is_cut(const Sum& inside, const Sum& outside, double weight, double noise_level) {
-    return inside.count > 0 && static_cast<double>(outside.count) > static_cast<double>(inside.count) * weight &&
+bool is_cut(const GreyStatistics& inside, const GreyStatistics& outside, double weight, double noise_level) {
+    return inside.count() > 0 && static_cast<double>(outside.count()) > static_cast<double>(inside.count()) * weight &&
            outside.mean() > kAlikeFrom * inside.mean() && outside.mean() < kAlikeTo * inside.mean() &&
            outside.mean() > kAboveNoise * noise_level;
 }
@@ -193,15 +181,15 @@ Masking::MASK_STATUS check_background(const Image* image, const Mask* breast, co
     if (!has_wall(side) || !is_usable(image) || breast == nullptr || frame == nullptr) return Masking::MASK_OK;
     const std::int64_t limit = side == SIDE_CHEST_RIGHT ? std::int64_t{static_cast<int>(frame->GetMinX())} + kFarMargin
                                                         : std::int64_t{static_cast<int>(frame->GetMaxX())} - kFarMargin;
-    Sum background;
+    GreyStatistics background;
     MaskReader reader(*breast);
     const Span rows = rows_in_image(*image, {static_cast<int>(breast->GetMinY()), static_cast<int>(breast->GetMaxY())});
     for (std::int64_t y = rows.first; y <= rows.last; ++y) {
-        const auto runs = reader.row(static_cast<unsigned>(y));
+        const auto runs = reader.row(y);
         if (runs.empty()) continue;
-        add_between(grey_row(*image, y), background_strip(runs, limit, side), kBackgroundLevels, background);
+        add_within(grey_row(*image, y), background_strip(runs, limit, side), kBackgroundLevels, background);
     }
-    if (background.count == 0) return Masking::MASK_OK;
+    if (background.count() == 0) return Masking::MASK_OK;
     return background.mean() > kBackgroundLimit * noise_level ? Masking::MASK_BG_NOISE : Masking::MASK_OK;
 }
 
@@ -216,11 +204,10 @@ Masking::MASK_STATUS check_for_cut_tissue(const Image* image, Mask* breast, Mask
     const Span columns = columns_off_wall(*image, params.side, params.view, *frame);
     const Interval<int> inside_levels{noise_level + 1, kGreyLevels - 1}, outside_levels{noise_level + 1, kBelowFrame};
     bool cut = false;
-    for (int j = bands.first; j <= bands.last; ++j) {
-        const auto band = static_cast<std::size_t>(j);
+    for (unsigned band = bands.examined.first; band <= bands.examined.last; ++band) {
         const Span rows = rows_in_image(*image, {bands.rows.at(band - 1), bands.rows.at(band)});
-        const Sum inside = measure(*image, *rings.inside, {columns, rows}, inside_levels);
-        const Sum outside = measure(*image, *rings.outside, {columns, rows}, outside_levels);
+        const GreyStatistics inside = measure(*image, *rings.inside, {columns, rows}, inside_levels);
+        const GreyStatistics outside = measure(*image, *rings.outside, {columns, rows}, outside_levels);
         cut = cut || is_cut(inside, outside, bands.weights.at(band - 1), noise_level);
     }
     return cut ? Masking::MASK_CUT_TISSUE : Masking::MASK_OK;

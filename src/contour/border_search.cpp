@@ -242,8 +242,10 @@ struct RasterSearch {
                 const typename Form::Distance distance = form.distance(depth);
                 if (!form.record(current, depth, distance) || !rules.stops_at_edges) continue;
                 const std::uint16_t grey = grey_row[x];
-                tissue.note(current, grey, tissue.of_fall(raster_fall(current.history, grey)), raised,
-                            form.is_beyond_gate(distance), form.is_far_off(distance));
+                tissue.note(current, grey, tissue.of_fall(raster_fall(current.history, grey)),
+                            {.is_raised = raised,
+                             .is_beyond_gate = form.is_beyond_gate(distance),
+                             .is_far_off = form.is_far_off(distance)});
             }
             if (current.tolerance == 0) open.close(bin);
             direction = current;
@@ -262,7 +264,7 @@ struct RasterSearch {
         for (std::int64_t step = first; step <= last; ++step) {
             const int y = static_cast<int>(step <= origin.row ? origin.row - (step - first) : step);
             if (y >= images.height()) continue;
-            const auto runs = reader.row(static_cast<unsigned>(y));
+            const auto runs = reader.row(y);
             const Columns field =
                 runs.empty() ? Columns{0, images.width() - 1} : Columns{runs.front().first, runs.back().last};
             scan_row({y, y - origin.row, y <= origin.row ? 1 : -1, field}, form, directions, open);

@@ -151,7 +151,7 @@ void paint(const Mask& mask, Image& image) {
     const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), static_cast<std::int64_t>(image.GetHeight()) - 1);
     for (std::int64_t y = mask.GetMinY(); y <= last; ++y) {
         const auto row = grey_row_to_write(image, y);
-        for (const Run& run : reader.row(static_cast<unsigned>(y)))
+        for (const Run& run : reader.row(y))
             for (std::size_t x = run.first; x <= run.last && x < row.size(); ++x) row[x] = kPainted;
     }
 }

@@ -23,7 +23,7 @@ OutlinePixels outline_of(const Mask& mask, const Image& image) {
     MaskReader reader(mask);
     const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), static_cast<std::int64_t>(image.GetHeight()) - 1);
     for (std::int64_t y = mask.GetMinY(); y <= last; ++y)
-        for (const Run& run : reader.row(static_cast<unsigned>(y)))
+        for (const Run& run : reader.row(y))
             for (const unsigned x : {run.first, run.last})
                 if (x < image.GetWidth()) pixels.emplace_back(static_cast<unsigned>(y), x);
     return pixels;

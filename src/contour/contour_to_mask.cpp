@@ -236,7 +236,7 @@ double write_pixels_inside(const PlacedContour& contour, const Mask& frame, Mask
         return static_cast<std::int64_t>(reader.next_row(static_cast<std::uint64_t>(from)));
     };
     for (std::int64_t y = next_row(first); y <= last; y = next_row(y + 1)) {
-        const auto runs = reader.row(static_cast<unsigned>(y));
+        const auto runs = reader.row(y);
         area += writer.write_row(y, {runs.front().first, runs.back().last});
     }
     return area;

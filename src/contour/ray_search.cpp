@@ -31,7 +31,7 @@ std::vector<Columns> field_columns(const Mask& frame, int width, int height) {
     const Columns box{frame.GetMinX(), frame.GetMaxX()};
     const std::int64_t last_row = std::min<std::int64_t>(frame.GetMaxY(), height - 1);
     for (std::int64_t y = frame.GetMinY(); y <= last_row; ++y) {
-        const auto runs = reader.row(static_cast<unsigned>(y));
+        const auto runs = reader.row(y);
         Columns& span = columns[static_cast<std::size_t>(y)];
         span = runs.empty() ? box : Columns{runs.front().first, runs.back().last};
         span.last = std::min<std::int64_t>(span.last, width - 1);
@@ -106,8 +106,9 @@ struct RaySearch {
             }
             direction.radius = static_cast<float>(r);
             if (!rules.stops_at_edges) continue;
-            tissue.note(direction, grey, tissue.of(ray_gradient(direction.history, grey)), raised,
-                        r > origin.gate_distance, r > far_distance);
+            tissue.note(
+                direction, grey, tissue.of(ray_gradient(direction.history, grey)),
+                {.is_raised = raised, .is_beyond_gate = r > origin.gate_distance, .is_far_off = r > far_distance});
         }
         return direction.radius;
     }

@@ -140,6 +140,13 @@ struct Steepness {
     bool rises;
 };
 
+/// Where a sample lies.
+struct SamplePlace {
+    bool is_raised;       // next to the wall, where tissue must be brighter
+    bool is_beyond_gate;  // far enough from the origin for a falling edge
+    bool is_far_off;      // far enough for a frame
+};
+
 /// The limits of one search. They are defined in single precision; as both sides of the comparisons grow with the grey
 /// level, each has a whole number from which on it holds, and the searches compare with that.
 class TissueRules {
@@ -177,12 +184,11 @@ public:
     [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall_, fall < first_flat_}; }
 
     /// Notes the grey value of a tissue sample and stops the direction at a contour edge: a steep fall to a dark value
-    /// beyond the gate (`beyond_gate`), or a steep rise to the brightness of a frame far from the wall (`far_off`).
-    void note(Direction& direction, std::uint16_t grey, Steepness steep, bool raised, bool beyond_gate,
-              bool far_off) const {
+    /// beyond the gate, or a steep rise to the brightness of a frame far from the wall.
+    void note(Direction& direction, std::uint16_t grey, Steepness steep, SamplePlace place) const {
         direction.history.push(grey);
-        const bool meets_background = steep.falls && beyond_gate && grey < first_not_dark_[raised];
-        const bool meets_frame = steep.rises && far_off && grey > Masking::P_FRAME;
+        const bool meets_background = steep.falls && place.is_beyond_gate && grey < first_not_dark_[place.is_raised];
+        const bool meets_frame = steep.rises && place.is_far_off && grey > Masking::P_FRAME;
         if (meets_background || meets_frame) direction.stop();
     }
 

@@ -34,7 +34,7 @@ void for_rows_of(const Mask& mask, Visit visit) {
     MaskReader reader(mask);
     const std::uint64_t last = mask.GetMaxY();
     for (auto y = reader.next_row(mask.GetMinY()); y <= last; y = reader.next_row(y + 1))
-        visit(static_cast<unsigned>(y), reader.row(static_cast<unsigned>(y)));
+        visit(static_cast<unsigned>(y), reader.row(y));
 }
 
 void add_run(Mask& out, unsigned y, std::uint64_t first, std::uint64_t last) {

@@ -91,7 +91,7 @@ void Mask::DumpToCSV(std::string file) const {
     for (auto y = reader.next_row(first); y <= last; y = reader.next_row(y + 1)) {
         if ((y - first) % kStep != 0) continue;
         const auto row = static_cast<int>(y);
-        for (const Run& run : reader.row(static_cast<unsigned>(y))) {
+        for (const Run& run : reader.row(y)) {
             const auto end = static_cast<int>(run.last);
             for (std::int64_t x = static_cast<int>(run.first); x < end; x += kStep) out << x << ',' << row << '\n';
         }

@@ -2,6 +2,8 @@
 /// Statistics of grey values, from exact sums.
 #pragma once
 
+#include "model/geometry.h"
+
 #include <cmath>
 #include <cstdint>
 #include <span>
@@ -22,7 +24,7 @@ public:
         }
         add({pixels.size(), run_sum, run_squares});
     }
-    /// Zeros stand for what the frame cut off: they add nothing, and are not counted.
+    /// Those above 0: zeros stand for what the frame cut off.
     void add_above_zero(std::span<const std::uint16_t> pixels) {
         std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
         for (const std::uint32_t v : pixels) {
@@ -30,6 +32,17 @@ public:
             run_sum += v;
             const std::uint32_t square = v * v;
             run_squares += square;
+        }
+        add({seen, run_sum, run_squares});
+    }
+    /// Those of these grey levels.
+    void add_within(std::span<const std::uint16_t> pixels, const Interval<int>& levels) {
+        std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
+        for (const std::uint32_t v : pixels) {
+            if (!levels.has(static_cast<int>(v))) continue;
+            ++seen;
+            run_sum += v;
+            run_squares += std::uint64_t{v} * v;
         }
         add({seen, run_sum, run_squares});
     }

@@ -7,7 +7,7 @@
 
 namespace Norvane {
 
-std::span<const Run> MaskReader::row(unsigned y) {
+std::span<const Run> MaskReader::runs_of(unsigned y) {
     const unsigned wanted = mask_.target_to_mask(y);
     // In a loop over rows the wanted one is the row last found or the one behind it.
     if (at_ != mask_.rows.end() && at_->first < wanted) ++at_;

@@ -4,6 +4,9 @@
 
 #include <norvane/mask.h>
 
+#include "model/geometry.h"
+
+#include <concepts>
 #include <cstdint>
 #include <map>
 #include <span>
@@ -11,11 +14,8 @@
 
 namespace Norvane {
 
-/// Columns first .. last of one row, both ends in.
-struct Run {
-    unsigned first;
-    unsigned last;
-};
+/// Columns of one row.
+using Run = Interval<unsigned>;
 
 /// Reads rows of one mask, cheapest in ascending order. Answers as Mask::GetSegments() does, in the target grid that
 /// the mask has at each call. The mask must outlive the reader and must not be cleared or assigned meanwhile; segments
@@ -25,7 +25,7 @@ public:
     explicit MaskReader(const Mask& source) : mask_(source), at_(source.rows.end()) {}
 
     /// The runs of target row `y`, ascending; empty for a row without pixels. Valid until the next call.
-    [[nodiscard]] std::span<const Run> row(unsigned y);
+    [[nodiscard]] std::span<const Run> row(std::integral auto y) { return runs_of(static_cast<unsigned>(y)); }
 
     /// The first target row from `y` on that has runs; kNoRow behind the last one. For loops over the rows of masks
     /// that may reach anywhere: what they cost depends on the runs and not on the coordinates.
@@ -43,11 +43,19 @@ public:
     [[nodiscard]] static bool is_empty(const Mask& mask_) { return mask_.rows.empty(); }
 
 private:
+    [[nodiscard]] std::span<const Run> runs_of(unsigned y);
     [[nodiscard]] std::uint64_t first_row_that_reads(std::uint64_t stored, std::uint64_t from) const;
 
     const Mask& mask_;
     std::map<unsigned, Mask::Runs>::const_iterator at_;  // the row last found, or end
     std::vector<Run> runs_;
 };
+
+/// Adds columns to a row of the mask's own grid; they are not empty, and in the range of its coordinates.
+template <class T>
+void add_run(Mask& mask, std::integral auto row, const Interval<T>& columns) {
+    mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(columns.first),
+                    static_cast<unsigned>(columns.last - columns.first));
+}
 
 }  // namespace Norvane

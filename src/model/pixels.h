@@ -5,6 +5,8 @@
 
 #include <norvane/image.h>
 
+#include "model/geometry.h"
+
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -51,6 +53,14 @@ template <class Sample, AnyImage I>
 /// Row `y` of a 16-bit grey image, to write.
 [[nodiscard]] inline std::span<std::uint16_t> grey_row_to_write(Image& image, std::integral auto y) {
     return row_of<std::uint16_t>(image, y);
+}
+
+/// The columns of a row, which has them; none if the interval is empty.
+template <class T, class Column>
+[[nodiscard]] inline std::span<T> part_of(std::span<T> row, const Interval<Column>& columns) {
+    if (columns.is_empty()) return {};
+    return row.subspan(static_cast<std::size_t>(columns.first),
+                       static_cast<std::size_t>(columns.last - columns.first) + 1);
 }
 
 }  // namespace Norvane

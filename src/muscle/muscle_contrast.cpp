@@ -38,8 +38,8 @@ std::uint64_t visit_strips(const Image& image, const PlacedLine& placed, IMAGE_S
         const std::int64_t low = std::max<std::int64_t>(x - PectDetect::C_CHECKWIDTH, 0);
         const std::int64_t high = std::min<std::int64_t>(x + PectDetect::C_CHECKWIDTH, width - 1);
         const auto row = grey_row(image, y);
-        visit(strip_of(row.subspan(static_cast<std::size_t>(low), static_cast<std::size_t>(x - low))),
-              strip_of(row.subspan(static_cast<std::size_t>(x + 1), static_cast<std::size_t>(high - x))));
+        visit(strip_of(part_of(row, Interval<std::int64_t>{low, x - 1})),
+              strip_of(part_of(row, Interval<std::int64_t>{x + 1, high})));
     }
     return static_cast<std::uint64_t>(distances);
 }

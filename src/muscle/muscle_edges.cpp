@@ -262,10 +262,9 @@ std::uint16_t background_threshold(const Image* region, Mask* mask, float fracti
         span.first = std::max<std::int64_t>(span.first, 0);
         span.last = std::clamp<std::int64_t>(span.last, 0, std::int64_t{region->GetWidth()} - 1);
         if (span.is_empty()) continue;
-        const auto length = static_cast<std::size_t>(span.last - span.first + 1);
-        count += length;
-        for (const std::uint16_t p : grey_row(*region, y).subspan(static_cast<std::size_t>(span.first), length))
-            ++histogram[p];
+        const auto pixels = part_of(grey_row(*region, y), span);
+        count += pixels.size();
+        for (const std::uint16_t p : pixels) ++histogram[p];
     }
 
     const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(count) * fraction));

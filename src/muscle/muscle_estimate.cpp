@@ -76,8 +76,7 @@ void add_muscle_row(const Scan& scan, std::span<const Run> runs, float column, u
     const auto end = truncate_to<std::int64_t>(static_cast<double>(column));
     const std::int64_t start = scan.wall_end(runs);
     if ((end - start) * scan.step <= 0) return;
-    const std::int64_t first = std::min(start, end);
-    out.AddSegment(y, static_cast<unsigned>(first), static_cast<unsigned>(std::max(start, end) - first));
+    add_run(out, y, Interval<std::int64_t>{std::min(start, end), std::max(start, end)});
 }
 
 /// The muscle's end in the rows up to the last of `scanned`; the rows above them continue the first one.
@@ -88,7 +87,7 @@ std::vector<float> muscle_ends(const Scan& scan, const Image& image, const Mask&
     MaskReader rows(row_mask);
     const std::int64_t end = std::min<std::int64_t>(last + 1, image.GetHeight());
     for (std::int64_t y = first; y < end; ++y) {
-        const auto runs = rows.row(static_cast<unsigned>(y));
+        const auto runs = rows.row(y);
         if (runs.empty()) continue;
         const auto row = grey_row(image, y);
         const auto column = muscle_end(scan, row, scan.wall_end(runs), threshold);

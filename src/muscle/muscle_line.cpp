@@ -3,6 +3,7 @@
 
 #include <norvane/pect_detect.h>
 
+#include "model/mask_reader.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/working_image.h"
@@ -101,7 +102,7 @@ void add_left_of_line(float column, const Image& image, const Walls& walls, unsi
     const float line = std::min(column, static_cast<float>(image.GetWidth() - 1));
     const auto extent =
         truncate_to<std::int64_t>(static_cast<double>(line) + 0.5 + image.GetOffX() - static_cast<double>(walls.first));
-    if (extent >= 0) pect.AddSegment(row, static_cast<unsigned>(walls.first), static_cast<unsigned>(extent));
+    if (extent >= 0) add_run(pect, row, Walls{walls.first, walls.first + extent});
 }
 
 /// The muscle between the line and a wall on the right.
@@ -109,9 +110,7 @@ void add_right_of_line(float column, const Image& image, const Walls& walls, uns
     if (!(column <= static_cast<float>(image.GetWidth() - 1))) return;
     const float line = std::max(column, 0.0F);
     const auto first = truncate_to<std::int64_t>(static_cast<double>(line) + 0.5 + image.GetOffX());
-    if (first <= walls.last) {
-        pect.AddSegment(row, static_cast<unsigned>(first), static_cast<unsigned>(walls.last - first));
-    }
+    if (first <= walls.last) add_run(pect, row, Walls{first, walls.last});
 }
 
 }  // namespace

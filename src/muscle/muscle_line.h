@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pectoral border as a straight line: Hough transform [duda1972] of the edges, and the muscle that the line
-/// bounds.
+/// The pectoral border as a straight line [karssemeijer1998]: Hough transform [hough1962] of the edges, over angle and
+/// distance [duda1972], and the muscle that the line bounds.
 #pragma once
 
 #include <norvane/image.h>

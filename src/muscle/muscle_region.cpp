@@ -18,13 +18,8 @@ using Box = Rectangle<std::int64_t>;
 
 Box bounds_of(const Mask& mask) { return {{mask.GetMinX(), mask.GetMaxX()}, {mask.GetMinY(), mask.GetMaxY()}}; }
 
-void add_columns(Mask& mask, unsigned row, std::int64_t first, std::int64_t last) {
-    mask.AddSegment(row, static_cast<unsigned>(first), static_cast<unsigned>(last - first));
-}
-
 void fill_box(const Box& box, Mask& out) {
-    for (std::int64_t y = box.rows.first; y <= box.rows.last; ++y)
-        add_columns(out, static_cast<unsigned>(y), box.columns.first, box.columns.last);
+    for (std::int64_t y = box.rows.first; y <= box.rows.last; ++y) add_run(out, y, box.columns);
 }
 
 /// From the breast's far edge to the frame's edge at the chest wall, from the frame's top on. The breast's last row
@@ -33,14 +28,13 @@ void fill_up_to_frame(const Box& breast, const Mask& frame, IMAGE_SIDE side, Mas
     MaskReader rows(frame);
     const auto top = std::min(static_cast<unsigned>(breast.rows.first), frame.GetMinY());
     for (auto y = rows.next_row(top); std::cmp_less(y, breast.rows.last); y = rows.next_row(y + 1)) {
-        const auto row = static_cast<unsigned>(y);
-        const auto runs = rows.row(row);
+        const auto runs = rows.row(y);
         if (side == SIDE_CHEST_LEFT) {
             const std::int64_t wall = runs.front().first;
-            if (breast.columns.last >= wall) add_columns(out, row, wall, breast.columns.last);
+            if (breast.columns.last >= wall) add_run(out, y, Interval<std::int64_t>{wall, breast.columns.last});
         } else {
             const std::int64_t wall = runs.back().last;
-            if (breast.columns.first < wall) add_columns(out, row, breast.columns.first, wall);
+            if (breast.columns.first < wall) add_run(out, y, Interval<std::int64_t>{breast.columns.first, wall});
         }
     }
 }
@@ -54,7 +48,7 @@ void fit_columns(const Mask& bound, IMAGE_SIDE side, Box& box) {
     const auto top = static_cast<std::uint64_t>(box.rows.first);
     for (auto y = rows.next_row(top); std::cmp_less(y, box.rows.last) && y < MaskReader::kNoRow;
          y = rows.next_other_row(y)) {
-        const auto runs = rows.row(static_cast<unsigned>(y));
+        const auto runs = rows.row(y);
         if (side == SIDE_CHEST_LEFT) {
             far_column = std::max<std::int64_t>(far_column, runs.back().last);
         } else {

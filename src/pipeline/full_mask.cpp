@@ -17,7 +17,7 @@ namespace Norvane {
 namespace {
 
 void add_row(MaskReader& from, unsigned y, Mask& out) {
-    for (const Run& run : from.row(y)) out.AddSegment(y, run.first, run.last - run.first);
+    for (const Run& run : from.row(y)) add_run(out, y, run);
 }
 
 /// The muscle, sought and joined. The status after it.

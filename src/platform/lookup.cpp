@@ -15,12 +15,8 @@ bool is_table(IplLookupTable* const* table) {
     return table && *table && (*table)->key && (*table)->value && (*table)->num >= 2 && (*table)->interpolate == 0;
 }
 
-/// The grey values [first, end) of an interval; none where the keys do not ascend.
-struct Interval {
-    std::size_t first, end;
-};
-
-Interval interval(const IplLookupTable& table, int i, std::size_t greys) {
+/// The first grey value of an interval of the table and the one after its last; none where the keys do not ascend.
+std::pair<std::size_t, std::size_t> interval(const IplLookupTable& table, int i, std::size_t greys) {
     const std::int64_t limit = static_cast<std::int64_t>(greys);
     const std::int64_t first = std::clamp<std::int64_t>(table.key[i], 0, limit);
     const std::int64_t end = std::clamp<std::int64_t>(table.key[i + 1], first, limit);

@@ -59,10 +59,10 @@ using Columns = Interval<std::int64_t>;
 
 /// The columns between which tissue is counted, and the rows left out at top and bottom.
 struct CountingBounds {
-    std::int64_t left, right;
+    Columns columns;
     std::int64_t band;
 
-    [[nodiscard]] std::int64_t width() const { return right - left; }
+    [[nodiscard]] std::int64_t width() const { return columns.last - columns.first + 1; }
 };
 
 CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE side) {
@@ -70,9 +70,11 @@ CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE
     const float across = static_cast<float>(image.GetWidth()) * pixel_size;
     const bool is_wide = static_cast<double>(across) > kWideImage.value;
     const std::int64_t band = pixels_for(is_wide ? kWideBand : kBand, pixel_size);
-    CountingBounds bounds{static_cast<int>(frame.GetMinX()) + band, static_cast<int>(frame.GetMaxX()) - band, band};
-    if (side == SIDE_CHEST_RIGHT) bounds.left += band / 2;
-    if (side == SIDE_CHEST_LEFT) bounds.right -= band / 2;
+    CountingBounds bounds{
+        .columns = {static_cast<int>(frame.GetMinX()) + band, static_cast<int>(frame.GetMaxX()) - band - 1},
+        .band = band};
+    if (side == SIDE_CHEST_RIGHT) bounds.columns.first += band / 2;
+    if (side == SIDE_CHEST_LEFT) bounds.columns.last -= band / 2;
     return bounds;
 }
 
@@ -81,11 +83,11 @@ CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE
 Columns counted_columns(const CountingBounds& bounds, IMAGE_SIDE side, std::int64_t y, double half_height) {
     const double up = (half_height - static_cast<double>(y)) / half_height;
     const double reach = std::sqrt(1.0 - up * up) * static_cast<double>(bounds.width());
-    Columns columns{bounds.left, bounds.right - 1};
+    Columns columns = bounds.columns;
     if (side == SIDE_CHEST_RIGHT) {
-        columns.first = truncate_to<std::int64_t>(static_cast<double>(bounds.right) - reach + 0.5);
+        columns.first = truncate_to<std::int64_t>(static_cast<double>(bounds.columns.last + 1) - reach + 0.5);
     } else if (side == SIDE_CHEST_LEFT) {
-        columns.last = truncate_to<std::int64_t>(static_cast<double>(bounds.left) + reach + 0.5) - 1;
+        columns.last = truncate_to<std::int64_t>(static_cast<double>(bounds.columns.first) + reach + 0.5) - 1;
     }
     return columns;
 }
