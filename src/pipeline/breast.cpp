@@ -26,8 +26,8 @@ std::optional<GreyHistogram> settle_field(Image* image, MaskingState& state, Mas
     std::optional<GreyHistogram> histogram;
     if (MaskReader::is_empty(*frame)) {
         state.settings = with_noise_class(state.settings, state.params);
-        FieldOutcome field = find_field(image, std::move(state), frame, true);
-        state = std::move(field.outcome.state);
+        FieldOutcome field = find_field(image, state, frame, true);
+        state = field.outcome.state;
         histogram = std::move(field.histogram);
     }
     if (auto counted = settle_noise_level(image, state)) histogram = std::move(counted);
@@ -103,16 +103,16 @@ double write_polygon_or_points(const std::vector<float>& radii, const MaskingSta
 Outcome find_breast(Image* image, MaskingState state, const BreastMasks& masks) {
     if (masks.breast == nullptr || masks.frame == nullptr) {
         std::cout << "(from generateMask) Initialize TSO.Mask object first!" << std::endl;
-        return {Masking::MASK_NO_MASK, std::move(state)};
+        return {Masking::MASK_NO_MASK, state};
     }
-    if (state.params.side == SIDE_UNDEFINED) return {Masking::MASK_NO_SIDE, std::move(state)};
+    if (state.params.side == SIDE_UNDEFINED) return {Masking::MASK_NO_SIDE, state};
     if (image != nullptr && is_off_working_pixel_size(image->GetPixelSize()))
-        return {Masking::MASK_BAD_PIXEL_SIZE, std::move(state)};
-    if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, std::move(state)};
+        return {Masking::MASK_BAD_PIXEL_SIZE, state};
+    if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, state};
 
     const auto histogram = settle_field(image, state, masks.frame);
     state.contour = with_polar_origin({}, *image, masks.frame, state.params.side);
-    if (!has_wall(state.params.side)) return {Masking::MASK_NO_SIDE, std::move(state)};
+    if (!has_wall(state.params.side)) return {Masking::MASK_NO_SIDE, state};
     settle_thresholds(image, histogram, state);
 
     const NoiseClass& rules = rules_of(state.params.bgNoise);
@@ -133,13 +133,13 @@ Outcome find_breast(Image* image, MaskingState state, const BreastMasks& masks) 
         status = Masking::MASK_CHEST_WALL;
     else if (!state.params.contourOutput)
         status = check_shape(*image, *masks.breast, area);
-    return {status, std::move(state)};
+    return {status, state};
 }
 
 MaskingState show_thresholded(Image* image, MaskingState state, Image* thresholded) {
     if (!is_usable(image)) return state;
     Mask field, *frame = &field;
-    state = find_field(image, std::move(state), frame, false).outcome.state;
+    state = find_field(image, state, frame, false).outcome.state;
     state.contour = with_polar_origin({}, *image, frame, state.params.side);
     settle_thresholds(image, std::nullopt, state);
     write_thresholded(*image, frame, state.params, state.settings, state.contour->centreColumn, thresholded);

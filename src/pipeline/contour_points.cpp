@@ -13,7 +13,6 @@
 #include "pipeline/muscle.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace Norvane {
 namespace {
@@ -103,7 +102,7 @@ Rectangle<int> trace_breast(const Image& image, const Masking::Params& params) {
 Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* frame, int* box) {
     if (image == nullptr) {
         say_no_image("GenerateBreastMask");
-        return {Masking::MASK_NO_IMAGE, std::move(state)};
+        return {Masking::MASK_NO_IMAGE, state};
     }
     const NoiseClass& rules = rules_of(state.params.bgNoise);
     const auto judge_contour = [&](Masking::MASK_STATUS status) {
@@ -112,28 +111,28 @@ Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* f
         return has_points && is_small(*params.contour, *image) ? Masking::MASK_TOO_SMALL : status;
     };
     if (rules.is_traced) {
-        if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, std::move(state)};
-        if (breast == nullptr) return {Masking::MASK_BOUNDARY_TRACING, std::move(state)};
+        if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, state};
+        if (breast == nullptr) return {Masking::MASK_BOUNDARY_TRACING, state};
         breast->SetPixelSize(image->GetPixelSize());
         write_bounds(trace_breast(*image, state.params), box);
         const auto status = judge_contour(Masking::MASK_BOUNDARY_TRACING);
-        return {status, std::move(state)};
+        return {status, state};
     }
     Mask own_frame;
     if (frame == nullptr) frame = &own_frame;
-    Outcome found = find_breast(image, std::move(state), {frame, breast, nullptr});
-    state = std::move(found.state);
+    Outcome found = find_breast(image, state, {frame, breast, nullptr});
+    state = found.state;
     write_bounds({{static_cast<int>(frame->GetMinX()), static_cast<int>(frame->GetMaxX())},
                   {static_cast<int>(frame->GetMinY()), static_cast<int>(frame->GetMaxY())}},
                  box);
-    if (found.status == Masking::MASK_NO_IMAGE) return {found.status, std::move(state)};
+    if (found.status == Masking::MASK_NO_IMAGE) return {found.status, state};
 
     if (state.params.view == VIEW_PECT && state.params.pectContour &&
         !give_joined_outline(image, state, breast, frame, has_masks(found.status)))
-        return {Masking::MASK_BOUNDARY_TRACING, std::move(state)};
+        return {Masking::MASK_BOUNDARY_TRACING, state};
     const bool is_forgiven = rules.accepts_large_patch && found.status == Masking::MASK_CHEST_WALL;
     const auto status = judge_contour(is_forgiven ? Masking::MASK_OK : found.status);
-    return {status, std::move(state)};
+    return {status, state};
 }
 
 }  // namespace Norvane

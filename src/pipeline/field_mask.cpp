@@ -18,7 +18,7 @@ std::optional<GreyHistogram> settle_noise_level(Image* image, MaskingState& stat
 FieldOutcome find_field(Image* image, MaskingState state, Mask*& frame, bool auto_level) {
     std::optional<GreyHistogram> histogram;
     const auto answer = [&](Masking::MASK_STATUS status) {
-        return FieldOutcome{{status, std::move(state)}, std::move(histogram)};
+        return FieldOutcome{{status, state}, std::move(histogram)};
     };
     if (image == nullptr) return answer(Masking::MASK_NO_IMAGE);
     if (auto_level) histogram = settle_noise_level(image, state);

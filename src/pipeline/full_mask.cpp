@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <utility>
 
 namespace Norvane {
 namespace {
@@ -85,14 +84,14 @@ bool join_masks(Mask* breast, Mask* muscle, Mask*& out) {
 Outcome make_full_mask(Image* image, MaskingState state, const FullMasks& masks) {
     if (image == nullptr) {
         say_no_image("GenerateFullMask");
-        return {Masking::MASK_NO_IMAGE, std::move(state)};
+        return {Masking::MASK_NO_IMAGE, state};
     }
     Mask own_frame, own_breast;
     const FullMasks known{masks.full, masks.muscle, masks.second, masks.frame != nullptr ? masks.frame : &own_frame};
-    if (masks.full == nullptr) return find_breast(image, std::move(state), {masks.frame, nullptr, nullptr});
+    if (masks.full == nullptr) return find_breast(image, state, {masks.frame, nullptr, nullptr});
     const bool seeks_muscle = state.params.view == VIEW_PECT;
     Mask* breast = seeks_muscle ? &own_breast : masks.full;
-    Outcome outcome = find_breast(image, std::move(state), {known.frame, breast, masks.second});
+    Outcome outcome = find_breast(image, state, {known.frame, breast, masks.second});
     if (outcome.status == Masking::MASK_NO_IMAGE) return outcome;
 
     if (!seeks_muscle) {

@@ -5,8 +5,6 @@
 #include "muscle/muscle_search.h"
 #include "pipeline/field_mask.h"
 
-#include <utility>
-
 namespace Norvane {
 namespace {
 
@@ -38,11 +36,11 @@ Outcome make_muscle_mask(Image* image, Mask* breast, MaskingState state, Mask* m
     if (frame == nullptr) frame = &own_frame;
     const Masking::Params asked = state.params;  // the search for the field may settle the level
     if (MaskReader::is_empty(*frame)) {
-        Outcome field = find_field(image, std::move(state), frame, true).outcome;
-        if (field.status != Masking::MASK_OK) return {Masking::MASK_NO_MASK, std::move(field.state)};
-        state = std::move(field.state);
+        Outcome field = find_field(image, state, frame, true).outcome;
+        if (field.status != Masking::MASK_OK) return {Masking::MASK_NO_MASK, field.state};
+        state = field.state;
     }
-    return {status_of(seek_muscle(image, breast, frame, asked, muscle)), std::move(state)};
+    return {status_of(seek_muscle(image, breast, frame, asked, muscle)), state};
 }
 
 }  // namespace Norvane
