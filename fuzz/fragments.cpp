@@ -72,7 +72,7 @@ std::optional<std::vector<std::size_t>> starts_by_table(const Recipe& recipe) {
         for (; at < recipe.fragments.size() && position != offset; ++at) {
             position += 8 + static_cast<std::uint32_t>(recipe.fragments[at].size());
         }
-        if (at == recipe.fragments.size() || (!starts.empty() && at < starts.back())) return std::nullopt;
+        if (at == recipe.fragments.size() || (!starts.empty() && at <= starts.back())) return std::nullopt;
         starts.push_back(at);
     }
     return starts;

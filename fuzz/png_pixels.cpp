@@ -100,7 +100,7 @@ std::string png_of(Input& input, Recipe& recipe) {
     recipe.rows.assign(input.rest().begin(), input.rest().end());
     recipe.rows.resize(row_bytes * recipe.height);
     for (std::size_t y = 0; y < recipe.height; ++y)
-        recipe.rows[y * row_bytes] = static_cast<char>(recipe.rows[y * row_bytes] & 3);
+        recipe.rows[y * row_bytes] = static_cast<char>(static_cast<std::uint8_t>(recipe.rows[y * row_bytes]) % 5);
     std::string rows = recipe.rows, end;
     if (damage == 1) rows.resize(rows.size() * (place % 16) / 16);
     if (damage == 2) rows[place % rows.size()] = 9;

@@ -98,7 +98,8 @@ FrameFragments::Starts FrameFragments::starts_by_table(FileBytes& file, unsigned
     for (std::size_t frame = 0; frame < frame_count; ++frame) {
         const std::uint64_t offset = little_endian_32(entries, kEntry * frame);
         for (; position < offset && at < fragments.size(); ++at) position += kItemHead + fragments[at].length;
-        if (position != offset || at == fragments.size()) return {};
+        const bool is_after = starts.empty() || at > starts.back();  // no frame is without fragments
+        if (position != offset || at == fragments.size() || !is_after) return {};
         starts.push_back(at);
     }
     return starts;

@@ -50,12 +50,14 @@ void remove_run(int results, int folder, const std::string& name) {
     (void)::unlinkat(results, name.c_str(), AT_REMOVEDIR);
 }
 
-std::string read_all(int descriptor) {
+// Others may have written the file, so that it may be of any size.
+std::string read_at_most(int descriptor, std::size_t most_bytes) {
     std::string bytes;
     std::array<char, kSlotSize> part{};
-    for (ssize_t count = 0;
-         (count = ::pread(descriptor, part.data(), part.size(), static_cast<off_t>(bytes.size()))) > 0;) {
-        bytes.append(part.data(), static_cast<std::size_t>(count));
+    for (ssize_t count = 1; count > 0 && bytes.size() < most_bytes;) {
+        const std::size_t wanted = std::min(part.size(), most_bytes - bytes.size());
+        count = ::pread(descriptor, part.data(), wanted, static_cast<off_t>(bytes.size()));
+        if (count > 0) bytes.append(part.data(), static_cast<std::size_t>(count));
     }
     return bytes;
 }
@@ -64,7 +66,8 @@ std::vector<std::string> lines_under_way(int folder) {
     std::vector<std::string> lines;
     if (::faccessat(folder, RunFolder::kAlive, F_OK, AT_SYMLINK_NOFOLLOW) != 0) return lines;
     const Descriptor file(::openat(folder, kUnderWay, O_RDONLY | kFileFlags));
-    const std::string slots = file.is_open() ? read_all(file.get()) : std::string();
+    constexpr std::size_t kMostSlots = 4096;  // more than a run has threads
+    const std::string slots = file.is_open() ? read_at_most(file.get(), kMostSlots * kSlotSize) : std::string();
     for (std::size_t at = 0; at < slots.size(); at += kSlotSize) {
         const std::string slot = slots.substr(at, kSlotSize);
         const std::size_t end = slot.find('\n');
@@ -83,7 +86,8 @@ Descriptor lock_of_dead(int folder) {
                facts.st_nlink == 1;
     };
     if (!lock.is_open() || !is_own_file() || ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return Descriptor();
-    const std::string text = is_own_file() ? read_all(lock.get()) : std::string(kNotLocked);  // removed meanwhile?
+    const std::string text =
+        is_own_file() ? read_at_most(lock.get(), kMagic.size() + 1) : std::string(kNotLocked);  // removed meanwhile?
     return text.empty() || text == kMagic ? std::move(lock) : Descriptor();  // empty: died while it was made
 }
 
@@ -130,8 +134,9 @@ bool RunFolder::try_to_make() {
     name = random_name(kPrefix);
     if (name.empty() || ::mkdirat(above, name.c_str(), kForUser) != 0) return false;
     folder = Descriptor(::openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder.is_open()) return false;  // another run took it, still empty, for that of a dead one
     lock = Descriptor(::openat(folder.get(), kLock, kNewFile, kForUser));
-    if (!folder.is_open() || !lock.is_open()) return false;
+    if (!lock.is_open()) return false;
     const bool is_locked = ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
     if (!is_locked && errno == EWOULDBLOCK) return false;
     struct stat facts {};
@@ -204,7 +209,8 @@ RunFolder::UnderWay::~UnderWay() {
 void pardon_runs(const ResultFolder& results, const std::string& key) {
     for_each_run(results, [&key](int folder, const std::string&) {
         const Descriptor alive(::openat(folder, RunFolder::kAlive, O_RDONLY | kFileFlags));
-        if (alive.is_open() && read_all(alive.get()) == key) (void)::unlinkat(folder, RunFolder::kAlive, 0);
+        if (alive.is_open() && read_at_most(alive.get(), key.size() + 1) == key)
+            (void)::unlinkat(folder, RunFolder::kAlive, 0);
     });
 }
 
