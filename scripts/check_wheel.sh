@@ -15,12 +15,15 @@ cd "$work"
 /usr/bin/python3 -m venv --system-site-packages env
 env/bin/pip install -q --no-index --no-deps norvane-*.whl
 env/bin/python - <<'EOF'
+import os
+
 import norvane
 
 pixels, _ = norvane.phantom(900, 1200, 200.0)
 found = norvane.analyse(pixels, pixel_size=200.0, view="mlo", used_bits=12)
 print(norvane.__file__, norvane.__version__, found.status.name)
 assert found.status.name == "MASK_OK" and "/env/lib/" in norvane.__file__
+assert os.access(os.path.join(os.path.dirname(norvane.__file__), "norvane-decoder"), os.X_OK), "and the decoder beside it"
 assert not any("libnorvane" in line for line in open("/proc/self/maps")), "the wheel has the library inside"
 EOF
 ls -l norvane-*.whl | awk '{print $NF ": " $5 " bytes, " '"$SECONDS"' " seconds"}'

@@ -63,9 +63,10 @@ const std::map<std::string, std::function<void()>> kDeeds{
      }},
     {"look around",
      [] {
-         const int file = open("/proc/self/comm", O_WRONLY);
-         if (getenv("PATH") != nullptr || file != kMemoryOfWorker + 1) throw Refusal("has more than it needs");
-         (void)close(file);
+         constexpr int kMost = 1024;
+         bool has_more = getenv("PATH") != nullptr;
+         for (int i = kMemoryOfWorker + 1; i < kMost; ++i) has_more |= fcntl(i, F_GETFD) != -1;
+         if (has_more) throw Refusal("has more than it needs");
      }},
     {"answer for another",
      [] {
@@ -99,6 +100,7 @@ void decode(const CompressedFrame& frame, std::span<std::uint16_t> words) {
     kDeeds.at({frame.bytes.begin(), frame.bytes.end()})();
     for (std::size_t i = 0; i < words.size(); ++i) words[i] = static_cast<std::uint16_t>(i * frame.bits);
     words[0] = static_cast<std::uint16_t>(getpid());
+    words[1] = static_cast<std::uint16_t>(getpid() >> 16);
 }
 
 }  // namespace
