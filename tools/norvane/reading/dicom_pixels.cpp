@@ -61,7 +61,8 @@ void decode_compressed(std::span<const std::uint8_t> bytes, const TransferSyntax
     const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
     refuse_unfit(header, image.width, image.height);
     const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
-    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding},
+    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding,
+                  static_cast<std::size_t>(options.image_memory)},
                  [&](std::span<const std::uint16_t> words) { take_words(words, decode, image); });
 }
 
