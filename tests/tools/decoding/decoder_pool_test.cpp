@@ -24,11 +24,13 @@ struct Deed {
     unsigned process = 0;
     const std::uint16_t* words = nullptr;
 };
-Deed order(DecoderPool& pool, const std::string& words, unsigned width = 7, unsigned factor = 3) {
+Deed order(DecoderPool& pool, const std::string& words, unsigned width = 7, unsigned factor = 3,
+           std::size_t memory = 0) {
     Deed deed;
     try {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-        pool.decode({Codec::kJpeg, {bytes, words.size()}, width, 5, factor}, [&](std::span<const std::uint16_t> made) {
+        const CompressedFrame frame{Codec::kJpeg, {bytes, words.size()}, width, 5, factor, {}, memory};
+        pool.decode(frame, [&](std::span<const std::uint16_t> made) {
             ASSERT_EQ(std::size_t{width} * 5, made.size());
             for (std::size_t i = 2; i < made.size(); ++i) ASSERT_EQ(static_cast<std::uint16_t>(i * factor), made[i]);
             deed.process = made[0] | unsigned{made[1]} << 16U;
@@ -123,7 +125,11 @@ TEST(DecoderPool, OneThatEndedIdleIsReplacedAndFramesBeyondTheLimitAreNoReasonTo
     ASSERT_EQ(0, kill(static_cast<pid_t>(*processes.begin()), SIGKILL));
     ASSERT_EQ(0, waitid(P_PID, *processes.begin(), &ended, WEXITED | WNOWAIT));
     EXPECT_EQ("", order(pool, "").refusal);
-    EXPECT_EQ("bad_alloc", order(pool, "", 30'000'000).refusal);
+    constexpr std::size_t kLittle = std::size_t{1} << 20;
+    EXPECT_EQ("", order(pool, "", 7, 3, kLittle).refusal);
+    EXPECT_EQ("", order(pool, "", 200'000).refusal) << "a limit holds for its own frame";
+    EXPECT_EQ("bad_alloc", order(pool, "", 200'000, 3, kLittle).refusal);
+    pool.end_idle();
 }
 
 TEST(DecoderPool, ThreadsDecodeAtTheSameTime) {

@@ -13,7 +13,6 @@
 #include "batch/run_files.h"
 #include "batch/stop_signals.h"
 #include "batch/workers.h"
-#include "decoding/decode_frame.h"
 #include "reading/printable.h"
 #include "reading/read_dicom.h"
 #include "reading/refusal.h"
@@ -157,7 +156,6 @@ public:
             place.emplace(options.out_dir);
             marked.merge(take_over_dead_runs(place->results, place->run));
             load_dicom_dictionary();
-            set_decoder_memory(options.reading.image_memory);
         }
         const StopSignals signals(place ? place->run.descriptor() : -1, place ? RunFolder::kAlive : nullptr);
         {

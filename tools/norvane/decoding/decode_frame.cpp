@@ -19,6 +19,4 @@ void decode_frame(const CompressedFrame& frame, const UseWords& use) {
     use(words);
 }
 
-void set_decoder_memory(std::size_t bytes) { the_decoder_pool().set_memory(bytes); }
-
 }  // namespace Norvane::Host

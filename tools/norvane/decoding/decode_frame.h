@@ -20,6 +20,8 @@ struct CompressedFrame {
     unsigned width, height;               ///< pixels, 1 to 65535; what the codestream says must have been compared
     unsigned bits;                        ///< precision that the codestream declares; 0 for JPEG 2000
     DecodingPlace place = DecodingPlace::kWorker;
+    /// Bytes that a worker may map for the frame besides what it maps when idle; 0 for what the pool allows.
+    std::size_t memory = 0;
 };
 
 using UseWords = std::function<void(std::span<const std::uint16_t> words)>;
@@ -29,9 +31,5 @@ using UseWords = std::function<void(std::span<const std::uint16_t> words)>;
 /// may have taken over what wrote them. Any number of threads may decode at a time.
 /// Throws Refusal, also when the data ends or occupies its decoder, and std::bad_alloc.
 void decode_frame(const CompressedFrame& frame, const UseWords& use);
-
-/// Bytes that a worker may map for one image besides what it maps when idle; 768 MiB unless set. Holds for workers that
-/// start later, so it is set before the first frame.
-void set_decoder_memory(std::size_t bytes);
 
 }  // namespace Norvane::Host

@@ -15,20 +15,14 @@ void DecoderPool::decode(const CompressedFrame& frame, const UseWords& use) {
     use(worker->words());
 }
 
-void DecoderPool::set_memory(std::size_t bytes) {
-    const std::lock_guard lock(mutex);
-    limits.memory = bytes;
-}
-
 DecoderPool::Lease DecoderPool::worker_with(const CompressedFrame& frame) {
+    DecoderLimits wanted = limits;
+    if (frame.memory != 0) wanted.memory = frame.memory;
+    // A worker cannot change its limit of memory: one with another limit ends.
     while (std::unique_ptr<DecoderProcess> old = idle_one()) {
-        if (old->send(frame)) return {old.release(), {this}};
+        if (old->most_memory() == wanted.memory && old->send(frame)) return {old.release(), {this}};
     }
-    const DecoderLimits now = [this] {
-        const std::lock_guard lock(mutex);
-        return limits;
-    }();
-    auto fresh = std::make_unique<DecoderProcess>(program, now);
+    auto fresh = std::make_unique<DecoderProcess>(program, wanted);
     (void)fresh->send(frame);  // if it has ended, that shows when its answer is waited for
     return {fresh.release(), {this}};
 }

@@ -18,8 +18,6 @@ public:
 
     /// See decode_frame().
     void decode(const CompressedFrame& frame, const UseWords& use);
-    /// See set_decoder_memory().
-    void set_memory(std::size_t bytes);
 
     /// Ends the workers that decode nothing.
     void end_idle();
@@ -39,8 +37,8 @@ private:
 
     std::mutex mutex;
     std::vector<std::unique_ptr<DecoderProcess>> idle;
-    std::string program;
-    DecoderLimits limits;
+    const std::string program;
+    const DecoderLimits limits;
 };
 
 /// That of the process, with the decoder of this installation.

@@ -12,7 +12,7 @@
 namespace Norvane::Host {
 
 struct DecoderLimits {
-    std::size_t memory = std::size_t{768} << 20;  ///< bytes, see set_decoder_memory()
+    std::size_t memory = std::size_t{768} << 20;  ///< bytes, see CompressedFrame
     unsigned processor_seconds = 30;              ///< for an image; more for a large one
     unsigned waiting_seconds = 1200;              ///< for an image; a worker that does not even compute is ended
 };
@@ -32,6 +32,8 @@ public:
     [[nodiscard]] std::span<const std::uint16_t> words();
     /// Whether it can take another frame.
     [[nodiscard]] bool is_fit() const { return is_fit_now; }
+    /// Bytes that it may map for a frame.
+    [[nodiscard]] std::size_t most_memory() const { return limits.memory; }
 
     /// In a fork of the process that started it: lets go of everything and touches the worker no more.
     void abandon();

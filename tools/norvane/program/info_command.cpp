@@ -5,7 +5,6 @@
 #include "analysis/image_settings.h"
 #include "analysis/noise_choice.h"
 #include "batch/exit_code.h"
-#include "decoding/decode_frame.h"
 #include "reading/number_text.h"
 #include "reading/printable.h"
 #include "reading/read_image.h"
@@ -99,7 +98,6 @@ Json json_of(const std::string& file, const std::vector<Fact>& facts) {
 }  // namespace
 
 int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream& err) {
-    set_decoder_memory(options.reading.image_memory);
     Json all = Json::array();
     int code = kExitDone;
     for (const std::string& file : options.files) {

@@ -73,7 +73,8 @@ void decode_compressed(std::span<const std::uint8_t> bytes, const TransferSyntax
     refuse_unfit(header, image.width, image.height);
     if (is_jpeg2000) give_back_free_memory();
     const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
-    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding},
+    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding,
+                  static_cast<std::size_t>(options.image_memory)},
                  [&](std::span<const std::uint16_t> words) {
                      make_room(image);
                      take_words(words, decode, image);
