@@ -144,8 +144,8 @@ class Missed(Exception):
 
 def disturb(pid_file, stamps, deed):
     """Does it when some of the task's images are there, but not all: time stands still for the program meanwhile."""
-    def count():
-        return sum(stamp.exists() for stamp in stamps)
+    def count():  # an image's stamp is there before its results; its last line comes after them
+        return sum(stamp.exists() and stamp.read_text().endswith("\nwhole\n") for stamp in stamps)
 
     process = int(wait_for(pid_file.name, lambda: pid_file.exists() and pid_file.read_text()))
     wait_for("its stop", lambda: is_stopped_or_gone(process))
