@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -59,11 +60,25 @@ void allow_processor_time(std::uint32_t seconds) {
     (void)setrlimit(RLIMIT_CPU, &limit);
 }
 
-/// While an image is decoded, the end of the program ends this process, by SIGIO. Nothing else is sent meanwhile. The
-/// signal for the death of a parent would come with that of the thread that started this process.
+// The signal comes with whatever happens to the socket, as when the program takes the first answer, so it only asks.
+void end_if_program_is_gone(int /*signal*/) {
+    const int error = errno;
+    pollfd socket{kSocketOfWorker, POLLRDHUP, 0};
+    if (poll(&socket, 1, 0) == 1 && (socket.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0) _exit(0);
+    errno = error;
+}
+
+/// While an image is decoded, the end of the program ends this process, by SIGIO. The signal for the death of a parent
+/// would come with that of the thread that started this process.
 class EndWithProgram {
 public:
-    EndWithProgram() { (void)fcntl(kSocketOfWorker, F_SETFL, O_ASYNC); }
+    EndWithProgram() {
+        struct sigaction action {};
+        action.sa_handler = end_if_program_is_gone;
+        action.sa_flags = SA_RESTART;
+        (void)sigaction(SIGIO, &action, nullptr);
+        (void)fcntl(kSocketOfWorker, F_SETFL, O_ASYNC);
+    }
     ~EndWithProgram() { (void)fcntl(kSocketOfWorker, F_SETFL, 0); }
     EndWithProgram(const EndWithProgram&) = delete;
     EndWithProgram& operator=(const EndWithProgram&) = delete;
