@@ -205,7 +205,10 @@ JobOutcome ImageJobs::make(const Input& input, const Workplace& place) const {
     const std::optional<ResultFolder> folder = place.results.parent_of(input.name);
     const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
     if (options.is_resumed) {
-        if (auto kept = kept_record(input, folder, stamp, origin)) return {*std::move(kept), {}, true};
+        if (auto kept = kept_record(input, folder, stamp, origin)) {
+            remove_begun_mark(*folder, stem);  // a run may die after the last result and before it notes that
+            return {*std::move(kept), {}, true};
+        }
         if (folder) require_few_deaths(*folder, stem);
     }
     const Attempt attempt(place, folder, input.name);
