@@ -23,4 +23,4 @@ print(norvane.__file__, norvane.__version__, found.status.name)
 assert found.status.name == "MASK_OK" and "/env/lib/" in norvane.__file__
 assert not any("libnorvane" in line for line in open("/proc/self/maps")), "the wheel has the library inside"
 EOF
-ls -l norvane-*.whl | awk '{print $NF ": " $5 " bytes, " '"$SECONDS"' " seconds"}'
+for wheel in norvane-*.whl; do echo "$wheel: $(stat -c %s "$wheel") bytes, $SECONDS seconds"; done

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 if a package
-is missing."""
+"""Runs norvane_masks.sbatch in a Slurm of its own on this machine: test_slurm.py NORVANE [IMAGES]. Exits 77 if a
+package is missing."""
 import contextlib
 import csv
 import os
@@ -22,7 +22,8 @@ DAEMONS = ("slurmctld", "slurmd")
 ATTEMPTS = 10  # to disturb all tasks half-way
 TASKS = 4
 OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left", "--results", "json,masks,page"]
-# Stands between the script and the program. The first start of each task says who it is and stops until it is let go on.
+# Stands between the script and the program. The first start of each task says who it is and stops until it is told to
+# go on.
 WRAPPER = """#!/bin/sh
 if [ -n "$SLURM_ARRAY_TASK_ID" ] && (set -C; echo $$ >"FOLDER/task$SLURM_ARRAY_TASK_ID") 2>/dev/null; then
     kill -STOP $$
@@ -190,7 +191,8 @@ class Trial:
                  2: lambda _: run("scancel", f"{array}_2"),
                  3: lambda _: run("scancel", "--batch", "--signal=TERM", f"{array}_3"),  # as before the time limit
                  4: lambda process: os.kill(process, signal.SIGKILL)}
-        done = {task: disturb(self.folder / f"task{task}", [self.out_dir / f"{name}.done" for name in parts[task]], deed)
+        stamps = {task: [self.out_dir / f"{name}.done" for name in parts[task]] for task in deeds}
+        done = {task: disturb(self.folder / f"task{task}", stamps[task], deed)
                 for task, deed in deeds.items()}
         wait_for("the last job", lambda: facts_of(last)["JobState"] not in ("PENDING", "RUNNING", "COMPLETING"))
 
@@ -215,7 +217,6 @@ class Trial:
         leftovers = [file.name for file in self.out_dir.rglob(".*")]
         self.faults.expect("files left over", [], leftovers)
         print(f"test_slurm: {files} files compared")
-
 
     def run_until_none_is_missed(self, cluster):
         for attempt in range(ATTEMPTS):
