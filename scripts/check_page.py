@@ -140,7 +140,8 @@ class Reader:
         return self.browser.find(name).text
 
     def view_box(self):
-        return [round(float(word), 1) for word in self.browser.find("picture").get_dom_attribute("viewBox").split()]
+        words = self.browser.run("return document.getElementById('picture').getAttribute('viewBox').split(' ')")
+        return [round(float(word), 1) for word in words]
 
     def visible_layers(self):
         return self.browser.run("return [...document.querySelectorAll('#picture [data-layer][visibility=visible]')]"

@@ -2,7 +2,7 @@
 # Form and faults that need no run, part by part: layers (who includes whom), lengths (of functions and files), format
 # (clang-format), cppcheck, python (pyflakes, pycodestyle), shell (shellcheck), javascript (eslint), and tidy (clang-tidy).
 #   scripts/lint.sh [--no-tidy | --quick] [source...]    every part; tidy checks the sources named, or all of src/,
-#                                                        tools/, python/ and fuzz/ (half an hour on two cores)
+#                                                        tools/, python/ and fuzz/ (about 20 minutes of processor time)
 #   scripts/lint.sh --part PART                          one part only; installs nothing
 # --no-tidy: all but clang-tidy; --quick: without its path analyser, which takes a third of its time.
 set -euo pipefail
