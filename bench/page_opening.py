@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What the page of a run costs as it grows: opening it in headless Chromium and filtering it, for 10,000 images relative
-to 1,000. The two pages are measured in turn in one browser, and medians count. Ten times the images may cost at most ten
-times as much; exits 1 if they cost more.
+"""What the page of a run costs as it grows: opening it in headless Chromium and filtering it, for 10,000 images
+relative to 1,000. The two pages are measured in turn in one browser, and medians count. Ten times the images may cost
+at most ten times as much; exits 1 if they cost more.
 
     page_opening.py TESTS    TESTS is the program with the tests of tools/norvane/batch, which writes the sample
 """
@@ -12,7 +12,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "scripts"))
-from check_page import Browser, chromium, make_sample, page_of, ready_with  # noqa: E402
+from check_page import Browser, make_sample, page_of, ready_with  # noqa: E402
 
 SMALL, LARGE = 1000, 10000
 CARDS = 2000  # as many as the page puts into the sheet at once
@@ -28,10 +28,10 @@ return (performance.now() - begin) / 1000"""
 
 def main():
     seconds = {(what, count): [] for what in ("open", "filter") for count in (SMALL, LARGE)}
-    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:
+    with tempfile.TemporaryDirectory() as folder:
         sample = make_sample(sys.argv[1], pathlib.Path(folder) / "sample")
         pages = {count: page_of(sample, count) for count in (SMALL, LARGE)}
-        browser = Browser(chromium(), folder + "/profile")
+        browser = Browser()
         for _ in range(ROUNDS):
             for count, page in pages.items():
                 seconds["open", count].append(browser.open(page, ready_with(min(count, CARDS))))

@@ -3,9 +3,9 @@
 
     pip wheel --no-build-isolation --no-deps ./python
 
-Packages of the system give pybind11, NumPy and the libraries of the image formats (scripts/debian-packages.txt, purposes
-build and python). NORVANE_BUILD names a build tree that is there already, configured with NORVANE_BUILD_PYTHON, to take the
-extension from.
+Packages of the system give pybind11, NumPy and the libraries of the image formats (scripts/debian-packages.txt,
+purposes build and python). NORVANE_BUILD names a build tree that is there already, configured with
+NORVANE_BUILD_PYTHON, to take the extension from.
 """
 import os
 import pathlib

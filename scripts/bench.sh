@@ -15,4 +15,4 @@ taskset -c 1 "$program" --benchmark_out="$results/one.json" --benchmark_out_form
 # Worker and program are two processes: not pinned to one core.
 [ $# -gt 0 ] || build/release/bench/norvane_decoding_bench --benchmark_out="$results/decoding.json" --benchmark_out_format=json >/dev/null
 python3 scripts/bench_table.py "$results"/*.json
-[ $# -gt 0 ] || python3 bench/page_opening.py build/release/tests/tools_batch_tests
+[ $# -gt 0 ] || /usr/bin/python3 bench/page_opening.py build/release/tests/tools_batch_tests

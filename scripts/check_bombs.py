@@ -4,10 +4,11 @@
 
 check_bombs.py [--short | --kills] PROGRAM    exits 1 on a fault. --short is what the tests run, with smaller numbers
 
-Each is run beside eight small images, with two jobs, in a memory cgroup of 700 MiB; if none can be made, in an address space
-that is as small. A table says what became of each, the peak memory and the processor time. Fragments without number are told
-by a ratio: four times as many may take eight times the processor time, and not sixteen. With --kills all of them lie beside
-300 images, in one run that is killed 100 times and taken up: every image has its results once, and they are equal.
+Each is run beside eight small images, with two jobs, in a memory cgroup of 700 MiB; if none can be made, in an address
+space that is as small. A table says what became of each, the peak memory and the processor time. Fragments without
+number are told by a ratio: four times as many may take eight times the processor time, and not sixteen. With --kills
+all of them lie beside 300 images, in one run that is killed 100 times and taken up: every image has its results once,
+and they are equal.
 """
 import argparse
 import multiprocessing
@@ -27,7 +28,8 @@ import check_faults
 
 MIB = 1 << 20
 LIMIT = 700 * MIB
-OPTIONS = ["--jobs", "2", "--view", "mlo", "--side", "left", "--pixel-size", "100", "--noise", "mg", "--results", "json"]
+OPTIONS = ["--jobs", "2", "--view", "mlo", "--side", "left", "--pixel-size", "100", "--noise", "mg",
+           "--results", "json"]
 LARGE = 16383  # rows and columns: just below what the library can hold
 DONE = "done"
 TOO_LARGE = r"needs about \d+ MiB of memory for .*; --image-memory allows 768 MiB"
@@ -54,10 +56,10 @@ def number(group, which, value):
 
 def header(width, height, bits=16, extra=b""):
     """Up to the pixels; `extra` stands between the identifiers and the layout of the pixels."""
-    return (text(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.1.2") + text(8, 0x18, "UI", "1.2.3.4") + text(8, 0x60, "CS", "MG") +
-            extra + number(0x28, 2, 1) + text(0x28, 4, "CS", "MONOCHROME2") + number(0x28, 0x10, height) +
-            number(0x28, 0x11, width) + number(0x28, 0x100, 8 if bits == 8 else 16) + number(0x28, 0x101, bits) +
-            number(0x28, 0x102, bits - 1) + number(0x28, 0x103, 0))
+    return (text(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.1.2") + text(8, 0x18, "UI", "1.2.3.4") +
+            text(8, 0x60, "CS", "MG") + extra + number(0x28, 2, 1) + text(0x28, 4, "CS", "MONOCHROME2") +
+            number(0x28, 0x10, height) + number(0x28, 0x11, width) + number(0x28, 0x100, 8 if bits == 8 else 16) +
+            number(0x28, 0x101, bits) + number(0x28, 0x102, bits - 1) + number(0x28, 0x103, 0))
 
 
 def dicom(syntax, data_set):
@@ -70,8 +72,8 @@ def item(value):
 
 
 def fragments(values):
-    return element(0x7FE0, 0x10, "OB", item(b"") + b"".join(map(item, values)), 0xFFFFFFFF) + struct.pack("<HHI", 0xFFFE,
-                                                                                                      0xE0DD, 0)
+    items = item(b"") + b"".join(map(item, values))
+    return element(0x7FE0, 0x10, "OB", items, 0xFFFFFFFF) + struct.pack("<HHI", 0xFFFE, 0xE0DD, 0)
 
 
 def raw(width, height, samples):
@@ -83,8 +85,8 @@ class Small:
 
     def __init__(self, program, folder):
         png = folder / "small.png"
-        subprocess.run([program, "phantom", png, "--width", "240", "--height", "300", "--pixel-size", "228"], check=True,
-                       stdout=subprocess.DEVNULL)
+        subprocess.run([program, "phantom", png, "--width", "240", "--height", "300", "--pixel-size", "228"],
+                       check=True, stdout=subprocess.DEVNULL)
         self.width, self.height = 240, 300
         left = b"\x00\x20" * 120 + b"\x14\0" * 120  # a breast at the left border, as little-endian words
         dark = b"\x14\0" * 240
@@ -159,7 +161,8 @@ def bombs(small, folder, scale):
         yield f"3 million empty items, {name} sequence", write(f"items-{name}.dcm", data), DONE
     views = element(0x54, 0x220, "SQ", items)
     data = dicom(EXPLICIT, header(small.width, small.height) + views + pixels)
-    yield "3 million empty items, sequence of the view", write("items-view.dcm", data), r"has a header of more than 256 KiB"
+    yield ("3 million empty items, sequence of the view", write("items-view.dcm", data),
+           r"has a header of more than 256 KiB")
     many = b"".join(text(0x20, 0x4000, "LT", "") for _ in range(1000)) * (3000 // scale)
     yield "3 million empty elements", write("elements.dcm", dicom(EXPLICIT, header(240, 300) + many + pixels)), \
         r"has a header of more than 256 KiB"
@@ -167,10 +170,11 @@ def bombs(small, folder, scale):
     data = dicom(EXPLICIT, header(240, 300, extra=reversed_order) + pixels)
     yield "24,575 elements in the wrong order", write("disorder.dcm", data), DONE
     groups = element(0x5200, 0x9230, "SQ", struct.pack("<HHI", 0xFFFE, 0xE000, 0) * (3_000_000 // scale))
-    yield "3 million frames in the header", write("frames.dcm", dicom(EXPLICIT, header(240, 300) + groups + pixels)), DONE
+    data = dicom(EXPLICIT, header(240, 300) + groups + pixels)
+    yield "3 million frames in the header", write("frames.dcm", data), DONE
     for name, syntax, frame in (("RLE", RLE, rle_of_zeros(LARGE)), ("JPEG 2000", J2K, j2k_start(LARGE))):
-        yield (f"{name} frame of 16383 x 16383", write(f"{name}.dcm", dicom(syntax, header(LARGE, LARGE) +
-                                                                           fragments([frame]))), TOO_LARGE)
+        data = dicom(syntax, header(LARGE, LARGE) + fragments([frame]))
+        yield f"{name} frame of 16383 x 16383", write(f"{name}.dcm", data), TOO_LARGE
     yield ("JPEG 2000 of 16383 x 16383 in a header of 240 x 300", write(
         "liar.dcm", dicom(J2K, header(240, 300) + fragments([j2k_start(LARGE)]))),
            r"(holds a compressed image of 16383 x 16383 pixels; its header says 240 x 300|has JPEG 2000 data that .*)")
@@ -256,7 +260,8 @@ def check_beside_kills(program, cgroup, folder, faults):
             while not killer.kill_among_images(done):
                 shutil.rmtree(killer.out)
         batch.run(killer.out, "--resume", *check_faults.RESULTS)
-        missing = [file for file in batch.files if not any((killer.out / name).exists() for name in batch.files_of(file))]
+        missing = [file for file in batch.files
+                   if not any((killer.out / name).exists() for name in batch.files_of(file))]
         missed += len(missing)
         if missing:
             batch.run(killer.out, *check_faults.RESULTS, inputs=[*missing, "--root", batch.images])

@@ -5,12 +5,13 @@
     check_dask.py [--short | --undisturbed] [--images N] [--workers N] [--list FILE] NORVANE PACKAGE [OPTION ...]
 
 NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms,
-or takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken, and
-by a disturbed one; compares all results. Exits 77 if Dask is missing."""
+or takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken,
+and by a disturbed one; compares all results. Exits 77 if Dask is missing."""
 import argparse
 import collections
 import concurrent.futures
 import csv
+import importlib.util
 import json
 import os
 import pathlib
@@ -216,7 +217,8 @@ class Trial:
         self.cluster.kill_scheduler()
         self.tell("the scheduler was killed")
         self.faults.expect("exit code without a scheduler", 1, process.wait())
-        self.faults.expect("what it says then", True, "the same command with --resume takes it up" in self.log_of("disturbed"))
+        self.faults.expect("what it says then", True,
+                           "the same command with --resume takes it up" in self.log_of("disturbed"))
         self.cluster.come_back()
         self.tell("the scheduler was restarted and the run resumed")
         return self.dask("resumed", self.folder / "disturbed", "--resume")
@@ -277,10 +279,8 @@ def main():
     given.chunk = given.chunk or (5 if given.short else 50)
     if given.short:
         given.options += [*OPTIONS, "--noise", "mg-raw-2", "--results", "json,masks"]
-    try:
-        import distributed  # noqa: F401
-    except ImportError as error:
-        print(f"check_dask: skipped: {error}")
+    if not importlib.util.find_spec("distributed"):
+        print("check_dask: skipped, distributed is not installed")
         return SKIPPED
     return check(given)
 

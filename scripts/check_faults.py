@@ -10,7 +10,6 @@ import contextlib
 import csv
 import io
 import json
-import os
 import pathlib
 import random
 import re
@@ -264,8 +263,8 @@ def check_kills(faults, batch, rounds, kills, seed):
         passed_over += run_to_the_end(faults, f"round {number}", batch, out)
     where = ", ".join(f"{count} {place}" for place, count in sorted(killer.places.items()))
     spread = " ".join(str(killer.quarters[q]) for q in range(4))
-    return (f"{rounds * kills} kills, {killer.missed} more came too late: {where}; by quarters of the images done: {spread}; "
-            f"{passed_over} images were passed over and asked for")
+    return (f"{rounds * kills} kills, {killer.missed} more came too late: {where}; "
+            f"by quarters of the images done: {spread}; {passed_over} images were passed over and asked for")
 
 
 # Nowhere to write.

@@ -29,7 +29,6 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]

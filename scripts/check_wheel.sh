@@ -26,4 +26,4 @@ assert found.status.name == "MASK_OK" and "/env/lib/" in norvane.__file__
 assert os.access(os.path.join(os.path.dirname(norvane.__file__), "norvane-decoder"), os.X_OK), "and the decoder beside it"
 assert not any("libnorvane" in line for line in open("/proc/self/maps")), "the wheel has the library inside"
 EOF
-ls -l norvane-*.whl | awk '{print $NF ": " $5 " bytes, " '"$SECONDS"' " seconds"}'
+for wheel in norvane-*.whl; do echo "$wheel: $(stat -c %s "$wheel") bytes, $SECONDS seconds"; done

@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Fuzzes the targets of fuzz/ under ASan and UBSan (Clang, libFuzzer) and prints a table with a row for each.
 
-The build, what libFuzzer found worth keeping, its logs and the inputs at fault lie in --build. Exits 1 on a finding. With
---store nothing is fuzzed: a selection of what was kept goes into fuzz/corpus/, which the tests replay.
+The build, what libFuzzer found worth keeping, its logs and the inputs at fault lie in --build. Exits 1 on a finding.
+With --store nothing is fuzzed: a selection of what was kept goes into fuzz/corpus/, which the tests replay.
 """
 import argparse
 import concurrent.futures
@@ -24,7 +24,8 @@ STORED_BYTES, STORED_INPUTS = 60_000, 250  # of a target
 def build(folder, targets):
     subprocess.run([ROOT / "scripts/install-packages.sh", "build", "test", "determinism", "fuzz"], check=True)
     subprocess.run(["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None", "-DNORVANE_FUZZ=ON",
-                    "-DCMAKE_CXX_COMPILER=clang++", f"-DCMAKE_CXX_FLAGS={FLAGS}"], check=True, stdout=subprocess.DEVNULL)
+                    "-DCMAKE_CXX_COMPILER=clang++", f"-DCMAKE_CXX_FLAGS={FLAGS}"],
+                   check=True, stdout=subprocess.DEVNULL)
     wanted = [f"fuzz_{target}" for target in targets] + ["write_seeds"] if targets else ["fuzz/all"]
     subprocess.run(["ninja", "-C", folder, *wanted], check=True, stdout=subprocess.DEVNULL)
     subprocess.run([folder / "fuzz/write_seeds", folder / "seeds"], check=True)
@@ -64,7 +65,8 @@ def fuzz(folder, target, seconds):
     command = [folder / f"fuzz/fuzz_{target}", kept, folder / "seeds" / target, unpack(folder, target)]
     command += [found] if found.is_dir() else []
     command += [f"-dict={words}"] if words.exists() else []
-    command += ["-rss_limit_mb=6000", "-timeout=60", "-print_final_stats=1", f"-artifact_prefix={folder}/found-{target}-"]
+    command += ["-rss_limit_mb=6000", "-timeout=60", "-print_final_stats=1",
+                f"-artifact_prefix={folder}/found-{target}-"]
     used, status = 0.0, 0
     with open(log, "wb") as stream:
         while used < seconds and status == 0:

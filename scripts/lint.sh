@@ -1,27 +1,51 @@
 #!/usr/bin/env bash
-# Form and faults that need no run: who includes whom, lengths of functions and files, clang-format, cppcheck, and clang-tidy
-# on the sources named, or on all of src/, tools/, python/ and fuzz/ (minutes).
-#   scripts/lint.sh [--no-tidy | --quick] [source...]
+# Form and faults that need no run, part by part: layers (who includes whom), lengths (of functions and files), format
+# (clang-format), cppcheck, python (pyflakes, pycodestyle), shell (shellcheck), javascript (eslint), and tidy (clang-tidy).
+#   scripts/lint.sh [--no-tidy | --quick] [source...]    every part; tidy checks the sources named, or all of src/,
+#                                                        tools/, python/ and fuzz/ (about 20 minutes of processor time)
+#   scripts/lint.sh --part PART                          one part only; installs nothing
 # --no-tidy: all but clang-tidy; --quick: without its path analyser, which takes a third of its time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-checks=
-tidies=true
-case ${1:-} in
-    --quick) checks="-clang-analyzer-*"; shift ;;
-    --no-tidy) tidies=false; shift ;;
-esac
-scripts/install-packages.sh build test lint python
-python3 scripts/check_layers.py
-python3 scripts/check_lengths.py
-git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
+
+part_layers() { python3 scripts/check_layers.py; }
+part_lengths() { python3 scripts/check_lengths.py; }
+part_format() { git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror; }
+
 # Not asked: public signatures are fixed and pass parameters by value; samples are words in a buffer of bytes; an image
 # releases its own buffer in its constructors; and the check of statements without effect takes indexed assignments for some.
-cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,portability --std=c++20 --language=c++ \
-    -Iinclude -Isrc -Itools/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
-    --suppress=virtualCallInConstructor --suppress=constStatement src tools python/src fuzz
-$tidies || { echo "lint: no findings (without clang-tidy)"; exit; }
-cmake --preset dev -DNORVANE_BUILD_PYTHON=ON >/dev/null
-if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(git ls-files {src,tools,python,fuzz}/'*.cpp'); fi
-printf '%s\n' "${files[@]}" | xargs -P"$(nproc)" -n4 clang-tidy -p build/dev --quiet --checks="$checks" 2>/dev/null
-echo "lint: no findings"
+part_cppcheck() {
+    cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,portability --std=c++20 --language=c++ \
+        -Iinclude -Isrc -Itools/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
+        --suppress=virtualCallInConstructor --suppress=constStatement src tools python/src fuzz
+}
+
+part_python() {
+    git ls-files '*.py' | xargs pyflakes3
+    git ls-files '*.py' | xargs pycodestyle --max-line-length=120
+}
+
+# Not asked: single quotes keep patterns and the scripts of other shells as they are (SC2016), and Slurm sets variables that
+# look like misspelt ones (SC2153).
+part_shell() { git grep -lE '^#!.*\b(ba)?sh$' -- ':!*.md' | xargs shellcheck --exclude=SC2016,SC2153; }
+
+# The rules are in .eslintrc.js. A Node.js that is not Debian's does not look for Debian's modules by itself.
+part_javascript() { git ls-files '*.js' ':!.eslintrc.js' | NODE_PATH=/usr/share/nodejs xargs eslint --format unix --max-warnings 0; }
+
+checks=
+part_tidy() {
+    cmake --preset dev -DNORVANE_BUILD_PYTHON=ON >/dev/null
+    local files=("$@")
+    [ $# -gt 0 ] || mapfile -t files < <(git ls-files {src,tools,python,fuzz}/'*.cpp')
+    printf '%s\n' "${files[@]}" | xargs -P"$(nproc)" -n4 clang-tidy -p build/dev --quiet --checks="$checks" 2>/dev/null
+}
+
+parts=(layers lengths format cppcheck python shell javascript tidy)
+case ${1:-} in
+    --quick) checks="-clang-analyzer-*"; shift ;;
+    --no-tidy) unset 'parts[-1]'; shift ;;
+    --part) parts=("$2"); shift 2 ;;
+esac
+[ ${#parts[@]} -eq 1 ] || scripts/install-packages.sh build test lint python
+for part in "${parts[@]}"; do "part_$part" "$@"; done
+echo "lint: no findings (${parts[*]})"

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What is in the Debian packages, as SPDX 2.3: each package, the Debian libraries that its files are linked with, and those
-whose headers are compiled in, with the versions of this machine.
+"""What is in the Debian packages, as SPDX 2.3: each package, the Debian libraries that its files are linked with, and
+those whose headers are compiled in, with the versions of this machine.
 
     make_sbom.py --version 1.0.0-1 --output norvane.spdx.json PACKAGE=FILE[,FILE...] ... [--deb FILE ...]
     make_sbom.py --check norvane.spdx.json
 
---deb: the packages, whose checksums are noted. The time in it is SOURCE_DATE_EPOCH, or 0. --check names what SPDX asks for
-and the document lacks, and Debian packages on which one of the --deb depends and that the document does not name."""
+--deb: the packages, whose checksums are noted. The time in it is SOURCE_DATE_EPOCH, or 0. --check names what SPDX asks
+for and the document lacks, and Debian packages on which one of the --deb depends and that the document does not
+name."""
 import argparse
 import datetime
 import hashlib
@@ -62,7 +63,8 @@ def debian_package(name):
     purl = f"pkg:deb/{system['ID']}/{place}?arch={architecture}&distro={system['ID']}-{system['VERSION_ID']}"
     return {"SPDXID": identifier(name), "name": name, "versionInfo": version, "downloadLocation": "NOASSERTION",
             "filesAnalyzed": False, "sourceInfo": f"Debian source package {source} {source_version}",
-            "externalRefs": [{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl", "referenceLocator": purl}]}
+            "externalRefs": [{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
+                              "referenceLocator": purl}]}
 
 
 def own_package(name, version, debs):

@@ -217,7 +217,6 @@ class Trial:
         self.faults.expect("files left over", [], leftovers)
         print(f"test_slurm: {files} files compared")
 
-
     def run_until_none_is_missed(self, cluster):
         for attempt in range(ATTEMPTS):
             try:

@@ -31,7 +31,8 @@ print("noise class", settings["noise"]["value"], "because", settings["noise"]["r
 # %% Masks are sets: what share of the breast does the muscle cover, and where is the rest?
 breast, muscle = found["breast"], found["pectoral"]
 rest = breast - muscle
-print(f"breast {breast.area_mm2:.0f} mm2, of which muscle {(breast & muscle).area_mm2:.0f}; the rest lies in {rest.bounds}")
+muscle_mm2 = (breast & muscle).area_mm2
+print(f"breast {breast.area_mm2:.0f} mm2, of which muscle {muscle_mm2:.0f}; the rest lies in {rest.bounds}")
 
 # %% On the pixels of the source: mean grey level of the breast without the muscle.
 labels = found.labels()

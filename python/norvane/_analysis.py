@@ -60,7 +60,7 @@ def read(
         in this one, which damaged data may then end.
     image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
 
-    Raises norvane.Refusal, a ValueError, with the program's sentence where the file cannot be read, and ValueError for a
+    Raises norvane.Refusal, a ValueError, with the program's sentence if the file cannot be read, and ValueError for a
     path with a null byte in it.
     """
     return _read(path, frame, False, decode, image_memory)
@@ -183,8 +183,8 @@ def analyse(
 ) -> Analysis:
     """All masks of one image, as ``norvane masks`` makes them.
 
-    image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size are
-        to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
+    image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size
+        are to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
     side: "left" or "right", the border at which the chest wall lies; else what the file says, else the brighter one.
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.

@@ -106,7 +106,7 @@ class _Spread:
         self.client, self.run, self.retries, self.progress = client, run, retries, progress
         inputs = run.inputs
         self.waiting: Deque[_Chunk] = collections.deque(
-            _Chunk(first, inputs[first : first + size]) for first in range(0, len(inputs), size)
+            _Chunk(first, inputs[first:first + size]) for first in range(0, len(inputs), size)
         )
         self.under_way: Dict[Any, _Chunk] = {}
         self.ended: "queue.SimpleQueue[Any]" = queue.SimpleQueue()
@@ -337,8 +337,8 @@ def _address_of(interface: str) -> str:
     address: str = importlib.import_module("distributed.utils").get_ip_interface(interface)
     if not ipaddress.ip_address(address).is_loopback:
         _say(
-            f"norvane-dask: warning: scheduler and workers listen on {address} ({interface}) without a password: whoever "
-            "reaches their ports can run programs as this user"
+            f"norvane-dask: warning: scheduler and workers listen on {address} ({interface}) without a password: "
+            "whoever reaches their ports can run programs as this user"
         )
     return address
 
@@ -351,8 +351,8 @@ def _client_for(scheduler: Optional[str], workers: Optional[int], interface: Opt
             yield client
         return
     host = _LOOPBACK if interface is None else _address_of(interface)
-    # No memory limit: that is for what Dask holds itself. Unless they are told, pages of the scheduler and of each worker
-    # listen on all interfaces.
+    # No memory limit: that is for what Dask holds itself. Unless they are told, pages of the scheduler and of each
+    # worker listen on all interfaces.
     arguments = {
         "n_workers": workers or os.cpu_count(),
         "threads_per_worker": 1,

@@ -192,7 +192,7 @@ def listening_addresses(process):
             fields = row.split()
             if fields[3] == "0A" and f"socket:[{fields[9]}]" in sockets:
                 words = bytes.fromhex(fields[1].split(":")[0])
-                swapped = b"".join(words[at : at + 4][::-1] for at in range(0, len(words), 4))
+                swapped = b"".join(words[at:at + 4][::-1] for at in range(0, len(words), 4))
                 addresses.append(ipaddress.ip_address(swapped))
     for children in folder.glob("task/*/children"):
         for child in children.read_text().split():

@@ -66,7 +66,7 @@ def test_breast_and_muscle_are_found_where_they_lie(film, prepared):
 def test_every_arrangement_of_the_same_samples_gives_the_same_image(film, width, used_bits, resample_first):
     plain = np.ascontiguousarray(film[0][:, :width]) << (used_bits - 12)
     wide = np.zeros((plain.shape[0], width + 7), np.uint16)
-    wide[:, 3 : 3 + width] = plain
+    wide[:, 3:3 + width] = plain
     odd_address = np.frombuffer(b"\0" + plain.tobytes(), np.uint8)[1:].view(np.uint16).reshape(plain.shape)
     read_only = plain.copy()
     read_only.flags.writeable = False
@@ -74,7 +74,7 @@ def test_every_arrangement_of_the_same_samples_gives_the_same_image(film, width,
         "rows upwards": plain[::-1].copy()[::-1],
         "columns backwards": plain[:, ::-1].copy()[:, ::-1],
         "columns first": np.asfortranarray(plain),
-        "a part of wider rows": wide[:, 3 : 3 + width],
+        "a part of wider rows": wide[:, 3:3 + width],
         "big endian": plain.astype(">u2"),
         "an odd address": odd_address,
         "read-only": read_only,
@@ -201,7 +201,7 @@ def test_a_mask_is_its_bitmap(seed):
     runs = mask.runs()
     drawn = np.zeros_like(bits)
     for row, first, last in runs:
-        drawn[row, first : last + 1] = True
+        drawn[row, first:last + 1] = True
     assert np.array_equal(drawn, bits)
     assert Mask.from_runs(runs[::-1].astype(np.uint64), 228.0, bits.shape) == mask == pickle.loads(pickle.dumps(mask))
     coco = mask.to_coco()

@@ -17,7 +17,6 @@ namespace {
 
 using Host::ImageRecord;
 using nlohmann::json;
-using ::testing::ElementsAre;
 using ::testing::StartsWith;
 namespace fs = std::filesystem;
 
@@ -61,38 +60,15 @@ ImageRecord record(const std::string& name, Masking::MASK_STATUS status = Maskin
     return made;
 }
 
-/// The records that a browser finds in the page.
-json page_data(const std::string& page) {
-    const std::string begin = "<script type=\"application/json\" id=\"records\">";
-    const std::size_t first = page.find(begin) + begin.size();
-    return json::parse(page.substr(first, page.find("</script>", first) - first));
-}
-
+/// Beside what the browser sees: unknown contrasts come first, and equal records keep their order.
 TEST(ReportPage, DoubtComesFirst) {
-    ImageRecord refused = record("refused");
-    refused.refusal = "is broken";
-    ImageRecord no_muscle = record("no muscle", Masking::MASK_OK, 2.0);
-    no_muscle.pectoral_status = Masking::MASK_PECT_REJECTED;
-    std::vector<std::string> names;
-    for (const ImageRecord& r : Host::sorted_by_doubt(
-             {record("faint", Masking::MASK_OK, 0.2), no_muscle, record("good"),
-              record("unknown contrast", Masking::MASK_OK, std::nan("")), record("cut", Masking::MASK_CUT_TISSUE, 3.0),
-              record("as good"), record("tiny", Masking::MASK_TOO_SMALL, 4.0), refused})) {
-        names.push_back(r.name);
-    }
-    EXPECT_THAT(names,
-                ElementsAre("refused", "tiny", "cut", "no muscle", "unknown contrast", "faint", "good", "as good"));
-}
-
-TEST(ReportPage, NamesStayData) {
-    ImageRecord hostile = record("a/</script><!--\"'&\n#?%41:\xFF");
-    hostile.warnings = {"</script><script>alert(1)</script>"};
-    const std::string page = Host::report_page({hostile});
-    EXPECT_THAT(page, StartsWith(Host::kPageBeginning));  // by which the next run knows it
-    const json found = page_data(page).at("records").at(0);
-    EXPECT_EQ("./a/%3C/script%3E%3C%21--%22%27%26%0A%23%3F%2541%3A%FF", found.at("url"));
-    EXPECT_EQ("a/</script><!--\"'&\n#?%41:\uFFFD", found.at("name"));
-    EXPECT_EQ(hostile.warnings, found.at("warnings"));
+    std::vector<ImageRecord> records = {
+        record("faint ", Masking::MASK_OK, 0.2), record("unknown ", Masking::MASK_OK, std::nan("")),
+        record("cut ", Masking::MASK_CUT_TISSUE, 3.0), record("tiny ", Masking::MASK_TOO_SMALL, 4.0)};
+    for (char name = 'a'; name <= 'z'; ++name) records.push_back(record({name}));
+    std::string names;
+    for (const ImageRecord& r : Host::sorted_by_doubt(records)) names += r.name;
+    EXPECT_EQ("tiny cut unknown faint abcdefghijklmnopqrstuvwxyz", names);
 }
 
 /// Whether (x, y) lies inside the closed lines of a path of whole coordinates "M1 2L3 4Z", by the even-odd rule.
@@ -157,7 +133,7 @@ TEST(PageFiles, PictureShowsThePreparedImage) {
 std::vector<ImageRecord> browser_sample() {
     const std::vector<std::string> hostile = {"h/</script><img src=x onerror=\"document.title='broken'\">",
                                               "h/a#b?c%41 d",
-                                              "h/quotes\"'&amp;`${1}\\",
+                                              "h/<!--<script>quotes\"'&amp;`${1}\\",
                                               "h/new\nline",
                                               "h/bytes\xFF\xFE",
                                               "h/\xC3\xBC \xE2\x80\xAE sdrawkcab",
@@ -171,7 +147,7 @@ std::vector<ImageRecord> browser_sample() {
         if (i % 400 == 0) r.refusal = "is number " + std::to_string(i);
         if (i % 10 == 3) r.status = Masking::MASK_CUT_TISSUE;
         if (i % 10 == 4) r.pectoral_status = Masking::MASK_PECT_REJECTED;
-        if (i % 100 == 7) r.warnings = {"The header contradicts itself."};
+        if (i % 100 == 7) r.warnings = {"</script>The header contradicts itself."};
         r.view = i % 2 == 0 ? "mlo" : "cc";
         r.side = i % 4 < 2 ? "left" : "right";
     }
@@ -186,6 +162,7 @@ TEST(ReportPage, ManyImagesStaySmall) {
     const std::string page = Host::report_page(records);
     std::ofstream(folder / "report.html") << page;
     EXPECT_LT(page.size(), 3U << 20U);
+    EXPECT_THAT(page, StartsWith(Host::kPageBeginning));  // by which the next run knows it
     if (wanted == nullptr) return;
     write_sample(folder, "sample");
     for (std::size_t i = 0; i < records.size(); ++i) {

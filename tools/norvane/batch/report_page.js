@@ -72,7 +72,7 @@ const PORTION = 2000;   // so many at once; thousands more would make every filt
 /// Puts the next cards of `shown` into the sheet.
 function extend() {
   const indices = shown.slice(listed, listed + PORTION);
-  sheet.append(...indices.map(index => cards[index] ||= cardOf(records[index], index)));
+  sheet.append(...indices.map(index => cards[index] || (cards[index] = cardOf(records[index], index))));
   listed += indices.length;
 }
 
@@ -141,9 +141,11 @@ at('filters').addEventListener('reset', () => setTimeout(filter));
 
 // ---- The enlarged view
 
-const viewer = at('viewer'), picture = at('picture'), stage = at('stage');
+const viewer = at('viewer'), picture = at('picture'), stage = at('stage'), panel = at('panel');
 const LINE = 0.45;          // of the widths that overlays use
 const SCALE_BAR_MM = 20;
+const SCROLL_STEP = 60;     // of the panel, in pixels of the screen
+const MOVE_STEP = 0.125;    // of the picture, as a share of the part in view
 let current = -1;           // index of the record in view
 let box = null;             // the part of the picture in view, in its pixels
 let size = null;            // of the picture
@@ -195,8 +197,15 @@ function zoom(factor, x = box.x + box.width / 2, y = box.y + box.height / 2) {
   setBox({x: x - (x - box.x) * scale, y: y - (y - box.y) * scale, width, height: box.height * scale});
 }
 
-function pointUnder(event) {
-  return new DOMPoint(event.clientX, event.clientY).matrixTransform(picture.getScreenCTM().inverse());
+/// Moves the part in view. Its centre stays on the picture, so that the picture cannot be lost.
+function move(dx, dy) {
+  const within = (start, length, whole) => Math.min(Math.max(start, -length / 2), whole - length / 2);
+  setBox({...box, x: within(box.x + dx, box.width, size.width), y: within(box.y + dy, box.height, size.height)});
+}
+
+/// The point of the picture at a place of the screen.
+function pointAt(place) {
+  return new DOMPoint(place.x, place.y).matrixTransform(picture.getScreenCTM().inverse());
 }
 
 function scaleBar(data) {
@@ -258,9 +267,9 @@ function show(index) {
   at('next').disabled = place + 1 >= shown.length;
   showText(records[index]);
   load(records[index]);
-  at('panel').scrollTop = 0;
+  panel.scrollTop = 0;
   if (!viewer.open) viewer.showModal();
-  if (viewer.contains(document.activeElement) && document.activeElement.disabled) stage.focus();
+  if (viewer.contains(document.activeElement) && document.activeElement.disabled) panel.focus();
 }
 
 function step(by) {
@@ -294,22 +303,31 @@ function swatch(layer) {
 function makeLayers() {
   page.layers.forEach((layer, index) => {
     at('legend').append(element('li', {}, swatch(layer), layer.label));
-    const box = element('input', {type: 'checkbox', id: 'layer-' + layer.key});
-    box.checked = isOn[layer.key];
-    box.addEventListener('change', () => switchLayer(layer.key, box.checked));
-    at('layers').append(element('label', {}, box, swatch(layer), layer.label, element('kbd', {}, String(index + 1))));
+    const tick = element('input', {type: 'checkbox', id: 'layer-' + layer.key});
+    tick.checked = isOn[layer.key];
+    tick.addEventListener('change', () => switchLayer(layer.key, tick.checked));
+    at('layers').append(element('label', {}, tick, swatch(layer), layer.label, element('kbd', {}, String(index + 1))));
   });
 }
 
+/// Moves by keys: in steps of the part in view, to the left or up if negative.
+function moveSteps(right, down) {
+  if (size) move(right * MOVE_STEP * box.width, down * MOVE_STEP * box.height);
+}
+
 const keys = {
-  ArrowLeft: () => step(-1), ArrowUp: () => step(-1), ArrowRight: () => step(1), ArrowDown: () => step(1),
+  ArrowLeft: () => step(-1), ArrowRight: () => step(1),
+  ArrowUp: () => panel.scrollBy(0, -SCROLL_STEP), ArrowDown: () => panel.scrollBy(0, SCROLL_STEP),
+  'Shift+ArrowLeft': () => moveSteps(-1, 0), 'Shift+ArrowRight': () => moveSteps(1, 0),
+  'Shift+ArrowUp': () => moveSteps(0, -1), 'Shift+ArrowDown': () => moveSteps(0, 1),
   l: switchAll, '+': () => size && zoom(1.5), '-': () => size && zoom(1 / 1.5), 0: fit
 };
 page.layers.forEach((layer, index) => keys[index + 1] = () => switchLayer(layer.key, !isOn[layer.key]));
 
 viewer.addEventListener('keydown', event => {
   if (event.ctrlKey || event.altKey || event.metaKey || event.target.type === 'range') return;
-  const action = keys[event.key.length === 1 ? event.key.toLowerCase() : event.key];
+  const isArrow = event.key.startsWith('Arrow');
+  const action = keys[isArrow && event.shiftKey ? 'Shift+' + event.key : isArrow ? event.key : event.key.toLowerCase()];
   if (!action) return;
   event.preventDefault();
   action();
@@ -333,25 +351,38 @@ at('greys').addEventListener('input', showGreys);
 picture.addEventListener('wheel', event => {
   event.preventDefault();
   if (!size) return;
-  const point = pointUnder(event);
+  const point = pointAt(event);
   zoom(event.deltaY < 0 ? 1.25 : 0.8, point.x, point.y);
 }, {passive: false});
-let grip = null;  // the point of the picture that is being dragged
+
+const held = new Map();  // pointers that hold the picture, two at most, and their places on the screen
+
+/// The centre of the places held, and how far they are apart.
+function grip() {
+  const [first, second = first] = held.values();
+  return {x: (first.x + second.x) / 2, y: (first.y + second.y) / 2,
+          spread: Math.max(Math.hypot(first.x - second.x, first.y - second.y), 1)};
+}
+
 picture.addEventListener('pointerdown', event => {
-  if (!size) return;
-  grip = pointUnder(event);
+  if (!size || held.size === 2) return;
+  held.set(event.pointerId, {x: event.x, y: event.y});
   picture.setPointerCapture(event.pointerId);
   picture.classList.add('dragged');
 });
 picture.addEventListener('pointermove', event => {
-  if (!grip || !size) return;
-  const point = pointUnder(event);
-  setBox({...box, x: box.x + grip.x - point.x, y: box.y + grip.y - point.y});
+  if (!size || !held.has(event.pointerId)) return;
+  const before = grip(), point = pointAt(before);
+  held.set(event.pointerId, {x: event.x, y: event.y});
+  const after = grip();
+  if (held.size === 2) zoom(after.spread / before.spread, point.x, point.y);
+  const reached = pointAt(after);
+  move(point.x - reached.x, point.y - reached.y);
 });
 for (const end of ['pointerup', 'pointercancel']) {
-  picture.addEventListener(end, () => {
-    grip = null;
-    picture.classList.remove('dragged');
+  picture.addEventListener(end, event => {
+    held.delete(event.pointerId);
+    picture.classList.toggle('dragged', held.size > 0);
   });
 }
 

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is a fault in the script of the page of a run. The script is no module, and the browser gives it its names.
+'use strict';
+module.exports = {
+  root: true,
+  extends: 'eslint:recommended',
+  env: {browser: true, es6: true},
+  parserOptions: {ecmaVersion: 2020},
+  rules: {
+    'eqeqeq': 'error', 'no-implicit-globals': 'error', 'no-shadow': 'error', 'no-var': 'error', 'prefer-const': 'error',
+    'no-use-before-define': ['error', {functions: false}],
+  },
+};
