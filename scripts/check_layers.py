@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks who includes whom in src/, tools/ and python/: downwards only, see docs/architecture.md. In src/, members of the
-public classes of rules are defined in the face alone. Prints each breach and exits 1 on any."""
+"""Checks who includes whom in src/, tools/ and python/: downwards only, see docs/architecture.md. In src/, members of
+the public classes of rules are defined in the face alone. Prints each breach and exits 1 on any."""
 import pathlib
 import re
 import sys
@@ -29,7 +29,9 @@ TOOLS_MAY_INCLUDE = {
 }
 INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
 # The definition of a member function, whatever its result: `Masking::name(` that is followed by a body.
-MEMBER = re.compile(r"^[^\n/]*?\b((?:Masking|PectDetect)::~?\w+)\s*\((?:[^()]|\([^()]*\))*\)[^;{}()]*(?=[{:])", re.MULTILINE)
+MEMBER = re.compile(
+    r"^[^\n/]*?\b((?:Masking|PectDetect)::~?\w+)\s*\((?:[^()]|\([^()]*\))*\)[^;{}()]*(?=[{:])",
+    re.MULTILINE)
 
 
 def includes_outside(file, allowed):
