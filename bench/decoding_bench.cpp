@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Compressed frames decoded by a worker, beside the same decoder in this process. The use of the words is a pass over
 /// them on both sides, as the reader's is.
-#include "decoding/decode_frame.h"
+#include "host/io/encoders.h"
+#include "io/decoding/decode_frame.h"
 #include "phantom/phantom.h"
-#include "tools/reading/encoders.h"
 #include "yardstick.h"
 
 #include <numeric>

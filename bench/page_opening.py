@@ -4,7 +4,7 @@
 relative to 1,000. The two pages are measured in turn in one browser, and medians count. Ten times the images may cost
 at most ten times as much; exits 1 if they cost more.
 
-    page_opening.py TESTS    TESTS is the program with the tests of tools/norvane/batch, which writes the sample
+    page_opening.py TESTS    TESTS is the program with the tests of host/run, which writes the sample
 """
 import pathlib
 import statistics

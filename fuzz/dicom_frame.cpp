@@ -3,9 +3,9 @@
 /// header that is well formed and says whatever it says.
 #include "input.h"
 
-#include "reading/read_dicom.h"
-#include "reading/refusal.h"
-#include "tools/reading/encoders.h"
+#include "host/io/encoders.h"
+#include "io/dicom/read_dicom.h"
+#include "io/refusal.h"
 
 namespace Norvane::Fuzz {
 namespace {

@@ -3,8 +3,8 @@
 /// the frame are compared with those that the plain rules give.
 #include "input.h"
 
-#include "reading/dicom_fragments.h"
-#include "reading/refusal.h"
+#include "io/dicom/dicom_fragments.h"
+#include "io/refusal.h"
 
 #include <optional>
 #include <vector>

@@ -3,8 +3,8 @@
 /// says what the header, some chunks and the filtered rows are. Rows of plain grey files are unfiltered here as well.
 #include "input.h"
 
-#include "reading/read_png.h"
-#include "reading/refusal.h"
+#include "io/read_png.h"
+#include "io/refusal.h"
 
 #include <zlib.h>
 

@@ -2,11 +2,11 @@
 /// A reader of whole files: NORVANE_FUZZED_READER is read_png, read_pgm, read_tiff or read_dicom.
 #include "input.h"
 
-#include "reading/read_dicom.h"
-#include "reading/read_pgm.h"
-#include "reading/read_png.h"
-#include "reading/read_tiff.h"
-#include "reading/refusal.h"
+#include "io/dicom/read_dicom.h"
+#include "io/read_pgm.h"
+#include "io/read_png.h"
+#include "io/read_tiff.h"
+#include "io/refusal.h"
 
 namespace Norvane::Fuzz {
 namespace {

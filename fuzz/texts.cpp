@@ -2,10 +2,10 @@
 /// Texts that the program takes apart: records of earlier runs as JSON, and command lines (words end with a line feed).
 #include "input.h"
 
-#include "batch/exit_code.h"
-#include "batch/image_record.h"
-#include "program/command_line.h"
-#include "reading/printable.h"
+#include "command_line.h"
+#include "io/printable.h"
+#include "run/exit_code.h"
+#include "run/image_record.h"
 
 #include <sstream>
 #include <vector>

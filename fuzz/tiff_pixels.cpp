@@ -3,8 +3,8 @@
 /// and strips or tiles that hold the rest of the input.
 #include "input.h"
 
-#include "reading/read_tiff.h"
-#include "reading/refusal.h"
+#include "io/read_tiff.h"
+#include "io/refusal.h"
 
 #include <tiffio.h>
 #include <zlib.h>

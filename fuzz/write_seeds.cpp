@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Writes the first inputs of every target: write_seeds FOLDER makes FOLDER/TARGET/NUMBER.
-#include "batch/image_record.h"
+#include "export/write_png.h"
+#include "host/io/encoders.h"
 #include "phantom/phantom.h"
-#include "results/write_png.h"
+#include "run/image_record.h"
 #include "support/builders.h"
-#include "tools/reading/encoders.h"
 
 #include <tiffio.h>
 

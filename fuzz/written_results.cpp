@@ -3,15 +3,15 @@
 /// forms of the labels are compared.
 #include "input.h"
 
-#include "analysis/image_analysis.h"
-#include "reading/read_image.h"
-#include "reading/read_png.h"
-#include "reading/refusal.h"
-#include "results/breast_crop.h"
-#include "results/dicom_seg.h"
-#include "results/label_map.h"
-#include "results/overlay.h"
-#include "results/report_json.h"
+#include "export/breast_crop.h"
+#include "export/dicom_seg.h"
+#include "export/label_map.h"
+#include "export/overlay.h"
+#include "export/report_json.h"
+#include "findings/image_analysis.h"
+#include "io/read_image.h"
+#include "io/read_png.h"
+#include "io/refusal.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcistrmb.h>

@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build test bench browser
 cmake --preset release -DNORVANE_BUILD_BENCH=ON >/dev/null
-cmake --build --preset release --target norvane_bench norvane_decoding_bench tools_batch_tests
+cmake --build --preset release --target norvane_bench norvane_decoding_bench host_run_tests
 program=build/release/bench/norvane_bench
 results=$(mktemp -d)
 trap 'rm -rf "$results"' EXIT
@@ -15,4 +15,4 @@ taskset -c 1 "$program" --benchmark_out="$results/one.json" --benchmark_out_form
 # Worker and program are two processes: not pinned to one core.
 [ $# -gt 0 ] || build/release/bench/norvane_decoding_bench --benchmark_out="$results/decoding.json" --benchmark_out_format=json >/dev/null
 python3 scripts/bench_table.py "$results"/*.json
-[ $# -gt 0 ] || /usr/bin/python3 bench/page_opening.py build/release/tests/tools_batch_tests
+[ $# -gt 0 ] || /usr/bin/python3 bench/page_opening.py build/release/tests/host_run_tests

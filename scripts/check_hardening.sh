@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Names the hardening that built files for x86-64 lack, by what stands in them (cmake/hardening.cmake sets it):
-#   scripts/check_hardening.sh [--no-fortify] build/release/libnorvane.so build/release/tools/norvane/norvane
+#   scripts/check_hardening.sh [--no-fortify] build/release/libnorvane.so build/release/apps/norvane/norvane
 # --no-fortify: of a build without optimisation, which has no checked calls.
 set -euo pipefail
 export LC_ALL=C

@@ -50,7 +50,7 @@ cmake --workflow --preset package >"$work/build.log" 2>&1 || { tail -n20 "$work/
 packages=(build/package/packages/*.deb)
 [ ${#packages[@]} -eq 4 ] || { echo "check_packages.sh: ${#packages[@]} packages instead of 4" >&2; exit 1; }
 lintian --allow-root --fail-on error,warning "${packages[@]}"
-scripts/check_hardening.sh build/package/{libnorvane.so,tools/norvane/norvane,python/norvane/_norvane.*.so}
+scripts/check_hardening.sh build/package/{libnorvane.so,apps/norvane/norvane,python/norvane/_norvane.*.so}
 /usr/bin/python3 scripts/make_sbom.py --check build/package/packages/norvane-*.spdx.json --deb "${packages[@]}"
 
 rm -rf "$root"

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Opens a run's report.html in headless Chromium and works it as a reader would.
 
-check_page.py TESTS            TESTS, the program with the tests of tools/norvane/batch, writes a sample of 2,000
+check_page.py TESTS            TESTS, the program with the tests of host/run, writes a sample of 2,000
                                images; exits 1 on a fault and 77 if Chromium, its driver or Selenium is not installed
 check_page.py --look PAGE DIR  takes pictures of any page into DIR, for people to look at
 """
@@ -117,7 +117,7 @@ def look(page, folder):
 
 class Reader:
     """What a reader does with the page, and what is wrong with the answer. The sample's rules are those of
-    browser_sample() in tests/tools/batch/report_page_test.cpp."""
+    browser_sample() in tests/host/run/report_page_test.cpp."""
 
     def __init__(self, browser):
         self.browser, self.faults = browser, Faults()

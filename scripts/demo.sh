@@ -15,7 +15,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
     cmake --preset release -B build/demo -DNORVANE_BUILD_TESTS=OFF >/dev/null
     cmake --build build/demo --target norvane-cli
 ) >&2
-norvane=$root/build/demo/tools/norvane/norvane
+norvane=$root/build/demo/apps/norvane/norvane
 results=${NORVANE_DEMO_DIR:-norvane-demo}
 
 if [ $# -eq 0 ]; then

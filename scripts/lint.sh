@@ -2,7 +2,7 @@
 # Form and faults that need no run, part by part: layers (who includes whom), lengths (of functions and files), format
 # (clang-format), cppcheck, python (pyflakes, pycodestyle), shell (shellcheck), javascript (eslint), and tidy (clang-tidy).
 #   scripts/lint.sh [--no-tidy | --quick] [source...]    every part; tidy checks the sources named, or all of src/,
-#                                                        tools/, python/ and fuzz/ (about 20 minutes of processor time)
+#                                                        host/, apps/, python/ and fuzz/ (about 20 minutes of processor time)
 #   scripts/lint.sh --part PART                          one part only; installs nothing
 # --no-tidy: all but clang-tidy; --quick: without its path analyser, which takes a third of its time.
 set -euo pipefail
@@ -16,8 +16,8 @@ part_format() { git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werro
 # releases its own buffer in its constructors; and the check of statements without effect takes indexed assignments for some.
 part_cppcheck() {
     cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,portability --std=c++20 --language=c++ \
-        -Iinclude -Isrc -Itools/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
-        --suppress=virtualCallInConstructor --suppress=constStatement src tools python/src fuzz
+        -Iinclude -Isrc -Ihost -Iapps/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
+        --suppress=virtualCallInConstructor --suppress=constStatement src host apps python/src fuzz
 }
 
 part_python() {
@@ -36,7 +36,7 @@ checks=
 part_tidy() {
     cmake --preset dev -DNORVANE_BUILD_PYTHON=ON >/dev/null
     local files=("$@")
-    [ $# -gt 0 ] || mapfile -t files < <(git ls-files {src,tools,python,fuzz}/'*.cpp')
+    [ $# -gt 0 ] || mapfile -t files < <(git ls-files {src,host,apps,python,fuzz}/'*.cpp')
     printf '%s\n' "${files[@]}" | xargs -P"$(nproc)" -n4 clang-tidy -p build/dev --quiet --checks="$checks" 2>/dev/null
 }
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "analysis_binding.h"
 
-#include "analysis/chest_wall_side.h"
-#include "analysis/image_analysis.h"
 #include "arguments.h"
+#include "export/overlay.h"
+#include "export/report_json.h"
+#include "export/source_masks.h"
+#include "findings/chest_wall_side.h"
+#include "findings/image_analysis.h"
 #include "grid_mask.h"
+#include "io/read_image.h"
+#include "io/refusal.h"
+#include "option_texts.h"
 #include "pictures.h"
-#include "program/option_texts.h"
-#include "reading/read_image.h"
-#include "reading/refusal.h"
-#include "results/overlay.h"
-#include "results/report_json.h"
-#include "results/source_masks.h"
 #include "working_image.h"
 
 #include <dcmtk/config/osconfig.h>

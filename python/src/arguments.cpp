@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "arguments.h"
 
-#include "reading/number_text.h"
+#include "io/number_text.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,8 +2,8 @@
 /// What Python hands in, checked: messages say what was expected and what came.
 #pragma once
 
-#include "analysis/host_image.h"
-#include "reading/source_image.h"
+#include "findings/host_image.h"
+#include "io/source_image.h"
 
 #include <norvane/masking.h>
 

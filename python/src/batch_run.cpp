@@ -2,16 +2,16 @@
 #include "batch_run.h"
 
 #include "arguments.h"
-#include "batch/begun_mark.h"
-#include "batch/image_job.h"
-#include "batch/image_record.h"
-#include "batch/inputs.h"
-#include "batch/masks_command.h"
-#include "batch/output_check.h"
-#include "batch/run_files.h"
-#include "program/command_line.h"
-#include "reading/read_dicom.h"
-#include "reading/refusal.h"
+#include "command_line.h"
+#include "io/dicom/read_dicom.h"
+#include "io/refusal.h"
+#include "run/begun_mark.h"
+#include "run/image_job.h"
+#include "run/image_record.h"
+#include "run/inputs.h"
+#include "run/masks_command.h"
+#include "run/output_check.h"
+#include "run/run_files.h"
 
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>

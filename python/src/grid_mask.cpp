@@ -2,10 +2,10 @@
 #include "grid_mask.h"
 
 #include "arguments.h"
+#include "export/mask_encoding.h"
+#include "export/source_masks.h"
+#include "export/write_png.h"
 #include "mask_sets.h"
-#include "results/mask_encoding.h"
-#include "results/source_masks.h"
-#include "results/write_png.h"
 
 #include <pybind11/stl.h>
 

@@ -2,8 +2,8 @@
 /// Masks as Python sees them: values that nobody changes.
 #pragma once
 
-#include "analysis/film_area.h"
-#include "analysis/image_rows.h"
+#include "findings/film_area.h"
+#include "findings/image_rows.h"
 
 #include <norvane/mask.h>
 

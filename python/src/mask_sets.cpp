@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mask_sets.h"
 
-#include "analysis/image_rows.h"
+#include "findings/image_rows.h"
 
 #include <algorithm>
 #include <span>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The extension norvane._norvane. What it holds is documented where Python shows it: in norvane/*.py and *.pyi.
-#include "analysis/noise_choice.h"
-#include "analysis/status_text.h"
 #include "analysis_binding.h"
 #include "arguments.h"
 #include "batch_run.h"
+#include "export/program_version.h"
+#include "findings/noise_choice.h"
+#include "findings/status_text.h"
 #include "grid_mask.h"
+#include "io/printable.h"
 #include "pictures.h"
-#include "reading/printable.h"
-#include "results/program_version.h"
 #include "working_image.h"
 
 #include <pybind11/pybind11.h>

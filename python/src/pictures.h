@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "results/mask_drawing.h"
-#include "results/mask_layers.h"
+#include "export/mask_drawing.h"
+#include "export/mask_layers.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>

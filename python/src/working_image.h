@@ -2,7 +2,7 @@
 /// The prepared image as Python sees it: a value that nobody changes.
 #pragma once
 
-#include "analysis/host_image.h"
+#include "findings/host_image.h"
 
 #include <norvane/image.h>
 #include <norvane/masking.h>

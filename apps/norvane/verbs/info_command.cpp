@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "verbs/info_command.h"
+
+#include "findings/chest_wall_side.h"
+#include "findings/image_settings.h"
+#include "findings/noise_choice.h"
+#include "io/number_text.h"
+#include "io/printable.h"
+#include "io/read_image.h"
+#include "io/refusal.h"
+#include "run/exit_code.h"
+
+#include <algorithm>
+#include <exception>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <sstream>
+
+namespace Norvane::Host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// One line of the report.
+struct Fact {
+    const char* name;    ///< as JSON has it; the text has spaces in it
+    Json value;          ///< null: the file does not say it
+    std::string source;  ///< the field that says it; of a fact without value: what happens then
+};
+
+template <class Value, class Convert>
+Fact fact(const char* name, const std::optional<Value>& value, Convert convert, const std::string& source,
+          const char* otherwise) {
+    if (value) return {name, convert(*value), source};
+    return {name, nullptr, otherwise};
+}
+
+std::vector<Fact> facts_of(const SourceImage& image) {
+    const auto as_it_is = [](double value) { return Json(value); };
+    const auto name = [](auto value) { return Json(name_of(value)); };
+    const auto breast = [](Laterality value) { return Json(value == Laterality::kLeft ? "left" : "right"); };
+    const auto range = [](const PaddingRange& value) { return Json{value.low, value.high}; };
+    const auto window = [](const DisplayWindow& value) { return Json{value.centre, value.width}; };
+    return {
+        {"format", image.format, ""},
+        {"encoding", image.encoding, ""},
+        {"frame", image.frame, ""},
+        {"frames", image.frame_count, ""},
+        {"width", image.width, ""},
+        {"height", image.height, ""},
+        {"used_bits", image.used_bits, ""},
+        {"tissue_is_dark", image.needs_inversion, ""},
+        fact("pixel_size_um", image.pixel_size_um, as_it_is, image.pixel_size_from, "give --pixel-size"),
+        fact("view", image.view, name, image.view_from, "give --view"),
+        fact("breast", image.laterality, breast, image.laterality_from, "found in the pixels"),
+        fact("chest_wall_border", image.chest_wall, name, image.chest_wall_from, "found in the pixels"),
+        fact("noise_class", image.noise, name, image.noise_from, "found in the pixels"),
+        fact("padding", image.padding, range, "PixelPaddingValue", "none"),
+        fact("window", image.window, window, "WindowCenter, WindowWidth", "none"),
+        {"flags", image.flags, ""},
+        {"warnings", image.warnings, ""},
+    };
+}
+
+std::string text_of(const Json& value) {
+    if (value.is_string()) return value.get<std::string>().empty() ? "none" : value.get<std::string>();
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (value.is_number_float()) return number_text(value.get<double>());
+    if (!value.is_array()) return value.is_null() ? "not said" : value.dump();
+    std::string text;
+    for (const Json& entry : value) text += (text.empty() ? "" : ", ") + text_of(entry);
+    return text.empty() ? "none" : text;
+}
+
+void write_text(const std::string& file, const std::vector<Fact>& facts, std::ostream& out) {
+    constexpr std::size_t kNameWidth = 20;
+    print_line(out, file);
+    for (const Fact& fact : facts) {
+        std::string line = fact.name;
+        std::replace(line.begin(), line.end(), '_', ' ');
+        line.resize(kNameWidth, ' ');
+        line += text_of(fact.value);
+        if (!fact.source.empty()) line += " (" + fact.source + ")";
+        print_line(out, "    " + line);
+    }
+}
+
+// A fact that has a source is an object of both.
+Json json_of(const std::string& file, const std::vector<Fact>& facts) {
+    Json object{{"file", file}};
+    for (const Fact& fact : facts) {
+        const bool is_bare = fact.source.empty() || fact.value.is_null();
+        object[fact.name] = is_bare ? fact.value : Json{{"value", fact.value}, {"from", fact.source}};
+    }
+    return object;
+}
+
+}  // namespace
+
+int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream& err) {
+    Json all = Json::array();
+    int code = kExitDone;
+    for (const std::string& file : options.files) {
+        try {
+            const std::vector<Fact> facts = facts_of(read_image(file, options.reading));
+            if (options.is_json) {
+                all.push_back(json_of(file, facts));
+            } else {
+                write_text(file, facts, out);
+            }
+        } catch (const std::exception& e) {
+            const bool is_refused = dynamic_cast<const Refusal*>(&e) != nullptr;
+            complain(err, file + (is_refused ? " " : " failed: ") + e.what());
+            code = kExitPartly;
+        }
+    }
+    if (options.is_json) {
+        std::istringstream lines(all.dump(2, ' ', false, Json::error_handler_t::replace));
+        for (std::string line; std::getline(lines, line);) print_line(out, line);
+    }
+    return code;
+}
+
+}  // namespace Norvane::Host

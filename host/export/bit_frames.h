@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Frames of one bit a pixel as DICOM packs them.
+#pragma once
+
+#include "export/source_masks.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// Pixels follow each other without a gap, rows and frames included; the first one lies in the lowest bit of its byte.
+/// The number of bytes is even.
+class BitFrames {
+public:
+    BitFrames(unsigned columns, unsigned rows, unsigned count);
+
+    /// Switches the pixels of `mask` in frame `frame` on or off.
+    void paint(unsigned frame, const SourceMask& mask, bool is_on);
+
+    [[nodiscard]] const std::vector<std::uint8_t>& bytes() const { return packed; }
+
+private:
+    void fill(std::size_t first, std::size_t end, bool is_on);
+
+    std::size_t width;
+    std::size_t height;
+    std::vector<std::uint8_t> packed;
+};
+
+}  // namespace Norvane::Host

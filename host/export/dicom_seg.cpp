@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/dicom_seg.h"
+
+#include "export/bit_frames.h"
+#include "export/dicom_items.h"
+#include "export/dicom_seg_source.h"
+#include "export/program_version.h"
+#include "export/source_masks.h"
+#include "findings/status_text.h"
+#include "io/refusal.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
+#include <dcmtk/dcmdata/dcostrmb.h>
+#include <dcmtk/dcmdata/dcuid.h>
+
+#include <array>
+#include <stdexcept>
+#include <vector>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr DicomCode kAnatomicalStructure{"123037004", "SCT", "Anatomical Structure"};
+constexpr DicomCode kBreast{"76752008", "SCT", "Breast"};
+constexpr DicomCode kPectoralMuscle{"60005003", "SCT", "Pectoralis major muscle"};
+constexpr DicomCode kLeft{"7771000", "SCT", "Left"};
+constexpr DicomCode kRight{"24028007", "SCT", "Right"};
+constexpr DicomCode kEdgeDetection{"123103", "DCM", "Edge Detection"};
+constexpr DicomCode kSegmentation{"113076", "DCM", "Segmentation"};
+constexpr DicomCode kSourceImage{"121322", "DCM", "Source image for image processing operation"};
+
+constexpr const char* kAlgorithmName = "Norvane";
+
+struct Segment {
+    const char* label;
+    DicomCode type;
+    std::array<Uint16, 3> cielab;  // the colour in which viewers show it: 0 .. 65535 for L*, a* and b*
+    Masking::MASK_STATUS status;
+};
+
+/// What differs between the kinds of objects.
+struct SegPlan {
+    const char* series_number;
+    const char* series_description;
+    const char* content_label;
+    std::vector<Segment> segments;
+};
+
+SegPlan plan_of(const MasksResult& masks, SegContent content) {
+    constexpr std::array<Uint16, 3> kGreen{53083, 16962, 41891};
+    constexpr std::array<Uint16, 3> kRed{39321, 48830, 42662};
+    constexpr std::array<Uint16, 3> kYellow{56360, 33667, 51657};
+    if (content == SegContent::kJoined) {
+        return {"901",
+                "Breast with pectoral muscle, Norvane",
+                "BREAST_JOINED",
+                {{"Breast with pectoral muscle", kBreast, kYellow, masks.full.status}}};
+    }
+    return {"900",
+            "Breast and pectoral muscle, Norvane",
+            "BREAST_MUSCLE",
+            {{"Breast without pectoral muscle", kBreast, kGreen, masks.breast.status},
+             {"Pectoral muscle", kPectoralMuscle, kRed, masks.pectoral.status}}};
+}
+
+BitFrames frames_of(ImageAnalysis& analysis, SegContent content) {
+    const SourceImage& source = analysis.source;
+    if (content == SegContent::kJoined) {
+        BitFrames frames(source.width, source.height, 1);
+        frames.paint(0, SourceMask(analysis.masks.full.mask, analysis.crop, analysis.settings.pixel_size_um), true);
+        return frames;
+    }
+    const LabelImage labels(analysis);
+    BitFrames frames(source.width, source.height, 2);
+    frames.paint(0, labels.breast(), true);
+    frames.paint(0, labels.muscle(), false);
+    frames.paint(1, labels.muscle(), true);
+    return frames;
+}
+
+void put_series(DcmItem& object, const SegPlan& plan, const SegSource& source) {
+    put_text(object, DCM_Modality, "SEG");
+    put_text(
+        object, DCM_SeriesInstanceUID,
+        uid_of(std::string("series\n") + program_version() + "\n" + plan.series_number + "\n" + source.series_uid));
+    put_text(object, DCM_SeriesNumber, plan.series_number);
+    put_text(object, DCM_SeriesDescription, plan.series_description);
+    put_text(object, DCM_Manufacturer, kAlgorithmName);
+    put_text(object, DCM_ManufacturerModelName, "norvane masks");
+    put_text(object, DCM_DeviceSerialNumber, "0");
+    put_text(object, DCM_SoftwareVersions, program_version());
+}
+
+void put_image(DcmItem& object, const SegPlan& plan, const SourceImage& source) {
+    put_text(object, DCM_ImageType, "DERIVED\\PRIMARY");
+    put_text(object, DCM_ContentLabel, plan.content_label);
+    put_text(object, DCM_ContentDescription, plan.series_description);
+    put_text(object, DCM_ContentCreatorName, "");
+    put_text(object, DCM_SegmentationType, "BINARY");
+    put_text(object, DCM_SegmentsOverlap, "NO");
+    put_number(object, DCM_Rows, source.height);
+    put_number(object, DCM_Columns, source.width);
+    put_text(object, DCM_NumberOfFrames, std::to_string(plan.segments.size()));
+    put_number(object, DCM_SamplesPerPixel, 1);
+    put_text(object, DCM_PhotometricInterpretation, "MONOCHROME2");
+    put_number(object, DCM_BitsAllocated, 1);
+    put_number(object, DCM_BitsStored, 1);
+    put_number(object, DCM_HighBit, 0);
+    put_number(object, DCM_PixelRepresentation, 0);
+}
+
+void put_segment(DcmItem& object, const Segment& segment, unsigned number, std::optional<Laterality> laterality) {
+    DcmItem& item = add_item(object, DCM_SegmentSequence);
+    put_number(item, DCM_SegmentNumber, number);
+    put_text(item, DCM_SegmentLabel, segment.label);
+    const StatusText& status = text_of(segment.status);
+    put_text(item, DCM_SegmentDescription, std::string(status.name) + ": " + status.sentence);
+    put_text(item, DCM_SegmentAlgorithmType, "AUTOMATIC");
+    put_text(item, DCM_SegmentAlgorithmName, kAlgorithmName);
+    add_code(item, DCM_SegmentedPropertyCategoryCodeSequence, kAnatomicalStructure);
+    DcmItem& type = add_code(item, DCM_SegmentedPropertyTypeCodeSequence, segment.type);
+    if (laterality) {
+        add_code(type, DCM_SegmentedPropertyTypeModifierCodeSequence,
+                 *laterality == Laterality::kLeft ? kLeft : kRight);
+    }
+    DcmItem& algorithm = add_item(item, DCM_SegmentationAlgorithmIdentificationSequence);
+    add_code(algorithm, DCM_AlgorithmFamilyCodeSequence, kEdgeDetection);
+    put_text(algorithm, DCM_AlgorithmName, kAlgorithmName);
+    put_text(algorithm, DCM_AlgorithmVersion, program_version());
+    item.putAndInsertUint16Array(DCM_RecommendedDisplayCIELabValue, segment.cielab.data(), segment.cielab.size());
+}
+
+// Frames are told apart by their segment, and by nothing else.
+void put_dimensions(DcmItem& object) {
+    const std::string uid = uid_of("dimensions\nsegment");
+    put_text(add_item(object, DCM_DimensionOrganizationSequence), DCM_DimensionOrganizationUID, uid);
+    DcmItem& index = add_item(object, DCM_DimensionIndexSequence);
+    put_text(index, DCM_DimensionOrganizationUID, uid);
+    index.putAndInsertTagKey(DCM_DimensionIndexPointer, DCM_ReferencedSegmentNumber);
+    index.putAndInsertTagKey(DCM_FunctionalGroupPointer, DCM_SegmentIdentificationSequence);
+    put_text(index, DCM_DimensionDescriptionLabel, "Segment");
+}
+
+void put_frame(DcmItem& object, unsigned number, const SegSource& source) {
+    DcmItem& frame = add_item(object, DCM_PerFrameFunctionalGroupsSequence);
+    put_number(add_item(frame, DCM_FrameContentSequence), DCM_DimensionIndexValues, number);
+    put_number(add_item(frame, DCM_SegmentIdentificationSequence), DCM_ReferencedSegmentNumber, number);
+    DcmItem& derivation = add_item(frame, DCM_DerivationImageSequence);
+    add_code(derivation, DCM_DerivationCodeSequence, kSegmentation);
+    DcmItem& image = add_item(derivation, DCM_SourceImageSequence);
+    put_reference(image, source);
+    if (source.frame > 0) put_text(image, DCM_ReferencedFrameNumber, std::to_string(source.frame));
+    put_text(image, DCM_SpatialLocationsPreserved, "YES");
+    add_code(image, DCM_PurposeOfReferenceCodeSequence, kSourceImage);
+}
+
+void put_frames(DcmItem& object, const SegPlan& plan, const SegSource& source, double pixel_size_um) {
+    DcmItem& shared = add_item(object, DCM_SharedFunctionalGroupsSequence);
+    const std::string millimetres = decimal_text(pixel_size_um / 1000.0);
+    put_text(add_item(shared, DCM_PixelMeasuresSequence), DCM_PixelSpacing, millimetres + "\\" + millimetres);
+    for (unsigned i = 0; i < plan.segments.size(); ++i) put_frame(object, i + 1, source);
+}
+
+/// Writes the object with its file header, or the data set alone.
+template <class Object>
+std::string bytes_of(Object& object) {
+    constexpr std::size_t kRoomForFileHeader = 4096;
+    std::string bytes(object.calcElementLength(EXS_LittleEndianExplicit, EET_ExplicitLength) + kRoomForFileHeader,
+                      '\0');
+    DcmOutputBufferStream stream(bytes.data(), static_cast<offile_off_t>(bytes.size()));
+    object.transferInit();
+    const OFCondition written = object.write(stream, EXS_LittleEndianExplicit, EET_ExplicitLength, nullptr);
+    object.transferEnd();
+    if (written.bad()) throw std::runtime_error(std::string("DICOM SEG: ") + written.text());
+    void* start = nullptr;
+    offile_off_t length = 0;
+    stream.flushBuffer(start, length);
+    bytes.resize(static_cast<std::size_t>(length));
+    return bytes;
+}
+
+}  // namespace
+
+std::string dicom_seg(ImageAnalysis& analysis, SegContent content) {
+    if (!analysis.source.dicom_header) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
+    DcmDataset& header = *analysis.source.dicom_header;
+    SegSource source = seg_source(header);
+    if (analysis.source.frame_count > 1) source.frame = analysis.source.frame;
+    const SegPlan plan = plan_of(analysis.masks, content);
+
+    DcmFileFormat file;
+    DcmDataset& object = *file.getDataset();
+    put_text(object, DCM_SOPClassUID, UID_SegmentationStorage);
+    copy_source_fields(header, object);
+    put_source_references(object, source);
+    put_series(object, plan, source);
+    put_image(object, plan, analysis.source);
+    for (unsigned i = 0; i < plan.segments.size(); ++i) {
+        put_segment(object, plan.segments[i], i + 1, analysis.source.laterality);
+    }
+    put_dimensions(object);
+    put_frames(object, plan, source, analysis.settings.pixel_size_um);
+    const BitFrames frames = frames_of(analysis, content);
+    object.putAndInsertUint8Array(DCM_PixelData, frames.bytes().data(), frames.bytes().size());
+    // Two objects have the same identifier when, and only when, they are the same.
+    put_text(object, DCM_SOPInstanceUID, uid_of("object\n" + bytes_of(object)));
+    return bytes_of(file);
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/mask_drawing.h"
+
+#include "export/mask_outline.h"
+#include "findings/image_rows.h"
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+namespace Norvane::Host {
+namespace {
+
+Surface grey_surface(const Image& image, const GreyRange& range) {
+    const int width = static_cast<int>(image.GetWidth());
+    const int height = static_cast<int>(image.GetHeight());
+    Surface surface = make_surface(width, height);
+    cairo_surface_flush(surface.get());
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
+    unsigned char* bytes = cairo_image_surface_get_data(surface.get());
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), image.GetWidth());
+        std::ranges::transform(grey_row(image, y), row.begin(),
+                               [&range](std::uint16_t grey) { return range.shown(grey) * 0x010101U; });
+    }
+    cairo_surface_mark_dirty(surface.get());
+    return surface;
+}
+
+void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, const Colour& colour, double line_width) {
+    for (const Outline& line : outlines_of(bitmap_of(mask, image.GetWidth(), image.GetHeight()))) {
+        for (const OutlinePoint& point : line) cairo_line_to(c, point.x * zoom, point.y * zoom);
+        cairo_close_path(c);
+    }
+    set_colour(c, colour);
+    cairo_set_line_width(c, line_width);
+    cairo_set_line_join(c, CAIRO_LINE_JOIN_ROUND);
+    cairo_stroke(c);
+}
+
+bool append(std::string& bytes, const unsigned char* data, unsigned count) noexcept {
+    try {
+        bytes.append(reinterpret_cast<const char*>(data), count);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count) {
+    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_NO_MEMORY;
+}
+
+}  // namespace
+
+void require_drawn(cairo_status_t status) {
+    if (status == CAIRO_STATUS_NO_MEMORY) throw std::bad_alloc();
+    if (status != CAIRO_STATUS_SUCCESS) throw std::runtime_error(cairo_status_to_string(status));
+}
+
+Surface make_surface(int width, int height) {
+    Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height));
+    require_drawn(cairo_surface_status(surface.get()));
+    return surface;
+}
+
+std::string png_of(const Surface& surface) {
+    std::string bytes;
+    require_drawn(cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes));
+    return bytes;
+}
+
+void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom) {
+    draw_masks(c, *analysis.prepared.image, grey_range_of(analysis.source), analysis.masks, zoom, line_zoom);
+}
+
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
+                double line_zoom) {
+    const Surface grey = grey_surface(image, range);
+    cairo_save(c);
+    cairo_scale(c, zoom, zoom);
+    cairo_set_source_surface(c, grey.get(), 0, 0);
+    // Enlarged it is enough to interpolate; made smaller, every pixel has to count.
+    cairo_pattern_set_filter(cairo_get_source(c), zoom < 1.0 ? CAIRO_FILTER_GOOD : CAIRO_FILTER_BILINEAR);
+    cairo_paint(c);
+    cairo_restore(c);
+    cairo_save(c);
+    cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
+    cairo_clip(c);
+    for (const MaskLayer& layer : kMaskLayers) {
+        draw_outlines(c, layer.mask_of(masks), image, zoom, layer.colour, layer.line_width * line_zoom);
+    }
+    cairo_restore(c);
+}
+
+}  // namespace Norvane::Host

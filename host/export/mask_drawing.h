@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Draws prepared images and the outlines of their masks with cairo.
+#pragma once
+
+#include "export/grey_range.h"
+#include "export/mask_layers.h"
+#include "findings/image_analysis.h"
+
+#include <cairo.h>
+
+#include <memory>
+#include <string>
+
+namespace Norvane::Host {
+
+struct DestroyCairo {
+    void operator()(cairo_t* c) const { cairo_destroy(c); }
+    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
+};
+using Surface = std::unique_ptr<cairo_surface_t, DestroyCairo>;
+using Context = std::unique_ptr<cairo_t, DestroyCairo>;
+
+inline void set_colour(cairo_t* c, const Colour& colour) {
+    cairo_set_source_rgb(c, colour.red, colour.green, colour.blue);
+}
+
+/// Throws unless all that was drawn, or written, is there: std::bad_alloc where memory ran out.
+void require_drawn(cairo_status_t status);
+
+/// A picture to draw on.
+[[nodiscard]] Surface make_surface(int width, int height);
+/// The bytes of a PNG file.
+[[nodiscard]] std::string png_of(const Surface& surface);
+
+/// An image on the working grid in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels
+/// to a pixel of the image. `line_zoom` makes the outlines narrower or wider.
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
+                double line_zoom);
+void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom);
+
+}  // namespace Norvane::Host

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The masks as outlines in pictures: one name, one colour and one width each, wherever they are drawn.
+#pragma once
+
+#include "findings/masks_run.h"
+
+#include <array>
+
+namespace Norvane::Host {
+
+struct Colour {
+    double red, green, blue;
+};
+
+struct MaskLayer {
+    const char* key;    ///< a word, for files
+    const char* label;  ///< for people
+    Colour colour;
+    double line_width;  ///< in pixels of a picture about 1,000 pixels high
+    Mask& (*mask_of)(MasksResult&);
+};
+
+inline constexpr MaskLayer kFrameLayer{
+    "frame", "Frame (exposed field)", {0.35, 0.65, 1.0}, 3.0, [](MasksResult& m) -> Mask& { return m.frame.mask; }};
+inline constexpr MaskLayer kFullLayer{
+    "full", "Full mask (breast and upper muscle)", {1.0, 0.83, 0.20}, 7.0, [](MasksResult& m) -> Mask& {
+        return m.full.mask;
+    }};
+inline constexpr MaskLayer kOuterLayer{
+    "outer", "Outer contour", {0.90, 0.45, 1.0}, 2.0, [](MasksResult& m) -> Mask& { return m.outer; }};
+inline constexpr MaskLayer kBreastLayer{
+    "breast", "Breast", {0.20, 0.90, 0.55}, 2.2, [](MasksResult& m) -> Mask& { return m.breast.mask; }};
+inline constexpr MaskLayer kPectoralLayer{
+    "pectoral", "Pectoral muscle", {1.0, 0.33, 0.30}, 3.0, [](MasksResult& m) -> Mask& { return m.pectoral.mask; }};
+
+/// In the order in which they are drawn. Wider lines lie below narrower ones, so that outlines that run together all
+/// stay visible.
+inline constexpr std::array<MaskLayer, 5> kMaskLayers{kFrameLayer, kFullLayer, kOuterLayer, kBreastLayer,
+                                                      kPectoralLayer};
+
+}  // namespace Norvane::Host

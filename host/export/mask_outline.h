@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The outline of a mask as closed lines to draw.
+#pragma once
+
+#include "findings/image_rows.h"
+
+#include <vector>
+
+namespace Norvane::Host {
+
+struct OutlinePoint {
+    double x, y;
+};
+using Outline = std::vector<OutlinePoint>;  // closed: the last point joins the first
+
+/// The lines between the pixels inside and outside, in pixel corners (pixel (x, y) covers x .. x + 1), one per hole or
+/// island. Steps of a pixel are smoothed, so that the line lies within a pixel of the corners.
+[[nodiscard]] std::vector<Outline> outlines_of(const MaskBitmap& bitmap);
+
+}  // namespace Norvane::Host

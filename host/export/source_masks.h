@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The masks on the pixels of the source.
+#pragma once
+
+#include "findings/image_analysis.h"
+#include "findings/image_rows.h"
+
+#include <norvane/mask.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// A source pixel belongs to a mask when HitTest() says so with the target pixel size set to the source's. Kept as
+/// columns per row, which costs no more than the mask itself.
+class SourceMask {
+public:
+    /// The mask's pixel (0, 0) lies at the corner of `box`, the crop; nothing outside it belongs to the mask.
+    SourceMask(Mask& mask, const SourceBox& box, double pixel_size_um);
+
+    /// The columns of source row `y` that belong to the mask, ascending.
+    [[nodiscard]] std::span<const ColumnRun> row(unsigned y) const;
+
+private:
+    struct RowPart {
+        std::size_t first = 0;
+        std::size_t count = 0;
+    };
+    SourceBox crop;
+    std::vector<ColumnRun> runs;  // of all rows of the mask, in columns of the source
+    std::vector<RowPart> rows;    // of the crop: which of the runs they show
+};
+
+enum SourceLabel : std::uint8_t { kLabelNothing = 0, kLabelTissue = 1, kLabelMuscle = 2 };
+
+/// Each pixel of the source once: muscle where there is muscle, else breast, else nothing.
+class LabelImage {
+public:
+    explicit LabelImage(ImageAnalysis& analysis);
+
+    [[nodiscard]] unsigned width() const { return source_width; }
+    [[nodiscard]] unsigned height() const { return source_height; }
+    /// Writes a SourceLabel per pixel of row `y`.
+    void fill_row(unsigned y, std::span<std::uint8_t> row) const;
+
+    /// The smallest box around all that is labelled; the whole source where nothing is.
+    [[nodiscard]] SourceBox labelled_box() const;
+
+    [[nodiscard]] const SourceMask& breast() const { return breast_mask; }  ///< the muscle not taken out
+    [[nodiscard]] const SourceMask& muscle() const { return muscle_mask; }
+
+private:
+    unsigned source_width;
+    unsigned source_height;
+    SourceMask breast_mask;
+    SourceMask muscle_mask;
+};
+
+}  // namespace Norvane::Host

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "findings/chest_wall_side.h"
+
+#include "findings/image_rows.h"
+#include "io/refusal.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Norvane::Host {
+namespace {
+
+// A quarter of the width: a thin strip at the very border can be frame, scanner border or padding.
+constexpr unsigned kBorderFraction = 4;
+// Means that differ by less than this share of the larger one, or by less than this many grey levels, tell nothing.
+constexpr double kLeastRelativeDifference = 0.1;
+constexpr double kLeastDifference = 300.0;
+// A border that is brighter by this factor than the other one is the chest wall's, whatever a header says.
+constexpr double kClearRatio = 2.0;
+
+// Mean grey level of columns x0 .. x1 - 1 over the middle rows, without frame pixels, which are bright everywhere.
+double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
+    const unsigned margin = image.GetHeight() / 10;
+    double sum = 0.0;
+    double count = 0.0;
+    for (unsigned y = margin; y < image.GetHeight() - margin; ++y) {
+        for (const std::uint16_t grey : grey_row(image, y).subspan(x0, x1 - x0)) {
+            if (grey >= Masking::P_FRAME) continue;
+            sum += grey;
+            count += 1.0;
+        }
+    }
+    return count > 0.0 ? sum / count : 0.0;
+}
+
+}  // namespace
+
+BrighterBorder brighter_border(const Image& prepared) {
+    const unsigned width = prepared.GetWidth();
+    const unsigned depth = std::max(width / kBorderFraction, 1U);
+    const double left = mean_without_frame(prepared, 0, depth);
+    const double right = mean_without_frame(prepared, width - depth, width);
+    BrighterBorder border;
+    border.means = "mean grey level " + std::to_string(std::lround(left)) + " on the left, " +
+                   std::to_string(std::lround(right)) + " on the right";
+    const auto [darker, brighter] = std::minmax(left, right);
+    if (brighter - darker < std::max(kLeastDifference, kLeastRelativeDifference * brighter)) return border;
+    border.side = left > right ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+    border.is_clear = brighter > kClearRatio * darker;
+    return border;
+}
+
+SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality) {
+    const BrighterBorder border = brighter_border(prepared);
+    if (border.side) {
+        return {*border.side,
+                std::string("the ") + name_of(*border.side) + " border is the brighter one (" + border.means + ")"};
+    }
+    if (laterality) {
+        return {hung_side(*laterality), std::string("a ") + name_of(*laterality) +
+                                            " breast, and the borders do not tell (" + border.means + ")"};
+    }
+    throw Refusal("does not show where the chest wall is (" + border.means + "): give --side");
+}
+
+IMAGE_SIDE hung_side(Laterality laterality) {
+    return laterality == Laterality::kLeft ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+}
+
+const char* name_of(Laterality laterality) { return laterality == Laterality::kLeft ? "left" : "right"; }
+
+const char* name_of(IMAGE_SIDE side) { return side == SIDE_CHEST_LEFT ? "left" : "right"; }
+
+}  // namespace Norvane::Host

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "findings/film_area.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+namespace Norvane::Host {
+namespace {
+
+// A line is judged by samples at even distances: sections of equal length, with as many samples each.
+constexpr unsigned kSections = 16;
+constexpr unsigned kSamplesPerSection = 32;
+constexpr unsigned kSamples = kSections * kSamplesPerSection;
+
+// Shares of the grey range of the image.
+constexpr unsigned kExtremeShare = 8;                           // black and white reach an eighth into the range
+constexpr unsigned kWhiteSpreadShare = 16;                      // of the middle half of a white line
+constexpr std::array<unsigned, 2> kBlackSpreadShares{64, 256};  // a dark background asks for the finer one
+
+constexpr unsigned kStraySamples = kSamples / 50;               // of a border line: dust, burnt-in marks
+constexpr unsigned kSignalPerSection = kSamplesPerSection / 4;  // samples that make a section one of the film
+constexpr unsigned kSectionsAtEdge = 6;                         // a skin line, or a label's edge, is shorter
+
+constexpr double kThinnestBorderUm = 1000.0;
+constexpr double kEdgeBlurUm = 500.0;  // within which the signal sets in
+constexpr unsigned kSharpestEdge = 2;  // pixels
+
+constexpr unsigned kLeastShareLeft = 8;  // of width and height: what is left must still be a picture
+
+enum class Border { kLeft, kRight, kTop, kBottom };
+constexpr std::array kColumnsBeforeRows{Border::kLeft, Border::kRight, Border::kTop, Border::kBottom};
+
+const char* name_of(Border border) {
+    constexpr std::array kNames{"left", "right", "top", "bottom"};
+    return kNames.at(static_cast<std::size_t>(border));
+}
+
+bool is_column(Border border) { return border == Border::kLeft || border == Border::kRight; }
+
+// Of bright tissue: where it is dark in the file, grey levels count from 0 downwards here.
+struct GreyRange {
+    int low, high;
+
+    [[nodiscard]] int share(unsigned parts) const { return (high - low) / static_cast<int>(parts); }
+};
+
+using Line = std::array<int, kSamples>;
+
+// The samples of the line `depth` pixels inside a border of the box.
+Line line_at(const SourceImage& source, const SourceBox& box, Border border, unsigned depth) {
+    const std::size_t length = is_column(border) ? box.height : box.width;
+    Line line{};
+    for (std::size_t i = 0; i < kSamples; ++i) {
+        const auto along = static_cast<unsigned>((2 * i + 1) * length / (std::size_t{2} * kSamples));
+        unsigned x = box.x + along;
+        unsigned y = box.y + along;
+        if (border == Border::kLeft) x = box.x + depth;
+        if (border == Border::kRight) x = box.x + box.width - 1 - depth;
+        if (border == Border::kTop) y = box.y + depth;
+        if (border == Border::kBottom) y = box.y + box.height - 1 - depth;
+        const int sample = source.samples[std::size_t{y} * source.width + x];
+        line[i] = source.needs_inversion ? -sample : sample;
+    }
+    return line;
+}
+
+// What lines without a signal look like on one border: samples low .. high, the middle half within `spread`.
+struct Blank {
+    const char* name;
+    int low, high, spread;
+
+    [[nodiscard]] bool is_signal(int sample) const { return sample < low || sample > high; }
+
+    [[nodiscard]] bool holds(Line line) const {
+        const auto is_stray = [this](int sample) { return is_signal(sample); };
+        if (std::ranges::count_if(line, is_stray) > static_cast<int>(kStraySamples)) return false;
+        std::ranges::sort(line);
+        return line[3 * kSamples / 4] - line[kSamples / 4] <= spread;
+    }
+
+    [[nodiscard]] bool ends_at(const Line& line) const {
+        unsigned sections = 0;
+        for (const auto* first = line.data(); first != line.data() + kSamples; first += kSamplesPerSection) {
+            const auto count = std::count_if(first, first + kSamplesPerSection, [this](int v) { return is_signal(v); });
+            if (count >= static_cast<int>(kSignalPerSection)) ++sections;
+        }
+        return sections >= kSectionsAtEdge;
+    }
+};
+
+// The kinds of blank that the outermost line of a border can be of.
+std::vector<Blank> blanks_of(const GreyRange& range, Line outermost) {
+    std::ranges::sort(outermost);
+    const int level = outermost[kSamples / 2];
+    std::vector<Blank> blanks;
+    if (level <= range.low + range.share(kExtremeShare)) {
+        for (const unsigned share : kBlackSpreadShares) {
+            const int spread = range.share(share);
+            blanks.push_back({"black", level - spread, level + spread, 2 * spread});
+        }
+    } else if (level >= range.high - range.share(kExtremeShare)) {
+        blanks.push_back(
+            {"white", range.high - range.share(kExtremeShare), range.high, range.share(kWhiteSpreadShare)});
+    }
+    return blanks;
+}
+
+GreyRange range_of(const SourceImage& source) {
+    const auto [least, largest] = std::ranges::minmax(source.samples);
+    return source.needs_inversion ? GreyRange{-int{largest}, -int{least}} : GreyRange{int{least}, int{largest}};
+}
+
+class BorderSearch {
+public:
+    BorderSearch(const SourceImage& image, double pixel_size_um)
+        : source(image),
+          range(range_of(image)),
+          thinnest(static_cast<unsigned>(std::lround(kThinnestBorderUm / pixel_size_um))),
+          blur(std::max(static_cast<unsigned>(std::lround(kEdgeBlurUm / pixel_size_um)), kSharpestEdge)) {}
+
+    // Cuts a border off the box, if there is one. Returns what it was, or nothing.
+    std::string cut(SourceBox& box, Border border) const {
+        for (const Blank& blank : blanks_of(range, line_at(source, box, border, 0))) {
+            const unsigned thickness = thickness_of(box, border, blank);
+            if (thickness < thinnest || thickness == 0) continue;
+            remove(box, border, thickness);
+            return std::string(blank.name) + " border of " + std::to_string(thickness) + " pixels on the " +
+                   name_of(border);
+        }
+        return {};
+    }
+
+private:
+    // Lines up to the film's edge; 0 where no film follows.
+    [[nodiscard]] unsigned thickness_of(const SourceBox& box, Border border, const Blank& blank) const {
+        const unsigned across = is_column(border) ? box.width : box.height;
+        const unsigned whole = is_column(border) ? source.width : source.height;
+        const unsigned least_left = std::max(whole / kLeastShareLeft, 1U);
+        const unsigned most = across > least_left ? across - least_left : 0;
+        unsigned thickness = 0;
+        while (thickness < most && blank.holds(line_at(source, box, border, thickness))) ++thickness;
+        for (unsigned depth = thickness; depth < std::min(thickness + blur, most); ++depth) {
+            if (blank.ends_at(line_at(source, box, border, depth))) return thickness;
+        }
+        return 0;
+    }
+
+    static void remove(SourceBox& box, Border border, unsigned thickness) {
+        if (border == Border::kLeft) box.x += thickness;
+        if (border == Border::kTop) box.y += thickness;
+        (is_column(border) ? box.width : box.height) -= thickness;
+    }
+
+    const SourceImage& source;
+    GreyRange range;
+    unsigned thinnest, blur;  // pixels
+};
+
+}  // namespace
+
+FilmArea find_film_area(const SourceImage& source, double pixel_size_um) {
+    FilmArea area{whole_of(source), {}};
+    const BorderSearch search(source, pixel_size_um);
+    // Corners belong to two borders: what one cut leaves behind can show the next one its edge.
+    for (bool is_cut = true; is_cut;) {
+        is_cut = false;
+        for (const Border border : kColumnsBeforeRows) {
+            const std::string cut = search.cut(area.box, border);
+            if (cut.empty()) continue;
+            is_cut = true;
+            area.reason += (area.reason.empty() ? "" : ", ") + cut;
+        }
+    }
+    if (area.reason.empty()) area.reason = "no border to cut off";
+    return area;
+}
+
+}  // namespace Norvane::Host

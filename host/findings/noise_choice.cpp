@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "findings/noise_choice.h"
+
+#include "findings/image_rows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace Norvane::Host {
+namespace {
+
+// Grey levels of the prepared image, which has 65536.
+constexpr double kFlatDeviation = 64.0;
+constexpr double kNearlyMinimum = 64.0;
+constexpr double kBackgroundSpread = 1000.0;  // squares not brighter than the darkest one by more are background too
+// Black film may be clipped to 0 in places; the background of a digital image is flat nearly everywhere.
+constexpr double kFlatShare = 0.5;
+// Film that was clipped to black fades into it. Above the black of a digital image comes the skin line, a step.
+constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
+constexpr double kDimShare = 0.08;    // of the pixels up to there that are not flat black
+// A square's side as a share of the shorter side of the image.
+constexpr unsigned kSquareFraction = 10;
+
+struct Region {
+    double mean;
+    double deviation;
+};
+
+Region measure(const Image& image, unsigned x0, unsigned y0, unsigned size) {
+    double sum = 0.0;
+    double squares = 0.0;
+    for (unsigned y = y0; y < y0 + size; ++y) {
+        for (const std::uint16_t grey : grey_row(image, y).subspan(x0, size)) {
+            sum += grey;
+            squares += static_cast<double>(grey) * grey;
+        }
+    }
+    const double n = static_cast<double>(size) * size;
+    const double mean = sum / n;
+    return {mean, std::sqrt(std::max(squares / n - mean * mean, 0.0))};
+}
+
+// Squares along the four borders, two deep: the outer ones may lie on a frame.
+std::vector<Region> border_regions(const Image& image) {
+    const unsigned width = image.GetWidth();
+    const unsigned height = image.GetHeight();
+    const unsigned size = std::max(std::min(width, height) / kSquareFraction, 1U);
+    std::vector<Region> regions;
+    for (unsigned near = 0; near < 2 * size; near += size) {
+        const unsigned far = near + size;
+        for (unsigned x = 0; x + size <= width; x += size) {
+            regions.push_back(measure(image, x, near, size));
+            regions.push_back(measure(image, x, height - far, size));
+        }
+        for (unsigned y = 0; y + size <= height; y += size) {
+            regions.push_back(measure(image, near, y, size));
+            regions.push_back(measure(image, width - far, y, size));
+        }
+    }
+    return regions;
+}
+
+double minimum_of(const Image& image) {
+    std::uint16_t least = std::numeric_limits<std::uint16_t>::max();
+    for (unsigned y = 0; y < image.GetHeight(); ++y) least = std::min(least, std::ranges::min(grey_row(image, y)));
+    return least;
+}
+
+// The share of dark pixels that are not black.
+double dim_share_of(const Image& image, double least) {
+    std::size_t black = 0;
+    std::size_t dark = 0;
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        for (const std::uint16_t grey : grey_row(image, y)) {
+            if (grey <= least + kNearlyMinimum) ++black;
+            if (grey <= least + kDim) ++dark;
+        }
+    }
+    return dark > 0 ? 1.0 - static_cast<double>(black) / static_cast<double>(dark) : 1.0;
+}
+
+}  // namespace
+
+NoiseChoice choose_noise(const Image& prepared) {
+    const double least = minimum_of(prepared);
+    const std::vector<Region> regions = border_regions(prepared);
+    const Region darkest = *std::ranges::min_element(regions, {}, &Region::mean);
+    const auto is_background = [&](const Region& r) { return r.mean <= darkest.mean + kBackgroundSpread; };
+    const auto is_flat = [&](const Region& r) {
+        return r.deviation <= kFlatDeviation && r.mean <= least + kNearlyMinimum;
+    };
+    const auto background = std::ranges::count_if(regions, is_background);
+    const auto flat = std::ranges::count_if(regions, is_flat);
+    const double dim_share = dim_share_of(prepared, least);
+    const std::string measured = std::to_string(flat) + " of " + std::to_string(background) +
+                                 " dark regions at the border are flat; darkest region at grey level " +
+                                 std::to_string(std::lround(darkest.mean)) + ", darkest pixel at " +
+                                 std::to_string(std::lround(least)) + "; " +
+                                 std::to_string(std::lround(100.0 * dim_share)) + " % of the dark pixels not black";
+    if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
+        dim_share <= kDimShare) {
+        return {BG_MG, "black, flat background (" + measured + ")"};
+    }
+    return {BG_AUTO_COARSE, "uneven background as on film (" + measured + ")"};
+}
+
+const char* name_of(BG_NOISE noise) {
+    for (const auto& [name, value] : kNoiseNames) {
+        if (value == noise) return name;
+    }
+    return "unknown";
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "findings/noise_trials.h"
+
+#include "findings/image_rows.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr const char* kAgreement = "agreement";
+
+// One that stops at steep edges, one that stops at weak ones too, and one with a fixed level, which a foggy background
+// does not mislead: their mistakes have different causes. An odd number: of masks that lie within each other, the
+// middle one agrees best.
+constexpr std::array kCandidates{BG_MG_RAW, BG_MG_RAW_2, BG_FIXED_MID};
+
+// The other statuses say that the mask is none, or not one of a breast.
+bool is_usable(const NoiseTrial& trial) {
+    return trial.area > 0 && (trial.status == Masking::MASK_OK || trial.status == Masking::MASK_CHEST_WALL);
+}
+
+double dice(const MaskBitmap& a, const MaskBitmap& b) {
+    std::size_t both = 0;
+    std::size_t sum = 0;
+    for (std::size_t i = 0; i < a.pixels.size(); ++i) {
+        both += (a.pixels[i] & b.pixels[i]) != 0 ? 1 : 0;
+        sum += (a.pixels[i] != 0 ? 1U : 0U) + (b.pixels[i] != 0 ? 1U : 0U);
+    }
+    return sum > 0 ? 2.0 * static_cast<double>(both) / static_cast<double>(sum) : 1.0;
+}
+
+double mean_agreement(const std::vector<NoiseTrial>& trials, const std::vector<MaskBitmap>& masks, std::size_t own) {
+    double sum = 0.0;
+    int count = 0;
+    for (std::size_t other = 0; other < trials.size(); ++other) {
+        if (other == own || !is_usable(trials[other])) continue;
+        sum += dice(masks[own], masks[other]);
+        ++count;
+    }
+    return count > 0 ? sum / count : 0.0;
+}
+
+}  // namespace
+
+std::vector<NoiseTrial> try_noise_classes(const PreparedImage& prepared, MasksRequest request) {
+    std::vector<NoiseTrial> trials;
+    std::vector<MaskBitmap> masks;
+    for (const BG_NOISE noise : kCandidates) {
+        request.noise = noise;
+        PreparedImage image = prepared_for(prepared, noise);
+        MaskResult breast = run_breast(image, request);
+        trials.push_back({noise, breast.status, area_of(breast.mask), {}});
+        masks.push_back(bitmap_of(breast.mask, image.image->GetWidth(), image.image->GetHeight()));
+    }
+    for (std::size_t i = 0; i < trials.size(); ++i) {
+        trials[i].measures.emplace_back(kAgreement, mean_agreement(trials, masks, i));
+    }
+    return trials;
+}
+
+const NoiseTrial* best_of(const std::vector<NoiseTrial>& trials) {
+    const NoiseTrial* best = nullptr;
+    for (const NoiseTrial& trial : trials) {
+        if (!is_usable(trial)) continue;
+        if (best == nullptr || trial.measures.front().second > best->measures.front().second) best = &trial;
+    }
+    return best;
+}
+
+}  // namespace Norvane::Host

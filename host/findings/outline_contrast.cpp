@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "findings/outline_contrast.h"
+
+#include "findings/image_rows.h"
+
+#include <cmath>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr int kDistance = 4;        // pixels from the outline, 0.9 mm, at which the grey levels are taken
+constexpr double kDarkest = 256.0;  // grey levels added: the logarithm of black, one level of an 8-bit image
+constexpr int kDirections[4][2] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};  // outwards: x, y
+
+class OutlineSteps {
+public:
+    OutlineSteps(const Image& prepared, Mask& breast, Mask& frame)
+        : image(prepared),
+          inside(bitmap_of(breast, prepared.GetWidth(), prepared.GetHeight())),
+          field(bitmap_of(frame, prepared.GetWidth(), prepared.GetHeight())) {}
+
+    [[nodiscard]] double mean() const {
+        double sum = 0.0;
+        double count = 0.0;
+        const auto width = static_cast<int>(image.GetWidth());
+        const auto height = static_cast<int>(image.GetHeight());
+        for (int y = kDistance; y < height - kDistance; ++y) {
+            for (int x = kDistance; x < width - kDistance; ++x) {
+                if (!at(inside, x, y)) continue;
+                for (const auto& [dx, dy] : kDirections) {
+                    if (!is_skin(x, y, dx, dy)) continue;
+                    sum += log_grey(x - kDistance * dx, y - kDistance * dy) -
+                           log_grey(x + kDistance * dx, y + kDistance * dy);
+                    count += 1.0;
+                }
+            }
+        }
+        return count > 0.0 ? sum / count : 0.0;
+    }
+
+private:
+    // The mask ends here, the points on both sides of its end are what they should be, and none of them is frame.
+    [[nodiscard]] bool is_skin(int x, int y, int dx, int dy) const {
+        if (at(inside, x + dx, y + dy)) return false;
+        const int outer_x = x + kDistance * dx;
+        const int outer_y = y + kDistance * dy;
+        return at(field, outer_x, outer_y) && !at(inside, outer_x, outer_y) &&
+               at(inside, x - kDistance * dx, y - kDistance * dy);
+    }
+
+    static bool at(const MaskBitmap& bitmap, int x, int y) {
+        return bitmap.at(static_cast<unsigned>(x), static_cast<unsigned>(y));
+    }
+
+    [[nodiscard]] double log_grey(int x, int y) const {
+        return std::log(grey_row(image, static_cast<unsigned>(y))[static_cast<std::size_t>(x)] + kDarkest);
+    }
+
+    const Image& image;
+    MaskBitmap inside, field;
+};
+
+}  // namespace
+
+double outline_contrast(const PreparedImage& prepared, Mask& breast, Mask& frame) {
+    return OutlineSteps(*prepared.image, breast, frame).mean();
+}
+
+}  // namespace Norvane::Host

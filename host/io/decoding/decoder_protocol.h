@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What the program and its workers say to each other: a request and an answer per frame over a socket that keeps
+/// messages whole, the compressed bytes and the words in shared memory. When it starts, a worker sends an answer with
+/// the outcome kReady.
+#pragma once
+
+#include "io/decoding/decode_frame.h"
+
+namespace Norvane::Host {
+
+/// Descriptors of a worker.
+inline constexpr int kSocketOfWorker = 3;
+inline constexpr int kMemoryOfWorker = 4;
+
+/// Raised with every change of this file. A worker says it when it is ready.
+inline constexpr std::uint64_t kProtocolVersion = 1;
+
+struct DecodeRequest {
+    std::uint64_t image;         ///< to be repeated in the answer; 1 for the first image of a worker
+    std::uint64_t byte_count;    ///< of compressed bytes
+    std::uint64_t memory_bytes;  ///< size of the shared memory, which may have grown
+    std::uint32_t codec;
+    std::uint32_t width;
+    std::uint32_t height;
+    std::uint32_t bits;
+    std::uint32_t processor_seconds;  ///< after which the worker is to end
+    std::uint32_t unused;
+};
+
+enum class Outcome : std::uint32_t { kReady = 1, kFilled, kRefused, kOutOfMemory };
+
+struct DecodeAnswer {
+    std::uint64_t image;         ///< that of the request; kProtocolVersion when the worker is ready
+    std::uint64_t bytes_in_use;  ///< of the worker's heap after the image
+    Outcome outcome;
+    std::uint32_t text_length;
+    char text[232];  ///< of the refusal
+};
+
+/// The shared memory: the words first, then the compressed bytes.
+struct SharedLayout {
+    SharedLayout(std::uint64_t width, std::uint64_t height, std::uint64_t byte_count)
+        : words(static_cast<std::size_t>(width * height)),
+          first_byte((words * sizeof(std::uint16_t) + 63) / 64 * 64),
+          size(first_byte + static_cast<std::size_t>(byte_count)) {}
+    std::size_t words, first_byte, size;
+};
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool kIsSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+
+/// With which a worker ends after the report of a sanitizer.
+inline constexpr int kSanitizerExitCode = 99;
+
+}  // namespace Norvane::Host

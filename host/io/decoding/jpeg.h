@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "io/decoding/decode_frame.h"
+
+namespace Norvane::Host {
+
+/// JPEG, JPEG lossless and JPEG-LS. See decode_by_library().
+void decode_jpeg(const CompressedFrame& frame, std::span<std::uint16_t> words);
+
+}  // namespace Norvane::Host

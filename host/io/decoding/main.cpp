@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+/// norvane-decoder: a worker of norvane and of its Python module, which start it.
+#include "io/decoding/decoder_protocol.h"
+#include "io/decoding/frame_codecs.h"
+#include "io/decoding/serve_frames.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" const char* __asan_default_options() {
+    static_assert(Norvane::Host::kSanitizerExitCode == 99);
+    return "exitcode=99:allocator_may_return_null=1:max_allocation_size_mb=2048";
+}
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        (void)std::fputs("norvane-decoder: is started by norvane and by its Python module\n", stderr);
+        return 2;
+    }
+    return Norvane::Host::serve_frames(Norvane::Host::decode_by_library, std::strtoull(argv[1], nullptr, 10));
+}

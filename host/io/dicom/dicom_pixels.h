@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The samples of a DICOM object, whatever they are encoded in.
+#pragma once
+
+#include "io/dicom/dicom_data_set.h"
+#include "io/dicom/sample_decoder.h"
+#include "io/read_options.h"
+#include "io/source_image.h"
+
+namespace Norvane::Host {
+
+/// Decodes the frame that `image` names into its samples and gives it the size of `width` x `height` pixels. Throws
+/// Refusal.
+void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned width, unsigned height,
+                       const ReadOptions& options, SourceImage& image);
+
+}  // namespace Norvane::Host

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "io/dicom/dicom_elements.h"
+
+#include <string>
+
+namespace Norvane::Host {
+
+/// An encoding of DICOM objects.
+struct TransferSyntax {
+    const char* uid;
+    const char* name;
+    ElementEncoding elements;
+    enum Pixels { kUncompressed, kDeflated, kRunLengths, kJpeg, kJpeg2000 } pixels;
+
+    /// Otherwise each frame is compressed by itself and lies in fragments.
+    [[nodiscard]] bool has_plain_pixels() const { return pixels == kUncompressed || pixels == kDeflated; }
+};
+
+/// The syntax of this UID. Throws Refusal for those that are not read.
+[[nodiscard]] const TransferSyntax& transfer_syntax_of(const std::string& uid);
+
+/// The uncompressed syntax with this encoding of its elements.
+[[nodiscard]] const TransferSyntax& plain_syntax_of(const ElementEncoding& elements);
+
+}  // namespace Norvane::Host

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/read_image.h"
+
+#include "io/byte_source.h"
+#include "io/dicom/read_dicom.h"
+#include "io/read_pgm.h"
+#include "io/read_png.h"
+#include "io/read_tiff.h"
+#include "io/refusal.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Norvane::Host {
+namespace {
+
+using namespace std::string_view_literals;
+
+struct Format {
+    bool (*is_start_of)(std::string_view first_bytes);
+    SourceImage (*read)(const std::filesystem::path& file, const ReadOptions& options);
+};
+
+bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
+
+bool is_netpbm(std::string_view head) {
+    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '7') return false;
+    return "#\t\n\v\f\r "sv.find(head[2]) != std::string_view::npos;
+}
+
+// A data set that was written without the preamble starts with group 0002 or 0008.
+bool is_dicom(std::string_view head) {
+    constexpr std::size_t kPreamble = 128;
+    if (head.size() >= kPreamble + 4 && head.substr(kPreamble, 4) == "DICM") return true;
+    return head.size() > 4 && (head[0] == '\x02' || head[0] == '\x08') && head.substr(1, 1) == "\0"sv &&
+           head[3] == '\0';
+}
+
+// The two byte orders, and the same for files beyond 4 GiB.
+bool is_tiff(std::string_view head) {
+    return head.starts_with("II*\0"sv) || head.starts_with("MM\0*"sv) || head.starts_with("II+\0"sv) ||
+           head.starts_with("MM\0+"sv);
+}
+
+// Formats without frames have one.
+template <SourceImage (*read)(const std::filesystem::path&, const ReadOptions&)>
+SourceImage read_single(const std::filesystem::path& file, const ReadOptions& options) {
+    SourceImage image = read(file, options);
+    set_frame(image, 1, options);
+    return image;
+}
+
+// Asked in this order: a file can be DICOM and TIFF in one.
+constexpr Format kFormats[] = {
+    {is_png, read_single<read_png>}, {is_netpbm, read_single<read_pgm>}, {is_dicom, read_dicom}, {is_tiff, read_tiff}};
+
+// What people hand in by mistake, to be refused by its name.
+struct ForeignFormat {
+    std::string_view start;
+    const char* name;
+};
+constexpr ForeignFormat kForeignFormats[] = {{"\xFF\xD8\xFF"sv, "a JPEG file"},
+                                             {"GIF8"sv, "a GIF file"},
+                                             {"BM"sv, "a BMP file"},
+                                             {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
+                                             {"%PDF"sv, "a PDF file"}};
+
+std::string first_bytes_of(const std::filesystem::path& file) {
+    constexpr std::size_t kEnough = 160;
+    FileBytes bytes(file);
+    const auto head = bytes.peek(kEnough);
+    if (head.empty()) throw Refusal("is empty");
+    return {head.begin(), head.end()};
+}
+
+}  // namespace
+
+SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options) {
+    const std::string head = first_bytes_of(file);
+    for (const Format& format : kFormats) {
+        if (format.is_start_of(head)) return format.read(file, options);
+    }
+    for (const ForeignFormat& foreign : kForeignFormats) {
+        if (head.starts_with(foreign.start)) {
+            throw Refusal(std::string("is ") + foreign.name + "; PNG, PGM, TIFF and DICOM are read");
+        }
+    }
+    throw Refusal("is not an image that can be read (PNG, PGM, TIFF, DICOM)");
+}
+
+bool has_known_format(const std::filesystem::path& file) {
+    const std::string head = first_bytes_of(file);
+    return std::ranges::any_of(kFormats, [&head](const Format& format) { return format.is_start_of(head); });
+}
+
+std::string read_bytes(const std::filesystem::path& file) {
+    FileBytes source(file);
+    std::string bytes(static_cast<std::size_t>(source.size()), '\0');
+    bytes.resize(source.read({reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
+    return bytes;
+}
+
+}  // namespace Norvane::Host

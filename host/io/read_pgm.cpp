@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/read_pgm.h"
+
+#include "io/byte_source.h"
+#include "io/refusal.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+namespace {
+
+bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// Walks through the words of a netpbm header or of plain samples. A comment reaches from # to the end of its line.
+class Scanner {
+public:
+    explicit Scanner(FileBytes& file) : bytes(file) { take(); }
+
+    /// The character after the P, which tells the kind.
+    [[nodiscard]] char kind() { return static_cast<char>(take().value_or(0)); }
+
+    unsigned number(const char* what) {
+        skip_space_and_comments();
+        if (!next) throw Refusal(std::string("is truncated (") + what + " is missing)");
+        constexpr unsigned kEnough = 100'000'000;
+        unsigned value = 0;
+        bool has_digit = false;
+        for (; next && *next >= '0' && *next <= '9' && value < kEnough; take()) {
+            value = value * 10 + static_cast<unsigned>(*next - '0');
+            has_digit = true;
+        }
+        const bool is_word_end = !next || is_space(*next) || *next == '#';
+        if (!has_digit || !is_word_end) throw Refusal(std::string("is not a valid PGM file (bad ") + what + ")");
+        return value;
+    }
+
+private:
+    // Returns the character that was next. The one after it is read: exactly one white-space character stands between
+    // the header and raw samples, which then are next in the file.
+    std::optional<char> take() {
+        const std::optional<char> taken = next;
+        std::uint8_t byte = 0;
+        next = bytes.read({&byte, 1}) == 1 ? std::optional(static_cast<char>(byte)) : std::nullopt;
+        return taken;
+    }
+
+    void skip_space_and_comments() {
+        constexpr std::uint64_t kMostBytes = 1U << 16;  // a hole in a file may be a comment without an end
+        const std::uint64_t start = bytes.position();
+        bool is_comment = false;
+        while (next && (is_comment || is_space(*next) || *next == '#')) {
+            is_comment = *next == '#' || (is_comment && *next != '\n');
+            take();
+            if (bytes.position() - start > kMostBytes) throw Refusal("is not a valid PGM file (a comment without end)");
+        }
+    }
+
+    FileBytes& bytes;
+    std::optional<char> next;
+};
+
+void read_plain(Scanner& scanner, SourceImage& image) {
+    for (std::uint16_t& sample : image.samples) {
+        sample = static_cast<std::uint16_t>(std::min(scanner.number("a sample"), 65536U - 1));
+    }
+}
+
+void read_raw(FileBytes& file, SourceImage& image, std::size_t bytes_per_sample) {
+    std::vector<std::uint8_t> row(image.width * bytes_per_sample);
+    for (std::size_t y = 0; y < image.height; ++y) {
+        if (file.read(row) < row.size()) throw Refusal("is truncated");
+        const std::span samples = std::span(image.samples).subspan(y * image.width, image.width);
+        for (std::size_t x = 0; x < samples.size(); ++x) {
+            samples[x] = bytes_per_sample == 1 ? row[x] : static_cast<std::uint16_t>(row[2 * x] << 8U | row[2 * x + 1]);
+        }
+    }
+}
+
+// A sample takes at least a byte, so that a header which promises more than the file holds costs no memory.
+void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_per_sample) {
+    const std::uint64_t held = file.size() - std::min(file.size(), file.position());
+    if (held >= samples * bytes_per_sample) return;
+    throw Refusal("is truncated (" + std::to_string(held) + " of " + std::to_string(samples * bytes_per_sample) +
+                  " bytes of samples)");
+}
+
+void refuse_other_netpbm(char kind) {
+    if (kind == '3' || kind == '6') throw Refusal("is a colour image; grey images are read");
+    if (kind == '1' || kind == '4') throw Refusal("is a bitmap of black and white; grey images are read");
+    if (kind == '7') throw Refusal("is a PAM file; PNG, PGM, TIFF and DICOM are read");
+}
+
+}  // namespace
+
+SourceImage read_pgm(const std::filesystem::path& path, const ReadOptions& options) {
+    FileBytes file(path);
+    Scanner scanner(file);
+    const char letter = scanner.kind();
+    const char kind = scanner.kind();
+    if (letter != 'P') throw Refusal("is not a valid PGM file");
+    refuse_other_netpbm(kind);
+    const bool is_plain = kind == '2';
+
+    const unsigned width = scanner.number("the width");
+    const unsigned height = scanner.number("the height");
+    const unsigned largest = scanner.number("the maximum value");
+    if (largest == 0 || largest > 65535)
+        throw Refusal("has a maximum value of " + std::to_string(largest) + " (1 to 65535)");
+    const std::size_t bytes_per_sample = !is_plain && largest > 255 ? 2 : 1;
+    refuse_truncated(file, std::uint64_t{width} * height, bytes_per_sample);
+
+    SourceImage image;
+    image.format = "PGM";
+    image.used_bits = static_cast<unsigned>(std::bit_width(largest));
+    set_size(image, width, height, options);
+    if (is_plain) {
+        read_plain(scanner, image);
+    } else {
+        read_raw(file, image, bytes_per_sample);
+    }
+    for (const std::uint16_t sample : image.samples) {
+        if (sample > largest) throw Refusal("holds a sample of " + std::to_string(sample) + " above its maximum value");
+    }
+    return image;
+}
+
+}  // namespace Norvane::Host

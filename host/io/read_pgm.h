@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "io/source_image.h"
+
+#include <filesystem>
+
+namespace Norvane::Host {
+
+/// A portable grey map, plain (P2) or raw (P5), of 8 or 16 bits. The used bits are those that the maximum value needs.
+/// Throws Refusal.
+[[nodiscard]] SourceImage read_pgm(const std::filesystem::path& file, const ReadOptions& options = {});
+
+}  // namespace Norvane::Host

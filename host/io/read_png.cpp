@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/read_png.h"
+
+#include "io/byte_source.h"
+#include "io/refusal.h"
+
+#include <png.h>
+
+#include <array>
+#include <bit>
+#include <csetjmp>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <span>
+#include <string>
+
+namespace Norvane::Host {
+namespace {
+
+/// libpng leaves its functions by longjmp, which runs no destructor. So everything that owns memory lives in this
+/// object or in the callers of its two steps, and the steps themselves have plain locals only.
+class PngDecoder {
+public:
+    explicit PngDecoder(const std::filesystem::path& path) : file(path) {
+        png = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, on_error, on_warning);
+        if (png != nullptr) info = png_create_info_struct(png);
+        if (info == nullptr) throw std::bad_alloc();
+    }
+    ~PngDecoder() { png_destroy_read_struct(&png, &info, nullptr); }
+    PngDecoder(const PngDecoder&) = delete;
+    PngDecoder& operator=(const PngDecoder&) = delete;
+
+    bool read_header() {
+        if (setjmp(png_jmpbuf(png)) != 0) return false;
+        png_set_read_fn(png, this, on_bytes_wanted);
+        pass_over_unused_chunks();
+        png_read_info(png, info);
+        width = png_get_image_width(png, info);
+        height = png_get_image_height(png, info);
+        bits = png_get_bit_depth(png, info);
+        colour_type = png_get_color_type(png, info);
+        most_bytes +=
+            std::uint64_t{width} * height * (bits / 8 + 1);  // deflate makes nothing longer than by a thousandth
+        is_transparent = (colour_type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png, info, PNG_INFO_tRNS) != 0;
+        return true;
+    }
+
+    /// Fills `pixels`, which has room for width x height samples of the file's depth, in the byte order of this
+    /// machine.
+    bool read_pixels(png_bytep pixels) {
+        if (setjmp(png_jmpbuf(png)) != 0) return false;
+        const int passes = png_set_interlace_handling(png);
+        if (std::endian::native == std::endian::little) png_set_swap(png);
+        png_read_update_info(png, info);
+        const std::size_t row_bytes = png_get_rowbytes(png, info);
+        for (int pass = 0; pass < passes; ++pass) {
+            for (png_uint_32 y = 0; y < height; ++y) png_read_row(png, pixels + y * row_bytes, nullptr);
+        }
+        png_read_end(png, nullptr);
+        return true;
+    }
+
+    [[nodiscard]] const char* what() const { return message.data(); }
+
+    png_uint_32 width = 0;
+    png_uint_32 height = 0;
+    unsigned bits = 0;
+    int colour_type = 0;
+    bool is_transparent = false;
+
+private:
+    // Texts and colour profiles are compressed, too, and may be large.
+    void pass_over_unused_chunks() {
+        static constexpr png_byte kUnused[] = "iCCP\0zTXt\0iTXt\0tEXt\0sPLT\0eXIf\0hIST";
+        png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kUnused, sizeof kUnused / 5);
+    }
+    std::size_t read_into(std::span<std::uint8_t> to) noexcept {
+        try {
+            if (file.position() > most_bytes) throw Refusal("it holds more bytes than an image of its size needs");
+            return file.read(to);
+        } catch (const std::exception& e) {
+            std::strncpy(message.data(), e.what(), message.size() - 1);
+            return 0;
+        }
+    }
+    static void on_bytes_wanted(png_structp png, png_bytep to, std::size_t count) {
+        auto* self = static_cast<PngDecoder*>(png_get_io_ptr(png));
+        if (self->read_into({to, count}) == count) return;
+        png_error(png, self->message[0] != '\0' ? self->message.data() : "Read Error");
+    }
+    static void on_error(png_structp png, png_const_charp text) {
+        auto* self = static_cast<PngDecoder*>(png_get_error_ptr(png));
+        if (text != self->message.data()) std::strncpy(self->message.data(), text, self->message.size() - 1);
+        png_longjmp(png, 1);
+    }
+    static void on_warning(png_structp, png_const_charp) {}
+
+    FileBytes file;
+    std::uint64_t most_bytes = std::uint64_t{64} << 20;  // of the file, before more is called hostile
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    std::array<char, 160> message{};
+};
+
+void refuse_unless_grey(const PngDecoder& decoder) {
+    if (decoder.colour_type == PNG_COLOR_TYPE_PALETTE) throw Refusal("has a palette; grey images are read");
+    if ((decoder.colour_type & PNG_COLOR_MASK_COLOR) != 0) throw Refusal("is a colour image; grey images are read");
+    if (decoder.is_transparent) throw Refusal("has transparency; plain grey images are read");
+    if (decoder.bits < 8) {
+        throw Refusal("has " + std::to_string(decoder.bits) + " bits a pixel; 8 and 16 bits are read");
+    }
+}
+
+}  // namespace
+
+SourceImage read_png(const std::filesystem::path& file, const ReadOptions& options) {
+    PngDecoder decoder(file);
+    if (!decoder.read_header()) throw Refusal(std::string("is a damaged or truncated PNG file: ") + decoder.what());
+    refuse_unless_grey(decoder);
+
+    SourceImage image;
+    image.format = "PNG";
+    image.used_bits = decoder.bits;
+    set_size(image, decoder.width, decoder.height, options);
+    if (!decoder.read_pixels(reinterpret_cast<png_bytep>(image.samples.data()))) {
+        throw Refusal(std::string("is a damaged or truncated PNG file: ") + decoder.what());
+    }
+    if (decoder.bits == 8) widen_bytes(image.samples);
+    return image;
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "io/read_options.h"
+#include "io/source_image.h"
+
+#include <filesystem>
+
+namespace Norvane::Host {
+
+/// A page of a grey TIFF of 8 or 16 bits, in strips or tiles, compressed in whatever way the library knows. Its
+/// resolution is that of a scanner or a printer and often made up, so it is not taken for the pixel size. Throws
+/// Refusal.
+[[nodiscard]] SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options);
+
+}  // namespace Norvane::Host

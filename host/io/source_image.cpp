@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/source_image.h"
+
+#include "io/refusal.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Norvane::Host {
+
+void settle_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
+                 std::uint64_t reader_bytes) {
+    // The library counts the bits of a buffer in 32 bits.
+    constexpr std::size_t kMostPixels = (std::size_t{1} << 28) - 1;
+    const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
+    if (width == 0 || height == 0) throw Refusal("has no pixels (" + size + ")");
+    const std::size_t stride = std::size_t{width} + width % 2;
+    if (stride > kMostPixels / height) throw Refusal("is too large (" + size + ")");
+    const std::uint64_t pixels = std::uint64_t{width} * height;
+    refuse_beyond_memory(options.image_memory, memory_of_source(pixels) + reader_bytes, size);
+    image.width = width;
+    image.height = height;
+}
+
+void make_room(SourceImage& image) { image.samples.assign(std::size_t{image.width} * image.height, 0); }
+
+void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
+              std::uint64_t reader_bytes) {
+    settle_size(image, width, height, options, reader_bytes);
+    make_room(image);
+}
+
+void widen_bytes(std::span<std::uint16_t> words) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
+    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: a word never covers a byte to come
+}
+
+void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {
+    const std::string held = std::to_string(frame_count) + (frame_count == 1 ? " frame" : " frames");
+    if (!options.frame && frame_count > 1) throw Refusal("holds " + held + "; choose one of them with --frame N");
+    image.frame = options.frame.value_or(1);
+    image.frame_count = frame_count;
+    if (image.frame == 0 || image.frame > frame_count) {
+        throw Refusal("holds " + held + "; there is no frame " + std::to_string(image.frame));
+    }
+}
+
+}  // namespace Norvane::Host

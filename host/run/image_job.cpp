@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/image_job.h"
+
+#include "export/program_version.h"
+#include "export/result_files.h"
+#include "export/settings_text.h"
+#include "findings/chest_wall_side.h"
+#include "findings/image_analysis.h"
+#include "findings/image_rows.h"
+#include "findings/noise_choice.h"
+#include "findings/status_text.h"
+#include "io/read_image.h"
+#include "io/refusal.h"
+#include "run/begun_mark.h"
+#include "run/output_set.h"
+#include "run/result_names.h"
+#include "run/stamp.h"
+
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <new>
+#include <utility>
+
+namespace Norvane::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Stopwatch {
+public:
+    /// Seconds since the last lap.
+    [[nodiscard]] double lap() {
+        const auto now = std::chrono::steady_clock::now();
+        return std::chrono::duration<double>(now - std::exchange(last, now)).count();
+    }
+
+private:
+    std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
+};
+
+double area_mm2(Mask& mask, const Image& image) {
+    constexpr double kMicrometresPerMillimetre = 1000.0;
+    const double side_mm = static_cast<double>(image.GetPixelSize()) / kMicrometresPerMillimetre;
+    return static_cast<double>(area_of(mask)) * side_mm * side_mm;
+}
+
+ImageRecord record_of(const Input& input, ImageAnalysis& analysis) {
+    ImageRecord record;
+    record.file = input.file;
+    record.name = input.name;
+    record.status = analysis.masks.full.status;
+    record.breast_status = analysis.masks.breast.status;
+    record.pectoral_status = analysis.masks.pectoral.status;
+    record.format = analysis.source.format;
+    record.width = analysis.source.width;
+    record.height = analysis.source.height;
+    record.side = name_of(analysis.settings.side);
+    record.view = name_of(analysis.settings.view);
+    record.noise = name_of(analysis.settings.noise);
+    record.pixel_size_um = analysis.settings.pixel_size_um;
+    record.breast_mm2 = area_mm2(analysis.masks.breast.mask, *analysis.prepared.image);
+    record.pectoral_mm2 = area_mm2(analysis.masks.pectoral.mask, *analysis.prepared.image);
+    record.outline_contrast = analysis.outline_contrast;
+    record.flags = analysis.source.flags;
+    record.warnings = analysis.warnings;
+    return record;
+}
+
+std::string status_line(Masking::MASK_STATUS status) {
+    const StatusText& text = text_of(status);
+    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence;
+}
+
+std::vector<std::string> report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
+    const MasksResult& masks = analysis.masks;
+    std::vector<std::string> lines{input.file + ": " + status_line(masks.full.status)};
+    if (masks.pectoral.status != masks.full.status)
+        lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
+    for (const std::string& fact : settings_text(analysis)) lines.push_back("    " + fact);
+    for (const std::string& warning : analysis.warnings) lines.push_back("    Warning: " + warning);
+    lines.push_back("    Results: " + stem.string() + ".*");
+    const std::string own = own_result_name(input);
+    if (input.name != own) {
+        lines.push_back("    Results are named " + input.name + ": another input has the name " + own);
+    }
+    return lines;
+}
+
+JobOutcome refused(const Input& input, const std::string& why) {
+    JobOutcome outcome;
+    outcome.record.file = input.file;
+    outcome.record.name = input.name;
+    outcome.record.refusal = why;
+    return outcome;
+}
+
+// What goes wrong with one image is a sentence about it, and the next image goes on.
+template <class Work>
+JobOutcome guarded(const Input& input, const Work& work) {
+    try {
+        if (!input.refusal.empty()) return refused(input, input.refusal);
+        return work();
+    } catch (const NotAnImage& refusal) {
+        JobOutcome outcome = refused(input, refusal.what());
+        outcome.is_image = input.is_named;
+        return outcome;
+    } catch (const Refusal& refusal) {
+        return refused(input, refusal.what());
+    } catch (const std::bad_alloc&) {
+        return refused(input, "needs more memory than there is");
+    } catch (const std::exception& e) {
+        return refused(input, std::string("failed: ") + e.what());
+    } catch (...) {
+        return refused(input, "failed");
+    }
+}
+
+std::string stamp_options_of(const MasksOptions& options) {
+    std::string text = std::string(program_version()) + " " + options.stamp_text + "results=";
+    for (const std::string& kind : options.results) text += kind + ",";
+    return text;
+}
+
+// The results of an earlier run, if they are there and still right.
+std::optional<ImageRecord> kept_record(const Input& input, const std::optional<ResultFolder>& folder,
+                                       const std::optional<Stamp>& stamp, const std::string& origin) {
+    if (!stamp) return std::nullopt;
+    auto kept = record_if_done(*folder, *stamp, origin);
+    if (!kept) return std::nullopt;
+    kept->file = input.file;  // records are UTF-8, names of files need not be
+    kept->name = input.name;
+    kept->is_kept = true;
+    return kept;
+}
+
+void require_few_deaths(const ResultFolder& folder, const std::string& stem) {
+    const unsigned deaths = deaths_of(folder, stem);
+    if (deaths < kMostDeaths) return;
+    throw Refusal("was under way when " + (deaths == 2 ? std::string("two") : std::to_string(deaths)) +
+                  " runs died, so it is passed over; without --resume it is tried again");
+}
+
+// An image that is being made. If the process dies meanwhile, the next run learns it; if the image comes through,
+// earlier deaths are forgotten.
+class Attempt {
+public:
+    Attempt(const Workplace& place, const std::optional<ResultFolder>& its_folder, const std::string& name)
+        : folder(its_folder),
+          stem(fs::path(name).filename().string()),
+          under_way(place.run, under_way_line(name, folder ? folder->identity_of(stamp_file(stem)) : "")) {}
+    ~Attempt() {
+        try {
+            if (folder) remove_begun_mark(*folder, stem);
+        } catch (const std::exception&) {
+            // A file of somebody else in the mark's place has refused the image.
+        }
+    }
+    Attempt(const Attempt&) = delete;
+    Attempt& operator=(const Attempt&) = delete;
+
+private:
+    const std::optional<ResultFolder>& folder;
+    std::string stem;
+    RunFolder::UnderWay under_way;
+};
+
+}  // namespace
+
+ImageJobs::ImageJobs(const MasksOptions& run_options)
+    : options(run_options), stamp_options(stamp_options_of(run_options)) {}
+
+fs::path ImageJobs::stem_of(const Input& input) const { return fs::path(options.out_dir) / input.name; }
+
+JobOutcome ImageJobs::run(const Input& input, const Workplace& place) const {
+    return guarded(input, [&] { return make(input, place); });
+}
+
+JobOutcome ImageJobs::foresee(const Input& input) const {
+    return guarded(input, [&] {
+        const std::string origin = stamp_origin(input.file, stamp_options);
+        std::error_code ignored;
+        std::optional<ResultFolder> folder;
+        if (fs::is_directory(options.out_dir, ignored)) folder = ResultFolder(options.out_dir).parent_of(input.name);
+        const std::string stem = fs::path(input.name).filename().string();
+        const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
+        JobOutcome outcome;
+        if (auto kept = options.is_resumed ? kept_record(input, folder, stamp, origin) : std::nullopt) {
+            outcome.record = *std::move(kept);
+            return outcome;
+        }
+        if (folder && options.is_resumed) require_few_deaths(*folder, stem);
+        if (!has_known_format(input.file)) throw Refusal("is not an image that can be read");
+        outcome.record.file = input.file;
+        outcome.record.name = input.name;
+        outcome.report = {input.file + ": would make " + stem_of(input).string() + ".*"};
+        return outcome;
+    });
+}
+
+JobOutcome ImageJobs::make(const Input& input, const Workplace& place) const {
+    // Looked at before it is read: a file that changes meanwhile does not match its stamp.
+    const std::string origin = stamp_origin(input.file, stamp_options);
+    const std::string stem = fs::path(input.name).filename().string();
+    const std::optional<ResultFolder> folder = place.results.parent_of(input.name);
+    const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
+    if (options.is_resumed) {
+        if (auto kept = kept_record(input, folder, stamp, origin)) {
+            remove_begun_mark(*folder, stem);  // a run may die after the last result and before it notes that
+            return {*std::move(kept), {}, true};
+        }
+        if (folder) require_few_deaths(*folder, stem);
+    }
+    const Attempt attempt(place, folder, input.name);
+    return make_new(input, place, origin, stamp);
+}
+
+JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const std::string& origin,
+                               const std::optional<Stamp>& old) const {
+    StageTimes seconds;
+    Stopwatch watch;
+    SourceImage source = read_image(input.file, options.reading);
+    seconds.reading = watch.lap();
+    ImageAnalysis analysis = analyse(std::move(source), options.analysis);
+    seconds.analysis = watch.lap();
+
+    const ResultFolder folder = place.results.make_parent_of(input.name);
+    const fs::path stem = fs::path(input.name).filename();
+    OutputSet outputs(place.run, folder);
+    add_result_files(outputs, stem, input.file, options.results, analysis);
+    JobOutcome outcome{record_of(input, analysis), report(input, stem_of(input), analysis), true};
+    seconds.writing = watch.lap();
+    outcome.record.seconds = seconds;
+    commit_with_stamp(outputs, place.run, folder, stem.string(), old, origin, outcome.record);
+    return outcome;
+}
+
+}  // namespace Norvane::Host

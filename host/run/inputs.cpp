@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/inputs.h"
+
+#include "export/result_files.h"
+#include "io/read_image.h"
+#include "io/refusal.h"
+#include "run/result_names.h"
+#include "run/stamp.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <set>
+#include <system_error>
+
+namespace Norvane::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Tells results of earlier runs from images that happen to be called like results.
+class StampedFiles {
+public:
+    /// Whether a stamp beside the file vouches for it.
+    [[nodiscard]] bool contain(const fs::path& file, std::uintmax_t size) {
+        const std::string name = file.filename().string();
+        for (const ResultKind& kind : result_kinds()) {
+            for (const std::string& ending : kind.endings) {
+                if (!name.ends_with("." + ending)) continue;
+                const std::string stem = name.substr(0, name.size() - ending.size() - 1);
+                const Stamp* stamp = stamp_of(file.parent_path() / stem);
+                if (stamp != nullptr && stamp->vouches_for(name, size)) return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    // The results of an image come one after the other.
+    const Stamp* stamp_of(const fs::path& stem) {
+        if (stem != last_stem) {
+            last_stem = stem;
+            last.reset();
+            try {
+                last = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
+            } catch (const Refusal&) {
+                // A file of somebody else vouches for nothing.
+            }
+        }
+        return last ? &*last : nullptr;
+    }
+
+    fs::path last_stem;
+    std::optional<Stamp> last;
+};
+
+bool is_image(const fs::path& file) {
+    std::error_code error;
+    if (fs::file_size(file, error) == 0 && !error) return false;
+    try {
+        return has_known_format(file);
+    } catch (const Refusal&) {
+        return true;  // it cannot be opened: its refusal is to be read, not passed over
+    }
+}
+
+fs::path canonical_or_same(const fs::path& path) {
+    std::error_code error;
+    fs::path canonical = fs::weakly_canonical(path, error);
+    return error ? path : canonical;
+}
+
+class Walk {
+public:
+    Walk(const fs::path& out_dir, FoundInputs& to) : results(canonical_or_same(out_dir)), found(to) {}
+
+    /// False where it was walked before.
+    bool enter(const fs::path& folder, const fs::path& base) {
+        if (!walked.insert(canonical_or_same(folder)).second) return false;
+        std::error_code error;
+        std::vector<fs::directory_entry> entries;
+        for (fs::directory_iterator i(folder, error), end; !error && i != end; i.increment(error)) {
+            entries.push_back(*i);
+        }
+        if (error) found.inputs.push_back({folder.string(), base, "cannot be read: " + error.message(), {}});
+        std::ranges::sort(entries);
+        for (const fs::directory_entry& entry : entries) {
+            if (!entry.path().filename().string().starts_with('.')) look_at(entry, base);
+        }
+        return true;
+    }
+
+private:
+    void look_at(const fs::directory_entry& entry, const fs::path& base) {
+        std::error_code error;
+        const fs::file_type type = entry.status(error).type();
+        const fs::path& path = entry.path();
+        if (type == fs::file_type::directory) {
+            if (canonical_or_same(path) != results) (void)enter(path, base);
+            return;
+        }
+        const bool is_file = type == fs::file_type::regular;
+        const bool claims_to_be_one = has_image_ending(path) || (is_file && is_image(path));
+        if (claims_to_be_one && !(is_file && stamped.contain(path, entry.file_size(error)))) {
+            found.inputs.push_back({path.string(), base, {}, {}, false});
+        } else {
+            ++found.passed_over;
+        }
+    }
+
+    fs::path results;
+    FoundInputs& found;
+    std::set<fs::path> walked;
+    StampedFiles stamped;
+};
+
+std::vector<std::string> names_in(std::istream& stream, char list_end) {
+    std::vector<std::string> names;
+    for (std::string name; std::getline(stream, name, list_end);) {
+        if (list_end == '\n' && name.ends_with('\r')) name.pop_back();
+        if (!name.empty()) names.push_back(name);
+    }
+    return names;
+}
+
+std::vector<std::string> read_manifest(const std::string& manifest, char list_end) {
+    if (manifest == "-") return names_in(std::cin, list_end);
+    std::ifstream stream(manifest);
+    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
+    std::vector<std::string> names = names_in(stream, list_end);
+    if (stream.bad()) throw Refusal("cannot be read");
+    return names;
+}
+
+bool is_below(const fs::path& path, const fs::path& folder) {
+    const fs::path relative = path.lexically_relative(folder);
+    return !relative.empty() && *relative.begin() != "..";
+}
+
+}  // namespace
+
+FoundInputs find_inputs(const InputQuery& query) {
+    std::vector<std::string> named = query.inputs;
+    if (!query.manifest.empty()) {
+        const std::vector<std::string> listed = read_manifest(query.manifest, query.list_end);
+        named.insert(named.end(), listed.begin(), listed.end());
+    }
+    const fs::path root = fs::path(query.root).lexically_normal();
+    FoundInputs found;
+    Walk walk(query.out_dir, found);
+    for (const std::string& name : named) {
+        if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // with this NUL no file has it
+            found.inputs.push_back(
+                {name.substr(0, nul + 1), {}, "holds a NUL byte: a list like this one needs --null", {}});
+            continue;
+        }
+        const fs::path path = fs::path(name).lexically_normal();
+        const bool is_in_root = !root.empty() && is_below(path, root);
+        std::error_code ignored;
+        if (!fs::is_directory(path, ignored)) {
+            found.inputs.push_back({name, is_in_root ? root : fs::path(), {}, {}});
+            continue;
+        }
+        const std::size_t before = found.inputs.size();
+        if (walk.enter(path, is_in_root ? root : path) && found.inputs.size() == before) {
+            found.inputs.push_back({name, {}, "is a folder in which no image was found", {}});
+        }
+    }
+    return found;
+}
+
+}  // namespace Norvane::Host

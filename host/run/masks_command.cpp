@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/masks_command.h"
+
+#include "io/dicom/read_dicom.h"
+#include "io/printable.h"
+#include "io/refusal.h"
+#include "run/begun_mark.h"
+#include "run/console.h"
+#include "run/exit_code.h"
+#include "run/image_job.h"
+#include "run/image_record.h"
+#include "run/inputs.h"
+#include "run/memory_reserve.h"
+#include "run/output_check.h"
+#include "run/result_names.h"
+#include "run/run_files.h"
+#include "run/stop_signals.h"
+#include "run/workers.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <ostream>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace Norvane::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct RunOutcome {
+    std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
+    std::size_t done = 0, kept = 0, refused = 0;
+    std::size_t no_images = 0;                    // found by a walk, but they turned out to be none
+    std::size_t not_finished = 0, not_begun = 0;  // when the run was stopped
+};
+
+void tell(const MasksOptions& options, const JobOutcome& outcome, Console& console) {
+    const ImageRecord& record = outcome.record;
+    if (!outcome.is_image) return console.finish_image({}, {}, true);
+    const bool is_json = options.report_format == ReportFormat::kJson;
+    console.finish_image(is_json ? std::vector{json_line(record)} : outcome.report,
+                         record.refusal.empty() ? "" : record.file + " " + record.refusal, record.is_kept);
+}
+
+// What became of each image. Threads add to it; one may sum up while others are still at work.
+class Outcomes {
+public:
+    explicit Outcomes(std::size_t count) : outcomes(count) {}
+
+    void begin() {
+        const std::scoped_lock lock(mutex);
+        ++begun;
+    }
+    void finish(std::size_t i, const JobOutcome& outcome) {
+        const std::scoped_lock lock(mutex);
+        outcomes[i] = outcome;
+        outcomes[i]->report.clear();
+    }
+    /// Once: the records leave.
+    [[nodiscard]] RunOutcome sum_up() {
+        const std::scoped_lock lock(mutex);
+        RunOutcome run;
+        std::size_t finished = 0;
+        for (std::optional<JobOutcome>& outcome : outcomes) {
+            if (!outcome) continue;
+            ++finished;
+            if (!outcome->is_image) {
+                ++run.no_images;
+                continue;
+            }
+            ImageRecord& record = outcome->record;
+            ++(!record.refusal.empty() ? run.refused : record.is_kept ? run.kept : run.done);
+            run.records.push_back(std::move(record));
+        }
+        run.not_finished = begun - finished;
+        run.not_begun = outcomes.size() - begun;
+        return run;
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<std::optional<JobOutcome>> outcomes;
+    std::size_t begun = 0;
+};
+
+// How it went, for people who look after lunch. One image that was named speaks for itself.
+std::string closing_line(const MasksOptions& options, const RunOutcome& run, std::size_t passed_over) {
+    const std::size_t images = run.records.size() + run.not_finished + run.not_begun;
+    if (images == 1 && passed_over == 0) return {};
+    std::string text = std::to_string(images) + " images: " + std::to_string(run.done) +
+                       (options.is_dry_run ? " to do, " : " done, ") + std::to_string(run.kept) +
+                       " kept from an earlier run, " + std::to_string(run.refused) + " refused";
+    if (run.not_finished > 0) text += ", " + std::to_string(run.not_finished) + " not finished";
+    if (run.not_begun > 0) text += ", " + std::to_string(run.not_begun) + " not begun";
+    if (passed_over > 0) text += "; " + std::to_string(passed_over) + " other files passed over";
+    return text + "\n";
+}
+
+bool make_folder(const std::string& folder, std::ostream& err) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (!fs::is_directory(folder)) {
+        complain(err, "the folder " + folder + " cannot be made: " + error.message());
+        return false;
+    }
+    if (access(folder.c_str(), W_OK) != 0) {
+        complain(err, "the folder " + folder + " cannot be written: " + std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+// The user named this file; it would be written over an image.
+bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
+    struct stat facts {};
+    if (file.empty() || stat(file.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return false;
+    return std::ranges::any_of(inputs, [&facts](const Input& input) {
+        struct stat image {};
+        return stat(input.file.c_str(), &image) == 0 && image.st_dev == facts.st_dev && image.st_ino == facts.st_ino;
+    });
+}
+
+// False, with a line for each reason, if the run would replace what is not its own.
+bool may_begin(const OutputCheck& check, std::ostream& err) {
+    for (const std::string& complaint : check.complaints) complain(err, complaint);
+    if (!check.complaints.empty()) complain(err, "nothing was done; choose another --out-dir");
+    return check.complaints.empty();
+}
+
+/// A run over images that were found.
+class MasksRun {
+public:
+    MasksRun(const MasksOptions& run_options, const FoundInputs& found_inputs, std::ostream& report,
+             std::ostream& errors)
+        : options(run_options),
+          found(found_inputs),
+          jobs(run_options),
+          out(report),
+          err(errors),
+          outcomes(found.inputs.size()) {}
+
+    /// Returns an ExitCode. `marked`: names of the results of images during which runs died.
+    int go(std::unordered_set<std::string> marked) {
+        if (!options.is_dry_run) {
+            place.emplace(options.out_dir);
+            marked.merge(take_over_dead_runs(place->results, place->run));
+            load_dicom_dictionary();
+        }
+        const StopSignals signals(place ? place->run.descriptor() : -1, place ? RunFolder::kAlive : nullptr);
+        {
+            Console console(out, err, found.inputs.size());
+            const Patience patience(signals, [this] { abandon(); });
+            run_images(signals, marked, console);
+        }
+        return finish(signals.is_stop_wanted());
+    }
+
+private:
+    void run_images(const StopSignals& signals, const std::unordered_set<std::string>& marked, Console& console) {
+        const MemoryReserve memory;
+        const auto work = [&](const Input& input) {
+            outcomes.begin();
+            memory.refill();
+            try {
+                const JobOutcome outcome = place ? jobs.run(input, *place) : jobs.foresee(input);
+                outcomes.finish(static_cast<std::size_t>(&input - found.inputs.data()), outcome);
+                tell(options, outcome, console);
+            } catch (const std::bad_alloc&) {
+                // Not even room for the refusal or its line: without an outcome it counts as not finished.
+            }
+        };
+        // An image during which a run died may end this one, too: it comes last and alone.
+        std::vector<const Input*> first, last;
+        for (const Input& input : found.inputs) (marked.contains(input.name) ? last : first).push_back(&input);
+        const auto is_stopped = [&signals] { return signals.is_stop_wanted(); };
+        run_workers(first.size(), options.jobs, is_stopped, [&](std::size_t i) { work(*first[i]); });
+        run_workers(last.size(), 1, is_stopped, [&](std::size_t i) { work(*last[i]); });
+    }
+
+    int finish(bool is_stopped) {
+        const RunOutcome run = outcomes.sum_up();
+        std::vector<std::string> failures;
+        if (place) failures = write_run_files(options, run.records, place->results, place->run);
+        for (const std::string& failure : failures) complain(err, failure);
+        if (options.report_format == ReportFormat::kText) {
+            out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
+        }
+        const bool is_whole = run.not_finished + run.not_begun == 0;
+        if (!is_whole && is_stopped) return kExitInterrupted;
+        return is_whole && failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
+    }
+
+    // The images under way do not come to an end: the run does without them.
+    void abandon() {
+        try {
+            (void)finish(true);
+            if (place) place->run.remove_all();
+        } catch (...) {  // such as too little memory; the end does not wait for that
+        }
+        _exit(kExitInterrupted);
+    }
+
+    const MasksOptions& options;
+    const FoundInputs& found;
+    ImageJobs jobs;
+    std::ostream& out;
+    std::ostream& err;
+    std::optional<Workplace> place;  // none if nothing is written
+    Outcomes outcomes;
+};
+
+}  // namespace
+
+FoundInputs find_and_name(const MasksOptions& options) {
+    FoundInputs found =
+        find_inputs({options.inputs, options.manifest, options.root, options.out_dir, options.list_end});
+    give_result_names(found.inputs);
+    return found;
+}
+
+bool is_in_shard(const Input& input, const Shard& shard) {
+    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
+    constexpr std::uint64_t kPrime = 1099511628211U;
+    std::uint64_t hash = kOffset;
+    for (const char c : input.name.empty() ? input.file : input.name) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    }
+    return hash % shard.count == shard.number - 1;
+}
+
+int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err) {
+    std::optional<FoundInputs> found;
+    try {
+        found = find_and_name(options);
+    } catch (const Refusal& refusal) {
+        complain(err, "the manifest " + options.manifest + " " + refusal.what());
+        return kExitPartly;
+    }
+    if (is_input(options.fail_list, found->inputs)) {
+        complain(err, "--fail-list names an input: " + options.fail_list);
+        return kExitUsage;
+    }
+    try {
+        OutputCheck check = check_outputs(options, found->inputs);
+        if (!may_begin(check, err)) return kExitUsage;
+        if (!options.is_dry_run && !make_folder(options.out_dir, err)) return kExitPartly;
+        if (options.shard)
+            std::erase_if(found->inputs, [&](const Input& i) { return !is_in_shard(i, *options.shard); });
+        return MasksRun(options, *found, out, err).go(std::move(check.marked));
+    } catch (const Refusal& refusal) {
+        complain(err, std::string("the run ") + refusal.what());
+        return kExitPartly;
+    }
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Files that get their places in the folder of the results together.
+#pragma once
+
+#include "run/result_folder.h"
+#include "run/run_folder.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// Each file is written under a temporary name in the run's folder; commit() gives all of them their names. Without
+/// commit() the temporary files are removed. Errors are thrown as Refusal with the path and the system's reason.
+class OutputSet {
+public:
+    /// Both must live longer. `folder` is the one in which the files get their places.
+    OutputSet(const RunFolder& run_folder, const ResultFolder& folder_of_files)
+        : run(run_folder), folder(folder_of_files) {}
+    ~OutputSet();
+    OutputSet(const OutputSet&) = delete;
+    OutputSet& operator=(const OutputSet&) = delete;
+
+    /// `file` is a name without folders.
+    void add(const std::filesystem::path& file, std::string_view bytes);
+
+    struct Waiting {
+        std::string name;
+        std::uintmax_t size;
+        std::string temporary;
+    };
+    /// The files that wait for their names, in the order in which they get them.
+    [[nodiscard]] const std::vector<Waiting>& files() const { return waiting; }
+
+    /// Whether a file with this name and size may be replaced.
+    using IsOwn = std::function<bool(const std::string& name, std::uintmax_t size)>;
+    /// Throws Refusal if something that may not be replaced lies in the place of one of the files.
+    void require_places(const IsOwn& is_own) const;
+    /// The same look before each file; those that have got their names leave files().
+    void commit(const IsOwn& is_own);
+
+private:
+    [[nodiscard]] bool has_own_in_place_of(const Waiting& file, const IsOwn& is_own) const;
+
+    const RunFolder& run;
+    const ResultFolder& folder;
+    std::vector<Waiting> waiting;
+};
+
+}  // namespace Norvane::Host

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/page/report_page.h"
+
+#include "export/mask_layers.h"
+#include "findings/status_text.h"
+#include "io/number_text.h"
+#include "run/page/report_page_template.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Norvane::Host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// How far a status puts the masks in doubt.
+enum Gravity { kNoDoubt = 0, kMuscleMissing = 1, kMaskDoubtful = 2, kMaskUseless = 3 };
+constexpr std::pair<Masking::MASK_STATUS, Gravity> kGravities[] = {
+    {Masking::MASK_OK, kNoDoubt},
+    {Masking::MASK_PECT_NOT_APPLICABLE, kNoDoubt},
+    {Masking::MASK_PECT_FAILED, kMuscleMissing},
+    {Masking::MASK_PECT_REJECTED, kMuscleMissing},
+    {Masking::MASK_BOUNDARY_TRACING, kMuscleMissing},
+    {Masking::MASK_CUT_TISSUE, kMaskDoubtful},
+    {Masking::MASK_CHEST_WALL, kMaskDoubtful},
+    {Masking::MASK_BG_NOISE, kMaskDoubtful},
+};  // every other status: no mask to speak of
+
+Gravity gravity_of(Masking::MASK_STATUS status) {
+    const auto* found = std::ranges::find(kGravities, status, &std::pair<Masking::MASK_STATUS, Gravity>::first);
+    return found == std::end(kGravities) ? kMaskUseless : found->second;
+}
+
+/// The statuses that speak against the masks, each once, gravest first.
+std::vector<Masking::MASK_STATUS> doubts_of(const ImageRecord& record) {
+    std::vector<Masking::MASK_STATUS> doubts;
+    for (const auto status : {record.status, record.breast_status, record.pectoral_status}) {
+        if (gravity_of(status) != kNoDoubt && std::ranges::find(doubts, status) == doubts.end()) {
+            doubts.push_back(status);
+        }
+    }
+    std::ranges::stable_sort(doubts, std::ranges::greater(), gravity_of);
+    return doubts;
+}
+
+Gravity gravity_of(const ImageRecord& record) {
+    const auto doubts = doubts_of(record);
+    return doubts.empty() ? kNoDoubt : gravity_of(doubts.front());
+}
+
+/// The place of a record in the page: smaller ones come first.
+std::pair<int, double> rank_of(const ImageRecord& record) {
+    if (!record.refusal.empty()) return {-kMaskUseless - 1, 0.0};
+    return {-gravity_of(record), std::isnan(record.outline_contrast) ? 0.0 : record.outline_contrast};
+}
+
+/// A file name as a relative address, byte by byte: what has a meaning in addresses, or none in UTF-8, is written %XX.
+std::string address_of(const std::string& name) {
+    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+    std::string address = "./";
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool is_plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                              std::string_view("-_.~/").find(c) != std::string_view::npos;
+        if (is_plain) {
+            address += c;
+        } else {
+            address += '%';
+            address += kHexDigits[byte >> 4U];
+            address += kHexDigits[byte & 0xFU];
+        }
+    }
+    return address;
+}
+
+std::string text_with_unit(double value, int decimals, const char* unit) {
+    char text[64];
+    (void)std::snprintf(text, sizeof text, "%.*f %s", decimals, value, unit);
+    return text;
+}
+
+/// Terms and values for people.
+Json figures_of(const ImageRecord& record) {
+    constexpr double kMm2PerCm2 = 100.0;
+    const StageTimes& s = record.seconds;
+    return Json::array({{"Results", record.name + ".*"},
+                        {"Format", record.format},
+                        {"Size", std::to_string(record.width) + " x " + std::to_string(record.height) + " pixels"},
+                        {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
+                        {"Noise class", record.noise},
+                        {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
+                        {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
+                        {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
+                        {"Time to read", text_with_unit(s.reading, 2, "s")},
+                        {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
+                        {"Time to write", text_with_unit(s.writing, 2, "s")}});
+}
+
+Json json_of(const ImageRecord& record) {
+    Json json = {{"file", record.file}, {"name", record.name}};
+    if (!record.refusal.empty()) {
+        json["refusal"] = record.refusal;
+        return json;
+    }
+    const auto verdict = [](const char* label, Masking::MASK_STATUS status) {
+        return Json::array({label, static_cast<int>(status), static_cast<int>(gravity_of(status))});
+    };
+    json.update({{"url", address_of(record.name)},
+                 {"gravity", static_cast<int>(gravity_of(record))},
+                 {"doubts", doubts_of(record)},
+                 {"verdicts", Json::array({verdict("Full mask", record.status), verdict("Breast", record.breast_status),
+                                           verdict("Pectoral muscle", record.pectoral_status)})},
+                 {"format", record.format},
+                 {"side", record.side},
+                 {"view", record.view},
+                 {"noise", record.noise},
+                 {"contrast", std::round(record.outline_contrast * 1e3) / 1e3},
+                 {"flags", record.flags},
+                 {"warnings", record.warnings},
+                 {"figures", figures_of(record)}});
+    return json;
+}
+
+std::string colour_text(const Colour& colour) {
+    const auto level = [](double part) { return static_cast<unsigned>(std::lround(part * 255.0)); };
+    char text[16];
+    (void)std::snprintf(text, sizeof text, "#%02x%02x%02x", level(colour.red), level(colour.green), level(colour.blue));
+    return text;
+}
+
+std::string summary_of(const std::vector<ImageRecord>& records) {
+    const auto refused = std::ranges::count_if(records, [](const auto& r) { return !r.refusal.empty(); });
+    const auto doubtful =
+        std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && gravity_of(r) != kNoDoubt; });
+    return std::to_string(records.size()) + " images: " + std::to_string(refused) + " refused, " +
+           std::to_string(doubtful) + " with a doubtful status";
+}
+
+Json page_json(const std::vector<ImageRecord>& sorted) {
+    Json layers = Json::array();
+    for (const MaskLayer& layer : kMaskLayers) {
+        layers.push_back({{"key", layer.key},
+                          {"label", layer.label},
+                          {"colour", colour_text(layer.colour)},
+                          {"width", layer.line_width}});
+    }
+    Json statuses;
+    std::vector<Masking::MASK_STATUS> order;
+    for (const StatusText& text : kStatusTexts) {
+        statuses[std::to_string(text.status)] = text.sentence;
+        order.push_back(text.status);
+    }
+    std::ranges::stable_sort(order, std::ranges::greater(), [](auto status) { return gravity_of(status); });
+    Json records = Json::array();
+    for (const ImageRecord& record : sorted) records.push_back(json_of(record));
+    return {{"summary", summary_of(sorted)},
+            {"layers", std::move(layers)},
+            {"statuses", std::move(statuses)},
+            {"order", order},
+            {"records", std::move(records)}};
+}
+
+/// JSON inside a script element of HTML: no "<" may end the element or begin a comment.
+std::string embedded(const Json& json) {
+    const std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);
+    std::string safe;
+    safe.reserve(text.size());
+    for (const char c : text) {
+        if (c == '<') {
+            safe += "\\u003c";
+        } else {
+            safe += c;
+        }
+    }
+    return safe;
+}
+
+}  // namespace
+
+std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records) {
+    std::ranges::stable_sort(records, {}, rank_of);
+    return records;
+}
+
+std::string report_page(const std::vector<ImageRecord>& records) {
+    const std::string data = embedded(page_json(sorted_by_doubt(records)));
+    const std::size_t mark = kPageTemplate.find(kPageRecordsMark);
+    std::string page(kPageTemplate.substr(0, mark));
+    page += data;
+    page += kPageTemplate.substr(mark + kPageRecordsMark.size());
+    return page;
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The page of a run: a contact sheet on which the images that need a look come first.
+#pragma once
+
+#include "run/image_record.h"
+
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// The records as the page lists them: refused images first, then by the gravity of their statuses, then by rising
+/// contrast across the outline. Images in equal doubt keep their order.
+[[nodiscard]] std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records);
+
+/// How every page begins, those of earlier versions too: by it a run knows a page that it may replace.
+inline constexpr const char* kPageBeginning =
+    "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+    "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+    "<meta name=\"color-scheme\" content=\"light dark\">\n<!-- The page loads its own folder";
+
+/// The text of report.html, which needs neither a server nor a network. Its pictures are the files that
+/// add_page_files() wrote as NAME.* beside it; it says so where they are missing.
+[[nodiscard]] std::string report_page(const std::vector<ImageRecord>& records);
+
+}  // namespace Norvane::Host

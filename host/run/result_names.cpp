@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/result_names.h"
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <set>
+
+namespace Norvane::Host {
+namespace {
+
+// Only endings of image files are cut off: the names of DICOM files are often numbers with dots, all of which count.
+constexpr const char* kImageEndings[] = {".png", ".pgm", ".pnm", ".tif", ".tiff", ".dcm", ".dicom", ".ima"};
+
+}  // namespace
+
+bool has_image_ending(const std::filesystem::path& file) {
+    std::string ending = file.extension().string();
+    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return std::ranges::find(kImageEndings, ending) != std::end(kImageEndings);
+}
+
+std::string own_result_name(const Input& input) {
+    std::filesystem::path name = std::filesystem::path(input.file).lexically_normal();
+    name = input.base.empty() ? name.filename() : name.lexically_relative(input.base);
+    return (has_image_ending(name) ? name.replace_extension() : name).string();
+}
+
+void give_result_names(std::vector<Input>& inputs) {
+    std::set<std::string> own;  // a number is not given where it would meet the own name of another input
+    for (const Input& input : inputs) {
+        if (input.refusal.empty()) own.insert(own_result_name(input));
+    }
+    std::set<std::string> taken;
+    std::map<std::string, int> last_number;  // of each own name: thousands of files may share one
+    for (Input& input : inputs) {
+        if (!input.refusal.empty()) continue;
+        const std::string base = own_result_name(input);
+        input.name = base;
+        int& number = last_number.try_emplace(base, 1).first->second;
+        while (taken.contains(input.name) || (input.name != base && own.contains(input.name))) {
+            input.name = base + "-" + std::to_string(++number);
+        }
+        taken.insert(input.name);
+    }
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/run_files.h"
+
+#include "run/named_file.h"
+#include "run/output_set.h"
+#include "run/page/report_page.h"
+
+#include <exception>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr const char* kPageName = "report.html";
+
+std::string csv_of(const std::vector<ImageRecord>& records) {
+    std::string text = csv_header() + "\n";
+    for (const ImageRecord& record : records) text += csv_row(record) + "\n";
+    return text;
+}
+
+std::string ndjson_of(const std::vector<ImageRecord>& records) {
+    std::string text;
+    for (const ImageRecord& record : records) text += json_line(record) + "\n";
+    return text;
+}
+
+// Whether the name read from a list would be the one that was written to it.
+bool can_be_listed(const std::string& name, char list_end) {
+    return name.find('\0') == std::string::npos && name.find(list_end) == std::string::npos &&
+           (list_end == '\0' || !name.ends_with('\r'));
+}
+
+std::string failed_of(const std::vector<ImageRecord>& records, char list_end, std::vector<std::string>& failures) {
+    std::string text;
+    for (const ImageRecord& record : records) {
+        if (record.refusal.empty()) continue;
+        if (can_be_listed(record.file, list_end)) {
+            text += record.file + list_end;
+        } else {
+            failures.push_back(record.file +
+                               " is left out of the list of failures, which cannot hold such a name without --null");
+        }
+    }
+    return text;
+}
+
+void write_file(const RunFile& file, const std::vector<ImageRecord>& records, const ResultFolder& results,
+                const RunFolder& run) {
+    OutputSet output(run, results);
+    output.add(file.name, file.text_of(records));
+    output.commit([&](const std::string& name, std::uintmax_t) {
+        return is_of_this_program(file, results.read(name, file.beginning.size()).value_or(""));
+    });
+}
+
+// The others are tried even if one cannot be written.
+template <class Write>
+void attempt(std::vector<std::string>& failures, const std::string& what, const Write& write) {
+    try {
+        write();
+    } catch (const std::exception& e) {
+        failures.push_back(what + " " + e.what());
+    }
+}
+
+}  // namespace
+
+std::vector<RunFile> run_files_of(const MasksOptions& options) {
+    std::string table = "summary";
+    if (const auto& shard = options.shard) {
+        table += '.';
+        table += std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
+    }
+    std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
+                                  {table + ".ndjson", "{\"file\":", true, ndjson_of}};
+    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, report_page});
+    return files;
+}
+
+std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records,
+                                         const ResultFolder& results, const RunFolder& run) {
+    std::vector<std::string> failures;
+    for (const RunFile& file : run_files_of(options)) {
+        const char* what = file.name == kPageName ? "the page of the run" : "the run";
+        attempt(failures, what, [&] { write_file(file, records, results, run); });
+    }
+    if (!options.fail_list.empty()) {
+        attempt(failures, "the run",
+                [&] { write_named_file(options.fail_list, failed_of(records, options.list_end, failures)); });
+    }
+    return failures;
+}
+
+}  // namespace Norvane::Host

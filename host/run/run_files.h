@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What is written for a run as a whole.
+#pragma once
+
+#include "run/image_record.h"
+#include "run/masks_command.h"
+#include "run/result_folder.h"
+#include "run/run_folder.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// A table or the page of a run, in the folder of the results.
+struct RunFile {
+    std::string name;
+    std::string beginning;  ///< by which a run knows one that an earlier run wrote
+    bool may_be_empty;
+    std::string (*text_of)(const std::vector<ImageRecord>& records);
+};
+
+/// summary.csv, summary.ndjson and report.html. The tables of a part K of N are summary.K-of-N.*, and a part has no
+/// page: a run over everything that resumes makes it.
+[[nodiscard]] std::vector<RunFile> run_files_of(const MasksOptions& options);
+
+/// Whether a file that begins so is one of this program.
+[[nodiscard]] inline bool is_of_this_program(const RunFile& file, std::string_view its_beginning) {
+    return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());
+}
+
+/// Writes them, and the list of what failed if one is wanted. Returns a sentence for each that could not
+/// be written, and for each name that the list cannot hold.
+[[nodiscard]] std::vector<std::string> write_run_files(const MasksOptions& options,
+                                                       const std::vector<ImageRecord>& records,
+                                                       const ResultFolder& results, const RunFolder& run);
+
+}  // namespace Norvane::Host

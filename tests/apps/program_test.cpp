@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "command_line.h"
+#include "export/program_version.h"
+#include "host/host_support.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iterator>
+
+// The font library keeps its tables until the end of the process.
+extern "C" const char* __lsan_default_suppressions();
+const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+
+namespace Norvane::Tests {
+namespace {
+
+using ::testing::AnyOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+const Arguments kMlo{"--view", "mlo", "--pixel-size", "220"};
+
+Arguments words_of(const std::string& line) {
+    std::istringstream words(line);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+ProgramRun run_masks(const std::string& out_dir, const Arguments& files_and_options) {
+    return run(joined({"masks", "--out-dir", out_dir}, files_and_options));
+}
+
+TEST(Program, PhantomToMasks) {
+    const TemporaryFolder folder;
+    const std::string exam = folder.path("exam.png");
+    EXPECT_EQ(0, run_phantom(exam, {"--labels", folder.path("labels.png"), "--side", "right"}).code);
+    EXPECT_THAT(folder.names(), ElementsAre("exam.png", "labels.png"));
+    const ProgramRun nowhere = run_phantom(folder.path("none/exam.png"));
+    EXPECT_EQ(1, nowhere.code);
+    EXPECT_THAT(nowhere.err, HasSubstr("cannot be written"));
+
+    const ProgramRun masks =
+        run_masks(folder.path("results/deep"), joined(kMlo, {exam, "--results", "json,overlay,masks"}));
+    EXPECT_EQ(0, masks.code);
+    EXPECT_EQ("", masks.err);
+    EXPECT_THAT(masks.out, StartsWith(exam + ": status 0 MASK_OK: The mask can be used.\n"));
+    EXPECT_THAT(masks.out, HasSubstr("Chest wall right: the right border is the brighter one"));
+    EXPECT_THAT(masks.out, HasSubstr("of 3 classes tried, its breast mask agrees best with the others"));
+    EXPECT_THAT(
+        folder.names("results/deep"),
+        ElementsAre("exam.breast.png", "exam.done", "exam.frame.png", "exam.full.png", "exam.json", "exam.outer.png",
+                    "exam.overlay.png", "exam.pectoral.png", "report.html", "summary.csv", "summary.ndjson"));
+}
+
+TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
+    const TemporaryFolder folder;
+    const std::string exam = folder.path("exam.png");
+    ASSERT_EQ(0, run_phantom(exam).code);
+    const std::string even = folder.write("even.pgm", "P5 200 200 255\n\xFF" + std::string(39999, 'x'));
+    const std::string tiny = folder.write("tiny.pgm", "P5 20 20 255\n" + std::string(400, 'x'));
+    const struct {
+        std::string file, options, message;
+    } table[] = {
+        {folder.path("gone.png"), "--view=cc --pixel-size=220", "does not exist"},
+        {exam, "--view=cc", "does not say its pixel size: give --pixel-size in micrometres"},
+        {exam, "--pixel-size=220", "does not say its view: give --view mlo or --view cc"},
+        {exam, "--view=cc --pixel-size=300",
+         "has pixels of 300 micrometres (as given); 228 is the largest size that can be used"},
+        {exam, "--view=cc --pixel-size=220 --noise=given-level",
+         "does not say its padding values, which the class given-level needs: give --padding LO:HI"},
+        {even, "--view=cc --pixel-size=220 --padding=0:300",
+         "has samples of 8 bits; the padding value 300 does not fit"},
+        {even, "--view=cc --pixel-size=220",
+         "does not show where the chest wall is (mean grey level 30720 on the left, 30720 on the right): give --side"},
+        {tiny, "--view=cc --pixel-size=220", "is too small for a mammogram (19 x 19 pixels of 228 micrometres)"},
+    };
+    for (const auto& bad : table) {
+        const ProgramRun refused = run_masks(folder.path("out"), joined({bad.file}, words_of(bad.options)));
+        EXPECT_EQ(1, refused.code) << bad.message;
+        EXPECT_EQ("norvane: " + bad.file + " " + bad.message + "\n", refused.err);
+        EXPECT_EQ("", refused.out);
+        EXPECT_THAT(folder.names("out"), ElementsAre("report.html", "summary.csv", "summary.ndjson")) << bad.message;
+    }
+    const std::string odd = folder.path("caf\xe9.png");  // no UTF-8; it is shown in the picture
+    std::filesystem::copy_file(exam, odd);
+    const ProgramRun mixed =
+        run_masks(folder.path("out"), joined(kMlo, {tiny, odd, "--fast", "--results", "json,overlay"}));
+    EXPECT_EQ(1, mixed.code);
+    EXPECT_THAT(mixed.out, StartsWith(folder.path("caf\\xe9.png") + ": status "));
+    EXPECT_THAT(folder.names("out"), ElementsAre("caf\xe9.done", "caf\xe9.json", "caf\xe9.overlay.png", "report.html",
+                                                 "summary.csv", "summary.ndjson"));
+}
+
+TEST(Program, NothingIsOverwrittenInSilence) {
+    const TemporaryFolder folder;
+    const std::string exam = folder.path("exam.png");
+    const std::string clash = folder.path("exam.full.png");
+    ASSERT_EQ(0, run_phantom(exam).code);
+    std::filesystem::copy_file(exam, clash);
+    const ProgramRun beside = run_masks(folder.path(""), joined(kMlo, {exam, clash, "--results", "masks"}));
+    EXPECT_EQ(2, beside.code);
+    EXPECT_THAT(beside.err, HasSubstr("exam.full.png is an input, the manifest or the list of failures, and a result"));
+
+    const ProgramRun twins =
+        run_masks(folder.path("twins"), joined(kMlo, {exam, exam, "--results", "json", "--no-page"}));
+    EXPECT_EQ(0, twins.code);
+    EXPECT_THAT(folder.names("twins"),
+                ElementsAre("exam-2.done", "exam-2.json", "exam.done", "exam.json", "summary.csv", "summary.ndjson"));
+    EXPECT_THAT(twins.out, HasSubstr("Results are named exam-2: another input has the name exam\n"));
+}
+
+TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
+    const std::string changing =
+        "--side=left --view=cc --pixel-size=70 --frame=2 --crop=none --noise=given-level "
+        "--padding=0:7 --invert=true --fast=true --contour=false ";
+    const std::string others =
+        "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume "
+        "--shard=1/2 --fail-list=f --null --decode=isolated --dry-run --format=json --no-page";
+    std::vector<const char*> line{"norvane", "masks"};
+    const Arguments words = words_of(others + " " + changing);
+    for (const std::string& word : words) line.push_back(word.c_str());
+    std::ostringstream out, err;
+    const auto command = Host::parse_command_line(static_cast<int>(line.size()), line.data(), out, err);
+    ASSERT_TRUE(std::holds_alternative<Host::MasksOptions>(command)) << err.str();
+    EXPECT_EQ(changing, std::get<Host::MasksOptions>(command).stamp_text);
+    std::istringstream help(run({"masks", "--help"}).out);
+    for (std::string text; std::getline(help, text);) {
+        if (!text.starts_with("  -") || text.starts_with("  -h,--help")) continue;
+        const std::string name = text.substr(text.find("--"), text.find_first_of(" ,{", 5) - text.find("--"));
+        EXPECT_THAT(words, Contains(AnyOf(name, StartsWith(name + "=")))) << "stands in neither list";
+    }
+}
+
+TEST(Program, UsageErrorsAreTwo) {
+    for (const char* line : {"", "masks", "paint a.png", "phantom a.png --bits 17", "masks a.png --side up",
+                             "masks a.png --side left --side right", "masks a.png --pixel-size nan",
+                             "masks a.png --noise loud", "masks a.png --padding 7", "masks a.png --padding 9:7",
+                             "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg"}) {
+        const ProgramRun wrong = run(words_of(line));
+        EXPECT_EQ(2, wrong.code) << line;
+        EXPECT_NE("", wrong.err) << line;
+    }
+    const ProgramRun help = run({"masks", "--help"});
+    EXPECT_EQ(0, help.code);
+    EXPECT_THAT(help.out, HasSubstr("Exit code: 0 everything was done"));
+    const ProgramRun version = run({"--version"});
+    EXPECT_EQ(0, version.code);
+    EXPECT_EQ(std::string("norvane ") + Host::program_version() + "\n", version.out);
+    EXPECT_EQ("", version.err);
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

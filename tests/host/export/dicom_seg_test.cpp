@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/dicom_seg.h"
+#include "export/dicom_items.h"
+#include "export/dicom_seg_source.h"
+#include "export/result_files.h"
+#include "host/io/dicom_builder.h"
+#include "phantom_analysis.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+namespace Norvane::Tests {
+namespace {
+
+using Host::SegContent;
+const char* const kPoor =
+    "SOPClassUID=" UID_DigitalMammographyXRayImageStorageForPresentation
+    "; SOPInstanceUID=1.2.3.4; StudyInstanceUID=1.2.3; SeriesInstanceUID=1.2.3.1; PatientID=17; StudyDate=20200229; "
+    "StudyTime=0815; StudyID=4";
+const char* const kRich =
+    "SpecificCharacterSet=ISO_IR 192; PatientName=Müller^Änne; PatientBirthDate=19610517; PatientSex=F; "
+    "PatientAge=058Y; AccessionNumber=A1; ReferringPhysicianName=Doe^J; StudyDescription=Screening; "
+    "ContentDate=20200301; InstanceNumber=3; PatientOrientation=P\\L; LossyImageCompression=01; "
+    "LossyImageCompressionRatio=9.5; LossyImageCompressionMethod=ISO_10918_1";
+const char* const kFrame = "SOPClassUID=" UID_BreastTomosynthesisImageStorage;
+// What archives hold and no object may hold. The values stay out.
+const std::string kTooLong(65, 'x');
+const std::string kWrong = "PatientName=x^" + kTooLong +
+                           "; PatientBirthDate=1961.05.17; PatientSex=X; PatientAge=58; "
+                           "AccessionNumber=longer than sixteen; SpecificCharacterSet=latin; InstanceNumber=three; "
+                           "PatientOrientation=LEFT\\FOOT; StudyDescription=" +
+                           kTooLong;
+
+Host::ImageAnalysis with_header(Host::ImageAnalysis analysis, const std::string& changes = "") {
+    analysis.source.dicom_header = std::make_shared<DcmDataset>();
+    for (const std::string& text : {std::string(kPoor), changes}) change(*analysis.source.dicom_header, text);
+    return analysis;
+}
+
+/// An object read back by the toolkit.
+struct SegObject {
+    explicit SegObject(const std::string& file) { EXPECT_TRUE(format.loadFile(file.c_str()).good()); }
+    [[nodiscard]] std::string text(const DcmTagKey& tag) const {
+        OFString value;
+        DcmDataset& object = *format.getDataset();  // its own fields before those of its sequences
+        if (object.findAndGetOFStringArray(tag, value).bad()) (void)object.findAndGetOFStringArray(tag, value, OFTrue);
+        return {value.data(), value.size()};
+    }
+    [[nodiscard]] std::string code(const DcmTagKey& sequence, unsigned segment) const {
+        DcmItem* item = nullptr;
+        (void)format.getDataset()->findAndGetSequenceItem(DCM_SegmentSequence, item, segment);
+        DcmItem* code_item = nullptr;
+        OFString value;
+        if (item == nullptr || item->findAndGetSequenceItem(sequence, code_item).bad()) return "none";
+        (void)code_item->findAndGetOFString(DCM_CodeValue, value);
+        return {value.data(), value.size()};
+    }
+    mutable DcmFileFormat format;
+};
+
+/// What the validator says, without the line that names the kind of object.
+std::string complaints(const std::string& file) {
+    const std::string command = "dciodvfy '" + file + "' 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    std::string text;
+    std::array<char, 4096> line{};
+    while (std::fgets(line.data(), line.size(), pipe) != nullptr) {
+        if (std::string(line.data()) != "Segmentation\n") text += line.data();
+    }
+    (void)::pclose(pipe);
+    return text;
+}
+
+TEST(DicomSeg, FramesAreTheLabelsBitByBit) {
+    const TemporaryFolder folder;
+    Host::ImageAnalysis analysis = with_header(analysed_phantom());
+    analysis.crop = {5, 2, 950, 1290};
+    const LabelTester labels(analysis);
+    const HitTester joined(analysis.masks.full.mask, analysis.crop, analysis.settings.pixel_size_um);
+    for (const SegContent content : {SegContent::kBreastAndMuscle, SegContent::kJoined}) {
+        const unsigned frames = content == SegContent::kJoined ? 1 : 2;
+        const SegObject seg(folder.write("seg.dcm", Host::dicom_seg(analysis, content)));
+        EXPECT_EQ(std::to_string(frames), seg.text(DCM_NumberOfFrames));
+        const Uint8* bytes = nullptr;
+        unsigned long count = 0;
+        ASSERT_TRUE(seg.format.getDataset()->findAndGetUint8Array(DCM_PixelData, bytes, &count).good());
+        ASSERT_EQ((std::size_t{1001} * 1303 * frames + 15) / 16 * 2, count);
+        std::size_t bit = 0;
+        for (unsigned frame = 0; frame < frames; ++frame) {
+            for (unsigned y = 0; y < 1303; ++y) {
+                for (unsigned x = 0; x < 1001; ++x, ++bit) {
+                    const bool is_set = (bytes[bit / 8] >> (bit % 8) & 1) != 0;
+                    const bool is_meant = frames == 1 ? joined.at(x, y) : labels.at(x, y) == frame + 1;
+                    ASSERT_EQ(is_meant, is_set) << frame << ": " << x << ", " << y;
+                }
+            }
+        }
+    }
+}
+
+TEST(DicomSeg, TheValidatorFindsNothing) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(0, std::system("command -v dciodvfy >/dev/null")) << "of the package dicom3tools";
+    const struct {
+        const char* name;
+        std::string header;
+        IMAGE_VIEW view;  // without muscle its frame is empty
+    } table[] = {{"poor", "", VIEW_PECT},
+                 {"rich", kRich, VIEW_PECT},
+                 {"wrong", kWrong, VIEW_PECT},
+                 {"a frame of two", kFrame, VIEW_PECT},
+                 {"empty", "", VIEW_NO_PECT}};
+    for (const auto& source : table) {
+        Host::ImageAnalysis analysis = with_header(analysed_phantom(source.view), source.header);
+        if (source.header == kRich) analysis.source.laterality = Host::Laterality::kRight;
+        if (source.header == kFrame) analysis.source.frame_count = 2;
+        for (const SegContent content : {SegContent::kBreastAndMuscle, SegContent::kJoined}) {
+            const std::string file = folder.write("seg.dcm", Host::dicom_seg(analysis, content));
+            EXPECT_EQ("", complaints(file)) << source.name;
+        }
+    }
+}
+
+TEST(DicomSeg, BelongsToItsSource) {
+    const TemporaryFolder folder;
+    Host::ImageAnalysis analysis = with_header(analysed_phantom(), kRich + std::string("; FrameOfReferenceUID=1.2.9"));
+    analysis.source.laterality = Host::Laterality::kRight;
+    const std::string bytes = Host::dicom_seg(analysis, SegContent::kBreastAndMuscle);
+    EXPECT_EQ(bytes, Host::dicom_seg(analysis, SegContent::kBreastAndMuscle));  // a second run gives the same file
+    const SegObject seg(folder.write("seg.dcm", bytes));
+    DcmDataset& header = *analysis.source.dicom_header;
+    for (unsigned long i = 0; i < header.card(); ++i) {
+        const DcmTagKey tag = header.getElement(i)->getTag();
+        OFString value;
+        EXPECT_TRUE(header.findAndGetOFStringArray(tag, value).good());
+        const bool is_own = tag == DCM_SOPClassUID || tag == DCM_SOPInstanceUID || tag == DCM_SeriesInstanceUID ||
+                            tag == DCM_FrameOfReferenceUID;
+        EXPECT_EQ(is_own, value.c_str() != seg.text(tag)) << tag.toString() << " " << seg.text(tag);
+    }
+    const std::pair<DcmTagKey, const char*> expected[] = {{DCM_SOPClassUID, UID_SegmentationStorage},
+                                                          {DCM_ReferencedSOPInstanceUID, "1.2.3.4"},
+                                                          {DCM_ContentTime, "000000"},
+                                                          {DCM_SegmentsOverlap, "NO"},
+                                                          {DCM_SegmentationType, "BINARY"},
+                                                          {DCM_SpatialLocationsPreserved, "YES"},
+                                                          {DCM_PixelSpacing, "0.163\\0.163"},
+                                                          {DCM_FrameOfReferenceUID, ""},
+                                                          {DCM_ReferencedFrameNumber, ""}};
+    for (const auto& [tag, value] : expected) EXPECT_EQ(value, seg.text(tag)) << tag.toString();
+    EXPECT_EQ("76752008", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 0));
+    EXPECT_EQ("60005003", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 1));
+    EXPECT_EQ("123037004", seg.code(DCM_SegmentedPropertyCategoryCodeSequence, 1));
+    EXPECT_EQ("none", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 2));
+
+    // Another mask is another object of the same series; the joined mask is one of another series.
+    analysis.masks.pectoral.mask.AddSegment(0, 600, 3);
+    const SegObject other(folder.write("other.dcm", Host::dicom_seg(analysis, SegContent::kBreastAndMuscle)));
+    EXPECT_NE(seg.text(DCM_SOPInstanceUID), other.text(DCM_SOPInstanceUID));
+    EXPECT_EQ(seg.text(DCM_SeriesInstanceUID), other.text(DCM_SeriesInstanceUID));
+    const SegObject joined(folder.write("joined.dcm", Host::dicom_seg(analysis, SegContent::kJoined)));
+    EXPECT_NE(seg.text(DCM_SeriesInstanceUID), joined.text(DCM_SeriesInstanceUID));
+}
+
+TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
+    const TemporaryFolder folder;
+    Host::ImageAnalysis analysis = with_header(analysed_phantom(), "-PatientID; StudyDate=soon");
+    Outputs outputs(folder.path(""));
+    Host::add_result_files(outputs.set, "exam", "exam.dcm", {"seg", "seg-joined"}, analysis);
+    EXPECT_THAT(analysis.warnings, ::testing::ElementsAre("the header has no valid PatientID, StudyDate: empty in the "
+                                                          "DICOM SEG as well"));
+    EXPECT_EQ("", Host::filing_warning(*with_header(std::move(analysis)).source.dicom_header));
+}
+
+TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
+    const std::pair<const char*, const char*> table[] = {
+        {"", "is no DICOM object, which the results seg and seg-joined need"},
+        {"-SOPInstanceUID", "has no valid SOPInstanceUID, which the results seg and seg-joined need"},
+        {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which the results seg and seg-joined need"}};
+    Host::ImageAnalysis analysis = analysed_phantom();
+    for (const auto& [edit, message] : table) {
+        if (*edit != '\0') analysis = with_header(std::move(analysis), edit);
+        EXPECT_THAT([&] { (void)Host::dicom_seg(analysis, SegContent::kJoined); },
+                    ::testing::ThrowsMessage<Host::Refusal>(message));
+    }
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

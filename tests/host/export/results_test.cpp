@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/grey_range.h"
+#include "export/mask_outline.h"
+#include "findings/image_rows.h"
+#include "host/host_support.h"
+#include "run/named_file.h"
+#include "support/builders.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cmath>
+
+namespace Norvane::Tests {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST(OutputSet, AppearsWholeOrNotAtAllAndReplacesOnlyItsOwn) {
+    const TemporaryFolder folder;
+    folder.write("old", "before");
+    const auto is_old = [](const std::string& name, std::uintmax_t size) { return name == "old" && size == 6; };
+    Outputs(folder.path("")).set.add("new", "given up");
+    EXPECT_THAT(folder.names(), ElementsAre("old"));
+    {
+        Outputs outputs(folder.path(""));
+        outputs.set.add("old", std::string("after\0!", 7));
+        outputs.set.add("new", "");
+        EXPECT_THROW(outputs.commit(), Host::Refusal);
+        EXPECT_EQ("before", Host::read_bytes(folder.path("old")));
+        outputs.set.commit(is_old);
+    }
+    EXPECT_THAT(folder.names(), ElementsAre("new", "old"));
+    EXPECT_EQ(std::string("after\0!", 7), Host::read_bytes(folder.path("old")));
+}
+
+TEST(NamedFile, GoesIntoAPipeThatStaysAndWaitsForNoReader) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(0, ::mkfifo(pipe.c_str(), 0600));
+    EXPECT_THROW(Host::write_named_file(pipe, "bytes"), Host::Refusal);
+    const int reader = ::open(pipe.c_str(), O_RDWR | O_NONBLOCK);
+    Host::write_named_file(pipe, "bytes");
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_THAT(folder.names(), ElementsAre("pipe"));
+    std::array<char, 9> read{};
+    EXPECT_EQ(5, ::read(reader, read.data(), read.size()));
+    EXPECT_STREQ("bytes", read.data());
+    ::close(reader);
+}
+
+TEST(GreyRange, ShowsTheWindowOfTheSource) {
+    Host::SourceImage source;
+    source.used_bits = 12;
+    const auto shown = [&source](unsigned sample) {
+        const unsigned level = (source.needs_inversion ? 4095 - sample : sample) * 16;
+        return int{Host::grey_range_of(source).shown(static_cast<std::uint16_t>(level))};
+    };
+    EXPECT_THAT((std::array{shown(0), shown(1000), shown(4095)}), ElementsAre(0, 62, 255));
+    source.window = Host::DisplayWindow{2000, 1000};
+    EXPECT_THAT((std::array{shown(1500), shown(2000), shown(2499), shown(4095)}), ElementsAre(0, 128, 255, 255));
+    source.needs_inversion = true;
+    EXPECT_THAT((std::array{shown(0), shown(1501), shown(2000), shown(2500)}), ElementsAre(255, 255, 127, 0));
+    source.window = Host::DisplayWindow{-500, 900};  // nothing would show
+    EXPECT_THAT((std::array{shown(0), shown(4095)}), ElementsAre(255, 0));
+}
+
+// Edges between inside and outside, counted pixel by pixel.
+std::size_t boundary_edges(const Bitmap& b) {
+    std::size_t edges = 0;
+    for (unsigned y = 0; y < b.height; ++y) {
+        for (unsigned x = 0; x < b.width; ++x) {
+            if (!b.at(x, y)) continue;
+            edges += !b.at(x + 1, y) + !b.at(x, y + 1) + (x == 0 || !b.at(x - 1, y)) + (y == 0 || !b.at(x, y - 1));
+        }
+    }
+    return edges;
+}
+
+TEST(MaskOutline, EveryEdgeOnceInClosedLines) {
+    Random random(7);
+    for (int round = 0; round < 60; ++round) {
+        Mask mask = random_mask(random, 23, 17);
+        const Host::MaskBitmap bitmap = Host::bitmap_of(mask, 23, 17);
+        const auto lines = Host::outlines_of(bitmap);
+        std::size_t points = 0;
+        for (const Host::Outline& line : lines) {
+            points += line.size();
+            Host::OutlinePoint last = line.back();
+            for (const Host::OutlinePoint& point : line) {  // no jumps, the closing step included
+                EXPECT_LE(std::hypot(point.x - last.x, point.y - last.y), 1.0001);
+                last = point;
+            }
+        }
+        EXPECT_EQ(boundary_edges(bitmap_of(mask, 23, 17)), points);
+        EXPECT_EQ(runs_of(mask).empty(), lines.empty());
+    }
+}
+
+TEST(MaskOutline, OneLinePerIslandAndHole) {
+    const auto check = [](const char* what, Mask mask, std::size_t lines, std::size_t area) {
+        EXPECT_EQ(lines, Host::outlines_of(Host::bitmap_of(mask, 5, 5)).size()) << what;
+        EXPECT_EQ(area, Host::area_of(mask)) << what;
+    };
+    check("corner neighbours", mask_of({{0, 0, 1}, {1, 2, 3}}), 2, 4);
+    check("a ring", mask_of({{0, 0, 2}, {1, 0, 0}, {1, 2, 2}, {2, 0, 2}}), 2, 8);
+    check("cut at the grid", mask_of({{1, 1, 90}, {80, 0, 2}}), 1, 93);
+}
+
+}  // namespace
+}  // namespace Norvane::Tests

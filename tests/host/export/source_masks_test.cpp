@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "export/source_masks.h"
+#include "export/breast_crop.h"
+#include "export/label_map.h"
+#include "host/host_support.h"
+#include "phantom_analysis.h"
+#include "support/builders.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+
+namespace Norvane::Tests {
+namespace {
+
+TEST(SourceMask, IsWhatHitTestSays) {
+    Random random(11);
+    const double pixel_sizes[] = {228.0, 227.99, 70.0, 50.0, 94.1, 199.7, 114.0, 300.0, 33.3333};
+    for (unsigned round = 0; round < 200; ++round) {
+        Mask mask = random_mask(random, 40, 30, round % 5 == 4 ? 231.5F : 228.0F);
+        const double pixel_size = pixel_sizes[round % std::size(pixel_sizes)];
+        const Host::SourceBox crop{random.below(4), random.below(4), 1 + random.below(170), 1 + random.below(130)};
+        const HitTester truth(mask, crop, pixel_size);
+        const Host::SourceMask found(mask, crop, pixel_size);
+        for (unsigned y = 0; y < crop.y + crop.height + 2; ++y) {
+            std::vector<bool> row(crop.x + crop.width + 2);
+            for (const Host::ColumnRun& run : found.row(y)) {
+                for (unsigned x = run.first; x <= run.last; ++x) row.at(x) = true;
+            }
+            for (unsigned x = 0; x < row.size(); ++x) {
+                ASSERT_EQ(truth.at(x, y), row[x]) << x << ", " << y << " of " << pixel_size << " round " << round;
+            }
+        }
+    }
+}
+
+// Labels as PNG and NRRD, and the crop that they cut out, of the whole image and of a film area inside it.
+TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
+    for (const bool is_inverted : {false, true}) {
+        Host::ImageAnalysis analysis = analysed_phantom(VIEW_PECT, is_inverted);
+        if (is_inverted) analysis.crop = {7, 3, 900, 1300};
+        const TemporaryFolder folder;
+        const auto png = Host::read_image(folder.write("labels.png", Host::label_png(analysis)));
+        const std::string nrrd = Host::label_nrrd(analysis);
+        const std::string header = nrrd.substr(0, nrrd.find("\n\n"));
+        EXPECT_THAT(header, ::testing::HasSubstr("\nsizes: 1001 1303\nspacings: 0.163 0.163\n"));
+        std::vector<unsigned char> volume(png.samples.size() + 1);  // one more, so that a longer stream shows
+        gzFile gzip = gzopen(folder.write("volume.gz", nrrd.substr(header.size() + 2)).c_str(), "rb");
+        ASSERT_EQ(1001 * 1303, gzread(gzip, volume.data(), static_cast<unsigned>(volume.size())));
+        EXPECT_EQ(Z_OK, gzclose(gzip));
+
+        const LabelTester truth(analysis);
+        std::vector<unsigned> counts(3);
+        unsigned left = 1001, right = 0, top = 1303, bottom = 0;
+        for (unsigned y = 0; y < 1303; ++y) {
+            for (unsigned x = 0; x < 1001; ++x) {
+                const unsigned label = truth.at(x, y);
+                ++counts[label];
+                ASSERT_EQ(label, png.samples[y * 1001 + x]) << x << ", " << y;
+                ASSERT_EQ(label, volume[y * 1001 + x]) << x << ", " << y;
+                if (label == 0) continue;
+                left = std::min(left, x), right = std::max(right, x + 1);
+                top = std::min(top, y), bottom = std::max(bottom, y + 1);
+            }
+        }
+        EXPECT_GT(*std::ranges::min_element(counts), 20000U);  // all three are there
+        const Host::SourceBox box{left, top, right - left, bottom - top};
+        EXPECT_EQ(box, Host::breast_window(analysis));
+        const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(analysis)));
+        ASSERT_EQ((std::vector{box.width, box.height, 16U}), (std::vector{crop.width, crop.height, crop.used_bits}));
+        for (unsigned i = 0; i < crop.samples.size(); ++i) {
+            const unsigned at = (top + i / box.width) * 1001 + left + i % box.width;
+            const unsigned sample = analysis.source.samples[at] ^ (is_inverted ? 0xFFFU : 0U);
+            ASSERT_EQ(png.samples[at] == 0 ? 0 : sample, crop.samples[i]) << at;
+        }
+    }
+}
+
+TEST(LabelFiles, AnEmptyMaskLeavesTheWholeSourceBlank) {
+    Host::ImageAnalysis analysis = analysed_phantom();
+    analysis.masks.breast.mask.Clear();
+    analysis.masks.pectoral.mask.Clear();
+    const TemporaryFolder folder;
+    const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(analysis)));
+    EXPECT_EQ(std::vector<std::uint16_t>(1001 * 1303), crop.samples);
+    EXPECT_EQ((Host::SourceBox{0, 0, 1001, 1303}), Host::breast_window(analysis));
+}
+
+}  // namespace
+}  // namespace Norvane::Tests
