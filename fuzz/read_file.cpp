@@ -26,7 +26,8 @@ void check(const SourceImage& image) {
     require(image.width > 0 && image.height > 0, "an image has pixels");
     require(image.used_bits >= 1 && image.used_bits <= 16, "1 to 16 bits");
     for (const std::uint16_t sample : image.samples) require(sample >> image.used_bits == 0, "samples fit their bits");
-    require(!image.pixel_size_um || (*image.pixel_size_um > 0 && std::isfinite(*image.pixel_size_um)), "a usable size");
+    require(!image.pixel_size_um || (image.pixel_size_um->value > 0 && std::isfinite(image.pixel_size_um->value)),
+            "a usable size");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include "export/label_map.h"
 #include "export/overlay.h"
 #include "export/report_json.h"
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 #include "io/read_image.h"
 #include "io/read_png.h"
 #include "io/refusal.h"
@@ -24,9 +24,9 @@
 namespace Norvane::Fuzz {
 namespace {
 
-std::vector<std::uint16_t> labels_of_png(const Host::ImageAnalysis& analysis, const std::string& bytes) {
+std::vector<std::uint16_t> labels_of_png(const Host::Findings& findings, const std::string& bytes) {
     const Host::SourceImage labels = Host::read_png(file_of(bytes));
-    require(labels.width == analysis.source.width && labels.height == analysis.source.height, "labels have the size");
+    require(labels.width == findings.source.width && labels.height == findings.source.height, "labels have the size");
     require(std::ranges::all_of(labels.samples, [](unsigned v) { return v <= 2; }), "labels are 0, 1 and 2");
     return labels.samples;
 }
@@ -69,16 +69,16 @@ void check_seg(const std::string& bytes, const std::vector<std::uint16_t>& label
     }
 }
 
-void write_all(Host::ImageAnalysis& analysis) {
-    const std::vector<std::uint16_t> labels = labels_of_png(analysis, Host::label_png(analysis));
-    check_nrrd(Host::label_nrrd(analysis), labels);
-    require(nlohmann::json::accept(Host::report_json("a\xFF\n.dcm", analysis)), "the report is JSON");
-    require(!Host::draw_overlay(analysis, "a\xFF\n.dcm").empty(), "the overlay is drawn");
-    (void)Host::read_png(file_of(Host::breast_crop_png(analysis)));
-    if (!analysis.source.dicom_header) return;
+void write_all(const Host::Findings& findings) {
+    const std::vector<std::uint16_t> labels = labels_of_png(findings, Host::label_png(findings));
+    check_nrrd(Host::label_nrrd(findings), labels);
+    require(nlohmann::json::accept(Host::report_json(findings)), "the report is JSON");
+    require(!Host::overlay_png(findings).empty(), "the overlay is drawn");
+    (void)Host::read_png(file_of(Host::breast_crop_png(findings)));
+    if (!findings.source.dicom_texts) return;
     try {
-        (void)Host::dicom_seg(analysis, Host::SegContent::kJoined);
-        check_seg(Host::dicom_seg(analysis, Host::SegContent::kBreastAndMuscle), labels);
+        (void)Host::joined_seg(findings);
+        check_seg(Host::breast_and_muscle_seg(findings), labels);
     } catch (const Host::Refusal&) {  // of a source without identifiers
     }
 }
@@ -107,8 +107,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         Host::SourceImage source =
             Host::read_image(Fuzz::file_of(input.rest()), {.frame = 1U, .is_pixel_size_given = true});
         if (source.samples.size() > kMostPixels) return 0;
-        Host::ImageAnalysis analysis = Host::analyse(std::move(source), options);
-        Fuzz::write_all(analysis);
+        const Host::Findings findings = Host::analyse(std::move(source), options, "a\xFF\n.dcm");
+        Fuzz::write_all(findings);
     } catch (const Host::Refusal&) {
     }
     return 0;

@@ -8,12 +8,12 @@
 
 namespace Norvane::Host {
 
-SourceBox breast_window(ImageAnalysis& analysis) { return LabelImage(analysis).labelled_box(); }
+SourceBox breast_window(const Findings& findings) { return LabelImage(findings).labelled_box(); }
 
-std::string breast_crop_png(ImageAnalysis& analysis) {
-    const LabelImage labels(analysis);
+std::string breast_crop_png(const Findings& findings) {
+    const LabelImage labels(findings);
     const SourceBox box = labels.labelled_box();
-    const SourceImage& source = analysis.source;
+    const SourceImage& source = findings.source;
     const unsigned inversion = source.needs_inversion ? (1U << source.used_bits) - 1U : 0U;
     std::vector<std::uint8_t> label_row(source.width);
     const RowSource<std::uint16_t> rows = [&](unsigned y, std::span<std::uint16_t> row) {

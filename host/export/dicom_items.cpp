@@ -4,7 +4,6 @@
 #include "export/sha256.h"
 
 #include <dcmtk/dcmdata/dcdeftag.h>
-#include <dcmtk/dcmdata/dcelem.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -14,23 +13,6 @@ namespace {
 
 void require(const OFCondition& condition, const DcmTagKey& tag) {
     if (condition.bad()) throw std::runtime_error(std::string(DcmTag(tag).getTagName()) + ": " + condition.text());
-}
-
-// The toolkit does not look at the length. Bytes that continue a character of UTF-8 are not counted. A name may be
-// there in three scripts, each of which counts by itself.
-bool is_too_long(const std::string& values, DcmEVR type) {
-    constexpr std::size_t kLongestShortString = 16;
-    constexpr std::size_t kLongestLongString = 64;
-    if (type != EVR_SH && type != EVR_CS && type != EVR_LO && type != EVR_PN) return false;
-    std::size_t length = 0;
-    std::size_t longest = 0;
-    for (const char c : values) {
-        const bool is_continued = (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-        const bool is_next_value = c == '\\' || (c == '=' && type == EVR_PN);
-        length = is_next_value ? 0 : length + (is_continued ? 0 : 1);
-        longest = std::max(longest, length);
-    }
-    return longest > (type == EVR_LO || type == EVR_PN ? kLongestLongString : kLongestShortString);
 }
 
 }  // namespace
@@ -58,16 +40,6 @@ DcmItem& add_code(DcmItem& item, const DcmTagKey& sequence, const DicomCode& cod
     put_text(added, DCM_CodingSchemeDesignator, code.scheme);
     put_text(added, DCM_CodeMeaning, code.meaning);
     return added;
-}
-
-std::string valid_text(DcmItem& header, const DcmTagKey& tag, const char* multiplicity) {
-    DcmElement* element = nullptr;
-    if (header.findAndGetElement(tag, element).bad() || element->ident() != DcmTag(tag).getEVR()) return {};
-    OFString text;
-    if (element->checkValue(multiplicity, OFFalse).bad() || element->getOFStringArray(text).bad()) return {};
-    std::string value(text.data(), text.size());
-    value.erase(value.find_last_not_of(std::string(" \0", 2)) + 1);
-    return is_too_long(value, element->ident()) ? std::string() : value;
 }
 
 std::string uid_of(const std::string& seed) {

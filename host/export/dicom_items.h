@@ -21,11 +21,6 @@ void put_number(DcmItem& item, const DcmTagKey& tag, unsigned number);
 DcmItem& add_item(DcmItem& item, const DcmTagKey& sequence);
 DcmItem& add_code(DcmItem& item, const DcmTagKey& sequence, const DicomCode& code);
 
-/// What a field of a header holds, all values of it, with their number as DICOM writes it, such as "1-n". Empty where
-/// the field is missing, or breaks the rules of its type: other programs would refuse an object into which it is
-/// copied.
-[[nodiscard]] std::string valid_text(DcmItem& header, const DcmTagKey& tag, const char* multiplicity = "1");
-
 /// A unique identifier that follows from `seed` alone, so that a second run makes the same object.
 [[nodiscard]] std::string uid_of(const std::string& seed);
 

@@ -33,6 +33,12 @@ constexpr DicomCode kSourceImage{"121322", "DCM", "Source image for image proces
 
 constexpr const char* kAlgorithmName = "Norvane";
 
+/// The segments of an object, a frame each; a mask that was not found is a frame without pixels.
+enum class SegContent {
+    kBreastAndMuscle,  // breast without muscle, and muscle
+    kJoined,           // both in one segment, as far down as the muscle reaches: it would overlap the others
+};
+
 struct Segment {
     const char* label;
     DicomCode type;
@@ -48,7 +54,7 @@ struct SegPlan {
     std::vector<Segment> segments;
 };
 
-SegPlan plan_of(const MasksResult& masks, SegContent content) {
+SegPlan plan_of(const FoundMasks& masks, SegContent content) {
     constexpr std::array<Uint16, 3> kGreen{53083, 16962, 41891};
     constexpr std::array<Uint16, 3> kRed{39321, 48830, 42662};
     constexpr std::array<Uint16, 3> kYellow{56360, 33667, 51657};
@@ -65,14 +71,15 @@ SegPlan plan_of(const MasksResult& masks, SegContent content) {
              {"Pectoral muscle", kPectoralMuscle, kRed, masks.pectoral.status}}};
 }
 
-BitFrames frames_of(ImageAnalysis& analysis, SegContent content) {
-    const SourceImage& source = analysis.source;
+BitFrames frames_of(const Findings& findings, SegContent content) {
+    const SourceImage& source = findings.source;
     if (content == SegContent::kJoined) {
         BitFrames frames(source.width, source.height, 1);
-        frames.paint(0, SourceMask(analysis.masks.full.mask, analysis.crop, analysis.settings.pixel_size_um), true);
+        frames.paint(0, SourceMask(findings.masks.full.region, findings.crop(), findings.settings.pixel_size_um.value),
+                     true);
         return frames;
     }
-    const LabelImage labels(analysis);
+    const LabelImage labels(findings);
     BitFrames frames(source.width, source.height, 2);
     frames.paint(0, labels.breast(), true);
     frames.paint(0, labels.muscle(), false);
@@ -111,7 +118,7 @@ void put_image(DcmItem& object, const SegPlan& plan, const SourceImage& source) 
     put_number(object, DCM_PixelRepresentation, 0);
 }
 
-void put_segment(DcmItem& object, const Segment& segment, unsigned number, std::optional<Laterality> laterality) {
+void put_segment(DcmItem& object, const Segment& segment, unsigned number, const Said<Laterality>& laterality) {
     DcmItem& item = add_item(object, DCM_SegmentSequence);
     put_number(item, DCM_SegmentNumber, number);
     put_text(item, DCM_SegmentLabel, segment.label);
@@ -123,7 +130,7 @@ void put_segment(DcmItem& object, const Segment& segment, unsigned number, std::
     DcmItem& type = add_code(item, DCM_SegmentedPropertyTypeCodeSequence, segment.type);
     if (laterality) {
         add_code(type, DCM_SegmentedPropertyTypeModifierCodeSequence,
-                 *laterality == Laterality::kLeft ? kLeft : kRight);
+                 laterality->value == Laterality::kLeft ? kLeft : kRight);
     }
     DcmItem& algorithm = add_item(item, DCM_SegmentationAlgorithmIdentificationSequence);
     add_code(algorithm, DCM_AlgorithmFamilyCodeSequence, kEdgeDetection);
@@ -181,14 +188,12 @@ std::string bytes_of(Object& object) {
     return bytes;
 }
 
-}  // namespace
-
-std::string dicom_seg(ImageAnalysis& analysis, SegContent content) {
-    if (!analysis.source.dicom_header) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
-    DcmDataset& header = *analysis.source.dicom_header;
+std::string dicom_seg(const Findings& findings, SegContent content) {
+    if (!findings.source.dicom_texts) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
+    const DicomTexts& header = *findings.source.dicom_texts;
     SegSource source = seg_source(header);
-    if (analysis.source.frame_count > 1) source.frame = analysis.source.frame;
-    const SegPlan plan = plan_of(analysis.masks, content);
+    if (findings.source.frame_count > 1) source.frame = findings.source.frame;
+    const SegPlan plan = plan_of(findings.masks, content);
 
     DcmFileFormat file;
     DcmDataset& object = *file.getDataset();
@@ -196,17 +201,29 @@ std::string dicom_seg(ImageAnalysis& analysis, SegContent content) {
     copy_source_fields(header, object);
     put_source_references(object, source);
     put_series(object, plan, source);
-    put_image(object, plan, analysis.source);
+    put_image(object, plan, findings.source);
     for (unsigned i = 0; i < plan.segments.size(); ++i) {
-        put_segment(object, plan.segments[i], i + 1, analysis.source.laterality);
+        put_segment(object, plan.segments[i], i + 1, findings.source.laterality);
     }
     put_dimensions(object);
-    put_frames(object, plan, source, analysis.settings.pixel_size_um);
-    const BitFrames frames = frames_of(analysis, content);
+    put_frames(object, plan, source, findings.settings.pixel_size_um.value);
+    const BitFrames frames = frames_of(findings, content);
     object.putAndInsertUint8Array(DCM_PixelData, frames.bytes().data(), frames.bytes().size());
     // Two objects have the same identifier when, and only when, they are the same.
     put_text(object, DCM_SOPInstanceUID, uid_of("object\n" + bytes_of(object)));
     return bytes_of(file);
+}
+
+}  // namespace
+
+std::string breast_and_muscle_seg(const Findings& findings) {
+    return dicom_seg(findings, SegContent::kBreastAndMuscle);
+}
+
+std::string joined_seg(const Findings& findings) { return dicom_seg(findings, SegContent::kJoined); }
+
+std::string filing_warning(const Findings& findings) {
+    return findings.source.dicom_texts ? filing_warning(*findings.source.dicom_texts) : std::string();
 }
 
 }  // namespace Norvane::Host

@@ -2,6 +2,7 @@
 #include "export/dicom_seg_source.h"
 
 #include "export/dicom_items.h"
+#include "io/dicom/copied_fields.h"
 #include "io/refusal.h"
 
 #include <dcmtk/dcmdata/dcdeftag.h>
@@ -12,43 +13,14 @@
 namespace Norvane::Host {
 namespace {
 
-std::string required_uid(DcmItem& header, const DcmTagKey& tag, const char* name) {
-    std::string uid = valid_text(header, tag);
+std::string required_uid(const DicomTexts& header, const DcmTagKey& tag, const char* name) {
+    std::string uid = copied_text(header, tag);
     if (uid.empty()) throw Refusal(std::string("has no valid ") + name + ", which the results seg and seg-joined need");
     return uid;
 }
 
-/// A field that is copied. One that every object has to have stays empty where the source has no valid value.
-struct CopiedField {
-    DcmTagKey tag;
-    bool is_required;
-    const char* multiplicity = "1";
-    const char* letters = nullptr;  // of which values are made, where the type allows more than the field
-};
-const CopiedField kCopiedFields[] = {
-    {DCM_SpecificCharacterSet, false, "1-n", "ISO_R 0123456789GBK\\"},
-    {DCM_TimezoneOffsetFromUTC, false},
-    // patient
-    {DCM_PatientName, true},
-    {DCM_PatientID, true},
-    {DCM_IssuerOfPatientID, false},
-    {DCM_PatientBirthDate, true},
-    {DCM_PatientSex, true, "1", "FMO"},
-    {DCM_PatientAge, false},
-    // study
-    {DCM_StudyInstanceUID, true},
-    {DCM_StudyDate, true},
-    {DCM_StudyTime, true},
-    {DCM_StudyID, true},
-    {DCM_AccessionNumber, true},
-    {DCM_ReferringPhysicianName, true},
-    {DCM_StudyDescription, false},
-    // image
-    {DCM_PatientOrientation, true, "2", "LRAPHF\\"},
-};
-
 // The object's own date is the source's, as a second run has to give the same bytes. Both fields must have a value.
-void put_date(DcmItem& header, DcmItem& object) {
+void put_date(const DicomTexts& header, DcmItem& object) {
     struct DateAndTime {
         DcmTagKey date, time;
     };
@@ -59,10 +31,10 @@ void put_date(DcmItem& header, DcmItem& object) {
     std::string date = "19000101";  // where the source has none
     std::string time = "000000";
     for (const DateAndTime& known : kDates) {
-        const std::string known_date = valid_text(header, known.date);
+        const std::string known_date = copied_text(header, known.date);
         if (known_date.empty()) continue;
         date = known_date;
-        const std::string known_time = valid_text(header, known.time);
+        const std::string known_time = copied_text(header, known.time);
         if (!known_time.empty()) time = known_time;
         break;
     }
@@ -71,10 +43,10 @@ void put_date(DcmItem& header, DcmItem& object) {
 }
 
 // A mask of a picture that was compressed with loss counts as compressed with loss, with what is known of it.
-void put_compression(DcmItem& header, DcmItem& object) {
-    const std::string ratio = valid_text(header, DCM_LossyImageCompressionRatio, "1-n");
-    const std::string method = valid_text(header, DCM_LossyImageCompressionMethod, "1-n");
-    const bool is_lossy = valid_text(header, DCM_LossyImageCompression) == "01";
+void put_compression(const DicomTexts& header, DcmItem& object) {
+    const std::string ratio = copied_text(header, DCM_LossyImageCompressionRatio);
+    const std::string method = copied_text(header, DCM_LossyImageCompressionMethod);
+    const bool is_lossy = copied_text(header, DCM_LossyImageCompression) == "01";
     put_text(object, DCM_LossyImageCompression, is_lossy ? "01" : "00");
     if (!is_lossy) return;
     if (!ratio.empty()) put_text(object, DCM_LossyImageCompressionRatio, ratio);
@@ -83,33 +55,33 @@ void put_compression(DcmItem& header, DcmItem& object) {
 
 }  // namespace
 
-SegSource seg_source(DcmItem& header) {
+SegSource seg_source(const DicomTexts& header) {
     (void)required_uid(header, DCM_StudyInstanceUID, "StudyInstanceUID");
     return {required_uid(header, DCM_SOPClassUID, "SOPClassUID"),
             required_uid(header, DCM_SOPInstanceUID, "SOPInstanceUID"),
             required_uid(header, DCM_SeriesInstanceUID, "SeriesInstanceUID"), 0};
 }
 
-void copy_source_fields(DcmItem& header, DcmItem& object) {
-    for (const CopiedField& field : kCopiedFields) {
-        std::string text = valid_text(header, field.tag, field.multiplicity);
-        if (field.letters != nullptr && text.find_first_not_of(field.letters) != std::string::npos) text.clear();
-        if (field.is_required || !text.empty()) put_text(object, field.tag, text);
+void copy_source_fields(const DicomTexts& header, DcmItem& object) {
+    for (const CopiedField& field : copied_fields()) {
+        const std::string text = copied_text(header, field.tag);
+        const bool is_copied = field.copy == Copy::kAlways || (field.copy == Copy::kIfValid && !text.empty());
+        if (is_copied) put_text(object, field.tag, text);
     }
-    const std::string number = valid_text(header, DCM_InstanceNumber);
+    const std::string number = copied_text(header, DCM_InstanceNumber);
     put_text(object, DCM_InstanceNumber, number.empty() ? "1" : number);
     put_date(header, object);
     put_compression(header, object);
 }
 
-std::string filing_warning(DcmItem& header) {
+std::string filing_warning(const DicomTexts& header) {
     static const std::pair<DcmTagKey, const char*> kFields[] = {{DCM_PatientID, "PatientID"},
                                                                 {DCM_StudyDate, "StudyDate"},
                                                                 {DCM_StudyTime, "StudyTime"},
                                                                 {DCM_StudyID, "StudyID"}};
     std::string names;
     for (const auto& [tag, name] : kFields) {
-        if (valid_text(header, tag).empty()) names += (names.empty() ? "" : ", ") + std::string(name);
+        if (copied_text(header, tag).empty()) names += (names.empty() ? "" : ", ") + std::string(name);
     }
     return names.empty() ? names : "the header has no valid " + names + ": empty in the DICOM SEG as well";
 }

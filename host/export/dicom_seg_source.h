@@ -2,6 +2,8 @@
 /// What a segmentation object takes from the header of the mammogram.
 #pragma once
 
+#include "io/header.h"
+
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcitem.h>
 
@@ -17,14 +19,14 @@ struct SegSource {
     unsigned frame = 0;  ///< from 1; 0 where the object has no more than one
 };
 /// Throws Refusal where the header does not say.
-[[nodiscard]] SegSource seg_source(DcmItem& header);
+[[nodiscard]] SegSource seg_source(const DicomTexts& header);
 
 /// Patient, study, orientation, compression and date. Fields with values that break the rules are left out or empty.
-void copy_source_fields(DcmItem& header, DcmItem& object);
+void copy_source_fields(const DicomTexts& header, DcmItem& object);
 
 /// A sentence about fields by which archives file an object and that have no valid value in the header: the object
 /// leaves them empty. An empty text where all are there.
-[[nodiscard]] std::string filing_warning(DcmItem& header);
+[[nodiscard]] std::string filing_warning(const DicomTexts& header);
 
 /// Class and instance of the source, as a field group of `item`.
 void put_reference(DcmItem& item, const SegSource& source);

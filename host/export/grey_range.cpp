@@ -8,10 +8,11 @@ namespace Norvane::Host {
 // The preparation scales the used bits to 16, and turns the levels round where tissue is dark.
 GreyRange grey_range_of(const SourceImage& source) {
     const GreyRange all;
-    if (!source.window || source.window->width <= 0.0) return all;
+    if (!source.window || source.window->value.width <= 0.0) return all;
     const double scale = all.white / std::ldexp(1.0, static_cast<int>(source.used_bits));
-    const double low = (source.window->centre - source.window->width / 2.0) * scale;
-    const double high = (source.window->centre + source.window->width / 2.0) * scale;
+    const auto [centre, width] = source.window->value;
+    const double low = (centre - width / 2.0) * scale;
+    const double high = (centre + width / 2.0) * scale;
     const GreyRange range =
         source.needs_inversion ? GreyRange{all.white - high, all.white - low} : GreyRange{low, high};
     return range.black < all.white && range.white > all.black ? range : all;

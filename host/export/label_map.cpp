@@ -49,17 +49,17 @@ private:
 
 }  // namespace
 
-std::string label_png(ImageAnalysis& analysis) {
-    const LabelImage labels(analysis);
+std::string label_png(const Findings& findings) {
+    const LabelImage labels(findings);
     const RowSource<std::uint8_t> rows = [&labels](unsigned y, std::span<std::uint8_t> row) {
         labels.fill_row(y, row);
     };
     return encode_png(labels.width(), labels.height(), PngContent::kRegions, rows);
 }
 
-std::string label_nrrd(ImageAnalysis& analysis) {
-    const LabelImage labels(analysis);
-    const std::string millimetres = number_text(analysis.settings.pixel_size_um / 1000.0);
+std::string label_nrrd(const Findings& findings) {
+    const LabelImage labels(findings);
+    const std::string millimetres = number_text(findings.settings.pixel_size_um.value / 1000.0);
     std::string bytes = "NRRD0004\n# norvane ";
     bytes += program_version();
     bytes += "\ntype: uint8\ndimension: 2\nsizes: " + std::to_string(labels.width()) + " ";

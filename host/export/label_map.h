@@ -2,16 +2,16 @@
 /// The labels of all pixels of the source as files.
 #pragma once
 
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
 #include <string>
 
 namespace Norvane::Host {
 
 /// A grey PNG of 8 bits at the source's size whose samples are SourceLabels.
-[[nodiscard]] std::string label_png(ImageAnalysis& analysis);
+[[nodiscard]] std::string label_png(const Findings& findings);
 
 /// The same as NRRD with its header attached, the pixel size in millimetres, compressed.
-[[nodiscard]] std::string label_nrrd(ImageAnalysis& analysis);
+[[nodiscard]] std::string label_nrrd(const Findings& findings);
 
 }  // namespace Norvane::Host

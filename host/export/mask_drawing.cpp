@@ -2,7 +2,7 @@
 #include "export/mask_drawing.h"
 
 #include "export/mask_outline.h"
-#include "findings/image_rows.h"
+#include "findings/grey_rows.h"
 
 #include <algorithm>
 #include <new>
@@ -27,8 +27,9 @@ Surface grey_surface(const Image& image, const GreyRange& range) {
     return surface;
 }
 
-void draw_outlines(cairo_t* c, Mask& mask, const Image& image, double zoom, const Colour& colour, double line_width) {
-    for (const Outline& line : outlines_of(bitmap_of(mask, image.GetWidth(), image.GetHeight()))) {
+void draw_outlines(cairo_t* c, const Region& region, const Image& image, double zoom, const Colour& colour,
+                   double line_width) {
+    for (const Outline& line : outlines_of(region.bitmap(image.GetWidth(), image.GetHeight()))) {
         for (const OutlinePoint& point : line) cairo_line_to(c, point.x * zoom, point.y * zoom);
         cairo_close_path(c);
     }
@@ -70,12 +71,14 @@ std::string png_of(const Surface& surface) {
     return bytes;
 }
 
-void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom) {
-    draw_masks(c, *analysis.prepared.image, grey_range_of(analysis.source), analysis.masks, zoom, line_zoom);
+void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_zoom) {
+    std::vector<DrawnRegion> regions;
+    for (const MaskLayer& layer : kMaskLayers) regions.push_back({&layer, &layer.region_of(findings.masks)});
+    draw_masks(c, findings.working_image(), grey_range_of(findings.source), regions, zoom, line_zoom);
 }
 
-void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
-                double line_zoom) {
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, const std::vector<DrawnRegion>& regions,
+                double zoom, double line_zoom) {
     const Surface grey = grey_surface(image, range);
     cairo_save(c);
     cairo_scale(c, zoom, zoom);
@@ -87,8 +90,8 @@ void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksRes
     cairo_save(c);
     cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
     cairo_clip(c);
-    for (const MaskLayer& layer : kMaskLayers) {
-        draw_outlines(c, layer.mask_of(masks), image, zoom, layer.colour, layer.line_width * line_zoom);
+    for (const auto& [layer, region] : regions) {
+        draw_outlines(c, *region, image, zoom, layer->colour, layer->line_width * line_zoom);
     }
     cairo_restore(c);
 }

@@ -4,12 +4,13 @@
 
 #include "export/grey_range.h"
 #include "export/mask_layers.h"
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
 #include <cairo.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace Norvane::Host {
 
@@ -32,10 +33,16 @@ void require_drawn(cairo_status_t status);
 /// The bytes of a PNG file.
 [[nodiscard]] std::string png_of(const Surface& surface);
 
-/// An image on the working grid in grey and the outlines of its masks on it, from the corner (0, 0) on, `zoom` pixels
-/// to a pixel of the image. `line_zoom` makes the outlines narrower or wider.
-void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, MasksResult& masks, double zoom,
-                double line_zoom);
-void draw_masks(cairo_t* c, ImageAnalysis& analysis, double zoom, double line_zoom);
+/// A region and how its outline is drawn.
+struct DrawnRegion {
+    const MaskLayer* layer;
+    const Region* region;
+};
+
+/// An image on the working grid in grey and the outlines of its masks on it in their order, from the corner (0, 0) on,
+/// `zoom` pixels to a pixel of the image. `line_zoom` makes the outlines narrower or wider.
+void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, const std::vector<DrawnRegion>& regions,
+                double zoom, double line_zoom);
+void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_zoom);
 
 }  // namespace Norvane::Host

@@ -28,9 +28,4 @@ std::string sha256_of(const MaskBitmap& bitmap) {
     return hexadecimal(sha256(bytes));
 }
 
-double square_millimetres(std::size_t pixels, double pixel_size_um) {
-    const double millimetres = pixel_size_um / 1000.0;
-    return static_cast<double>(pixels) * millimetres * millimetres;
-}
-
 }  // namespace Norvane::Host

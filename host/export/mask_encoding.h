@@ -2,7 +2,7 @@
 /// Masks of the working grid in the forms that other programs read or compare.
 #pragma once
 
-#include "findings/image_rows.h"
+#include "findings/region.h"
 
 #include <cstddef>
 #include <string>
@@ -16,7 +16,5 @@ namespace Norvane::Host {
 
 /// In hexadecimal, of width x height bytes, row by row: 1 for a pixel of the mask and 0 for any other.
 [[nodiscard]] std::string sha256_of(const MaskBitmap& bitmap);
-
-[[nodiscard]] double square_millimetres(std::size_t pixels, double pixel_size_um);
 
 }  // namespace Norvane::Host

@@ -17,21 +17,25 @@ struct MaskLayer {
     const char* label;  ///< for people
     Colour colour;
     double line_width;  ///< in pixels of a picture about 1,000 pixels high
-    Mask& (*mask_of)(MasksResult&);
+    const Region& (*region_of)(const FoundMasks&);
 };
 
 inline constexpr MaskLayer kFrameLayer{
-    "frame", "Frame (exposed field)", {0.35, 0.65, 1.0}, 3.0, [](MasksResult& m) -> Mask& { return m.frame.mask; }};
+    "frame", "Frame (exposed field)", {0.35, 0.65, 1.0}, 3.0, [](const FoundMasks& m) -> const Region& {
+        return m.frame.region;
+    }};
 inline constexpr MaskLayer kFullLayer{
-    "full", "Full mask (breast and upper muscle)", {1.0, 0.83, 0.20}, 7.0, [](MasksResult& m) -> Mask& {
-        return m.full.mask;
+    "full", "Full mask (breast and upper muscle)", {1.0, 0.83, 0.20}, 7.0, [](const FoundMasks& m) -> const Region& {
+        return m.full.region;
     }};
 inline constexpr MaskLayer kOuterLayer{
-    "outer", "Outer contour", {0.90, 0.45, 1.0}, 2.0, [](MasksResult& m) -> Mask& { return m.outer; }};
+    "outer", "Outer contour", {0.90, 0.45, 1.0}, 2.0, [](const FoundMasks& m) -> const Region& { return m.outer; }};
 inline constexpr MaskLayer kBreastLayer{
-    "breast", "Breast", {0.20, 0.90, 0.55}, 2.2, [](MasksResult& m) -> Mask& { return m.breast.mask; }};
+    "breast", "Breast", {0.20, 0.90, 0.55}, 2.2, [](const FoundMasks& m) -> const Region& { return m.breast.region; }};
 inline constexpr MaskLayer kPectoralLayer{
-    "pectoral", "Pectoral muscle", {1.0, 0.33, 0.30}, 3.0, [](MasksResult& m) -> Mask& { return m.pectoral.mask; }};
+    "pectoral", "Pectoral muscle", {1.0, 0.33, 0.30}, 3.0, [](const FoundMasks& m) -> const Region& {
+        return m.pectoral.region;
+    }};
 
 /// In the order in which they are drawn. Wider lines lie below narrower ones, so that outlines that run together all
 /// stay visible.

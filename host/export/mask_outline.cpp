@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/mask_outline.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -85,6 +88,15 @@ Outline smooth(const Outline& line) {
     return smoothed;
 }
 
+double distance_to_segment(const OutlinePoint& p, const OutlinePoint& a, const OutlinePoint& b) {
+    const double dx = b.x - a.x;
+    const double dy = b.y - a.y;
+    const double length_squared = dx * dx + dy * dy;
+    const double along = length_squared > 0.0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / length_squared : 0.0;
+    const double t = std::clamp(along, 0.0, 1.0);
+    return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
+}
+
 }  // namespace
 
 std::vector<Outline> outlines_of(const MaskBitmap& bitmap) {
@@ -94,6 +106,34 @@ std::vector<Outline> outlines_of(const MaskBitmap& bitmap) {
         while (edges.has_edge(corner)) lines.push_back(smooth(edges.take_line(corner)));
     }
     return lines;
+}
+
+Outline simplified(const Outline& line, double tolerance) {
+    Outline closed = line;
+    closed.push_back(line.front());
+    std::vector<bool> is_kept(closed.size());
+    std::vector<std::pair<std::size_t, std::size_t>> spans{{0, line.size()}};
+    while (!spans.empty()) {
+        const auto [first, last] = spans.back();
+        spans.pop_back();
+        is_kept[first] = true;
+        std::size_t farthest = first;
+        double distance = tolerance;
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const double d = distance_to_segment(closed[i], closed[first], closed[last]);
+            if (d <= distance) continue;
+            distance = d;
+            farthest = i;
+        }
+        if (farthest == first) continue;
+        spans.emplace_back(first, farthest);
+        spans.emplace_back(farthest, last);
+    }
+    Outline corners;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (is_kept[i]) corners.push_back(line[i]);
+    }
+    return corners;
 }
 
 }  // namespace Norvane::Host

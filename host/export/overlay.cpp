@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -98,7 +99,7 @@ std::string shown_text(const std::string& text) {
     return shown;
 }
 
-void draw_panel(cairo_t* c, double x, const MasksResult& masks, const std::string& title,
+void draw_panel(cairo_t* c, double x, const FoundMasks& masks, const std::string& title,
                 const std::vector<std::string>& facts) {
     Panel panel(c, x);
     panel.heading(shown_text(title));
@@ -114,8 +115,8 @@ void draw_panel(cairo_t* c, double x, const MasksResult& masks, const std::strin
 
 }  // namespace
 
-Surface overlay_surface(ImageAnalysis& analysis, const std::string& title) {
-    const Image& prepared = *analysis.prepared.image;
+Surface overlay_surface(const Findings& findings) {
+    const Image& prepared = findings.working_image();
     const double zoom = std::min(kPictureHeight / prepared.GetHeight(), kPictureWidth / prepared.GetWidth());
     const double picture_width = prepared.GetWidth() * zoom;
     const double picture_height = std::max(prepared.GetHeight() * zoom, kPanelHeight);
@@ -123,14 +124,13 @@ Surface overlay_surface(ImageAnalysis& analysis, const std::string& title) {
     const Context context(cairo_create(surface.get()));
     set_colour(context.get(), kPanel);
     cairo_paint(context.get());
-    draw_masks(context.get(), analysis, zoom, 1.0);
-    draw_panel(context.get(), picture_width, analysis.masks, title, settings_text(analysis));
+    draw_masks(context.get(), findings, zoom, 1.0);
+    draw_panel(context.get(), picture_width, findings.masks, std::filesystem::path(findings.file).filename().string(),
+               settings_text(findings));
     require_drawn(cairo_status(context.get()));
     return surface;
 }
 
-std::string draw_overlay(ImageAnalysis& analysis, const std::string& title) {
-    return png_of(overlay_surface(analysis, title));
-}
+std::string overlay_png(const Findings& findings) { return png_of(overlay_surface(findings)); }
 
 }  // namespace Norvane::Host

@@ -3,17 +3,17 @@
 #pragma once
 
 #include "export/mask_drawing.h"
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
 #include <string>
 
 namespace Norvane::Host {
 
-/// The prepared image in grey, the outlines in colours, and beside it a legend with `title`, the settings and the
-/// statuses in words.
-[[nodiscard]] Surface overlay_surface(ImageAnalysis& analysis, const std::string& title);
+/// The prepared image in grey, the outlines in colours, and beside it a legend with the name of the file, the settings
+/// and the statuses in words.
+[[nodiscard]] Surface overlay_surface(const Findings& findings);
 
 /// The same as the bytes of a PNG file.
-[[nodiscard]] std::string draw_overlay(ImageAnalysis& analysis, const std::string& title);
+[[nodiscard]] std::string overlay_png(const Findings& findings);
 
 }  // namespace Norvane::Host

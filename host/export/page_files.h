@@ -2,16 +2,20 @@
 /// What the page of a run shows of one image.
 #pragma once
 
-#include "findings/image_analysis.h"
-#include "run/output_set.h"
+#include "findings/findings.h"
 
-#include <filesystem>
+#include <string>
 
 namespace Norvane::Host {
 
-/// STEM.thumb.jpg: a small picture with the outlines. STEM.picture.jpg: the prepared image in grey. STEM.layers.js: the
-/// outlines to lay over it and the settings in words, as a call of norvaneLayers(). The last is a script because pages
-/// that are opened from a folder may load scripts and pictures, and nothing else.
-void add_page_files(OutputSet& outputs, const std::filesystem::path& stem, ImageAnalysis& analysis);
+/// A small picture with the outlines, as JPEG.
+[[nodiscard]] std::string page_thumbnail(const Findings& findings);
+
+/// The prepared image in grey, as JPEG.
+[[nodiscard]] std::string page_picture(const Findings& findings);
+
+/// The outlines to lay over the picture, and the settings in words, as a call of norvaneLayers(). It is a script
+/// because pages that are opened from a folder may load scripts and pictures, and nothing else.
+[[nodiscard]] std::string page_layers(const Findings& findings);
 
 }  // namespace Norvane::Host

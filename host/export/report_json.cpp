@@ -2,17 +2,11 @@
 #include "export/report_json.h"
 
 #include "export/breast_crop.h"
+#include "export/fact_json.h"
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
-#include "findings/chest_wall_side.h"
-#include "findings/image_rows.h"
-#include "findings/noise_choice.h"
 #include "findings/status_text.h"
-#include "io/dicom/dicom_header.h"
 
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dcdatset.h>
-#include <dcmtk/dcmdata/dcdeftag.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -42,9 +36,9 @@ Json json_of(const SourceBox& box) {
     return {{"x", box.x}, {"y", box.y}, {"width", box.width}, {"height", box.height}};
 }
 
-Json rows_json(Mask& mask) {
+Json rows_json(const Region& region) {
     Json rows = Json::array();
-    for (const RowRuns& row : rows_of(mask)) {
+    for (const RowRuns& row : region.rows()) {
         Json line = Json::array({row.row});
         for (const ColumnRun& run : row.runs) {
             line.push_back(run.first);
@@ -55,23 +49,23 @@ Json rows_json(Mask& mask) {
     return rows;
 }
 
-Json json_of(Mask& mask, const Image& working) {
-    const MaskBitmap bitmap = bitmap_of(mask, working.GetWidth(), working.GetHeight());
-    const std::size_t area = area_of(mask);
+Json json_of(const Region& region, const Image& working) {
+    const MaskBitmap bitmap = region.bitmap(working.GetWidth(), working.GetHeight());
+    const std::size_t area = region.area();
     return {{"area_pixels", area},
             {"area_mm2", square_millimetres(area, static_cast<double>(working.GetPixelSize()))},
             {"sha256", sha256_of(bitmap)},
             {"coco", {{"size", {bitmap.height, bitmap.width}}, {"counts", coco_counts(bitmap)}}},
-            {"rows", rows_json(mask)}};
+            {"rows", rows_json(region)}};
 }
 
-Json json_of(MaskResult& result, const Image& working) {
-    Json json = {{"status", json_of(result.status)}};
-    json.update(json_of(result.mask, working));
+Json json_of(const FoundMask& mask, const Image& working) {
+    Json json = {{"status", json_of(mask.status)}};
+    json.update(json_of(mask.region, working));
     return json;
 }
 
-Json masks_json(MasksResult& masks, const Image& working) {
+Json masks_json(const FoundMasks& masks, const Image& working) {
     return {{"frame", json_of(masks.frame, working)},
             {"breast", json_of(masks.breast, working)},
             {"pectoral", json_of(masks.pectoral, working)},
@@ -79,7 +73,7 @@ Json masks_json(MasksResult& masks, const Image& working) {
             {"outer", json_of(masks.outer, working)}};
 }
 
-Json json_of(const ContourResult& contour) {
+Json json_of(const FoundContour& contour) {
     Json points = Json::array();
     for (std::size_t i = 0; i + 1 < contour.points.size(); i += 2) {
         points.push_back(Json::array({contour.points[i], contour.points[i + 1]}));
@@ -87,25 +81,26 @@ Json json_of(const ContourResult& contour) {
     return {{"status", json_of(contour.status)}, {"source", contour.source}, {"points", std::move(points)}};
 }
 
-Json laterality_json(const SourceImage& source) {
-    if (!source.laterality) return nullptr;
-    return {{"value", *source.laterality == Laterality::kLeft ? "left" : "right"}, {"reason", source.laterality_from}};
+template <class Value>
+Json with_reason(const Sourced<Value>& setting) {
+    return {{"value", fact_json(setting.value)}, {"reason", setting.from}};
 }
 
-Json settings_json(const ImageAnalysis& analysis) {
-    const ImageSettings& settings = analysis.settings;
-    return {{"side", {{"value", name_of(settings.side)}, {"reason", settings.side_reason}}},
-            {"view", {{"value", name_of(settings.view)}, {"reason", settings.view_reason}}},
-            {"laterality", laterality_json(analysis.source)},
-            {"noise", {{"value", name_of(settings.noise)}, {"reason", settings.noise_reason}}},
-            {"pixel_size_um", {{"value", settings.pixel_size_um}, {"reason", settings.pixel_size_reason}}},
+Json settings_json(const Findings& findings) {
+    const ImageSettings& settings = findings.settings;
+    const Said<Laterality>& laterality = findings.source.laterality;
+    return {{"side", with_reason(settings.side)},
+            {"view", with_reason(settings.view)},
+            {"laterality", laterality ? with_reason(*laterality) : Json(nullptr)},
+            {"noise", with_reason(settings.noise)},
+            {"pixel_size_um", with_reason(settings.pixel_size_um)},
             {"inverted", settings.is_inverted}};
 }
 
 // The classes of background noise that were compared before one was taken.
-Json trials_json(const ImageAnalysis& analysis) {
+Json trials_json(const Findings& findings) {
     Json trials = Json::array();
-    for (const NoiseTrial& trial : analysis.noise_trials) {
+    for (const NoiseTrial& trial : findings.noise_trials) {
         Json measures = Json::object();
         for (const auto& [name, value] : trial.measures) measures[name] = value;
         trials.push_back({{"noise", name_of(trial.noise)},
@@ -118,18 +113,16 @@ Json trials_json(const ImageAnalysis& analysis) {
 
 // Whether the machine flipped the image before it was stored. The program does not, so masks fit the stored pixels.
 Json header_flip_json(const SourceImage& source) {
-    if (!source.dicom_header) return nullptr;
-    const std::string flip = text_of(*source.dicom_header, DCM_FieldOfViewHorizontalFlip);
-    return flip.empty() ? Json(nullptr) : Json(flip);
+    return source.horizontal_flip.empty() ? Json(nullptr) : Json(source.horizontal_flip);
 }
 
-Json geometry_json(ImageAnalysis& analysis) {
-    const Image& image = *analysis.prepared.image;
-    const SourceImage& source = analysis.source;
-    const double pixel_size_um = analysis.settings.pixel_size_um;
+Json geometry_json(const Findings& findings) {
+    const Image& image = findings.working_image();
+    const SourceImage& source = findings.source;
+    const double pixel_size_um = findings.settings.pixel_size_um.value;
     return {{"source", {{"width", source.width}, {"height", source.height}, {"pixel_size_um", pixel_size_um}}},
-            {"crop", json_of(analysis.crop)},
-            {"crop_reason", analysis.settings.crop_reason},
+            {"crop", json_of(findings.crop())},
+            {"crop_reason", findings.settings.crop.from},
             {"flip", "none"},
             {"field_of_view_horizontal_flip", header_flip_json(source)},
             {"working",
@@ -138,9 +131,9 @@ Json geometry_json(ImageAnalysis& analysis) {
               {"pixel_size_um", image.GetPixelSize()},
               {"offset_x", image.GetOffX()},
               {"offset_y", image.GetOffY()}}},
-            {"scale", analysis.prepared.scale},
+            {"scale", findings.prepared.scale},
             {"mapping", kMappingSentence},
-            {"breast_window", json_of(breast_window(analysis))}};
+            {"breast_window", json_of(breast_window(findings))}};
 }
 
 // Indented as usual, but arrays of numbers on one line: a mask has hundreds of rows.
@@ -165,23 +158,23 @@ void print(const Json& json, const std::string& indent, std::string& text) {
 
 }  // namespace
 
-std::string report_json(const std::string& file, ImageAnalysis& analysis) {
-    MasksResult& masks = analysis.masks;
-    Json json = {{"file", file},
+std::string report_json(const Findings& findings) {
+    const FoundMasks& masks = findings.masks;
+    Json json = {{"file", findings.file},
                  {"program", {{"name", "norvane"}, {"version", program_version()}}},
-                 {"format", analysis.source.format},
-                 {"encoding", analysis.source.encoding},
-                 {"frame", analysis.source.frame},
-                 {"frame_count", analysis.source.frame_count},
+                 {"format", findings.source.format},
+                 {"encoding", findings.source.encoding},
+                 {"frame", findings.source.frame},
+                 {"frame_count", findings.source.frame_count},
                  {"status", json_of(masks.full.status)},
-                 {"flags", analysis.source.flags},
-                 {"warnings", analysis.warnings},
-                 {"settings", settings_json(analysis)},
-                 {"noise_trials", trials_json(analysis)},
-                 {"outline_contrast", analysis.outline_contrast},
-                 {"geometry", geometry_json(analysis)},
+                 {"flags", findings.source.flags},
+                 {"warnings", findings.warnings},
+                 {"settings", settings_json(findings)},
+                 {"noise_trials", trials_json(findings)},
+                 {"outline_contrast", findings.outline_contrast},
+                 {"geometry", geometry_json(findings)},
                  {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
-                 {"masks", masks_json(masks, *analysis.prepared.image)}};
+                 {"masks", masks_json(masks, findings.working_image())}};
     if (masks.contour) json["contour"] = json_of(*masks.contour);
     std::string text;
     print(json, "", text);

@@ -2,7 +2,7 @@
 /// The results of one image as JSON.
 #pragma once
 
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
 #include <string>
 
@@ -10,6 +10,6 @@ namespace Norvane::Host {
 
 /// Statuses, settings with their reasons, geometry and masks as text. The report explains its own numbers: "geometry"
 /// holds the way from a pixel of the source to one of the masks, "encodings" the forms of a mask.
-[[nodiscard]] std::string report_json(const std::string& file, ImageAnalysis& analysis);
+[[nodiscard]] std::string report_json(const Findings& findings);
 
 }  // namespace Norvane::Host

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
 #include <string>
 #include <vector>
@@ -9,6 +9,6 @@
 namespace Norvane::Host {
 
 /// What was used for an image and why, a sentence a line, for people.
-[[nodiscard]] std::vector<std::string> settings_text(const ImageAnalysis& analysis);
+[[nodiscard]] std::vector<std::string> settings_text(const Findings& findings);
 
 }  // namespace Norvane::Host

@@ -6,20 +6,14 @@
 namespace Norvane::Host {
 namespace {
 
-/// The library's own way from pixels of the source to pixels of a mask.
-class SourceGrid : Mask {
-public:
-    SourceGrid(const Mask& mask, double pixel_size_um) {
-        SetPixelSize(mask.GetPixelSize());
-        SetTargetPixelSize(static_cast<float>(pixel_size_um));
+/// The coordinate of the grid for 0 .. count - 1 of the source, ascending.
+std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um) {
+    std::vector<unsigned> in_grid(count);
+    for (unsigned v = 0; v < count; ++v) {
+        in_grid[v] = grid_coordinate(v, static_cast<float>(pixel_size_um), grid_pixel_size_um);
     }
-    /// The mask's coordinate for 0 .. count - 1, ascending.
-    [[nodiscard]] std::vector<unsigned> coordinates(unsigned count) const {
-        std::vector<unsigned> in_mask(count);
-        for (unsigned v = 0; v < count; ++v) in_mask[v] = target_to_mask(v);
-        return in_mask;
-    }
-};
+    return in_grid;
+}
 
 /// Source coordinates first .. end - 1 that lie on first .. last of the mask.
 struct Stretch {
@@ -34,11 +28,11 @@ Stretch stretch_of(const std::vector<unsigned>& in_mask, unsigned first, unsigne
 
 }  // namespace
 
-SourceMask::SourceMask(Mask& mask, const SourceBox& box, double pixel_size_um) : crop(box), rows(box.height) {
-    const SourceGrid grid(mask, pixel_size_um);
-    const std::vector<unsigned> mask_columns = grid.coordinates(crop.width);
-    const std::vector<unsigned> mask_rows = grid.coordinates(crop.height);
-    for (const RowRuns& line : rows_of(mask)) {
+SourceMask::SourceMask(const Region& region, const SourceBox& box, double pixel_size_um) : crop(box), rows(box.height) {
+    if (region.rows().empty()) return;
+    const std::vector<unsigned> mask_columns = grid_coordinates(crop.width, pixel_size_um, region.pixel_size_um());
+    const std::vector<unsigned> mask_rows = grid_coordinates(crop.height, pixel_size_um, region.pixel_size_um());
+    for (const RowRuns& line : region.rows()) {
         const std::size_t before = runs.size();
         for (const ColumnRun& run : line.runs) {
             const Stretch columns = stretch_of(mask_columns, run.first, run.last);
@@ -55,11 +49,11 @@ std::span<const ColumnRun> SourceMask::row(unsigned y) const {
     return std::span(runs).subspan(part.first, part.count);
 }
 
-LabelImage::LabelImage(ImageAnalysis& analysis)
-    : source_width(analysis.source.width),
-      source_height(analysis.source.height),
-      breast_mask(analysis.masks.breast.mask, analysis.crop, analysis.settings.pixel_size_um),
-      muscle_mask(analysis.masks.pectoral.mask, analysis.crop, analysis.settings.pixel_size_um) {}
+LabelImage::LabelImage(const Findings& findings)
+    : source_width(findings.source.width),
+      source_height(findings.source.height),
+      breast_mask(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value),
+      muscle_mask(findings.masks.pectoral.region, findings.crop(), findings.settings.pixel_size_um.value) {}
 
 void LabelImage::fill_row(unsigned y, std::span<std::uint8_t> row) const {
     std::ranges::fill(row, kLabelNothing);

@@ -2,10 +2,8 @@
 /// The masks on the pixels of the source.
 #pragma once
 
-#include "findings/image_analysis.h"
-#include "findings/image_rows.h"
-
-#include <norvane/mask.h>
+#include "findings/findings.h"
+#include "findings/region.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +17,7 @@ namespace Norvane::Host {
 class SourceMask {
 public:
     /// The mask's pixel (0, 0) lies at the corner of `box`, the crop; nothing outside it belongs to the mask.
-    SourceMask(Mask& mask, const SourceBox& box, double pixel_size_um);
+    SourceMask(const Region& region, const SourceBox& box, double pixel_size_um);
 
     /// The columns of source row `y` that belong to the mask, ascending.
     [[nodiscard]] std::span<const ColumnRun> row(unsigned y) const;
@@ -39,7 +37,7 @@ enum SourceLabel : std::uint8_t { kLabelNothing = 0, kLabelTissue = 1, kLabelMus
 /// Each pixel of the source once: muscle where there is muscle, else breast, else nothing.
 class LabelImage {
 public:
-    explicit LabelImage(ImageAnalysis& analysis);
+    explicit LabelImage(const Findings& findings);
 
     [[nodiscard]] unsigned width() const { return source_width; }
     [[nodiscard]] unsigned height() const { return source_height; }

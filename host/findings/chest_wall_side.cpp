@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/chest_wall_side.h"
 
-#include "findings/image_rows.h"
+#include "findings/grey_rows.h"
 #include "io/refusal.h"
 
 #include <algorithm>
@@ -50,15 +50,15 @@ BrighterBorder brighter_border(const Image& prepared) {
     return border;
 }
 
-SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality) {
+Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality) {
     const BrighterBorder border = brighter_border(prepared);
     if (border.side) {
         return {*border.side,
                 std::string("the ") + name_of(*border.side) + " border is the brighter one (" + border.means + ")"};
     }
     if (laterality) {
-        return {hung_side(*laterality), std::string("a ") + name_of(*laterality) +
-                                            " breast, and the borders do not tell (" + border.means + ")"};
+        return {hung_side(laterality->value), std::string("a ") + name_of(laterality->value) +
+                                                  " breast, and the borders do not tell (" + border.means + ")"};
     }
     throw Refusal("does not show where the chest wall is (" + border.means + "): give --side");
 }
@@ -66,9 +66,5 @@ SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterali
 IMAGE_SIDE hung_side(Laterality laterality) {
     return laterality == Laterality::kLeft ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
 }
-
-const char* name_of(Laterality laterality) { return laterality == Laterality::kLeft ? "left" : "right"; }
-
-const char* name_of(IMAGE_SIDE side) { return side == SIDE_CHEST_LEFT ? "left" : "right"; }
 
 }  // namespace Norvane::Host

@@ -2,7 +2,7 @@
 /// Finds the border at which the chest wall lies.
 #pragma once
 
-#include "io/source_image.h"
+#include "io/header.h"
 
 #include <norvane/image.h>
 #include <norvane/masking.h>
@@ -11,12 +11,6 @@
 #include <string>
 
 namespace Norvane::Host {
-
-/// A decision and its reason, for the report.
-struct SideChoice {
-    IMAGE_SIDE side;
-    std::string reason;
-};
 
 /// The brighter of the two vertical borders, where they differ. `is_clear`: one is more than twice as bright.
 struct BrighterBorder {
@@ -28,11 +22,9 @@ struct BrighterBorder {
 
 /// The brighter of the two vertical borders of a prepared image: the breast lies against one of them. Where the borders
 /// do not tell, the laterality does, by the way in which mammograms are hung. Throws Refusal where nothing tells.
-[[nodiscard]] SideChoice choose_side(const Image& prepared, std::optional<Laterality> laterality);
+[[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality);
 
 /// Where the chest wall of a breast lies by the way in which mammograms are hung.
 [[nodiscard]] IMAGE_SIDE hung_side(Laterality laterality);
-[[nodiscard]] const char* name_of(Laterality laterality);
-[[nodiscard]] const char* name_of(IMAGE_SIDE side);
 
 }  // namespace Norvane::Host

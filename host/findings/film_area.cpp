@@ -160,20 +160,20 @@ private:
 
 }  // namespace
 
-FilmArea find_film_area(const SourceImage& source, double pixel_size_um) {
-    FilmArea area{whole_of(source), {}};
+Sourced<SourceBox> find_film_area(const SourceImage& source, double pixel_size_um) {
+    Sourced<SourceBox> area{whole_of(source), {}};
     const BorderSearch search(source, pixel_size_um);
     // Corners belong to two borders: what one cut leaves behind can show the next one its edge.
     for (bool is_cut = true; is_cut;) {
         is_cut = false;
         for (const Border border : kColumnsBeforeRows) {
-            const std::string cut = search.cut(area.box, border);
+            const std::string cut = search.cut(area.value, border);
             if (cut.empty()) continue;
             is_cut = true;
-            area.reason += (area.reason.empty() ? "" : ", ") + cut;
+            area.from += (area.from.empty() ? "" : ", ") + cut;
         }
     }
-    if (area.reason.empty()) area.reason = "no border to cut off";
+    if (area.from.empty()) area.from = "no border to cut off";
     return area;
 }
 

@@ -20,17 +20,13 @@ struct SourceBox {
 
 [[nodiscard]] inline SourceBox whole_of(const SourceImage& source) { return {0, 0, source.width, source.height}; }
 
-struct FilmArea {
-    SourceBox box;
-    std::string reason;  ///< which borders were cut off, for the report
-};
-
 /// The source without its black and white borders. The library expects the chest wall at the first or last column,
 /// takes a black border for a background of its own, and looks for a bright frame in some classes of background only;
 /// so a collimation frame that is straight and bright all around is cut off too.
 ///
 /// A border is at least 1 mm of lines without a signal, black or white, that end at a straight edge: along much of the
 /// next line there is a signal. The black background of a digital image ends at the curved skin line and stays.
-[[nodiscard]] FilmArea find_film_area(const SourceImage& source, double pixel_size_um);
+/// The answer says which borders were cut off.
+[[nodiscard]] Sourced<SourceBox> find_film_area(const SourceImage& source, double pixel_size_um);
 
 }  // namespace Norvane::Host

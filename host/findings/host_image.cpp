@@ -77,7 +77,9 @@ PreparedImage prepare_samples(const GreySamples& samples, const std::optional<Pa
 }
 
 PreparedImage prepare_source(const SourceImage& source, const SourceBox& box, double pixel_size_um) {
-    PreparedImage prepared = prepare_samples(samples_of(source, box, pixel_size_um), source.padding, BG_AUTO, true);
+    PreparedImage prepared =
+        prepare_samples(samples_of(source, box, pixel_size_um),
+                        source.padding ? std::optional(source.padding->value) : std::nullopt, BG_AUTO, true);
     const Image* result = prepared.image.get();
     if (result == nullptr || result->GetBuffer() == nullptr) throw Refusal("cannot be prepared");
     if (std::min(result->GetWidth(), result->GetHeight()) < kSmallestSide) {

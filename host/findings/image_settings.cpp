@@ -2,7 +2,6 @@
 #include "findings/image_settings.h"
 
 #include "findings/chest_wall_side.h"
-#include "findings/noise_choice.h"
 #include "io/number_text.h"
 #include "io/refusal.h"
 
@@ -10,40 +9,34 @@ namespace Norvane::Host {
 namespace {
 
 // The field that says something. Formats without fields have one way of saying it.
-std::string said_by(const std::string& field) { return field.empty() ? "as the file says" : field; }
-
-void settle_view(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
-    if (options.view) {
-        settings.view = *options.view;
-        settings.view_reason = "as given";
-    } else if (source.view) {
-        settings.view = *source.view;
-        settings.view_reason = said_by(source.view_from);
-    } else {
-        throw Refusal("does not say its view: give --view mlo or --view cc");
-    }
+template <class Value>
+Sourced<Value> said_by(const Sourced<Value>& fact) {
+    return {fact.value, fact.from.empty() ? "as the file says" : fact.from};
 }
 
-void settle_pixel_size(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
-    if (options.pixel_size_um) {
-        settings.pixel_size_um = *options.pixel_size_um;
-        settings.pixel_size_reason = "as given";
-    } else if (source.pixel_size_um) {
-        settings.pixel_size_um = *source.pixel_size_um;
-        settings.pixel_size_reason = source.pixel_size_from;
-    } else {
+Sourced<IMAGE_VIEW> settle_view(const AnalysisOptions& options, const SourceImage& source) {
+    if (options.view) return {*options.view, "as given"};
+    if (source.view) return said_by(*source.view);
+    throw Refusal("does not say its view: give --view mlo or --view cc");
+}
+
+Sourced<double> settle_pixel_size(const AnalysisOptions& options, const SourceImage& source) {
+    if (!options.pixel_size_um && !source.pixel_size_um) {
         throw Refusal("does not say its pixel size: give --pixel-size in micrometres");
     }
-    if (settings.pixel_size_um > static_cast<double>(Masking::c_lowres_pixelsize)) {
-        throw Refusal("has pixels of " + number_text(settings.pixel_size_um) + " micrometres (" +
-                      settings.pixel_size_reason + "); 228 is the largest size that can be used");
+    const Sourced<double> size =
+        options.pixel_size_um ? Sourced<double>{*options.pixel_size_um, "as given"} : *source.pixel_size_um;
+    if (size.value > static_cast<double>(Masking::c_lowres_pixelsize)) {
+        throw Refusal("has pixels of " + number_text(size.value) + " micrometres (" + size.from +
+                      "); 228 is the largest size that can be used");
     }
+    return size;
 }
 
 void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
     if (options.is_inverted) source.needs_inversion = true;
     if (!options.padding) return;
-    source.padding = options.padding;
+    source.padding = Sourced{*options.padding, "as given"};
     if (source.used_bits < 16 && options.padding->high >> source.used_bits != 0) {
         throw Refusal("has samples of " + std::to_string(source.used_bits) + " bits; the padding value " +
                       std::to_string(options.padding->high) + " does not fit");
@@ -52,42 +45,37 @@ void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
 
 // Padding values that the user gives are meant as the background; those of a file are used when the class asks for
 // them.
-void settle_given_noise(const AnalysisOptions& options, const SourceImage& source, ImageSettings& settings) {
+Sourced<BG_NOISE> settle_given_noise(const AnalysisOptions& options, const SourceImage& source) {
+    Sourced<BG_NOISE> noise{BG_AUTO_COARSE, {}};
     if (options.noise) {
-        settings.noise = *options.noise;
-        settings.noise_reason = "as given";
+        noise = {*options.noise, "as given"};
     } else if (options.padding) {
-        settings.noise = BG_GIVEN_LEVEL;
-        settings.noise_reason = "padding values are given";
+        noise = {BG_GIVEN_LEVEL, "padding values are given"};
     } else if (source.noise && !options.tries_noise) {
-        settings.noise = *source.noise;
-        settings.noise_reason = said_by(source.noise_from);
+        noise = said_by(*source.noise);
     }
-    if (settings.noise == BG_GIVEN_LEVEL && !source.padding) {
+    if (noise.value == BG_GIVEN_LEVEL && !source.padding) {
         throw Refusal("does not say its padding values, which the class given-level needs: give --padding LO:HI");
     }
+    return noise;
 }
 
 // The header's border, unless the pixels clearly show another one.
-void check_header_side(const SourceImage& source, const BrighterBorder& border, ImageSettings& settings,
-                       std::vector<std::string>& warnings) {
-    settings.side = *source.chest_wall;
-    settings.side_reason = said_by(source.chest_wall_from);
-    if (!border.is_clear || border.side == source.chest_wall) return;
-    settings.side = *border.side;
-    settings.side_reason = std::string("the ") + name_of(settings.side) + " border is the brighter one (" +
-                           border.means + "), against " + source.chest_wall_from;
-    warnings.push_back(source.chest_wall_from + " puts the chest wall at the " + name_of(*source.chest_wall) +
-                       " border, but the " + name_of(settings.side) + " one is clearly brighter (" + border.means +
-                       "): the pixels were followed");
+Sourced<IMAGE_SIDE> check_header_side(const Sourced<IMAGE_SIDE>& header, const BrighterBorder& border,
+                                      std::vector<std::string>& warnings) {
+    if (!border.is_clear || border.side == header.value) return said_by(header);
+    const std::string shown = name_of(*border.side);
+    warnings.push_back(header.from + " puts the chest wall at the " + name_of(header.value) + " border, but the " +
+                       shown + " one is clearly brighter (" + border.means + "): the pixels were followed");
+    return {*border.side,
+            "the " + shown + " border is the brighter one (" + border.means + "), against " + header.from};
 }
 
-// A mirrored image is nothing unusual. Where the header names both breast and chest wall, it may be a mistake too.
-void compare_with_laterality(const SourceImage& source, const ImageSettings& settings,
-                             std::vector<std::string>& warnings) {
-    if (!source.laterality || !source.chest_wall || hung_side(*source.laterality) == settings.side) return;
-    warnings.push_back(source.laterality_from + " says a " + name_of(*source.laterality) +
-                       " breast, but its chest wall is at the " + name_of(settings.side) +
+// A mirrored image is nothing unusual. If the header names both breast and chest wall, it may be a mistake too.
+void compare_with_laterality(const SourceImage& source, IMAGE_SIDE side, std::vector<std::string>& warnings) {
+    if (!source.laterality || !source.chest_wall || hung_side(source.laterality->value) == side) return;
+    warnings.push_back(source.laterality->from + " says a " + name_of(source.laterality->value) +
+                       " breast, but its chest wall is at the " + name_of(side) +
                        " border: the image is mirrored, or the header wrong");
 }
 
@@ -95,29 +83,26 @@ void compare_with_laterality(const SourceImage& source, const ImageSettings& set
 
 ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source) {
     ImageSettings settings;
-    settle_view(options, source, settings);
-    settle_pixel_size(options, source, settings);
+    settings.view = settle_view(options, source);
+    settings.pixel_size_um = settle_pixel_size(options, source);
     carry_options_over(options, source);
-    settle_given_noise(options, source, settings);
+    settings.noise = settle_given_noise(options, source);
     settings.is_inverted = source.needs_inversion;
     return settings;
 }
 
-void settle_side(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
-                 ImageSettings& settings, std::vector<std::string>& warnings) {
+Sourced<IMAGE_SIDE> settle_side(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
+                                std::vector<std::string>& warnings) {
+    Sourced<IMAGE_SIDE> side;
     if (options.side) {
-        settings.side = *options.side;
-        settings.side_reason = "as given";
+        side = {*options.side, "as given"};
     } else if (source.chest_wall) {
-        check_header_side(source, brighter_border(prepared), settings, warnings);
+        side = check_header_side(*source.chest_wall, brighter_border(prepared), warnings);
     } else {
-        const SideChoice choice = choose_side(prepared, source.laterality);
-        settings.side = choice.side;
-        settings.side_reason = choice.reason;
+        side = choose_side(prepared, source.laterality);
     }
-    compare_with_laterality(source, settings, warnings);
+    compare_with_laterality(source, side.value, warnings);
+    return side;
 }
-
-const char* name_of(IMAGE_VIEW view) { return view == VIEW_PECT ? "mlo" : "cc"; }
 
 }  // namespace Norvane::Host

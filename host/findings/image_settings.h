@@ -4,6 +4,7 @@
 #pragma once
 
 #include "findings/analysis_options.h"
+#include "findings/film_area.h"
 #include "io/source_image.h"
 
 #include <string>
@@ -12,28 +13,21 @@
 namespace Norvane::Host {
 
 struct ImageSettings {
-    IMAGE_SIDE side = SIDE_UNDEFINED;
-    IMAGE_VIEW view = VIEW_UNDEFINED;
-    BG_NOISE noise = BG_AUTO_COARSE;
-    double pixel_size_um = 0.0;
+    Sourced<IMAGE_SIDE> side{SIDE_UNDEFINED, {}};
+    Sourced<IMAGE_VIEW> view{VIEW_UNDEFINED, {}};
+    Sourced<BG_NOISE> noise{BG_AUTO_COARSE, {}};
+    Sourced<double> pixel_size_um{0.0, {}};
+    Sourced<SourceBox> crop;
     bool is_inverted = false;
-    // Where they came from, for the report.
-    std::string side_reason;
-    std::string view_reason;
-    std::string noise_reason;
-    std::string pixel_size_reason;
-    std::string crop_reason;
 };
 
-/// What is known before the image is prepared: view, pixel size, the noise class unless it is to be chosen (then its
-/// reason is empty), and the options carried into `source`. Throws Refusal.
+/// What is known before the image is prepared: view, pixel size, and the noise class unless it is to be chosen, when it
+/// comes from nowhere. The options are carried into `source`. Throws Refusal.
 [[nodiscard]] ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source);
 
 /// The side. A header that puts the chest wall at a border that is clearly the darker one is not believed: archives
 /// flip images and leave the header as it was. Adds to `warnings` what contradicts. Throws Refusal.
-void settle_side(const AnalysisOptions& options, const SourceImage& source, const Image& prepared,
-                 ImageSettings& settings, std::vector<std::string>& warnings);
-
-[[nodiscard]] const char* name_of(IMAGE_VIEW view);
+[[nodiscard]] Sourced<IMAGE_SIDE> settle_side(const AnalysisOptions& options, const SourceImage& source,
+                                              const Image& prepared, std::vector<std::string>& warnings);
 
 }  // namespace Norvane::Host

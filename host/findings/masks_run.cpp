@@ -20,40 +20,48 @@ Masking::Params params_of(const PreparedImage& prepared, const MasksRequest& req
     return params;
 }
 
+/// The library's masks of one image while they are made: each call takes what the ones before it left.
+struct LibraryMasks {
+    Mask frame, full, outer, breast, pectoral;
+};
+
+Masking::MASK_STATUS make_frame(Image* image, const Masking::Params& params, LibraryMasks& masks) {
+    Mask* frame = &masks.frame;  // the call would make one if there were none
+    return NvGenerateFrameMask(image, params, frame);
+}
+
+FoundMask found(const Mask& mask, Masking::MASK_STATUS status) { return {Region(mask), status}; }
+
 // The second mask comes with the outer contour only: left empty it would be what the cut-tissue check looks at.
-void run_full(Image* image, Masking::Params params, MasksResult& result) {
+Masking::MASK_STATUS make_full(Image* image, Masking::Params params, LibraryMasks& masks) {
     params.fullContour = true;
     Mask muscle;
-    result.full.status =
-        NvGenerateFullMask(image, params, &result.frame.mask, &result.full.mask, &muscle, &result.outer);
+    return NvGenerateFullMask(image, params, &masks.frame, &masks.full, &muscle, &masks.outer);
 }
 
 // With a given level the breast call traces padding values and leaves its mask empty; the full mask of a view without
 // muscle is the breast for every class.
-void run_breast(Image* image, Masking::Params params, MasksResult& result) {
+Masking::MASK_STATUS make_breast(Image* image, Masking::Params params, LibraryMasks& masks) {
     if (params.bgNoise == BG_GIVEN_LEVEL) {
         params.view = VIEW_NO_PECT;
         params.checkCutTissue = false;
-        result.breast.status =
-            NvGenerateFullMask(image, params, &result.frame.mask, &result.breast.mask, nullptr, nullptr);
-        return;
+        return NvGenerateFullMask(image, params, &masks.frame, &masks.breast, nullptr, nullptr);
     }
     std::array<int, 4> frame_box{};
-    result.breast.status =
-        NvGenerateBreastMask(image, params, &result.frame.mask, &result.breast.mask, frame_box.data());
+    return NvGenerateBreastMask(image, params, &masks.frame, &masks.breast, frame_box.data());
 }
 
 // The full mask's own status does not tell a muscle that was found from one that was rejected, so it is asked for.
-void run_pectoral(Image* image, const Masking::Params& params, MasksResult& result) {
-    result.pectoral.status =
-        NvGeneratePectMask(image, params, &result.frame.mask, &result.breast.mask, &result.pectoral.mask);
-    if (result.pectoral.status != Masking::MASK_OK) result.pectoral.mask.Clear();
+Masking::MASK_STATUS make_pectoral(Image* image, const Masking::Params& params, LibraryMasks& masks) {
+    const auto status = NvGeneratePectMask(image, params, &masks.frame, &masks.breast, &masks.pectoral);
+    if (status != Masking::MASK_OK) masks.pectoral.Clear();
+    return status;
 }
 
 // In a view with muscle the outline of the joined mask is traced. Without muscle the points are the vertices of the
 // fast polygon writer, the only one that gives points.
-ContourResult run_contour(Image* image, Masking::Params params, Mask& frame) {
-    ContourResult contour;
+FoundContour make_contour(Image* image, Masking::Params params, LibraryMasks& masks) {
+    FoundContour contour;
     contour.points.assign(2 * static_cast<std::size_t>(Masking::GetSizeForContour()), -1);
     params.contourOutput = true;
     params.contour = &contour.points;
@@ -68,32 +76,36 @@ ContourResult run_contour(Image* image, Masking::Params params, Mask& frame) {
     }
     Mask unused;
     std::array<int, 4> frame_box{};
-    contour.status = NvGenerateBreastMask(image, params, &frame, &unused, frame_box.data());
+    contour.status = NvGenerateBreastMask(image, params, &masks.frame, &unused, frame_box.data());
     if (!contour.points.empty() && contour.points.front() < 0) contour.points.clear();  // nothing was written
     return contour;
 }
 
 }  // namespace
 
-MaskResult run_breast(PreparedImage& prepared, const MasksRequest& request) {
+FoundMask run_breast(PreparedImage& prepared, const MasksRequest& request) {
     const Masking::Params params = params_of(prepared, request);
-    MasksResult result;
-    Mask* frame = &result.frame.mask;
-    (void)NvGenerateFrameMask(prepared.image.get(), params, frame);
-    run_breast(prepared.image.get(), params, result);
-    return std::move(result.breast);
+    LibraryMasks masks;
+    (void)make_frame(prepared.image.get(), params, masks);
+    const auto status = make_breast(prepared.image.get(), params, masks);
+    return found(masks.breast, status);
 }
 
-MasksResult run_masks(PreparedImage& prepared, const MasksRequest& request) {
+FoundMasks run_masks(PreparedImage& prepared, const MasksRequest& request) {
     Image* image = prepared.image.get();
     const Masking::Params params = params_of(prepared, request);
-    MasksResult result;
-    Mask* frame = &result.frame.mask;
-    result.frame.status = NvGenerateFrameMask(image, params, frame);
-    run_full(image, params, result);
-    run_breast(image, params, result);
-    run_pectoral(image, params, result);
-    if (request.wants_contour) result.contour = run_contour(image, params, result.frame.mask);
+    LibraryMasks masks;
+    const auto frame = make_frame(image, params, masks);
+    const auto full = make_full(image, params, masks);
+    const auto breast = make_breast(image, params, masks);
+    const auto pectoral = make_pectoral(image, params, masks);
+    FoundMasks result;
+    if (request.wants_contour) result.contour = make_contour(image, params, masks);
+    result.frame = found(masks.frame, frame);
+    result.full = found(masks.full, full);
+    result.breast = found(masks.breast, breast);
+    result.pectoral = found(masks.pectoral, pectoral);
+    result.outer = Region(masks.outer);
     return result;
 }
 

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "findings/host_image.h"
+#include "findings/region.h"
 
-#include <norvane/mask.h>
 #include <norvane/masking.h>
 
 #include <optional>
@@ -21,30 +21,30 @@ struct MasksRequest {
     bool wants_contour = false;
 };
 
-struct MaskResult {
-    Mask mask;
+struct FoundMask {
+    Region region;
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
 };
 
-struct ContourResult {
-    std::vector<int> points;  ///< x, y, x, y ... of the working grid; empty where no outline could be traced
+struct FoundContour {
+    std::vector<int> points;  ///< x, y, x, y ... of the working grid; empty if no outline could be traced
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
     std::string source;  ///< how the points were made
 };
 
-struct MasksResult {
-    MaskResult frame;
-    MaskResult breast;    ///< without what the muscle adds
-    MaskResult pectoral;  ///< empty unless its status is MASK_OK
-    MaskResult full;      ///< breast and upper muscle; its status is the verdict on the image
-    Mask outer;           ///< the region inside the outer contour; no status of its own
-    std::optional<ContourResult> contour;
+struct FoundMasks {
+    FoundMask frame;
+    FoundMask breast;    ///< without what the muscle adds
+    FoundMask pectoral;  ///< empty unless its status is MASK_OK
+    FoundMask full;      ///< breast and upper muscle; its status is the verdict on the image
+    Region outer;        ///< the region inside the outer contour; it has no status of its own
+    std::optional<FoundContour> contour;
 };
 
 /// Makes the breast mask alone.
-[[nodiscard]] MaskResult run_breast(PreparedImage& prepared, const MasksRequest& request);
+[[nodiscard]] FoundMask run_breast(PreparedImage& prepared, const MasksRequest& request);
 
 /// Makes the masks. Statuses are results; nothing is refused here.
-[[nodiscard]] MasksResult run_masks(PreparedImage& prepared, const MasksRequest& request);
+[[nodiscard]] FoundMasks run_masks(PreparedImage& prepared, const MasksRequest& request);
 
 }  // namespace Norvane::Host

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/noise_choice.h"
 
-#include "findings/image_rows.h"
+#include "findings/grey_rows.h"
 
 #include <algorithm>
 #include <cmath>
@@ -83,7 +83,7 @@ double dim_share_of(const Image& image, double least) {
 
 }  // namespace
 
-NoiseChoice choose_noise(const Image& prepared) {
+Sourced<BG_NOISE> choose_noise(const Image& prepared) {
     const double least = minimum_of(prepared);
     const std::vector<Region> regions = border_regions(prepared);
     const Region darkest = *std::ranges::min_element(regions, {}, &Region::mean);
@@ -104,13 +104,6 @@ NoiseChoice choose_noise(const Image& prepared) {
         return {BG_MG, "black, flat background (" + measured + ")"};
     }
     return {BG_AUTO_COARSE, "uneven background as on film (" + measured + ")"};
-}
-
-const char* name_of(BG_NOISE noise) {
-    for (const auto& [name, value] : kNoiseNames) {
-        if (value == noise) return name;
-    }
-    return "unknown";
 }
 
 }  // namespace Norvane::Host

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/noise_trials.h"
 
-#include "findings/image_rows.h"
-
 #include <algorithm>
 #include <array>
 
@@ -50,9 +48,9 @@ std::vector<NoiseTrial> try_noise_classes(const PreparedImage& prepared, MasksRe
     for (const BG_NOISE noise : kCandidates) {
         request.noise = noise;
         PreparedImage image = prepared_for(prepared, noise);
-        MaskResult breast = run_breast(image, request);
-        trials.push_back({noise, breast.status, area_of(breast.mask), {}});
-        masks.push_back(bitmap_of(breast.mask, image.image->GetWidth(), image.image->GetHeight()));
+        const FoundMask breast = run_breast(image, request);
+        trials.push_back({noise, breast.status, breast.region.area(), {}});
+        masks.push_back(breast.region.bitmap(image.image->GetWidth(), image.image->GetHeight()));
     }
     for (std::size_t i = 0; i < trials.size(); ++i) {
         trials[i].measures.emplace_back(kAgreement, mean_agreement(trials, masks, i));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/outline_contrast.h"
 
-#include "findings/image_rows.h"
+#include "findings/grey_rows.h"
 
 #include <cmath>
 
@@ -14,10 +14,10 @@ constexpr int kDirections[4][2] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};  // outwar
 
 class OutlineSteps {
 public:
-    OutlineSteps(const Image& prepared, Mask& breast, Mask& frame)
+    OutlineSteps(const Image& prepared, const Region& breast, const Region& frame)
         : image(prepared),
-          inside(bitmap_of(breast, prepared.GetWidth(), prepared.GetHeight())),
-          field(bitmap_of(frame, prepared.GetWidth(), prepared.GetHeight())) {}
+          inside(breast.bitmap(prepared.GetWidth(), prepared.GetHeight())),
+          field(frame.bitmap(prepared.GetWidth(), prepared.GetHeight())) {}
 
     [[nodiscard]] double mean() const {
         double sum = 0.0;
@@ -62,8 +62,8 @@ private:
 
 }  // namespace
 
-double outline_contrast(const PreparedImage& prepared, Mask& breast, Mask& frame) {
-    return OutlineSteps(*prepared.image, breast, frame).mean();
+double outline_contrast(const Image& prepared, const Region& breast, const Region& frame) {
+    return OutlineSteps(prepared, breast, frame).mean();
 }
 
 }  // namespace Norvane::Host

@@ -2,9 +2,9 @@
 /// How clearly the outline of a breast mask stands in the image.
 #pragma once
 
-#include "findings/host_image.h"
+#include "findings/region.h"
 
-#include <norvane/mask.h>
+#include <norvane/image.h>
 
 namespace Norvane::Host {
 
@@ -12,6 +12,6 @@ namespace Norvane::Host {
 /// columns; 0 where no skin line lies inside the frame. Borders of the frame and of the image, and with them the chest
 /// wall, do not count. On film 0.1 is a faint outline and 0.3 a good one; on black backgrounds it is several times
 /// that.
-[[nodiscard]] double outline_contrast(const PreparedImage& prepared, Mask& breast, Mask& frame);
+[[nodiscard]] double outline_contrast(const Image& prepared, const Region& breast, const Region& frame);
 
 }  // namespace Norvane::Host

@@ -2,65 +2,19 @@
 /// A mammogram as its file holds it: what the readers deliver.
 #pragma once
 
+#include "io/header.h"
 #include "io/read_options.h"
 
-#include <norvane/masking.h>
-
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <span>
-#include <string>
 #include <vector>
-
-class DcmDataset;
 
 namespace Norvane::Host {
 
-/// Grey values of the file that mean "no image here", both ends in.
-struct PaddingRange {
-    std::uint16_t low;
-    std::uint16_t high;
-};
-
-/// Which breast it is; not where the chest wall lies, since archives store images flipped.
-enum class Laterality { kLeft, kRight };
-
-/// The grey values that the file wants to be shown from black to white.
-struct DisplayWindow {
-    double centre;
-    double width;
-};
-
-struct SourceImage {
-    std::string format;    ///< for reports, such as "PNG"
-    std::string encoding;  ///< how a DICOM object holds its pixels, for reports; empty for other formats
-    unsigned frame = 1;    ///< which of `frame_count` frames or pages this is
-    unsigned frame_count = 1;
-    unsigned width = 0;
-    unsigned height = 0;
-    unsigned used_bits = 16;             ///< samples lie in 0 .. 2^used_bits - 1
-    std::vector<std::uint16_t> samples;  ///< row by row; samples that the file stores signed are moved up to start at 0
-    bool needs_inversion = false;        ///< tissue is dark
-
-    // What the file says about the exposure, if it does, and the field that says it.
-    std::optional<PaddingRange> padding;  ///< on the scale of `samples`
-    std::optional<IMAGE_VIEW> view;
-    std::string view_from;
-    std::optional<Laterality> laterality;
-    std::string laterality_from;
-    std::optional<IMAGE_SIDE> chest_wall;  ///< the image border at which the chest wall lies
-    std::string chest_wall_from;
-    std::optional<double> pixel_size_um;
-    std::string pixel_size_from;
-    std::optional<BG_NOISE> noise;  ///< the class of background that the kind of acquisition has
-    std::string noise_from;
-    std::optional<DisplayWindow> window;  ///< for pictures only, on the scale of `samples`
-    std::vector<std::string> flags;       ///< a word each, such as "spot", "magnification", "implant"
-    std::vector<std::string> warnings;    ///< contradictions in the header, a sentence each
-
-    /// The header of a DICOM object, without its pixels; null for other formats.
-    std::shared_ptr<DcmDataset> dicom_header;
+/// The header, and the samples row by row. Samples that the file stores signed are moved up to start at 0; `padding`
+/// and `window` are on their scale.
+struct SourceImage : Header {
+    std::vector<std::uint16_t> samples;
 };
 
 /// Sets the size. Refuses sizes of 0, sizes beyond what the library can hold, and an image that would need more memory

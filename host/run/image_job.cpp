@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/image_job.h"
 
+#include "export/kinds.h"
 #include "export/program_version.h"
-#include "export/result_files.h"
 #include "export/settings_text.h"
-#include "findings/chest_wall_side.h"
-#include "findings/image_analysis.h"
-#include "findings/image_rows.h"
-#include "findings/noise_choice.h"
+#include "findings/findings.h"
 #include "findings/status_text.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
@@ -39,31 +36,29 @@ private:
     std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
-double area_mm2(Mask& mask, const Image& image) {
-    constexpr double kMicrometresPerMillimetre = 1000.0;
-    const double side_mm = static_cast<double>(image.GetPixelSize()) / kMicrometresPerMillimetre;
-    return static_cast<double>(area_of(mask)) * side_mm * side_mm;
+double area_mm2(const FoundMask& mask, const Findings& findings) {
+    return square_millimetres(mask.region.area(), static_cast<double>(findings.working_image().GetPixelSize()));
 }
 
-ImageRecord record_of(const Input& input, ImageAnalysis& analysis) {
+ImageRecord record_of(const Input& input, const Findings& findings) {
     ImageRecord record;
     record.file = input.file;
     record.name = input.name;
-    record.status = analysis.masks.full.status;
-    record.breast_status = analysis.masks.breast.status;
-    record.pectoral_status = analysis.masks.pectoral.status;
-    record.format = analysis.source.format;
-    record.width = analysis.source.width;
-    record.height = analysis.source.height;
-    record.side = name_of(analysis.settings.side);
-    record.view = name_of(analysis.settings.view);
-    record.noise = name_of(analysis.settings.noise);
-    record.pixel_size_um = analysis.settings.pixel_size_um;
-    record.breast_mm2 = area_mm2(analysis.masks.breast.mask, *analysis.prepared.image);
-    record.pectoral_mm2 = area_mm2(analysis.masks.pectoral.mask, *analysis.prepared.image);
-    record.outline_contrast = analysis.outline_contrast;
-    record.flags = analysis.source.flags;
-    record.warnings = analysis.warnings;
+    record.status = findings.masks.full.status;
+    record.breast_status = findings.masks.breast.status;
+    record.pectoral_status = findings.masks.pectoral.status;
+    record.format = findings.source.format;
+    record.width = findings.source.width;
+    record.height = findings.source.height;
+    record.side = name_of(findings.settings.side.value);
+    record.view = name_of(findings.settings.view.value);
+    record.noise = name_of(findings.settings.noise.value);
+    record.pixel_size_um = findings.settings.pixel_size_um.value;
+    record.breast_mm2 = area_mm2(findings.masks.breast, findings);
+    record.pectoral_mm2 = area_mm2(findings.masks.pectoral, findings);
+    record.outline_contrast = findings.outline_contrast;
+    record.flags = findings.source.flags;
+    record.warnings = findings.warnings;
     return record;
 }
 
@@ -72,13 +67,13 @@ std::string status_line(Masking::MASK_STATUS status) {
     return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence;
 }
 
-std::vector<std::string> report(const Input& input, const fs::path& stem, const ImageAnalysis& analysis) {
-    const MasksResult& masks = analysis.masks;
+std::vector<std::string> report(const Input& input, const fs::path& stem, const Findings& findings) {
+    const FoundMasks& masks = findings.masks;
     std::vector<std::string> lines{input.file + ": " + status_line(masks.full.status)};
     if (masks.pectoral.status != masks.full.status)
         lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
-    for (const std::string& fact : settings_text(analysis)) lines.push_back("    " + fact);
-    for (const std::string& warning : analysis.warnings) lines.push_back("    Warning: " + warning);
+    for (const std::string& fact : settings_text(findings)) lines.push_back("    " + fact);
+    for (const std::string& warning : findings.warnings) lines.push_back("    Warning: " + warning);
     lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);
     if (input.name != own) {
@@ -221,14 +216,18 @@ JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const
     Stopwatch watch;
     SourceImage source = read_image(input.file, options.reading);
     seconds.reading = watch.lap();
-    ImageAnalysis analysis = analyse(std::move(source), options.analysis);
+    Findings findings = analyse(std::move(source), options.analysis, input.file);
     seconds.analysis = watch.lap();
 
     const ResultFolder folder = place.results.make_parent_of(input.name);
     const fs::path stem = fs::path(input.name).filename();
     OutputSet outputs(place.run, folder);
-    add_result_files(outputs, stem, input.file, options.results, analysis);
-    JobOutcome outcome{record_of(input, analysis), report(input, stem_of(input), analysis), true};
+    const std::vector<ResultKind> kinds = kinds_named(options.results);
+    for (std::string& warning : warnings_of(kinds, findings)) findings.warnings.push_back(std::move(warning));
+    for (const ResultKind& kind : kinds) {
+        for (const ResultFile& file : kind.files) outputs.add(stem.string() + "." + file.ending, file.encode(findings));
+    }
+    JobOutcome outcome{record_of(input, findings), report(input, stem_of(input), findings), true};
     seconds.writing = watch.lap();
     outcome.record.seconds = seconds;
     commit_with_stamp(outputs, place.run, folder, stem.string(), old, origin, outcome.record);

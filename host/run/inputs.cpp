@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/inputs.h"
 
-#include "export/result_files.h"
+#include "export/kinds.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/result_names.h"
@@ -28,9 +28,10 @@ public:
     [[nodiscard]] bool contain(const fs::path& file, std::uintmax_t size) {
         const std::string name = file.filename().string();
         for (const ResultKind& kind : result_kinds()) {
-            for (const std::string& ending : kind.endings) {
-                if (!name.ends_with("." + ending)) continue;
-                const std::string stem = name.substr(0, name.size() - ending.size() - 1);
+            for (const ResultFile& result : kind.files) {
+                const std::string ending = std::string(".") + result.ending;
+                if (!name.ends_with(ending)) continue;
+                const std::string stem = name.substr(0, name.size() - ending.size());
                 const Stamp* stamp = stamp_of(file.parent_path() / stem);
                 if (stamp != nullptr && stamp->vouches_for(name, size)) return true;
             }

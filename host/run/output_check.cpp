@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/output_check.h"
 
-#include "export/result_files.h"
+#include "export/kinds.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
 #include "run/run_files.h"
@@ -60,7 +60,7 @@ public:
         : options(run_options), results(folder), given(given_files) {
         for (const ResultKind& kind : result_kinds()) {
             if (std::ranges::find(options.results, kind.name) == options.results.end()) continue;
-            endings.insert(endings.end(), kind.endings.begin(), kind.endings.end());
+            for (const ResultFile& file : kind.files) endings.emplace_back(file.ending);
         }
     }
 

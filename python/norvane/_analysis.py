@@ -1,9 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """Files and whole analyses, as the program does them."""
-import dataclasses
 import json
 import os
-from typing import Any, Dict, Mapping, Optional, Tuple, Union
+from typing import Any, Dict, Iterable, Mapping, Optional, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -21,33 +20,44 @@ _VIEWS = {"mlo": IMAGE_VIEW.VIEW_PECT, "cc": IMAGE_VIEW.VIEW_NO_PECT}
 _NOISES = {name: BG_NOISE(value) for name, value in _norvane.noise_names.items()}
 
 
-@dataclasses.dataclass(frozen=True)
-class Source:
-    """A mammogram as its file holds it: what the program's reader delivers. None where the file does not say it."""
+_FACT_KINDS = {"side": IMAGE_SIDE, "view": IMAGE_VIEW, "noise": BG_NOISE}  # enumerations, which come as numbers
 
-    pixels: NDArray[np.uint16]  #: uint16, rows x columns, read-only; samples from 0 up
-    used_bits: int  #: samples lie in 0 .. 2**used_bits - 1
-    inverted: bool  #: tissue is dark on a bright background
-    pixel_size: Optional[float]  #: micrometres
-    side: Optional[IMAGE_SIDE]  #: border at which the chest wall lies
-    view: Optional[IMAGE_VIEW]
-    laterality: Optional[str]  #: "left" or "right": which breast it is, not where its chest wall lies
-    noise: Optional[BG_NOISE]  #: class of background that the kind of acquisition has
-    padding: Optional[Tuple[int, int]]  #: grey values (low, high) that are no image
-    window: Optional[Tuple[float, float]]  #: centre and width for showing it
-    format: str  #: such as "PNG"
-    encoding: str  #: how a DICOM object holds its pixels
-    frame: int  #: which of frame_count, from 1
-    frame_count: int
-    flags: Tuple[str, ...]  #: such as "spot", "implant"
-    warnings: Tuple[str, ...]  #: contradictions in the header, a sentence each
-    said_by: Mapping[str, str]  #: the field of the header that says side, view, ...
-    file: str
-    _source: _norvane.Source = dataclasses.field(repr=False, compare=False)
+
+class Source:
+    """A mammogram as its file holds it: what the program's reader delivers.
+
+    ``pixels`` are uint16, rows x columns, read-only, with samples from 0 up; ``file`` is the name. The rest are facts from
+    the header, each an attribute that is None if the file does not say it; ``said_by`` names the field that says a fact.
+    """
+
+    __slots__ = ("pixels", "file", "_source", "_facts")
+
+    def __init__(self, source: _norvane.Source, file: str) -> None:
+        self.pixels: NDArray[np.uint16] = source.pixels
+        self.file = file
+        self._source = source
+        self._facts = source.facts
+
+    @property
+    def said_by(self) -> Mapping[str, str]:
+        """The field of the header that says side, view, ...; empty for what no field says."""
+        return {name: field for name, (value, field) in self._facts.items() if field or value is None}
+
+    def __getattr__(self, name: str) -> Any:
+        if name not in _norvane.meanings_of_facts:
+            raise AttributeError(f"a Source has no attribute {name!r}")
+        value = self._facts[name][0]
+        return _FACT_KINDS[name](value) if name in _FACT_KINDS and value is not None else value
+
+    def __dir__(self) -> Iterable[str]:
+        return [*super().__dir__(), *_norvane.meanings_of_facts]
 
     def __repr__(self) -> str:
         file = _norvane.printable(self.file)
         return f"<norvane.Source {file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
+
+
+Source.__doc__ = f"{Source.__doc__}\n" + "".join(f"    {name}: {text}\n" for name, text in _norvane.meanings_of_facts.items())
 
 
 def read(
@@ -72,11 +82,7 @@ def _read(
     name = os.fsencode(path)
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    source = _norvane.read(name, frame, is_pixel_size_given, decode, image_memory)
-    facts = dict(source.facts)
-    for field, kind in (("side", IMAGE_SIDE), ("view", IMAGE_VIEW), ("noise", BG_NOISE)):
-        facts[field] = None if facts[field] is None else kind(facts[field])
-    return Source(pixels=source.pixels, file=os.fsdecode(name), _source=source, **facts)
+    return Source(_norvane.read(name, frame, is_pixel_size_given, decode, image_memory), os.fsdecode(name))
 
 
 class Analysis:

@@ -7,6 +7,7 @@ from numpy.typing import NDArray
 version: str
 status_texts: Dict[str, Tuple[int, str]]
 noise_names: Dict[str, int]
+meanings_of_facts: Dict[str, str]
 
 def printable(text: str) -> str: ...
 
@@ -57,7 +58,7 @@ class Source:
     @property
     def pixels(self) -> NDArray[np.uint16]: ...
     @property
-    def facts(self) -> Dict[str, Any]: ...
+    def facts(self) -> Dict[str, Tuple[Any, str]]: ...
 
 class Analysis:
     @property

@@ -5,8 +5,7 @@
 #include "export/overlay.h"
 #include "export/report_json.h"
 #include "export/source_masks.h"
-#include "findings/chest_wall_side.h"
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 #include "grid_mask.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
@@ -14,8 +13,6 @@
 #include "pictures.h"
 #include "working_image.h"
 
-#include <dcmtk/config/osconfig.h>
-#include <dcmtk/dcmdata/dcdatset.h>
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
@@ -23,49 +20,18 @@
 #include <bit>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
 #include <limits>
-#include <mutex>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace Norvane::Python {
 namespace {
 
-/// An image as its file holds it. Looking into the header of a DICOM object moves a mark inside it.
-struct Source {
-    Host::SourceImage image;
-    std::mutex header_mutex;
-
-    explicit Source(Host::SourceImage source) : image(std::move(source)) {}
-
-    /// With a header of its own, so that what is made of it may be used by another thread.
-    [[nodiscard]] Host::SourceImage copy() {
-        const std::scoped_lock lock(header_mutex);
-        Host::SourceImage other = image;
-        if (image.dicom_header) other.dicom_header = std::make_shared<DcmDataset>(*image.dicom_header);
-        return other;
-    }
-};
-using SharedSource = std::shared_ptr<Source>;
-
-/// An image that was analysed. The writers of results set target pixel sizes of its masks, so each takes the lock.
-struct Analysis {
-    std::string file;
-    Host::ImageAnalysis made;
-    std::mutex mutex;
-
-    Analysis(std::string name, Host::ImageAnalysis analysis) : file(std::move(name)), made(std::move(analysis)) {}
-
-    /// Work on the analysis while other threads of Python go on.
-    template <class Work>
-    auto apart(const Work& work) {
-        const py::gil_scoped_release others_go_on;
-        const std::scoped_lock lock(mutex);
-        return work(made);
-    }
-};
+/// Both are values that nobody changes, so other threads of Python go on while they are read.
+using SharedSource = std::shared_ptr<Host::SourceImage>;
+using SharedFindings = std::shared_ptr<Host::Findings>;
 
 // What is in memory already was the caller's decision.
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
@@ -100,7 +66,7 @@ SharedSource read(const std::string& file, const std::optional<unsigned>& frame,
     if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
     const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
     const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit};
-    return about(file, [&] { return std::make_shared<Source>(Host::read_image(file, options)); });
+    return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
 // An array in the place of a file.
@@ -116,51 +82,60 @@ SharedSource source_of(const py::object& pixels, const std::optional<long>& used
         refuse_value("pixels: expected samples of " + std::to_string(array.used_bits) + " bits, got " +
                      std::to_string(largest));
     }
-    return std::make_shared<Source>(std::move(source));
+    return std::make_shared<Host::SourceImage>(std::move(source));
 }
 
 py::array samples(const py::object& self) {
-    const auto& source = self.cast<const Source&>().image;
+    const auto& source = self.cast<const Host::SourceImage&>();
     py::array_t<std::uint16_t> array({std::size_t{source.height}, std::size_t{source.width}}, source.samples.data(),
                                      self);
     array.attr("flags").attr("writeable") = false;
     return array;
 }
 
+// Facts as Python has them: enumerations as their numbers.
 template <class Value>
-py::object number_of(const std::optional<Value>& value) {
-    if (!value) return py::none();
-    return py::int_(static_cast<int>(*value));
+py::object object_of(const Value& value) {
+    if constexpr (std::is_enum_v<Value> && !std::is_same_v<Value, Host::Laterality>) {
+        return py::int_(static_cast<int>(value));
+    } else {
+        return py::cast(value);
+    }
+}
+py::object object_of(Host::Laterality value) { return py::str(Host::name_of(value)); }
+py::object object_of(const Host::PaddingRange& value) { return py::make_tuple(value.low, value.high); }
+py::object object_of(const Host::DisplayWindow& value) { return py::make_tuple(value.centre, value.width); }
+py::object object_of(const std::vector<std::string>& values) { return py::tuple(py::cast(values)); }
+
+/// A fact with the field that says it; None and nothing if the file does not say it.
+template <class Value>
+std::pair<py::object, std::string> said(const Value& value) {
+    return {object_of(value), {}};
+}
+template <class Value>
+std::pair<py::object, std::string> said(const Host::Said<Value>& fact) {
+    if (!fact) return {py::none(), {}};
+    return {object_of(fact->value), fact->from};
 }
 
-py::dict facts_of(const Source& given) {
-    const Host::SourceImage& source = given.image;
+// By the name of the attribute: the value, and the field of the header that says it.
+py::dict facts_of(const Host::SourceImage& source) {
     py::dict facts;
-    facts["format"] = source.format;
-    facts["encoding"] = source.encoding;
-    facts["frame"] = source.frame;
-    facts["frame_count"] = source.frame_count;
-    facts["used_bits"] = source.used_bits;
-    facts["inverted"] = source.needs_inversion;
-    facts["pixel_size"] = py::cast(source.pixel_size_um);
-    facts["side"] = number_of(source.chest_wall);
-    facts["view"] = number_of(source.view);
-    facts["noise"] = number_of(source.noise);
-    facts["laterality"] = source.laterality ? py::object(py::str(Host::name_of(*source.laterality))) : py::none();
-    facts["padding"] =
-        source.padding ? py::object(py::make_tuple(source.padding->low, source.padding->high)) : py::none();
-    facts["window"] =
-        source.window ? py::object(py::make_tuple(source.window->centre, source.window->width)) : py::none();
-    facts["flags"] = py::tuple(py::cast(source.flags));
-    facts["warnings"] = py::tuple(py::cast(source.warnings));
-    py::dict fields;
-    fields["pixel_size"] = source.pixel_size_from;
-    fields["side"] = source.chest_wall_from;
-    fields["view"] = source.view_from;
-    fields["noise"] = source.noise_from;
-    fields["laterality"] = source.laterality_from;
-    facts["said_by"] = fields;
+    Host::visit_facts(source, [&facts](const Host::FactDeclaration& fact, const auto& value) {
+        if (fact.attribute == nullptr) return;
+        const auto [object, from] = said(value);
+        facts[fact.attribute] = py::make_tuple(object, from);
+    });
     return facts;
+}
+
+// By the name of the attribute: what it means.
+py::dict meanings_of_facts() {
+    py::dict meanings;
+    Host::visit_facts(Host::Header(), [&meanings](const Host::FactDeclaration& fact, const auto&) {
+        if (fact.attribute != nullptr) meanings[fact.attribute] = fact.meaning;
+    });
+    return meanings;
 }
 
 template <class Enumeration>
@@ -188,28 +163,25 @@ Host::AnalysisOptions options_of(const py::dict& given) {
     return options;
 }
 
-std::shared_ptr<Analysis> analyse(const SharedSource& source, const std::string& file, const py::dict& given) {
+SharedFindings analyse(const SharedSource& source, const std::string& file, const py::dict& given) {
     const Host::AnalysisOptions options = options_of(given);
-    return about(file, [&] { return std::make_shared<Analysis>(file, Host::analyse(source->copy(), options)); });
+    return about(file, [&] {
+        return std::make_shared<Host::Findings>(Host::analyse(Host::SourceImage(*source), options, file));
+    });
 }
 
-Mask copy_of(Analysis& analysis, const Host::MaskLayer& layer) {
-    return analysis.apart([&](Host::ImageAnalysis& made) { return Mask(layer.mask_of(made.masks)); });
-}
-
-py::dict masks_of(Analysis& analysis) {
-    const Image& image = *analysis.made.prepared.image;
+py::dict masks_of(const Host::Findings& findings) {
+    const Image& image = findings.working_image();
     py::dict masks;
     for (const Host::MaskLayer& layer : Host::kMaskLayers) {
-        Mask mask = copy_of(analysis, layer);
-        mask.SetPixelSize(image.GetPixelSize());  // an empty mask need not have one
-        masks[layer.key] = make_grid_mask(mask, image.GetWidth(), image.GetHeight());
+        masks[layer.key] = make_grid_mask(layer.region_of(findings.masks).with_pixel_size(image.GetPixelSize()),
+                                          image.GetWidth(), image.GetHeight());
     }
     return masks;
 }
 
-py::dict statuses_of(const Analysis& analysis) {
-    const Host::MasksResult& masks = analysis.made.masks;
+py::dict statuses_of(const Host::Findings& findings) {
+    const Host::FoundMasks& masks = findings.masks;
     py::dict statuses;
     statuses["frame"] = static_cast<int>(masks.frame.status);
     statuses["breast"] = static_cast<int>(masks.breast.status);
@@ -218,48 +190,37 @@ py::dict statuses_of(const Analysis& analysis) {
     return statuses;
 }
 
-std::shared_ptr<WorkingImage> image_of(const Analysis& analysis) {
+std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
     auto image = std::make_shared<WorkingImage>();
-    image->prepared = Host::prepared_for(analysis.made.prepared, BG_AUTO);  // a copy as it is
-    image->noise = analysis.made.settings.noise;
+    image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // a copy as it is
+    image->noise = findings.settings.noise.value;
     return image;
 }
 
-py::array source_mask(Analysis& analysis, const std::string& name) {
+py::array source_mask(const Host::Findings& findings, const std::string& name) {
     const Host::MaskLayer* layer = layer_named(name);
     if (layer == nullptr) throw py::key_error(name);
-    const Host::ImageAnalysis& made = analysis.made;
-    return array_of(copy_of(analysis, *layer), made.crop, {made.source.height, made.source.width},
-                    made.settings.pixel_size_um);
+    return array_of(layer->region_of(findings.masks), findings.crop(), {findings.source.height, findings.source.width},
+                    findings.settings.pixel_size_um.value);
 }
 
-py::array labels(Analysis& analysis) {
-    const Host::SourceImage& source = analysis.made.source;
+py::array labels(const Host::Findings& findings) {
+    const Host::SourceImage& source = findings.source;
     py::array_t<std::uint8_t> array({std::size_t{source.height}, std::size_t{source.width}});
     std::uint8_t* first = array.mutable_data();
-    analysis.apart([&](Host::ImageAnalysis& made) {
-        const Host::LabelImage label_image(made);
-        for (unsigned y = 0; y < label_image.height(); ++y) {
-            label_image.fill_row(y, {first + std::size_t{y} * label_image.width(), label_image.width()});
-        }
-    });
+    const py::gil_scoped_release others_go_on;
+    const Host::LabelImage label_image(findings);
+    for (unsigned y = 0; y < label_image.height(); ++y) {
+        label_image.fill_row(y, {first + std::size_t{y} * label_image.width(), label_image.width()});
+    }
     return array;
 }
 
-std::string to_json(Analysis& analysis) {
-    return analysis.apart([&](Host::ImageAnalysis& made) { return Host::report_json(analysis.file, made); });
-}
-
-std::string title_of(const Analysis& analysis) { return std::filesystem::path(analysis.file).filename().string(); }
-
-py::bytes overlay_png(Analysis& analysis) {
-    return analysis.apart([&](Host::ImageAnalysis& made) { return Host::draw_overlay(made, title_of(analysis)); });
-}
-
-py::array overlay(Analysis& analysis) {
-    const Host::Surface surface =
-        analysis.apart([&](Host::ImageAnalysis& made) { return Host::overlay_surface(made, title_of(analysis)); });
-    return rgb_of(surface);
+// Work on the findings while other threads of Python go on.
+template <auto encode>
+auto apart(const Host::Findings& findings) {
+    const py::gil_scoped_release others_go_on;
+    return encode(findings);
 }
 
 }  // namespace
@@ -274,19 +235,21 @@ void bind_analysis(py::module_& module) {
             PyErr_SetObject(kind->ptr(), text_of_file(refusal.what()).ptr());
         }
     });
-    py::class_<Source, SharedSource>(module, "Source")
+    py::class_<Host::SourceImage, std::shared_ptr<Host::SourceImage>>(module, "Source")
         .def_property_readonly("pixels", &samples)
         .def_property_readonly("facts", &facts_of);
-    py::class_<Analysis, std::shared_ptr<Analysis>>(module, "Analysis")
-        .def_property_readonly("file", [](const Analysis& a) { return py::bytes(a.file); })
+    py::class_<Host::Findings, std::shared_ptr<Host::Findings>>(module, "Analysis")
+        .def_property_readonly("file", [](const Host::Findings& findings) { return py::bytes(findings.file); })
         .def_property_readonly("statuses", &statuses_of)
         .def_property_readonly("masks", &masks_of)
         .def_property_readonly("image", &image_of)
-        .def("to_json", &to_json)
+        .def("to_json", &apart<Host::report_json>)
         .def("source_mask", &source_mask)
         .def("labels", &labels)
-        .def("overlay", &overlay)
-        .def("overlay_png", &overlay_png);
+        .def("overlay", [](const Host::Findings& findings) { return rgb_of(apart<Host::overlay_surface>(findings)); })
+        .def("overlay_png",
+             [](const Host::Findings& findings) { return py::bytes(apart<Host::overlay_png>(findings)); });
+    module.attr("meanings_of_facts") = meanings_of_facts();
     module.def("read", &read);
     module.def("source_of", &source_of);
     module.def("analyse", &analyse, py::arg("source").none(false), py::arg("file"), py::arg("options"));

@@ -26,7 +26,7 @@ using Host::RowRuns;
 constexpr long kMostOnSide = (1L << 28) - 1;  // the library counts the bits of an image in 32 bits
 constexpr double kAnySize = std::numeric_limits<double>::infinity();
 
-double own_pixel_size(const GridMask& mask) { return static_cast<double>(mask.mask.GetPixelSize()); }
+double own_pixel_size(const GridMask& mask) { return static_cast<double>(mask.region.pixel_size_um()); }
 
 // Both ends of what was given are looked at: a size of 0 gives an empty array.
 Shape shape_of(const py::object& pair) {
@@ -60,10 +60,10 @@ Shape target_shape(const GridMask& mask, const py::object& shape, double target_
 py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
     const Shape target = target_shape(mask, shape, target_um);
-    return array_of(mask.mask, {0, 0, target.width, target.height}, target, target_um);
+    return array_of(mask.region, {0, 0, target.width, target.height}, target, target_um);
 }
 
-Host::MaskBitmap bitmap(const GridMask& mask) { return Host::bitmap_of(mask.mask, mask.width, mask.height); }
+Host::MaskBitmap bitmap(const GridMask& mask) { return mask.region.bitmap(mask.width, mask.height); }
 
 py::dict to_coco(const GridMask& mask) {
     py::dict coco;
@@ -75,53 +75,42 @@ py::dict to_coco(const GridMask& mask) {
 std::string sha256(const GridMask& mask) { return Host::sha256_of(bitmap(mask)); }
 
 py::object bounds(const GridMask& mask) {
-    const std::vector<RowRuns> rows = Host::rows_of(mask.mask);
-    if (rows.empty()) return py::none();
-    unsigned left = rows.front().runs.front().first, right = 0;
-    for (const RowRuns& row : rows) {
-        left = std::min(left, row.runs.front().first);
-        right = std::max(right, row.runs.back().last);
-    }
-    return py::make_tuple(left, rows.front().row, right, rows.back().row);
+    const auto box = mask.region.bounds();
+    if (!box) return py::none();
+    return py::make_tuple(box->left, box->top, box->right, box->bottom);
 }
 
 py::object centroid(const GridMask& mask) {
-    mask.mask.SetTargetPixelSize(mask.mask.GetPixelSize());
     unsigned x = 0, y = 0;
-    if (!mask.mask.ComputeCentroid(x, y)) return py::none();
+    if (!mask.region.mask().ComputeCentroid(x, y)) return py::none();
     return py::make_tuple(x, y);
 }
 
 bool contains(const GridMask& mask, long x, long y, const std::optional<double>& pixel_size) {
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
     if (x < 0 || y < 0 || x > kMostOnSide || y > kMostOnSide) return false;
-    mask.mask.SetTargetPixelSize(static_cast<float>(target_um));
-    const bool is_inside = mask.mask.HitTest(static_cast<unsigned>(x), static_cast<unsigned>(y));
-    mask.mask.SetTargetPixelSize(mask.mask.GetPixelSize());  // others share the mask
-    return is_inside;
+    const auto on_grid = [&](long v) {
+        return Host::grid_coordinate(static_cast<unsigned>(v), static_cast<float>(target_um),
+                                     mask.region.pixel_size_um());
+    };
+    const unsigned column = on_grid(x);
+    return std::ranges::any_of(mask.region.row(on_grid(y)),
+                               [column](const ColumnRun& run) { return run.first <= column && column <= run.last; });
 }
 
-double area_mm2(const GridMask& mask) {
-    return Host::square_millimetres(Host::area_of(mask.mask), own_pixel_size(mask));
-}
+double area_mm2(const GridMask& mask) { return Host::square_millimetres(mask.region.area(), own_pixel_size(mask)); }
 
 SharedMask combined(SetOperation operation, const GridMask& first, const GridMask& second) {
-    if (first.mask.GetPixelSize() != second.mask.GetPixelSize()) {
+    if (first.region.pixel_size_um() != second.region.pixel_size_um()) {
         refuse_value("masks of one pixel size were expected, got " + std::to_string(own_pixel_size(first)) + " and " +
                      std::to_string(own_pixel_size(second)) + " micrometres");
     }
-    return make_grid_mask(combine(operation, first.mask, second.mask), std::max(first.width, second.width),
+    return make_grid_mask(combine(operation, first.region, second.region), std::max(first.width, second.width),
                           std::max(first.height, second.height));
 }
 
 bool is_equal(const GridMask& first, const GridMask& second) {
-    const auto same_runs = [](const RowRuns& a, const RowRuns& b) {
-        const auto same = [](const ColumnRun& p, const ColumnRun& q) { return p.first == q.first && p.last == q.last; };
-        return a.row == b.row && std::ranges::equal(a.runs, b.runs, same);
-    };
-    return first.mask.GetPixelSize() == second.mask.GetPixelSize() && first.width == second.width &&
-           first.height == second.height &&
-           std::ranges::equal(Host::rows_of(first.mask), Host::rows_of(second.mask), same_runs);
+    return first.region == second.region && first.width == second.width && first.height == second.height;
 }
 
 Mask empty_mask(double pixel_size) {
@@ -132,7 +121,7 @@ Mask empty_mask(double pixel_size) {
     return mask;
 }
 
-SharedMask on_grid(const Mask& mask, const py::object& shape, unsigned least_height, unsigned least_width) {
+SharedMask on_grid(Host::Region region, const py::object& shape, unsigned least_height, unsigned least_width) {
     Shape grid{least_height, least_width};
     if (!shape.is_none()) {
         grid = shape_of(shape);
@@ -141,7 +130,7 @@ SharedMask on_grid(const Mask& mask, const py::object& shape, unsigned least_hei
                          std::to_string(least_width) + ") for these pixels, got " + repr_of(shape));
         }
     }
-    return make_grid_mask(mask, grid.width, grid.height);
+    return make_grid_mask(std::move(region), grid.width, grid.height);
 }
 
 SharedMask from_runs(const py::object& given, double pixel_size, const py::object& shape) {
@@ -170,7 +159,7 @@ SharedMask from_runs(const py::object& given, double pixel_size, const py::objec
         height = std::max(height, static_cast<unsigned>(row) + 1);
         width = std::max(width, static_cast<unsigned>(last) + 1);
     }
-    return on_grid(mask, shape, height, width);
+    return on_grid(Host::Region(mask), shape, height, width);
 }
 
 SharedMask from_array(const py::object& given, double pixel_size) {
@@ -195,13 +184,12 @@ SharedMask from_array(const py::object& given, double pixel_size) {
             at = end;
         }
     }
-    return make_grid_mask(mask, grid.width, grid.height);
+    return make_grid_mask(Host::Region(mask), grid.width, grid.height);
 }
 
 std::string describe(const GridMask& mask) {
-    return "<norvane.Mask of " + std::to_string(Host::area_of(mask.mask)) + " pixels on " +
-           std::to_string(mask.height) + " x " + std::to_string(mask.width) + " of " +
-           text_of(py::float_(own_pixel_size(mask))) + " um>";
+    return "<norvane.Mask of " + std::to_string(mask.region.area()) + " pixels on " + std::to_string(mask.height) +
+           " x " + std::to_string(mask.width) + " of " + text_of(py::float_(own_pixel_size(mask))) + " um>";
 }
 
 py::object png(const GridMask& mask) {
@@ -252,22 +240,13 @@ constexpr const char* kContainsText =
 
 }  // namespace
 
-SharedMask make_grid_mask(unsigned width, unsigned height) {
-    auto made = std::make_shared<GridMask>();
-    made->width = width;
-    made->height = height;
-    return made;
-}
-
-SharedMask make_grid_mask(const Mask& mask, unsigned width, unsigned height) {
-    SharedMask made = make_grid_mask(width, height);
-    made->mask = mask;
-    return made;
+SharedMask make_grid_mask(Host::Region region, unsigned width, unsigned height) {
+    return std::make_shared<GridMask>(GridMask{std::move(region), width, height});
 }
 
 py::array runs_of(const GridMask& mask) {
     std::vector<std::int32_t> numbers;
-    for (const RowRuns& row : Host::rows_of(mask.mask)) {
+    for (const RowRuns& row : mask.region.rows()) {
         for (const ColumnRun& run : row.runs) {
             for (const unsigned number : {row.row, run.first, run.last}) {
                 numbers.push_back(static_cast<std::int32_t>(number));
@@ -280,12 +259,12 @@ py::array runs_of(const GridMask& mask) {
     return array;
 }
 
-py::array array_of(Mask mask, const Host::SourceBox& box, const Shape& shape, double pixel_size_um) {
+py::array array_of(const Host::Region& region, const Host::SourceBox& box, const Shape& shape, double pixel_size_um) {
     py::array_t<std::uint8_t> array({std::size_t{shape.height}, std::size_t{shape.width}});
     std::uint8_t* first = array.mutable_data();
     const py::gil_scoped_release others_go_on;
     std::fill_n(first, std::size_t{shape.height} * shape.width, std::uint8_t{0});
-    const Host::SourceMask on_target(mask, box, pixel_size_um);
+    const Host::SourceMask on_target(region, box, pixel_size_um);
     for (unsigned y = 0; y < shape.height; ++y) {
         const std::span row(first + std::size_t{y} * shape.width, shape.width);
         for (const ColumnRun& run : on_target.row(y)) {
@@ -309,7 +288,7 @@ void bind_mask(py::module_& module) {
             "shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); }, "Rows, columns of the grid.")
         .def_property_readonly("bounds", &bounds, kBoundsText)
         .def_property_readonly(
-            "area", [](const GridMask& m) { return Host::area_of(m.mask); }, "Pixels of its own grid.")
+            "area", [](const GridMask& m) { return m.region.area(); }, "Pixels of its own grid.")
         .def_property_readonly("area_mm2", &area_mm2, "Square millimetres.")
         .def_property_readonly("sha256", &sha256, kSha256Text)
         .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none(), kToArrayText)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "arguments.h"
+#include "findings/grey_rows.h"
 #include "grid_mask.h"
 #include "working_image.h"
 
@@ -51,14 +52,14 @@ class Call {
 public:
     Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
         : params(params_of(params_given)), image(working.for_a_call()), frame(new_mask()) {
-        if (frame_given) frame->mask = given_mask("frame", *frame_given);
+        if (frame_given) frame = given_mask("frame", *frame_given);
     }
 
     /// A copy of what the caller gives, on the grid of the image. The library would go on in the grid of the mask,
     /// where results would be of another size than their image.
     [[nodiscard]] Mask given_mask(const char* name, const GridMask& given) const {
         const float expected = image.GetPixelSize();
-        const float got = given.mask.GetPixelSize();
+        const float got = given.region.pixel_size_um();
         const auto longest = std::max({image.GetWidth(), image.GetHeight(), given.width, given.height});
         // The working pixel size is rounded: sizes are one where no pixel of either grid moves.
         if (std::abs(got - expected) * static_cast<float>(longest) >= 0.5F * std::min(got, expected)) {
@@ -67,14 +68,11 @@ public:
             text += micrometres(got);
             refuse_value(text);
         }
-        Mask mask(given.mask);
-        mask.SetPixelSize(expected);
-        mask.SetTargetPixelSize(expected);
-        return mask;
+        return given.region.with_pixel_size(expected).mask();
     }
 
     /// An empty mask on the grid of the image, for the library to fill.
-    [[nodiscard]] SharedMask new_mask() const { return make_grid_mask(image.GetWidth(), image.GetHeight()); }
+    [[nodiscard]] Mask new_mask() const { return Host::Region({}, image.GetPixelSize()).mask(); }
 
     template <class Work>
     void run(const Work& work) {
@@ -82,11 +80,11 @@ public:
         status = work();
     }
 
-    [[nodiscard]] py::dict result(std::initializer_list<std::pair<const char*, SharedMask>> masks) const {
+    [[nodiscard]] py::dict result(std::initializer_list<std::pair<const char*, const Mask&>> masks) const {
         py::dict by_name;
         for (const auto& [name, mask] : masks) {
-            mask->mask.SetPixelSize(image.GetPixelSize());  // one that stayed empty need not have it
-            by_name[name] = mask;
+            by_name[name] = make_grid_mask(Host::Region(mask).with_pixel_size(image.GetPixelSize()), image.GetWidth(),
+                                           image.GetHeight());
         }
         py::dict result;
         result["status"] = static_cast<int>(status);
@@ -96,13 +94,13 @@ public:
 
     Masking::Params params;
     Image image;
-    SharedMask frame;
+    Mask frame;
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
 };
 
 py::dict frame_mask(const WorkingImage& working, const py::object& params) {
     Call call(working, params, nullptr);
-    Mask* frame = &call.frame->mask;
+    Mask* frame = &call.frame;
     call.run([&] { return NvGenerateFrameMask(&call.image, call.params, frame); });
     return call.result({{"frame", call.frame}});
 }
@@ -122,10 +120,9 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
         contour.assign(2 * static_cast<std::size_t>(Masking::GetSizeForContour()), -1);
         call.params.contour = &contour;
     }
-    const SharedMask breast = call.new_mask();
+    Mask breast = call.new_mask();
     std::array<int, 4> box{};
-    call.run(
-        [&] { return NvGenerateBreastMask(&call.image, call.params, &call.frame->mask, &breast->mask, box.data()); });
+    call.run([&] { return NvGenerateBreastMask(&call.image, call.params, &call.frame, &breast, box.data()); });
     py::dict result = call.result({{"frame", call.frame}, {"breast", breast}});
     result["contour"] = points_of(contour);
     return result;
@@ -134,11 +131,9 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
 // A second mask without an outer contour would stay empty, and the cut-tissue check would look at it.
 py::dict full_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
     Call call(working, params, frame);
-    const SharedMask full = call.new_mask(), muscle = call.new_mask(), outer = call.new_mask();
-    Mask* second = call.params.fullContour ? &outer->mask : nullptr;
-    call.run([&] {
-        return NvGenerateFullMask(&call.image, call.params, &call.frame->mask, &full->mask, &muscle->mask, second);
-    });
+    Mask full = call.new_mask(), muscle = call.new_mask(), outer = call.new_mask();
+    Mask* second = call.params.fullContour ? &outer : nullptr;
+    call.run([&] { return NvGenerateFullMask(&call.image, call.params, &call.frame, &full, &muscle, second); });
     return call.result({{"frame", call.frame}, {"full", full}, {"pectoral", muscle}, {"outer", outer}});
 }
 
@@ -146,9 +141,9 @@ py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const 
                    const SharedMask& frame) {
     Call call(working, params, frame);
     Mask known = call.given_mask("breast", *breast);
-    const SharedMask muscle = call.new_mask();
-    call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame->mask, &known, &muscle->mask); });
-    if (call.status != Masking::MASK_OK) muscle->mask.Clear();  // a line that was rejected leaves its muscle
+    Mask muscle = call.new_mask();
+    call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame, &known, &muscle); });
+    if (call.status != Masking::MASK_OK) muscle.Clear();  // a line that was rejected leaves its muscle
     return call.result({{"frame", call.frame}, {"pectoral", muscle}});
 }
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mask_sets.h"
 
-#include "findings/image_rows.h"
-
 #include <algorithm>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace Norvane::Python {
@@ -51,37 +50,42 @@ std::vector<unsigned> ends_of(std::span<const ColumnRun> first, std::span<const 
     return ends;
 }
 
-void combine_row(SetOperation operation, unsigned row, std::span<const ColumnRun> first,
-                 std::span<const ColumnRun> second, Mask& result) {
+std::vector<ColumnRun> combine_row(SetOperation operation, std::span<const ColumnRun> first,
+                                   std::span<const ColumnRun> second) {
+    std::vector<ColumnRun> result;
     RunCursor in_first(first), in_second(second);
     const std::vector<unsigned> ends = ends_of(first, second);
     for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
         if (ends[i] == ends[i + 1]) continue;
-        if (is_kept(operation, in_first.holds(ends[i]), in_second.holds(ends[i])))
-            result.AddSegment(row, ends[i], ends[i + 1] - ends[i] - 1);
+        if (!is_kept(operation, in_first.holds(ends[i]), in_second.holds(ends[i]))) continue;
+        if (result.empty() || result.back().last + 1 < ends[i]) {
+            result.push_back({ends[i], ends[i + 1] - 1});
+        } else {
+            result.back().last = ends[i + 1] - 1;
+        }
     }
+    return result;
 }
 
 }  // namespace
 
-Mask combine(SetOperation operation, Mask& first, Mask& second) {
-    const std::vector<RowRuns> first_rows = Host::rows_of(first);
-    const std::vector<RowRuns> second_rows = Host::rows_of(second);
-    Mask result;
-    result.SetPixelSize(first.GetPixelSize());
-    result.SetTargetPixelSize(first.GetPixelSize());
-    auto a = first_rows.begin();
-    auto b = second_rows.begin();
-    while (a != first_rows.end() || b != second_rows.end()) {
-        const bool takes_a = a != first_rows.end() && (b == second_rows.end() || a->row <= b->row);
-        const bool takes_b = b != second_rows.end() && (a == first_rows.end() || b->row <= a->row);
+Host::Region combine(SetOperation operation, const Host::Region& first, const Host::Region& second) {
+    std::vector<RowRuns> rows;
+    auto a = first.rows().begin();
+    auto b = second.rows().begin();
+    const auto end_of_a = first.rows().end(), end_of_b = second.rows().end();
+    while (a != end_of_a || b != end_of_b) {
+        const bool takes_a = a != end_of_a && (b == end_of_b || a->row <= b->row);
+        const bool takes_b = b != end_of_b && (a == end_of_a || b->row <= a->row);
         const unsigned row = takes_a ? a->row : b->row;
-        combine_row(operation, row, takes_a ? std::span<const ColumnRun>(a->runs) : std::span<const ColumnRun>(),
-                    takes_b ? std::span<const ColumnRun>(b->runs) : std::span<const ColumnRun>(), result);
+        std::vector<ColumnRun> runs =
+            combine_row(operation, takes_a ? std::span<const ColumnRun>(a->runs) : std::span<const ColumnRun>(),
+                        takes_b ? std::span<const ColumnRun>(b->runs) : std::span<const ColumnRun>());
+        if (!runs.empty()) rows.push_back({row, std::move(runs)});
         if (takes_a) ++a;
         if (takes_b) ++b;
     }
-    return result;
+    return {std::move(rows), first.pixel_size_um()};
 }
 
 }  // namespace Norvane::Python

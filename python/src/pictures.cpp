@@ -14,25 +14,28 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace Norvane::Python {
 namespace {
 
 constexpr double kMostPixelsOnSide = 32767.0;  // of cairo
 
-Host::MasksResult masks_by_name(const std::map<std::string, SharedMask>& given) {
-    Host::MasksResult masks;
+std::vector<Host::DrawnRegion> regions_by_name(const std::map<std::string, SharedMask>& given) {
     for (const auto& [name, mask] : given) {
-        const Host::MaskLayer* layer = layer_named(name);
-        if (layer == nullptr) refuse_value("masks: there is no outline for '" + name + "'");
+        if (layer_named(name) == nullptr) refuse_value("masks: there is no outline for '" + name + "'");
         if (mask == nullptr) refuse_type("masks: expected norvane.Mask for '" + name + "', got None");
-        layer->mask_of(masks) = mask->mask;
     }
-    return masks;
+    std::vector<Host::DrawnRegion> regions;
+    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+        const auto found = given.find(layer.key);
+        if (found != given.end()) regions.push_back({&layer, &found->second->region});
+    }
+    return regions;
 }
 
 Host::Surface draw(const WorkingImage& working, const std::map<std::string, SharedMask>& given, double zoom) {
-    Host::MasksResult masks = masks_by_name(given);
+    const std::vector<Host::DrawnRegion> regions = regions_by_name(given);
     const Image& image = *working.prepared.image;
     const double longest = std::max(image.GetWidth(), image.GetHeight());
     const double shortest = std::min(image.GetWidth(), image.GetHeight());
@@ -44,7 +47,7 @@ Host::Surface draw(const WorkingImage& working, const std::map<std::string, Shar
     Host::Surface surface = Host::make_surface(static_cast<int>(std::lround(image.GetWidth() * zoom)),
                                                static_cast<int>(std::lround(image.GetHeight() * zoom)));
     const Host::Context context(cairo_create(surface.get()));
-    Host::draw_masks(context.get(), image, Host::GreyRange(), masks, zoom, 1.0);
+    Host::draw_masks(context.get(), image, Host::GreyRange(), regions, zoom, 1.0);
     Host::require_drawn(cairo_status(context.get()));
     return surface;
 }

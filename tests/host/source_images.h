@@ -14,9 +14,8 @@ inline Host::SourceImage source_of(const Host::Phantom& phantom) {
     Host::set_size(source, phantom.settings.width, phantom.settings.height);
     source.used_bits = phantom.settings.used_bits;
     source.samples = phantom.pixels;
-    source.view = phantom.settings.view;
-    source.view_from = "ViewPosition";
-    source.pixel_size_um = phantom.settings.pixel_size_um;
+    source.view = Host::Sourced{phantom.settings.view, "ViewPosition"};
+    source.pixel_size_um = Host::Sourced{phantom.settings.pixel_size_um};
     return source;
 }
 

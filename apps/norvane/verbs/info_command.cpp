@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "verbs/info_command.h"
 
-#include "findings/chest_wall_side.h"
-#include "findings/image_settings.h"
-#include "findings/noise_choice.h"
+#include "export/fact_json.h"
 #include "io/number_text.h"
 #include "io/printable.h"
 #include "io/read_image.h"
@@ -22,44 +20,27 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 /// One line of the report.
-struct Fact {
-    const char* name;    ///< as JSON has it; the text has spaces in it
-    Json value;          ///< null: the file does not say it
-    std::string source;  ///< the field that says it; of a fact without value: what happens then
+struct Line {
+    const char* name;  ///< as JSON has it; the text has spaces in it
+    Json value;        ///< null: the file does not say it
+    std::string from;  ///< the field that says it; of a fact without value: what happens then
 };
 
-template <class Value, class Convert>
-Fact fact(const char* name, const std::optional<Value>& value, Convert convert, const std::string& source,
-          const char* otherwise) {
-    if (value) return {name, convert(*value), source};
-    return {name, nullptr, otherwise};
+template <class Value>
+Line line_of(const FactDeclaration& fact, const Value& value) {
+    return {fact.name, fact_json(value), {}};
+}
+template <class Value>
+Line line_of(const FactDeclaration& fact, const Said<Value>& said) {
+    if (!said) return {fact.name, nullptr, fact.otherwise};
+    return {fact.name, fact_json(said->value), said->from};
 }
 
-std::vector<Fact> facts_of(const SourceImage& image) {
-    const auto as_it_is = [](double value) { return Json(value); };
-    const auto name = [](auto value) { return Json(name_of(value)); };
-    const auto breast = [](Laterality value) { return Json(value == Laterality::kLeft ? "left" : "right"); };
-    const auto range = [](const PaddingRange& value) { return Json{value.low, value.high}; };
-    const auto window = [](const DisplayWindow& value) { return Json{value.centre, value.width}; };
-    return {
-        {"format", image.format, ""},
-        {"encoding", image.encoding, ""},
-        {"frame", image.frame, ""},
-        {"frames", image.frame_count, ""},
-        {"width", image.width, ""},
-        {"height", image.height, ""},
-        {"used_bits", image.used_bits, ""},
-        {"tissue_is_dark", image.needs_inversion, ""},
-        fact("pixel_size_um", image.pixel_size_um, as_it_is, image.pixel_size_from, "give --pixel-size"),
-        fact("view", image.view, name, image.view_from, "give --view"),
-        fact("breast", image.laterality, breast, image.laterality_from, "found in the pixels"),
-        fact("chest_wall_border", image.chest_wall, name, image.chest_wall_from, "found in the pixels"),
-        fact("noise_class", image.noise, name, image.noise_from, "found in the pixels"),
-        fact("padding", image.padding, range, "PixelPaddingValue", "none"),
-        fact("window", image.window, window, "WindowCenter, WindowWidth", "none"),
-        {"flags", image.flags, ""},
-        {"warnings", image.warnings, ""},
-    };
+std::vector<Line> lines_of(const Header& header) {
+    std::vector<Line> lines;
+    visit_facts(header,
+                [&lines](const FactDeclaration& fact, const auto& value) { lines.push_back(line_of(fact, value)); });
+    return lines;
 }
 
 std::string text_of(const Json& value) {
@@ -72,25 +53,25 @@ std::string text_of(const Json& value) {
     return text.empty() ? "none" : text;
 }
 
-void write_text(const std::string& file, const std::vector<Fact>& facts, std::ostream& out) {
+void write_text(const std::string& file, const std::vector<Line>& lines, std::ostream& out) {
     constexpr std::size_t kNameWidth = 20;
     print_line(out, file);
-    for (const Fact& fact : facts) {
+    for (const Line& fact : lines) {
         std::string line = fact.name;
         std::replace(line.begin(), line.end(), '_', ' ');
         line.resize(kNameWidth, ' ');
         line += text_of(fact.value);
-        if (!fact.source.empty()) line += " (" + fact.source + ")";
+        if (!fact.from.empty()) line += " (" + fact.from + ")";
         print_line(out, "    " + line);
     }
 }
 
 // A fact that has a source is an object of both.
-Json json_of(const std::string& file, const std::vector<Fact>& facts) {
+Json json_of(const std::string& file, const std::vector<Line>& lines) {
     Json object{{"file", file}};
-    for (const Fact& fact : facts) {
-        const bool is_bare = fact.source.empty() || fact.value.is_null();
-        object[fact.name] = is_bare ? fact.value : Json{{"value", fact.value}, {"from", fact.source}};
+    for (const Line& fact : lines) {
+        const bool is_bare = fact.from.empty() || fact.value.is_null();
+        object[fact.name] = is_bare ? fact.value : Json{{"value", fact.value}, {"from", fact.from}};
     }
     return object;
 }
@@ -102,11 +83,11 @@ int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream
     int code = kExitDone;
     for (const std::string& file : options.files) {
         try {
-            const std::vector<Fact> facts = facts_of(read_image(file, options.reading));
+            const std::vector<Line> lines = lines_of(read_image(file, options.reading));
             if (options.is_json) {
-                all.push_back(json_of(file, facts));
+                all.push_back(json_of(file, lines));
             } else {
-                write_text(file, facts, out);
+                write_text(file, lines, out);
             }
         } catch (const std::exception& e) {
             const bool is_refused = dynamic_cast<const Refusal*>(&e) != nullptr;

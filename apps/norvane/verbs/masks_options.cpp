@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "verbs/masks_options.h"
 
-#include "export/result_files.h"
+#include "export/kinds.h"
 #include "findings/noise_choice.h"
 #include "option_texts.h"
 

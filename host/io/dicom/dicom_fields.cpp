@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/dicom/dicom_fields.h"
 
+#include "io/dicom/copied_fields.h"
 #include "io/dicom/dicom_header.h"
 #include "io/number_text.h"
 #include "io/refusal.h"
@@ -62,13 +63,13 @@ void read_pixel_size(const DicomHeader& header, const ReadOptions& options, Sour
     for (const SpacingRule& rule : kSpacingRules) {
         const auto spacing = spacing_by(rule, header, complaints);
         if (!spacing) continue;
-        image.pixel_size_um = *spacing * kMicrometresPerMillimetre;
-        image.pixel_size_from = rule.name;
+        Sourced<double> size{*spacing * kMicrometresPerMillimetre, rule.name};
         const double factor = header.decimal(DCM_EstimatedRadiographicMagnificationFactor).value_or(0.0);
         if (rule.is_detector && factor > 0.0) {
-            image.pixel_size_um = *image.pixel_size_um / factor;
-            image.pixel_size_from += " / EstimatedRadiographicMagnificationFactor " + number_text(factor);
+            size.value /= factor;
+            size.from += " / EstimatedRadiographicMagnificationFactor " + number_text(factor);
         }
+        image.pixel_size_um = std::move(size);
         break;
     }
     if (complaints.empty()) return;
@@ -105,18 +106,15 @@ constexpr LateralityRule kLateralityRules[] = {
     {"PatientOrientation", laterality_by_orientation},
 };
 
-const char* name_of(Laterality laterality) { return laterality == Laterality::kLeft ? "left" : "right"; }
-
 void read_laterality(const DicomHeader& header, SourceImage& image) {
     for (const LateralityRule& rule : kLateralityRules) {
         const auto found = rule.find(header);
         if (!found) continue;
         if (!image.laterality) {
-            image.laterality = found;
-            image.laterality_from = rule.name;
-        } else if (*found != *image.laterality) {
-            image.warnings.push_back(image.laterality_from + " says " + name_of(*image.laterality) + ", " + rule.name +
-                                     " says " + name_of(*found));
+            image.laterality = Sourced{*found, rule.name};
+        } else if (*found != image.laterality->value) {
+            image.warnings.push_back(image.laterality->from + " says " + name_of(image.laterality->value) + ", " +
+                                     rule.name + " says " + name_of(*found));
         }
     }
 }
@@ -127,11 +125,11 @@ void read_laterality(const DicomHeader& header, SourceImage& image) {
 void read_chest_wall(const DicomHeader& header, SourceImage& image) {
     const std::string rows = header.text(DCM_PatientOrientation, 0);
     if (rows.starts_with('A') || rows.starts_with('P')) {
-        image.chest_wall = rows.starts_with('A') ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
-        image.chest_wall_from = "PatientOrientation";
+        std::string from = "PatientOrientation";
         if (header.text(DCM_FieldOfViewHorizontalFlip) == "YES") {
-            image.chest_wall_from += " after a horizontal flip (FieldOfViewHorizontalFlip)";
+            from += " after a horizontal flip (FieldOfViewHorizontalFlip)";
         }
+        image.chest_wall = Sourced{rows.starts_with('A') ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT, std::move(from)};
         return;
     }
     const std::string columns = header.text(DCM_PatientOrientation, 1);
@@ -147,7 +145,7 @@ struct ViewRule {
     const char* position;
     const char* code;
     const char* old_code;
-    std::optional<IMAGE_VIEW> view;
+    IMAGE_VIEW view;
 };
 constexpr ViewRule kViewRules[] = {
     {"CC", "399162004", "R-10242", VIEW_NO_PECT},  {"MLO", "399368009", "R-10226", VIEW_PECT},
@@ -198,11 +196,9 @@ void read_view(const DicomHeader& header, SourceImage& image) {
     const bool has_code = by_code != std::end(kViewRules);
     const bool has_position = by_position != std::end(kViewRules);
     if (has_code) {
-        image.view = by_code->view;
-        image.view_from = "ViewCodeSequence " + code;
+        image.view = Sourced{by_code->view, "ViewCodeSequence " + code};
     } else if (has_position) {
-        image.view = by_position->view;
-        image.view_from = "ViewPosition " + position;
+        image.view = Sourced{by_position->view, "ViewPosition " + position};
     }
     if (has_code && has_position && by_code->view != by_position->view) {
         image.warnings.push_back(std::string("ViewCodeSequence says ") + by_code->position + ", ViewPosition says " +
@@ -273,8 +269,9 @@ void read_padding(const DicomHeader& header, const SampleLayout& layout, SourceI
     const auto one = sample_of(std::lround(*value), layout);
     const auto other = sample_of(std::lround(limit), layout);
     if (!one || !other) return;
-    image.padding = PaddingRange{static_cast<std::uint16_t>(std::min(*one, *other)),
-                                 static_cast<std::uint16_t>(std::max(*one, *other))};
+    const auto [low, high] = std::minmax(*one, *other);
+    image.padding =
+        Sourced{PaddingRange{static_cast<std::uint16_t>(low), static_cast<std::uint16_t>(high)}, "PixelPaddingValue"};
 }
 
 // The window is given on the scale behind the rescaling, the samples lie before it.
@@ -285,7 +282,8 @@ void read_window(const DicomHeader& header, const SampleLayout& layout, SourceIm
     if (!centre || !width || *width < 1.0 || slope <= 0.0) return;
     const double intercept = header.decimal(DCM_RescaleIntercept).value_or(0.0);
     const double lowest = layout.is_signed ? -std::ldexp(1.0, static_cast<int>(layout.stored) - 1) : 0.0;
-    image.window = DisplayWindow{(*centre - intercept) / slope - lowest, *width / slope};
+    image.window =
+        Sourced{DisplayWindow{(*centre - intercept) / slope - lowest, *width / slope}, "WindowCenter, WindowWidth"};
 }
 
 // ------------------------------------------------------------------------------------------------ noise class
@@ -307,8 +305,16 @@ void read_noise(const DicomHeader& header, SourceImage& image) {
     const std::string intent = header.text(DCM_PresentationIntentType);
     for (const NoiseRule& rule : kNoiseRules) {
         if (intent != rule.intent) continue;
-        image.noise = rule.noise;
-        image.noise_from = "Modality MG, PresentationIntentType " + intent;
+        image.noise = Sourced{rule.noise, "Modality MG, PresentationIntentType " + intent};
+    }
+}
+
+// ------------------------------------------------------------------------------------------------ texts
+
+void read_texts(const DicomHeader& header, SourceImage& image) {
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        std::string text = header.text(tag_of(kTextFacts[i].field));
+        if (!text.empty()) image.texts[i] = Sourced{std::move(text), kTextFacts[i].keyword};
     }
 }
 
@@ -325,6 +331,9 @@ void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOp
     read_padding(header, layout, image);
     read_window(header, layout, image);
     read_noise(header, image);
+    read_texts(header, image);
+    image.horizontal_flip = text_of(object, DCM_FieldOfViewHorizontalFlip);
+    image.dicom_texts = copied_texts(object);
 }
 
 }  // namespace Norvane::Host

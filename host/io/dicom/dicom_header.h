@@ -16,6 +16,14 @@ namespace Norvane::Host {
 /// values.
 [[nodiscard]] std::string text_of(DcmItem& item, const DcmTagKey& tag, unsigned long index = 0);
 
+/// A field by its group and element.
+[[nodiscard]] inline DcmTagKey tag_of(std::uint32_t field) {
+    return {static_cast<Uint16>(field >> 16U), static_cast<Uint16>(field & 0xFFFFU)};
+}
+[[nodiscard]] inline std::uint32_t field_of(const DcmTagKey& tag) {
+    return std::uint32_t{tag.getGroup()} << 16U | tag.getElement();
+}
+
 /// The number in a field; nothing when it is missing or no number.
 [[nodiscard]] std::optional<unsigned> number_of(DcmItem& item, const DcmTagKey& tag);
 

@@ -81,7 +81,6 @@ SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& opt
     read_dicom_fields(object, layout, options, image);
     const unsigned width = required(object, DCM_Columns, "Columns");
     read_dicom_pixels(file, layout, width, required(object, DCM_Rows, "Rows"), options, image);
-    image.dicom_header = std::move(file.header());
     return image;
 }
 

@@ -2,8 +2,9 @@
 #include "export/dicom_seg.h"
 #include "export/dicom_items.h"
 #include "export/dicom_seg_source.h"
-#include "export/result_files.h"
+#include "export/kinds.h"
 #include "host/io/dicom_builder.h"
+#include "io/dicom/copied_fields.h"
 #include "phantom_analysis.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +17,6 @@
 namespace Norvane::Tests {
 namespace {
 
-using Host::SegContent;
 const char* const kPoor =
     "SOPClassUID=" UID_DigitalMammographyXRayImageStorageForPresentation
     "; SOPInstanceUID=1.2.3.4; StudyInstanceUID=1.2.3; SeriesInstanceUID=1.2.3.1; PatientID=17; StudyDate=20200229; "
@@ -35,11 +35,20 @@ const std::string kWrong = "PatientName=x^" + kTooLong +
                            "PatientOrientation=LEFT\\FOOT; StudyDescription=" +
                            kTooLong;
 
-Host::ImageAnalysis with_header(Host::ImageAnalysis analysis, const std::string& changes = "") {
-    analysis.source.dicom_header = std::make_shared<DcmDataset>();
-    for (const std::string& text : {std::string(kPoor), changes}) change(*analysis.source.dicom_header, text);
-    return analysis;
+DcmDataset header_of(const std::string& changes) {
+    DcmDataset header;
+    for (const std::string& text : {std::string(kPoor), changes}) change(header, text);
+    return header;
 }
+
+Host::Findings with_header(Host::Findings findings, const std::string& changes = "") {
+    DcmDataset header = header_of(changes);
+    findings.source.dicom_texts = Host::copied_texts(header);
+    return findings;
+}
+
+using Encode = std::string (*)(const Host::Findings&);
+constexpr Encode kBoth[] = {Host::breast_and_muscle_seg, Host::joined_seg};
 
 /// An object read back by the toolkit.
 struct SegObject {
@@ -77,13 +86,13 @@ std::string complaints(const std::string& file) {
 
 TEST(DicomSeg, FramesAreTheLabelsBitByBit) {
     const TemporaryFolder folder;
-    Host::ImageAnalysis analysis = with_header(analysed_phantom());
-    analysis.crop = {5, 2, 950, 1290};
-    const LabelTester labels(analysis);
-    const HitTester joined(analysis.masks.full.mask, analysis.crop, analysis.settings.pixel_size_um);
-    for (const SegContent content : {SegContent::kBreastAndMuscle, SegContent::kJoined}) {
-        const unsigned frames = content == SegContent::kJoined ? 1 : 2;
-        const SegObject seg(folder.write("seg.dcm", Host::dicom_seg(analysis, content)));
+    Host::Findings findings = with_header(analysed_phantom());
+    findings.settings.crop.value = {5, 2, 950, 1290};
+    const LabelTester labels(findings);
+    const HitTester joined(findings.masks.full.region, findings.crop(), findings.settings.pixel_size_um.value);
+    for (const Encode encode : kBoth) {
+        const unsigned frames = encode == Host::joined_seg ? 1 : 2;
+        const SegObject seg(folder.write("seg.dcm", encode(findings)));
         EXPECT_EQ(std::to_string(frames), seg.text(DCM_NumberOfFrames));
         const Uint8* bytes = nullptr;
         unsigned long count = 0;
@@ -115,11 +124,11 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
                  {"a frame of two", kFrame, VIEW_PECT},
                  {"empty", "", VIEW_NO_PECT}};
     for (const auto& source : table) {
-        Host::ImageAnalysis analysis = with_header(analysed_phantom(source.view), source.header);
-        if (source.header == kRich) analysis.source.laterality = Host::Laterality::kRight;
-        if (source.header == kFrame) analysis.source.frame_count = 2;
-        for (const SegContent content : {SegContent::kBreastAndMuscle, SegContent::kJoined}) {
-            const std::string file = folder.write("seg.dcm", Host::dicom_seg(analysis, content));
+        Host::Findings findings = with_header(analysed_phantom(source.view), source.header);
+        if (source.header == kRich) findings.source.laterality = Host::Sourced{Host::Laterality::kRight};
+        if (source.header == kFrame) findings.source.frame_count = 2;
+        for (const Encode encode : kBoth) {
+            const std::string file = folder.write("seg.dcm", encode(findings));
             EXPECT_EQ("", complaints(file)) << source.name;
         }
     }
@@ -127,12 +136,13 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
 
 TEST(DicomSeg, BelongsToItsSource) {
     const TemporaryFolder folder;
-    Host::ImageAnalysis analysis = with_header(analysed_phantom(), kRich + std::string("; FrameOfReferenceUID=1.2.9"));
-    analysis.source.laterality = Host::Laterality::kRight;
-    const std::string bytes = Host::dicom_seg(analysis, SegContent::kBreastAndMuscle);
-    EXPECT_EQ(bytes, Host::dicom_seg(analysis, SegContent::kBreastAndMuscle));  // a second run gives the same file
+    const std::string changes = kRich + std::string("; FrameOfReferenceUID=1.2.9");
+    Host::Findings findings = with_header(analysed_phantom(), changes);
+    findings.source.laterality = Host::Sourced{Host::Laterality::kRight};
+    const std::string bytes = Host::breast_and_muscle_seg(findings);
+    EXPECT_EQ(bytes, Host::breast_and_muscle_seg(findings));  // a second run gives the same file
     const SegObject seg(folder.write("seg.dcm", bytes));
-    DcmDataset& header = *analysis.source.dicom_header;
+    DcmDataset header = header_of(changes);
     for (unsigned long i = 0; i < header.card(); ++i) {
         const DcmTagKey tag = header.getElement(i)->getTag();
         OFString value;
@@ -157,22 +167,22 @@ TEST(DicomSeg, BelongsToItsSource) {
     EXPECT_EQ("none", seg.code(DCM_SegmentedPropertyTypeCodeSequence, 2));
 
     // Another mask is another object of the same series; the joined mask is one of another series.
-    analysis.masks.pectoral.mask.AddSegment(0, 600, 3);
-    const SegObject other(folder.write("other.dcm", Host::dicom_seg(analysis, SegContent::kBreastAndMuscle)));
+    Mask longer = findings.masks.pectoral.region.mask();
+    longer.AddSegment(0, 600, 3);
+    findings.masks.pectoral.region = Host::Region(longer);
+    const SegObject other(folder.write("other.dcm", Host::breast_and_muscle_seg(findings)));
     EXPECT_NE(seg.text(DCM_SOPInstanceUID), other.text(DCM_SOPInstanceUID));
     EXPECT_EQ(seg.text(DCM_SeriesInstanceUID), other.text(DCM_SeriesInstanceUID));
-    const SegObject joined(folder.write("joined.dcm", Host::dicom_seg(analysis, SegContent::kJoined)));
+    const SegObject joined(folder.write("joined.dcm", Host::joined_seg(findings)));
     EXPECT_NE(seg.text(DCM_SeriesInstanceUID), joined.text(DCM_SeriesInstanceUID));
 }
 
 TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
-    const TemporaryFolder folder;
-    Host::ImageAnalysis analysis = with_header(analysed_phantom(), "-PatientID; StudyDate=soon");
-    Outputs outputs(folder.path(""));
-    Host::add_result_files(outputs.set, "exam", "exam.dcm", {"seg", "seg-joined"}, analysis);
-    EXPECT_THAT(analysis.warnings, ::testing::ElementsAre("the header has no valid PatientID, StudyDate: empty in the "
-                                                          "DICOM SEG as well"));
-    EXPECT_EQ("", Host::filing_warning(*with_header(std::move(analysis)).source.dicom_header));
+    const Host::Findings poor = with_header({}, "-PatientID; StudyDate=soon");
+    const auto kinds = Host::kinds_named({"seg", "seg-joined", "json"});
+    EXPECT_THAT(Host::warnings_of(kinds, poor), ::testing::ElementsAre("the header has no valid PatientID, StudyDate: "
+                                                                       "empty in the DICOM SEG as well"));
+    EXPECT_THAT(Host::warnings_of(kinds, with_header({})), ::testing::IsEmpty());
 }
 
 TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
@@ -180,11 +190,10 @@ TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
         {"", "is no DICOM object, which the results seg and seg-joined need"},
         {"-SOPInstanceUID", "has no valid SOPInstanceUID, which the results seg and seg-joined need"},
         {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which the results seg and seg-joined need"}};
-    Host::ImageAnalysis analysis = analysed_phantom();
+    Host::Findings findings = analysed_phantom();
     for (const auto& [edit, message] : table) {
-        if (*edit != '\0') analysis = with_header(std::move(analysis), edit);
-        EXPECT_THAT([&] { (void)Host::dicom_seg(analysis, SegContent::kJoined); },
-                    ::testing::ThrowsMessage<Host::Refusal>(message));
+        if (*edit != '\0') findings = with_header(std::move(findings), edit);
+        EXPECT_THAT([&] { (void)Host::joined_seg(findings); }, ::testing::ThrowsMessage<Host::Refusal>(message));
     }
 }
 

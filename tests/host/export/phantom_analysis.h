@@ -2,27 +2,24 @@
 /// A whole analysis to write results of.
 #pragma once
 
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 #include "host/source_images.h"
-
-#include <norvane/mask.h>
-
-#include <utility>
 
 namespace Norvane::Tests {
 
 /// A phantom with odd sizes, so that rows end inside bytes and words.
-inline Host::ImageAnalysis analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is_inverted = false) {
+inline Host::Findings analysed_phantom(IMAGE_VIEW view = VIEW_PECT, bool is_inverted = false) {
     const auto source = source_of(Host::draw_phantom({1001, 1303, 163.0, SIDE_CHEST_LEFT, view}));
     Host::AnalysisOptions options;
-    options.pixel_size_um = source.pixel_size_um;
-    return Host::analyse(is_inverted ? inverted(source) : source, options);
+    options.pixel_size_um = source.pixel_size_um->value;
+    return Host::analyse(is_inverted ? inverted(source) : source, options, "exam.png");
 }
 
 /// What belongs to a mask by definition: HitTest() with the source's pixel size, from the corner of the crop on.
 class HitTester {
 public:
-    HitTester(Mask hit_mask, const Host::SourceBox& box, double pixel_size_um) : mask(std::move(hit_mask)), crop(box) {
+    HitTester(const Host::Region& region, const Host::SourceBox& box, double pixel_size_um)
+        : mask(region.mask()), crop(box) {
         mask.SetTargetPixelSize(static_cast<float>(pixel_size_um));
     }
     [[nodiscard]] bool at(unsigned x, unsigned y) const {
@@ -38,9 +35,9 @@ private:
 /// 0, 1 or 2 for a pixel of the source.
 class LabelTester {
 public:
-    explicit LabelTester(const Host::ImageAnalysis& analysis)
-        : breast(analysis.masks.breast.mask, analysis.crop, analysis.settings.pixel_size_um),
-          muscle(analysis.masks.pectoral.mask, analysis.crop, analysis.settings.pixel_size_um) {}
+    explicit LabelTester(const Host::Findings& findings)
+        : breast(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value),
+          muscle(findings.masks.pectoral.region, findings.crop(), findings.settings.pixel_size_um.value) {}
     [[nodiscard]] unsigned at(unsigned x, unsigned y) const {
         return muscle.at(x, y) ? 2U : static_cast<unsigned>(breast.at(x, y));
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/report_json.h"
-#include "export/mask_files.h"
+#include "export/kinds.h"
 #include "export/program_version.h"
 #include "export/sha256.h"
 #include "host/host_support.h"
@@ -52,26 +52,26 @@ std::string digest_of(const Bitmap& bitmap) {
 }
 
 TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
-    Host::ImageAnalysis analysis = analysed_phantom();
-    const Image& image = *analysis.prepared.image;
+    Host::Findings findings = analysed_phantom();
+    const Image& image = findings.working_image();
     const double millimetres = static_cast<double>(image.GetPixelSize()) / 1000.0;
-    const json report = json::parse(Host::report_json("exam.png", analysis));
-    Host::MasksResult& masks = analysis.masks;
+    const json report = json::parse(Host::report_json(findings));
+    const Host::FoundMasks& masks = findings.masks;
     const TemporaryFolder folder;
-    Outputs pictures(folder.path(""));
-    Host::add_mask_files(pictures.set, "exam", image, masks);
-    pictures.commit();
-    const std::pair<const char*, Mask*> named[] = {{"frame", &masks.frame.mask},
-                                                   {"breast", &masks.breast.mask},
-                                                   {"pectoral", &masks.pectoral.mask},
-                                                   {"full", &masks.full.mask},
-                                                   {"outer", &masks.outer}};
-    for (const auto& [name, mask] : named) {
+    const auto kinds = Host::kinds_named({"masks"});
+    for (const Host::ResultFile& file : kinds.front().files)
+        (void)folder.write(file.ending, file.encode(findings));
+    const std::pair<const char*, const Host::Region*> named[] = {{"frame", &masks.frame.region},
+                                                                 {"breast", &masks.breast.region},
+                                                                 {"pectoral", &masks.pectoral.region},
+                                                                 {"full", &masks.full.region},
+                                                                 {"outer", &masks.outer}};
+    for (const auto& [name, region] : named) {
         const json& written = report.at("masks").at(name);
-        const Bitmap truth = bitmap_of(*mask, image.GetWidth(), image.GetHeight());
+        const Bitmap truth = bitmap_of(region->mask(), image.GetWidth(), image.GetHeight());
         std::vector<std::uint16_t> painted;
         for (const bool bit : truth.set) painted.push_back(bit ? 255 : 0);
-        EXPECT_EQ(painted, Host::read_image(folder.path(std::string("exam.") + name + ".png")).samples) << name;
+        EXPECT_EQ(painted, Host::read_image(folder.path(std::string(name) + ".png")).samples) << name;
         EXPECT_EQ(truth, from_rows(written, truth.width, truth.height)) << name;
         EXPECT_EQ(truth, from_coco(written)) << name;
         EXPECT_EQ(digest_of(truth), written.at("sha256")) << name;
@@ -86,12 +86,12 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
 
 // The sentence of the report, done by hand on its own numbers, gives the labels of the source.
 TEST(ReportJson, TheMappingLeadsFromTheSourceToTheMask) {
-    Host::ImageAnalysis analysis = analysed_phantom();
-    analysis.crop = {11, 5, 900, 1200};
-    const json report = json::parse(Host::report_json("exam.png", analysis));
+    Host::Findings findings = analysed_phantom();
+    findings.settings.crop.value = {11, 5, 900, 1200};
+    const json report = json::parse(Host::report_json(findings));
     const json& geometry = report.at("geometry");
     const Bitmap breast = from_rows(report.at("masks").at("breast"), 2000, 2000);
-    const HitTester truth(analysis.masks.breast.mask, analysis.crop, analysis.settings.pixel_size_um);
+    const HitTester truth(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value);
     const double step = geometry.at("source").at("pixel_size_um").get<double>() /
                         geometry.at("working").at("pixel_size_um").get<double>();
     const auto working = [&](unsigned source, const char* axis) {
@@ -105,21 +105,20 @@ TEST(ReportJson, TheMappingLeadsFromTheSourceToTheMask) {
 }
 
 TEST(ReportJson, SaysWhereEverythingCameFrom) {
-    Host::ImageAnalysis analysis = analysed_phantom();
-    analysis.source.dicom_header = std::make_shared<DcmDataset>();
-    analysis.source.dicom_header->putAndInsertString(DCM_FieldOfViewHorizontalFlip, "YES");
-    analysis.source.laterality = Host::Laterality::kRight;
-    analysis.source.laterality_from = "ImageLaterality";
-    analysis.source.flags = {"implant"};
-    analysis.warnings = {"a \"quoted\" warning"};
-    analysis.settings.view_reason = "broken \xFF text";
-    analysis.masks.full.status = Masking::MASK_CUT_TISSUE;
+    Host::Findings findings = analysed_phantom();
+    findings.file = "a\xFF.png";
+    findings.source.horizontal_flip = "YES";
+    findings.source.laterality = Host::Sourced{Host::Laterality::kRight, "ImageLaterality"};
+    findings.source.flags = {"implant"};
+    findings.warnings = {"a \"quoted\" warning"};
+    findings.settings.view.from = "broken \xFF text";
+    findings.masks.full.status = Masking::MASK_CUT_TISSUE;
     Host::NoiseTrial trial;
     trial.noise = BG_MG;
     trial.area = 77;
     trial.measures = {{"dice", 0.5}, {"nothing", std::nan("")}};
-    analysis.noise_trials = {trial};
-    const json report = json::parse(Host::report_json("a\xFF.png", analysis));
+    findings.noise_trials = {trial};
+    const json report = json::parse(Host::report_json(findings));
     const std::pair<const char*, json> expected[] = {
         {"/status/number", 3},
         {"/status/name", "MASK_CUT_TISSUE"},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/grey_range.h"
 #include "export/mask_outline.h"
-#include "findings/image_rows.h"
+#include "findings/region.h"
 #include "host/host_support.h"
 #include "run/named_file.h"
 #include "support/builders.h"
@@ -60,11 +60,11 @@ TEST(GreyRange, ShowsTheWindowOfTheSource) {
         return int{Host::grey_range_of(source).shown(static_cast<std::uint16_t>(level))};
     };
     EXPECT_THAT((std::array{shown(0), shown(1000), shown(4095)}), ElementsAre(0, 62, 255));
-    source.window = Host::DisplayWindow{2000, 1000};
+    source.window = Host::Sourced{Host::DisplayWindow{2000, 1000}};
     EXPECT_THAT((std::array{shown(1500), shown(2000), shown(2499), shown(4095)}), ElementsAre(0, 128, 255, 255));
     source.needs_inversion = true;
     EXPECT_THAT((std::array{shown(0), shown(1501), shown(2000), shown(2500)}), ElementsAre(255, 255, 127, 0));
-    source.window = Host::DisplayWindow{-500, 900};  // nothing would show
+    source.window = Host::Sourced{Host::DisplayWindow{-500, 900}};  // nothing would show
     EXPECT_THAT((std::array{shown(0), shown(4095)}), ElementsAre(255, 0));
 }
 
@@ -84,7 +84,7 @@ TEST(MaskOutline, EveryEdgeOnceInClosedLines) {
     Random random(7);
     for (int round = 0; round < 60; ++round) {
         Mask mask = random_mask(random, 23, 17);
-        const Host::MaskBitmap bitmap = Host::bitmap_of(mask, 23, 17);
+        const Host::MaskBitmap bitmap = Host::Region(mask).bitmap(23, 17);
         const auto lines = Host::outlines_of(bitmap);
         std::size_t points = 0;
         for (const Host::Outline& line : lines) {
@@ -102,8 +102,8 @@ TEST(MaskOutline, EveryEdgeOnceInClosedLines) {
 
 TEST(MaskOutline, OneLinePerIslandAndHole) {
     const auto check = [](const char* what, Mask mask, std::size_t lines, std::size_t area) {
-        EXPECT_EQ(lines, Host::outlines_of(Host::bitmap_of(mask, 5, 5)).size()) << what;
-        EXPECT_EQ(area, Host::area_of(mask)) << what;
+        EXPECT_EQ(lines, Host::outlines_of(Host::Region(mask).bitmap(5, 5)).size()) << what;
+        EXPECT_EQ(area, Host::Region(mask).area()) << what;
     };
     check("corner neighbours", mask_of({{0, 0, 1}, {1, 2, 3}}), 2, 4);
     check("a ring", mask_of({{0, 0, 2}, {1, 0, 0}, {1, 2, 2}, {2, 0, 2}}), 2, 8);

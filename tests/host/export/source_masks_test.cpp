@@ -19,11 +19,12 @@ TEST(SourceMask, IsWhatHitTestSays) {
     Random random(11);
     const double pixel_sizes[] = {228.0, 227.99, 70.0, 50.0, 94.1, 199.7, 114.0, 300.0, 33.3333};
     for (unsigned round = 0; round < 200; ++round) {
-        Mask mask = random_mask(random, 40, 30, round % 5 == 4 ? 231.5F : 228.0F);
+        const Mask mask = random_mask(random, 40, 30, round % 5 == 4 ? 231.5F : 228.0F);
         const double pixel_size = pixel_sizes[round % std::size(pixel_sizes)];
         const Host::SourceBox crop{random.below(4), random.below(4), 1 + random.below(170), 1 + random.below(130)};
-        const HitTester truth(mask, crop, pixel_size);
-        const Host::SourceMask found(mask, crop, pixel_size);
+        const Host::Region region(mask);
+        const HitTester truth(region, crop, pixel_size);
+        const Host::SourceMask found(region, crop, pixel_size);
         for (unsigned y = 0; y < crop.y + crop.height + 2; ++y) {
             std::vector<bool> row(crop.x + crop.width + 2);
             for (const Host::ColumnRun& run : found.row(y)) {
@@ -39,11 +40,11 @@ TEST(SourceMask, IsWhatHitTestSays) {
 // Labels as PNG and NRRD, and the crop that they cut out, of the whole image and of a film area inside it.
 TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
     for (const bool is_inverted : {false, true}) {
-        Host::ImageAnalysis analysis = analysed_phantom(VIEW_PECT, is_inverted);
-        if (is_inverted) analysis.crop = {7, 3, 900, 1300};
+        Host::Findings findings = analysed_phantom(VIEW_PECT, is_inverted);
+        if (is_inverted) findings.settings.crop.value = {7, 3, 900, 1300};
         const TemporaryFolder folder;
-        const auto png = Host::read_image(folder.write("labels.png", Host::label_png(analysis)));
-        const std::string nrrd = Host::label_nrrd(analysis);
+        const auto png = Host::read_image(folder.write("labels.png", Host::label_png(findings)));
+        const std::string nrrd = Host::label_nrrd(findings);
         const std::string header = nrrd.substr(0, nrrd.find("\n\n"));
         EXPECT_THAT(header, ::testing::HasSubstr("\nsizes: 1001 1303\nspacings: 0.163 0.163\n"));
         std::vector<unsigned char> volume(png.samples.size() + 1);  // one more, so that a longer stream shows
@@ -51,7 +52,7 @@ TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
         ASSERT_EQ(1001 * 1303, gzread(gzip, volume.data(), static_cast<unsigned>(volume.size())));
         EXPECT_EQ(Z_OK, gzclose(gzip));
 
-        const LabelTester truth(analysis);
+        const LabelTester truth(findings);
         std::vector<unsigned> counts(3);
         unsigned left = 1001, right = 0, top = 1303, bottom = 0;
         for (unsigned y = 0; y < 1303; ++y) {
@@ -67,25 +68,24 @@ TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
         }
         EXPECT_GT(*std::ranges::min_element(counts), 20000U);  // all three are there
         const Host::SourceBox box{left, top, right - left, bottom - top};
-        EXPECT_EQ(box, Host::breast_window(analysis));
-        const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(analysis)));
+        EXPECT_EQ(box, Host::breast_window(findings));
+        const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(findings)));
         ASSERT_EQ((std::vector{box.width, box.height, 16U}), (std::vector{crop.width, crop.height, crop.used_bits}));
         for (unsigned i = 0; i < crop.samples.size(); ++i) {
             const unsigned at = (top + i / box.width) * 1001 + left + i % box.width;
-            const unsigned sample = analysis.source.samples[at] ^ (is_inverted ? 0xFFFU : 0U);
+            const unsigned sample = findings.source.samples[at] ^ (is_inverted ? 0xFFFU : 0U);
             ASSERT_EQ(png.samples[at] == 0 ? 0 : sample, crop.samples[i]) << at;
         }
     }
 }
 
 TEST(LabelFiles, AnEmptyMaskLeavesTheWholeSourceBlank) {
-    Host::ImageAnalysis analysis = analysed_phantom();
-    analysis.masks.breast.mask.Clear();
-    analysis.masks.pectoral.mask.Clear();
+    Host::Findings findings = analysed_phantom();
+    findings.masks.breast.region = findings.masks.pectoral.region = {};
     const TemporaryFolder folder;
-    const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(analysis)));
+    const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(findings)));
     EXPECT_EQ(std::vector<std::uint16_t>(1001 * 1303), crop.samples);
-    EXPECT_EQ((Host::SourceBox{0, 0, 1001, 1303}), Host::breast_window(analysis));
+    EXPECT_EQ((Host::SourceBox{0, 0, 1001, 1303}), Host::breast_window(findings));
 }
 
 }  // namespace

@@ -55,8 +55,8 @@ TEST(FilmArea, LiesInsideBlackAndWhiteBorders) {
                 const SourceImage source = with_margins(film, margins, kind.level, kind.spread);
                 for (const SourceImage& image : {source, inverted(source)}) {
                     const auto area = Host::find_film_area(image, kPixelSizeUm);
-                    EXPECT_EQ(expected, area.box) << kind.name << ", left " << margins.left << ", inverted "
-                                                  << image.needs_inversion << ": " << area.reason;
+                    EXPECT_EQ(expected, area.value) << kind.name << ", left " << margins.left << ", inverted "
+                                                    << image.needs_inversion << ": " << area.from;
                 }
             }
         }
@@ -67,9 +67,9 @@ TEST(FilmArea, IsTheFieldOfACollimationFrame) {
     const auto source = phantom_source(PhantomLook::kFilm, SIDE_CHEST_LEFT, VIEW_PECT, PhantomFrame::kCollimation);
     const auto area = Host::find_film_area(source, kPixelSizeUm);
     const auto is_field = [&](unsigned x, unsigned y) { return source.samples[y * source.width + x] < 3700; };
-    EXPECT_TRUE(is_field(area.box.x + 5, area.box.y + 5)) << area.reason;
-    EXPECT_FALSE(is_field(area.box.x + area.box.width + 1, 225)) << area.reason;
-    EXPECT_FALSE(is_field(100, area.box.y + area.box.height + 1)) << area.reason;
+    EXPECT_TRUE(is_field(area.value.x + 5, area.value.y + 5)) << area.from;
+    EXPECT_FALSE(is_field(area.value.x + area.value.width + 1, 225)) << area.from;
+    EXPECT_FALSE(is_field(100, area.value.y + area.value.height + 1)) << area.from;
 }
 
 TEST(FilmArea, IsTheWholeImageWhereNothingWasPutAround) {
@@ -88,7 +88,7 @@ TEST(FilmArea, IsTheWholeImageWhereNothingWasPutAround) {
         {"a border of less than a millimetre", with_margins(film, {2, 2, 2, 2}, 0, 0)}};
     for (const auto& [name, source] : table) {
         const auto area = Host::find_film_area(source, kPixelSizeUm);
-        EXPECT_EQ(Host::whole_of(source), area.box) << name << ": " << area.reason;
+        EXPECT_EQ(Host::whole_of(source), area.value) << name << ": " << area.from;
     }
 }
 

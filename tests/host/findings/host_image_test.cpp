@@ -111,7 +111,7 @@ TEST(PrepareSource, PaddingValuesAreCarriedToThePreparedScale) {
     for (const auto& row : table) {
         const unsigned top = (1U << row.bits) - 1;
         SourceImage source = source_of(40, 40, row.bits, [top](unsigned x, unsigned) { return x * top / 39; });
-        source.padding = row.range;
+        source.padding = Host::Sourced{row.range};
         source.needs_inversion = row.inverted;
         const auto prepared = prepare_source(source, 228.0);
         EXPECT_EQ(row.low, prepared.padding_low) << row.bits << row.inverted;
@@ -132,9 +132,9 @@ TEST(ChooseSide, TheBrighterBorderOutsideTheFrame) {
             const unsigned from_wall = is_mirrored ? 99 - x : x;
             return from_wall >= 85 ? 65535U : 400 * (100 - from_wall);
         });
-        const auto choice = Host::choose_side(*image, Host::Laterality::kLeft);
-        EXPECT_EQ(is_mirrored ? SIDE_CHEST_RIGHT : SIDE_CHEST_LEFT, choice.side) << "images are stored flipped";
-        EXPECT_THAT(choice.reason, HasSubstr("border is the brighter one"));
+        const auto choice = Host::choose_side(*image, Host::Sourced{Host::Laterality::kLeft});
+        EXPECT_EQ(is_mirrored ? SIDE_CHEST_RIGHT : SIDE_CHEST_LEFT, choice.value) << "images are stored flipped";
+        EXPECT_THAT(choice.from, HasSubstr("border is the brighter one"));
     }
 }
 
@@ -163,7 +163,7 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
                  {"flat but far from the darkest pixel", 0, bright_with_a_black_pixel, BG_AUTO_COARSE}};
     for (const auto& row : table) {
         const auto choice = Host::choose_noise(*picture(row.frame, row.background));
-        EXPECT_EQ(row.expected, choice.noise) << row.why << ": " << choice.reason;
+        EXPECT_EQ(row.expected, choice.value) << row.why << ": " << choice.from;
     }
 }
 

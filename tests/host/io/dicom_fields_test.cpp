@@ -15,17 +15,17 @@ std::string facts_of(const Host::SourceImage& image) {
         facts += (facts.empty() ? "" : "; ") + what + (by.empty() ? "" : " by " + by);
     };
     const auto text = [](double number) { return Host::number_text(number); };
-    if (image.pixel_size_um) add("size " + text(*image.pixel_size_um), image.pixel_size_from);
+    if (image.pixel_size_um) add("size " + text(image.pixel_size_um->value), image.pixel_size_um->from);
     if (image.laterality) {
-        add(*image.laterality == Host::Laterality::kLeft ? "left breast" : "right breast", image.laterality_from);
+        add(std::string(Host::name_of(image.laterality->value)) + " breast", image.laterality->from);
     }
     if (image.chest_wall) {
-        add(*image.chest_wall == SIDE_CHEST_LEFT ? "wall left" : "wall right", image.chest_wall_from);
+        add(std::string("wall ") + Host::name_of(image.chest_wall->value), image.chest_wall->from);
     }
-    if (image.view) add(*image.view == VIEW_PECT ? "mlo" : "cc", image.view_from);
-    if (image.noise) add("noise " + std::to_string(*image.noise), image.noise_from);
-    if (image.padding) add("padding " + text(image.padding->low) + ".." + text(image.padding->high));
-    if (image.window) add("window " + text(image.window->centre) + ", " + text(image.window->width));
+    if (image.view) add(Host::name_of(image.view->value), image.view->from);
+    if (image.noise) add("noise " + std::to_string(image.noise->value), image.noise->from);
+    if (image.padding) add("padding " + text(image.padding->value.low) + ".." + text(image.padding->value.high));
+    if (image.window) add("window " + text(image.window->value.centre) + ", " + text(image.window->value.width));
     if (image.needs_inversion) add("inverted");
     for (const std::string& flag : image.flags) add("flag " + flag);
     for (const std::string& warning : image.warnings) add("warning: " + warning);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/page/report_page.h"
-#include "export/page_files.h"
+#include "export/kinds.h"
 #include "host/host_support.h"
 #include "support/builders.h"
 
@@ -38,15 +38,17 @@ Bitmap breast() {
 }
 
 void write_sample(const fs::path& folder, const std::string& name) {
-    Host::ImageAnalysis analysis;
-    analysis.source.format = "PNG";
-    analysis.settings.side_reason = "said </script>";
-    analysis.prepared.image = grey_image(kWidth, kHeight, [](unsigned x, unsigned y) { return 400 * x + 100 * y; });
-    analysis.masks.breast.mask = analysis.masks.full.mask = mask_of(breast());
-    analysis.masks.frame.mask = rectangle(2, kWidth - 3, 2, kHeight - 3);
-    analysis.masks.pectoral.mask = rectangle(0, 15, 0, 30);
+    Host::Findings findings;
+    findings.source.format = "PNG";
+    findings.settings.side.from = "said </script>";
+    findings.prepared.image = grey_image(kWidth, kHeight, [](unsigned x, unsigned y) { return 400 * x + 100 * y; });
+    findings.masks.breast.region = findings.masks.full.region = Host::Region(mask_of(breast()));
+    findings.masks.frame.region = Host::Region(rectangle(2, kWidth - 3, 2, kHeight - 3));
+    findings.masks.pectoral.region = Host::Region(rectangle(0, 15, 0, 30));
     Outputs outputs(folder);
-    Host::add_page_files(outputs.set, name, analysis);
+    const auto kinds = Host::kinds_named({"page"});
+    for (const Host::ResultFile& file : kinds.front().files)
+        outputs.set.add(name + "." + file.ending, file.encode(findings));
     outputs.commit();
 }
 

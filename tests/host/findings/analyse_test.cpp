@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "findings/image_analysis.h"
+#include "findings/findings.h"
 
-#include "findings/image_rows.h"
 #include "findings/outline_contrast.h"
 #include "host/source_images.h"
 #include "io/refusal.h"
@@ -29,9 +28,10 @@ Host::Phantom phantom_of(PhantomLook look, PhantomFrame frame = PhantomFrame::kN
 }
 
 // Overlap with the pixels whose label is at least `least`, at the working grid.
-double dice(const Mask& mask, const Host::ImageAnalysis& analysis, const Host::Phantom& truth, unsigned least) {
-    const Bitmap bitmap = bitmap_of(mask, analysis.prepared.image->GetWidth(), analysis.prepared.image->GetHeight());
-    const Host::SourceBox& crop = analysis.crop;
+double dice(const Host::FoundMask& found, const Host::Findings& analysis, const Host::Phantom& truth, unsigned least) {
+    const Bitmap bitmap =
+        bitmap_of(found.region.mask(), analysis.working_image().GetWidth(), analysis.working_image().GetHeight());
+    const Host::SourceBox& crop = analysis.crop();
     unsigned both = 0, sum = 0;
     for (unsigned y = 0; y < bitmap.height; ++y) {
         for (unsigned x = 0; x < bitmap.width; ++x) {
@@ -46,8 +46,8 @@ double dice(const Mask& mask, const Host::ImageAnalysis& analysis, const Host::P
 }
 
 // Contour points with both inside and outside of the full mask within 3 pixels.
-unsigned points_on_outline(const Host::MasksResult& masks) {
-    const Bitmap full = bitmap_of(masks.full.mask, 1000, 1000);
+unsigned points_on_outline(const Host::FoundMasks& masks) {
+    const Bitmap full = bitmap_of(masks.full.region.mask(), 1000, 1000);
     const std::vector<int>& points = masks.contour->points;
     unsigned near = 0;
     for (std::size_t i = 0; i < points.size(); i += 2) {
@@ -80,20 +80,20 @@ TEST(Analyse, FindsCropClassSideAndTruth) {
         AnalysisOptions options;
         options.crops_film_area = scene.crops;
         if (!scene.crops) options.noise = BG_AUTO_COARSE;
-        const Host::ImageAnalysis analysis = Host::analyse(source_of(phantom), options);
-        const Host::MasksResult& masks = analysis.masks;
-        SCOPED_TRACE(std::to_string(i) + ": " + analysis.settings.noise_reason);
+        const Host::Findings analysis = Host::analyse(source_of(phantom), options);
+        const Host::FoundMasks& masks = analysis.masks;
+        SCOPED_TRACE(std::to_string(i) + ": " + analysis.settings.noise.from);
         EXPECT_EQ(is_film && scene.crops ? 3U : 0U, analysis.noise_trials.size());
-        EXPECT_EQ(is_film, analysis.settings.noise != BG_MG);
-        EXPECT_EQ(side, analysis.settings.side);
+        EXPECT_EQ(is_film, analysis.settings.noise.value != BG_MG);
+        EXPECT_EQ(side, analysis.settings.side.value);
         EXPECT_EQ(scene.crops && scene.frame == PhantomFrame::kCollimation,
-                  analysis.crop != Host::whole_of(analysis.source));
+                  analysis.crop() != Host::whole_of(analysis.source));
         EXPECT_EQ(Masking::MASK_OK, masks.full.status);
         EXPECT_EQ(has_muscle ? Masking::MASK_OK : Masking::MASK_PECT_NOT_APPLICABLE, masks.pectoral.status);
-        EXPECT_GT(dice(masks.breast.mask, analysis, phantom, Host::kLabelBreast), scene.crops ? 0.98 : 0.97);
-        EXPECT_GT(dice(masks.full.mask, analysis, phantom, Host::kLabelBreast), 0.97);
-        EXPECT_GT(dice(masks.frame.mask, analysis, phantom, Host::kLabelBackground), scene.crops ? 0.99 : 0.90);
-        const double muscle = dice(masks.pectoral.mask, analysis, phantom, Host::kLabelPectoral);
+        EXPECT_GT(dice(masks.breast, analysis, phantom, Host::kLabelBreast), scene.crops ? 0.98 : 0.97);
+        EXPECT_GT(dice(masks.full, analysis, phantom, Host::kLabelBreast), 0.97);
+        EXPECT_GT(dice(masks.frame, analysis, phantom, Host::kLabelBackground), scene.crops ? 0.99 : 0.90);
+        const double muscle = dice(masks.pectoral, analysis, phantom, Host::kLabelPectoral);
         EXPECT_GT(has_muscle ? muscle : 1.0, scene.crops ? 0.97 : 0.95);
         EXPECT_EQ(Masking::MASK_OK, masks.contour->status);
         EXPECT_EQ(1440U, masks.contour->points.size());
@@ -108,31 +108,30 @@ TEST(Analyse, ARejectedMuscleIsNoMask) {
     const auto without = phantom_of(PhantomLook::kFilm, PhantomFrame::kNone, SIDE_CHEST_LEFT, VIEW_NO_PECT);
     const auto analysis = Host::analyse(source_of(without), options);
     EXPECT_EQ(Masking::MASK_PECT_REJECTED, analysis.masks.pectoral.status);
-    EXPECT_TRUE(runs_of(analysis.masks.pectoral.mask).empty());
+    EXPECT_EQ(0U, analysis.masks.pectoral.region.area());
 }
 
 TEST(Analyse, SettingsComeFromUserThenHeaderThenPixels) {
     const SourceImage plain = source_of(phantom_of(PhantomLook::kFilm));
     SourceImage header = plain;
-    header.noise = BG_MG_RAW_3;
-    header.noise_from = "PresentationIntentType";
-    header.padding = Host::PaddingRange{0, 40};
+    header.noise = Host::Sourced{BG_MG_RAW_3, "PresentationIntentType"};
+    header.padding = Host::Sourced{Host::PaddingRange{0, 40}};
     const auto analysed = [](const SourceImage& source, const auto& set) {
         AnalysisOptions options;
         set(options);
         return Host::analyse(source, options);
     };
     const auto as_header = analysed(header, [](AnalysisOptions&) {});
-    EXPECT_EQ(BG_MG_RAW_3, as_header.settings.noise);
-    EXPECT_EQ("PresentationIntentType", as_header.settings.noise_reason);
-    EXPECT_EQ("ViewPosition", as_header.settings.view_reason);
-    EXPECT_EQ(BG_FIXED_HIGH, analysed(header, [](auto& o) { o.noise = BG_FIXED_HIGH; }).settings.noise);
+    EXPECT_EQ(BG_MG_RAW_3, as_header.settings.noise.value);
+    EXPECT_EQ("PresentationIntentType", as_header.settings.noise.from);
+    EXPECT_EQ("ViewPosition", as_header.settings.view.from);
+    EXPECT_EQ(BG_FIXED_HIGH, analysed(header, [](auto& o) { o.noise = BG_FIXED_HIGH; }).settings.noise.value);
     EXPECT_EQ(3U, analysed(header, [](auto& o) { o.tries_noise = true; }).noise_trials.size());
     // The given level is searched by the library, borders and all.
     const auto framed = source_of(phantom_of(PhantomLook::kFilm, PhantomFrame::kCollimation));
     const auto given = analysed(framed, [](auto& o) { o.padding = {0, 40}; });
-    EXPECT_EQ(BG_GIVEN_LEVEL, given.settings.noise);
-    EXPECT_EQ(Host::whole_of(framed), given.crop);
+    EXPECT_EQ(BG_GIVEN_LEVEL, given.settings.noise.value);
+    EXPECT_EQ(Host::whole_of(framed), given.crop());
 }
 
 TEST(Analyse, SideOfTheHeaderIsCheckedAgainstThePixels) {
@@ -160,16 +159,14 @@ TEST(Analyse, SideOfTheHeaderIsCheckedAgainstThePixels) {
     for (const auto& row : table) {
         SCOPED_TRACE(row.name);
         SourceImage source = row.image;
-        source.chest_wall = row.header;
-        source.chest_wall_from = "PatientOrientation";
-        source.laterality = row.laterality;
-        source.laterality_from = "ImageLaterality";
+        if (row.header) source.chest_wall = Host::Sourced{*row.header, "PatientOrientation"};
+        if (row.laterality) source.laterality = Host::Sourced{*row.laterality, "ImageLaterality"};
         AnalysisOptions options;
         options.side = row.given;
         options.noise = BG_MG;
         const auto analysis = Host::analyse(source, options);
-        EXPECT_EQ(row.expected, analysis.settings.side);
-        EXPECT_THAT(analysis.settings.side_reason, HasSubstr(row.reason));
+        EXPECT_EQ(row.expected, analysis.settings.side.value);
+        EXPECT_THAT(analysis.settings.side.from, HasSubstr(row.reason));
         std::string warnings;
         for (const std::string& warning : analysis.warnings) warnings += warning;
         EXPECT_THAT(warnings, HasSubstr(row.warning));
@@ -196,10 +193,10 @@ TEST(OutlineContrast, IsTheLogarithmOfTheStepAtTheSkinAlone) {
         if (y >= 80 && x >= 30) return 65000U;
         return x < 60 && y >= 20 ? 20000U : 2000U;
     };
-    Host::PreparedImage prepared{grey_image(100, 100, grey_at), 1.0F, 0, 0};
-    Mask breast = rectangle(0, 59, 20, 79), frame = rectangle(0, 99, 0, 79), empty;
-    EXPECT_NEAR(std::log(20256.0 / 2256.0), Host::outline_contrast(prepared, breast, frame), 1e-9);
-    EXPECT_EQ(0.0, Host::outline_contrast(prepared, empty, frame));
+    const auto prepared = grey_image(100, 100, grey_at);
+    const Host::Region breast(rectangle(0, 59, 20, 79)), frame(rectangle(0, 99, 0, 79)), empty;
+    EXPECT_NEAR(std::log(20256.0 / 2256.0), Host::outline_contrast(*prepared, breast, frame), 1e-9);
+    EXPECT_EQ(0.0, Host::outline_contrast(*prepared, empty, frame));
 }
 
 }  // namespace

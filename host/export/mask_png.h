@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The masks as pictures.
+#pragma once
+
+#include "export/mask_layers.h"
+#include "export/write_png.h"
+#include "findings/findings.h"
+
+#include <string>
+
+namespace Norvane::Host {
+
+/// A grey PNG of 8 bits at the size of the working grid: 255 inside the mask and 0 outside.
+template <const MaskLayer& layer>
+[[nodiscard]] std::string mask_png(const Findings& findings) {
+    const Image& grid = findings.working_image();
+    const MaskBitmap bitmap = layer.region_of(findings.masks).bitmap(grid.GetWidth(), grid.GetHeight());
+    return encode_png(bitmap.pixels, bitmap.width, bitmap.height, PngContent::kRegions);
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+/// What an object that is made of a mammogram repeats of its header.
+#pragma once
+
+#include "io/header.h"
+
+#include <dcmtk/config/osconfig.h>
+#include <dcmtk/dcmdata/dcitem.h>
+#include <dcmtk/dcmdata/dctagkey.h>
+
+#include <span>
+#include <string>
+
+namespace Norvane::Host {
+
+/// When a field is written into an object that repeats it.
+enum class Copy {
+    kAlways,   ///< every object has to have it: empty if the source has no valid value
+    kIfValid,  ///< left out if the source has no valid value
+    kByRule,   ///< the writer has a rule of its own for it
+};
+
+struct CopiedField {
+    DcmTagKey tag;
+    Copy copy;
+    const char* multiplicity = "1";  ///< number of its values, as DICOM writes it
+    const char* letters = nullptr;   ///< of which values are made, if the type allows more than the field; null: any
+};
+[[nodiscard]] std::span<const CopiedField> copied_fields();
+
+/// What the fields hold, all values of each. A field that is missing, or that breaks the rules of its type, is left
+/// out: other programs would refuse an object into which it is copied.
+[[nodiscard]] DicomTexts copied_texts(DcmItem& object);
+
+/// The text of a field; empty if it is not among them.
+[[nodiscard]] std::string copied_text(const DicomTexts& texts, const DcmTagKey& tag);
+
+}  // namespace Norvane::Host
