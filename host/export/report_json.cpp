@@ -86,6 +86,14 @@ Json with_reason(const Sourced<Value>& setting) {
     return {{"value", fact_json(setting.value)}, {"reason", setting.from}};
 }
 
+Json header_json(const Header& header) {
+    Json texts = Json::object();
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        texts[kTextFacts[i].name] = header.texts[i] ? with_reason(*header.texts[i]) : Json(nullptr);
+    }
+    return texts;
+}
+
 Json settings_json(const Findings& findings) {
     const ImageSettings& settings = findings.settings;
     const Said<Laterality>& laterality = findings.source.laterality;
@@ -175,6 +183,7 @@ std::string report_json(const Findings& findings) {
                  {"geometry", geometry_json(findings)},
                  {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
                  {"masks", masks_json(masks, findings.working_image())}};
+    if (!kTextFacts.empty()) json["header"] = header_json(findings.source);
     if (masks.contour) json["contour"] = json_of(*masks.contour);
     std::string text;
     print(json, "", text);

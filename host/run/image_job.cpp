@@ -59,6 +59,10 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
     record.outline_contrast = findings.outline_contrast;
     record.flags = findings.source.flags;
     record.warnings = findings.warnings;
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        const Said<std::string>& text = findings.source.texts[i];
+        if (text) record.texts[i] = text->value;
+    }
     return record;
 }
 

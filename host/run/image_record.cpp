@@ -33,6 +33,7 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit("outline_contrast", record.outline_contrast);
     visit("flags", record.flags);
     visit("warnings", record.warnings);
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) visit(kTextFacts[i].name, record.texts[i]);
     visit("seconds_reading", record.seconds.reading);
     visit("seconds_analysis", record.seconds.analysis);
     visit("seconds_writing", record.seconds.writing);

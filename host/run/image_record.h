@@ -2,8 +2,11 @@
 /// What a run keeps of each image, for its tables and its page, and its forms as text.
 #pragma once
 
+#include "io/header.h"
+
 #include <norvane/masking.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,9 +37,10 @@ struct ImageRecord {
     double pixel_size_um = 0.0;
     double breast_mm2 = 0.0;
     double pectoral_mm2 = 0.0;
-    double outline_contrast = 0.0;      ///< across the breast's outline; low values are doubtful
-    std::vector<std::string> flags;     ///< such as "spot", "implant"
-    std::vector<std::string> warnings;  ///< sentences
+    double outline_contrast = 0.0;                     ///< across the breast's outline; low values are doubtful
+    std::vector<std::string> flags;                    ///< such as "spot", "implant"
+    std::vector<std::string> warnings;                 ///< sentences
+    std::array<std::string, kTextFacts.size()> texts;  ///< those of the header; empty if it does not say them
     StageTimes seconds;
 };
 

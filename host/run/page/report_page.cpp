@@ -90,17 +90,22 @@ std::string text_with_unit(double value, int decimals, const char* unit) {
 Json figures_of(const ImageRecord& record) {
     constexpr double kMm2PerCm2 = 100.0;
     const StageTimes& s = record.seconds;
-    return Json::array({{"Results", record.name + ".*"},
-                        {"Format", record.format},
-                        {"Size", std::to_string(record.width) + " x " + std::to_string(record.height) + " pixels"},
-                        {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
-                        {"Noise class", record.noise},
-                        {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
-                        {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                        {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                        {"Time to read", text_with_unit(s.reading, 2, "s")},
-                        {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
-                        {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    Json figures =
+        Json::array({{"Results", record.name + ".*"},
+                     {"Format", record.format},
+                     {"Size", std::to_string(record.width) + " x " + std::to_string(record.height) + " pixels"},
+                     {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
+                     {"Noise class", record.noise},
+                     {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
+                     {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
+                     {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
+                     {"Time to read", text_with_unit(s.reading, 2, "s")},
+                     {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
+                     {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        if (!record.texts[i].empty()) figures.push_back({kTextFacts[i].keyword, record.texts[i]});
+    }
+    return figures;
 }
 
 Json json_of(const ImageRecord& record) {
