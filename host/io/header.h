@@ -51,7 +51,9 @@ struct TextFact {
     const char* keyword;  ///< of that field
     const char* meaning;  ///< a sentence
 };
-inline constexpr std::array<TextFact, 0> kTextFacts{};
+inline constexpr std::array kTextFacts{
+    TextFact{"study_instance_uid", 0x0020'000D, "StudyInstanceUID", "Identifier of the study"},
+};
 
 /// Texts of a DICOM header by the number of their field, group and element.
 using DicomTexts = std::map<std::uint32_t, std::string>;

@@ -26,6 +26,9 @@ std::string facts_of(const Host::SourceImage& image) {
     if (image.noise) add("noise " + std::to_string(image.noise->value), image.noise->from);
     if (image.padding) add("padding " + text(image.padding->value.low) + ".." + text(image.padding->value.high));
     if (image.window) add("window " + text(image.window->value.centre) + ", " + text(image.window->value.width));
+    for (const auto& fact : image.texts) {
+        if (fact) add(fact->value, fact->from);
+    }
     if (image.needs_inversion) add("inverted");
     for (const std::string& flag : image.flags) add("flag " + flag);
     for (const std::string& warning : image.warnings) add("warning: " + warning);
@@ -48,6 +51,8 @@ const struct {
     {kShared + "PixelMeasuresSequence[0].PixelSpacing=0.09\\0.09", "size 90 by PixelSpacing"},
     {"ImagerPixelSpacing=0\\0; PixelSpacing=0.1\\0.1",
      "size 100 by PixelSpacing; warning: the header has the ImagerPixelSpacing '0', which is not a length"},
+    // Texts.
+    {"StudyInstanceUID=1.2.3 ", "1.2.3 by StudyInstanceUID"},
     // The breast, and the border at which the chest wall lies.
     {"Laterality=L; ImageLaterality=R",
      "right breast by ImageLaterality; warning: ImageLaterality says right, Laterality says left"},
