@@ -34,15 +34,21 @@ constexpr TransferSyntax kSyntaxes[] = {
     {"1.2.840.10008.1.2.4.203", "HTJ2K", kExplicit, Syntax::kJpeg2000},
 };
 
+Refusal not_read(const std::string& name, const std::string& uid) {
+    return Refusal("is compressed as " + name + " (" + uid + "), which is not read");
+}
+
 }  // namespace
 
 const TransferSyntax& transfer_syntax_of(const std::string& uid) {
     for (const TransferSyntax& syntax : kSyntaxes) {
-        if (uid == syntax.uid) return syntax;
+        if (uid != syntax.uid) continue;
+        if (syntax.pixels == Syntax::kNotRead) throw not_read(syntax.name, uid);
+        return syntax;
     }
     const DcmXfer known(uid.c_str());
     if (known.getXfer() == EXS_Unknown) throw Refusal("has the unknown transfer syntax " + uid);
-    throw Refusal(std::string("is compressed as ") + known.getXferName() + " (" + uid + "), which is not read");
+    throw not_read(known.getXferName(), uid);
 }
 
 const TransferSyntax& plain_syntax_of(const ElementEncoding& elements) {

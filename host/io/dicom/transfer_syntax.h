@@ -12,7 +12,7 @@ struct TransferSyntax {
     const char* uid;
     const char* name;
     ElementEncoding elements;
-    enum Pixels { kUncompressed, kDeflated, kRunLengths, kJpeg, kJpeg2000 } pixels;
+    enum Pixels { kUncompressed, kDeflated, kRunLengths, kJpeg, kJpeg2000, kNotRead } pixels;
 
     /// Otherwise each frame is compressed by itself and lies in fragments.
     [[nodiscard]] bool has_plain_pixels() const { return pixels == kUncompressed || pixels == kDeflated; }
