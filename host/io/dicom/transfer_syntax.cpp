@@ -32,6 +32,11 @@ constexpr TransferSyntax kSyntaxes[] = {
     {"1.2.840.10008.1.2.4.201", "HTJ2K lossless", kExplicit, Syntax::kJpeg2000},
     {"1.2.840.10008.1.2.4.202", "HTJ2K lossless by resolution", kExplicit, Syntax::kJpeg2000},
     {"1.2.840.10008.1.2.4.203", "HTJ2K", kExplicit, Syntax::kJpeg2000},
+    {"1.2.840.10008.1.2.4.55", "progressive JPEG", kExplicit, Syntax::kNotRead},
+    {"1.2.840.10008.1.2.4.110", "JPEG XL lossless", kExplicit, Syntax::kNotRead},
+    {"1.2.840.10008.1.2.4.111", "JPEG XL recompressed JPEG", kExplicit, Syntax::kNotRead},
+    {"1.2.840.10008.1.2.4.112", "JPEG XL", kExplicit, Syntax::kNotRead},
+    {"1.2.840.10008.1.2.8.1", "deflated frames", kExplicit, Syntax::kNotRead},
 };
 
 Refusal not_read(const std::string& name, const std::string& uid) {

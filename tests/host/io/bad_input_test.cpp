@@ -69,6 +69,8 @@ TEST(BadDicom, UnreadableEncodingsAreNamed) {
     EXPECT_EQ("is compressed as MPEG2 Main Profile @ Main Level (1.2.840.10008.1.2.4.100), which is not read",
               as("1.2.840.10008.1.2.4.100"));
     EXPECT_EQ("has the unknown transfer syntax 1.2.3.4", as("1.2.3.4"));
+    EXPECT_EQ("is compressed as progressive JPEG (1.2.840.10008.1.2.4.55), which is not read",
+              as("1.2.840.10008.1.2.4.55"));
     EXPECT_EQ("has no compressed pixel data, although its transfer syntax promises it", as("1.2.840.10008.1.2.4.90"));
 }
 
