@@ -1,53 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/label_map.h"
 
+#include "export/gzip_stream.h"
 #include "export/program_version.h"
 #include "export/source_masks.h"
 #include "export/write_png.h"
 #include "io/number_text.h"
 
-#include <zlib.h>
-
-#include <new>
-
 namespace Norvane::Host {
-namespace {
-
-/// Compresses bytes as they come into a gzip stream. Without a time in it: the same input gives the same bytes.
-class GzipStream {
-public:
-    explicit GzipStream(std::string& bytes) : output(bytes) {
-        constexpr int kLevel = 9;
-        constexpr int kWindowBits = 15 + 16;  // 16 asks for the gzip wrapper
-        constexpr int kMemoryLevel = 8;
-        // As runs: labels are areas, and the general search takes five times as long.
-        if (deflateInit2(&stream, kLevel, Z_DEFLATED, kWindowBits, kMemoryLevel, Z_RLE) != Z_OK) throw std::bad_alloc();
-    }
-    ~GzipStream() { deflateEnd(&stream); }
-    GzipStream(const GzipStream&) = delete;
-    GzipStream& operator=(const GzipStream&) = delete;
-
-    void write(std::span<std::uint8_t> row) { run(row, Z_NO_FLUSH); }
-    void finish() { run({}, Z_FINISH); }
-
-private:
-    void run(std::span<std::uint8_t> row, int flush) {
-        stream.next_in = row.data();
-        stream.avail_in = static_cast<uInt>(row.size());
-        do {
-            char buffer[16384];
-            stream.next_out = reinterpret_cast<Bytef*>(buffer);
-            stream.avail_out = sizeof buffer;
-            (void)deflate(&stream, flush);  // fails for wrong use only
-            output.append(buffer, sizeof buffer - stream.avail_out);
-        } while (stream.avail_out == 0);
-    }
-
-    std::string& output;
-    z_stream stream{};
-};
-
-}  // namespace
 
 std::string label_png(const Findings& findings) {
     const LabelImage labels(findings);
