@@ -5,6 +5,7 @@
 #include "export/dicom_seg.h"
 #include "export/label_map.h"
 #include "export/mask_png.h"
+#include "export/nifti.h"
 #include "export/overlay.h"
 #include "export/page_files.h"
 #include "export/report_json.h"
@@ -30,6 +31,7 @@ const std::vector<ResultKind>& result_kinds() {
           {"full.png", mask_png<kFullLayer>},
           {"outer.png", mask_png<kOuterLayer>}}},
         {"nrrd", "NRRD label map in millimetres", false, {{"labels.nrrd", label_nrrd}}},
+        {"nifti", "NIfTI label map in millimetres", false, {{"labels.nii.gz", label_nifti}}},
         {"crop", "16-bit PNG of the breast on black", false, {{"crop.png", breast_crop_png}}},
         {"page",
          "pictures for report.html",

@@ -10,7 +10,7 @@ _norvane_values() {
         masks:--noise)
             echo auto auto-coarse auto-fine auto-medium fixed-high fixed-mid given-level mg mg-raw mg-raw-2 mg-raw-3
             ;;
-        masks:--results) echo crop json labels masks nrrd overlay page seg seg-joined ;;
+        masks:--results) echo crop json labels masks nifti nrrd overlay page seg seg-joined ;;
         masks:--format | info:--format) echo text json ;;
         masks:--decode | info:--decode) echo isolated in-process ;;
         phantom:--frame) echo collimation none ;;

@@ -59,8 +59,7 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
     const Host::FoundMasks& masks = findings.masks;
     const TemporaryFolder folder;
     const auto kinds = Host::kinds_named({"masks"});
-    for (const Host::ResultFile& file : kinds.front().files)
-        (void)folder.write(file.ending, file.encode(findings));
+    for (const Host::ResultFile& file : kinds.front().files) (void)folder.write(file.ending, file.encode(findings));
     const std::pair<const char*, const Host::Region*> named[] = {{"frame", &masks.frame.region},
                                                                  {"breast", &masks.breast.region},
                                                                  {"pectoral", &masks.pectoral.region},

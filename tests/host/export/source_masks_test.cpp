@@ -2,6 +2,7 @@
 #include "export/source_masks.h"
 #include "export/breast_crop.h"
 #include "export/label_map.h"
+#include "export/nifti.h"
 #include "host/host_support.h"
 #include "phantom_analysis.h"
 #include "support/builders.h"
@@ -37,7 +38,15 @@ TEST(SourceMask, IsWhatHitTestSays) {
     }
 }
 
-// Labels as PNG and NRRD, and the crop that they cut out, of the whole image and of a film area inside it.
+std::string unpacked(const TemporaryFolder& folder, const std::string& packed) {
+    gzFile gzip = gzopen(folder.write("packed.gz", packed).c_str(), "rb");
+    std::string bytes(2'000'000, '\0');
+    bytes.resize(static_cast<std::size_t>(gzread(gzip, bytes.data(), static_cast<unsigned>(bytes.size()))));
+    EXPECT_EQ(Z_OK, gzclose(gzip));
+    return bytes;
+}
+
+// Labels as PNG, NRRD and NIfTI, and the crop that they cut out, of the whole image and of a film area inside it.
 TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
     for (const bool is_inverted : {false, true}) {
         Host::Findings findings = analysed_phantom(VIEW_PECT, is_inverted);
@@ -47,10 +56,13 @@ TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
         const std::string nrrd = Host::label_nrrd(findings);
         const std::string header = nrrd.substr(0, nrrd.find("\n\n"));
         EXPECT_THAT(header, ::testing::HasSubstr("\nsizes: 1001 1303\nspacings: 0.163 0.163\n"));
-        std::vector<unsigned char> volume(png.samples.size() + 1);  // one more, so that a longer stream shows
-        gzFile gzip = gzopen(folder.write("volume.gz", nrrd.substr(header.size() + 2)).c_str(), "rb");
-        ASSERT_EQ(1001 * 1303, gzread(gzip, volume.data(), static_cast<unsigned>(volume.size())));
-        EXPECT_EQ(Z_OK, gzclose(gzip));
+        const std::string volume = unpacked(folder, nrrd.substr(header.size() + 2));
+        ASSERT_EQ(1001U * 1303U, volume.size());
+        const std::string nifti = unpacked(folder, Host::label_nifti(findings));
+        EXPECT_EQ("n+1", std::string(&nifti[344]));
+        EXPECT_EQ(std::string("\x02\0\xE9\x03\x17\x05\x01\0", 8), nifti.substr(40, 8));  // axes, columns, rows, slices
+        EXPECT_EQ(std::string("\x79\xE9\x26\x3E", 4), nifti.substr(80, 4));              // 0.163 mm
+        EXPECT_TRUE(volume == nifti.substr(352));
 
         const LabelTester truth(findings);
         std::vector<unsigned> counts(3);
@@ -60,7 +72,7 @@ TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
                 const unsigned label = truth.at(x, y);
                 ++counts[label];
                 ASSERT_EQ(label, png.samples[y * 1001 + x]) << x << ", " << y;
-                ASSERT_EQ(label, volume[y * 1001 + x]) << x << ", " << y;
+                ASSERT_EQ(label, static_cast<unsigned char>(volume[y * 1001 + x])) << x << ", " << y;
                 if (label == 0) continue;
                 left = std::min(left, x), right = std::max(right, x + 1);
                 top = std::min(top, y), bottom = std::max(bottom, y + 1);
