@@ -110,7 +110,8 @@ SharedMask combined(SetOperation operation, const GridMask& first, const GridMas
 }
 
 bool is_equal(const GridMask& first, const GridMask& second) {
-    return first.region == second.region && first.width == second.width && first.height == second.height;
+    const auto grid_of = [](const GridMask& mask) { return std::pair(mask.width, mask.height); };
+    return first.region == second.region && grid_of(first) == grid_of(second);
 }
 
 Mask empty_mask(double pixel_size) {

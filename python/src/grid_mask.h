@@ -18,9 +18,9 @@ namespace py = pybind11;
 
 /// A mask and the size of the grid on which it lies.
 struct GridMask {
-    const Host::Region region;
-    const unsigned width = 0;
-    const unsigned height = 0;
+    Host::Region region;
+    unsigned width;
+    unsigned height;
 };
 using SharedMask = std::shared_ptr<GridMask>;
 
