@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks who includes whom in src/, host/, apps/ and python/: downwards only, see docs/architecture.md. In src/, members
-of the public classes of rules are defined in the face alone. Prints each breach and exits 1 on any."""
+"""Checks who includes whom in src/, host/, apps/ and python/: downwards only, see docs/architecture.md. In src/,
+members of the public classes of rules are defined in the face alone. Prints each breach and exits 1 on any."""
 import pathlib
 import re
 import sys

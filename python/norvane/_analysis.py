@@ -26,8 +26,9 @@ _FACT_KINDS = {"side": IMAGE_SIDE, "view": IMAGE_VIEW, "noise": BG_NOISE}  # enu
 class Source:
     """A mammogram as its file holds it: what the program's reader delivers.
 
-    ``pixels`` are uint16, rows x columns, read-only, with samples from 0 up; ``file`` is the name. The rest are facts from
-    the header, each an attribute that is None if the file does not say it; ``said_by`` names the field that says a fact.
+    ``pixels`` are uint16, rows x columns, read-only, with samples from 0 up; ``file`` is the name. The rest are facts
+    from the header, each an attribute that is None if the file does not say it; ``said_by`` names the field that says
+    a fact.
     """
 
     __slots__ = ("pixels", "file", "_source", "_facts")
@@ -57,7 +58,8 @@ class Source:
         return f"<norvane.Source {file}: {self.format}, {self.pixels.shape[0]} x {self.pixels.shape[1]}>"
 
 
-Source.__doc__ = f"{Source.__doc__}\n" + "".join(f"    {name}: {text}\n" for name, text in _norvane.meanings_of_facts.items())
+_MEANINGS = "".join(f"    {name}: {text}\n" for name, text in _norvane.meanings_of_facts.items())
+Source.__doc__ = f"{Source.__doc__}\n{_MEANINGS}"
 
 
 def read(
