@@ -9,9 +9,11 @@
 #include "io/refusal.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Norvane::Host {
 namespace {
@@ -19,6 +21,8 @@ namespace {
 using namespace std::string_view_literals;
 
 struct Format {
+    const char* name;
+    std::vector<std::string_view> endings;  // of file names, in lower case
     bool (*is_start_of)(std::string_view first_bytes);
     SourceImage (*read)(const std::filesystem::path& file, const ReadOptions& options);
 };
@@ -53,8 +57,18 @@ SourceImage read_single(const std::filesystem::path& file, const ReadOptions& op
 }
 
 // Asked in this order: a file can be DICOM and TIFF in one.
-constexpr Format kFormats[] = {
-    {is_png, read_single<read_png>}, {is_netpbm, read_single<read_pgm>}, {is_dicom, read_dicom}, {is_tiff, read_tiff}};
+const Format kFormats[] = {
+    {"PNG", {".png"}, is_png, read_single<read_png>},
+    {"PGM", {".pgm", ".pnm"}, is_netpbm, read_single<read_pgm>},
+    {"DICOM", {".dcm", ".dicom", ".ima"}, is_dicom, read_dicom},
+    {"TIFF", {".tif", ".tiff"}, is_tiff, read_tiff},
+};
+
+std::string names_of_formats() {
+    std::string names;
+    for (const Format& format : kFormats) names += (names.empty() ? "" : ", ") + std::string(format.name);
+    return names;
+}
 
 // What people hand in by mistake, to be refused by its name.
 struct ForeignFormat {
@@ -80,14 +94,25 @@ std::string first_bytes_of(const std::filesystem::path& file) {
 SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options) {
     const std::string head = first_bytes_of(file);
     for (const Format& format : kFormats) {
-        if (format.is_start_of(head)) return format.read(file, options);
+        if (!format.is_start_of(head)) continue;
+        SourceImage image = format.read(file, options);
+        image.format = format.name;
+        return image;
     }
     for (const ForeignFormat& foreign : kForeignFormats) {
         if (head.starts_with(foreign.start)) {
-            throw Refusal(std::string("is ") + foreign.name + "; PNG, PGM, TIFF and DICOM are read");
+            throw Refusal(std::string("is ") + foreign.name + "; these formats are read: " + names_of_formats());
         }
     }
-    throw Refusal("is not an image that can be read (PNG, PGM, TIFF, DICOM)");
+    throw Refusal("is not an image that can be read (" + names_of_formats() + ")");
+}
+
+bool has_image_ending(const std::filesystem::path& file) {
+    std::string ending = file.extension().string();
+    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return std::ranges::any_of(kFormats, [&ending](const Format& format) {
+        return std::ranges::find(format.endings, ending) != format.endings.end();
+    });
 }
 
 bool has_known_format(const std::filesystem::path& file) {

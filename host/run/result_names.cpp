@@ -1,25 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/result_names.h"
 
-#include <algorithm>
-#include <cctype>
+#include "io/read_image.h"
+
 #include <map>
 #include <set>
 
 namespace Norvane::Host {
-namespace {
-
-// Only endings of image files are cut off: the names of DICOM files are often numbers with dots, all of which count.
-constexpr const char* kImageEndings[] = {".png", ".pgm", ".pnm", ".tif", ".tiff", ".dcm", ".dicom", ".ima"};
-
-}  // namespace
-
-bool has_image_ending(const std::filesystem::path& file) {
-    std::string ending = file.extension().string();
-    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return std::ranges::find(kImageEndings, ending) != std::end(kImageEndings);
-}
-
 std::string own_result_name(const Input& input) {
     std::filesystem::path name = std::filesystem::path(input.file).lexically_normal();
     name = input.base.empty() ? name.filename() : name.lexically_relative(input.base);

@@ -10,9 +10,6 @@
 
 namespace Norvane::Host {
 
-/// Whether the name of a file ends like that of an image, such as ".dcm".
-[[nodiscard]] bool has_image_ending(const std::filesystem::path& file);
-
 /// The name that an input has as long as no other claims it: its path below its base, or the file's name where it has
 /// no base; without the ending of an image. It depends on no other input, so that a later run finds the results again.
 [[nodiscard]] std::string own_result_name(const Input& input);

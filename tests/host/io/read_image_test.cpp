@@ -177,8 +177,8 @@ TEST(ReadImage, RefusesInOneSentence) {
         std::string bytes, message;
     } table[] = {
         {"", "is empty"},
-        {"hello", "is not an image that can be read (PNG, PGM, TIFF, DICOM)"},
-        {"\xFF\xD8\xFF\xE0", "is a JPEG file; PNG, PGM, TIFF and DICOM are read"},
+        {"hello", "is not an image that can be read (PNG, PGM, DICOM, TIFF)"},
+        {"\xFF\xD8\xFF\xE0", "is a JPEG file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"MM\0*\0\0"s, "is a damaged or truncated TIFF file: Cannot read TIFF header"},
         {png_of(PNG_FORMAT_RGB), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_RGBA), "is a colour image; grey images are read"},
