@@ -3,21 +3,66 @@
 
 #include "export/program_version.h"
 #include "io/printable.h"
-#include "option_texts.h"
-#include "program.h"
-#include "verbs/info_options.h"
-#include "verbs/masks_options.h"
-#include "verbs/phantom_options.h"
-#include "verbs/score_options.h"
+#include "run/exit_code.h"
 
 #include <CLI/CLI.hpp>
 
+#include <exception>
+#include <list>
 #include <ostream>
 #include <string>
 
 namespace Norvane::Host {
+namespace {
 
-Command parse_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+// A verb in the parser, and what was given for it.
+class VerbParser {
+public:
+    VerbParser(CLI::App& app, Verb declared)
+        : verb(std::move(declared)), parser(app.add_subcommand(verb.name, verb.summary)) {
+        CLI::Option* positional = parser->add_option(verb.words.name, words, verb.words.help)->type_name("");
+        if (verb.words.are_required) positional->required();
+        if (!verb.words.are_many) positional->expected(1);
+        for (const OptionFacts& option : verb.options) options.push_back(add(option));
+        parser->footer(kExitCodesHelp);
+    }
+    VerbParser(const VerbParser&) = delete;  // the parser points into this object
+    VerbParser& operator=(const VerbParser&) = delete;
+
+    [[nodiscard]] bool is_chosen() const { return parser->parsed(); }
+
+    [[nodiscard]] Task task() const {
+        GivenOptions given;
+        for (std::size_t i = 0; i < options.size(); ++i) {
+            if (options[i]->count() > 0) given[verb.options[i].name] = options[i]->results();
+        }
+        try {
+            return verb.prepare(words, given);
+        } catch (const WrongOption& wrong) {
+            throw CLI::ValidationError((wrong.option.empty() ? "" : "--" + wrong.option + ": ") + wrong.what());
+        }
+    }
+
+private:
+    CLI::Option* add(const OptionFacts& option) {
+        std::string names = "--" + option.name;
+        if (option.letter != '\0') names = std::string("-") + option.letter + "," + names;
+        if (option.kind == OptionKind::kTwoWayFlag) names += ",!--no-" + option.name;
+        const std::string help = help_text(option);
+        CLI::Option* added = is_flag(option) ? parser->add_flag(names, help) : parser->add_option(names, help);
+        if (option.kind == OptionKind::kList) added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        return added->type_name(value_text(option))->group(option.group);
+    }
+
+    Verb verb;
+    CLI::App* parser;
+    std::vector<std::string> words;
+    std::vector<CLI::Option*> options;  // in the order of those of the verb
+};
+
+}  // namespace
+
+std::variant<int, Task> parse_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
     CLI::App app("Norvane: masks of mammograms", "norvane");
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("norvane ") + program_version(), "Print the version and exit");
@@ -25,18 +70,30 @@ Command parse_command_line(int argc, const char* const* argv, std::ostream& out,
     app.failure_message([](const CLI::App* of, const CLI::Error& e) {
         return CLI::FailureMessage::simple(of, CLI::Error(e.get_name(), printable(e.what())));  // it quotes arguments
     });
-    MasksOptionSet masks(app);
-    InfoOptionSet info(app);
-    ScoreOptionSet score(app);
-    PhantomOptionSet phantom(app);
+    std::list<VerbParser> parsers;
+    for (const Verb& verb : verbs()) parsers.emplace_back(app, verb);
     try {
         app.parse(argc, argv);
-        if (masks.is_chosen()) return masks.finish();
-        if (info.is_chosen()) return info.finish();
-        if (score.is_chosen()) return score.finish();
-        return phantom.finish();
+        for (const VerbParser& parser : parsers) {
+            if (parser.is_chosen()) return parser.task();
+        }
+        return kExitUsage;  // not reached: a verb is required
     } catch (const CLI::ParseError& e) {
         return app.exit(e, out, err) == 0 ? kExitDone : kExitUsage;
+    }
+}
+
+int run_program(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+    try {
+        const std::variant<int, Task> parsed = parse_command_line(argc, argv, out, err);
+        const Task* task = std::get_if<Task>(&parsed);
+        const int code = task != nullptr ? (*task)(out, err) : std::get<int>(parsed);
+        if (out.flush()) return code;
+        complain(err, "the report cannot be written to standard output");
+        return code == kExitDone ? kExitPartly : code;
+    } catch (const std::exception& e) {
+        complain(err, e.what());
+        return kExitPartly;
     }
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "program.h"
+#include "command_line.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -41,6 +41,16 @@ std::string progress_text(std::size_t finished, std::size_t kept, std::size_t to
     return text + rate_text + ", " + duration_text(static_cast<double>(total - finished) / rate) + " left";
 }
 
+std::string closing_line(const RunCounts& counts, const char* done) {
+    std::string text = std::to_string(counts.images()) + " images: " + std::to_string(counts.done) + " " + done + ", " +
+                       std::to_string(counts.kept) + " kept from an earlier run, " + std::to_string(counts.refused) +
+                       " refused";
+    if (counts.not_finished > 0) text += ", " + std::to_string(counts.not_finished) + " not finished";
+    if (counts.not_begun > 0) text += ", " + std::to_string(counts.not_begun) + " not begun";
+    if (counts.passed_over > 0) text += "; " + std::to_string(counts.passed_over) + " other files passed over";
+    return text;
+}
+
 Console::Console(std::ostream& report_stream, std::ostream& error_stream, std::size_t images)
     : out(report_stream),
       err(error_stream),

@@ -115,7 +115,7 @@ JobOutcome guarded(const Input& input, const Work& work) {
     }
 }
 
-std::string stamp_options_of(const MasksOptions& options) {
+std::string stamp_options_of(const RunOptions& options) {
     std::string text = std::string(program_version()) + " " + options.stamp_text + "results=";
     for (const std::string& kind : options.results) text += kind + ",";
     return text;
@@ -166,7 +166,7 @@ private:
 
 }  // namespace
 
-ImageJobs::ImageJobs(const MasksOptions& run_options)
+ImageJobs::ImageJobs(const RunOptions& run_options)
     : options(run_options), stamp_options(stamp_options_of(run_options)) {}
 
 fs::path ImageJobs::stem_of(const Input& input) const { return fs::path(options.out_dir) / input.name; }

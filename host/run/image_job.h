@@ -4,9 +4,9 @@
 
 #include "run/image_record.h"
 #include "run/inputs.h"
-#include "run/masks_command.h"
 #include "run/result_folder.h"
 #include "run/run_folder.h"
+#include "run/run_options.h"
 #include "run/stamp.h"
 
 #include <filesystem>
@@ -34,7 +34,7 @@ struct Workplace {
 /// Does the images of a run. Calls for several images may run at the same time.
 class ImageJobs {
 public:
-    explicit ImageJobs(const MasksOptions& run_options);
+    explicit ImageJobs(const RunOptions& run_options);
 
     /// Reads, analyses, writes. Whatever goes wrong ends up as the record's refusal.
     [[nodiscard]] JobOutcome run(const Input& input, const Workplace& place) const;
@@ -48,7 +48,7 @@ private:
                                       const std::optional<Stamp>& old) const;
     [[nodiscard]] std::filesystem::path stem_of(const Input& input) const;
 
-    const MasksOptions& options;
+    const RunOptions& options;
     std::string stamp_options;
 };
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -142,6 +143,16 @@ bool is_below(const fs::path& path, const fs::path& folder) {
 }
 
 }  // namespace
+
+bool is_in_shard(const Input& input, const Shard& shard) {
+    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
+    constexpr std::uint64_t kPrime = 1099511628211U;
+    std::uint64_t hash = kOffset;
+    for (const char c : input.name.empty() ? input.file : input.name) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    }
+    return hash % shard.count == shard.number - 1;
+}
 
 FoundInputs find_inputs(const InputQuery& query) {
     std::vector<std::string> named = query.inputs;

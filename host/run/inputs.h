@@ -17,6 +17,16 @@ struct Input {
     bool is_named = true;        ///< by the user; otherwise a walk found it
 };
 
+/// Part `number` of `count`, from 1.
+struct Shard {
+    unsigned number;
+    unsigned count;
+};
+
+/// Whether the image belongs to the part. That depends on its name alone, so that it is the same part when other
+/// images are added.
+[[nodiscard]] bool is_in_shard(const Input& input, const Shard& shard);
+
 struct InputQuery {
     std::vector<std::string> inputs;  ///< files and folders
     std::string manifest;             ///< a file with more of them; "-" is standard input; empty: none

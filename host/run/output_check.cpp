@@ -56,7 +56,7 @@ private:
 
 class Check {
 public:
-    Check(const MasksOptions& run_options, const ResultFolder& folder, const GivenFiles& given_files)
+    Check(const RunOptions& run_options, const ResultFolder& folder, const GivenFiles& given_files)
         : options(run_options), results(folder), given(given_files) {
         for (const ResultKind& kind : result_kinds()) {
             if (std::ranges::find(options.results, kind.name) == options.results.end()) continue;
@@ -148,7 +148,7 @@ private:
         return false;
     }
 
-    const MasksOptions& options;
+    const RunOptions& options;
     const ResultFolder& results;
     const GivenFiles& given;
     std::vector<std::string> endings;
@@ -159,7 +159,7 @@ private:
 
 }  // namespace
 
-OutputCheck check_outputs(const MasksOptions& options, const std::vector<Input>& inputs) {
+OutputCheck check_outputs(const RunOptions& options, const std::vector<Input>& inputs) {
     std::error_code ignored;
     if (!fs::is_directory(options.out_dir, ignored)) return {};  // nothing lies there, no input either
     const ResultFolder results(options.out_dir);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "run/inputs.h"
-#include "run/masks_command.h"
+#include "run/run_options.h"
 
 #include <string>
 #include <unordered_set>
@@ -22,6 +22,6 @@ struct OutputCheck {
 /// Compares the names of all files that the run would write with its inputs and with what lies in the folder. Each
 /// folder of results is listed once. What is no regular file is left to the image that it refuses. Throws Refusal if
 /// the folder cannot be read.
-[[nodiscard]] OutputCheck check_outputs(const MasksOptions& options, const std::vector<Input>& inputs);
+[[nodiscard]] OutputCheck check_outputs(const RunOptions& options, const std::vector<Input>& inputs);
 
 }  // namespace Norvane::Host

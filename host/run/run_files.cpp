@@ -65,7 +65,7 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 
 }  // namespace
 
-std::vector<RunFile> run_files_of(const MasksOptions& options) {
+std::vector<RunFile> run_files_of(const RunOptions& options) {
     std::string table = "summary";
     if (const auto& shard = options.shard) {
         table += '.';
@@ -77,7 +77,7 @@ std::vector<RunFile> run_files_of(const MasksOptions& options) {
     return files;
 }
 
-std::vector<std::string> write_run_files(const MasksOptions& options, const std::vector<ImageRecord>& records,
+std::vector<std::string> write_run_files(const RunOptions& options, const std::vector<ImageRecord>& records,
                                          const ResultFolder& results, const RunFolder& run) {
     std::vector<std::string> failures;
     for (const RunFile& file : run_files_of(options)) {

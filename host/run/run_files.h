@@ -3,9 +3,9 @@
 #pragma once
 
 #include "run/image_record.h"
-#include "run/masks_command.h"
 #include "run/result_folder.h"
 #include "run/run_folder.h"
+#include "run/run_options.h"
 
 #include <string>
 #include <string_view>
@@ -23,7 +23,7 @@ struct RunFile {
 
 /// summary.csv, summary.ndjson and report.html. The tables of a part K of N are summary.K-of-N.*, and a part has no
 /// page: a run over everything that resumes makes it.
-[[nodiscard]] std::vector<RunFile> run_files_of(const MasksOptions& options);
+[[nodiscard]] std::vector<RunFile> run_files_of(const RunOptions& options);
 
 /// Whether a file that begins so is one of this program.
 [[nodiscard]] inline bool is_of_this_program(const RunFile& file, std::string_view its_beginning) {
@@ -32,7 +32,7 @@ struct RunFile {
 
 /// Writes them, and the list of what failed if one is wanted. Returns a sentence for each that could not
 /// be written, and for each name that the list cannot hold.
-[[nodiscard]] std::vector<std::string> write_run_files(const MasksOptions& options,
+[[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const ResultFolder& results, const RunFolder& run);
 

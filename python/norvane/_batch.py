@@ -1,18 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
 """Runs over many images, one image at a time: what ``norvane masks`` does, for runners that spread the images.
 
-Private to packages of this project; it may change with any version. A runner makes a Run from the arguments of
-``norvane masks``, hands its inputs out, calls make() for each, in whatever process or order, and gives the records to
-finish() in the order of the inputs::
+Private to packages of this project; it may change with any version. A runner makes a Run, hands its inputs out, calls
+make() for each, in whatever process or order, and gives the records to finish() in the order of the inputs::
 
-    run = Run(["archive/", "--out-dir", "results", "--resume"])
+    run = Run(["archive/"], out_dir="results", resume=True, view="mlo", pixel_size=70)
     records = [run.make(one) for one in run.inputs]
     run.finish(records)
 
 The results, with their stamps and the rules of ``--resume``, are those of the program, and so are summary.csv,
-summary.ndjson and report.html. ``--jobs`` and ``--format`` mean nothing here.
+summary.ndjson and report.html.
 """
-import functools
 import os
 import uuid
 from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Sequence, Tuple
@@ -20,6 +18,46 @@ from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Sequence, Tu
 from . import _norvane
 
 Record = Dict[str, Any]  # a row of summary.ndjson
+
+
+class Option(NamedTuple):
+    """An option of ``norvane masks``; its keyword has underscores for dashes."""
+
+    name: str  #: without the dashes
+    letter: str  #: empty, or the short name without its dash
+    is_flag: bool  #: True or False, no text
+    is_two_way: bool  #: a flag that False turns off; of others False is the same as nothing
+    value: str  #: what stands for the value in texts
+    help: str
+
+
+OPTIONS = {fields[0].replace("-", "_"): Option(*fields) for fields in _norvane.run_options}
+
+
+def _texts_of(value: Any) -> List[bytes]:
+    """A value as the command line would have it, or several."""
+    if isinstance(value, (list, tuple)):
+        return [text for one in value for text in _texts_of(one)]
+    if isinstance(value, bool):
+        return [b"true" if value else b"false"]
+    if isinstance(value, float):  # 228.0 is 228 to the stamps of results
+        return [repr(value).removesuffix(".0").encode()]
+    return [os.fsencode(value if isinstance(value, (str, bytes, os.PathLike)) else str(value))]
+
+
+def _given(options: Dict[str, Any]) -> Dict[str, List[bytes]]:
+    """Raises TypeError for names that are no options."""
+    unknown = sorted(set(options) - set(OPTIONS))
+    if unknown:
+        raise TypeError(f"{', '.join(unknown)}: no such option; there are {', '.join(sorted(OPTIONS))}")
+    given = {}
+    for keyword, value in options.items():
+        option = OPTIONS[keyword]
+        if option.is_flag and not isinstance(value, (bool, type(None))):
+            raise TypeError(f"{keyword}: expected True or False, got {value!r}")
+        if value is not None and (value is not False or option.is_two_way):
+            given[option.name] = _texts_of(value)
+    return given
 
 
 class Input(NamedTuple):
@@ -35,26 +73,20 @@ class Input(NamedTuple):
 class Run:
     """A run over many images. It may be pickled: a copy knows the inputs and looks into no folder."""
 
-    def __init__(
-        self,
-        arguments: Sequence[str],
-        inputs: Optional[Iterable[Tuple[Any, ...]]] = None,
-        *,
-        takes_manifest: bool = False,
-        key: str = "",
-    ) -> None:
-        """arguments: what follows ``norvane masks``. inputs: those of the run, where they are known from another
-        process. takes_manifest: the one argument that is no option is a list of inputs, unless it is a folder. key: the
-        same in all processes of the run.
+    def __init__(self, inputs: Sequence[Any] = (), *, out_dir: Any, **options: Any) -> None:
+        """inputs: files, and folders that are walked. options: those of ``norvane masks``, see OPTIONS.
 
-        Raises ValueError with the program's complaint for arguments that are none, and if a result would replace an
-        input or a file that is no result; norvane.Refusal if the manifest cannot be read.
+        Raises TypeError for names that are no options; ValueError for values that are none, and if a result would
+        replace an input or a file that is no result; norvane.Refusal if the manifest cannot be read.
         """
-        self._arguments = [os.fspath(argument) for argument in arguments]
-        given = None if inputs is None else [tuple(one) for one in inputs]
-        self._takes_manifest = takes_manifest
-        self._key = key or uuid.uuid4().hex
-        self._run = _norvane.Run([os.fsencode(one) for one in self._arguments], given, takes_manifest, self._key)
+        given = _given({"out_dir": out_dir, **options})
+        self._begin([os.fsencode(one) for one in inputs], given, None, uuid.uuid4().hex)
+
+    def _begin(
+        self, named: List[bytes], given: Dict[str, List[bytes]], found: Optional[List[Input]], key: str
+    ) -> None:
+        self._named, self._given, self._key = named, given, key
+        self._run = _norvane.Run(named, given, found, key)
         self._inputs = [Input(*fields) for fields in self._run.inputs]
 
     @property
@@ -63,13 +95,17 @@ class Run:
         return [one for one in self._inputs if self._run.is_in_shard(one)]
 
     @property
+    def out_dir(self) -> str:
+        return self._run.out_dir
+
+    @property
     def passed_over(self) -> int:
         """Files in folders that are no images, or results of earlier runs."""
         return self._run.passed_over
 
     def part(self, inputs: Iterable[Input]) -> "Run":
         """Some of the inputs, for another process."""
-        return Run(self._arguments, inputs, takes_manifest=self._takes_manifest, key=self._key)
+        return _copy_of(self._named, self._given, list(inputs), self._key)
 
     def take_over_dead_runs(self) -> None:
         """Removes what processes left that died at work on this folder, and marks the images that they died at: after
@@ -104,5 +140,11 @@ class Run:
         self._run.close()
 
     def __reduce__(self) -> Tuple[Any, ...]:
-        inputs = [tuple(one) for one in self._inputs]
-        return functools.partial(Run, takes_manifest=self._takes_manifest, key=self._key), (self._arguments, inputs)
+        return _copy_of, (self._named, self._given, self._inputs, self._key)
+
+
+def _copy_of(named: List[bytes], given: Dict[str, List[bytes]], found: List[Input], key: str) -> Run:
+    """The run, or a part of it, in another process: it has the same key and looks into no folder."""
+    run = Run.__new__(Run)
+    run._begin(named, given, found, key)
+    return run

@@ -9,7 +9,11 @@ status_texts: Dict[str, Tuple[int, str]]
 noise_names: Dict[str, int]
 meanings_of_facts: Dict[str, str]
 
+run_options: List[Tuple[str, str, bool, bool, str, str]]
+
 def printable(text: str) -> str: ...
+def progress_text(finished: int, kept: int, total: int, seconds: float) -> str: ...
+def closing_line(done: int, kept: int, refused: int, not_finished: int, passed_over: int) -> str: ...
 
 class Refusal(ValueError): ...
 
@@ -77,7 +81,11 @@ class Analysis:
 
 class Run:
     def __init__(
-        self, arguments: Sequence[bytes], inputs: Optional[Sequence[Tuple[Any, ...]]], takes_manifest: bool, run_key: str
+        self,
+        inputs: Sequence[bytes],
+        options: Mapping[str, Sequence[bytes]],
+        found: Optional[Sequence[Tuple[Any, ...]]],
+        run_key: str,
     ) -> None: ...
     @property
     def inputs(self) -> List[Tuple[Any, ...]]: ...

@@ -6,7 +6,8 @@
     from distributed import Client
     from norvane import on_dask
 
-    on_dask.masks(["list.txt", "--out-dir", "results"], Client("tcp://scheduler:8786"))
+    result = on_dask.masks("list.txt", Client("tcp://scheduler:8786"), out_dir="results", view="mlo")
+    print(result, result.exit_code)
 
 Workers read the images and write the results, so both have to lie where all of them see them, under the same paths.
 Results, stamps and tables are those of the program, and either takes up with ``--resume`` what the other has begun.
@@ -27,8 +28,8 @@ import uuid
 from typing import Any, Deque, Dict, Iterator, List, NamedTuple, Optional, Sequence, TextIO, Tuple
 
 from . import __version__
-from ._batch import Input, Record, Run
-from ._norvane import Refusal, printable
+from ._batch import OPTIONS, Input, Option, Record, Run
+from ._norvane import Refusal, closing_line, printable, progress_text
 
 _DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # exit codes, those of the program
 
@@ -58,6 +59,7 @@ class RunEnds(Exception):
 
 
 _SCHEDULER_LOST = "the scheduler was lost"
+_BY_USER = "interrupted"
 
 
 def _say(text: str, stream: Optional[TextIO] = None) -> None:
@@ -175,7 +177,7 @@ class _Spread:
 
     def _try_again(self, chunk: _Chunk, error: Exception) -> None:
         count = len(chunk.inputs)
-        if type(error).__name__ != "KilledWorker":  # no fault of the images
+        if not isinstance(error, importlib.import_module("distributed").KilledWorker):  # no fault of the images
             if chunk.attempts == self.retries:
                 raise RunEnds(f"workers do not take what they are given: {error!r}") from error
             self.waiting.append(chunk._replace(attempts=chunk.attempts + 1))
@@ -191,7 +193,7 @@ class _Progress:
     """How far a run is: a line that changes in a terminal, a bar in a notebook, a line a minute in a log."""
 
     def __init__(self, total: int) -> None:
-        self.total, self.finished, self.kept, self.refused = total, 0, 0, 0
+        self.total, self.finished, self.kept = total, 0, 0
         self.start = time.monotonic()
         self.shown = self.start
         self.is_terminal = sys.stderr.isatty()
@@ -205,18 +207,11 @@ class _Progress:
         if record is None or record["kept"]:
             self.kept += 1
         elif record["refusal"]:
-            self.refused += 1
             self.clear()
             _say(f"norvane: {record['file']} {record['refusal']}")
 
     def text(self) -> str:
-        text = f"{self.finished} of {self.total} images"
-        made, seconds = self.finished - self.kept, time.monotonic() - self.start
-        if made and seconds > 0:
-            left = (self.total - self.finished) * seconds / made
-            text += f", {made / seconds:.1f} a second, "
-            text += (f"{left / 60:.0f} min" if left >= 60 else f"{left:.0f} s") + " left"
-        return text
+        return progress_text(self.finished, self.kept, self.total, time.monotonic() - self.start)
 
     def show(self) -> None:
         interval = 2 * _TICK_S if self.is_terminal or self.notebook else _LOG_INTERVAL_S
@@ -253,37 +248,65 @@ def _allow_failures(client: Any) -> None:
     client.run_on_scheduler(raise_them, least=_ALLOWED_FAILURES)
 
 
-def _closing_line(run: Run, records: Sequence[Optional[Record]], unfinished: int) -> str:
-    images = [record for record in records if record is not None]
-    refused = sum(bool(record["refusal"]) for record in images)
-    kept = sum(bool(record["kept"]) for record in images)
-    text = f"{len(images) + unfinished} images: {len(images) - refused - kept} done, {kept} kept from an earlier run, "
-    text += f"{refused} refused"
-    if unfinished:
-        text += f", {unfinished} not finished"
-    passed_over = run.passed_over + len(records) - len(images)
-    return text + (f"; {passed_over} other files passed over" if passed_over else "")
+class Result(NamedTuple):
+    """What became of a run; str() is the program's closing line."""
+
+    records: List[Record]  #: rows of summary.ndjson, in the order of the inputs
+    failures: List[str]  #: a sentence for each table or page that could not be written
+    not_finished: int  #: images of a run that ended early
+    passed_over: int  #: files in folders that are no images
+    stopped_by: str  #: why the run ended early; else empty
+
+    @property
+    def refused(self) -> int:
+        return sum(bool(record["refusal"]) for record in self.records)
+
+    @property
+    def kept(self) -> int:
+        """Images whose results an earlier run had made."""
+        return sum(bool(record["kept"]) for record in self.records)
+
+    @property
+    def done(self) -> int:
+        return len(self.records) - self.refused - self.kept
+
+    @property
+    def exit_code(self) -> int:
+        """That of the program: 0 everything was done, 1 some input was refused or failed, or the run could not go on,
+        130 interrupted."""
+        if self.stopped_by == _BY_USER:
+            return _INTERRUPTED
+        return _PARTLY if self.stopped_by or self.failures or self.refused else _DONE
+
+    def __str__(self) -> str:
+        return closing_line(self.done, self.kept, self.refused, self.not_finished, self.passed_over)
 
 
-def masks(arguments: Sequence[str], client: Any, *, chunk: int = 50, retries: int = 3) -> int:
-    """Makes the masks of all images of a list on the workers of a Client, and the tables and the page of the run.
+def masks(inputs: Any, client: Any, *, out_dir: Any, chunk: int = 50, retries: int = 3, **options: Any) -> Result:
+    """Makes the masks of many images on the workers of a Client, and the tables and the page of the run.
 
-    arguments: a list of inputs or a folder, ``--out-dir``, and options of ``norvane masks``.
+    inputs: a folder; or a file with an input a line, ``-`` for standard input; or a list of files and folders.
+    options: those of ``norvane masks``, with underscores for dashes: ``resume=True``, ``pixel_size=70``.
     chunk: images a task. retries: of a chunk that a worker could not take; those of a lost worker go to another anyway.
 
-    Returns the exit code of the program: 0 everything was done, 1 some input was refused or failed, or the run could
-    not go on, 130 interrupted. Raises ValueError for arguments that are none.
+    Raises TypeError for options that there are not, ValueError for values that are none, norvane.Refusal if the list
+    cannot be read.
     """
-    folder_at = [number for number, one in enumerate(arguments) if one == "--out-dir"]
-    if not folder_at or folder_at[-1] + 1 == len(arguments):
-        raise ValueError("--out-dir is required")
-    arguments = list(arguments)
-    arguments[folder_at[-1] + 1] = out_dir = os.path.abspath(arguments[folder_at[-1] + 1])
-    os.makedirs(out_dir, exist_ok=True)
-    return _masks(Run(arguments, takes_manifest=True), client, chunk, retries)
+    run = _run_of(inputs, out_dir, options)
+    os.makedirs(run.out_dir, exist_ok=True)
+    return _masks(run, client, chunk, retries)
 
 
-def _masks(run: Run, client: Any, size: int, retries: int) -> int:
+def _run_of(inputs: Any, out_dir: Any, options: Dict[str, Any]) -> Run:
+    out_dir = os.path.abspath(os.fspath(out_dir))
+    if not isinstance(inputs, (str, bytes, os.PathLike)):
+        return Run(list(inputs), out_dir=out_dir, **options)
+    if os.path.isdir(inputs):
+        return Run([inputs], out_dir=out_dir, **options)
+    return Run((), out_dir=out_dir, manifest=inputs, **options)
+
+
+def _masks(run: Run, client: Any, size: int, retries: int) -> Result:
     _allow_failures(client)
     run.take_over_dead_runs()
     total = len(run.inputs)
@@ -297,7 +320,7 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
     try:
         spread.go()
     except KeyboardInterrupt:
-        stopped_by = "interrupted"
+        stopped_by = _BY_USER
     except RunEnds as reason:
         stopped_by = str(reason)
     finally:
@@ -307,16 +330,18 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> int:
         spread.cancel()
     else:
         run.take_over_dead_runs()  # workers that were killed
-    records = [spread.records[number] for number in sorted(spread.records)]
+    found = [spread.records[number] for number in sorted(spread.records)]
+    records = [record for record in found if record is not None]
     failures = run.finish(records)
+    passed_over = run.passed_over + len(found) - len(records)
+    result = Result(records, failures, total - len(found), passed_over, stopped_by)
     for failure in failures:
         _say(f"norvane: {failure}")
-    _say(_closing_line(run, records, total - len(records)), sys.stdout)
+    _say(str(result), sys.stdout)
     _say(f"norvane-dask: the images took {spread.processor_seconds:.1f} s of processor time")
     if stopped_by:
         _say(f"norvane-dask: {stopped_by}; the same command with --resume takes it up")
-        return _INTERRUPTED if stopped_by == "interrupted" else _PARTLY
-    return _PARTLY if failures or progress.refused else _DONE
+    return result
 
 
 class _IgnoreInterrupts:
@@ -372,13 +397,12 @@ def _client_for(scheduler: Optional[str], workers: Optional[int], interface: Opt
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="norvane-dask",
-        usage="norvane-dask [--scheduler ADDRESS | --workers N --interface NAME] MANIFEST --out-dir DIR "
+        usage="norvane-dask [--scheduler ADDRESS | --workers N --interface NAME] MANIFEST --out-dir FOLDER "
         "[OPTION of norvane masks ...]",
         description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
         "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
-        epilog="All other options are those of 'norvane masks', see 'norvane masks --help'; --jobs, --format and "
-        "--dry-run are not among them. Exit codes: 0 everything was done; 1 some input was refused or failed, or the "
-        "run could not go on; 2 the command line is wrong; 130 interrupted.",
+        epilog="Exit codes: 0 everything was done; 1 some input was refused or failed, or the run could not go on; 2 "
+        "the command line is wrong; 130 interrupted.",
         allow_abbrev=False,
     )
     parser.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [a cluster on this machine]")
@@ -388,11 +412,26 @@ def _parser() -> argparse.ArgumentParser:
         metavar="NAME",
         help="network interface on which a cluster on this machine listens, without a password [only this machine]",
     )
-    parser.add_argument("--out-dir", metavar="DIR", required=True, help="folder of the results; made if it is missing")
     parser.add_argument("--chunk", metavar="N", type=int, default=50, help="images a task [50]; 50 to 200 are sensible")
     parser.add_argument("--retries", metavar="N", type=int, default=3, help="for chunks that a worker cannot take [3]")
     parser.add_argument("--version", action="version", version=f"norvane-dask {__version__}")
+    parser.add_argument("inputs", metavar="MANIFEST", nargs="*", help=argparse.SUPPRESS)
+    of_masks = parser.add_argument_group("options of norvane masks")
+    for keyword, option in OPTIONS.items():
+        _add(of_masks, keyword, option)
     return parser
+
+
+def _add(parser: Any, keyword: str, option: Option) -> None:
+    names = [f"-{option.letter}"] * bool(option.letter) + [f"--{option.name}"]
+    about = {"dest": keyword, "default": None, "help": option.help.replace("%", "%%")}
+    if not option.is_flag:
+        action = "store" if keyword in ("out_dir", "manifest") else "append"  # Run says what may be given twice
+        parser.add_argument(*names, metavar=option.value, required=keyword == "out_dir", action=action, **about)
+        return
+    parser.add_argument(*names, action="store_true", **about)
+    if option.is_two_way:
+        parser.add_argument(f"--no-{option.name}", dest=keyword, action="store_false", default=None)
 
 
 def _interrupt(number: int, frame: Any) -> None:
@@ -401,22 +440,22 @@ def _interrupt(number: int, frame: Any) -> None:
 
 def main(argv: Optional[Sequence[str]] = None) -> int:
     parser = _parser()
-    own, theirs = parser.parse_known_args(argv)
-    for name in ("--jobs", "--format", "--dry-run"):
-        if any(one.split("=")[0] == name for one in theirs):
-            parser.error(f"{name} is not an option here")
+    own = parser.parse_intermixed_args(argv)
     if own.scheduler is not None and (own.workers, own.interface) != (None, None):
         parser.error("--workers and --interface: not allowed with --scheduler, which has workers of its own")
     if own.chunk < 1 or own.retries < 0 or (own.workers is not None and own.workers < 1):
         parser.error("--chunk and --workers: expected a number from 1; --retries: from 0")
+    options = {name: value for name in OPTIONS if (value := getattr(own, name)) is not None}
+    inputs = [*own.inputs, *([options.pop("manifest")] if "manifest" in options else [])]
+    if len(inputs) != 1:
+        parser.error("expected one MANIFEST")
     signal.signal(signal.SIGTERM, _interrupt)
     try:
-        out_dir = os.path.abspath(own.out_dir)
-        run = Run([*theirs, "--out-dir", out_dir], takes_manifest=True)
-        os.makedirs(out_dir, exist_ok=True)
+        run = _run_of(inputs[0], options.pop("out_dir"), options)
+        os.makedirs(run.out_dir, exist_ok=True)
         logging.getLogger("distributed").setLevel(logging.CRITICAL)  # losses of workers are no news
         with _client_for(own.scheduler, own.workers, own.interface) as client:
-            return _masks(run, client, own.chunk, own.retries)
+            return _masks(run, client, own.chunk, own.retries).exit_code
     except ImportError as error:
         _say(f"norvane-dask: needs Dask's distributed scheduler: {error}")
     except Refusal as error:

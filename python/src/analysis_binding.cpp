@@ -9,8 +9,8 @@
 #include "grid_mask.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
-#include "option_texts.h"
 #include "pictures.h"
+#include "run/reading_options.h"
 #include "working_image.h"
 
 #include <pybind11/numpy.h>
@@ -62,7 +62,8 @@ auto about(const std::string& file, const Work& work) {
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
                   const std::string& decode, const std::optional<std::uint64_t>& image_memory) {
     refuse_nul(file);
-    const auto place = Host::kDecodingPlaces.find(decode);
+    const auto* const place =
+        std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
     if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
     const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
     const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit};

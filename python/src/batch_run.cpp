@@ -2,14 +2,14 @@
 #include "batch_run.h"
 
 #include "arguments.h"
-#include "command_line.h"
 #include "io/dicom/read_dicom.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/console.h"
 #include "run/image_job.h"
 #include "run/image_record.h"
 #include "run/inputs.h"
-#include "run/masks_command.h"
+#include "run/masks_run.h"
 #include "run/output_check.h"
 #include "run/run_files.h"
 
@@ -21,10 +21,8 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace Norvane::Python {
@@ -33,7 +31,7 @@ namespace {
 using Host::FoundInputs;
 using Host::ImageRecord;
 using Host::Input;
-using Host::MasksOptions;
+using Host::RunOptions;
 
 py::tuple tuple_of(const Input& input) {
     return py::make_tuple(text_of_file(input.file), text_of_file(input.base.string()), text_of_file(input.refusal),
@@ -65,37 +63,35 @@ ImageRecord record_from(const py::dict& fields) {
     return *record;
 }
 
-MasksOptions parse(const std::vector<std::string>& arguments) {
-    std::vector<const char*> argv{"norvane", "masks"};
-    for (const std::string& argument : arguments) {
-        refuse_nul(argument);
-        argv.push_back(argument.c_str());
+RunOptions options_of(const std::vector<std::string>& inputs, const Host::GivenOptions& given) {
+    for (const std::string& input : inputs) refuse_nul(input);
+    for (const auto& [name, texts] : given) {
+        for (const std::string& text : texts) refuse_nul(text);
     }
-    std::ostringstream out, err;
-    const Host::Command command = Host::parse_command_line(static_cast<int>(argv.size()), argv.data(), out, err);
-    const auto* options = std::get_if<MasksOptions>(&command);
-    if (options == nullptr) refuse_value(err.str().empty() ? "nothing to do" : err.str());
-    if (options->is_dry_run) refuse_value("--dry-run does nothing: make() would");
-    return *options;
+    try {
+        return Host::run_options_of(inputs, given);
+    } catch (const Host::WrongOption& wrong) {
+        refuse_value((wrong.option.empty() ? "" : wrong.option + ": ") + wrong.what());
+    }
 }
 
-// What stands alone is a list of inputs, or a folder.
-MasksOptions with_manifest(MasksOptions options) {
-    if (options.inputs.size() + (options.manifest.empty() ? 0 : 1) > 1) refuse_value("expected one MANIFEST");
-    if (options.manifest.empty() && !std::filesystem::is_directory(options.inputs.front())) {
-        std::swap(options.manifest, options.inputs.front());
-        options.inputs.clear();
+// The options that mean something here, as (name, letter, is a flag, is a flag with --no-NAME, value, help).
+py::list run_options() {
+    py::list rows;
+    for (const Host::OptionFacts& option : Host::facts_of(Host::run_option_table())) {
+        if (option.is_of_command) continue;
+        rows.append(py::make_tuple(option.name, option.letter == '\0' ? "" : std::string(1, option.letter),
+                                   Host::is_flag(option), option.kind == Host::OptionKind::kTwoWayFlag,
+                                   Host::value_text(option), Host::help_text(option)));
     }
-    return options;
+    return rows;
 }
 
 class Run {
 public:
-    Run(const std::vector<std::string>& arguments, const std::optional<std::vector<py::tuple>>& given,
-        bool takes_manifest, std::string run_key)
-        : options(takes_manifest ? with_manifest(parse(arguments)) : parse(arguments)),
-          jobs(options),
-          key(std::move(run_key)) {
+    Run(const std::vector<std::string>& inputs, const Host::GivenOptions& given_options,
+        const std::optional<std::vector<py::tuple>>& given, std::string run_key)
+        : options(options_of(inputs, given_options)), jobs(options), key(std::move(run_key)) {
         if (given) {
             for (const py::tuple& fields : *given) found.inputs.push_back(input_of(fields));
         }
@@ -110,7 +106,7 @@ public:
         }
         std::string complaints;
         for (const std::string& complaint : check.complaints) complaints += complaint + "\n";
-        if (!complaints.empty()) refuse_value(complaints + "nothing was done; choose another --out-dir");
+        if (!complaints.empty()) refuse_value(complaints + "nothing was done; choose another out_dir");
     }
     Run(const Run&) = delete;  // the jobs refer to its members
     Run& operator=(const Run&) = delete;
@@ -178,7 +174,7 @@ private:
         return workplace;
     }
 
-    MasksOptions options;
+    RunOptions options;
     FoundInputs found;
     Host::ImageJobs jobs;
     std::string key;
@@ -189,9 +185,15 @@ private:
 }  // namespace
 
 void bind_batch_run(py::module_& module) {
+    module.attr("run_options") = run_options();
+    module.def("progress_text", &Host::progress_text);
+    module.def("closing_line", [](std::size_t done, std::size_t kept, std::size_t refused, std::size_t not_finished,
+                                  std::size_t passed_over) {
+        return Host::closing_line({done, kept, refused, not_finished, 0, passed_over});
+    });
     py::class_<Run>(module, "Run")
-        .def(py::init<const std::vector<std::string>&, const std::optional<std::vector<py::tuple>>&, bool,
-                      std::string>())
+        .def(py::init<const std::vector<std::string>&, const Host::GivenOptions&,
+                      const std::optional<std::vector<py::tuple>>&, std::string>())
         .def_property_readonly("inputs", &Run::inputs)
         .def_property_readonly("passed_over", &Run::passed_over)
         .def_property_readonly("out_dir", [](const Run& r) { return text_of_file(r.out_dir()); })

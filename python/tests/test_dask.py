@@ -10,6 +10,7 @@ import pickle
 import signal
 import socket
 import subprocess
+import sys
 import types
 
 import pytest
@@ -19,11 +20,18 @@ import norvane
 from norvane import on_dask
 
 PROGRAM = os.environ["NORVANE_PROGRAM"]
-OPTIONS = ["--view", "cc", "--pixel-size", "228", "--side", "left", "--noise", "mg", "--results", "json,page"]
+OPTIONS = {"view": "cc", "pixel_size": 228, "side": "left", "noise": "mg", "results": ["json", "page"]}
+WORDS = ["--view", "cc", "--pixel-size=228", "--side", "left", "--noise", "mg", "--results", "json", "--results=page"]
 
 
 class KilledWorker(Exception):
     pass
+
+
+@pytest.fixture
+def dask(monkeypatch):
+    """What is asked of the package, which need not be installed."""
+    monkeypatch.setitem(sys.modules, "distributed", types.SimpleNamespace(KilledWorker=KilledWorker))
 
 
 class Future:
@@ -89,24 +97,26 @@ def rows_of(folder):
 
 
 def by_program(listing, out_dir, *more):
-    command = [PROGRAM, "masks", "--manifest", listing, "--out-dir", out_dir, *OPTIONS, *more]
+    command = [PROGRAM, "masks", "--manifest", listing, "--out-dir", out_dir, *WORDS, *more]
     return subprocess.run(command, capture_output=True, text=True, check=False)
 
 
-def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd):
+def test_chunks_come_back_to_the_tables_of_the_program(dask, listing, tmp_path, capfd):
     ours = tmp_path / "ours"
     theirs = by_program(listing, tmp_path / "theirs")
     expected = rows_of(tmp_path / "theirs")
     worker = os.fork()
     if worker == 0:  # what it has in the folder of the results stays
-        run = on_dask.Run(["--out-dir", str(ours), str(listing.parent / "0.png"), *OPTIONS])
+        run = on_dask.Run([listing.parent / "0.png"], out_dir=ours, **OPTIONS)
         run.make(run.inputs[0])
         os.kill(os.getpid(), signal.SIGKILL)
     os.waitpid(worker, 0)
     assert list(ours.glob(".*"))
     client = Client(lambda names, count: OSError("a worker that has no disk") if count == 1 else None)
-    code = on_dask.masks([str(listing), "--out-dir", str(ours), *OPTIONS], client, chunk=2)
-    assert code == theirs.returncode == 1
+    result = on_dask.masks(listing, client, out_dir=ours, chunk=2, **OPTIONS)
+    assert result.exit_code == theirs.returncode == 1
+    assert (result.done, result.kept, result.refused, result.not_finished, result.failures) == (5, 0, 1, 0, [])
+    assert [record["file"] for record in result.records] == listing.read_text().splitlines()
     assert rows_of(ours) == expected and not list(ours.glob(".*"))
     assert [len(names) for names in client.submitted] == [2, 2, 2, 2]  # the first one again, as the last
     assert client.submitted[0] == client.submitted[3] and client.dask_scheduler.allowed_failures == 10
@@ -115,9 +125,10 @@ def test_chunks_come_back_to_the_tables_of_the_program(listing, tmp_path, capfd)
     assert theirs.stderr.splitlines()[0] in told.err
 
 
-def test_an_image_that_kills_workers_is_found_and_given_up(listing, tmp_path):
+def test_an_image_that_kills_workers_is_found_and_given_up(dask, listing, tmp_path):
     client = Client(lambda names, count: KilledWorker("lost") if "2.png" in names else None)
-    assert on_dask.masks([str(listing), "--out-dir", str(tmp_path), *OPTIONS], client, chunk=6) == 1
+    files = listing.read_text().splitlines()
+    assert on_dask.masks(files, client, out_dir=tmp_path, chunk=6, **OPTIONS).refused == 2
     refused = {os.path.basename(row["file"]): row["refusal"] for row in rows_of(tmp_path) if row["refusal"]}
     assert sorted(refused) == ["2.png", "3.png"] and "workers die of it" in refused["2.png"]
     assert len(list(tmp_path.glob("*.done"))) == 4
@@ -131,25 +142,24 @@ def test_an_image_that_kills_workers_is_found_and_given_up(listing, tmp_path):
         (None, 130, "interrupted"),
     ],
 )
-def test_a_run_that_ends_early_is_taken_up(listing, tmp_path, capfd, fate, code, reason):
+def test_a_run_that_ends_early_is_taken_up(dask, listing, tmp_path, capfd, fate, code, reason):
     def from_the_second(names, count):
         if count == 2 and fate is None:
             raise KeyboardInterrupt
         return fate if count >= 2 else None
 
-    arguments = [str(listing), "--out-dir", str(tmp_path), *OPTIONS]
-    assert on_dask.masks(arguments, Client(from_the_second), chunk=1) == code
+    early = on_dask.masks(listing, Client(from_the_second), out_dir=tmp_path, chunk=1, **OPTIONS)
+    assert early.exit_code == code and early.not_finished > 0
     told = capfd.readouterr()
     assert f"{reason}; the same command with --resume takes it up" in told.err and "not finished" in told.out
     done = len(list(tmp_path.glob("*.done")))
-    assert on_dask.masks([*arguments, "--resume"], Client(), chunk=3) == 1
-    assert sum(row["kept"] for row in rows_of(tmp_path)) == done
+    assert on_dask.masks(listing, Client(), out_dir=tmp_path, chunk=3, resume=True, **OPTIONS).kept == done
     assert "5 kept" in by_program(listing, tmp_path, "--resume").stdout
 
 
 def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, monkeypatch):
     monkeypatch.chdir(listing.parent)
-    run = on_dask.Run(["--out-dir", str(tmp_path), "0.png", *OPTIONS])
+    run = on_dask.Run(["0.png"], out_dir=tmp_path, **OPTIONS)
     for folder, version, reason in (("/", norvane.__version__, "names are relative"), (os.getcwd(), "0.0", "version")):
         records, _, unfit = on_dask.make_chunk(run, folder, version)
         assert reason in unfit and records == [] and not list(tmp_path.iterdir())
@@ -161,13 +171,15 @@ def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, 
     "arguments, code, complaint",
     [
         ([], 2, "--out-dir"),
-        (["--out-dir", "OUT"], 2, "--manifest"),
-        (["LIST", "--out-dir", "OUT", "--jobs", "2"], 2, "--jobs is not an option"),
-        (["LIST", "--out-dir", "OUT", "--view", "sideways"], 2, "--view"),
+        (["--out-dir", "OUT"], 2, "expected one MANIFEST"),
+        (["LIST", "--manifest", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
+        (["LIST", "--out-dir", "OUT", "--jobs", "2"], 2, "--jobs"),
+        (["LIST", "--out-dir=OUT", "--view", "sideways"], 2, "view: 'sideways' is none of mlo, cc"),
+        (["LIST", "--out-dir", "OUT", "--view", "mlo", "--view", "cc"], 2, "view: expects one value"),
         (["LIST", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
         (["LIST", "--out-dir", "OUT", "--chunk", "0"], 2, "--chunk"),
         (["LIST", "--out-dir", "OUT", "--scheduler", "tcp://x", "--interface", "lo"], 2, "--interface"),
-        (["none.txt", "--out-dir", "OUT"], 1, "the manifest cannot be opened"),
+        (["--no-contour", "--manifest", "none.txt", "-0", "--out-dir=OUT"], 1, "the manifest cannot be opened"),
         (["LIST", "--out-dir", "LIST"], 1, "File exists"),
         (["LIST", "--out-dir", "BESIDE"], 2, "1.json is an input"),  # which a result of 1.png would replace
     ],

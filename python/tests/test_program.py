@@ -65,58 +65,79 @@ def rows_of(folder):
     return [json.loads(line) for line in (folder / "summary.ndjson").read_text().splitlines()]
 
 
-OPTIONS = ["--view", "mlo", "--pixel-size", "228", "--results", "json,overlay,labels,masks,page"]
+OPTIONS = {"view": "mlo", "pixel_size": 228, "results": "json,overlay,labels,masks,page"}
+
+
+def words_of(**options):
+    """Options as the command line has them."""
+    words = []
+    for name, value in options.items():
+        words += [f"--{name.replace('_', '-')}"] + ([] if value is True else [value])
+    return words
 
 
 def test_a_run_of_the_module_is_a_run_of_the_program(archive, tmp_path):
     theirs, ours = tmp_path / "program", tmp_path / "module"
-    ran = run_program("masks", archive, *OPTIONS, "--out-dir", theirs, "--fail-list", theirs / "failed.txt")
+    ran = run_program("masks", archive, *words_of(**OPTIONS), "--out-dir", theirs, "--fail-list", theirs / "failed.txt")
     assert ran.returncode == 1, ran.stderr  # a file is damaged
-    arguments = [archive, *OPTIONS, "--out-dir", ours, "--fail-list", ours / "failed.txt"]
-    run = _batch.Run(arguments)
+    options = {**OPTIONS, "out_dir": ours, "fail_list": ours / "failed.txt"}
+    run = _batch.Run([archive], **options)
     assert run.passed_over == 1
     records = made_by_module(ours, pickle.loads(pickle.dumps(run)))
     assert contents(ours) == contents(theirs)
     assert without_times(rows_of(ours)) == without_times(rows_of(theirs)) == without_times(records)
     assert (ours / "summary.csv").read_text().splitlines()[0] == (theirs / "summary.csv").read_text().splitlines()[0]
 
-    # Either takes up what the other has made.
-    again = made_by_module(theirs, _batch.Run([archive, *OPTIONS, "--out-dir", theirs, "--resume"]))
+    # Either takes up what the other has made, however the values are written in Python.
+    as_values = {"view": "mlo", "pixel_size": 228.0, "results": ["json", "overlay,labels", "masks", "page"]}
+    again = made_by_module(theirs, _batch.Run([archive], **as_values, out_dir=theirs, resume=True, fast=False))
     assert [record["kept"] for record in again] == [not record["refusal"] for record in records]
-    assert "6 kept" in run_program("masks", *arguments[:-2], "--resume").stdout
-    other = _batch.Run([archive, *OPTIONS, "--fast", "--out-dir", theirs, "--resume"])
-    assert not any(other.make(one)["kept"] for one in other.inputs)
-    parts = [_batch.Run([*arguments, "--shard", f"{k}/3"]).inputs for k in (1, 2, 3)]
+    assert "6 kept" in run_program("masks", archive, *words_of(**OPTIONS, out_dir=ours, resume=True)).stdout
+    for other in ({"fast": True}, {"contour": False}):
+        changed = _batch.Run([archive], **OPTIONS, **other, out_dir=theirs, resume=True)
+        assert not any(changed.make(one)["kept"] for one in changed.inputs[:2])
+    parts = [_batch.Run([archive], **options, shard=f"{k}/3").inputs for k in (1, 2, 3)]
     assert sorted(one for part in parts for one in part) == sorted(run.inputs)
 
 
-def test_arguments_of_a_run_are_the_programs(tmp_path):
-    with pytest.raises(ValueError, match="--view"):
-        _batch.Run(["x.png", "--view", "sideways"])
-    with pytest.raises(ValueError, match="dry-run"):
-        _batch.Run(["x.png", "--dry-run"])
-    with pytest.raises(norvane.Refusal):
-        _batch.Run(["--manifest", "there is none"])
+@pytest.mark.parametrize(
+    "options, error, message",
+    [
+        ({"view": "sideways"}, ValueError, "view: 'sideways' is none of mlo, cc"),
+        ({"view": ["mlo", "cc"]}, ValueError, "view: expects one value"),
+        ({"view": os.fsdecode(b"\xff")}, ValueError, "view: '\udcff' is none"),
+        ({"padding": "0:7", "noise": "mg"}, ValueError, "padding: contradicts --noise mg"),
+        ({"fast": "yes"}, TypeError, "fast: expected True or False"),
+        ({"sideways": 1}, TypeError, "sideways: no such option; there are contour, .*, view"),
+        ({"dry_run": True}, TypeError, "dry_run: no such option"),
+        ({"manifest": "there is none"}, norvane.Refusal, "cannot be opened"),
+    ],
+)
+def test_wrong_options_of_a_run(tmp_path, options, error, message):
+    with pytest.raises(error, match=message):
+        _batch.Run(["x.png"], out_dir=tmp_path, **options)
+
+
+def test_names_of_files_are_bytes(tmp_path):
     odd = os.fsdecode(b"no \xff such.png")  # a name that is not UTF-8
     refusal = norvane.analyse(odd).refusal
     with pytest.raises(norvane.Refusal) as refused:
         norvane.read(odd)
     assert odd in refusal and str(refused.value) == refusal
-    with pytest.raises(ValueError, match=r"--view: no \\xff such.png not in"):
-        _batch.Run(["x.png", "--view", odd])
     drawn = tmp_path / "drawn.png"
     images.png(drawn, norvane.phantom(300, 400, 228.0)[0])
     longer = f"{drawn}\0.txt"  # the system would open the file whose name ends at the NUL
     for use in (
         norvane.read,
         norvane.analyse,
-        lambda name: _batch.Run([name]),
-        lambda name: _batch.Run([os.fspath(drawn)]).make(_batch.Input(name, "", "", "drawn", True)),
+        lambda name: _batch.Run([name], out_dir="out"),
+        lambda name: _batch.Run([drawn], out_dir=name),
+        lambda name: _batch.Run([drawn], out_dir="out").make(_batch.Input(name, "", "", "drawn", True)),
         lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None),
     ):
         with pytest.raises(ValueError, match="embedded null byte"):
             use(longer)
-    run = _batch.Run([odd, "--out-dir", tmp_path / "out"])
+    run = _batch.Run([odd], out_dir=tmp_path / "out")
     assert run.inputs[0].file == odd and run.make(run.inputs[0])["file"] == odd
     assert len(made_by_module(tmp_path / "out", run)) == len(rows_of(tmp_path / "out")) == 1
 

@@ -2,6 +2,7 @@
 #include "command_line.h"
 #include "export/program_version.h"
 #include "host/host_support.h"
+#include "run/run_options.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@ const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
 namespace Norvane::Tests {
 namespace {
 
-using ::testing::AnyOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -116,21 +115,26 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
         "--side=left --view=cc --pixel-size=70 --frame=2 --crop=none --noise=given-level "
         "--padding=0:7 --invert=true --fast=true --contour=false ";
     const std::string others =
-        "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume "
-        "--shard=1/2 --fail-list=f --null --decode=isolated --dry-run --format=json --no-page";
-    std::vector<const char*> line{"norvane", "masks"};
-    const Arguments words = words_of(others + " " + changing);
-    for (const std::string& word : words) line.push_back(word.c_str());
-    std::ostringstream out, err;
-    const auto command = Host::parse_command_line(static_cast<int>(line.size()), line.data(), out, err);
-    ASSERT_TRUE(std::holds_alternative<Host::MasksOptions>(command)) << err.str();
-    EXPECT_EQ(changing, std::get<Host::MasksOptions>(command).stamp_text);
-    std::istringstream help(run({"masks", "--help"}).out);
-    for (std::string text; std::getline(help, text);) {
-        if (!text.starts_with("  -") || text.starts_with("  -h,--help")) continue;
-        const std::string name = text.substr(text.find("--"), text.find_first_of(" ,{", 5) - text.find("--"));
-        EXPECT_THAT(words, Contains(AnyOf(name, StartsWith(name + "=")))) << "stands in neither list";
+        "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
+        "--fail-list=f --null=true --decode=isolated --dry-run=true --format=json --no-page=true";
+    Host::GivenOptions given;
+    for (const std::string& word : words_of(others + " " + changing)) {
+        const std::size_t equals = word.find('=');
+        given[word.substr(2, equals - 2)] = {word.substr(equals + 1)};
     }
+    EXPECT_EQ(changing, Host::run_options_of({}, given).stamp_text);
+    for (const Host::OptionFacts& option : Host::facts_of(Host::run_option_table())) {
+        EXPECT_TRUE(given.contains(option.name)) << option.name << " stands in neither list";
+    }
+    const TemporaryFolder folder;
+    const std::string exam = folder.path("exam.png");
+    ASSERT_EQ(0, run_phantom(exam).code);
+    (void)run_masks(folder.path("out"),
+                    {exam, "--no-contour", "--view", "cc", "--fast", "--pixel-size=0220", "--fast",
+                     "--results=nrrd,json", "--no-page", "--results", "json", "--invert", "--side", "left"});
+    EXPECT_THAT(Host::read_bytes(folder.path("out/exam.done")),
+                HasSubstr(" --side=left --view=cc --pixel-size=0220 --invert=true --fast=true=true --contour=false "
+                          "results=nrrd,json,json,"));
 }
 
 TEST(Program, UsageErrorsAreTwo) {

@@ -2,9 +2,9 @@
 /// Files and runs of the program for the tests of the host.
 #pragma once
 
+#include "command_line.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
-#include "program.h"
 #include "run/output_set.h"
 
 #include <gtest/gtest.h>

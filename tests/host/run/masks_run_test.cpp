@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/masks_command.h"
+#include "run/masks_run.h"
 #include "host/host_support.h"
 #include "run/begun_mark.h"
 #include "run/image_job.h"
@@ -345,8 +345,8 @@ TEST(Batch, PartsTogetherAreTheWhole) {
     EXPECT_THAT(folder.names("out"), ElementsAre("summary.1-of-1.csv", "summary.1-of-1.ndjson"));
 }
 
-Host::MasksOptions options_for(const TemporaryFolder& folder) {
-    Host::MasksOptions options;
+Host::RunOptions options_for(const TemporaryFolder& folder) {
+    Host::RunOptions options;
     options.inputs = {folder.path("in")};
     options.out_dir = folder.path("out");
     options.results = {"json"};
@@ -366,16 +366,16 @@ class InterruptingBuffer : public std::stringbuf {
 TEST(Batch, AnInterruptedRunFinishesItsImageAndCanBeResumed) {
     const TemporaryFolder folder;
     for (const char* name : {"in/a.png", "in/b.png", "in/c.png"}) draw(folder, name);
-    Host::MasksOptions options = options_for(folder);
+    Host::RunOptions options = options_for(folder);
     InterruptingBuffer buffer;
     std::ostream out(&buffer);
     std::ostringstream err;
-    EXPECT_EQ(130, Host::run_masks_command(options, out, err));
+    EXPECT_EQ(130, Host::run_masks(options, out, err));
     EXPECT_THAT(buffer.str(), HasSubstr("3 images: 1 done, 0 kept from an earlier run, 0 refused, 2 not begun\n"));
     EXPECT_EQ(1U, outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson"))).size());
     options.is_resumed = true;
     std::ostringstream rest;
-    EXPECT_EQ(0, Host::run_masks_command(options, rest, err));
+    EXPECT_EQ(0, Host::run_masks(options, rest, err));
     EXPECT_THAT(rest.str(), HasSubstr("3 images: 2 done, 1 kept from an earlier run, 0 refused\n"));
 }
 
@@ -396,14 +396,14 @@ TEST(Batch, AStuckImageDoesNotKeepARunFromItsEnd) {
             StuckBuffer buffer;
             std::ostream out(&buffer);
             std::ostringstream err;
-            (void)Host::run_masks_command(options_for(folder), out, err);
+            (void)Host::run_masks(options_for(folder), out, err);
         },
         ::testing::ExitedWithCode(130), "");
     EXPECT_EQ(1U, outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson"))).size());
     std::ostringstream rest, err;
-    Host::MasksOptions options = options_for(folder);
+    Host::RunOptions options = options_for(folder);
     options.is_resumed = true;
-    EXPECT_EQ(0, Host::run_masks_command(options, rest, err)) << err.str();
+    EXPECT_EQ(0, Host::run_masks(options, rest, err)) << err.str();
     EXPECT_THAT(folder.names("out"),
                 ElementsAre("a.done", "a.json", "b.done", "b.json", "report.html", "summary.csv", "summary.ndjson"));
 }

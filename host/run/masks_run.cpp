@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/masks_command.h"
+#include "run/masks_run.h"
 
 #include "io/dicom/read_dicom.h"
 #include "io/printable.h"
@@ -22,7 +22,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
@@ -40,12 +39,10 @@ namespace fs = std::filesystem;
 
 struct RunOutcome {
     std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
-    std::size_t done = 0, kept = 0, refused = 0;
-    std::size_t no_images = 0;                    // found by a walk, but they turned out to be none
-    std::size_t not_finished = 0, not_begun = 0;  // when the run was stopped
+    RunCounts counts;
 };
 
-void tell(const MasksOptions& options, const JobOutcome& outcome, Console& console) {
+void tell(const RunOptions& options, const JobOutcome& outcome, Console& console) {
     const ImageRecord& record = outcome.record;
     if (!outcome.is_image) return console.finish_image({}, {}, true);
     const bool is_json = options.report_format == ReportFormat::kJson;
@@ -76,15 +73,16 @@ public:
             if (!outcome) continue;
             ++finished;
             if (!outcome->is_image) {
-                ++run.no_images;
+                ++run.counts.passed_over;
                 continue;
             }
             ImageRecord& record = outcome->record;
-            ++(!record.refusal.empty() ? run.refused : record.is_kept ? run.kept : run.done);
+            RunCounts& counts = run.counts;
+            ++(!record.refusal.empty() ? counts.refused : record.is_kept ? counts.kept : counts.done);
             run.records.push_back(std::move(record));
         }
-        run.not_finished = begun - finished;
-        run.not_begun = outcomes.size() - begun;
+        run.counts.not_finished = begun - finished;
+        run.counts.not_begun = outcomes.size() - begun;
         return run;
     }
 
@@ -93,19 +91,6 @@ private:
     std::vector<std::optional<JobOutcome>> outcomes;
     std::size_t begun = 0;
 };
-
-// How it went, for people who look after lunch. One image that was named speaks for itself.
-std::string closing_line(const MasksOptions& options, const RunOutcome& run, std::size_t passed_over) {
-    const std::size_t images = run.records.size() + run.not_finished + run.not_begun;
-    if (images == 1 && passed_over == 0) return {};
-    std::string text = std::to_string(images) + " images: " + std::to_string(run.done) +
-                       (options.is_dry_run ? " to do, " : " done, ") + std::to_string(run.kept) +
-                       " kept from an earlier run, " + std::to_string(run.refused) + " refused";
-    if (run.not_finished > 0) text += ", " + std::to_string(run.not_finished) + " not finished";
-    if (run.not_begun > 0) text += ", " + std::to_string(run.not_begun) + " not begun";
-    if (passed_over > 0) text += "; " + std::to_string(passed_over) + " other files passed over";
-    return text + "\n";
-}
 
 bool make_folder(const std::string& folder, std::ostream& err) {
     std::error_code error;
@@ -141,8 +126,7 @@ bool may_begin(const OutputCheck& check, std::ostream& err) {
 /// A run over images that were found.
 class MasksRun {
 public:
-    MasksRun(const MasksOptions& run_options, const FoundInputs& found_inputs, std::ostream& report,
-             std::ostream& errors)
+    MasksRun(const RunOptions& run_options, const FoundInputs& found_inputs, std::ostream& report, std::ostream& errors)
         : options(run_options),
           found(found_inputs),
           jobs(run_options),
@@ -189,16 +173,19 @@ private:
     }
 
     int finish(bool is_stopped) {
-        const RunOutcome run = outcomes.sum_up();
+        RunOutcome run = outcomes.sum_up();
+        run.counts.passed_over += found.passed_over;
         std::vector<std::string> failures;
         if (place) failures = write_run_files(options, run.records, place->results, place->run);
         for (const std::string& failure : failures) complain(err, failure);
-        if (options.report_format == ReportFormat::kText) {
-            out << closing_line(options, run, found.passed_over + run.no_images) << std::flush;
+        // One image that was named speaks for itself.
+        const bool is_one = run.counts.images() == 1 && run.counts.passed_over == 0;
+        if (options.report_format == ReportFormat::kText && !is_one) {
+            out << closing_line(run.counts, options.is_dry_run ? "to do" : "done") << "\n" << std::flush;
         }
-        const bool is_whole = run.not_finished + run.not_begun == 0;
+        const bool is_whole = run.counts.not_finished + run.counts.not_begun == 0;
         if (!is_whole && is_stopped) return kExitInterrupted;
-        return is_whole && failures.empty() && run.refused == 0 ? kExitDone : kExitPartly;
+        return is_whole && failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
     }
 
     // The images under way do not come to an end: the run does without them.
@@ -211,7 +198,7 @@ private:
         _exit(kExitInterrupted);
     }
 
-    const MasksOptions& options;
+    const RunOptions& options;
     const FoundInputs& found;
     ImageJobs jobs;
     std::ostream& out;
@@ -222,24 +209,14 @@ private:
 
 }  // namespace
 
-FoundInputs find_and_name(const MasksOptions& options) {
+FoundInputs find_and_name(const RunOptions& options) {
     FoundInputs found =
         find_inputs({options.inputs, options.manifest, options.root, options.out_dir, options.list_end});
     give_result_names(found.inputs);
     return found;
 }
 
-bool is_in_shard(const Input& input, const Shard& shard) {
-    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
-    constexpr std::uint64_t kPrime = 1099511628211U;
-    std::uint64_t hash = kOffset;
-    for (const char c : input.name.empty() ? input.file : input.name) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
-    }
-    return hash % shard.count == shard.number - 1;
-}
-
-int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err) {
+int run_masks(const RunOptions& options, std::ostream& out, std::ostream& err) {
     std::optional<FoundInputs> found;
     try {
         found = find_and_name(options);

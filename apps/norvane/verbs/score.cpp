@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "verbs/score_command.h"
-
 #include "io/number_text.h"
 #include "io/printable.h"
 #include "io/read_png.h"
@@ -10,18 +8,98 @@
 #include "run/named_file.h"
 #include "run/result_folder.h"
 #include "run/result_names.h"
+#include "run/run_options.h"
 #include "run/stamp.h"
 #include "score/score_measures.h"
+#include "verbs/verb.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <ostream>
+#include <sstream>
 #include <string_view>
 
 namespace Norvane::Host {
 namespace {
 
 namespace fs = std::filesystem;
+
+// The grey values of a truth that mean breast without muscle, and muscle.
+struct TruthValues {
+    std::vector<std::uint8_t> breast{1};
+    std::vector<std::uint8_t> pectoral{2};
+};
+
+struct ScoreOptions {
+    std::vector<std::string> truths;           // PNG files of labels, and folders of them
+    std::string masks = RunOptions().out_dir;  // folder of the results of norvane masks
+    TruthValues values;
+    double pixel_size_um = 0.0;  // 0: what the results say
+    std::string csv;             // table to write; empty: score.csv in the folder of the results
+};
+
+// Numbers from 0 to 255 with "+" between, such as 128+192.
+std::optional<std::vector<std::uint8_t>> levels_of(std::string_view text) {
+    std::vector<std::uint8_t> levels;
+    const char* end = text.data() + text.size();
+    for (const char* at = text.data();; ++at) {
+        std::uint8_t level = 0;
+        const auto found = std::from_chars(at, end, level);
+        if (found.ec != std::errc()) return std::nullopt;
+        levels.push_back(level);
+        at = found.ptr;
+        if (at == end) return levels;
+        if (*at != '+') return std::nullopt;
+    }
+}
+
+// breast=LEVELS,pectoral=LEVELS; a region that is not named has no pixels in the truth.
+std::optional<TruthValues> values_of(const std::string& text) {
+    TruthValues values{{}, {}};
+    std::istringstream stream(text);
+    for (std::string part; std::getline(stream, part, ',');) {
+        const std::size_t equals = part.find('=');
+        const std::string region = part.substr(0, equals);
+        if (equals == std::string::npos || (region != "breast" && region != "pectoral")) return std::nullopt;
+        const auto levels = levels_of(std::string_view(part).substr(equals + 1));
+        if (!levels) return std::nullopt;
+        (region == "breast" ? values.breast : values.pectoral) = *levels;
+    }
+    return values;
+}
+
+OptionTable<ScoreOptions> score_options() {
+    return {
+        {{.name = "masks",
+          .value = "FOLDER",
+          .help = "Folder of the results of norvane masks, with their label PNGs",
+          .otherwise = ScoreOptions().masks},
+         [](ScoreOptions& options, const std::string& text) { options.masks = text; }},
+        {{.name = "truth-values",
+          .value = "LEVELS",
+          .help = "Grey levels of the truth, such as breast=128+192,pectoral=255",
+          .otherwise = "breast=1,pectoral=2"},
+         [](ScoreOptions& options, const std::string& text) {
+             const auto values = values_of(text);
+             if (!values) {
+                 throw std::invalid_argument("'" + text + "' is not breast=LEVEL+...,pectoral=LEVEL+... of 0 to 255");
+             }
+             options.values = *values;
+         }},
+        {{.name = "pixel-size",
+          .value = "UM",
+          .help = "Pixel size in micrometres",
+          .otherwise = "what was used for the masks"},
+         [](ScoreOptions& options, const std::string& text) { options.pixel_size_um = positive_number_of(text); }},
+        {{.name = "csv",
+          .value = "FILE",
+          .help = "Table to write",
+          .otherwise = "score.csv in the folder of the results"},
+         [](ScoreOptions& options, const std::string& text) { options.csv = text; }}};
+}
 
 constexpr const char* kLabelsEnding = ".labels.png";  // of results, and of truths that lie beside their images
 
@@ -194,9 +272,7 @@ std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
     return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name;
 }
 
-}  // namespace
-
-int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostream& err) {
+int score(const ScoreOptions& options, std::ostream& out, std::ostream& err) {
     bool is_all_done = true;
     const auto attempt = [&](const std::string& what, const auto& work) {
         try {
@@ -224,6 +300,23 @@ int run_score_command(const ScoreOptions& options, std::ostream& out, std::ostre
     }
     print_line(out, "Table: " + csv);
     return is_all_done && !rows.empty() ? kExitDone : kExitPartly;
+}
+
+}  // namespace
+
+Verb score_verb() {
+    return {"score",
+            "Compare masks with label images that somebody drew",
+            {"TRUTH",
+             "Label PNG of the source's size, NAME.png or NAME.labels.png for the results NAME; or a folder of them",
+             true, true},
+            facts_of(score_options()),
+            [](const std::vector<std::string>& truths, const GivenOptions& given) -> Task {
+                ScoreOptions options;
+                options.truths = truths;
+                set_options(options, score_options(), given);
+                return [options](std::ostream& out, std::ostream& err) { return score(options, out, err); };
+            }};
 }
 
 }  // namespace Norvane::Host

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "verbs/info_command.h"
-
 #include "export/fact_json.h"
 #include "io/number_text.h"
 #include "io/printable.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/exit_code.h"
+#include "run/reading_options.h"
+#include "verbs/verb.h"
 
 #include <algorithm>
 #include <exception>
@@ -18,6 +18,22 @@ namespace Norvane::Host {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+struct InfoOptions {
+    ReadOptions reading;
+    bool is_json = false;  // an array with an object for each file that could be read
+};
+
+OptionTable<InfoOptions> info_options() {
+    return {frame_option<InfoOptions>(OptionEffect::kRun),
+            memory_option<InfoOptions>("Options"),
+            decode_option<InfoOptions>("Options"),
+            {{.name = "format",
+              .choices = {{"text"}, {"json"}},
+              .help = "Report on standard output: text, or a JSON array with an object per file",
+              .otherwise = "text"},
+             [](InfoOptions& options, const std::string& text) { options.is_json = text == "json"; }}};
+}
 
 /// One line of the report.
 struct Line {
@@ -76,12 +92,11 @@ Json json_of(const std::string& file, const std::vector<Line>& lines) {
     return object;
 }
 
-}  // namespace
-
-int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream& err) {
+int show_facts(const std::vector<std::string>& files, const InfoOptions& options, std::ostream& out,
+               std::ostream& err) {
     Json all = Json::array();
     int code = kExitDone;
-    for (const std::string& file : options.files) {
+    for (const std::string& file : files) {
         try {
             const std::vector<Line> lines = lines_of(read_image(file, options.reading));
             if (options.is_json) {
@@ -100,6 +115,22 @@ int run_info_command(const InfoOptions& options, std::ostream& out, std::ostream
         for (std::string line; std::getline(lines, line);) print_line(out, line);
     }
     return code;
+}
+
+}  // namespace
+
+Verb info_verb() {
+    return {"info",
+            "Show the metadata that would be used and where it comes from",
+            {"FILE", "Files of any format that masks reads", true, true},
+            facts_of(info_options()),
+            [](const std::vector<std::string>& files, const GivenOptions& given) -> Task {
+                InfoOptions options;
+                set_options(options, info_options(), given);
+                return [files, options](std::ostream& out, std::ostream& err) {
+                    return show_facts(files, options, out, err);
+                };
+            }};
 }
 
 }  // namespace Norvane::Host

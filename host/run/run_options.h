@@ -1,28 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-/// norvane masks: image after image through reading, preparation, masks and results, several at a time.
+/// What a run over images is asked for.
 #pragma once
 
 #include "findings/analysis_options.h"
 #include "io/read_options.h"
 #include "run/inputs.h"
+#include "run/option_table.h"
 
-#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace Norvane::Host {
 
-/// Part `number` of `count`, from 1.
-struct Shard {
-    unsigned number;
-    unsigned count;
-};
-
 enum class ReportFormat { kText, kJson };
 
-/// norvane masks.
-struct MasksOptions {
+struct RunOptions {
     std::vector<std::string> inputs;  ///< files and folders
     std::string manifest;             ///< a file with more of them, "-" for standard input; empty: none
     std::string root;                 ///< see InputQuery
@@ -42,15 +35,13 @@ struct MasksOptions {
     std::string stamp_text;  ///< the options that decide the results, as text for stamps
 };
 
-/// All images that the options name, whatever the shard, and the names of their results. Throws Refusal where the
-/// manifest cannot be read.
-[[nodiscard]] FoundInputs find_and_name(const MasksOptions& options);
+/// Every option of a run. Headings in the help have no other meaning.
+[[nodiscard]] const OptionTable<RunOptions>& run_option_table();
 
-/// Whether the image belongs to the part. That depends on its name alone, so that it is the same part when other
-/// images are added.
-[[nodiscard]] bool is_in_shard(const Input& input, const Shard& shard);
+inline constexpr const char* kImageGroup = "Options";
+inline constexpr const char* kBatchGroup = "Batch";
 
-/// Reports to `out`; a line per refused input to `err`. Returns an ExitCode.
-[[nodiscard]] int run_masks_command(const MasksOptions& options, std::ostream& out, std::ostream& err);
+/// Throws WrongOption.
+[[nodiscard]] RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOptions& given);
 
 }  // namespace Norvane::Host

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The verbs of the program, each declared once: what it is called, its options, and what it does.
+#pragma once
+
+#include "run/option_table.h"
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// What a command line asks for. Reports go to the first stream, a line for each refused input to the second. Returns
+/// an ExitCode.
+using Task = std::function<int(std::ostream& out, std::ostream& err)>;
+
+struct Verb {
+    std::string name;
+    std::string summary;
+    struct Words {  ///< what is no option
+        std::string name;
+        std::string help;
+        bool are_required;
+        bool are_many;
+    } words;
+    std::vector<OptionFacts> options;
+    /// Throws WrongOption.
+    std::function<Task(const std::vector<std::string>& words, const GivenOptions& given)> prepare;
+};
+
+[[nodiscard]] Verb masks_verb();
+[[nodiscard]] Verb info_verb();
+[[nodiscard]] Verb score_verb();
+[[nodiscard]] Verb phantom_verb();
+
+[[nodiscard]] inline std::vector<Verb> verbs() { return {masks_verb(), info_verb(), score_verb(), phantom_verb()}; }
+
+}  // namespace Norvane::Host

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The options about how files are read, for tables of records that have a member `reading`.
+#pragma once
+
+#include "io/read_options.h"
+#include "run/option_table.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace Norvane::Host {
+
+inline constexpr std::array kDecodingPlaces{std::pair{"isolated", DecodingPlace::kWorker},
+                                            std::pair{"in-process", DecodingPlace::kThisProcess}};
+
+template <class Options>
+[[nodiscard]] Option<Options> frame_option(OptionEffect effect) {
+    return {{.name = "frame",
+             .effect = effect,
+             .value = "N",
+             .help = "Which frame of a file that holds several, from 1",
+             .otherwise = "a file with several is refused"},
+            [](Options& options, const std::string& text) {
+                (void)positive_number_of(text);
+                options.reading.frame = whole_number_of(text);
+            }};
+}
+
+template <class Options>
+[[nodiscard]] Option<Options> memory_option(const std::string& group) {
+    constexpr double kMostMebibytes = 1U << 20;
+    return {{.name = "image-memory",
+             .value = "MIB",
+             .range = {{1, kMostMebibytes}},
+             .group = group,
+             .help = "Refuse an image that needs more memory than this, in MiB",
+             .otherwise = std::to_string(kDefaultImageMemory >> 20U),
+             .details = "The header of an image tells how much it needs, so nothing of that size is allocated. "
+                        "Each image under way may need as much."},
+            [](Options& options, const std::string& text) {
+                options.reading.image_memory = std::uint64_t{whole_number_of(text)} << 20U;
+            }};
+}
+
+template <class Options>
+[[nodiscard]] Option<Options> decode_option(const std::string& group) {
+    return {{.name = "decode",
+             .choices = choices_of(kDecodingPlaces),
+             .group = group,
+             .help = "Decode the JPEG, JPEG-LS and JPEG 2000 pixels of DICOM files in a process of its own, so that "
+                     "damaged data costs one image, or in this process",
+             .otherwise = kDecodingPlaces.front().first,
+             .details = "The latter is for systems on which no process can be started."},
+            [](Options& options, const std::string& text) {
+                options.reading.decoding = value_named(kDecodingPlaces, text);
+            }};
+}
+
+}  // namespace Norvane::Host

@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/run_options.h"
+
+#include "export/kinds.h"
+#include "findings/noise_choice.h"
+#include "io/words.h"
+#include "run/reading_options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <thread>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr const char* kTriedNoise = "auto";
+constexpr unsigned kMostJobs = 1024;
+constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
+
+// Two numbers with `separator` between them, the first one not above the second.
+template <class Number>
+std::pair<Number, Number> range_of(const std::string& text, char separator, Number least, const char* expected) {
+    std::pair<Number, Number> pair{};
+    const char* end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, pair.first);
+    if (first.ec == std::errc() && first.ptr != end && *first.ptr == separator) {
+        const auto second = std::from_chars(first.ptr + 1, end, pair.second);
+        const bool is_whole = second.ec == std::errc() && second.ptr == end;
+        if (is_whole && least <= pair.first && pair.first <= pair.second) return pair;
+    }
+    throw std::invalid_argument("'" + text + "' is not " + expected);
+}
+
+std::vector<OptionChoice> noise_choices() {
+    std::vector<OptionChoice> choices = choices_of(kNoiseNames);
+    choices.insert(choices.begin(), {kTriedNoise});
+    return choices;
+}
+
+std::vector<OptionChoice> result_choices() {
+    std::vector<OptionChoice> choices;
+    for (const ResultKind& kind : result_kinds()) choices.push_back({kind.name, kind.description});
+    return choices;
+}
+
+std::vector<std::string> default_results() {
+    std::vector<std::string> names;
+    for (const ResultKind& kind : result_kinds()) {
+        if (kind.is_default) names.emplace_back(kind.name);
+    }
+    return names;
+}
+
+std::string default_results_text() {
+    std::string text;
+    for (const std::string& name : default_results()) text += (text.empty() ? "" : ",") + name;
+    return text;
+}
+
+void set_noise(RunOptions& run, const std::string& text) {
+    run.analysis.tries_noise = text == kTriedNoise;
+    if (!run.analysis.tries_noise) run.analysis.noise = value_named(kNoiseNames, text);
+}
+
+void set_padding(RunOptions& run, const std::string& text) {
+    const auto [low, high] = range_of<std::uint16_t>(text, ':', 0, "LO:HI with 0 <= LO <= HI <= 65535");
+    run.analysis.padding = PaddingRange{low, high};
+}
+
+void set_pixel_size(RunOptions& run, const std::string& text) {
+    run.analysis.pixel_size_um = positive_number_of(text);
+    run.reading.is_pixel_size_given = true;
+}
+
+void set_shard(RunOptions& run, const std::string& text) {
+    const auto [number, count] = range_of<unsigned>(text, '/', 1, "K/N with 1 <= K <= N");
+    run.shard = Shard{number, count};
+}
+
+// The setter of a flag.
+template <class Set>
+auto flag(Set set) {
+    return [set](RunOptions& run, const std::string& value) { set(run, value == "true"); };
+}
+
+OptionTable<RunOptions> image_options() {
+    constexpr auto kResults = OptionEffect::kResults;
+    return {
+        {{.name = "side",
+          .effect = kResults,
+          .choices = choices_of(kSideWords),
+          .help = "Image border at which the chest wall lies",
+          .otherwise = "what the file says, else the brighter border"},
+         [](RunOptions& run, const std::string& text) { run.analysis.side = value_named(kSideWords, text); }},
+        {{.name = "view",
+          .effect = kResults,
+          .choices = choices_of(kViewWords),
+          .help = "mlo shows the pectoral muscle, cc does not",
+          .otherwise = "what the file says, else it is refused"},
+         [](RunOptions& run, const std::string& text) { run.analysis.view = value_named(kViewWords, text); }},
+        {{.name = "pixel-size",
+          .effect = kResults,
+          .value = "UM",
+          .help = "Pixel size in micrometres, up to 228",
+          .otherwise = "what the file says, else it is refused"},
+         set_pixel_size},
+        frame_option<RunOptions>(kResults),
+        {{.name = "crop",
+          .effect = kResults,
+          .choices = {{"auto"}, {"none"}},
+          .help = "auto cuts off black and white borders that a scanner or an archive put around the film; none works "
+                  "on the whole image",
+          .otherwise = "auto"},
+         [](RunOptions& run, const std::string& text) { run.analysis.crops_film_area = text == "auto"; }},
+        {{.name = "noise",
+          .effect = kResults,
+          .value = "CLASS",
+          .choices = noise_choices(),
+          .help = "Class of the background; auto tries several on the image and takes the one whose breast mask agrees "
+                  "best with the others'",
+          .otherwise = "what the file says, else auto"},
+         set_noise},
+        {{.name = "padding",
+          .effect = kResults,
+          .value = "LO:HI",
+          .help = "Grey values of the file that are background; implies --noise given-level",
+          .otherwise = "what the file says"},
+         set_padding},
+        {{.name = "invert",
+          .kind = OptionKind::kFlag,
+          .effect = kResults,
+          .help = "Tissue is dark on a bright background",
+          .otherwise = "what the file says"},
+         flag([](RunOptions& run, bool is_on) { run.analysis.is_inverted = is_on; })},
+        {{.name = "fast",
+          .kind = OptionKind::kFlag,
+          .effect = kResults,
+          .help = "Search the contour fast; the results differ from those of the default search"},
+         flag([](RunOptions& run, bool is_on) { run.analysis.is_fast = is_on; })},
+        {{.name = "contour",
+          .kind = OptionKind::kTwoWayFlag,
+          .effect = kResults,
+          .help = "Include 720 points of the outline in the JSON, or none",
+          .otherwise = "included",
+          .details = "In the view mlo the outline is traced around breast and upper muscle, in cc it comes from the "
+                     "fast search."},
+         flag([](RunOptions& run, bool is_on) { run.analysis.wants_contour = is_on; })},
+    };
+}
+
+OptionTable<RunOptions> result_options() {
+    return {
+        {{.name = "out-dir",
+          .value = "FOLDER",
+          .group = kBatchGroup,
+          .help = "Folder of the results, which is made if it is missing",
+          .otherwise = RunOptions().out_dir},
+         [](RunOptions& run, const std::string& text) { run.out_dir = text; }},
+        {{.name = "results",
+          .kind = OptionKind::kList,  // without effect here: stamps hold the kinds, also those by default
+          .value = "KIND,...",
+          .choices = result_choices(),
+          .group = kBatchGroup,
+          .help = "What is written for each image, names with commas between",
+          .otherwise = default_results_text()},
+         [](RunOptions& run, const std::string& text) { run.results.push_back(text); }},
+        {{.name = "no-page",
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Write no report.html, nor its pictures"},
+         flag([](RunOptions& run, bool is_on) { run.has_page = !is_on; })},
+        {{.name = "format",
+          .choices = choices_of(kReportFormats),
+          .group = kBatchGroup,
+          .help = "Report on standard output: text, or a JSON record a line",
+          .otherwise = "text",
+          .is_of_command = true},
+         [](RunOptions& run, const std::string& text) { run.report_format = value_named(kReportFormats, text); }},
+        {{.name = "dry-run",
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Say what would be done and write nothing",
+          .is_of_command = true},
+         flag([](RunOptions& run, bool is_on) { run.is_dry_run = is_on; })},
+    };
+}
+
+OptionTable<RunOptions> batch_options() {
+    return {
+        {{.name = "jobs",
+          .value = "N",
+          .range = {{1, kMostJobs}},
+          .group = kBatchGroup,
+          .help = "Images at a time",
+          .otherwise = "one per processor",
+          .is_of_command = true},
+         [](RunOptions& run, const std::string& text) { run.jobs = whole_number_of(text); }},
+        memory_option<RunOptions>(kBatchGroup),
+        decode_option<RunOptions>(kBatchGroup),
+        {{.name = "manifest",
+          .value = "FILE",
+          .group = kBatchGroup,
+          .help = "List of inputs, one a line, or - for standard input"},
+         [](RunOptions& run, const std::string& text) { run.manifest = text; }},
+        {{.name = "root",
+          .value = "FOLDER",
+          .group = kBatchGroup,
+          .help = "Results of inputs below this folder keep their path relative to it"},
+         [](RunOptions& run, const std::string& text) { run.root = text; }},
+        {{.name = "resume",
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Skip images whose results match their file, the options and the version"},
+         flag([](RunOptions& run, bool is_on) { run.is_resumed = is_on; })},
+        {{.name = "shard",
+          .value = "K/N",
+          .group = kBatchGroup,
+          .help = "Do only part K of N; all parts together do everything",
+          .details = "The parts may be made by several machines. A run with --resume and without --shard then makes "
+                     "the page of all."},
+         set_shard},
+        {{.name = "fail-list",
+          .value = "FILE",
+          .group = kBatchGroup,
+          .help = "File for the inputs that failed, one a line; it is a manifest for the next run"},
+         [](RunOptions& run, const std::string& text) { run.fail_list = text; }},
+        {{.name = "null",
+          .letter = '0',
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Names in --manifest and --fail-list end with a NUL byte, as those of find -print0",
+          .otherwise = "with a line feed",
+          .details = "A name that holds a line feed is left out of a list of failures without NUL, with a line on "
+                     "standard error."},
+         flag([](RunOptions& run, bool is_on) { run.list_end = is_on ? '\0' : '\n'; })},
+    };
+}
+
+}  // namespace
+
+const OptionTable<RunOptions>& run_option_table() {
+    static const OptionTable<RunOptions> table = [] {
+        OptionTable<RunOptions> all = image_options();
+        for (const OptionTable<RunOptions>& more : {result_options(), batch_options()}) {
+            all.insert(all.end(), more.begin(), more.end());
+        }
+        return all;
+    }();
+    return table;
+}
+
+RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOptions& given) {
+    RunOptions run;
+    run.inputs = inputs;
+    run.jobs = std::max(1U, std::thread::hardware_concurrency());
+    set_options(run, run_option_table(), given);
+    if (run.inputs.empty() && run.manifest.empty()) throw WrongOption("", "FILE or --manifest is required");
+    const AnalysisOptions& analysis = run.analysis;
+    if (analysis.padding && (analysis.tries_noise || analysis.noise.value_or(BG_GIVEN_LEVEL) != BG_GIVEN_LEVEL)) {
+        throw WrongOption("padding", "contradicts --noise " + given.at("noise").back() +
+                                         ": only the class given-level looks at padding values");
+    }
+    if (run.results.empty()) run.results = default_results();
+    if (!run.has_page) std::erase(run.results, "page");
+    run.analysis.image_memory = run.reading.image_memory;
+    run.stamp_text = stamp_text_of(facts_of(run_option_table()), given);
+    return run;
+}
+
+}  // namespace Norvane::Host
