@@ -2,7 +2,7 @@
 /// The masks as outlines in pictures: one name, one colour and one width each, wherever they are drawn.
 #pragma once
 
-#include "findings/masks_run.h"
+#include "findings/library_masks.h"
 
 #include <array>
 

@@ -6,7 +6,7 @@
 #include "findings/film_area.h"
 #include "findings/host_image.h"
 #include "findings/image_settings.h"
-#include "findings/masks_run.h"
+#include "findings/library_masks.h"
 #include "findings/noise_trials.h"
 #include "io/source_image.h"
 

@@ -19,17 +19,7 @@ bool is_usable(const NoiseTrial& trial) {
     return trial.area > 0 && (trial.status == Masking::MASK_OK || trial.status == Masking::MASK_CHEST_WALL);
 }
 
-double dice(const MaskBitmap& a, const MaskBitmap& b) {
-    std::size_t both = 0;
-    std::size_t sum = 0;
-    for (std::size_t i = 0; i < a.pixels.size(); ++i) {
-        both += (a.pixels[i] & b.pixels[i]) != 0 ? 1 : 0;
-        sum += (a.pixels[i] != 0 ? 1U : 0U) + (b.pixels[i] != 0 ? 1U : 0U);
-    }
-    return sum > 0 ? 2.0 * static_cast<double>(both) / static_cast<double>(sum) : 1.0;
-}
-
-double mean_agreement(const std::vector<NoiseTrial>& trials, const std::vector<MaskBitmap>& masks, std::size_t own) {
+double mean_agreement(const std::vector<NoiseTrial>& trials, const std::vector<Region>& masks, std::size_t own) {
     double sum = 0.0;
     int count = 0;
     for (std::size_t other = 0; other < trials.size(); ++other) {
@@ -44,13 +34,13 @@ double mean_agreement(const std::vector<NoiseTrial>& trials, const std::vector<M
 
 std::vector<NoiseTrial> try_noise_classes(const PreparedImage& prepared, MasksRequest request) {
     std::vector<NoiseTrial> trials;
-    std::vector<MaskBitmap> masks;
+    std::vector<Region> masks;
     for (const BG_NOISE noise : kCandidates) {
         request.noise = noise;
         PreparedImage image = prepared_for(prepared, noise);
         const FoundMask breast = run_breast(image, request);
         trials.push_back({noise, breast.status, breast.region.area(), {}});
-        masks.push_back(breast.region.bitmap(image.image->GetWidth(), image.image->GetHeight()));
+        masks.push_back(breast.region);
     }
     for (std::size_t i = 0; i < trials.size(); ++i) {
         trials[i].measures.emplace_back(kAgreement, mean_agreement(trials, masks, i));

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "findings/host_image.h"
-#include "findings/masks_run.h"
+#include "findings/library_masks.h"
 
 #include <norvane/masking.h>
 

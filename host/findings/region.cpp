@@ -80,6 +80,26 @@ Mask Region::mask() const {
     return mask;
 }
 
+double dice(const Region& a, const Region& b) {
+    std::size_t both = 0;
+    for (const RowRuns& row : a.rows()) {
+        const std::span<const ColumnRun> others = b.row(row.row);
+        auto other = others.begin();
+        for (auto run = row.runs.begin(); run != row.runs.end() && other != others.end();) {
+            const unsigned first = std::max(run->first, other->first);
+            const unsigned last = std::min(run->last, other->last);
+            if (first <= last) both += std::size_t{last} - first + 1;
+            if (run->last < other->last) {
+                ++run;
+            } else {
+                ++other;
+            }
+        }
+    }
+    const std::size_t sum = a.area() + b.area();
+    return sum > 0 ? 2.0 * static_cast<double>(both) / static_cast<double>(sum) : 1.0;
+}
+
 unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um) {
     if (pixel_size_um == grid_pixel_size_um) return v;
     const double exact =

@@ -74,6 +74,10 @@ private:
     std::vector<RowRuns> rows_with_pixels;
 };
 
+/// Twice the pixels of both by the sum of the pixels of each, on one grid (dice1945): 1 for regions that are
+/// equal or both empty, 0 for regions without a common pixel.
+[[nodiscard]] double dice(const Region& a, const Region& b);
+
 /// The pixel of a grid on which pixel `v` of a picture lies, along either axis; the sizes of their pixels are in
 /// micrometres. Mask::HitTest() takes the same way if its target pixel size is that of the picture.
 [[nodiscard]] unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um);

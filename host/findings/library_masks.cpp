@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "findings/masks_run.h"
+#include "findings/library_masks.h"
 
 #include <norvane/norvane.h>
 
