@@ -73,6 +73,7 @@ std::string png_of(const Surface& surface) {
 
 void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_zoom) {
     std::vector<DrawnRegion> regions;
+    regions.reserve(kMaskLayers.size());
     for (const MaskLayer& layer : kMaskLayers) regions.push_back({&layer, &layer.region_of(findings.masks)});
     draw_masks(c, findings.working_image(), grey_range_of(findings.source), regions, zoom, line_zoom);
 }

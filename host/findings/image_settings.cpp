@@ -24,7 +24,7 @@ Sourced<double> settle_pixel_size(const AnalysisOptions& options, const SourceIm
     if (!options.pixel_size_um && !source.pixel_size_um) {
         throw Refusal("does not say its pixel size: give --pixel-size in micrometres");
     }
-    const Sourced<double> size =
+    Sourced<double> size =
         options.pixel_size_um ? Sourced<double>{*options.pixel_size_um, "as given"} : *source.pixel_size_um;
     if (size.value > static_cast<double>(Masking::c_lowres_pixelsize)) {
         throw Refusal("has pixels of " + number_text(size.value) + " micrometres (" + size.from +

@@ -118,7 +118,8 @@ private:
             marked.insert(name.string());
         }
         for (const std::string& ending : endings) {
-            const std::string file = stem + "." + ending;
+            std::string file = stem;
+            file.append(".").append(ending);
             if (!files.contains(file)) continue;
             look_at(full(file), [&] {
                 if (!stamp) return false;

@@ -187,7 +187,7 @@ int RunFolder::move_to(const ResultFolder& place, const std::string& file, const
 }
 
 RunFolder::UnderWay::UnderWay(const RunFolder& run_folder, const std::string& text) : run(run_folder), slot(0) {
-    const std::scoped_lock lock(run.slots_mutex);
+    const std::scoped_lock hold(run.slots_mutex);
     if (run.free_slots.empty()) {
         slot = run.next_slot++;
     } else {
@@ -200,7 +200,7 @@ RunFolder::UnderWay::UnderWay(const RunFolder& run_folder, const std::string& te
 }
 
 RunFolder::UnderWay::~UnderWay() {
-    const std::scoped_lock lock(run.slots_mutex);
+    const std::scoped_lock hold(run.slots_mutex);
     constexpr char kNothing = '\0';
     (void)!::pwrite(run.under_way.get(), &kNothing, 1, kSlotSize * static_cast<off_t>(slot));
     run.free_slots.push_back(slot);

@@ -43,10 +43,10 @@ public:
     };
     /// A new file for writing. Any number of threads may call.
     [[nodiscard]] Temporary make_temporary() const;
-    void remove_temporary(const std::string& name) const;
+    void remove_temporary(const std::string& file) const;
     /// Gives a temporary file its place; a file that lies there is replaced only if `replaces`. Returns 0 or the
     /// system's error: EEXIST if there is a file that may not be replaced.
-    [[nodiscard]] int move_to(const ResultFolder& place, const std::string& name, const std::string& temporary,
+    [[nodiscard]] int move_to(const ResultFolder& place, const std::string& file, const std::string& temporary,
                               bool replaces) const;
 
     /// While it lives, `text`, a line, is among what a run that dies was doing.

@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-extern "C" const char* __asan_default_options() {
+// A name that the sanitizer asks for.
+extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
     static_assert(Norvane::Host::kSanitizerExitCode == 99);
     return "exitcode=99:allocator_may_return_null=1:max_allocation_size_mb=2048";
 }

@@ -15,8 +15,8 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <new>
 #include <string>
 
@@ -29,11 +29,8 @@ void set_limit(__rlimit_resource resource, rlim_t value) {
 }
 
 std::size_t mapped_bytes() {
-    unsigned long pages = 0;
-    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(file, "%lu", &pages) != 1) pages = 0;
-        (void)std::fclose(file);
-    }
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 

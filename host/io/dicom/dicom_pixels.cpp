@@ -47,7 +47,7 @@ void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder
         const std::size_t samples = (wanted - at) / bytes_per_sample;
         for (std::size_t i = 0; i < samples; ++i) {
             const std::uint8_t* sample = &chunk[at + i * bytes_per_sample];
-            rest[i] = decode(bytes_per_sample == 1 ? sample[0] : sample[0] | sample[1] << 8U);
+            rest[i] = decode(bytes_per_sample == 1 ? unsigned{sample[0]} : sample[0] | unsigned{sample[1]} << 8U);
         }
         rest = rest.subspan(samples);
     }

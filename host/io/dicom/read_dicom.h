@@ -9,7 +9,7 @@
 namespace Norvane::Host {
 
 /// One grey frame of a DICOM object, in any encoding that archives of mammograms hold. Throws Refusal.
-[[nodiscard]] SourceImage read_dicom(const std::filesystem::path& file, const ReadOptions& options);
+[[nodiscard]] SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& options);
 
 /// What the first DICOM file would do: loads the toolkit's dictionary. Should memory run out in it, the toolkit would
 /// keep its lock, and every later file would wait for ever; so it is done before there are images in memory.
