@@ -7,6 +7,8 @@
 #include "export/write_png.h"
 #include "io/number_text.h"
 
+#include <fmt/core.h>
+
 namespace Norvane::Host {
 
 std::string label_png(const Findings& findings) {
@@ -20,12 +22,10 @@ std::string label_png(const Findings& findings) {
 std::string label_nrrd(const Findings& findings) {
     const LabelImage labels(findings);
     const std::string millimetres = number_text(findings.settings.pixel_size_um.value / 1000.0);
-    std::string bytes = "NRRD0004\n# norvane ";
-    bytes += program_version();
-    bytes += "\ntype: uint8\ndimension: 2\nsizes: " + std::to_string(labels.width()) + " ";
-    bytes += std::to_string(labels.height());
-    bytes += "\nspacings: " + millimetres + " " + millimetres + "\nunits: \"mm\" \"mm\"\nencoding: gzip\n";
-    bytes += "label_0:=background\nlabel_1:=breast\nlabel_2:=pectoral muscle\n\n";
+    std::string bytes = fmt::format(
+        "NRRD0004\n# norvane {0}\ntype: uint8\ndimension: 2\nsizes: {1} {2}\nspacings: {3} {3}\nunits: \"mm\" \"mm\"\n"
+        "encoding: gzip\nlabel_0:=background\nlabel_1:=breast\nlabel_2:=pectoral muscle\n\n",
+        program_version(), labels.width(), labels.height(), millimetres);
     GzipStream compressed(bytes);
     std::vector<std::uint8_t> row(labels.width());
     for (unsigned y = 0; y < labels.height(); ++y) {

@@ -5,6 +5,7 @@
 #include "findings/status_text.h"
 
 #include <cairo.h>
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -41,8 +42,8 @@ public:
         const double indent = left + 28;
         paragraph(layer.label, 15.0, CAIRO_FONT_WEIGHT_BOLD, kText, indent);
         if (status != nullptr) {
-            paragraph(std::to_string(status->status) + " " + status->name, 13.0, CAIRO_FONT_WEIGHT_NORMAL, kText,
-                      indent);
+            paragraph(fmt::format("{} {}", static_cast<int>(status->status), status->name), 13.0,
+                      CAIRO_FONT_WEIGHT_NORMAL, kText, indent);
             paragraph(status->sentence, 13.0, CAIRO_FONT_WEIGHT_NORMAL, kFaintText, indent);
         }
         space(8);

@@ -8,6 +8,7 @@
 #include "export/write_jpeg.h"
 #include "findings/grey_rows.h"
 
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -33,8 +34,7 @@ std::string path_data(const Region& region, const Image& image) {
     for (const Outline& line : outlines_of(region.bitmap(image.GetWidth(), image.GetHeight()))) {
         char command = 'M';
         for (const OutlinePoint& point : simplified(line, kTolerance)) {
-            data += command + std::to_string(std::lround(point.x * kUnit)) + ' ' +
-                    std::to_string(std::lround(point.y * kUnit));
+            data += fmt::format("{}{} {}", command, std::lround(point.x * kUnit), std::lround(point.y * kUnit));
             command = 'L';
         }
         data += 'Z';

@@ -4,6 +4,8 @@
 #include "findings/grey_rows.h"
 #include "io/refusal.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -41,8 +43,8 @@ BrighterBorder brighter_border(const Image& prepared) {
     const double left = mean_without_frame(prepared, 0, depth);
     const double right = mean_without_frame(prepared, width - depth, width);
     BrighterBorder border;
-    border.means = "mean grey level " + std::to_string(std::lround(left)) + " on the left, " +
-                   std::to_string(std::lround(right)) + " on the right";
+    border.means =
+        fmt::format("mean grey level {} on the left, {} on the right", std::lround(left), std::lround(right));
     const auto [darker, brighter] = std::minmax(left, right);
     if (brighter - darker < std::max(kLeastDifference, kLeastRelativeDifference * brighter)) return border;
     border.side = left > right ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
@@ -54,13 +56,13 @@ Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& l
     const BrighterBorder border = brighter_border(prepared);
     if (border.side) {
         return {*border.side,
-                std::string("the ") + name_of(*border.side) + " border is the brighter one (" + border.means + ")"};
+                fmt::format("the {} border is the brighter one ({})", name_of(*border.side), border.means)};
     }
     if (laterality) {
-        return {hung_side(laterality->value), std::string("a ") + name_of(laterality->value) +
-                                                  " breast, and the borders do not tell (" + border.means + ")"};
+        return {hung_side(laterality->value),
+                fmt::format("a {} breast, and the borders do not tell ({})", name_of(laterality->value), border.means)};
     }
-    throw Refusal("does not show where the chest wall is (" + border.means + "): give --side");
+    throw Refusal(fmt::format("does not show where the chest wall is ({}): give --side", border.means));
 }
 
 IMAGE_SIDE hung_side(Laterality laterality) {

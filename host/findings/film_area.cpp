@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/film_area.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -126,8 +128,7 @@ public:
             const unsigned thickness = thickness_of(box, border, blank);
             if (thickness < thinnest || thickness == 0) continue;
             remove(box, border, thickness);
-            return std::string(blank.name) + " border of " + std::to_string(thickness) + " pixels on the " +
-                   name_of(border);
+            return fmt::format("{} border of {} pixels on the {}", blank.name, thickness, name_of(border));
         }
         return {};
     }

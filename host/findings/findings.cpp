@@ -6,6 +6,8 @@
 #include "io/image_memory.h"
 #include "io/number_text.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -35,9 +37,8 @@ Sourced<BG_NOISE> choose_noise_class(const PreparedImage& plain, const MasksRequ
         return noise;
     }
     noise.value = best->noise;
-    noise.from += "; of " + std::to_string(trials.size()) +
-                  " classes tried, its breast mask agrees best with the others (mean Dice " +
-                  number_text(std::round(best->measures.front().second * 1e3) / 1e3) + ")";
+    noise.from += fmt::format("; of {} classes tried, its breast mask agrees best with the others (mean Dice {})",
+                              trials.size(), number_text(std::round(best->measures.front().second * 1e3) / 1e3));
     return noise;
 }
 

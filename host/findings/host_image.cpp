@@ -3,6 +3,7 @@
 
 #include "io/refusal.h"
 
+#include <fmt/core.h>
 #include <norvane/norvane.h>
 
 #include <algorithm>
@@ -83,8 +84,8 @@ PreparedImage prepare_source(const SourceImage& source, const SourceBox& box, do
     const Image* result = prepared.image.get();
     if (result == nullptr || result->GetBuffer() == nullptr) throw Refusal("cannot be prepared");
     if (std::min(result->GetWidth(), result->GetHeight()) < kSmallestSide) {
-        throw Refusal("is too small for a mammogram (" + std::to_string(result->GetWidth()) + " x " +
-                      std::to_string(result->GetHeight()) + " pixels of 228 micrometres)");
+        throw Refusal(fmt::format("is too small for a mammogram ({} x {} pixels of 228 micrometres)",
+                                  result->GetWidth(), result->GetHeight()));
     }
     return prepared;
 }

@@ -5,6 +5,8 @@
 #include "io/number_text.h"
 #include "io/refusal.h"
 
+#include <fmt/core.h>
+
 namespace Norvane::Host {
 namespace {
 
@@ -27,8 +29,8 @@ Sourced<double> settle_pixel_size(const AnalysisOptions& options, const SourceIm
     Sourced<double> size =
         options.pixel_size_um ? Sourced<double>{*options.pixel_size_um, "as given"} : *source.pixel_size_um;
     if (size.value > static_cast<double>(Masking::c_lowres_pixelsize)) {
-        throw Refusal("has pixels of " + number_text(size.value) + " micrometres (" + size.from +
-                      "); 228 is the largest size that can be used");
+        throw Refusal(fmt::format("has pixels of {} micrometres ({}); 228 is the largest size that can be used",
+                                  number_text(size.value), size.from));
     }
     return size;
 }
@@ -38,8 +40,8 @@ void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
     if (!options.padding) return;
     source.padding = Sourced{*options.padding, "as given"};
     if (source.used_bits < 16 && options.padding->high >> source.used_bits != 0) {
-        throw Refusal("has samples of " + std::to_string(source.used_bits) + " bits; the padding value " +
-                      std::to_string(options.padding->high) + " does not fit");
+        throw Refusal(fmt::format("has samples of {} bits; the padding value {} does not fit", source.used_bits,
+                                  options.padding->high));
     }
 }
 
@@ -65,18 +67,19 @@ Sourced<IMAGE_SIDE> check_header_side(const Sourced<IMAGE_SIDE>& header, const B
                                       std::vector<std::string>& warnings) {
     if (!border.is_clear || border.side == header.value) return said_by(header);
     const std::string shown = name_of(*border.side);
-    warnings.push_back(header.from + " puts the chest wall at the " + name_of(header.value) + " border, but the " +
-                       shown + " one is clearly brighter (" + border.means + "): the pixels were followed");
+    warnings.push_back(fmt::format(
+        "{} puts the chest wall at the {} border, but the {} one is clearly brighter ({}): the pixels were followed",
+        header.from, name_of(header.value), shown, border.means));
     return {*border.side,
-            "the " + shown + " border is the brighter one (" + border.means + "), against " + header.from};
+            fmt::format("the {} border is the brighter one ({}), against {}", shown, border.means, header.from)};
 }
 
 // A mirrored image is nothing unusual. If the header names both breast and chest wall, it may be a mistake too.
 void compare_with_laterality(const SourceImage& source, IMAGE_SIDE side, std::vector<std::string>& warnings) {
     if (!source.laterality || !source.chest_wall || hung_side(source.laterality->value) == side) return;
-    warnings.push_back(source.laterality->from + " says a " + name_of(source.laterality->value) +
-                       " breast, but its chest wall is at the " + name_of(side) +
-                       " border: the image is mirrored, or the header wrong");
+    warnings.push_back(fmt::format(
+        "{} says a {} breast, but its chest wall is at the {} border: the image is mirrored, or the header wrong",
+        source.laterality->from, name_of(source.laterality->value), name_of(side)));
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include "findings/grey_rows.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -94,11 +96,11 @@ Sourced<BG_NOISE> choose_noise(const Image& prepared) {
     const auto background = std::ranges::count_if(regions, is_background);
     const auto flat = std::ranges::count_if(regions, is_flat);
     const double dim_share = dim_share_of(prepared, least);
-    const std::string measured = std::to_string(flat) + " of " + std::to_string(background) +
-                                 " dark regions at the border are flat; darkest region at grey level " +
-                                 std::to_string(std::lround(darkest.mean)) + ", darkest pixel at " +
-                                 std::to_string(std::lround(least)) + "; " +
-                                 std::to_string(std::lround(100.0 * dim_share)) + " % of the dark pixels not black";
+    const std::string measured = fmt::format(
+        "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; {} % of "
+        "the "
+        "dark pixels not black",
+        flat, background, std::lround(darkest.mean), std::lround(least), std::lround(100.0 * dim_share));
     if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
         dim_share <= kDimShare) {
         return {BG_MG, "black, flat background (" + measured + ")"};

@@ -5,7 +5,8 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <fmt/core.h>
+
 #include <iostream>
 
 namespace Norvane::Host {
@@ -18,36 +19,28 @@ constexpr const char* kClearLine = "\r\x1b[K";
 std::string duration_text(double seconds) {
     constexpr double kMinute = 60.0;
     constexpr double kHour = 3600.0;
-    char text[32];
-    if (seconds < kMinute) {
-        (void)std::snprintf(text, sizeof text, "%.0f s", seconds);
-    } else if (seconds < kHour) {
-        (void)std::snprintf(text, sizeof text, "%.0f min", seconds / kMinute);
-    } else {
-        (void)std::snprintf(text, sizeof text, "%.1f h", seconds / kHour);
-    }
-    return text;
+    if (seconds < kMinute) return fmt::format("{:.0f} s", seconds);
+    if (seconds < kHour) return fmt::format("{:.0f} min", seconds / kMinute);
+    return fmt::format("{:.1f} h", seconds / kHour);
 }
 
 }  // namespace
 
 std::string progress_text(std::size_t finished, std::size_t kept, std::size_t total, double seconds) {
-    std::string text = std::to_string(finished) + " of " + std::to_string(total) + " images";
+    std::string text = fmt::format("{} of {} images", finished, total);
     const double made = static_cast<double>(finished - kept);
     if (made == 0.0 || seconds <= 0.0) return text;
     const double rate = made / seconds;
-    char rate_text[32];
-    (void)std::snprintf(rate_text, sizeof rate_text, ", %.*f a second", rate < 10.0 ? 1 : 0, rate);
-    return text + rate_text + ", " + duration_text(static_cast<double>(total - finished) / rate) + " left";
+    return text + fmt::format(", {:.{}f} a second, {} left", rate, rate < 10.0 ? 1 : 0,
+                              duration_text(static_cast<double>(total - finished) / rate));
 }
 
 std::string closing_line(const RunCounts& counts, const char* done) {
-    std::string text = std::to_string(counts.images()) + " images: " + std::to_string(counts.done) + " " + done + ", " +
-                       std::to_string(counts.kept) + " kept from an earlier run, " + std::to_string(counts.refused) +
-                       " refused";
-    if (counts.not_finished > 0) text += ", " + std::to_string(counts.not_finished) + " not finished";
-    if (counts.not_begun > 0) text += ", " + std::to_string(counts.not_begun) + " not begun";
-    if (counts.passed_over > 0) text += "; " + std::to_string(counts.passed_over) + " other files passed over";
+    std::string text = fmt::format("{} images: {} {}, {} kept from an earlier run, {} refused", counts.images(),
+                                   counts.done, done, counts.kept, counts.refused);
+    if (counts.not_finished > 0) text += fmt::format(", {} not finished", counts.not_finished);
+    if (counts.not_begun > 0) text += fmt::format(", {} not begun", counts.not_begun);
+    if (counts.passed_over > 0) text += fmt::format("; {} other files passed over", counts.passed_over);
     return text;
 }
 

@@ -13,6 +13,8 @@
 #include "run/result_names.h"
 #include "run/stamp.h"
 
+#include <fmt/core.h>
+
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -68,7 +70,7 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
 
 std::string status_line(Masking::MASK_STATUS status) {
     const StatusText& text = text_of(status);
-    return "status " + std::to_string(static_cast<int>(status)) + " " + text.name + ": " + text.sentence;
+    return fmt::format("status {} {}: {}", static_cast<int>(status), text.name, text.sentence);
 }
 
 std::vector<std::string> report(const Input& input, const fs::path& stem, const Findings& findings) {
@@ -136,8 +138,9 @@ std::optional<ImageRecord> kept_record(const Input& input, const std::optional<R
 void require_few_deaths(const ResultFolder& folder, const std::string& stem) {
     const unsigned deaths = deaths_of(folder, stem);
     if (deaths < kMostDeaths) return;
-    throw Refusal("was under way when " + (deaths == 2 ? std::string("two") : std::to_string(deaths)) +
-                  " runs died, so it is passed over; without --resume it is tried again");
+    throw Refusal(
+        fmt::format("was under way when {} runs died, so it is passed over; without --resume it is tried again",
+                    deaths == 2 ? std::string("two") : std::to_string(deaths)));
 }
 
 // An image that is being made. If the process dies meanwhile, the next run learns it; if the image comes through,

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <memory>
@@ -126,8 +128,7 @@ std::optional<std::uintmax_t> ResultFolder::size_of(const std::string& name) con
 std::string ResultFolder::identity_of(const std::string& name) const {
     const auto facts = facts_of(*this, name);
     if (!facts) return {};
-    return std::to_string(facts->st_ino) + "." + std::to_string(facts->st_mtim.tv_sec) + "." +
-           std::to_string(facts->st_mtim.tv_nsec);
+    return fmt::format("{}.{}.{}", facts->st_ino, facts->st_mtim.tv_sec, facts->st_mtim.tv_nsec);
 }
 
 std::optional<std::string> ResultFolder::read(const std::string& name, std::size_t most) const {

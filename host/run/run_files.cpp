@@ -5,6 +5,8 @@
 #include "run/output_set.h"
 #include "run/page/report_page.h"
 
+#include <fmt/core.h>
+
 #include <exception>
 
 namespace Norvane::Host {
@@ -68,8 +70,7 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 std::vector<RunFile> run_files_of(const RunOptions& options) {
     std::string table = "summary";
     if (const auto& shard = options.shard) {
-        table += '.';
-        table += std::to_string(shard->number) + "-of-" + std::to_string(shard->count);
+        table += fmt::format(".{}-of-{}", shard->number, shard->count);
     }
     std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
                                   {table + ".ndjson", "{\"file\":", true, ndjson_of}};

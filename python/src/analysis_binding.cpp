@@ -13,6 +13,7 @@
 #include "run/reading_options.h"
 #include "working_image.h"
 
+#include <fmt/core.h>
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
@@ -39,7 +40,7 @@ constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
 std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
     constexpr std::uint64_t kMost = std::uint64_t{1} << 20;
     if (mebibytes == 0 || mebibytes > kMost) {
-        refuse_value("image_memory: expected 1 to " + std::to_string(kMost) + " MiB, got " + std::to_string(mebibytes));
+        refuse_value(fmt::format("image_memory: expected 1 to {} MiB, got {}", kMost, mebibytes));
     }
     return mebibytes << 20U;
 }
@@ -80,8 +81,7 @@ SharedSource source_of(const py::object& pixels, const std::optional<long>& used
     std::copy_n(array.words(), source.samples.size(), source.samples.begin());
     const std::uint16_t largest = std::ranges::max(source.samples);
     if (static_cast<unsigned>(std::bit_width(largest)) > array.used_bits) {
-        refuse_value("pixels: expected samples of " + std::to_string(array.used_bits) + " bits, got " +
-                     std::to_string(largest));
+        refuse_value(fmt::format("pixels: expected samples of {} bits, got {}", array.used_bits, largest));
     }
     return std::make_shared<Host::SourceImage>(std::move(source));
 }

@@ -7,6 +7,7 @@
 #include "export/write_png.h"
 #include "mask_sets.h"
 
+#include <fmt/core.h>
 #include <pybind11/stl.h>
 
 #include <algorithm>
@@ -127,8 +128,8 @@ SharedMask on_grid(Host::Region region, const py::object& shape, unsigned least_
     if (!shape.is_none()) {
         grid = shape_of(shape);
         if (grid.height < least_height || grid.width < least_width) {
-            refuse_value("shape: expected at least (" + std::to_string(least_height) + ", " +
-                         std::to_string(least_width) + ") for these pixels, got " + repr_of(shape));
+            refuse_value(fmt::format("shape: expected at least ({}, {}) for these pixels, got {}", least_height,
+                                     least_width, repr_of(shape)));
         }
     }
     return make_grid_mask(std::move(region), grid.width, grid.height);
@@ -189,8 +190,8 @@ SharedMask from_array(const py::object& given, double pixel_size) {
 }
 
 std::string describe(const GridMask& mask) {
-    return "<norvane.Mask of " + std::to_string(mask.region.area()) + " pixels on " + std::to_string(mask.height) +
-           " x " + std::to_string(mask.width) + " of " + text_of(py::float_(own_pixel_size(mask))) + " um>";
+    return fmt::format("<norvane.Mask of {} pixels on {} x {} of {} um>", mask.region.area(), mask.height, mask.width,
+                       text_of(py::float_(own_pixel_size(mask))));
 }
 
 py::object png(const GridMask& mask) {

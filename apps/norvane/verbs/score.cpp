@@ -13,6 +13,8 @@
 #include "score/score_measures.h"
 #include "verbs/verb.h"
 
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -179,9 +181,7 @@ Region region_of(const SourceImage& labels, const TruthValues& values, bool take
     return region;
 }
 
-std::string size_text(const SourceImage& image) {
-    return std::to_string(image.width) + " x " + std::to_string(image.height) + " pixels";
-}
+std::string size_text(const SourceImage& image) { return fmt::format("{} x {} pixels", image.width, image.height); }
 
 SourceImage read_mask_labels(const fs::path& stem) {
     const std::string file = stem.string() + kLabelsEnding;
@@ -262,14 +262,14 @@ std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
     }
     if (worst == nullptr) return {};
     const auto mean = [](double sum, std::size_t n) { return number_text(sum / static_cast<double>(n)); };
-    std::string text = std::string(region) + ": " + std::to_string(count) + " images, Dice " + mean(dice, count) +
-                       ", Jaccard " + mean(jaccard, count);
+    std::string text =
+        fmt::format("{}: {} images, Dice {}, Jaccard {}", region, count, mean(dice, count), mean(jaccard, count));
     if (with_distance > 0) {
-        text += ", outline distance " + mean(mean_mm, with_distance) + " mm, 95 % Hausdorff distance " +
-                mean(hausdorff_mm, with_distance) + " mm";
+        text += fmt::format(", outline distance {} mm, 95 % Hausdorff distance {} mm", mean(mean_mm, with_distance),
+                            mean(hausdorff_mm, with_distance));
     }
-    if (with_distance < count) text += " (" + std::to_string(count - with_distance) + " without a distance)";
-    return text + "; lowest Dice " + number_text(worst->score.dice) + " of " + worst->name;
+    if (with_distance < count) text += fmt::format(" ({} without a distance)", count - with_distance);
+    return text + fmt::format("; lowest Dice {} of {}", number_text(worst->score.dice), worst->name);
 }
 
 int score(const ScoreOptions& options, std::ostream& out, std::ostream& err) {

@@ -6,11 +6,11 @@
 #include "io/number_text.h"
 #include "run/page/report_page_template.h"
 
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -81,9 +81,7 @@ std::string address_of(const std::string& name) {
 }
 
 std::string text_with_unit(double value, int decimals, const char* unit) {
-    char text[64];
-    (void)std::snprintf(text, sizeof text, "%.*f %s", decimals, value, unit);
-    return text;
+    return fmt::format("{:.{}f} {}", value, decimals, unit);
 }
 
 /// Terms and values for people.
@@ -93,7 +91,7 @@ Json figures_of(const ImageRecord& record) {
     Json figures =
         Json::array({{"Results", record.name + ".*"},
                      {"Format", record.format},
-                     {"Size", std::to_string(record.width) + " x " + std::to_string(record.height) + " pixels"},
+                     {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
                      {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
                      {"Noise class", record.noise},
                      {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
@@ -135,17 +133,14 @@ Json json_of(const ImageRecord& record) {
 
 std::string colour_text(const Colour& colour) {
     const auto level = [](double part) { return static_cast<unsigned>(std::lround(part * 255.0)); };
-    char text[16];
-    (void)std::snprintf(text, sizeof text, "#%02x%02x%02x", level(colour.red), level(colour.green), level(colour.blue));
-    return text;
+    return fmt::format("#{:02x}{:02x}{:02x}", level(colour.red), level(colour.green), level(colour.blue));
 }
 
 std::string summary_of(const std::vector<ImageRecord>& records) {
     const auto refused = std::ranges::count_if(records, [](const auto& r) { return !r.refusal.empty(); });
     const auto doubtful =
         std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && gravity_of(r) != kNoDoubt; });
-    return std::to_string(records.size()) + " images: " + std::to_string(refused) + " refused, " +
-           std::to_string(doubtful) + " with a doubtful status";
+    return fmt::format("{} images: {} refused, {} with a doubtful status", records.size(), refused, doubtful);
 }
 
 Json page_json(const std::vector<ImageRecord>& sorted) {
