@@ -30,4 +30,4 @@ if [ $# -gt 0 ]; then
     gcovr -r . -a "$counted" --txt "$1"
     gcovr -r . -a "$counted" --txt --branches | sed '1,/Branches/d' >>"$1"
 fi
-gcovr -r . -a "$counted" --print-summary --fail-under-line 97 --fail-under-branch 90 -o /dev/null
+gcovr -r . -a "$counted" --print-summary --fail-under-line 97 --fail-under-branch 90 -o "$root/summary.txt"

@@ -32,9 +32,7 @@ function(norvane_compress file result)
 endfunction()
 norvane_compress(${made}/changelog ${made}/changelog.Debian.gz)
 norvane_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${made}/changelog.gz)
-foreach(page norvane norvane-dask)
-  norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/${page}.1 ${made}/${page}.1.gz)
-endforeach()
+norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/norvane-dask.1 ${made}/norvane-dask.1.gz)
 
 # What is in the packages, as SPDX: in each of them, and beside them with their checksums.
 set(library_package libnorvane${PROJECT_VERSION_MAJOR})
@@ -79,7 +77,6 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${made}/no/pos
 norvane_debian_package(development libnorvane-dev libdevel PACKAGE_DEPENDS ${this_library})
 norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
                        PACKAGE_RECOMMENDS fonts-dejavu-core PACKAGE_SUGGESTS bash-completion)
-install(FILES ${made}/norvane.1.gz DESTINATION share/man/man1 COMPONENT program)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libnorvane-dev/examples
         COMPONENT development)
 
