@@ -17,8 +17,8 @@ namespace Norvane::Host {
 /// none.
 [[nodiscard]] bool has_known_format(const std::filesystem::path& file);
 
-/// Whether the name of a file ends like that of an image, such as ".dcm". The names of DICOM files are often numbers with
-/// dots, which are no endings.
+/// Whether the name of a file ends like that of an image, such as ".dcm". The names of DICOM files are often numbers
+/// with dots, which are no endings.
 [[nodiscard]] bool has_image_ending(const std::filesystem::path& file);
 
 /// All bytes of `file`. Throws Refusal.

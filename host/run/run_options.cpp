@@ -113,6 +113,12 @@ OptionTable<RunOptions> image_options() {
                   "on the whole image",
           .otherwise = "auto"},
          [](RunOptions& run, const std::string& text) { run.analysis.crops_film_area = text == "auto"; }},
+    };
+}
+
+OptionTable<RunOptions> search_options() {
+    constexpr auto kResults = OptionEffect::kResults;
+    return {
         {{.name = "noise",
           .effect = kResults,
           .value = "CLASS",
@@ -242,7 +248,7 @@ OptionTable<RunOptions> batch_options() {
 const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
         OptionTable<RunOptions> all = image_options();
-        for (const OptionTable<RunOptions>& more : {result_options(), batch_options()}) {
+        for (const OptionTable<RunOptions>& more : {search_options(), result_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
