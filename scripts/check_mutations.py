@@ -1,15 +1,18 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""How strong the tests of src/ are: changes one operator or constant at a time and counts how many changes they notice.
+"""How strong the tests are: changes one operator or constant at a time and counts how many changes they notice.
 
     scripts/check_mutations.py --changes 400 --seed 1 --report report.jsonl
+    scripts/check_mutations.py --only host/ --changes 200 --at-least 80
     scripts/check_mutations.py --again report.jsonl     # the survivors once more, after the tests were sharpened
 
-Lines of src/ are drawn at random; what changes in a line is what change_points() lists. The changed file, or all that
+Lines of src/ or of host/ are drawn at random; what changes in a line is what change_points() lists. The changed file, or all that
 include a changed header, are compiled into objects of their own and linked before the library of an unchanged build
-(-O1). Then the test programs that contain them run: the room's own first, each with and without the wide inner loops. A
-failed test, a crash and a run of five times the usual length notice the change. Changes that do not compile, or whose
-objects equal the unchanged ones byte by byte, do not count. Fails below --at-least.
+(-O1). Then the test programs of the room run that contain them: for src/ those of all its rooms, the room's own first,
+each with and without the wide inner loops; for host/ those that HOST_TESTS names, beside decoders of the changed objects.
+A failed test, a crash and a run of five times the usual length notice the change. Changes that do not compile, or whose
+objects equal the unchanged ones byte by byte, do not count. Fails below --at-least. The tests run in namespaces of their
+own, if the system allows them, so that a changed call ends no process but theirs.
 
 BUILD_ROOT holds a copy of the sources and its build (build/mutations without it; runs at the same time need one each).
 The work tree is only read.
@@ -32,6 +35,19 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]
+HOST_TESTS = {  # The first that fits; the quickest programs that should notice stand first.
+    "host/io/decoding/": ["host_decoding", "host_io"],
+    "host/io/": ["host_io", "apps"],
+    "host/findings/": ["host_findings", "apps"],
+    "host/export/": ["host_export", "host_run"],
+    "host/run/": ["host_run", "apps"],
+    "host/score/": ["host_run", "apps"],
+    "host/phantom/": ["host_export", "host_findings", "host_run"],
+}
+HOST_ROOMS = sorted(set(itertools.chain(*HOST_TESTS.values())))
+WORKERS = {"norvane-decoder": "host/norvane-decoder", "misbehaving_decoder": "tests/misbehaving_decoder"}
+APART = ["unshare", *([] if os.geteuid() == 0 else ["--map-current-user", "--keep-caps"]), "--pid", "--fork",
+         "--kill-child", "--mount-proc", "sh", "-c", '"$@"; exit $?', "sh"]
 BASELINE = {"NORVANE_TEST_BASELINE": "1"}
 NOTICED, SURVIVED, EQUAL, REFUSED = "noticed", "survived", "same object code", "does not compile"
 COMPILE_SECONDS, MEMORY_BYTES, FILE_BYTES = 120, 4 << 30, 256 << 20
@@ -196,9 +212,9 @@ def change_points(text):
 
 
 def changes_of(only):
-    """All changes below src/, by line, by place."""
+    """All changes below src/ or host/, by line, by place."""
     lines = collections.defaultdict(list)
-    for path in sorted((ROOT / "src").rglob("*.*")):
+    for path in sorted((ROOT / only.split("/")[0]).rglob("*.*")):
         name = path.relative_to(ROOT).as_posix()
         if path.suffix not in (".cpp", ".h") or not name.startswith(only):
             continue
@@ -253,8 +269,12 @@ def run(command, seconds, at, extra_environment=None):
 class Build:
     """A copy of the sources, built; the commands that compile and link it; how long its tests take."""
 
-    def __init__(self, root):
+    def __init__(self, root, is_of_host):
         self.root, self.source, self.build = root, root / "source", root / "build"
+        self.is_of_host, self.rooms = is_of_host, HOST_ROOMS if is_of_host else ROOMS
+        self.programs = {f"{room}_tests": f"tests/{room}_tests" for room in self.rooms}
+        self.workers = WORKERS if is_of_host else {}
+        self.apart = APART if subprocess.run([*APART, "true"], check=False, capture_output=True).returncode == 0 else []
         self.copy_sources()
         self.make()
         self.commands = {}  # object: command without -o and the source
@@ -264,17 +284,28 @@ class Build:
             out = words.index("-o")
             self.commands[words[out + 1]] = (words[:out] + ["-w"], pathlib.Path(entry["file"]))
         self.dependents = self.read_dependents()
-        self.links = {room: self.read_link(room) for room in ROOMS}
-        self.members = {room: self.read_members(room) for room in ROOMS}
-        untested = {o for o in self.commands if "norvane_objects" in o}.difference(*self.members.values())
+        made = {**self.programs, **self.workers}
+        self.links = {program: self.read_link(target) for program, target in made.items()}
+        self.members = {program: self.read_members(program) for program in made}
+        untested = {o for o in self.commands if self.is_judged(o)}.difference(*self.members.values())
         if untested:
             sys.exit(f"check_mutations.py: no test program contains {sorted(untested)}")
-        self.seconds = {room: self.usual_seconds(room) for room in ROOMS}
+        self.seconds = {room: self.usual_seconds(room) for room in self.rooms}
+
+    def is_judged(self, made):
+        return made.startswith("host/") if self.is_of_host else "norvane_objects" in made
+
+    def tests_of(self, file):
+        """The rooms whose tests should notice a change of the file, in the order in which they are asked."""
+        if self.is_of_host:
+            return next((rooms for begin, rooms in HOST_TESTS.items() if file.startswith(begin)), HOST_ROOMS)
+        own = file.split("/")[1]
+        return sorted(ROOMS, key=lambda room: (room != own, self.seconds[room]))
 
     def copy_sources(self):
         """Only what differs is written, so that nothing is compiled twice."""
         wanted = set()
-        for name in ["CMakeLists.txt", "cmake", "docs", "include", "scripts", "src", "tests"]:
+        for name in ["CMakeLists.txt", "apps", "cmake", "docs", "fuzz", "host", "include", "scripts", "src", "tests"]:
             paths = [ROOT / name] if (ROOT / name).is_file() else sorted((ROOT / name).rglob("*"))
             for path in (p for p in paths if p.is_file()):
                 copy = self.source / path.relative_to(ROOT)
@@ -288,10 +319,11 @@ class Build:
 
     def make(self):
         configure = ["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=None",
-                     "-DCMAKE_CXX_FLAGS=-O1", "-DNORVANE_BUILD_TOOLS=OFF", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"]
+                     "-DCMAKE_CXX_FLAGS=-O1", f"-DNORVANE_BUILD_TOOLS={'ON' if self.is_of_host else 'OFF'}",
+                     "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"]
         subprocess.run(configure, check=True, stdout=subprocess.DEVNULL)
         jobs = ["-j", os.environ["JOBS"]] if "JOBS" in os.environ else []
-        subprocess.run(["ninja", "-C", self.build, *jobs, *(f"{room}_tests" for room in ROOMS)], check=True,
+        subprocess.run(["ninja", "-C", self.build, *jobs, *self.programs, *self.workers], check=True,
                        stdout=subprocess.DEVNULL)
 
     def read_dependents(self):
@@ -305,14 +337,16 @@ class Build:
                 dependents[os.path.normpath(self.build / line.strip())].add(made)
         return dependents
 
-    def read_link(self, room):
-        listing = subprocess.run(["ninja", "-C", self.build, "-t", "commands", f"{room}_tests"], check=True,
+    def read_link(self, target):
+        listing = subprocess.run(["ninja", "-C", self.build, "-t", "commands", target], check=True,
                                  capture_output=True, text=True)
-        return shlex.split(listing.stdout.splitlines()[-1].split("&&")[1])
+        words = shlex.split(listing.stdout.splitlines()[-1], comments=False)
+        parts = [list(part) for is_end, part in itertools.groupby(words, lambda word: word == "&&") if not is_end]
+        return next(part for part in parts if part[0].endswith("++"))  # what comes before and after are links to files
 
-    def read_members(self, room):
-        """The objects that the test program is made of, those out of libraries too."""
-        trace = subprocess.run([*self.links[room], "-Wl,--trace,--trace"], cwd=self.build, check=True,
+    def read_members(self, program):
+        """The objects that the program is made of, those out of libraries too."""
+        trace = subprocess.run([*self.links[program], "-Wl,--trace,--trace"], cwd=self.build, check=True,
                                capture_output=True, text=True).stdout
         names = {name.removesuffix(")") for name in re.findall(r"[^()\s]+\.o\)?$", trace, re.MULTILINE)}
         # Libraries show no more than a file name; where two sources share it, both count.
@@ -320,13 +354,13 @@ class Build:
 
     def usual_seconds(self, room):
         before = processor_seconds()
-        passed, output = self.test(room, self.build / "tests" / f"{room}_tests", 300, {})
+        passed, output = self.test(self.build / "tests" / f"{room}_tests", 300, {})
         if not passed:
             sys.exit(f"{output}\ncheck_mutations.py: the unchanged tests of {room} fail")
         return processor_seconds() - before
 
-    def test(self, room, program, seconds, environment):
-        return run([program, "--gtest_fail_fast", "--gtest_brief=1"], seconds, self.root, environment)
+    def test(self, program, seconds, environment):
+        return run([*self.apart, program, "--gtest_fail_fast", "--gtest_brief=1"], seconds, self.root, environment)
 
 
 # ---- One change ----
@@ -345,7 +379,8 @@ def compile_changed(build, change, at, made):
             source = changed_source
         out = at / name
         out.parent.mkdir(parents=True, exist_ok=True)
-        command = [words[0], f"-I{at / 'source' / 'src'}", *words[1:], "-o", out, "-c", source]
+        room_folders = [f"-I{at / 'source' / folder}" for folder in ("src", "host")]
+        command = [words[0], *room_folders, *words[1:], "-o", out, "-c", source]
         if not run(command, COMPILE_SECONDS, build.build)[0]:
             return None
         changed[name] = out
@@ -365,37 +400,46 @@ def judge(build, change):
         changed_source.parent.mkdir(parents=True)
         changed_source.write_text(applied(change, (build.source / change.file).read_text()))
         made = sorted(build.dependents[str(build.source / change.file)])
-        changed = compile_changed(build, change, at, [o for o in made if "norvane_objects" in o])
+        changed = compile_changed(build, change, at, [o for o in made if build.is_judged(o)])
         if changed is None:
             return REFUSED, ""
         if all(out.read_bytes() == (build.build / name).read_bytes() for name, out in changed.items()):
             return EQUAL, ""
-        own = change.file.split("/")[1]
-        rooms = sorted(ROOMS, key=lambda room: (room != own, build.seconds[room]))
-        rooms = [room for room in rooms if not build.members[room].isdisjoint(changed)]
+        rooms = build.tests_of(change.file)
+        for name, target in build.workers.items():
+            if build.members[name].isdisjoint(made):
+                (at / name).symlink_to(build.build / target)
+            elif changed_program(build, change, at, name, changed) is None:
+                return REFUSED, ""
         programs = {}
-        for environment, room in itertools.product([{}, BASELINE], rooms):
+        for environment, room in itertools.product([{}] if build.is_of_host else [{}, BASELINE], rooms):
+            name = f"{room}_tests"
+            if build.members[name].isdisjoint(made):
+                continue
             if room not in programs:
-                others = [o for o in made if o in build.members[room] and o not in changed]
-                of_tests = compile_changed(build, change, at, others)
-                if of_tests is None:
-                    return REFUSED, ""
-                programs[room] = link(build, room, at, {**changed, **of_tests})
-                if programs[room] is None:
-                    return REFUSED, ""
-            passed, output = build.test(room, programs[room], 5 * build.seconds[room] + 1, environment)
+                programs[room] = changed_program(build, change, at, name, changed)
+            if programs[room] is None:
+                return REFUSED, ""
+            passed, output = build.test(programs[room], 5 * build.seconds[room] + 1,
+                                        {**environment, "TMPDIR": folder})
             if not passed:
                 return NOTICED, f"{room}: {first_failure(output)}"
         return SURVIVED, ""
 
 
-def link(build, room, at, changed):
+def changed_program(build, change, at, name, changed):
+    """The program with the changed objects, its own among them, or None if it cannot be made."""
+    made = build.dependents[str(build.source / change.file)]
+    of_program = compile_changed(build, change, at, sorted(made & build.members[name] - set(changed)))
+    return None if of_program is None else link(build, name, at, {**changed, **of_program})
+
+
+def link(build, name, at, changed):
     """The changed objects stand first, so that their inline functions are the ones that are taken."""
-    mine = {name: out for name, out in changed.items() if name in build.members[room]}
-    words = [w for w in build.links[room] if w not in mine]
-    program = at / f"{room}_tests"
+    mine = {made: out for made, out in changed.items() if made in build.members[name]}
+    words = [w for w in build.links[name] if w not in mine]
+    program = at / name
     words[words.index("-o") + 1] = str(program)
-    words[words.index("-o"):words.index("-o")] = []
     first = next(i for i, w in enumerate(words) if i > 0 and not w.startswith("-"))
     words[first:first] = [str(out) for out in mine.values()]
     return program if run(words, COMPILE_SECONDS, build.build)[0] else None
@@ -436,7 +480,10 @@ def arguments():
     parser.add_argument("--again", type=pathlib.Path, metavar="REPORT", help="the changes of a report that survived")
     parser.add_argument("--of", choices=[SURVIVED, NOTICED], default=SURVIVED, help="with --again: which")
     parser.add_argument("--at-least", type=float, default=85.0, metavar="PERCENT", help="fails below (85)")
-    return parser.parse_args()
+    options = parser.parse_args()
+    if not options.only.startswith(("src/", "host/")):
+        parser.error("--only: a path that begins with src/ or host/")
+    return options
 
 
 def main():
@@ -451,7 +498,8 @@ def main():
         wanted, source = len(chosen), iter(chosen)
     else:
         wanted, source = options.changes or 400, drawn(changes_of(options.only), options.seed)
-    build = Build(pathlib.Path(os.environ.get("BUILD_ROOT", ROOT / "build" / "mutations")).resolve())
+    root = pathlib.Path(os.environ.get("BUILD_ROOT", ROOT / "build" / "mutations")).resolve()
+    build = Build(root, options.only.startswith("host/"))
     begun, counts = processor_seconds(), collections.Counter()
     with open(options.report or os.devnull, "w", encoding="utf-8") as report:
         for change in source:

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -17,6 +18,12 @@ namespace {
 using namespace Host;
 
 constexpr DecoderLimits kLimits{.memory = std::size_t{256} << 20, .processor_seconds = 0};
+
+/// It stands beside the tests.
+std::string misbehaving_decoder() {
+    namespace fs = std::filesystem;
+    return fs::read_symlink("/proc/self/exe").replace_filename(fs::path(NORVANE_MISBEHAVING_DECODER).filename());
+}
 
 /// What became of an order: the process that carried it out, or why it was refused.
 struct Deed {
@@ -71,7 +78,7 @@ TEST(DecoderPool, WhateverAWorkerDoesCostsOneImage) {
         {"answer beyond the end", ended("an answer that is none"), After::kFresh},
         {"close the socket", "bad_alloc", After::kFresh},
     };
-    DecoderPool pool(NORVANE_MISBEHAVING_DECODER, kLimits);
+    DecoderPool pool(misbehaving_decoder(), kLimits);
     const Descriptor inheritable(dup(STDERR_FILENO));
     testing::internal::CaptureStderr();
     for (const auto& row : table) {
@@ -86,7 +93,7 @@ TEST(DecoderPool, WhateverAWorkerDoesCostsOneImage) {
     if (kIsSanitized) {
         // With workers of its own: the death happens in a fork, which is no parent of those that there are.
         const auto report = [] {
-            DecoderPool own(NORVANE_MISBEHAVING_DECODER, kLimits);
+            DecoderPool own(misbehaving_decoder(), kLimits);
             (void)order(own, "report");
         };
         EXPECT_DEATH(report(), "a sanitizer has ended the decoder");
@@ -100,7 +107,7 @@ TEST(DecoderPool, WhateverAWorkerDoesCostsOneImage) {
 }
 
 TEST(DecoderPool, WorkersThatDoNotAnswerOrDoNotStartAreRefused) {
-    DecoderPool impatient(NORVANE_MISBEHAVING_DECODER, {.waiting_seconds = 0});
+    DecoderPool impatient(misbehaving_decoder(), {.waiting_seconds = 0});
     EXPECT_EQ("took too long to decode", order(impatient, "sleep").refusal);
     for (const auto& [program, why] : {std::pair{"", "norvane-decoder is missing"},
                                        {"/dev/null", "/dev/null: Permission denied"},
@@ -113,7 +120,7 @@ TEST(DecoderPool, WorkersThatDoNotAnswerOrDoNotStartAreRefused) {
 }
 
 TEST(DecoderPool, OneThatEndedIdleIsReplacedAndFramesBeyondTheLimitAreNoReasonToEnd) {
-    DecoderPool pool(NORVANE_MISBEHAVING_DECODER, kLimits);
+    DecoderPool pool(misbehaving_decoder(), kLimits);
     std::set<unsigned> processes;
     for (int i = 0; i < 3; ++i) {
         const Deed deed = order(pool, "", 1000 * (i + 1));  // the memory grows
@@ -133,7 +140,7 @@ TEST(DecoderPool, OneThatEndedIdleIsReplacedAndFramesBeyondTheLimitAreNoReasonTo
 }
 
 TEST(DecoderPool, ThreadsDecodeAtTheSameTime) {
-    DecoderPool pool(NORVANE_MISBEHAVING_DECODER, kLimits);
+    DecoderPool pool(misbehaving_decoder(), kLimits);
     std::vector<std::jthread> threads;
     for (unsigned t = 1; t <= 4; ++t) {
         threads.emplace_back([&pool, t] {
