@@ -7,6 +7,7 @@
 #include "run/side_and_view.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <thread>
@@ -14,6 +15,7 @@
 namespace Norvane::Host {
 namespace {
 
+constexpr const char* kBatchGroup = "Batch";
 constexpr const char* kTriedNoise = "auto";
 constexpr unsigned kMostJobs = 1024;
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
@@ -84,8 +86,10 @@ auto flag(Set set) {
     return [set](RunOptions& run, const std::string& value) { set(run, value == "true"); };
 }
 
-OptionTable<RunOptions> image_options() {
-    constexpr auto kResults = OptionEffect::kResults;
+constexpr auto kResults = OptionEffect::kResults;
+
+// What an image shows.
+OptionTable<RunOptions> view_options() {
     return {
         {{.name = "side",
           .effect = kResults,
@@ -106,6 +110,12 @@ OptionTable<RunOptions> image_options() {
           .otherwise = "what the file says, else it is refused"},
          set_pixel_size},
         frame_option<RunOptions>(kResults),
+    };
+}
+
+// How it is analysed.
+OptionTable<RunOptions> analysis_options() {
+    return {
         {{.name = "crop",
           .effect = kResults,
           .choices = {{"auto"}, {"none"}},
@@ -241,8 +251,8 @@ OptionTable<RunOptions> batch_options() {
 
 const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
-        OptionTable<RunOptions> all = image_options();
-        for (const OptionTable<RunOptions>& more : {result_options(), batch_options()}) {
+        OptionTable<RunOptions> all = view_options();
+        for (const OptionTable<RunOptions>& more : {analysis_options(), result_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
