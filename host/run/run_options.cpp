@@ -2,11 +2,11 @@
 #include "run/run_options.h"
 
 #include "export/kinds.h"
-#include "findings/noise_choice.h"
 #include "io/words.h"
 #include "run/reading_options.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <thread>
@@ -14,6 +14,7 @@
 namespace Norvane::Host {
 namespace {
 
+constexpr const char* kBatchGroup = "Batch";
 constexpr const char* kTriedNoise = "auto";
 constexpr unsigned kMostJobs = 1024;
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
@@ -84,8 +85,10 @@ auto flag(Set set) {
     return [set](RunOptions& run, const std::string& value) { set(run, value == "true"); };
 }
 
-OptionTable<RunOptions> image_options() {
-    constexpr auto kResults = OptionEffect::kResults;
+constexpr auto kResults = OptionEffect::kResults;
+
+// What an image shows.
+OptionTable<RunOptions> view_options() {
     return {
         {{.name = "side",
           .effect = kResults,
@@ -106,6 +109,12 @@ OptionTable<RunOptions> image_options() {
           .otherwise = "what the file says, else it is refused"},
          set_pixel_size},
         frame_option<RunOptions>(kResults),
+    };
+}
+
+// How it is analysed.
+OptionTable<RunOptions> analysis_options() {
+    return {
         {{.name = "crop",
           .effect = kResults,
           .choices = {{"auto"}, {"none"}},
@@ -113,12 +122,6 @@ OptionTable<RunOptions> image_options() {
                   "on the whole image",
           .otherwise = "auto"},
          [](RunOptions& run, const std::string& text) { run.analysis.crops_film_area = text == "auto"; }},
-    };
-}
-
-OptionTable<RunOptions> search_options() {
-    constexpr auto kResults = OptionEffect::kResults;
-    return {
         {{.name = "noise",
           .effect = kResults,
           .value = "CLASS",
@@ -247,8 +250,8 @@ OptionTable<RunOptions> batch_options() {
 
 const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
-        OptionTable<RunOptions> all = image_options();
-        for (const OptionTable<RunOptions>& more : {search_options(), result_options(), batch_options()}) {
+        OptionTable<RunOptions> all = view_options();
+        for (const OptionTable<RunOptions>& more : {analysis_options(), result_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;

@@ -38,9 +38,6 @@ struct RunOptions {
 /// Every option of a run. Headings in the help have no other meaning.
 [[nodiscard]] const OptionTable<RunOptions>& run_option_table();
 
-inline constexpr const char* kImageGroup = "Options";
-inline constexpr const char* kBatchGroup = "Batch";
-
 /// Throws WrongOption.
 [[nodiscard]] RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOptions& given);
 

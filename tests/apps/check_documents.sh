@@ -2,7 +2,7 @@
 # The completion in bash, and the manual page in man, as they were made from the tables of options.
 #   tests/apps/check_documents.sh FOLDER
 set -uo pipefail # a completion may answer 1
-documents=$1
+documents=$(realpath "$1")
 # shellcheck source=/dev/null
 source "$documents/norvane.bash" || exit 1
 folder=$(mktemp -d)
