@@ -3,20 +3,22 @@
 
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 namespace Norvane::Host {
 namespace {
 
 std::string mebibytes(std::uint64_t bytes) {
     constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
-    return std::to_string((bytes + kMebibyte - 1) / kMebibyte) + " MiB";
+    return fmt::format("{} MiB", (bytes + kMebibyte - 1) / kMebibyte);
 }
 
 }  // namespace
 
 void refuse_beyond_memory(std::uint64_t limit, std::uint64_t bytes, const std::string& what) {
     if (bytes <= limit) return;
-    throw Refusal("needs about " + mebibytes(bytes) + " of memory for " + what + "; --image-memory allows " +
-                  mebibytes(limit));
+    throw Refusal(fmt::format("needs about {} of memory for {}; --image-memory allows {}", mebibytes(bytes), what,
+                              mebibytes(limit)));
 }
 
 }  // namespace Norvane::Host

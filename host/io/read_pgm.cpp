@@ -4,6 +4,8 @@
 #include "io/byte_source.h"
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstddef>
@@ -87,8 +89,7 @@ void read_raw(FileBytes& file, SourceImage& image, std::size_t bytes_per_sample)
 void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_per_sample) {
     const std::uint64_t held = file.size() - std::min(file.size(), file.position());
     if (held >= samples * bytes_per_sample) return;
-    throw Refusal("is truncated (" + std::to_string(held) + " of " + std::to_string(samples * bytes_per_sample) +
-                  " bytes of samples)");
+    throw Refusal(fmt::format("is truncated ({} of {} bytes of samples)", held, samples * bytes_per_sample));
 }
 
 void refuse_other_netpbm(char kind) {
@@ -111,8 +112,7 @@ SourceImage read_pgm(const std::filesystem::path& path, const ReadOptions& optio
     const unsigned width = scanner.number("the width");
     const unsigned height = scanner.number("the height");
     const unsigned largest = scanner.number("the maximum value");
-    if (largest == 0 || largest > 65535)
-        throw Refusal("has a maximum value of " + std::to_string(largest) + " (1 to 65535)");
+    if (largest == 0 || largest > 65535) throw Refusal(fmt::format("has a maximum value of {} (1 to 65535)", largest));
     const std::size_t bytes_per_sample = !is_plain && largest > 255 ? 2 : 1;
     refuse_truncated(file, std::uint64_t{width} * height, bytes_per_sample);
 
@@ -126,7 +126,7 @@ SourceImage read_pgm(const std::filesystem::path& path, const ReadOptions& optio
         read_raw(file, image, bytes_per_sample);
     }
     for (const std::uint16_t sample : image.samples) {
-        if (sample > largest) throw Refusal("holds a sample of " + std::to_string(sample) + " above its maximum value");
+        if (sample > largest) throw Refusal(fmt::format("holds a sample of {} above its maximum value", sample));
     }
     return image;
 }

@@ -4,6 +4,7 @@
 #include "io/byte_source.h"
 #include "io/refusal.h"
 
+#include <fmt/format.h>
 #include <png.h>
 
 #include <array>
@@ -108,7 +109,7 @@ void refuse_unless_grey(const PngDecoder& decoder) {
     if ((decoder.colour_type & PNG_COLOR_MASK_COLOR) != 0) throw Refusal("is a colour image; grey images are read");
     if (decoder.is_transparent) throw Refusal("has transparency; plain grey images are read");
     if (decoder.bits < 8) {
-        throw Refusal("has " + std::to_string(decoder.bits) + " bits a pixel; 8 and 16 bits are read");
+        throw Refusal(fmt::format("has {} bits a pixel; 8 and 16 bits are read", decoder.bits));
     }
 }
 

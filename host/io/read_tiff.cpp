@@ -3,6 +3,7 @@
 
 #include "io/refusal.h"
 
+#include <fmt/format.h>
 #include <tiffio.h>
 
 #include <algorithm>
@@ -84,7 +85,7 @@ void refuse_unless_grey(const TiffFile& file, unsigned bits) {
         throw Refusal("has samples that are not unsigned whole numbers");
     }
     if (bits != 8 && bits != 16) {
-        throw Refusal("has " + std::to_string(bits) + " bits a pixel; 8 and 16 bits are read");
+        throw Refusal(fmt::format("has {} bits a pixel; 8 and 16 bits are read", bits));
     }
 }
 
@@ -165,8 +166,9 @@ SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& opti
     image.used_bits = bits;
     image.needs_inversion = tiff.tag<std::uint16_t>(TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_MINISWHITE;
     if (const auto orientation = tiff.tag<std::uint16_t>(TIFFTAG_ORIENTATION); orientation > ORIENTATION_TOPLEFT) {
-        image.warnings.push_back("the Orientation " + std::to_string(orientation) +
-                                 " of the file is not applied: masks are those of the image as it is stored");
+        image.warnings.push_back(
+            fmt::format("the Orientation {} of the file is not applied: masks are those of the image as it is stored",
+                        orientation));
     }
     const auto width = tiff.tag<std::uint32_t>(TIFFTAG_IMAGEWIDTH);
     const Block block = block_of(tiff, bits, width);

@@ -3,6 +3,8 @@
 
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,10 +15,10 @@ void settle_size(SourceImage& image, unsigned width, unsigned height, const Read
                  std::uint64_t reader_bytes) {
     // The library counts the bits of a buffer in 32 bits.
     constexpr std::size_t kMostPixels = (std::size_t{1} << 28) - 1;
-    const std::string size = std::to_string(width) + " x " + std::to_string(height) + " pixels";
-    if (width == 0 || height == 0) throw Refusal("has no pixels (" + size + ")");
+    const std::string size = fmt::format("{} x {} pixels", width, height);
+    if (width == 0 || height == 0) throw Refusal(fmt::format("has no pixels ({})", size));
     const std::size_t stride = std::size_t{width} + width % 2;
-    if (stride > kMostPixels / height) throw Refusal("is too large (" + size + ")");
+    if (stride > kMostPixels / height) throw Refusal(fmt::format("is too large ({})", size));
     const std::uint64_t pixels = std::uint64_t{width} * height;
     refuse_beyond_memory(options.image_memory, memory_of_source(pixels) + reader_bytes, size);
     image.width = width;
@@ -37,12 +39,13 @@ void widen_bytes(std::span<std::uint16_t> words) {
 }
 
 void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {
-    const std::string held = std::to_string(frame_count) + (frame_count == 1 ? " frame" : " frames");
-    if (!options.frame && frame_count > 1) throw Refusal("holds " + held + "; choose one of them with --frame N");
+    const std::string held = fmt::format("{} {}", frame_count, frame_count == 1 ? "frame" : "frames");
+    if (!options.frame && frame_count > 1)
+        throw Refusal(fmt::format("holds {}; choose one of them with --frame N", held));
     image.frame = options.frame.value_or(1);
     image.frame_count = frame_count;
     if (image.frame == 0 || image.frame > frame_count) {
-        throw Refusal("holds " + held + "; there is no frame " + std::to_string(image.frame));
+        throw Refusal(fmt::format("holds {}; there is no frame {}", held, image.frame));
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <string>
 
@@ -43,7 +45,7 @@ void refuse_truncated_dicom() { throw Refusal("is a damaged or truncated DICOM f
 
 std::span<std::uint8_t> ElementCopy::grow(std::size_t count) {
     if (count > most_bytes - kept.size()) {
-        throw Refusal("has a header of more than " + std::to_string(most_bytes / 1024) + " KiB");
+        throw Refusal(fmt::format("has a header of more than {} KiB", most_bytes / 1024));
     }
     kept.resize(kept.size() + count);
     return std::span(kept).last(count);
@@ -59,7 +61,7 @@ std::optional<ElementHead> ElementReader::next() { return next_head(encoding.nam
 std::optional<ElementHead> ElementReader::next_head(bool names_types) {
     // A file with holes has as many empty elements as it likes. Some seconds are enough for it.
     constexpr std::uint32_t kMostHeads = 1U << 24;
-    if (++heads > kMostHeads) throw Refusal("has more than " + std::to_string(kMostHeads) + " elements");
+    if (++heads > kMostHeads) throw Refusal(fmt::format("has more than {} elements", kMostHeads));
     ElementHead head;
     const auto take = [&](std::size_t count) {
         const auto to = std::span(head.bytes).subspan(head.byte_count, count);

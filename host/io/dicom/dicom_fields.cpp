@@ -7,6 +7,7 @@
 #include "io/refusal.h"
 
 #include <dcmtk/dcmdata/dctk.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -46,14 +47,11 @@ std::optional<double> spacing_by(const SpacingRule& rule, const DicomHeader& hea
     const auto dy = length_of(rows);
     const auto dx = length_of(columns);
     if (!dy || !dx) {
-        complaints.push_back(std::string(rule.name) + " '" + (dy ? columns : rows) + "', which is not a length");
+        complaints.push_back(fmt::format("{} '{}', which is not a length", rule.name, dy ? columns : rows));
         return std::nullopt;
     }
     if (std::abs(*dy - *dx) > kSquareTolerance * *dx) {
-        std::string message = std::string("has pixels that are not square (") + rule.name + " ";
-        message += rows + " x ";
-        message += columns + " mm)";
-        throw Refusal(message);
+        throw Refusal(fmt::format("has pixels that are not square ({} {} x {} mm)", rule.name, rows, columns));
     }
     return dx;
 }
@@ -113,8 +111,8 @@ void read_laterality(const DicomHeader& header, SourceImage& image) {
         if (!image.laterality) {
             image.laterality = Sourced{*found, rule.name};
         } else if (*found != image.laterality->value) {
-            image.warnings.push_back(image.laterality->from + " says " + name_of(image.laterality->value) + ", " +
-                                     rule.name + " says " + name_of(*found));
+            image.warnings.push_back(fmt::format("{} says {}, {} says {}", image.laterality->from,
+                                                 name_of(image.laterality->value), rule.name, name_of(*found)));
         }
     }
 }
@@ -201,8 +199,8 @@ void read_view(const DicomHeader& header, SourceImage& image) {
         image.view = Sourced{by_position->view, "ViewPosition " + position};
     }
     if (has_code && has_position && by_code->view != by_position->view) {
-        image.warnings.push_back(std::string("ViewCodeSequence says ") + by_code->position + ", ViewPosition says " +
-                                 position);
+        image.warnings.push_back(
+            fmt::format("ViewCodeSequence says {}, ViewPosition says {}", by_code->position, position));
     }
 }
 
@@ -239,7 +237,8 @@ void read_photometry(const DicomHeader& header, SourceImage& image) {
     }
     const std::string photometry = header.text(DCM_PhotometricInterpretation);
     if (photometry != "MONOCHROME1" && photometry != "MONOCHROME2") {
-        throw Refusal("has the PhotometricInterpretation '" + photometry + "'; MONOCHROME1 and MONOCHROME2 are read");
+        throw Refusal(
+            fmt::format("has the PhotometricInterpretation '{}'; MONOCHROME1 and MONOCHROME2 are read", photometry));
     }
     image.needs_inversion = photometry == "MONOCHROME1";
     const bool is_raw = header.text(DCM_PresentationIntentType) == "FOR PROCESSING";

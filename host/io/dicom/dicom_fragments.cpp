@@ -5,10 +5,11 @@
 #include "io/little_endian.h"
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <numeric>
-#include <string>
 
 namespace Norvane::Host {
 namespace {
@@ -61,7 +62,7 @@ void FrameFragments::read_table(FileBytes& file) {
         } else if (fragments.size() < kMostFragments) {
             fragments.push_back(fragment);
         } else {
-            throw Refusal("has more than " + std::to_string(kMostFragments) + " fragments of pixel data");
+            throw Refusal(fmt::format("has more than {} fragments of pixel data", kMostFragments));
         }
     }
     refuse_truncated_dicom();  // before the end that closes them

@@ -7,6 +7,7 @@
 #include "io/dicom/run_lengths.h"
 #include "io/refusal.h"
 
+#include <fmt/format.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -22,7 +23,7 @@ bool is_turned(const DicomFile& file) { return file.syntax().elements.is_big_end
 
 void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
     if (held >= needed) return;
-    throw Refusal("is truncated (" + std::to_string(held) + " of " + std::to_string(needed) + " samples)");
+    throw Refusal(fmt::format("is truncated ({} of {} samples)", held, needed));
 }
 
 /// Reads the samples of a frame that nothing compresses, a few thousand at a time.
@@ -108,8 +109,8 @@ std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, std::uint64_t cou
 void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
     constexpr std::size_t kMostStray = 1000;  // one in so many
     if (stray == 0) return;
-    const std::string found = std::to_string(stray) + " of " + std::to_string(image.samples.size()) +
-                              " samples need more bits than its BitsStored of " + std::to_string(stored);
+    const std::string found =
+        fmt::format("{} of {} samples need more bits than its BitsStored of {}", stray, image.samples.size(), stored);
     if (stray > image.samples.size() / kMostStray) throw Refusal("has a wrong header: " + found);
     image.warnings.push_back(found + "; they count as the largest value");
 }

@@ -8,6 +8,7 @@
 #include "io/refusal.h"
 
 #include <dcmtk/dcmdata/dctk.h>
+#include <fmt/format.h>
 
 #include <charconv>
 #include <string>
@@ -38,11 +39,11 @@ SampleLayout layout_of(DcmItem& object) {
     const unsigned high_bit = number_of(object, DCM_HighBit).value_or(stored - 1);
     const bool is_signed = number_of(object, DCM_PixelRepresentation).value_or(0) == 1;
     if (allocated != 8 && allocated != 16) {
-        throw Refusal("has " + std::to_string(allocated) + " bits allocated; 8 and 16 are read");
+        throw Refusal(fmt::format("has {} bits allocated; 8 and 16 are read", allocated));
     }
     if (stored == 0 || stored > allocated || high_bit + 1 < stored || high_bit >= allocated) {
-        throw Refusal("has sizes of samples that do not fit (" + std::to_string(allocated) + " bits allocated, " +
-                      std::to_string(stored) + " stored, high bit " + std::to_string(high_bit) + ")");
+        throw Refusal(fmt::format("has sizes of samples that do not fit ({} bits allocated, {} stored, high bit {})",
+                                  allocated, stored, high_bit));
     }
     return {allocated, stored, high_bit + 1 - stored, is_signed, has_overlay_in_pixels(object)};
 }
@@ -53,7 +54,7 @@ unsigned frame_count_of(DcmItem& object) {
     unsigned count = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), count);
     if (parsed.ptr != text.data() + text.size() || parsed.ec != std::errc() || count == 0) {
-        throw Refusal("has the NumberOfFrames '" + text + "', which is not a count");
+        throw Refusal(fmt::format("has the NumberOfFrames '{}', which is not a count", text));
     }
     return count;
 }
@@ -74,7 +75,7 @@ SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& opt
     DcmDataset& object = *file.header();
     SourceImage image;
     image.format = "DICOM";
-    image.encoding = std::string(file.syntax().name) + " (" + file.syntax().uid + ")";
+    image.encoding = fmt::format("{} ({})", file.syntax().name, file.syntax().uid);
     set_frame(image, frame_count_of(object), options);
     const SampleLayout layout = layout_of(object);
     image.used_bits = layout.stored;

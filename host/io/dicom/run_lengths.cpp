@@ -4,8 +4,9 @@
 #include "io/little_endian.h"
 #include "io/refusal.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <string>
 
 namespace Norvane::Host {
 namespace {
@@ -41,7 +42,7 @@ std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::
 void decode_run_lengths(std::span<const std::uint8_t> bytes, unsigned bytes_per_sample,
                         std::span<std::uint16_t> words) {
     if (bytes.size() < kHeaderBytes || little_endian_32(bytes, 0) != bytes_per_sample) {
-        throw Refusal("has run lengths that do not fit its samples of " + std::to_string(bytes_per_sample) + " bytes");
+        throw Refusal(fmt::format("has run lengths that do not fit its samples of {} bytes", bytes_per_sample));
     }
     const auto start_of = [&bytes](unsigned plane) -> std::size_t { return little_endian_32(bytes, 4 + 4 * plane); };
     std::ranges::fill(words, std::uint16_t{0});
@@ -52,7 +53,7 @@ void decode_run_lengths(std::span<const std::uint8_t> bytes, unsigned bytes_per_
         const unsigned shift = 8 * (bytes_per_sample - 1 - plane);
         const std::size_t reached = add_plane(bytes.subspan(start, end - start), shift, words);
         if (reached == words.size()) continue;
-        throw Refusal("is truncated (" + std::to_string(reached) + " of " + std::to_string(words.size()) + " samples)");
+        throw Refusal(fmt::format("is truncated ({} of {} samples)", reached, words.size()));
     }
 }
 

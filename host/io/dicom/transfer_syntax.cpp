@@ -5,6 +5,7 @@
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcxfer.h>
+#include <fmt/format.h>
 
 namespace Norvane::Host {
 namespace {
@@ -40,7 +41,7 @@ constexpr TransferSyntax kSyntaxes[] = {
 };
 
 Refusal not_read(const std::string& name, const std::string& uid) {
-    return Refusal("is compressed as " + name + " (" + uid + "), which is not read");
+    return Refusal(fmt::format("is compressed as {} ({}), which is not read", name, uid));
 }
 
 }  // namespace
