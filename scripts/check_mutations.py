@@ -443,8 +443,7 @@ def link(build, name, at, changed):
     words = [w for w in build.links[name] if w not in mine]
     program = at / name
     words[words.index("-o") + 1] = str(program)
-    first = next(i for i, w in enumerate(words) if i > 0 and not w.startswith("-"))
-    words[first:first] = [str(out) for out in mine.values()]
+    words[1:1] = [str(out) for out in mine.values()]
     return program if run(words, COMPILE_SECONDS, build.build)[0] else None
 
 

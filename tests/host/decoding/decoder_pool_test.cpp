@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -141,16 +142,22 @@ TEST(DecoderPool, OneThatEndedIdleIsReplacedAndFramesBeyondTheLimitAreNoReasonTo
 
 TEST(DecoderPool, ThreadsDecodeAtTheSameTime) {
     DecoderPool pool(misbehaving_decoder(), kLimits);
+    std::array<std::set<unsigned>, 4> processes;
     std::vector<std::jthread> threads;
-    for (unsigned t = 1; t <= 4; ++t) {
-        threads.emplace_back([&pool, t] {
+    for (unsigned t = 1; t <= processes.size(); ++t) {
+        threads.emplace_back([&, t] {
             for (unsigned i = 0; i < 25; ++i) {
                 const bool ends = i % 8 == 7;
-                EXPECT_EQ(ends ? "holds data that ended its decoder (Aborted)" : "",
-                          order(pool, ends ? "abort" : "", 100 * t + i, t).refusal);
+                const Deed deed = order(pool, ends ? "abort" : "", 100 * t + i, t);
+                EXPECT_EQ(ends ? "holds data that ended its decoder (Aborted)" : "", deed.refusal);
+                if (!ends) processes[t - 1].insert(deed.process);
             }
         });
     }
+    threads.clear();
+    std::set<unsigned> all;
+    for (const auto& of_thread : processes) all.insert(of_thread.begin(), of_thread.end());
+    EXPECT_LE(all.size(), 4U + 4 * 3) << "one a thread, and one for each that ended";
 }
 
 }  // namespace

@@ -34,7 +34,8 @@ void leak() {
     kept.emplace_back(std::size_t{40} << 20, 'x');
 }
 
-void answer(DecodeAnswer falsehood, std::size_t size = sizeof(DecodeAnswer)) {
+void answer(std::uint64_t image, Outcome outcome, std::uint32_t length = 0, std::size_t size = sizeof(DecodeAnswer)) {
+    const DecodeAnswer falsehood{image, 0, outcome, length, {}};
     (void)send(kSocketOfWorker, &falsehood, size, MSG_NOSIGNAL);
 }
 
@@ -68,26 +69,11 @@ const std::map<std::string, std::function<void()>> kDeeds{
          for (int i = kMemoryOfWorker + 1; i < kMost; ++i) has_more |= fcntl(i, F_GETFD) != -1;
          if (has_more) throw Refusal("has more than it needs");
      }},
-    {"answer for another",
-     [] {
-         answer({images + 1, 0, Outcome::kFilled, 0, {}});
-     }},
-    {"answer in short",
-     [] {
-         answer({images, 0, Outcome::kFilled, 0, {}}, 20);
-     }},
-    {"answer strangely",
-     [] {
-         answer({images, 0, Outcome{77}, 0, {}});
-     }},
-    {"say that it is ready",
-     [] {
-         answer({images, 0, Outcome::kReady, 0, {}});
-     }},
-    {"answer beyond the end",
-     [] {
-         answer({images, 0, Outcome::kRefused, 1U << 30U, {}});
-     }},
+    {"answer for another", [] { answer(images + 1, Outcome::kFilled); }},
+    {"answer in short", [] { answer(images, Outcome::kFilled, 0, 20); }},
+    {"answer strangely", [] { answer(images, Outcome{77}); }},
+    {"say that it is ready", [] { answer(images, Outcome::kReady); }},
+    {"answer beyond the end", [] { answer(images, Outcome::kRefused, 1U << 30U); }},
     {"close the socket",
      [] {
          (void)close(kSocketOfWorker);

@@ -115,6 +115,11 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     }
     const std::vector<std::string> table = lines_of(Host::read_bytes(folder.path("in/out/summary.csv")));
     ASSERT_EQ(10U, table.size());
+    EXPECT_EQ(
+        "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,view,noise,pixel_size_um,"
+        "breast_mm2,pectoral_mm2,outline_contrast,flags,warnings,study_instance_uid,seconds_reading,seconds_analysis,"
+        "seconds_writing",
+        table[0]);
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
     EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
@@ -338,6 +343,9 @@ TEST(Batch, PartsTogetherAreTheWhole) {
     EXPECT_EQ(40U, all.size());
     EXPECT_EQ(40U, std::set(all.begin(), all.end()).size());
     EXPECT_FALSE(fs::exists(folder.path("dry")));
+    fs::create_directory(folder.path("full"));
+    for (int i = 0; i < 12; ++i) folder.write("full/" + std::to_string(i) + ".json", "of somebody");
+    EXPECT_THAT(run(masks_of({folder.path("in")}, folder.path("full"))).err, HasSubstr("and 2 more"));
 
     const ProgramRun part = run(masks_of({folder.path("in/1.pgm")}, folder.path("out"), {"--shard", "1/1"}));
     EXPECT_EQ(

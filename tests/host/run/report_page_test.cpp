@@ -123,6 +123,11 @@ TEST(PageFiles, PictureShowsThePreparedImage) {
     void* decoder = tjInitDecompress();
     EXPECT_EQ(0, tjDecompress2(decoder, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size(), pixels.data(),
                                kWidth, 0, kHeight, TJPF_GRAY, 0));
+    const std::string thumbnail = Host::read_bytes(folder.path("a.thumb.jpg"));
+    int width = 0, height = 0, colours = 0;
+    EXPECT_EQ(0, tjDecompressHeader2(decoder, reinterpret_cast<unsigned char*>(const_cast<char*>(thumbnail.data())),
+                                     thumbnail.size(), &width, &height, &colours));
+    EXPECT_EQ(std::pair(225, 400), std::pair(width, height));  // in the frame of 300 x 400
     (void)tjDestroy(decoder);
     for (unsigned y = 0; y < kHeight; ++y) {
         for (unsigned x = 0; x < kWidth; ++x) {
