@@ -20,7 +20,7 @@ struct Point {
     int x, y;
 };
 
-std::vector<Point> points_of(const Region& region, bool only_outline) {
+std::vector<Point> outline_of(const Region& region) {
     const auto is_outside = [&region](int x, int y) {
         return x >= 0 && y >= 0 && x < int(region.width) && y < int(region.height) &&
                region.pixels[std::size_t(y) * region.width + std::size_t(x)] == 0;
@@ -30,7 +30,7 @@ std::vector<Point> points_of(const Region& region, bool only_outline) {
         for (int x = 0; x < int(region.width); ++x) {
             const bool is_edge =
                 is_outside(x - 1, y) || is_outside(x + 1, y) || is_outside(x, y - 1) || is_outside(x, y + 1);
-            if (!is_outside(x, y) && (is_edge || !only_outline)) points.push_back({x, y});
+            if (!is_outside(x, y) && is_edge) points.push_back({x, y});
         }
     }
     return points;
@@ -49,30 +49,15 @@ Region random_region(std::mt19937& random, unsigned width, unsigned height, unsi
     return region;
 }
 
-TEST(Score, DistancesAreThoseOfTheNearestPixels) {
-    std::mt19937 random(5);
-    for (unsigned i = 0; i < 200; ++i) {
-        const Region region = random_region(random, 1 + i % 24, 1 + i * 7 % 23, 2 + i % 61);
-        const std::vector<Point> points = points_of(region, false);
-        const std::vector<std::uint32_t> squares = Host::squared_distances(region);
-        for (unsigned k = 0; k < squares.size(); ++k) {
-            const Point from{int(k % region.width), int(k / region.width)};
-            if (points.empty()) {
-                ASSERT_GT(squares[k], 2U * Host::kMostScoredSide * Host::kMostScoredSide);
-            } else {
-                ASSERT_EQ(squared_distance(from, points), int(squares[k])) << i << " " << k;
-            }
-        }
-    }
-}
-
 TEST(Score, OutlinesAreComparedBothWays) {
     std::mt19937 random(6);
-    for (unsigned i = 0; i < 50; ++i) {
-        const Region truth = random_region(random, 20, 13, 2);
-        const Region mask = random_region(random, 20, 13, 5);
-        const std::vector<Point> a = points_of(truth, true);
-        const std::vector<Point> b = points_of(mask, true);
+    for (unsigned i = 0; i < 200; ++i) {
+        const unsigned width = 1 + i % 24, height = 1 + i * 7 % 23;
+        const Region truth = random_region(random, width, height, 2);
+        const Region mask = random_region(random, width, height, 2 + i % 61);
+        const std::vector<Point> a = outline_of(truth);
+        const std::vector<Point> b = outline_of(mask);
+        if (a.empty() || b.empty()) continue;  // the table below
         double sum = 0.0, worst = 0.0;
         for (const auto& [from, to] : {std::pair(&a, &b), std::pair(&b, &a)}) {
             std::vector<double> found;
