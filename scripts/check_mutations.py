@@ -7,15 +7,12 @@
     scripts/check_mutations.py --again report.jsonl     # the survivors once more, after the tests were sharpened
 
 Lines of src/ or of host/ are drawn at random; what changes in a line is what change_points() lists. The changed file,
-or all that
-include a changed header, are compiled into objects of their own and linked before the library of an unchanged build
-(-O1). Then the test programs of the room run that contain them: for src/ those of all its rooms, the room's own first,
-each with and without the wide inner loops; for host/ those that HOST_TESTS names, beside decoders of the changed
-objects.
-A failed test, a crash and a run of five times the usual length notice the change. Changes that do not compile, or whose
-objects equal the unchanged ones byte by byte, do not count. Fails below --at-least. The tests run in namespaces of
-their
-own, if the system allows them, so that a changed call ends no process but theirs.
+or all that include a changed header, are compiled into objects of their own and linked before the library of an
+unchanged build (-O1). Then the test programs of the room run that contain them: for src/ those of all its rooms, the
+room's own first, each with and without the wide inner loops; for host/ those that HOST_TESTS names, beside decoders of
+the changed objects. A failed test, a crash and a run of five times the usual length notice the change. Changes that do
+not compile, or whose objects equal the unchanged ones byte by byte, do not count. Fails below --at-least. The tests run
+in namespaces of their own, if the system allows them, so that a changed call ends no process but theirs.
 
 BUILD_ROOT holds a copy of the sources and its build (build/mutations without it; runs at the same time need one each).
 The work tree is only read.

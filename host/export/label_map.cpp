@@ -11,6 +11,17 @@
 
 namespace Norvane::Host {
 
+void append_compressed(std::string& bytes, std::span<std::uint8_t> header, const LabelImage& labels) {
+    GzipStream compressed(bytes);
+    compressed.write(header);
+    std::vector<std::uint8_t> row(labels.width());
+    for (unsigned y = 0; y < labels.height(); ++y) {
+        labels.fill_row(y, row);
+        compressed.write(row);
+    }
+    compressed.finish();
+}
+
 std::string label_png(const Findings& findings) {
     const LabelImage labels(findings);
     const RowSource<std::uint8_t> rows = [&labels](unsigned y, std::span<std::uint8_t> row) {
@@ -26,13 +37,7 @@ std::string label_nrrd(const Findings& findings) {
         "NRRD0004\n# norvane {0}\ntype: uint8\ndimension: 2\nsizes: {1} {2}\nspacings: {3} {3}\nunits: \"mm\" \"mm\"\n"
         "encoding: gzip\nlabel_0:=background\nlabel_1:=breast\nlabel_2:=pectoral muscle\n\n",
         program_version(), labels.width(), labels.height(), millimetres);
-    GzipStream compressed(bytes);
-    std::vector<std::uint8_t> row(labels.width());
-    for (unsigned y = 0; y < labels.height(); ++y) {
-        labels.fill_row(y, row);
-        compressed.write(row);
-    }
-    compressed.finish();
+    append_compressed(bytes, {}, labels);
     return bytes;
 }
 

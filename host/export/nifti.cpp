@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/nifti.h"
 
-#include "export/gzip_stream.h"
+#include "export/label_map.h"
 #include "export/program_version.h"
 #include "export/source_masks.h"
 #include "io/refusal.h"
@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <limits>
 #include <string_view>
-#include <vector>
 
 namespace Norvane::Host {
 namespace {
@@ -68,14 +67,7 @@ std::string label_nifti(const Findings& findings) {
     }
     NiftiHeader header = header_of(labels, findings.settings.pixel_size_um.value);
     std::string bytes;
-    GzipStream compressed(bytes);
-    compressed.write(header.bytes);
-    std::vector<std::uint8_t> row(labels.width());
-    for (unsigned y = 0; y < labels.height(); ++y) {
-        labels.fill_row(y, row);
-        compressed.write(row);
-    }
-    compressed.finish();
+    append_compressed(bytes, header.bytes, labels);
     return bytes;
 }
 
