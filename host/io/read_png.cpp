@@ -19,8 +19,8 @@
 namespace Norvane::Host {
 namespace {
 
-/// libpng leaves its functions by longjmp, which runs no destructor. So everything that owns memory lives in this
-/// object or in the callers of its two steps, and the steps themselves have plain locals only.
+/// If libpng fails, it leaves its functions by longjmp, which runs no destructors. Therefore everything that owns
+/// memory lives in this object or in the caller of its two steps, and the steps themselves have only plain locals.
 class PngDecoder {
 public:
     explicit PngDecoder(const std::filesystem::path& path) : file(path) {
@@ -41,8 +41,7 @@ public:
         height = png_get_image_height(png, info);
         bits = png_get_bit_depth(png, info);
         colour_type = png_get_color_type(png, info);
-        most_bytes +=
-            std::uint64_t{width} * height * (bits / 8 + 1);  // deflate makes nothing longer than by a thousandth
+        most_bytes += std::uint64_t{width} * height * (bits / 8 + 1);  // deflate never adds more than a thousandth
         is_transparent = (colour_type & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png, info, PNG_INFO_tRNS) != 0;
         return true;
     }
@@ -71,7 +70,7 @@ public:
     bool is_transparent = false;
 
 private:
-    // Texts and colour profiles are compressed, too, and may be large.
+    // Texts and colour profiles are compressed too, and they may inflate to large sizes.
     void pass_over_unused_chunks() {
         static constexpr png_byte kUnused[] = "iCCP\0zTXt\0iTXt\0tEXt\0sPLT\0eXIf\0hIST";
         png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kUnused, sizeof kUnused / 5);
@@ -98,7 +97,7 @@ private:
     static void on_warning(png_structp, png_const_charp) {}
 
     FileBytes file;
-    std::uint64_t most_bytes = std::uint64_t{64} << 20;  // of the file, before more is called hostile
+    std::uint64_t most_bytes = std::uint64_t{64} << 20;  // of the file; if it has more, it is hostile
     png_structp png = nullptr;
     png_infop info = nullptr;
     std::array<char, 160> message{};

@@ -7,7 +7,7 @@
 
 namespace Norvane::Host {
 
-/// A grey PNG of 8 or 16 bits, without transparency. Gamma and colour chunks are not applied. Throws Refusal.
+/// Reads a grey PNG of 8 or 16 bits without transparency. Gamma and colour chunks are not applied. Throws Refusal.
 [[nodiscard]] SourceImage read_png(const std::filesystem::path& file, const ReadOptions& options = {});
 
 }  // namespace Norvane::Host

@@ -29,8 +29,8 @@ TEST(BadDicom, IsRefusedInOneSentence) {
         {"ImagerPixelSpacing=0.07", "has the ImagerPixelSpacing '', which is not a length"},
         {"ImagerPixelSpacing=0.07\\nan", "has the ImagerPixelSpacing 'nan', which is not a length"},
         {"-BitsStored", "has no BitsStored"},
-        {"BitsStored=13", "has sizes of samples that do not fit (16 bits allocated, 13 stored, high bit 11)"},
-        {"BitsStored=0", "has sizes of samples that do not fit (16 bits allocated, 0 stored, high bit 11)"},
+        {"BitsStored=13", "has inconsistent bit depths (16 bits allocated, 13 stored, high bit 11)"},
+        {"BitsStored=0", "has inconsistent bit depths (16 bits allocated, 0 stored, high bit 11)"},
         {"BitsStored=10; HighBit=9", "has a wrong header: 8 of 12 samples need more bits than its BitsStored of 10"},
         {"BitsAllocated=32", "has 32 bits allocated; 8 and 16 are read"},
         {"-Rows", "has no Rows"},
@@ -56,7 +56,7 @@ TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {
     const std::string opening = "\x54\0\x20\x02SQ\0\0\xFF\xFF\xFF\xFF\xFE\xFF\0\xE0\xFF\xFF\xFF\xFF"s;
     std::string nested = whole.substr(0, whole.find("\xE0\x7F\x10\0OW"s));
     for (int i = 0; i < 50000; ++i) nested += opening;
-    EXPECT_EQ("holds sequences inside sequences without an end", refusal_of(folder.write("nested.dcm", nested)));
+    EXPECT_EQ("holds sequences that are nested too deeply", refusal_of(folder.write("nested.dcm", nested)));
 }
 
 TEST(BadDicom, UnreadableEncodingsAreNamed) {
