@@ -74,6 +74,9 @@ private:
     std::vector<RowRuns> rows_with_pixels;
 };
 
+/// The pixels that belong to both, on one grid.
+[[nodiscard]] std::size_t common_area(const Region& a, const Region& b);
+
 /// Twice the pixels of both by the sum of the pixels of each, on one grid (dice1945): 1 for regions that are
 /// equal or both empty, 0 for regions without a common pixel.
 [[nodiscard]] double dice(const Region& a, const Region& b);

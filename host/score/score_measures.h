@@ -13,7 +13,7 @@ namespace Norvane::Host {
 inline constexpr unsigned kMostScoredSide = 32000;
 
 /// One byte a pixel, 0 outside and anything else inside, row by row.
-struct Region {
+struct LabelPixels {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> pixels;
@@ -37,10 +37,10 @@ struct Score {
 /// The outline of a region are its pixels that have one of its outside as one of their four neighbours. At the border
 /// of the image both regions are cut off alike, so that nothing there is outline; two regions without outline lie at
 /// distance 0.
-[[nodiscard]] Score score(const Region& truth, const Region& mask);
+[[nodiscard]] Score score(const LabelPixels& truth, const LabelPixels& mask);
 
 /// The square of the distance of each pixel to the nearest one that is not 0, in pixels and exact; a number above any
 /// such square where there is none.
-[[nodiscard]] std::vector<std::uint32_t> squared_distances(const Region& region);
+[[nodiscard]] std::vector<std::uint32_t> squared_distances(const LabelPixels& region);
 
 }  // namespace Norvane::Host
