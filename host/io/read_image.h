@@ -6,7 +6,6 @@
 #include "io/source_image.h"
 
 #include <filesystem>
-#include <string>
 
 namespace Norvane::Host {
 
@@ -20,8 +19,5 @@ namespace Norvane::Host {
 /// Whether the name of a file ends like that of an image, such as ".dcm". The names of DICOM files are often numbers
 /// with dots, which are no endings.
 [[nodiscard]] bool has_image_ending(const std::filesystem::path& file);
-
-/// All bytes of `file`. Throws Refusal.
-[[nodiscard]] std::string read_bytes(const std::filesystem::path& file);
 
 }  // namespace Norvane::Host
