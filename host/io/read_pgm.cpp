@@ -95,7 +95,6 @@ void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_
 void refuse_other_netpbm(char kind) {
     if (kind == '3' || kind == '6') throw Refusal("is a colour image; grey images are read");
     if (kind == '1' || kind == '4') throw Refusal("is a black-and-white bitmap; grey images are read");
-    if (kind == '7') throw Refusal("is a PAM file; PNG, PGM, TIFF and DICOM are read");
 }
 
 }  // namespace

@@ -132,7 +132,7 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     (void)run_masks(folder.path("out"),
                     {exam, "--no-contour", "--view", "cc", "--fast", "--pixel-size=0220", "--fast",
                      "--results=nrrd,json", "--no-page", "--results", "json", "--invert", "--side", "left"});
-    EXPECT_THAT(Host::read_bytes(folder.path("out/exam.done")),
+    EXPECT_THAT(read_bytes(folder.path("out/exam.done")),
                 HasSubstr(" --side=left --view=cc --pixel-size=0220 --invert=true --fast=true=true --contour=false "
                           "results=nrrd,json,json,"));
 }

@@ -125,7 +125,7 @@ TEST(ReadTiff, DeliversAPage) {
         EXPECT_EQ(layout.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
         EXPECT_FALSE(image.pixel_size_um);
         EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
-        const std::string whole = Host::read_bytes(file);
+        const std::string whole = read_bytes(file);
         EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
                     StartsWith("is a damaged or truncated TIFF file"));
     }
@@ -189,7 +189,7 @@ TEST(ReadImage, RefusesInOneSentence) {
         {std::string(grey).replace(44, 1, "x"), "is a damaged or truncated PNG file: "},
         {"P6 1 1 255\nabc", "is a colour image; grey images are read"},
         {"P4 8 1\n\xFF", "is a black-and-white bitmap; grey images are read"},
-        {"P7\nWIDTH 1", "is a PAM file; PNG, PGM, TIFF and DICOM are read"},
+        {"P7\nWIDTH 1", "is a PAM file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"P5 3", "is truncated (the height is missing)"},
         {"P5 3 # 2 255", "is truncated (the height is missing)"},
         {"P5 3 -2 255\nabc", "is not a valid PGM file (the height is invalid)"},
