@@ -5,6 +5,7 @@
 #include "export/fact_json.h"
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
+#include "findings/areas.h"
 #include "findings/status_text.h"
 
 #include <nlohmann/json.hpp>
@@ -63,6 +64,13 @@ Json json_of(const Region& region, const Image& working) {
 Json json_of(const FoundMask& mask, const Image& working) {
     Json json = {{"status", json_of(mask.status)}};
     json.update(json_of(mask.region, working));
+    return json;
+}
+
+Json areas_json(const Findings& findings) {
+    const BreastAreas areas = areas_of(findings);
+    Json json;
+    for (const AreaDeclaration& area : kAreas) json[area.name] = areas.*area.value;
     return json;
 }
 
@@ -182,6 +190,7 @@ std::string report_json(const Findings& findings) {
                  {"settings", settings_json(findings)},
                  {"noise_trials", trials_json(findings)},
                  {"outline_contrast", findings.outline_contrast},
+                 {"areas", areas_json(findings)},
                  {"geometry", geometry_json(findings)},
                  {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
                  {"masks", masks_json(masks, findings.working_image())}};

@@ -74,6 +74,9 @@ private:
     std::vector<RowRuns> rows_with_pixels;
 };
 
+/// The number of pixels that belong to both. Both must be on the same grid.
+[[nodiscard]] std::size_t common_area(const Region& a, const Region& b);
+
 /// Dice coefficient (dice1945): twice the number of common pixels, divided by the sum of both areas. It is 1 if the
 /// regions are equal or both empty, and 0 if they have no common pixel. Both must be on the same grid.
 [[nodiscard]] double dice(const Region& a, const Region& b);

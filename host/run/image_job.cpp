@@ -4,6 +4,7 @@
 #include "export/kinds.h"
 #include "export/program_version.h"
 #include "export/settings_text.h"
+#include "findings/areas.h"
 #include "findings/findings.h"
 #include "findings/status_text.h"
 #include "io/read_image.h"
@@ -38,10 +39,6 @@ private:
     std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
-double area_mm2(const FoundMask& mask, const Findings& findings) {
-    return square_millimetres(mask.region.area(), static_cast<double>(findings.working_image().GetPixelSize()));
-}
-
 ImageRecord record_of(const Input& input, const Findings& findings) {
     ImageRecord record;
     record.file = input.file;
@@ -56,8 +53,7 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
     record.view = name_of(findings.settings.view.value);
     record.noise = name_of(findings.settings.noise.value);
     record.pixel_size_um = findings.settings.pixel_size_um.value;
-    record.breast_mm2 = area_mm2(findings.masks.breast, findings);
-    record.pectoral_mm2 = area_mm2(findings.masks.pectoral, findings);
+    record.areas = areas_of(findings);
     record.outline_contrast = findings.outline_contrast;
     record.flags = findings.source.flags;
     record.warnings = findings.warnings;
@@ -79,6 +75,7 @@ std::vector<std::string> report(const Input& input, const fs::path& stem, const 
     if (masks.pectoral.status != masks.full.status)
         lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
     for (const std::string& fact : settings_text(findings)) lines.push_back("    " + fact);
+    lines.push_back("    " + areas_text(areas_of(findings)));
     for (const std::string& warning : findings.warnings) lines.push_back("    Warning: " + warning);
     lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);

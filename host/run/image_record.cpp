@@ -28,8 +28,7 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit("view", record.view);
     visit("noise", record.noise);
     visit("pixel_size_um", record.pixel_size_um);
-    visit("breast_mm2", record.breast_mm2);
-    visit("pectoral_mm2", record.pectoral_mm2);
+    for (const AreaDeclaration& area : kAreas) visit(area.name, record.areas.*area.value);
     visit("outline_contrast", record.outline_contrast);
     visit("flags", record.flags);
     visit("warnings", record.warnings);

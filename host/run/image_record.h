@@ -2,6 +2,7 @@
 /// What a run keeps about each image for its tables and its page, and how that is written as text.
 #pragma once
 
+#include "findings/areas.h"
 #include "io/header.h"
 
 #include <norvane/masking.h>
@@ -35,8 +36,7 @@ struct ImageRecord {
     unsigned width = 0, height = 0;  ///< size of the source
     std::string side, view, noise;
     double pixel_size_um = 0.0;
-    double breast_mm2 = 0.0;
-    double pectoral_mm2 = 0.0;
+    BreastAreas areas;
     double outline_contrast = 0.0;                     ///< across the outline of the breast; low values are doubtful
     std::vector<std::string> flags;                    ///< such as "spot", "implant"
     std::vector<std::string> warnings;                 ///< sentences

@@ -13,7 +13,7 @@ constexpr std::uint32_t kFar = 1U << 31;
 static_assert(std::uint64_t{2} * kMostScoredSide * kMostScoredSide < kFar);
 
 // For each pixel, the number of rows to the nearest pixel of the region in its column; kFar if there is none.
-std::vector<std::uint32_t> column_distances(const Region& region) {
+std::vector<std::uint32_t> column_distances(const LabelPixels& region) {
     std::vector<std::uint32_t> rows(region.pixels.size(), kFar);
     const std::size_t width = region.width;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -78,8 +78,8 @@ private:
 };
 
 // The pixels of the outline as a region.
-Region outline_of(const Region& region) {
-    Region outline{region.width, region.height, std::vector<std::uint8_t>(region.pixels.size())};
+LabelPixels outline_of(const LabelPixels& region) {
+    LabelPixels outline{region.width, region.height, std::vector<std::uint8_t>(region.pixels.size())};
     const std::size_t width = region.width;
     for (std::size_t y = 0; y < region.height; ++y) {
         for (std::size_t x = 0; x < width; ++x) {
@@ -93,7 +93,7 @@ Region outline_of(const Region& region) {
     return outline;
 }
 
-std::vector<double> distances(const Region& from, const Region& to) {
+std::vector<double> distances(const LabelPixels& from, const LabelPixels& to) {
     const std::vector<std::uint32_t> squares = squared_distances(to);
     std::vector<double> found;
     for (std::size_t i = 0; i < squares.size(); ++i) {
@@ -110,13 +110,13 @@ double percentile95(std::vector<double>& values) {
     return *at;
 }
 
-bool is_empty(const Region& region) {
+bool is_empty(const LabelPixels& region) {
     return std::ranges::all_of(region.pixels, [](std::uint8_t pixel) { return pixel == 0; });
 }
 
-std::optional<OutlineDistance> outline_distance(const Region& truth, const Region& mask) {
-    const Region true_outline = outline_of(truth);
-    const Region mask_outline = outline_of(mask);
+std::optional<OutlineDistance> outline_distance(const LabelPixels& truth, const LabelPixels& mask) {
+    const LabelPixels true_outline = outline_of(truth);
+    const LabelPixels mask_outline = outline_of(mask);
     if (is_empty(true_outline) && is_empty(mask_outline)) return OutlineDistance{};
     if (is_empty(true_outline) || is_empty(mask_outline)) return std::nullopt;
     std::vector<double> there = distances(true_outline, mask_outline);
@@ -129,7 +129,7 @@ std::optional<OutlineDistance> outline_distance(const Region& truth, const Regio
 
 }  // namespace
 
-std::vector<std::uint32_t> squared_distances(const Region& region) {
+std::vector<std::uint32_t> squared_distances(const LabelPixels& region) {
     std::vector<std::uint32_t> squares = column_distances(region);
     for (std::uint32_t& rows : squares) rows = rows < kFar ? rows * rows : kFar;
     LowerEnvelope envelope(region.width);
@@ -137,7 +137,7 @@ std::vector<std::uint32_t> squared_distances(const Region& region) {
     return squares;
 }
 
-Score score(const Region& truth, const Region& mask) {
+Score score(const LabelPixels& truth, const LabelPixels& mask) {
     Score result;
     std::size_t both = 0;
     for (std::size_t i = 0; i < truth.pixels.size(); ++i) {

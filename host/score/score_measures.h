@@ -13,7 +13,7 @@ namespace Norvane::Host {
 inline constexpr unsigned kMostScoredSide = 32000;
 
 /// One byte per pixel, row by row: 0 outside and anything else inside.
-struct Region {
+struct LabelPixels {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> pixels;
@@ -36,10 +36,10 @@ struct Score {
 ///
 /// A region's outline: its pixels with a 4-neighbour outside it. The border of the image cuts both regions off, so it
 /// is not part of an outline. If neither region has an outline, the distance is 0.
-[[nodiscard]] Score score(const Region& truth, const Region& mask);
+[[nodiscard]] Score score(const LabelPixels& truth, const LabelPixels& mask);
 
 /// For each pixel the exact square of its distance, in pixels, to the nearest pixel of the region. If the region is
 /// empty, a number above any such square.
-[[nodiscard]] std::vector<std::uint32_t> squared_distances(const Region& region);
+[[nodiscard]] std::vector<std::uint32_t> squared_distances(const LabelPixels& region);
 
 }  // namespace Norvane::Host

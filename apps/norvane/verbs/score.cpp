@@ -170,13 +170,13 @@ SourceImage read_labels(const std::string& file) {
     return labels;
 }
 
-Region region_of(const SourceImage& labels, const TruthValues& values, bool takes_breast) {
+LabelPixels region_of(const SourceImage& labels, const TruthValues& values, bool takes_breast) {
     std::uint8_t is_inside[256] = {};
     for (const std::uint8_t value : values.pectoral) is_inside[value] = 1;
     if (takes_breast) {
         for (const std::uint8_t value : values.breast) is_inside[value] = 1;
     }
-    Region region{labels.width, labels.height, std::vector<std::uint8_t>(labels.samples.size())};
+    LabelPixels region{labels.width, labels.height, std::vector<std::uint8_t>(labels.samples.size())};
     std::ranges::transform(labels.samples, region.pixels.begin(),
                            [&is_inside](std::uint16_t label) { return is_inside[label]; });
     return region;
@@ -210,8 +210,8 @@ void score_truth(const Truth& truth, const ScoreOptions& options, std::vector<Sc
     }
     const double pixel_size_um = pixel_size_for(stem, options);
     for (const ScoredRegion& region : kScoredRegions) {
-        const Region drawn_region = region_of(drawn, options.values, region.takes_breast);
-        const Region made_region = region_of(made, TruthValues{}, region.takes_breast);
+        const LabelPixels drawn_region = region_of(drawn, options.values, region.takes_breast);
+        const LabelPixels made_region = region_of(made, TruthValues{}, region.takes_breast);
         rows.push_back({truth.name, region.name, score(drawn_region, made_region), pixel_size_um});
     }
 }

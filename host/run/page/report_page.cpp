@@ -86,7 +86,6 @@ std::string text_with_unit(double value, int decimals, const char* unit) {
 
 /// Terms and values for people.
 Json figures_of(const ImageRecord& record) {
-    constexpr double kMm2PerCm2 = 100.0;
     const StageTimes& s = record.seconds;
     Json figures =
         Json::array({{"Results", record.name + ".*"},
@@ -95,11 +94,12 @@ Json figures_of(const ImageRecord& record) {
                      {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
                      {"Noise class", record.noise},
                      {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
-                     {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                     {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
                      {"Time to read", text_with_unit(s.reading, 2, "s")},
                      {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
                      {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    for (const AreaDeclaration& area : kAreas) {
+        figures.push_back({std::string("Area: ") + area.label, area_text(record.areas.*area.value)});
+    }
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
         if (!record.texts[i].empty()) figures.push_back({kTextFacts[i].keyword, record.texts[i]});
     }

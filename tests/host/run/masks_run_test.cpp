@@ -117,8 +117,8 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     ASSERT_EQ(10U, table.size());
     EXPECT_EQ(
         "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,view,noise,pixel_size_um,"
-        "breast_mm2,pectoral_mm2,outline_contrast,flags,warnings,study_instance_uid,seconds_reading,seconds_analysis,"
-        "seconds_writing",
+        "breast_mm2,muscle_mm2,breast_with_muscle_mm2,outline_contrast,flags,warnings,study_instance_uid,"
+        "seconds_reading,seconds_analysis,seconds_writing",
         table[0]);
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));

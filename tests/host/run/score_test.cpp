@@ -12,7 +12,7 @@
 namespace Norvane::Tests {
 namespace {
 
-using Host::Region;
+using Host::LabelPixels;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -20,7 +20,7 @@ struct Point {
     int x, y;
 };
 
-std::vector<Point> outline_of(const Region& region) {
+std::vector<Point> outline_of(const LabelPixels& region) {
     const auto is_outside = [&region](int x, int y) {
         return x >= 0 && y >= 0 && x < int(region.width) && y < int(region.height) &&
                region.pixels[std::size_t(y) * region.width + std::size_t(x)] == 0;
@@ -43,8 +43,8 @@ int squared_distance(const Point& from, const std::vector<Point>& to) {
     return least;
 }
 
-Region random_region(std::mt19937& random, unsigned width, unsigned height, unsigned one_in) {
-    Region region{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)};
+LabelPixels random_region(std::mt19937& random, unsigned width, unsigned height, unsigned one_in) {
+    LabelPixels region{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)};
     for (std::uint8_t& pixel : region.pixels) pixel = random() % one_in == 0 ? 255 : 0;
     return region;
 }
@@ -53,8 +53,8 @@ TEST(Score, OutlinesAreComparedBothWays) {
     std::mt19937 random(6);
     for (unsigned i = 0; i < 200; ++i) {
         const unsigned width = 1 + i % 24, height = 1 + i * 7 % 23;
-        const Region truth = random_region(random, width, height, 2);
-        const Region mask = random_region(random, width, height, 2 + i % 61);
+        const LabelPixels truth = random_region(random, width, height, 2);
+        const LabelPixels mask = random_region(random, width, height, 2 + i % 61);
         const std::vector<Point> a = outline_of(truth);
         const std::vector<Point> b = outline_of(mask);
         if (a.empty() || b.empty()) continue;  // the table below
@@ -77,12 +77,12 @@ TEST(Score, OutlinesAreComparedBothWays) {
 
 TEST(Score, EmptyRegionsAndShiftedOnes) {
     const auto band = [](unsigned first, unsigned last) {  // columns of a 10 x 4 image
-        Region region{10, 4, std::vector<std::uint8_t>(40)};
+        LabelPixels region{10, 4, std::vector<std::uint8_t>(40)};
         for (unsigned i = 0; i < 40; ++i) region.pixels[i] = i % 10 >= first && i % 10 < last ? 1 : 0;
         return region;
     };
     const struct {
-        Region truth, mask;
+        LabelPixels truth, mask;
         double dice, jaccard, distance;  // below 0: none
     } table[] = {
         {band(0, 0), band(0, 0), 1, 1, 0},           {band(0, 4), band(0, 0), 0, 0, -1},
