@@ -12,15 +12,16 @@
 namespace Norvane::Host {
 namespace {
 
-// A quarter of the width: a thin strip at the very border can be frame, scanner border or padding.
+// A quarter of the width is compared, because a thin strip at the border could be frame, scanner border or padding.
 constexpr unsigned kBorderFraction = 4;
-// Means that differ by less than this share of the larger one, or by less than this many grey levels, tell nothing.
+// If the means differ by less than this share of the larger one, or by fewer grey levels than this, they decide
+// nothing.
 constexpr double kLeastRelativeDifference = 0.1;
 constexpr double kLeastDifference = 300.0;
-// A border that is brighter by this factor than the other one is the chest wall's, whatever a header says.
+// If one border is brighter by more than this factor, the chest wall is there, whatever the header says.
 constexpr double kClearRatio = 2.0;
 
-// Mean grey level of columns x0 .. x1 - 1 over the middle rows, without frame pixels, which are bright everywhere.
+// Mean grey level of the columns x0 .. x1 - 1 in the middle rows. Frame pixels are left out: they are always bright.
 double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
     const unsigned margin = image.GetHeight() / 10;
     double sum = 0.0;
@@ -59,8 +60,8 @@ Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& l
                 fmt::format("the {} border is the brighter one ({})", name_of(*border.side), border.means)};
     }
     if (laterality) {
-        return {hung_side(laterality->value),
-                fmt::format("a {} breast, and the borders do not tell ({})", name_of(laterality->value), border.means)};
+        return {hung_side(laterality->value), fmt::format("a {} breast; the borders do not show the side ({})",
+                                                          name_of(laterality->value), border.means)};
     }
     throw Refusal(fmt::format("does not show where the chest wall is ({}): give --side", border.means));
 }

@@ -13,15 +13,15 @@
 namespace Norvane::Host {
 namespace {
 
-// Grey levels of the prepared image, which has 65536.
+// Grey levels of the prepared image, 0 to 65535.
 constexpr double kFlatDeviation = 64.0;
 constexpr double kNearlyMinimum = 64.0;
-constexpr double kBackgroundSpread = 1000.0;  // squares not brighter than the darkest one by more are background too
-// Black film may be clipped to 0 in places; the background of a digital image is flat nearly everywhere.
+constexpr double kBackgroundSpread = 1000.0;  // brighter than the darkest square by up to this: background
+// Black film may be clipped to 0 in some places. The background of a digital image is flat nearly everywhere.
 constexpr double kFlatShare = 0.5;
-// Film that was clipped to black fades into it. Above the black of a digital image comes the skin line, a step.
+// Clipped film fades gradually into black. In a digital image, black ends at the skin line with a step.
 constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
-constexpr double kDimShare = 0.08;    // of the pixels up to there that are not flat black
+constexpr double kDimShare = 0.08;    // largest share of not quite black ones among the pixels up to kDim
 // A square's side as a share of the shorter side of the image.
 constexpr unsigned kSquareFraction = 10;
 
@@ -44,7 +44,7 @@ Region measure(const Image& image, unsigned x0, unsigned y0, unsigned size) {
     return {mean, std::sqrt(std::max(squares / n - mean * mean, 0.0))};
 }
 
-// Squares along the four borders, two deep: the outer ones may lie on a frame.
+// Squares along the four borders in two rows, because the outer ones may lie on a frame.
 std::vector<Region> border_regions(const Image& image) {
     const unsigned width = image.GetWidth();
     const unsigned height = image.GetHeight();
@@ -70,7 +70,7 @@ double minimum_of(const Image& image) {
     return least;
 }
 
-// The share of dark pixels that are not black.
+// The share of the dark pixels that are not quite black.
 double dim_share_of(const Image& image, double least) {
     std::size_t black = 0;
     std::size_t dark = 0;
@@ -97,9 +97,8 @@ Sourced<BG_NOISE> choose_noise(const Image& prepared) {
     const auto flat = std::ranges::count_if(regions, is_flat);
     const double dim_share = dim_share_of(prepared, least);
     const std::string measured = fmt::format(
-        "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; {} % of "
-        "the "
-        "dark pixels not black",
+        "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; "
+        "{} % of the dark pixels are not black",
         flat, background, std::lround(darkest.mean), std::lround(least), std::lround(100.0 * dim_share));
     if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
         dim_share <= kDimShare) {

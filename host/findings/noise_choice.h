@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Chooses the class of background noise for an image whose owner did not say it.
+/// Chooses the noise class of an image from its pixels.
 #pragma once
 
 #include "io/header.h"
@@ -9,9 +9,8 @@
 
 namespace Norvane::Host {
 
-/// BG_MG where the dark border regions of a prepared image are flat and at (nearly) the darkest level of all, as the
-/// background of a digital image is after its processing, and end at a step; BG_AUTO_COARSE for the grey, uneven
-/// background of film.
+/// BG_MG if the dark regions at the border of a prepared image are flat, lie at (nearly) the darkest level and end with
+/// a step, like the background of a processed digital image. BG_AUTO_COARSE for the grey, uneven background of film.
 [[nodiscard]] Sourced<BG_NOISE> choose_noise(const Image& prepared);
 
 }  // namespace Norvane::Host

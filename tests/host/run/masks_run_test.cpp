@@ -204,7 +204,7 @@ TEST(Batch, AnImageAtWhichTwoRunsDiedIsPassedOverUntilItIsAskedFor) {
     const ProgramRun resumed = run(joined(command, {"--resume"}));
     const std::string a = folder.path("in/s/a\n.png");
     EXPECT_THAT(resumed.err,
-                HasSubstr("was under way when two runs died, so it is passed over; without --resume it is"));
+                HasSubstr("is skipped, because two runs died while they processed it; without --resume it is"));
     EXPECT_THAT(resumed.out, HasSubstr("2 done, 0 kept from an earlier run, 1 refused\n"));
     EXPECT_LT(resumed.out.find("c.png"), resumed.out.find("b.png")) << "what a run died at comes last";
     EXPECT_THAT(folder.names("out/s"), ElementsAre("a\n.begun", "b.done", "b.json", "c.done", "c.json"));
@@ -224,22 +224,22 @@ constexpr struct {
     const char* complaint;
 } kHostilePlaces[] = {
     {"link", "a.json", kOneRefused, "a.json: Is a link"},
-    {"FIFO", "a.json", kOneRefused, "a.json: Is no regular file"},
+    {"FIFO", "a.json", kOneRefused, "a.json: Is not a regular file"},
     {"folder", "a.json", kOneRefused, "a.json: Is a directory"},
     {"link", "a.done", kOneRefused, "a.done: Is a link"},
-    {"FIFO", "a.done", kOneRefused, "a.done: Is no regular file"},
+    {"FIFO", "a.done", kOneRefused, "a.done: Is not a regular file"},
     {"FIFO", "a.begun", 0, ""},  // has no part in a run that does not resume
     {"linked folder", "s", kOneRefused, "s: Is a link"},
     {"file", "s", kOneRefused, "s: Not a directory"},
     {"file", "a.json", kNotBegun, "a.json was not written by this program"},
     {"input", "a.json", kNotBegun, "a.json is an input"},
-    {"file", "a.done", kNotBegun, "a.done is no file that this program wrote"},
+    {"file", "a.done", kNotBegun, "a.done is not a file of this program"},
     {"input", "a.done", kNotBegun, "a.done is an input"},
-    {"file", "a.begun", kNotBegun, "a.begun is no file that this program wrote"},
+    {"file", "a.begun", kNotBegun, "a.begun is not a file of this program"},
     {"file", "summary.csv", kNotBegun, "summary.csv was not written by this program"},
     {"input", "summary.ndjson", kNotBegun, "summary.ndjson is an input"},
-    {"link", "summary.ndjson", kNotBegun, "summary.ndjson is no file that this program wrote"},
-    {"FIFO", "report.html", kNotBegun, "report.html is no file that this program wrote"},
+    {"link", "summary.ndjson", kNotBegun, "summary.ndjson is not a file of this program"},
+    {"FIFO", "report.html", kNotBegun, "report.html is not a file of this program"},
     {"file", ".norvane-run-00000000000000000000000000000000", 0, ""},
     {"folder", ".norvane-run-0000000000000000000000000000000g", 0, ""},
     {"input", ".a.json.7.tmp", 0, ""},

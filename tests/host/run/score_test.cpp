@@ -127,8 +127,8 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     EXPECT_THAT(mixed.out,
                 StartsWith("breast: 1 images, Dice 1, Jaccard 1, outline distance 0 mm, 95 % Hausdorff distance "
                            "0 mm; lowest Dice 1 of exam\npectoral: 1 images, Dice 1,"));
-    EXPECT_EQ("norvane: " + small + " has 3 x 2 pixels, its masks have 750 x 1000 pixels\nnorvane: " + deep +
-                  " is no label image of 8 bits\nnorvane: " + other + " has no masks to be compared with: " + results +
+    EXPECT_EQ("norvane: " + small + " has 3 x 2 pixels, but its masks have 750 x 1000 pixels\nnorvane: " + deep +
+                  " is not an 8-bit label image\nnorvane: " + other + " has no masks to compare with: " + results +
                   "/other.labels.png does not exist\nnorvane: " + folder.path("gone") + " does not exist\n",
               mixed.err);
 
