@@ -94,7 +94,7 @@ OptionTable<RunOptions> view_options() {
           .effect = kResults,
           .choices = choices_of(kSideWords),
           .help = "Image border at which the chest wall lies",
-          .otherwise = "what the file says, otherwise the brighter border"},
+          .otherwise = "what the file says, otherwise the border with more tissue"},
          [](RunOptions& run, const std::string& text) { run.analysis.side = value_named(kSideWords, text); }},
         {{.name = "view",
           .effect = kResults,

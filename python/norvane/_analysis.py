@@ -199,7 +199,8 @@ def analyse(
 
     image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size
         are to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
-    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the brighter one.
+    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the one
+        with more tissue.
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
     frame: of a file that holds several, from 1.
