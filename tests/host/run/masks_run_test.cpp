@@ -28,6 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -93,7 +94,10 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     for (unsigned repetition = 0; repetition < 2; ++repetition) {  // the results of the first run are no inputs
         const ProgramRun batch = run(command);
         EXPECT_EQ(1, batch.code);
-        EXPECT_THAT(batch.out, HasSubstr("\n9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files"));
+        EXPECT_THAT(batch.out, HasSubstr("\n9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files"
+                                         " passed over\nMasks:\n        4  MASK_OK: The mask can be used.\nRefused:\n"
+                                         "        2  does not exist\n"));
+        EXPECT_THAT(batch.out, EndsWith("\nPage: " + folder.path("in/out/report.html") + "\n"));
         const Outcomes expected{{"a/no_ending", "done"},
                                 {"b/one", "done"},
                                 {"b/one-2", "done"},
@@ -381,6 +385,9 @@ TEST(Batch, AnInterruptedRunFinishesItsImageAndCanBeResumed) {
     std::ostringstream err;
     EXPECT_EQ(130, Host::run_masks(options, out, err));
     EXPECT_THAT(buffer.str(), HasSubstr("3 images: 1 done, 0 kept from an earlier run, 0 refused, 2 not begun\n"));
+    EXPECT_THAT(buffer.str(),
+                EndsWith("\nThe run was stopped before its end. To make the other 2 images, give the same "
+                         "command with --resume.\n"));
     EXPECT_EQ(1U, outcomes_of(read_bytes(folder.path("out/summary.ndjson"))).size());
     options.is_resumed = true;
     std::ostringstream rest;
