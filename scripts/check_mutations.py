@@ -40,7 +40,7 @@ ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]
 HOST_TESTS = {  # The first that fits; the quickest programs that should notice stand first.
     "host/io/decoding/": ["host_decoding", "host_io"],
     "host/io/": ["host_io", "apps"],
-    "host/findings/": ["host_findings", "apps"],
+    "host/findings/": ["host_findings", "apps", "host_export"],
     "host/export/": ["host_export", "host_run"],
     "host/run/": ["host_run", "apps"],
     "host/score/": ["host_run", "apps"],

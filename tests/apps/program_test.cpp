@@ -40,17 +40,15 @@ TEST(Program, PhantomToMasks) {
     EXPECT_EQ(1, nowhere.code);
     EXPECT_THAT(nowhere.err, HasSubstr("cannot be written"));
 
-    const ProgramRun masks =
-        run_masks(folder.path("results/deep"), joined(kMlo, {exam, "--results", "json,overlay,masks"}));
+    const ProgramRun masks = run_masks(folder.path("results/deep"), joined(kMlo, {exam}));
     EXPECT_EQ(0, masks.code);
     EXPECT_EQ("", masks.err);
     EXPECT_THAT(masks.out, StartsWith(exam + ": status 0 MASK_OK: The mask can be used.\n"));
     EXPECT_THAT(masks.out, HasSubstr("Chest wall right: the right border is the brighter one"));
     EXPECT_THAT(masks.out, HasSubstr("of 3 classes tried, its breast mask agrees best with the others"));
-    EXPECT_THAT(
-        folder.names("results/deep"),
-        ElementsAre("exam.breast.png", "exam.done", "exam.frame.png", "exam.full.png", "exam.json", "exam.outer.png",
-                    "exam.overlay.png", "exam.pectoral.png", "report.html", "summary.csv", "summary.ndjson"));
+    EXPECT_THAT(folder.names("results/deep"),
+                ElementsAre("exam.done", "exam.json", "exam.labels.png", "exam.layers.js", "exam.overlay.png",
+                            "exam.picture.jpg", "exam.thumb.jpg", "report.html", "summary.csv", "summary.ndjson"));
 }
 
 TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {

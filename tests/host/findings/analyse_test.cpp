@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/findings.h"
 
+#include "export/sha256.h"
 #include "findings/outline_contrast.h"
 #include "host/source_images.h"
 #include "io/refusal.h"
@@ -99,6 +100,36 @@ TEST(Analyse, FindsCropClassSideAndTruth) {
         EXPECT_EQ(1440U, masks.contour->points.size());
         EXPECT_GT(points_on_outline(masks), has_muscle ? 715U : 600U);  // traced, or from the fast search
         EXPECT_GT(analysis.outline_contrast, 0.2);
+    }
+}
+
+TEST(Phantom, HasTheSamePixelsOnEveryMachine) {
+    const struct {
+        Host::PhantomSettings settings;
+        const char* digest;
+    } table[] = {{{301, 400, 228.0, SIDE_CHEST_LEFT, VIEW_PECT, PhantomFrame::kCollimation, PhantomLook::kFilm},
+                  "c9a8bebcfaa6e2e5"},
+                 {{300, 401, 200.0, SIDE_CHEST_RIGHT, VIEW_NO_PECT, PhantomFrame::kNone, PhantomLook::kDigital},
+                  "97a21c60fc570adf"}};
+    for (const auto& [settings, digest] : table) {
+        const Host::Phantom phantom = Host::draw_phantom(settings);
+        std::vector<std::uint8_t> bytes = phantom.labels;
+        for (const unsigned sample : phantom.pixels) {
+            bytes.insert(bytes.end(), {static_cast<std::uint8_t>(sample >> 8U), static_cast<std::uint8_t>(sample)});
+        }
+        EXPECT_EQ(digest, Host::hexadecimal(Host::sha256(bytes)).substr(0, 16));
+    }
+}
+
+TEST(Analyse, RefusesAWorkingGridBeyondTheMemory) {
+    SourceImage source = source_of(phantom_of(PhantomLook::kDigital));
+    for (const auto& [pixel_size, grid_pixels] : {std::pair(228.0, 750000U), {114.0, 187500U}}) {
+        source.pixel_size_um->value = pixel_size;
+        AnalysisOptions options;
+        options.image_memory = Host::memory_of_source(750000) + Host::memory_of_working_grid(grid_pixels);
+        EXPECT_NO_THROW((void)Host::analyse(source, options));
+        --options.image_memory;
+        EXPECT_THROW((void)Host::analyse(source, options), Host::Refusal);
     }
 }
 
