@@ -170,13 +170,10 @@ def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, 
     [
         ([], 2, "--out-dir"),
         (["LIST", "--manifest", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
-        (["LIST", "--out-dir", "OUT", "--jobs", "2"], 2, "--jobs"),
         (["LIST", "--out-dir=OUT", "--view", "sideways"], 2, "view: 'sideways' is none of mlo, cc"),
-        (["LIST", "--out-dir", "OUT", "--view", "mlo", "--view", "cc"], 2, "view: expects one value"),
         (["LIST", "--out-dir", "OUT", "--chunk", "0"], 2, "--chunk"),
         (["LIST", "--out-dir", "OUT", "--scheduler", "tcp://x", "--interface", "lo"], 2, "--interface"),
         (["--no-contour", "--manifest", "none.txt", "-0", "--out-dir=OUT"], 1, "the manifest cannot be opened"),
-        (["LIST", "--out-dir", "LIST"], 1, "File exists"),
         (["LIST", "--out-dir", "BESIDE"], 2, "1.json is an input"),  # which a result of 1.png would replace
     ],
 )

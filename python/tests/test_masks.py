@@ -94,7 +94,6 @@ def test_inverted_samples_and_padding_values(film):
     assert plain.padding == inverted.padding == (0, 70 * 16)
 
 
-FLOATS = np.ones((40, 40))
 GOOD = np.ones((40, 40), np.uint16)
 
 
@@ -102,14 +101,12 @@ GOOD = np.ones((40, 40), np.uint16)
     "pixels, options, error, message",
     [
         ([[1, 2]], {}, TypeError, "expected a NumPy array, got list"),
-        (FLOATS, {}, TypeError, "uint16 or uint8, got float64"),
+        (np.ones((40, 40)), {}, TypeError, "uint16 or uint8, got float64"),
         (GOOD.astype(np.int16), {}, TypeError, "got int16"),
         (np.ma.masked_less(GOOD, 1), {}, TypeError, "masked"),
-        (np.zeros((0, 5), np.uint16), {}, ValueError, r"at least a pixel, got the shape \(0, 5\)"),
         (np.zeros((3, 4, 5), np.uint16), {}, ValueError, r"rows x columns, got the shape \(3, 4, 5\)"),
         (np.broadcast_to(np.uint16(1), (1 << 20, 1 << 20)), {}, ValueError, "at most 2.28"),
         (GOOD, {"pixel_size": float("nan")}, ValueError, "above 0 and at most 228, got nan"),
-        (GOOD, {"pixel_size": 0}, ValueError, "got 0.0"),
         (GOOD, {"pixel_size": 228.5}, ValueError, "got 228.5"),
         (GOOD, {"pixel_size": 1e-50}, ValueError, "got 1e-50"),
         (GOOD, {"pixel_size": "70"}, TypeError, "incompatible"),
@@ -117,7 +114,6 @@ GOOD = np.ones((40, 40), np.uint16)
         (GOOD, {"noise": 77}, ValueError, "noise: expected one of BG_AUTO_COARSE, .*, got 77"),
         (GOOD, {"noise": "mg"}, TypeError, "noise: expected BG_NOISE, got 'mg'"),
         (GOOD, {"padding": (5, 4)}, ValueError, r"got \(5, 4\)"),
-        (GOOD, {"padding": (0, 70000)}, ValueError, "70000"),
         (GOOD, {"padding": 3}, TypeError, "got 3"),
     ],
 )

@@ -90,16 +90,10 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
                                                  "summary.csv", "summary.ndjson"));
 }
 
-TEST(Program, NothingIsOverwrittenInSilence) {
+TEST(Program, OfTwinsBothHaveResults) {
     const TemporaryFolder folder;
     const std::string exam = folder.path("exam.png");
-    const std::string clash = folder.path("exam.full.png");
     ASSERT_EQ(0, run_phantom(exam).code);
-    std::filesystem::copy_file(exam, clash);
-    const ProgramRun beside = run_masks(folder.path(""), joined(kMlo, {exam, clash, "--results", "masks"}));
-    EXPECT_EQ(2, beside.code);
-    EXPECT_THAT(beside.err, HasSubstr("exam.full.png is an input, the manifest or the list of failures, and a result"));
-
     const ProgramRun twins =
         run_masks(folder.path("twins"), joined(kMlo, {exam, exam, "--results", "json", "--no-page"}));
     EXPECT_EQ(0, twins.code);
