@@ -5,7 +5,6 @@ import ipaddress
 import json
 import os
 import pickle
-import signal
 import socket
 import subprocess
 import sys
@@ -103,13 +102,6 @@ def test_chunks_come_back_to_the_tables_of_the_program(dask, listing, tmp_path, 
     ours = tmp_path / "ours"
     theirs = by_program(listing, tmp_path / "theirs")
     expected = rows_of(tmp_path / "theirs")
-    worker = os.fork()
-    if worker == 0:  # what it has in the folder of the results stays
-        run = on_dask.Run([listing.parent / "0.png"], out_dir=ours, **OPTIONS)
-        run.make(run.inputs[0])
-        os.kill(os.getpid(), signal.SIGKILL)
-    os.waitpid(worker, 0)
-    assert list(ours.glob(".*"))
     client = Client(lambda names, count: OSError("a worker that has no disk") if count == 1 else None)
     result = on_dask.masks(listing, client, out_dir=ours, chunk=2, **OPTIONS)
     assert result.exit_code == theirs.returncode == 1
