@@ -98,6 +98,7 @@ const struct {
      "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING; warning: PixelIntensityRelationshipSign 1 with "
      "MONOCHROME2: tissue may be dark (--invert makes it bright)"},
     {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
+    {"Modality=MG; PresentationIntentType=FOR PRESENTATION; DetectorType=FILM", ""},
     {"Modality=RG; PresentationIntentType=FOR PRESENTATION", ""},
 };
 

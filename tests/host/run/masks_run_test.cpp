@@ -291,6 +291,8 @@ TEST(Batch, TheListOfFailuresIsNotWrittenOverAnInput) {
     draw(folder, "in/caf\xe9.png");  // names are bytes
     const std::string image = folder.path("in/caf\xe9.png"), bytes = read_bytes(image);
     fs::create_symlink(image, folder.path("link.png"));
+    EXPECT_THAT(run(masks_of({}, folder.path("out"), {"--manifest", folder.path("none")})).err,
+                HasSubstr("the manifest " + folder.path("none") + " cannot be opened"));
     const ProgramRun wrong = run(masks_of({folder.path("link.png")}, folder.path("out"), {"--fail-list", image}));
     EXPECT_EQ(2, wrong.code);
     EXPECT_THAT(wrong.err, HasSubstr("--fail-list names an input"));
