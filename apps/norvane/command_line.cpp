@@ -21,7 +21,7 @@
 namespace Norvane::Host {
 namespace {
 
-// A verb in the parser, and what was given for it.
+// A verb in the parser, and the words and options that were given for it.
 class VerbParser {
 public:
     VerbParser(CLI::App& app, Verb declared)
@@ -69,7 +69,7 @@ private:
     Verb verb;
     CLI::App* parser;
     std::vector<std::string> words;
-    std::vector<CLI::Option*> options;  // in the order of those of the verb
+    std::vector<CLI::Option*> options;  // in the same order as verb.options
 };
 
 std::string question(const std::string& nearest) {
@@ -134,7 +134,7 @@ std::variant<int, Task> parse_command_line(int argc, const char* const* argv, st
         for (const VerbParser& parser : parsers) {
             if (parser.is_chosen()) return parser.task();
         }
-        return kExitUsage;  // not reached: a verb is required
+        return kExitUsage;  // never reached, because a verb is required
     } catch (const CLI::ExtrasError& e) {
         return app.exit(CLI::ValidationError(unexpected(app, parsers, e)), out, err) == 0 ? kExitDone : kExitUsage;
     } catch (const CLI::ParseError& e) {

@@ -57,7 +57,7 @@ void Console::finish_image(const std::vector<std::string>& report_lines, const s
 void Console::clear_progress() {
     if (!is_terminal) return;
     err << kClearLine << std::flush;
-    last_shown = {};  // and shown again at once
+    last_shown = {};  // so that the next call shows it again
 }
 
 void Console::show_progress() {

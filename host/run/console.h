@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run with several threads says while it goes on.
+/// The messages of a run with several threads: its progress and its end.
 #pragma once
 
 #include <chrono>
@@ -11,8 +11,8 @@
 
 namespace Norvane::Host {
 
-/// "120 of 10000 images, 3.1 a second, 53 min left"; what was kept from an earlier run took no time and tells nothing
-/// about the rate.
+/// "120 of 10000 images, 3.1 a second, 53 min left". Images kept from an earlier run took no time, so they do not count
+/// for the rate.
 [[nodiscard]] std::string progress_text(std::size_t finished, std::size_t kept, std::size_t total, double seconds);
 
 class Console {
@@ -22,7 +22,7 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// One image is through. The complaint is a sentence, or empty.
+    /// One image is finished. The complaint is a sentence or empty.
     void finish_image(const std::vector<std::string>& report_lines, const std::string& complaint, bool is_kept);
 
 private:
@@ -34,7 +34,7 @@ private:
     std::mutex mutex;
     std::ostream& out;
     std::ostream& err;
-    bool is_terminal;  // progress is one line that changes
+    bool is_terminal;  // if so, progress is one line that changes
     std::size_t total;
     std::size_t finished = 0;
     std::size_t kept = 0;

@@ -39,7 +39,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct RunOutcome {
-    std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
+    std::vector<ImageRecord> records;  // in the order of the inputs
     RunCounts counts;
 };
 
@@ -56,7 +56,7 @@ void tell(const RunOptions& options, const JobOutcome& outcome, Console& console
     console.finish_image(lines_about(outcome, options), complaint, record.is_kept);
 }
 
-// What became of each image. Threads add to it; one may sum up while others are still at work.
+// What became of each image. All threads add to it. One may sum up while others are still working.
 class Outcomes {
 public:
     explicit Outcomes(std::size_t count) : outcomes(count) {}
@@ -70,7 +70,7 @@ public:
         outcomes[i] = outcome;
         outcomes[i]->report.clear();
     }
-    /// Once: the records leave.
+    /// To be called once, because it moves the records out.
     [[nodiscard]] RunOutcome sum_up() {
         const std::scoped_lock lock(mutex);
         RunOutcome run;
@@ -111,7 +111,7 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     return true;
 }
 
-// The user named this file; it would be written over an image.
+// Whether this file, which the user wants to write, is one of the inputs.
 bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
     struct stat facts {};
     if (file.empty() || stat(file.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return false;
@@ -121,14 +121,14 @@ bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
     });
 }
 
-// False, with a line for each reason, if the run would replace what is not its own.
+// Returns false, and prints a line for each reason, if the run would replace files that are not its own.
 bool may_begin(const OutputCheck& check, std::ostream& err) {
     for (const std::string& complaint : check.complaints) complain(err, complaint);
     if (!check.complaints.empty()) complain(err, "nothing was done; choose another --out-dir");
     return check.complaints.empty();
 }
 
-/// A run over images that were found.
+/// A run over the images that were found.
 class MasksRun {
 public:
     MasksRun(const RunOptions& run_options, const FoundInputs& found_inputs, std::ostream& report, std::ostream& errors)
@@ -139,7 +139,7 @@ public:
           err(errors),
           outcomes(found.inputs.size()) {}
 
-    /// Returns an ExitCode. `marked`: names of the results of images during which runs died.
+    /// Returns an ExitCode. `marked` holds the names of the results of images during which runs died.
     int go(std::unordered_set<std::string> marked) {
         if (!options.is_dry_run) {
             place.emplace(options.out_dir);
@@ -166,10 +166,11 @@ private:
                 outcomes.finish(static_cast<std::size_t>(&input - found.inputs.data()), outcome);
                 tell(options, outcome, console);
             } catch (const std::bad_alloc&) {
-                // Not even room for the refusal or its line: without an outcome it counts as not finished.
+                // There is no memory even for the refusal or its line. Without an outcome, the image counts as not
+                // finished.
             }
         };
-        // An image during which a run died may end this one, too: it comes last and alone.
+        // An image during which a run died may end this run too, so it is processed last and alone.
         std::vector<const Input*> first, last;
         for (const Input& input : found.inputs) (marked.contains(input.name) ? last : first).push_back(&input);
         const auto is_stopped = [&signals] { return signals.is_stop_wanted(); };
@@ -192,12 +193,12 @@ private:
         return is_whole && failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
     }
 
-    // The images under way do not come to an end: the run does without them.
+    // Called if images are not finished in time after a stop. The run ends without them.
     void abandon() {
         try {
             (void)finish(true);
             if (place) place->run.remove_all();
-        } catch (...) {  // such as too little memory; the end does not wait for that
+        } catch (...) {  // for example if memory runs out; the program ends all the same
         }
         _exit(kExitInterrupted);
     }
@@ -207,7 +208,7 @@ private:
     ImageJobs jobs;
     std::ostream& out;
     std::ostream& err;
-    std::optional<Workplace> place;  // none if nothing is written
+    std::optional<Workplace> place;  // empty if nothing is written
     Outcomes outcomes;
 };
 

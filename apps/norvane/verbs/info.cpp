@@ -22,7 +22,7 @@ using Json = nlohmann::ordered_json;
 
 struct InfoOptions {
     ReadOptions reading;
-    bool is_json = false;  // an array with an object for each file that could be read
+    bool is_json = false;  // print an array with one object for each file that could be read
 };
 
 OptionTable<InfoOptions> info_options() {
@@ -31,16 +31,16 @@ OptionTable<InfoOptions> info_options() {
             decode_option<InfoOptions>("Options"),
             {{.name = "format",
               .choices = {{"text"}, {"json"}},
-              .help = "Report on standard output: text, or a JSON array with an object per file",
+              .help = "Report on standard output: text, or a JSON array with one object per file",
               .otherwise = "text"},
              [](InfoOptions& options, const std::string& text) { options.is_json = text == "json"; }}};
 }
 
 /// One line of the report.
 struct Line {
-    const char* name;  ///< as JSON has it; the text has spaces in it
-    Json value;        ///< null: the file does not say it
-    std::string from;  ///< the field that says it; of a fact without value: what happens then
+    const char* name;  ///< the name in JSON; in the text, underscores become spaces
+    Json value;        ///< null if the file does not say it
+    std::string from;  ///< the field that says it; if there is no value, what applies then
 };
 
 template <class Value>
@@ -83,7 +83,7 @@ void write_text(const std::string& file, const std::vector<Line>& lines, std::os
     }
 }
 
-// A fact that has a source is an object of both.
+// If a fact has a source, it becomes an object of value and source.
 Json json_of(const std::string& file, const std::vector<Line>& lines) {
     Json object{{"file", file}};
     for (const Line& fact : lines) {

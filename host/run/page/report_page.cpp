@@ -49,19 +49,20 @@ double rounded(double value) { return std::round(value * 1e3) / 1e3; }
 
 /// Terms and values for people.
 Json figures_of(const ImageRecord& record) {
-    constexpr double kMm2PerCm2 = 100.0;
     const StageTimes& s = record.seconds;
-    Json figures = Json::array({{"Results", record.name + ".*"},
-                                {"Format", record.format},
-                                {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
-                                {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
-                                {"Noise class", record.noise},
-                                {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
-                                {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                                {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                                {"Time to read", text_with_unit(s.reading, 2, "s")},
-                                {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
-                                {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    Json figures =
+        Json::array({{"Results", record.name + ".*"},
+                     {"Format", record.format},
+                     {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
+                     {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
+                     {"Noise class", record.noise},
+                     {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
+                     {"Time to read", text_with_unit(s.reading, 2, "s")},
+                     {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
+                     {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    for (const AreaDeclaration& area : kAreas) {
+        figures.push_back({std::string("Area: ") + area.label, area_text(record.areas.*area.value)});
+    }
     const std::pair<const char*, std::optional<double>> doubts[] = {{"Doubt of the breast", record.breast_doubt},
                                                                     {"Doubt of the muscle", record.muscle_doubt}};
     for (const auto& [term, doubt] : doubts) {

@@ -104,7 +104,7 @@ bool is_inside(const std::string& path, double x, double y) {
 TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
     const TemporaryFolder folder;
     write_sample(folder.path(""), "a");
-    const std::string script = Host::read_bytes(folder.path("a.layers.js"));
+    const std::string script = read_bytes(folder.path("a.layers.js"));
     const std::size_t open = script.find('(');
     ASSERT_EQ("norvaneLayers", script.substr(0, open));
     const json data = json::parse(script.substr(open + 1, script.rfind(')') - open - 1));
@@ -126,12 +126,12 @@ TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
 TEST(PageFiles, PictureShowsThePreparedImage) {
     const TemporaryFolder folder;
     write_sample(folder.path(""), "a");
-    const std::string jpeg = Host::read_bytes(folder.path("a.picture.jpg"));
+    const std::string jpeg = read_bytes(folder.path("a.picture.jpg"));
     std::vector<unsigned char> pixels(std::size_t{kWidth} * kHeight);
     void* decoder = tjInitDecompress();
     EXPECT_EQ(0, tjDecompress2(decoder, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size(), pixels.data(),
                                kWidth, 0, kHeight, TJPF_GRAY, 0));
-    const std::string thumbnail = Host::read_bytes(folder.path("a.thumb.jpg"));
+    const std::string thumbnail = read_bytes(folder.path("a.thumb.jpg"));
     int width = 0, height = 0, colours = 0;
     EXPECT_EQ(0, tjDecompressHeader2(decoder, reinterpret_cast<unsigned char*>(const_cast<char*>(thumbnail.data())),
                                      thumbnail.size(), &width, &height, &colours));
