@@ -166,7 +166,7 @@ std::vector<ImageRecord> browser_sample() {
         if (i % 100 == 7) r.warnings = {"</script>The header contradicts itself."};
         r.view = i % 2 == 0 ? "mlo" : "cc";
         r.side = i % 4 < 2 ? "left" : "right";
-        r.breast_mm2 = i * 7 % 1000;
+        r.areas.breast = i * 7 % 1000;
     }
     return records;
 }
