@@ -130,7 +130,7 @@ def test_an_image_that_kills_workers_is_found_and_given_up(dask, listing, tmp_pa
     files = listing.read_text().splitlines()
     assert on_dask.masks(files, client, out_dir=tmp_path, chunk=6, **OPTIONS).refused == 2
     refused = {os.path.basename(row["file"]): row["refusal"] for row in rows_of(tmp_path) if row["refusal"]}
-    assert sorted(refused) == ["2.png", "3.png"] and "workers die of it" in refused["2.png"]
+    assert sorted(refused) == ["2.png", "3.png"] and "after it crashed several workers" in refused["2.png"]
     assert len(list(tmp_path.glob("*.done"))) == 4
 
 
@@ -138,7 +138,7 @@ def test_an_image_that_kills_workers_is_found_and_given_up(dask, listing, tmp_pa
     "fate, code, reason",
     [
         ("cancelled", 1, "the scheduler was lost"),
-        (ModuleNotFoundError("norvane"), 1, "workers do not take what they are given: ModuleNotFoundError('norvane')"),
+        (ModuleNotFoundError("norvane"), 1, "no worker can process a chunk: ModuleNotFoundError('norvane')"),
         (None, 130, "interrupted"),
     ],
 )
@@ -151,7 +151,7 @@ def test_a_run_that_ends_early_is_taken_up(dask, listing, tmp_path, capfd, fate,
     early = on_dask.masks(listing, Client(from_the_second), out_dir=tmp_path, chunk=1, **OPTIONS)
     assert early.exit_code == code and early.not_finished > 0
     told = capfd.readouterr()
-    assert f"{reason}; the same command with --resume takes it up" in told.err and "not finished" in told.out
+    assert f"{reason}; to continue, repeat the command with --resume" in told.err and "not finished" in told.out
     done = len(list(tmp_path.glob("*.done")))
     assert on_dask.masks(listing, Client(), out_dir=tmp_path, chunk=3, resume=True, **OPTIONS).kept == done
     assert "5 kept" in by_program(listing, tmp_path, "--resume").stdout

@@ -111,7 +111,7 @@ GOOD = np.ones((40, 40), np.uint16)
         (FLOATS, {}, TypeError, "uint16 or uint8, got float64"),
         (GOOD.astype(np.int16), {}, TypeError, "got int16"),
         (np.ma.masked_less(GOOD, 1), {}, TypeError, "masked"),
-        (np.zeros((0, 5), np.uint16), {}, ValueError, r"at least a pixel, got the shape \(0, 5\)"),
+        (np.zeros((0, 5), np.uint16), {}, ValueError, r"at least one pixel, got the shape \(0, 5\)"),
         (np.zeros((3, 4, 5), np.uint16), {}, ValueError, r"rows x columns, got the shape \(3, 4, 5\)"),
         (np.broadcast_to(np.uint16(1), (1 << 20, 1 << 20)), {}, ValueError, "at most 2.28"),
         (GOOD, {"pixel_size": float("nan")}, ValueError, "above 0 and at most 228, got nan"),
