@@ -28,7 +28,7 @@ Sourced<SourceBox> crop_of(const AnalysisOptions& options, const SourceImage& so
 // Images with a black, flat background all need the same class. On film, the classes have to be tried.
 Sourced<BG_NOISE> choose_noise_class(const PreparedImage& plain, const MasksRequest& request,
                                      std::vector<NoiseTrial>& trials) {
-    Sourced<BG_NOISE> noise = choose_noise(*plain.image);
+    Sourced<BG_NOISE> noise = choose_noise(*plain.image, request.side);
     if (noise.value == BG_MG) return noise;
     trials = try_noise_classes(plain, request);
     const NoiseTrial* best = best_of(trials);

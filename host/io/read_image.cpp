@@ -30,7 +30,7 @@ struct Format {
 bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
 
 bool is_netpbm(std::string_view head) {
-    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '7') return false;
+    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '6') return false;
     return "#\t\n\v\f\r "sv.find(head[2]) != std::string_view::npos;
 }
 
@@ -75,11 +75,9 @@ struct ForeignFormat {
     std::string_view start;
     const char* name;
 };
-constexpr ForeignFormat kForeignFormats[] = {{"\xFF\xD8\xFF"sv, "a JPEG file"},
-                                             {"GIF8"sv, "a GIF file"},
-                                             {"BM"sv, "a BMP file"},
-                                             {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
-                                             {"%PDF"sv, "a PDF file"}};
+constexpr ForeignFormat kForeignFormats[] = {
+    {"P7\n"sv, "a PAM file"}, {"\xFF\xD8\xFF"sv, "a JPEG file"},        {"GIF8"sv, "a GIF file"},
+    {"BM"sv, "a BMP file"},   {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"}, {"%PDF"sv, "a PDF file"}};
 
 std::string first_bytes_of(const std::filesystem::path& file) {
     constexpr std::size_t kEnough = 160;
@@ -118,13 +116,6 @@ bool has_image_ending(const std::filesystem::path& file) {
 bool has_known_format(const std::filesystem::path& file) {
     const std::string head = first_bytes_of(file);
     return std::ranges::any_of(kFormats, [&head](const Format& format) { return format.is_start_of(head); });
-}
-
-std::string read_bytes(const std::filesystem::path& file) {
-    FileBytes source(file);
-    std::string bytes(static_cast<std::size_t>(source.size()), '\0');
-    bytes.resize(source.read({reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
-    return bytes;
 }
 
 }  // namespace Norvane::Host

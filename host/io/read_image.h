@@ -6,7 +6,6 @@
 #include "io/source_image.h"
 
 #include <filesystem>
-#include <string>
 
 namespace Norvane::Host {
 
@@ -20,8 +19,5 @@ namespace Norvane::Host {
 /// Whether the file name has an ending of an image format, such as ".dcm". DICOM files are often named by numbers with
 /// dots; these are not endings.
 [[nodiscard]] bool has_image_ending(const std::filesystem::path& file);
-
-/// All bytes of `file`. Throws Refusal.
-[[nodiscard]] std::string read_bytes(const std::filesystem::path& file);
 
 }  // namespace Norvane::Host

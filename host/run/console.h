@@ -15,19 +15,6 @@ namespace Norvane::Host {
 /// for the rate.
 [[nodiscard]] std::string progress_text(std::size_t finished, std::size_t kept, std::size_t total, double seconds);
 
-/// What became of the images of a run.
-struct RunCounts {
-    std::size_t done = 0, kept = 0, refused = 0;
-    std::size_t not_finished = 0, not_begun = 0;  ///< if the run was stopped
-    std::size_t passed_over = 0;                  ///< files that are not images
-
-    [[nodiscard]] std::size_t images() const { return done + kept + refused + not_finished + not_begun; }
-};
-
-/// "9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files passed over". `done` is the word for the
-/// first number.
-[[nodiscard]] std::string closing_line(const RunCounts& counts, const char* done = "done");
-
 class Console {
 public:
     Console(std::ostream& report_stream, std::ostream& error_stream, std::size_t images);

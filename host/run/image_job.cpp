@@ -10,6 +10,7 @@
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/doubt_order.h"
 #include "run/output_set.h"
 #include "run/result_names.h"
 #include "run/stamp.h"
@@ -69,9 +70,28 @@ std::string status_line(Masking::MASK_STATUS status) {
     return fmt::format("status {} {}: {}", static_cast<int>(status), text.name, text.sentence);
 }
 
-std::vector<std::string> report(const Input& input, const fs::path& stem, const Findings& findings) {
+// "exam.png: status 0 MASK_OK: The mask can be used."
+std::string verdict_line(const Input& input, const FoundMasks& masks) {
+    return input.file + ": " + status_line(masks.full.status);
+}
+
+// The verdict with what else should be known of the image, in few words.
+std::string short_report(const Input& input, const Findings& findings) {
+    std::string line = verdict_line(input, findings.masks);
+    const Masking::MASK_STATUS muscle = findings.masks.pectoral.status;
+    if (muscle != findings.masks.full.status && gravity_of(muscle) != kNoDoubt) {
+        line += fmt::format(" Pectoral muscle: {}.", text_of(muscle).name);
+    }
+    if (const std::size_t count = findings.warnings.size(); count > 0) {
+        line += fmt::format(" {} warning{}.", count, count == 1 ? "" : "s");
+    }
+    if (input.name != own_result_name(input)) line += " Results are named " + input.name + ".";
+    return line;
+}
+
+std::vector<std::string> full_report(const Input& input, const fs::path& stem, const Findings& findings) {
     const FoundMasks& masks = findings.masks;
-    std::vector<std::string> lines{input.file + ": " + status_line(masks.full.status)};
+    std::vector<std::string> lines{verdict_line(input, masks)};
     if (masks.pectoral.status != masks.full.status)
         lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
     for (const std::string& fact : settings_text(findings)) lines.push_back("    " + fact);
@@ -231,7 +251,9 @@ JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const
     for (const ResultKind& kind : kinds) {
         for (const ResultFile& file : kind.files) outputs.add(stem.string() + "." + file.ending, file.encode(findings));
     }
-    JobOutcome outcome{record_of(input, findings), report(input, stem_of(input), findings), true};
+    JobOutcome outcome{record_of(input, findings), {}, true};
+    outcome.report = options.verbosity == Verbosity::kDetails ? full_report(input, stem_of(input), findings)
+                                                              : std::vector{short_report(input, findings)};
     seconds.writing = watch.lap();
     outcome.record.seconds = seconds;
     commit_with_stamp(outputs, place.run, folder, stem.string(), old, origin, outcome.record);

@@ -38,6 +38,7 @@ struct ImageRecord {
     double pixel_size_um = 0.0;
     BreastAreas areas;
     double outline_contrast = 0.0;                     ///< across the outline of the breast; low values are doubtful
+    std::optional<double> breast_doubt, muscle_doubt;  ///< from 0 to 1; nothing if they are not known
     std::vector<std::string> flags;                    ///< such as "spot", "implant"
     std::vector<std::string> warnings;                 ///< sentences
     std::array<std::string, kTextFacts.size()> texts;  ///< texts of the header; empty if it does not say them

@@ -5,6 +5,7 @@
 #include "io/printable.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/closing_lines.h"
 #include "run/console.h"
 #include "run/exit_code.h"
 #include "run/image_job.h"
@@ -42,12 +43,17 @@ struct RunOutcome {
     RunCounts counts;
 };
 
+std::vector<std::string> lines_about(const JobOutcome& outcome, const RunOptions& options) {
+    if (options.verbosity == Verbosity::kQuiet) return {};
+    if (options.report_format == ReportFormat::kJson) return {json_line(outcome.record)};
+    return outcome.report;
+}
+
 void tell(const RunOptions& options, const JobOutcome& outcome, Console& console) {
     const ImageRecord& record = outcome.record;
     if (!outcome.is_image) return console.finish_image({}, {}, true);
-    const bool is_json = options.report_format == ReportFormat::kJson;
-    console.finish_image(is_json ? std::vector{json_line(record)} : outcome.report,
-                         record.refusal.empty() ? "" : record.file + " " + record.refusal, record.is_kept);
+    const std::string complaint = record.refusal.empty() ? "" : record.file + " " + record.refusal;
+    console.finish_image(lines_about(outcome, options), complaint, record.is_kept);
 }
 
 // What became of each image. All threads add to it. One may sum up while others are still working.
@@ -68,19 +74,18 @@ public:
     [[nodiscard]] RunOutcome sum_up() {
         const std::scoped_lock lock(mutex);
         RunOutcome run;
-        std::size_t finished = 0;
+        std::size_t finished = 0, passed_over = 0;
         for (std::optional<JobOutcome>& outcome : outcomes) {
             if (!outcome) continue;
             ++finished;
             if (!outcome->is_image) {
-                ++run.counts.passed_over;
+                ++passed_over;
                 continue;
             }
-            ImageRecord& record = outcome->record;
-            RunCounts& counts = run.counts;
-            ++(!record.refusal.empty() ? counts.refused : record.is_kept ? counts.kept : counts.done);
-            run.records.push_back(std::move(record));
+            run.records.push_back(std::move(outcome->record));
         }
+        run.counts = counts_of(run.records);
+        run.counts.passed_over = passed_over;
         run.counts.not_finished = begun - finished;
         run.counts.not_begun = outcomes.size() - begun;
         return run;
@@ -179,12 +184,11 @@ private:
         std::vector<std::string> failures;
         if (place) failures = write_run_files(options, run.records, place->results, place->run);
         for (const std::string& failure : failures) complain(err, failure);
-        // For a single named image, the lines about it are enough.
-        const bool is_one = run.counts.images() == 1 && run.counts.passed_over == 0;
-        if (options.report_format == ReportFormat::kText && !is_one) {
-            out << closing_line(run.counts, options.is_dry_run ? "to do" : "done") << "\n" << std::flush;
+        if (options.report_format == ReportFormat::kText) {
+            for (const std::string& line : closing_lines(options, run.records, run.counts)) print_line(out, line);
+            out.flush();
         }
-        const bool is_whole = run.counts.not_finished + run.counts.not_begun == 0;
+        const bool is_whole = run.counts.left() == 0;
         if (!is_whole && is_stopped) return kExitInterrupted;
         return is_whole && failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
     }

@@ -67,6 +67,10 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 
 }  // namespace
 
+std::string page_name_of(const RunOptions& options) {
+    return options.has_page && !options.shard ? kPageName : std::string();
+}
+
 std::vector<RunFile> run_files_of(const RunOptions& options) {
     std::string table = "summary";
     if (const auto& shard = options.shard) {
@@ -74,7 +78,9 @@ std::vector<RunFile> run_files_of(const RunOptions& options) {
     }
     std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
                                   {table + ".ndjson", "{\"file\":", true, ndjson_of}};
-    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, report_page});
+    if (const std::string page = page_name_of(options); !page.empty()) {
+        files.push_back({page, kPageBeginning, false, report_page});
+    }
     return files;
 }
 

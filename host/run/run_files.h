@@ -25,6 +25,9 @@ struct RunFile {
 /// page; a later run with --resume over all images makes it.
 [[nodiscard]] std::vector<RunFile> run_files_of(const RunOptions& options);
 
+/// "report.html", or nothing if the run makes no page.
+[[nodiscard]] std::string page_name_of(const RunOptions& options);
+
 /// Whether a file that begins with these bytes was written by this program.
 [[nodiscard]] inline bool is_of_this_program(const RunFile& file, std::string_view its_beginning) {
     return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());

@@ -14,6 +14,7 @@
 namespace Norvane::Host {
 
 enum class ReportFormat { kText, kJson };
+enum class Verbosity { kQuiet, kLine, kDetails };  // of the report about an image
 
 struct RunOptions {
     std::vector<std::string> inputs;  ///< files and folders
@@ -32,6 +33,7 @@ struct RunOptions {
     bool is_dry_run = false;
     bool has_page = true;
     ReportFormat report_format = ReportFormat::kText;
+    Verbosity verbosity = Verbosity::kLine;
     std::string stamp_text;  ///< the options that the results depend on, as text for stamps
 };
 

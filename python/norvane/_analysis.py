@@ -198,8 +198,8 @@ def analyse(
 
     image: a file, the result of read(), or an array of samples. For an array, view and pixel size must be given. It is
         an array as for prepare(), but samples beyond used_bits are refused, not cut.
-    side: "left" or "right", the border at which the chest wall lies. Default: what the file says, otherwise the
-        brighter border.
+    side: "left" or "right", the border at which the chest wall lies. Default: what the file says, otherwise the border
+        with more tissue.
     view: "mlo" shows the pectoral muscle, "cc" does not. Default: what the file says.
     pixel_size: micrometres, at most 228. Default: what the file says.
     frame: which frame to use if the file holds several, from 1.

@@ -18,5 +18,5 @@ int main(int argc, char** argv) {
         (void)std::fputs("norvane-decoder: started by norvane and its Python module, not by hand\n", stderr);
         return 2;
     }
-    return Norvane::Host::serve_frames(Norvane::Host::decode_by_library, std::strtoull(argv[1], nullptr, 10));
+    Norvane::Host::serve_frames(Norvane::Host::decode_by_library, std::strtoull(argv[1], nullptr, 10));
 }

@@ -105,8 +105,8 @@ void refuse(DecodeAnswer& answer, const std::string& why) {
 
 }  // namespace
 
-int serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
-                 std::size_t memory) {
+void serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
+                  std::size_t memory) {
     limit_itself(memory);
     SharedMemory shared(kMemoryOfWorker);
     (void)fcntl(kSocketOfWorker, F_SETOWN, getpid());
@@ -139,7 +139,6 @@ int serve_frames(const std::function<void(const CompressedFrame&, std::span<std:
         const struct mallinfo2 heap = mallinfo2();
         answer.bytes_in_use = heap.uordblks + heap.hblkhd;
     }
-    return 0;
 }
 
 }  // namespace Norvane::Host

@@ -6,8 +6,8 @@
 namespace Norvane::Host {
 
 /// The main loop of a worker. Limits the process, then decodes requests until the program has closed the socket.
-/// Returns the exit code. `memory` is the number of bytes that may be mapped for an image.
-[[nodiscard]] int serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
-                               std::size_t memory);
+/// `memory` is the number of bytes that may be mapped for an image.
+void serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
+                  std::size_t memory);
 
 }  // namespace Norvane::Host

@@ -49,7 +49,7 @@ TEST(BadDicom, IsRefusedInOneSentence) {
 TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {
     using namespace std::string_literals;
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, ""));
+    const std::string whole = read_bytes(write_object(folder, ""));
     std::string padded = whole;
     padded[padded.find("MONOCHROME2 ") + 11] = '\0';
     EXPECT_EQ("", refusal_of(folder.write("padded.dcm", padded)));
@@ -61,7 +61,7 @@ TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {
 
 TEST(BadDicom, UnreadableEncodingsAreNamed) {
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, ""));
+    const std::string whole = read_bytes(write_object(folder, ""));
     const auto as = [&](const std::string& uid) {
         return refusal_of(folder.write("other.dcm", with_syntax(whole, UID_LittleEndianExplicitTransferSyntax, uid)));
     };
@@ -76,7 +76,7 @@ TEST(BadDicom, UnreadableEncodingsAreNamed) {
 
 TEST(BadDicom, EveryTruncationIsRefused) {
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, "ViewPosition=MLO"));
+    const std::string whole = read_bytes(write_object(folder, "ViewPosition=MLO"));
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const std::string message = refusal_of(folder.write("cut.dcm", whole.substr(0, length)));
         EXPECT_NE("", message) << length;

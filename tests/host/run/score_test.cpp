@@ -116,7 +116,7 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     EXPECT_EQ(0, good.code) << good.err;
     EXPECT_THAT(good.out, StartsWith("breast: 1 images, Dice 0.99"));
     EXPECT_THAT(good.out, HasSubstr("\npectoral: 1 images, Dice 0.9"));
-    EXPECT_THAT(Host::read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
+    EXPECT_THAT(read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
 
     // The results as their own truth; and what cannot be compared, while the rest is.
     const std::string bytes = Host::encode_png(std::vector<std::uint8_t>(6), 3, 2);
