@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Dilation and erosion. n times a 3 x 3 square is once a (2 n + 1) x (2 n + 1) square, and a square is a row after a
-/// column, so a row pass and a column pass do. Each doubles the window that a cell covers until the next doubling would
-/// pass the window wanted, and then joins two such windows that overlap: about log2(2 n + 1) steps whatever the size.
+/// Dilation and erosion. Applying a 3 x 3 square n times equals applying a (2 n + 1) x (2 n + 1) square once, and a
+/// square is a row pass followed by a column pass. Each pass doubles the window that a cell covers until the next
+/// doubling would exceed the wanted window, and then joins two such windows that overlap. This takes about log2(2 n +
+/// 1) steps.
 #include "platform/bit_rows.h"
 #include "platform/raster.h"
 
@@ -42,7 +43,8 @@ private:
     std::vector<Cell> block_;
 };
 
-/// Rows 0 .. height - 1 of the plane become the combination of `window` rows from each on. Rows must follow below.
+/// Replaces each of the rows 0 .. height - 1 of the plane by the combination of `window` rows that start with it. The
+/// plane must have enough rows below.
 template <class Cell, class Combine>
 void combine_columns(Plane<Cell>& plane, std::size_t height, std::size_t window, Combine combine) {
     const auto join = [&](std::size_t y, std::size_t other) {
