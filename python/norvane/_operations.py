@@ -211,8 +211,8 @@ def full_mask(
 def pect_mask(
     image: Prepared, breast: Mask, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
 ) -> Masks:
-    """Finds the pectoral muscle for a known breast mask. The masks are ``pectoral`` and ``frame``. ``pectoral`` is empty
-    unless the status is MASK_OK.
+    """Finds the pectoral muscle for a known breast mask. The masks are ``pectoral`` and ``frame``. ``pectoral`` is
+    empty unless the status is MASK_OK.
 
     The method selects gradients whose direction a muscle can have, finds the line by a Hough transform, and tests the
     contrast across it. docs/references.md names the sources.
