@@ -31,11 +31,11 @@
 namespace Norvane::Python {
 namespace {
 
-/// Both are values that nobody changes, so other threads of Python go on while they are read.
+/// Both are values that never change, so other Python threads continue while they are read.
 using SharedSource = std::shared_ptr<Host::SourceImage>;
 using SharedFindings = std::shared_ptr<Host::Findings>;
 
-// What is in memory already was the caller's decision.
+// The caller decided to have this in memory already.
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
@@ -46,7 +46,7 @@ std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
     return mebibytes << 20U;
 }
 
-// What goes wrong with an image is a sentence about it, as in the program; what goes wrong with the memory is not.
+// Errors become a sentence about the image, like in the program. Lack of memory does not.
 template <class Work>
 auto about(const std::string& file, const Work& work) {
     const py::gil_scoped_release others_go_on;
@@ -72,7 +72,7 @@ SharedSource read(const std::string& file, const std::optional<unsigned>& frame,
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
-// An array in the place of a file.
+// A source made from an array instead of a file.
 SharedSource source_of(const py::object& pixels, const std::optional<long>& used_bits) {
     const PixelArray array = pixels_of(pixels, used_bits);
     Host::SourceImage source;
@@ -95,7 +95,7 @@ py::array samples(const py::object& self) {
     return array;
 }
 
-// Facts as Python has them: enumerations as their numbers.
+// Facts as Python objects. Enumerations become their numbers.
 template <class Value>
 py::object object_of(const Value& value) {
     if constexpr (std::is_enum_v<Value> && !std::is_same_v<Value, Host::Laterality>) {
@@ -109,7 +109,7 @@ py::object object_of(const Host::PaddingRange& value) { return py::make_tuple(va
 py::object object_of(const Host::DisplayWindow& value) { return py::make_tuple(value.centre, value.width); }
 py::object object_of(const std::vector<std::string>& values) { return py::tuple(py::cast(values)); }
 
-/// A fact with the field that says it; None and nothing if the file does not say it.
+/// A fact and the field that says it. If the file does not say it, None and an empty text.
 template <class Value>
 std::pair<py::object, std::string> said(const Value& value) {
     return {object_of(value), {}};
@@ -120,7 +120,7 @@ std::pair<py::object, std::string> said(const Host::Said<Value>& fact) {
     return {object_of(fact->value), fact->from};
 }
 
-// By the name of the attribute: the value, and the field of the header that says it.
+// For each attribute by its name: the value, and the field of the header that says it.
 py::dict facts_of(const Host::SourceImage& source) {
     py::dict facts;
     Host::visit_facts(source, [&facts](const Host::FactDeclaration& fact, const auto& value) {
@@ -131,7 +131,7 @@ py::dict facts_of(const Host::SourceImage& source) {
     return facts;
 }
 
-// By the name of the attribute: what it means.
+// For each attribute by its name: what it means.
 py::dict meanings_of_facts() {
     py::dict meanings;
     Host::visit_facts(Host::Header(), [&meanings](const Host::FactDeclaration& fact, const auto&) {
@@ -201,7 +201,7 @@ py::dict areas_of(const Host::Findings& findings) {
 
 std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
     auto image = std::make_shared<WorkingImage>();
-    image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // a copy as it is
+    image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // an unchanged copy
     image->noise = findings.settings.noise.value;
     return image;
 }
@@ -225,7 +225,7 @@ py::array labels(const Host::Findings& findings) {
     return array;
 }
 
-// Work on the findings while other threads of Python go on.
+// Works on the findings while other Python threads continue.
 template <auto encode>
 auto apart(const Host::Findings& findings) {
     const py::gil_scoped_release others_go_on;
@@ -235,7 +235,7 @@ auto apart(const Host::Findings& findings) {
 }  // namespace
 
 void bind_analysis(py::module_& module) {
-    // Lives as long as the process, as the translator does.
+    // Lives as long as the process, like the translator.
     static const auto* const kind = new py::exception<Host::Refusal>(module, "Refusal", PyExc_ValueError);
     py::register_exception_translator([](std::exception_ptr thrown) {
         try {

@@ -121,7 +121,7 @@ def test_an_image_that_kills_workers_is_found_and_given_up(dask, listing, tmp_pa
     files = listing.read_text().splitlines()
     assert on_dask.masks(files, client, out_dir=tmp_path, chunk=6, **OPTIONS).refused == 2
     refused = {os.path.basename(row["file"]): row["refusal"] for row in rows_of(tmp_path) if row["refusal"]}
-    assert sorted(refused) == ["2.png", "3.png"] and "workers die of it" in refused["2.png"]
+    assert sorted(refused) == ["2.png", "3.png"] and "after it crashed several workers" in refused["2.png"]
     assert len(list(tmp_path.glob("*.done"))) == 4
 
 
@@ -129,7 +129,7 @@ def test_an_image_that_kills_workers_is_found_and_given_up(dask, listing, tmp_pa
     "fate, code, reason",
     [
         ("cancelled", 1, "the scheduler was lost"),
-        (ModuleNotFoundError("norvane"), 1, "workers do not take what they are given: ModuleNotFoundError('norvane')"),
+        (ModuleNotFoundError("norvane"), 1, "no worker can process a chunk: ModuleNotFoundError('norvane')"),
         (None, 130, "interrupted"),
     ],
 )
