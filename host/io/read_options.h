@@ -3,6 +3,7 @@
 #pragma once
 
 #include "io/decoding/decode_frame.h"
+#include "io/header.h"
 #include "io/image_memory.h"
 
 #include <cstdint>
@@ -15,6 +16,7 @@ struct ReadOptions {
     bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
     DecodingPlace decoding = DecodingPlace::kWorker;   ///< of compressed DICOM pixels
     std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused unread
+    Identifiers identifiers = Identifiers::kUids;      ///< that are read
 };
 
 }  // namespace Norvane::Host

@@ -22,6 +22,11 @@ struct StageTimes {
     double writing = 0.0;
 };
 
+/// What each setting was taken from: a field of the header, an option, or a look at the pixels.
+struct SettingReasons {
+    std::string side, laterality, view, noise, pixel_size;
+};
+
 struct ImageRecord {
     std::string file;      ///< as the user named it, or as the walk found it
     std::string name;      ///< of the results: OUT_DIR/NAME.ending
@@ -32,10 +37,11 @@ struct ImageRecord {
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< of the full mask: the verdict on the image
     Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
     Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
-    std::string format;              ///< such as "PNG"
-    unsigned width = 0, height = 0;  ///< of the source
-    std::string side, view, noise;
+    std::string format;                         ///< such as "PNG"
+    unsigned width = 0, height = 0;             ///< of the source
+    std::string side, laterality, view, noise;  ///< words; laterality is empty if the file does not say it
     double pixel_size_um = 0.0;
+    SettingReasons reasons;
     BreastAreas areas;
     double outline_contrast = 0.0;                     ///< across the breast's outline; low values are doubtful
     std::vector<std::string> flags;                    ///< such as "spot", "implant"
@@ -43,6 +49,14 @@ struct ImageRecord {
     std::array<std::string, kTextFacts.size()> texts;  ///< those of the header; empty if it does not say them
     StageTimes seconds;
 };
+
+/// A field of the record: a column of summary.csv and a member of the lines of summary.ndjson.
+struct RecordField {
+    std::string name;
+    std::string meaning;
+    bool is_known_if_refused;  ///< other fields of a refused image are empty, and left out of its line
+};
+[[nodiscard]] std::vector<RecordField> record_fields();
 
 /// One line without its end: every field by its name.
 [[nodiscard]] std::string json_line(const ImageRecord& record);

@@ -25,12 +25,14 @@ struct CopiedField {
     Copy copy;
     const char* multiplicity = "1";  ///< number of its values, as DICOM writes it
     const char* letters = nullptr;   ///< of which values are made, if the type allows more than the field; null: any
+    bool is_about_pixels = false;    ///< tells nothing about patient, study and series
 };
 [[nodiscard]] std::span<const CopiedField> copied_fields();
 
 /// What the fields hold, all values of each. A field that is missing, or that breaks the rules of its type, is left
-/// out: other programs would refuse an object into which it is copied.
-[[nodiscard]] DicomTexts copied_texts(DcmItem& object);
+/// out: other programs would refuse an object into which it is copied. Without identifiers, fields about the pixels are
+/// all that is left.
+[[nodiscard]] DicomTexts copied_texts(DcmItem& object, Identifiers identifiers = Identifiers::kUids);
 
 /// The text of a field; empty if it is not among them.
 [[nodiscard]] std::string copied_text(const DicomTexts& texts, const DcmTagKey& tag);
