@@ -213,8 +213,8 @@ std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
 py::array source_mask(const Host::Findings& findings, const std::string& name) {
     const Host::MaskLayer* layer = layer_named(name);
     if (layer == nullptr) throw py::key_error(name);
-    return array_of(layer->region_of(findings.masks), findings.crop(), {findings.source.height, findings.source.width},
-                    findings.settings.pixel_size_um.value);
+    return array_of(layer->region_of(findings.masks), Host::placement_of(findings),
+                    {findings.source.height, findings.source.width});
 }
 
 py::array labels(const Host::Findings& findings) {

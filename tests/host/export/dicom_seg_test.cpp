@@ -94,7 +94,7 @@ TEST(DicomSeg, FramesAreTheLabelsBitByBit) {
     Host::Findings findings = with_header(analysed_phantom());
     findings.settings.crop.value = {5, 2, 950, 1290};
     const LabelTester labels(findings);
-    const HitTester joined(findings.masks.full.region, findings.crop(), findings.settings.pixel_size_um.value);
+    const HitTester joined(findings.masks.full.region, Host::placement_of(findings));
     for (const Encode encode : kBoth) {
         const unsigned frames = encode == Host::joined_seg ? 1 : 2;
         const SegObject seg(folder.write("seg.dcm", encode(findings)));
