@@ -16,8 +16,9 @@ std::vector<std::string> settings_text(const Findings& findings) {
         fmt::format("View {}: {}", name_of(settings.view.value), settings.view.from),
         fmt::format("Noise class {}: {}", name_of(settings.noise.value), settings.noise.from),
         fmt::format("Pixel size {} um: {}", number_text(settings.pixel_size_um.value), settings.pixel_size_um.from),
-        fmt::format("{}, {} x {} pixels of {} bits; working grid {} x {}", source.format, source.width, source.height,
-                    source.used_bits, prepared.GetWidth(), prepared.GetHeight())};
+        fmt::format("{}{}{}, {} x {} pixels of {} bits; working grid {} x {}", source.format,
+                    source.encoding.empty() ? "" : ", ", source.encoding, source.width, source.height, source.used_bits,
+                    prepared.GetWidth(), prepared.GetHeight())};
     const SourceBox& crop = findings.crop();
     if (crop.width != source.width || crop.height != source.height) {
         lines.push_back(fmt::format("Film area {} x {} at ({}, {}): {}", crop.width, crop.height, crop.x, crop.y,

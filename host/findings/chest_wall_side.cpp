@@ -8,17 +8,28 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace Norvane::Host {
 namespace {
 
-// A quarter of the width: a thin strip at the very border can be frame, scanner border or padding.
+// A quarter of the width is compared, because a thin strip at the border could be frame, scanner border or padding.
 constexpr unsigned kBorderFraction = 4;
-// Means that differ by less than this share of the larger one, or by less than this many grey levels, tell nothing.
+// If the means differ by less than this share of the larger one, or by fewer grey levels than this, they decide
+// nothing.
 constexpr double kLeastRelativeDifference = 0.1;
 constexpr double kLeastDifference = 300.0;
-// A border that is brighter by this factor than the other one is the chest wall's, whatever a header says.
+// If one border is brighter by more than this factor, the chest wall is there, whatever the header says.
 constexpr double kClearRatio = 2.0;
+
+// Where no header says the side, the share of tissue decides: grey levels above this quantile, which is background even
+// in an image that was cropped to the breast, by more than this share of the range.
+constexpr double kBackgroundQuantile = 0.05;
+constexpr double kTissueRise = 10.0 / 255.0;
+// Shares that differ by less tell nothing.
+constexpr double kLeastShareDifference = 0.02;
 
 // Mean grey level of columns x0 .. x1 - 1 over the middle rows, without frame pixels, which are bright everywhere.
 double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
@@ -33,6 +44,42 @@ double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
         }
     }
     return count > 0.0 ? sum / count : 0.0;
+}
+
+// The lowest grey level of tissue.
+std::uint16_t tissue_level(const Image& image) {
+    std::vector<std::size_t> counts(std::size_t{Masking::P_FRAME}, 0);
+    std::size_t total = 0;
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        for (const std::uint16_t grey : grey_row(image, y)) {
+            if (grey >= Masking::P_FRAME) continue;
+            ++counts[grey];
+            ++total;
+        }
+    }
+    if (total == 0) return 0;
+    const auto wanted = static_cast<std::size_t>(kBackgroundQuantile * static_cast<double>(total));
+    std::size_t least = counts.size(), largest = 0, background = 0, below = 0;
+    for (std::size_t grey = 0; grey < counts.size(); ++grey) {
+        if (counts[grey] == 0) continue;
+        least = std::min(least, grey);
+        largest = grey;
+        if (below <= wanted) background = grey;
+        below += counts[grey];
+    }
+    return static_cast<std::uint16_t>(static_cast<double>(background) +
+                                      kTissueRise * static_cast<double>(largest - least));
+}
+
+// The share of columns x0 .. x1 - 1 that is tissue. A frame is none.
+double tissue_share(const Image& image, unsigned x0, unsigned x1, std::uint16_t level) {
+    std::size_t tissue = 0;
+    for (unsigned y = 0; y < image.GetHeight(); ++y) {
+        const auto pixels = grey_row(image, y).subspan(x0, x1 - x0);
+        tissue += static_cast<std::size_t>(std::ranges::count_if(
+            pixels, [level](std::uint16_t grey) { return grey > level && grey < Masking::P_FRAME; }));
+    }
+    return static_cast<double>(tissue) / (static_cast<double>(x1 - x0) * image.GetHeight());
 }
 
 }  // namespace
@@ -53,16 +100,27 @@ BrighterBorder brighter_border(const Image& prepared) {
 }
 
 Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality) {
+    const unsigned width = prepared.GetWidth();
+    const unsigned depth = std::max(width / kBorderFraction, 1U);
+    const std::uint16_t level = tissue_level(prepared);
+    const double left = tissue_share(prepared, 0, depth, level);
+    const double right = tissue_share(prepared, width - depth, width, level);
+    const std::string shares =
+        fmt::format("tissue in {:.1f} % of the left quarter, {:.1f} % of the right one", 100.0 * left, 100.0 * right);
+    if (std::abs(left - right) >= kLeastShareDifference) {
+        const IMAGE_SIDE side = left > right ? SIDE_CHEST_LEFT : SIDE_CHEST_RIGHT;
+        return {side, fmt::format("more tissue lies at the {} border ({})", name_of(side), shares)};
+    }
     const BrighterBorder border = brighter_border(prepared);
     if (border.side) {
         return {*border.side,
-                fmt::format("the {} border is the brighter one ({})", name_of(*border.side), border.means)};
+                fmt::format("the {} border is the brighter one ({}; {})", name_of(*border.side), shares, border.means)};
     }
     if (laterality) {
-        return {hung_side(laterality->value),
-                fmt::format("a {} breast, and the borders do not tell ({})", name_of(laterality->value), border.means)};
+        return {hung_side(laterality->value), fmt::format("a {} breast; the borders do not show the side ({}; {})",
+                                                          name_of(laterality->value), shares, border.means)};
     }
-    throw Refusal(fmt::format("does not show where the chest wall is ({}): give --side", border.means));
+    throw Refusal(fmt::format("does not show where the chest wall is ({}; {}): give --side", shares, border.means));
 }
 
 IMAGE_SIDE hung_side(Laterality laterality) {

@@ -12,19 +12,21 @@
 
 namespace Norvane::Host {
 
-/// The brighter of the two vertical borders, where they differ. `is_clear`: one is more than twice as bright.
+/// The brighter of the two vertical borders; no side if they do not differ enough. `is_clear` says that one is more
+/// than twice as bright as the other.
 struct BrighterBorder {
     std::optional<IMAGE_SIDE> side;
     bool is_clear = false;
-    std::string means;  ///< what was measured
+    std::string means;  ///< the measured grey levels, in words
 };
 [[nodiscard]] BrighterBorder brighter_border(const Image& prepared);
 
-/// The brighter of the two vertical borders of a prepared image: the breast lies against one of them. Where the borders
-/// do not tell, the laterality does, by the way in which mammograms are hung. Throws Refusal where nothing tells.
+/// The vertical border of a prepared image at which more tissue lies: the breast lies against one of them. If both have
+/// as much, the brighter one; if the borders do not tell, the laterality does, by the way in which mammograms are hung.
+/// Throws Refusal if nothing tells.
 [[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality);
 
-/// Where the chest wall of a breast lies by the way in which mammograms are hung.
+/// Where the chest wall of a breast lies by the convention for hanging mammograms.
 [[nodiscard]] IMAGE_SIDE hung_side(Laterality laterality);
 
 }  // namespace Norvane::Host

@@ -8,20 +8,21 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace Norvane::Host {
 namespace {
 
-// Grey levels of the prepared image, which has 65536.
+// Grey levels of the prepared image, 0 to 65535.
 constexpr double kFlatDeviation = 64.0;
 constexpr double kNearlyMinimum = 64.0;
-constexpr double kBackgroundSpread = 1000.0;  // squares not brighter than the darkest one by more are background too
-// Black film may be clipped to 0 in places; the background of a digital image is flat nearly everywhere.
+constexpr double kBackgroundSpread = 1000.0;  // brighter than the darkest square by up to this: background
+// Black film may be clipped to 0 in some places. The background of a digital image is flat nearly everywhere.
 constexpr double kFlatShare = 0.5;
-// Film that was clipped to black fades into it. Above the black of a digital image comes the skin line, a step.
+// Clipped film fades gradually into black. In a digital image, black ends at the skin line with a step.
 constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
-constexpr double kDimShare = 0.08;    // of the pixels up to there that are not flat black
+constexpr double kDimShare = 0.039;   // of the pixels up to there that are not flat black
 // A square's side as a share of the shorter side of the image.
 constexpr unsigned kSquareFraction = 10;
 
@@ -44,7 +45,7 @@ Region measure(const Image& image, unsigned x0, unsigned y0, unsigned size) {
     return {mean, std::sqrt(std::max(squares / n - mean * mean, 0.0))};
 }
 
-// Squares along the four borders, two deep: the outer ones may lie on a frame.
+// Squares along the four borders in two rows, because the outer ones may lie on a frame.
 std::vector<Region> border_regions(const Image& image) {
     const unsigned width = image.GetWidth();
     const unsigned height = image.GetHeight();
@@ -70,22 +71,61 @@ double minimum_of(const Image& image) {
     return least;
 }
 
-// The share of dark pixels that are not black.
-double dim_share_of(const Image& image, double least) {
-    std::size_t black = 0;
-    std::size_t dark = 0;
-    for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        for (const std::uint16_t grey : grey_row(image, y)) {
-            if (grey <= least + kNearlyMinimum) ++black;
-            if (grey <= least + kDim) ++dark;
+/// The dark pixels that are connected to a border away from the chest wall: dark fat inside the breast is none of them.
+/// A frame is no obstacle.
+class DarkBackground {
+public:
+    DarkBackground(const Image& prepared, IMAGE_SIDE side, double least)
+        : image(prepared),
+          width(prepared.GetWidth()),
+          height(prepared.GetHeight()),
+          blackest(least + kNearlyMinimum),
+          darkest(least + kDim),
+          is_seen(std::size_t{width} * height, false) {
+        for (unsigned x = 0; x < width; ++x) {
+            visit(x, 0);
+            visit(x, height - 1);
+        }
+        for (unsigned y = 0; y < height; ++y) visit(side == SIDE_CHEST_LEFT ? width - 1 : 0, y);
+        while (!open.empty()) {
+            const auto [x, y] = open.back();
+            open.pop_back();
+            if (x > 0) visit(x - 1, y);
+            if (x + 1 < width) visit(x + 1, y);
+            if (y > 0) visit(x, y - 1);
+            if (y + 1 < height) visit(x, y + 1);
         }
     }
-    return dark > 0 ? 1.0 - static_cast<double>(black) / static_cast<double>(dark) : 1.0;
-}
+
+    /// The share of them that is not black; 1 if there are none.
+    [[nodiscard]] double dim_share() const {
+        return dark > 0 ? 1.0 - static_cast<double>(black) / static_cast<double>(dark) : 1.0;
+    }
+
+private:
+    void visit(unsigned x, unsigned y) {
+        const std::size_t at = std::size_t{y} * width + x;
+        if (is_seen[at]) return;
+        const std::uint16_t grey = grey_row(image, y)[x];
+        const bool is_dark = grey <= darkest;
+        if (!is_dark && grey < Masking::P_FRAME) return;
+        is_seen[at] = true;
+        open.emplace_back(x, y);
+        if (is_dark) ++dark;
+        if (grey <= blackest) ++black;
+    }
+
+    const Image& image;
+    unsigned width, height;
+    double blackest, darkest;
+    std::vector<bool> is_seen;
+    std::vector<std::pair<unsigned, unsigned>> open;
+    std::size_t dark = 0, black = 0;
+};
 
 }  // namespace
 
-Sourced<BG_NOISE> choose_noise(const Image& prepared) {
+Sourced<BG_NOISE> choose_noise(const Image& prepared, IMAGE_SIDE side) {
     const double least = minimum_of(prepared);
     const std::vector<Region> regions = border_regions(prepared);
     const Region darkest = *std::ranges::min_element(regions, {}, &Region::mean);
@@ -95,12 +135,11 @@ Sourced<BG_NOISE> choose_noise(const Image& prepared) {
     };
     const auto background = std::ranges::count_if(regions, is_background);
     const auto flat = std::ranges::count_if(regions, is_flat);
-    const double dim_share = dim_share_of(prepared, least);
+    const double dim_share = DarkBackground(prepared, side, least).dim_share();
     const std::string measured = fmt::format(
-        "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; {} % of "
-        "the "
-        "dark pixels not black",
-        flat, background, std::lround(darkest.mean), std::lround(least), std::lround(100.0 * dim_share));
+        "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; {:.1f} % "
+        "of the dark pixels around the breast not black",
+        flat, background, std::lround(darkest.mean), std::lround(least), 100.0 * dim_share);
     if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
         dim_share <= kDimShare) {
         return {BG_MG, "black, flat background (" + measured + ")"};

@@ -2,6 +2,7 @@
 #include "io/read_pgm.h"
 
 #include "io/byte_source.h"
+#include "io/colour_channels.h"
 #include "io/refusal.h"
 
 #include <fmt/format.h>
@@ -20,12 +21,12 @@ namespace {
 
 bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// Walks through the words of a netpbm header or of plain samples. A comment reaches from # to the end of its line.
+/// Reads the words of a netpbm header or of plain samples. A comment runs from # to the end of its line.
 class Scanner {
 public:
     explicit Scanner(FileBytes& file) : bytes(file) { take(); }
 
-    /// The character after the P, which tells the kind.
+    /// The next character. The file begins with two: P, and the digit of its kind.
     [[nodiscard]] char kind() { return static_cast<char>(take().value_or(0)); }
 
     unsigned number(const char* what) {
@@ -39,13 +40,13 @@ public:
             has_digit = true;
         }
         const bool is_word_end = !next || is_space(*next) || *next == '#';
-        if (!has_digit || !is_word_end) throw Refusal(std::string("is not a valid PGM file (bad ") + what + ")");
+        if (!has_digit || !is_word_end) throw Refusal(std::string("is not a valid PGM file (") + what + " is invalid)");
         return value;
     }
 
 private:
-    // Returns the character that was next. The one after it is read: exactly one white-space character stands between
-    // the header and raw samples, which then are next in the file.
+    // Returns the next character and reads the one after it. Exactly one white-space character separates the header
+    // from raw samples, so the samples are next in the file after the last number of the header.
     std::optional<char> take() {
         const std::optional<char> taken = next;
         std::uint8_t byte = 0;
@@ -54,7 +55,7 @@ private:
     }
 
     void skip_space_and_comments() {
-        constexpr std::uint64_t kMostBytes = 1U << 16;  // a hole in a file may be a comment without an end
+        constexpr std::uint64_t kMostBytes = 1U << 16;  // a sparse file could hold an endless comment
         const std::uint64_t start = bytes.position();
         bool is_comment = false;
         while (next && (is_comment || is_space(*next) || *next == '#')) {
@@ -68,24 +69,21 @@ private:
     std::optional<char> next;
 };
 
-void read_plain(Scanner& scanner, SourceImage& image) {
-    for (std::uint16_t& sample : image.samples) {
+void read_plain_row(Scanner& scanner, std::span<std::uint16_t> row) {
+    for (std::uint16_t& sample : row) {
         sample = static_cast<std::uint16_t>(std::min(scanner.number("a sample"), 65536U - 1));
     }
 }
 
-void read_raw(FileBytes& file, SourceImage& image, std::size_t bytes_per_sample) {
-    std::vector<std::uint8_t> row(image.width * bytes_per_sample);
-    for (std::size_t y = 0; y < image.height; ++y) {
-        if (file.read(row) < row.size()) throw Refusal("is truncated");
-        const std::span samples = std::span(image.samples).subspan(y * image.width, image.width);
-        for (std::size_t x = 0; x < samples.size(); ++x) {
-            samples[x] = bytes_per_sample == 1 ? row[x] : static_cast<std::uint16_t>(row[2 * x] << 8U | row[2 * x + 1]);
-        }
+void read_raw_row(FileBytes& file, std::vector<std::uint8_t>& bytes, std::span<std::uint16_t> row) {
+    if (file.read(bytes) < bytes.size()) throw Refusal("is truncated");
+    const bool is_narrow = bytes.size() == row.size();
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        row[i] = is_narrow ? bytes[i] : static_cast<std::uint16_t>(bytes[2 * i] << 8U | bytes[2 * i + 1]);
     }
 }
 
-// A sample takes at least a byte, so that a header which promises more than the file holds costs no memory.
+// A sample takes at least one byte. The check comes before the allocation, so a false header costs no memory.
 void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_per_sample) {
     const std::uint64_t held = file.size() - std::min(file.size(), file.position());
     if (held >= samples * bytes_per_sample) return;
@@ -93,9 +91,7 @@ void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_
 }
 
 void refuse_other_netpbm(char kind) {
-    if (kind == '3' || kind == '6') throw Refusal("is a colour image; grey images are read");
-    if (kind == '1' || kind == '4') throw Refusal("is a bitmap of black and white; grey images are read");
-    if (kind == '7') throw Refusal("is a PAM file; PNG, PGM, TIFF and DICOM are read");
+    if (kind == '1' || kind == '4') throw Refusal("is a black-and-white bitmap; grey images are read");
 }
 
 }  // namespace
@@ -107,24 +103,34 @@ SourceImage read_pgm(const std::filesystem::path& path, const ReadOptions& optio
     const char kind = scanner.kind();
     if (letter != 'P') throw Refusal("is not a valid PGM file");
     refuse_other_netpbm(kind);
-    const bool is_plain = kind == '2';
+    const bool is_plain = kind == '2' || kind == '3';
+    const bool is_rgb = kind == '3' || kind == '6';
+    const std::size_t channels = is_rgb ? kColourChannels : 1;
 
     const unsigned width = scanner.number("the width");
     const unsigned height = scanner.number("the height");
     const unsigned largest = scanner.number("the maximum value");
     if (largest == 0 || largest > 65535) throw Refusal(fmt::format("has a maximum value of {} (1 to 65535)", largest));
     const std::size_t bytes_per_sample = !is_plain && largest > 255 ? 2 : 1;
-    refuse_truncated(file, std::uint64_t{width} * height, bytes_per_sample);
+    refuse_truncated(file, std::uint64_t{width} * height * channels, bytes_per_sample);
 
     SourceImage image;
     image.format = "PGM";
     image.used_bits = static_cast<unsigned>(std::bit_width(largest));
     set_size(image, width, height, options);
-    if (is_plain) {
-        read_plain(scanner, image);
-    } else {
-        read_raw(file, image, bytes_per_sample);
+    std::vector<std::uint8_t> bytes(is_plain ? 0 : width * channels * bytes_per_sample);
+    std::vector<std::uint16_t> colours(is_rgb ? width * channels : 0);
+    for (std::size_t y = 0; y < height; ++y) {
+        const std::span grey = std::span(image.samples).subspan(y * width, width);
+        const std::span row = is_rgb ? std::span(colours) : grey;
+        if (is_plain) {
+            read_plain_row(scanner, row);
+        } else {
+            read_raw_row(file, bytes, row);
+        }
+        if (is_rgb && !take_equal_channels(std::span<const std::uint16_t>(colours), grey)) refuse_colour();
     }
+    if (is_rgb) image.encoding = kEqualChannels;
     for (const std::uint16_t sample : image.samples) {
         if (sample > largest) throw Refusal(fmt::format("holds a sample of {} above its maximum value", sample));
     }

@@ -7,7 +7,8 @@
 
 namespace Norvane::Host {
 
-/// A grey PNG of 8 or 16 bits, without transparency. Gamma and colour chunks are not applied. Throws Refusal.
+/// A PNG of 8 or 16 bits that is grey, or whose colour channels are equal, without transparency. Gamma and colour
+/// chunks are not applied. Throws Refusal.
 [[nodiscard]] SourceImage read_png(const std::filesystem::path& file, const ReadOptions& options = {});
 
 }  // namespace Norvane::Host

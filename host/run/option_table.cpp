@@ -9,7 +9,7 @@
 namespace Norvane::Host {
 namespace {
 
-// The shortest text of the number.
+// The shortest text for the number.
 std::string text_of(double number) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, number).ptr};

@@ -113,6 +113,12 @@ class Analysis:
         return {name: MASK_STATUS(status) for name, status in given.items()}
 
     @property
+    def areas(self) -> Dict[str, float]:
+        """Square millimetres by name: breast_mm2 (without the muscle), muscle_mm2, breast_with_muscle_mm2. Empty for a
+        refused image."""
+        return {} if self._made is None else self._made.areas
+
+    @property
     def masks(self) -> Dict[str, Mask]:
         """By name: frame, full, outer, breast, pectoral. Empty for a refused image."""
         if self._masks is None:
@@ -193,7 +199,8 @@ def analyse(
 
     image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size
         are to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
-    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the brighter one.
+    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the one
+        with more tissue.
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
     frame: of a file that holds several, from 1.

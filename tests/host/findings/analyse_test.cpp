@@ -153,7 +153,8 @@ TEST(Analyse, SideOfTheHeaderIsCheckedAgainstThePixels) {
                  {"the user knows better", film, kRight, kLeft, kNone, kRight, "as given", ""},
                  {"mirrored, as the header knows", film, kNone, kLeft, Laterality::kRight, kLeft, "PatientOrientation",
                   "ImageLaterality says a right breast, but its chest wall is at the left border"},
-                 {"mirrored, and no header", film, kNone, kNone, Laterality::kRight, kLeft, "the left border is", ""},
+                 {"mirrored, and no header", film, kNone, kNone, Laterality::kRight, kLeft,
+                  "more tissue lies at the left border", ""},
                  {"pixels do not tell", even, kNone, kRight, kNone, kRight, "PatientOrientation", ""},
                  {"laterality at last", even, kNone, kNone, Laterality::kRight, kRight, "a right breast", ""}};
     for (const auto& row : table) {

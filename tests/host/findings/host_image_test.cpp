@@ -126,24 +126,33 @@ TEST(PrepareSource, RefusesWhatIsSmallerThanABreast) {
     EXPECT_NO_THROW((void)prepare_source(source_of(32, 60, 8, grey_at), 228.0));
 }
 
-TEST(ChooseSide, TheBrighterBorderOutsideTheFrame) {
-    for (const bool is_mirrored : {false, true}) {
-        const auto image = grey_image(100, 50, [=](unsigned x, unsigned) {
-            const unsigned from_wall = is_mirrored ? 99 - x : x;
-            return from_wall >= 85 ? 65535U : 400 * (100 - from_wall);
-        });
-        const auto choice = Host::choose_side(*image, Host::Sourced{Host::Laterality::kLeft});
-        EXPECT_EQ(is_mirrored ? SIDE_CHEST_RIGHT : SIDE_CHEST_LEFT, choice.value) << "images are stored flipped";
-        EXPECT_THAT(choice.from, HasSubstr("border is the brighter one"));
+TEST(ChooseSide, TheBorderWithMoreTissueOutsideTheFrame) {
+    const auto fading_in_a_frame = [](unsigned from_wall, unsigned) {
+        return from_wall >= 85 ? 65535U : 400 * (100 - from_wall);
+    };
+    // Cropped to a breast whose fat at the chest wall is darker than the gland at the nipple.
+    const auto cropped = [](unsigned from_wall, unsigned y) {
+        if (y < from_wall / 5 || y >= 50 - from_wall / 5) return 10U;
+        return from_wall < 40 ? 9000U : 50000U;
+    };
+    for (const GreyAt& picture : {GreyAt(fading_in_a_frame), GreyAt(cropped)}) {
+        for (const bool is_mirrored : {false, true}) {
+            const auto image =
+                grey_image(100, 50, [&](unsigned x, unsigned y) { return picture(is_mirrored ? 99 - x : x, y); });
+            const auto choice = Host::choose_side(*image, Host::Sourced{Host::Laterality::kLeft});
+            EXPECT_EQ(is_mirrored ? SIDE_CHEST_RIGHT : SIDE_CHEST_LEFT, choice.value) << "images are stored flipped";
+            EXPECT_THAT(choice.from, HasSubstr("more tissue lies at the"));
+        }
     }
 }
 
 TEST(ChooseNoise, BlackAndFlatOrUneven) {
-    // A breast on the left, background elsewhere, within a frame of `frame` pixels.
+    // A breast with dark fat on the left, background elsewhere, within a frame of `frame` pixels.
     const auto picture = [](unsigned frame, const GreyAt& background) {
         return grey_image(200, 240, [=](unsigned x, unsigned y) {
             if (x < frame || y < frame || x >= 200 - frame || y >= 240 - frame) return 65000U;
-            return x < 90 ? 30000U : background(x, y);
+            const bool is_fat = x >= 40 && x < 80 && y >= 60 && y < 180;
+            return x < 90 ? is_fat ? 1500U : 30000U : background(x, y);
         });
     };
     const auto black = [](unsigned, unsigned) { return 40U; };
@@ -162,7 +171,7 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
                  {"film clipped to black", 0, fading_to_black, BG_AUTO_COARSE},
                  {"flat but far from the darkest pixel", 0, bright_with_a_black_pixel, BG_AUTO_COARSE}};
     for (const auto& row : table) {
-        const auto choice = Host::choose_noise(*picture(row.frame, row.background));
+        const auto choice = Host::choose_noise(*picture(row.frame, row.background), SIDE_CHEST_LEFT);
         EXPECT_EQ(row.expected, choice.value) << row.why << ": " << choice.from;
     }
 }

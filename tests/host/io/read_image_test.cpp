@@ -22,14 +22,15 @@ std::string big_endian(std::uint32_t v) {
 }
 
 // A PNG of another kind of pixel than the program writes.
-std::string png_of(unsigned format, unsigned width = 4, unsigned height = 3) {
+std::string png_of(unsigned format, unsigned char second = 1, unsigned width = 4, unsigned height = 3) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = width;
     image.height = height;
     image.format = format;
     image.colormap_entries = (format & PNG_FORMAT_FLAG_COLORMAP) != 0 ? 2 : 0;
-    const std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image), 1);
+    std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image), 1);
+    pixels[1] = second;
     const std::vector<unsigned char> colours{1, 2, 3, 4, 5, 6};
     std::string bytes(1000, '\0');
     png_alloc_size_t size = bytes.size();
@@ -58,6 +59,7 @@ struct TiffLayout {
     unsigned photometry = PHOTOMETRIC_MINISBLACK;
     unsigned components = 1;
     unsigned kind = SAMPLEFORMAT_UINT;
+    bool is_colour = false;  // the last component differs from the others
 };
 constexpr unsigned kTiffWidth = 40, kTiffHeight = 23, kTile = 16;
 
@@ -90,8 +92,10 @@ std::string write_tiff(const TemporaryFolder& folder, const TiffLayout& layout) 
         for (unsigned top = 0; top < kTiffHeight; top += height) {
             for (unsigned left = 0; left < kTiffWidth; left += width) {
                 std::vector<std::uint16_t> words(1000);
-                for (unsigned i = 0; i < width * height; ++i) {
-                    words[i] = static_cast<std::uint16_t>((left + i % width) * (top + i / width) + page);
+                for (unsigned i = 0; i < width * height * layout.components; ++i) {
+                    const unsigned pixel = i / layout.components;
+                    const unsigned tint = layout.is_colour && i % layout.components == 2 ? 1 : 0;
+                    words[i] = static_cast<std::uint16_t>((left + pixel % width) * (top + pixel / width) + page + tint);
                 }
                 std::vector<std::uint8_t> bytes(words.begin(), words.end());
                 void* data = layout.bits == 8 ? static_cast<void*>(bytes.data()) : words.data();
@@ -108,9 +112,14 @@ std::string write_tiff(const TemporaryFolder& folder, const TiffLayout& layout) 
 TEST(ReadTiff, DeliversAPage) {
     const TemporaryFolder folder;
     const TiffLayout table[] = {
-        {8, COMPRESSION_LZW, false, "wl"},    {8, COMPRESSION_PACKBITS, true, "wb"},
-        {16, COMPRESSION_NONE, false, "wb8"}, {16, COMPRESSION_NONE, true, "wl8"},
-        {16, COMPRESSION_LZW, true, "wb"},    {16, COMPRESSION_ADOBE_DEFLATE, false, "wl", 3, PHOTOMETRIC_MINISWHITE},
+        {8, COMPRESSION_LZW, false, "wl"},
+        {8, COMPRESSION_PACKBITS, true, "wb"},
+        {16, COMPRESSION_NONE, false, "wb8"},
+        {16, COMPRESSION_NONE, true, "wl8"},
+        {16, COMPRESSION_LZW, true, "wb"},
+        {8, COMPRESSION_LZW, false, "wl", 1, PHOTOMETRIC_RGB, 3},
+        {16, COMPRESSION_LZW, true, "wb", 1, PHOTOMETRIC_RGB, 3},
+        {16, COMPRESSION_ADOBE_DEFLATE, false, "wl", 3, PHOTOMETRIC_MINISWHITE},
     };
     for (const TiffLayout& layout : table) {
         const std::string file = write_tiff(folder, layout);
@@ -125,7 +134,7 @@ TEST(ReadTiff, DeliversAPage) {
         EXPECT_EQ(layout.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
         EXPECT_FALSE(image.pixel_size_um);
         EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
-        const std::string whole = Host::read_bytes(file);
+        const std::string whole = read_bytes(file);
         EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
                     StartsWith("is a damaged or truncated TIFF file"));
     }
@@ -134,11 +143,12 @@ TEST(ReadTiff, DeliversAPage) {
 TEST(ReadTiff, RefusesInOneSentence) {
     const TemporaryFolder folder;
     const auto refusal = [&](const TiffLayout& layout) { return refusal_of(write_tiff(folder, layout)); };
-    EXPECT_EQ("is a colour image; grey images are read", refusal({.photometry = PHOTOMETRIC_RGB, .components = 3}));
+    EXPECT_EQ("is a colour image; grey images are read",
+              refusal({.bits = 8, .photometry = PHOTOMETRIC_RGB, .components = 3, .is_colour = true}));
     EXPECT_EQ("has a palette; grey images are read", refusal({.bits = 8, .photometry = PHOTOMETRIC_PALETTE}));
     EXPECT_EQ("has transparency; plain grey images are read", refusal({.components = 2}));
     EXPECT_EQ("has 32 bits a pixel; 8 and 16 bits are read", refusal({.bits = 32}));
-    EXPECT_EQ("has samples that are not unsigned whole numbers", refusal({.kind = SAMPLEFORMAT_INT}));
+    EXPECT_EQ("has samples that are not unsigned integers", refusal({.kind = SAMPLEFORMAT_INT}));
 }
 
 struct Readable {
@@ -154,6 +164,10 @@ TEST(ReadImage, DeliversSamplesAndUsedBits) {
     const Readable table[] = {
         {"PNG, 8 bits", encode_png(kNarrow, 3, 2), 8, narrow},
         {"PNG, 16 bits, high byte first", encode_png(kWide, 3, 2), 16, kWide},
+        {"PNG, RGB, 8 bits", png_of(PNG_FORMAT_RGB), 8, Samples(12, 1)},
+        {"PNG, RGB, 16 bits", png_of(PNG_FORMAT_LINEAR_RGB), 16, Samples(12, 257)},
+        {"PPM, raw, 8 bits", "P6 2 1 255\naaazzz", 8, {'a', 'z'}},
+        {"PPM, plain", "P3 2 1 300 1 1 1 299 299 299", 9, {1, 299}},
         {"PGM, raw, 8 bits", "P5\n3 2\n255\n" + std::string(kNarrow.begin(), kNarrow.end()), 8, narrow},
         {"PGM, raw, a sample that looks like a space", "P5 1 2 255\n\n#", 8, {'\n', '#'}},
         {"PGM, raw, 12 bits, high byte first", std::string("P5 2 1 4095\n\x0F\xFF\x00\x10", 16), 12, {4095, 16}},
@@ -180,7 +194,7 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"hello", "is not an image that can be read (PNG, PGM, DICOM, TIFF)"},
         {"\xFF\xD8\xFF\xE0", "is a JPEG file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"MM\0*\0\0"s, "is a damaged or truncated TIFF file: Cannot read TIFF header"},
-        {png_of(PNG_FORMAT_RGB), "is a colour image; grey images are read"},
+        {png_of(PNG_FORMAT_RGB, 2), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_RGBA), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_GA), "has transparency; plain grey images are read"},
         {png_of(PNG_FORMAT_RGB_COLORMAP), "has a palette; grey images are read"},
@@ -188,12 +202,13 @@ TEST(ReadImage, RefusesInOneSentence) {
         {with_header(grey, 16, big_endian(900000) + big_endian(900000)), "is too large (900000 x 900000 pixels)"},
         {std::string(grey).replace(44, 1, "x"), "is a damaged or truncated PNG file: "},
         {"P6 1 1 255\nabc", "is a colour image; grey images are read"},
-        {"P4 8 1\n\xFF", "is a bitmap of black and white; grey images are read"},
-        {"P7\nWIDTH 1", "is a PAM file; PNG, PGM, TIFF and DICOM are read"},
+        {"P3 2 1 9\n1 1 1 1 1", "is truncated (a sample is missing)"},
+        {"P4 8 1\n\xFF", "is a black-and-white bitmap; grey images are read"},
+        {"P7\nWIDTH 1", "is a PAM file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"P5 3", "is truncated (the height is missing)"},
         {"P5 3 # 2 255", "is truncated (the height is missing)"},
-        {"P5 3 -2 255\nabc", "is not a valid PGM file (bad the height)"},
-        {"P5 3 2x 255\nabc", "is not a valid PGM file (bad the height)"},
+        {"P5 3 -2 255\nabc", "is not a valid PGM file (the height is invalid)"},
+        {"P5 3 2x 255\nabc", "is not a valid PGM file (the height is invalid)"},
         {"P5 0 2 255\n", "has no pixels (0 x 2 pixels)"},
         {"P5 3 2 0\nabcdef", "has a maximum value of 0 (1 to 65535)"},
         {"P5 3 2 65536\nabcdef", "has a maximum value of 65536 (1 to 65535)"},
@@ -204,7 +219,7 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"P2 2 1 9\n1", "is truncated (1 of 2 bytes of samples)"},
         {"P2 2 1 9\n1 ", "is truncated (a sample is missing)"},
         {"P2 2 1 9\n1 10", "holds a sample of 10 above its maximum value"},
-        {"P2 2 1 9\n1 99999999999", "is not a valid PGM file (bad a sample)"},
+        {"P2 2 1 9\n1 99999999999", "is not a valid PGM file (a sample is invalid)"},
     };
     for (const auto& bad : table) {
         EXPECT_THAT(refusal_of(folder.write("image", bad.bytes)), StartsWith(bad.message)) << bad.bytes.substr(0, 20);
