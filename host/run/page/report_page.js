@@ -44,7 +44,7 @@ function broken(name) {
 }
 
 function stateOf(record) {
-  return record.doubts.length ? record.doubts.map(sentence).join(' ') : 'Masks can be used.';
+  return record.doubts.map(sentence).join(' ') || record.look || 'Masks can be used.';
 }
 
 /// What should be known of an image beside its status, in sentences.
@@ -70,7 +70,7 @@ function cardOf(record, index) {
       element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}),
       element('span', {class: 'mark'}));
   const card = element('li', {},
-      element('button', {type: 'button', class: 'card grave-' + record.gravity, title: record.file, 'data-index': index}, thumb,
+      element('button', {type: 'button', class: 'card grave-' + Math.max(record.gravity, record.look ? 1 : 0), title: record.file, 'data-index': index}, thumb,
               element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
               element('span', {class: 'state', title: stateOf(record)}, stateOf(record)), warningOf(record),
               element('span', {class: 'brief'}, briefOf(record))));
@@ -182,7 +182,7 @@ const orders = {  // the records themselves come in order of doubt
 
 /// The kinds of status that a record counts under.
 function kindsOf(record) {
-  const kinds = record.doubts.length ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
+  const kinds = record.look ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
   return record.warnings.length + record.flags.length ? [...kinds, WARNED] : kinds;
 }
 
