@@ -162,7 +162,8 @@ class Reader:
                     {(c[1], c[2].rsplit(" ", 1)[1]) for c in cards[400:420]})
         contrasts = [float(c[2].rsplit(" ", 1)[1]) for c in cards[420:]]
         self.expect("then rising contrast", sorted(contrasts), contrasts)
-        for order, first in (("doubt", "in/folder 4/image 109.png"), ("area", "in/folder 6/image 1000.png"), ("name", "in/folder 0/image 14.png")):
+        for order, first in (("doubt", "in/folder 4/image 109.png"), ("area", "in/folder 6/image 1000.png"),
+                             ("name", "in/folder 0/image 14.png")):
             self.choose(order=order)
             self.expect(f"first by {order}", first, self.browser.run(
                 "return [...document.querySelectorAll('.card')].map(c => c.title)"
