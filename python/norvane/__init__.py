@@ -8,7 +8,7 @@
     print(found.status.sentence)
     breast = found["full"].to_array(pixels.shape, 70.0)          # uint8, 1 inside
 
-    found = norvane.analyse("left.dcm")                          # what the program does with a file
+    found = norvane.analyse("left.dcm")                          # the same as the program does with a file
 """
 from ._analysis import Analysis, Source, analyse, overlay, phantom, read
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS

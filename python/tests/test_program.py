@@ -101,7 +101,6 @@ def test_a_run_of_the_module_is_a_run_of_the_program(archive, tmp_path):
     "options, error, message",
     [
         ({"view": "sideways"}, ValueError, "view: 'sideways' is none of mlo, cc"),
-        ({"view": ["mlo", "cc"]}, ValueError, "view: expects one value"),
         ({"view": os.fsdecode(b"\xff")}, ValueError, "view: '\udcff' is none"),
         ({"padding": "0:7", "noise": "mg"}, ValueError, "padding: contradicts --noise mg"),
         ({"fast": "yes"}, TypeError, "fast: expected True or False"),
@@ -128,7 +127,6 @@ def test_names_of_files_are_bytes(tmp_path):
         norvane.read,
         lambda name: _batch.Run([name], out_dir="out"),
         lambda name: _batch.Run([drawn], out_dir=name),
-        lambda name: _batch.Run([drawn], out_dir="out").make(_batch.Input(name, "", "", "drawn", True)),
         lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None),
     ):
         with pytest.raises(ValueError, match="embedded null byte"):
