@@ -86,17 +86,9 @@ std::vector<Group> refusals_of(const std::vector<ImageRecord>& records) {
     return groups;
 }
 
-// Why the masks should be looked at.
-std::string reason_to_look(const ImageRecord& record) {
-    const auto doubts = doubts_of(record);
-    if (!doubts.empty()) return text_of(doubts.front()).sentence;
-    const bool is_breast = record.breast_doubt.value_or(0.0) >= record.muscle_doubt.value_or(0.0);
-    return fmt::format("The doubt of the {} is {:.2f}.", is_breast ? "breast" : "muscle", greatest_doubt_of(record));
-}
-
 void add_first_to_look_at(std::vector<std::string>& lines, const std::vector<ImageRecord>& records) {
     std::vector<const ImageRecord*> first = in_order_of_doubt(records);
-    std::erase_if(first, [](const ImageRecord* record) { return !needs_a_look(*record); });
+    std::erase_if(first, [](const ImageRecord* record) { return reason_to_look(*record).empty(); });
     if (first.empty()) return;
     lines.emplace_back("Look at these first:");
     for (std::size_t i = 0; i < std::min(first.size(), kMostLines); ++i) {

@@ -4,6 +4,7 @@
 
 #include "run/image_record.h"
 
+#include <string>
 #include <vector>
 
 namespace Norvane::Host {
@@ -19,8 +20,9 @@ enum Gravity { kNoDoubt = 0, kMuscleMissing = 1, kMaskDoubtful = 2, kMaskUseless
 /// The doubt of the breast or of the muscle, whichever is greater; 0 if neither is known.
 [[nodiscard]] double greatest_doubt_of(const ImageRecord& record);
 
-/// Whether a person should look at the masks: a status speaks against them, or their doubt is above 0.5.
-[[nodiscard]] bool needs_a_look(const ImageRecord& record);
+/// Why a person should look at the masks: the gravest status that speaks against them, or a doubt above 0.5. A
+/// sentence; empty if there is no reason.
+[[nodiscard]] std::string reason_to_look(const ImageRecord& record);
 
 /// The images that were not refused, by falling gravity of their statuses, then by falling doubt, then by rising
 /// contrast across the outline. Images that are equal in all of these keep their order.

@@ -223,9 +223,9 @@ MarksByFile marks_by_file(const std::string& table) {
 }
 
 std::string mark_of(const fs::path& stem, const MarksByFile& marks) {
-    if (marks.empty()) return {};
-    const auto record = kept_record_of(stem);
-    const auto found = record ? marks.find(fs::path(record->file).lexically_normal()) : marks.end();
+    const auto record = marks.empty() ? std::nullopt : kept_record_of(stem);
+    if (!record) return {};
+    const auto found = marks.find(fs::path(record->file).lexically_normal());
     return found == marks.end() ? std::string() : found->second;
 }
 

@@ -50,16 +50,15 @@ double rounded(double value) { return std::round(value * 1e3) / 1e3; }
 /// Terms and values for people.
 Json figures_of(const ImageRecord& record) {
     const StageTimes& s = record.seconds;
-    Json figures =
-        Json::array({{"Results", record.name + ".*"},
-                     {"Format", record.format},
-                     {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
-                     {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
-                     {"Noise class", record.noise},
-                     {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
-                     {"Time to read", text_with_unit(s.reading, 2, "s")},
-                     {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
-                     {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    Json figures = Json::array({{"Results", record.name + ".*"},
+                                {"Format", record.format},
+                                {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
+                                {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
+                                {"Noise class", record.noise},
+                                {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
+                                {"Time to read", text_with_unit(s.reading, 2, "s")},
+                                {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
+                                {"Time to write", text_with_unit(s.writing, 2, "s")}});
     for (const AreaDeclaration& area : kAreas) {
         figures.push_back({std::string("Area: ") + area.label, area_text(record.areas.*area.value)});
     }
@@ -83,6 +82,7 @@ Json json_of(const ImageRecord& record) {
                  {"url", address_of(record.name)},
                  {"gravity", static_cast<int>(gravity_of(record))},
                  {"doubts", doubts_of(record)},
+                 {"look", reason_to_look(record)},
                  {"verdicts", Json::array({verdict("Full mask", record.status), verdict("Breast", record.breast_status),
                                            verdict("Pectoral muscle", record.pectoral_status)})},
                  {"format", record.format},
@@ -105,9 +105,9 @@ std::string colour_text(const Colour& colour) {
 
 std::string summary_of(const std::vector<ImageRecord>& records) {
     const auto refused = std::ranges::count_if(records, [](const auto& r) { return !r.refusal.empty(); });
-    const auto doubtful =
-        std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && gravity_of(r) != kNoDoubt; });
-    return fmt::format("{} images: {} refused, {} with a doubtful status", records.size(), refused, doubtful);
+    const auto to_look_at =
+        std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && !reason_to_look(r).empty(); });
+    return fmt::format("{} images: {} refused, {} in doubt", records.size(), refused, to_look_at);
 }
 
 Json page_json(const std::vector<ImageRecord>& all) {

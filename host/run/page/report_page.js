@@ -44,7 +44,7 @@ function broken(name) {
 }
 
 function stateOf(record) {
-  return record.doubts.length ? record.doubts.map(sentence).join(' ') : 'Masks can be used.';
+  return record.doubts.map(sentence).join(' ') || record.look || 'Masks can be used.';
 }
 
 /// What should be known of an image beside its status, in sentences.
@@ -70,13 +70,15 @@ function cardOf(record, index) {
       element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}),
       element('span', {class: 'mark'}));
   const card = element('li', {},
-      element('button', {type: 'button', class: 'card grave-' + record.gravity, title: record.file, 'data-index': index}, thumb,
+      element('button', {type: 'button', class: 'card grave-' + Math.max(record.gravity, record.look ? 1 : 0), title: record.file, 'data-index': index}, thumb,
               element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
               element('span', {class: 'state', title: stateOf(record)}, stateOf(record)), warningOf(record),
               element('span', {class: 'brief'}, briefOf(record))));
   showMarkOnCard(card, record);
   return card;
 }
+
+const cards = [];  // those that were made so far, by the indices of their records
 
 // ---- Marks: what a person thinks of the masks of an image
 
@@ -157,7 +159,6 @@ function exportMarks() {
 
 const sheet = at('sheet');
 sheet.addEventListener('error', event => event.target.parentElement.classList.add('empty'), true);
-const cards = [];       // those that were made so far
 let shown = [];         // indices of the records that pass the filters
 let listed = 0;         // how many of these are in the sheet
 const PORTION = 2000;   // so many at once; thousands more would make every filter slow
@@ -182,7 +183,7 @@ const orders = {  // the records themselves come in order of doubt
 
 /// The kinds of status that a record counts under.
 function kindsOf(record) {
-  const kinds = record.doubts.length ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
+  const kinds = record.look ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
   return record.warnings.length + record.flags.length ? [...kinds, WARNED] : kinds;
 }
 
@@ -307,7 +308,7 @@ function showJudgement(record) {
 }
 
 /// Marks the image in view, or takes the mark back.
-function mark(word) {
+function markAs(word) {
   const record = records[current];
   judge(record, {mark: judgementOf(record).mark === word ? '' : word});
   showJudgement(record);
@@ -316,7 +317,7 @@ function mark(word) {
 function makeMarks() {
   at('marks').append(...MARKS.map(word => {
     const button = element('button', {type: 'button', 'data-mark': word}, titled(word) + ' ', element('kbd', {}, titled(word)[0]));
-    button.addEventListener('click', () => mark(word));
+    button.addEventListener('click', () => markAs(word));
     return button;
   }));
   at('note').addEventListener('input', () => judge(records[current], {note: at('note').value}));
@@ -462,7 +463,7 @@ const keys = {
   ArrowUp: () => panel.scrollBy(0, -SCROLL_STEP), ArrowDown: () => panel.scrollBy(0, SCROLL_STEP),
   'Shift+ArrowLeft': () => moveSteps(-1, 0), 'Shift+ArrowRight': () => moveSteps(1, 0),
   'Shift+ArrowUp': () => moveSteps(0, -1), 'Shift+ArrowDown': () => moveSteps(0, 1),
-  g: () => mark('good'), b: () => mark('bad'), u: () => mark('unsure'), n: () => at('note').focus(),
+  g: () => markAs('good'), b: () => markAs('bad'), u: () => markAs('unsure'), n: () => at('note').focus(),
   l: switchAll, '+': () => size && zoom(1.5), '-': () => size && zoom(1 / 1.5), 0: fit
 };
 page.layers.forEach((layer, index) => keys[index + 1] = () => switchLayer(layer.key, !isOn[layer.key]));
