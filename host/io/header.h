@@ -97,7 +97,7 @@ void visit_facts(const Header& h, const Visitor& visit) {
     using Fact = FactDeclaration;
     visit(Fact{"format", "format", nullptr, "Format of the file, such as PNG"}, h.format);
     visit(Fact{"encoding", "encoding", nullptr,
-               "How a DICOM object holds its pixels, or that a colour image is read as grey; else empty"},
+               "How a DICOM object holds its pixels, or that a colour image is read as grey; otherwise empty"},
           h.encoding);
     visit(Fact{"frame", "frame", nullptr, "Which frame or page of the file this is, from 1"}, h.frame);
     visit(Fact{"frames", "frame_count", nullptr, "Frames or pages that the file holds"}, h.frame_count);
