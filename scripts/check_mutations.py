@@ -41,7 +41,7 @@ ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]
 HOST_TESTS = {  # The first entry that fits applies. The quickest programs that should notice come first.
     "host/io/decoding/": ["host_decoding", "host_io"],
     "host/io/": ["host_io", "apps"],
-    "host/findings/": ["host_findings", "apps"],
+    "host/findings/": ["host_findings", "apps", "host_export"],
     "host/export/": ["host_export", "host_run"],
     "host/run/": ["host_run", "apps"],
     "host/score/": ["host_run", "apps"],
@@ -409,6 +409,7 @@ def judge(build, change):
         if all(out.read_bytes() == (build.build / name).read_bytes() for name, out in changed.items()):
             return EQUAL, ""
         rooms = build.tests_of(change.file)
+        of_workers = set().union(*(build.members[name] for name in build.workers))
         for name, target in build.workers.items():
             if build.members[name].isdisjoint(made):
                 (at / name).symlink_to(build.build / target)
@@ -417,7 +418,7 @@ def judge(build, change):
         programs = {}
         for environment, room in itertools.product([{}] if build.is_of_host else [{}, BASELINE], rooms):
             name = f"{room}_tests"
-            if build.members[name].isdisjoint(made):
+            if (build.members[name] | of_workers).isdisjoint(made):
                 continue
             if room not in programs:
                 programs[room] = changed_program(build, change, at, name, changed)

@@ -267,7 +267,9 @@ OptionTable<RunOptions> batch_options() {
 const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
         OptionTable<RunOptions> all = view_options();
-        for (const OptionTable<RunOptions>& more : {analysis_options(), result_options(), batch_options()}) {
+        for (const OptionTable<RunOptions>& more :
+             {analysis_options(), identifier_options<RunOptions>(kResults, "Options"), result_options(),
+              batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;

@@ -12,6 +12,7 @@
 """
 from ._analysis import Analysis, Source, analyse, overlay, phantom, read
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
+from ._marks import Mark, read_marks
 from ._norvane import Mask, Refusal
 from ._norvane import version as __version__
 from ._operations import (
@@ -32,6 +33,7 @@ __all__ = [
     "IMAGE_SIDE",
     "IMAGE_VIEW",
     "MASK_STATUS",
+    "Mark",
     "Mask",
     "Masks",
     "Params",
@@ -49,4 +51,5 @@ __all__ = [
     "phantom",
     "prepare",
     "read",
+    "read_marks",
 ]

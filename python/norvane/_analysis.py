@@ -62,28 +62,45 @@ Source.__doc__ = f"{Source.__doc__}\n{_MEANINGS}"
 
 
 def read(
-    path: PathLike, *, frame: Optional[int] = None, decode: str = "isolated", image_memory: Optional[int] = None
+    path: PathLike,
+    *,
+    frame: Optional[int] = None,
+    decode: str = "isolated",
+    image_memory: Optional[int] = None,
+    patient_id: bool = False,
+    no_identifiers: bool = False,
 ) -> Source:
     """Reads the image in a file like the program does (PNG, TIFF, PGM or DICOM, recognised by content).
 
-    frame: which frame to use if the file holds several, from 1. Without it, such a file is refused.
-    decode: where the JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a separate process, or
-        "in-process" in this one, which damaged data may then crash.
-    image_memory: MiB that the image may need in total; the default is 768. If it would need more, it is refused.
+    frame: which frame of a file that holds several, from 1; without it such a file is refused.
+    decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
+        in this one, which damaged data may then end.
+    image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
+    patient_id: read the patient's identifier too; otherwise patient_id is None.
+    no_identifiers: read no identifiers at all, not even UIDs.
 
     If the file cannot be read, raises norvane.Refusal (a ValueError) with the program's sentence. If the path holds a
     null byte, raises ValueError.
     """
-    return _read(path, frame, False, decode, image_memory)
+    return _read(path, frame, False, decode, image_memory, patient_id, no_identifiers)
 
 
 def _read(
-    path: PathLike, frame: Optional[int], is_pixel_size_given: bool, decode: str, image_memory: Optional[int]
+    path: PathLike,
+    frame: Optional[int],
+    is_pixel_size_given: bool,
+    decode: str,
+    image_memory: Optional[int],
+    patient_id: bool,
+    no_identifiers: bool,
 ) -> Source:
     name = os.fsencode(path)
+    if patient_id and no_identifiers:
+        raise ValueError("patient_id: contradicts no_identifiers")
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    return Source(_norvane.read(name, frame, is_pixel_size_given, decode, image_memory), os.fsdecode(name))
+    read_as = (is_pixel_size_given, decode, image_memory, bool(patient_id), bool(no_identifiers))
+    return Source(_norvane.read(name, frame, *read_as), os.fsdecode(name))
 
 
 class Analysis:
@@ -185,6 +202,8 @@ def analyse(
     frame: Optional[int] = None,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
+    patient_id: bool = False,
+    no_identifiers: bool = False,
     crop: bool = True,
     noise: Union[BG_NOISE, str, None] = None,
     padding: Optional[Tuple[int, int]] = None,
@@ -204,12 +223,13 @@ def analyse(
     pixel_size: micrometres, at most 228. Default: what the file says.
     frame: which frame to use if the file holds several, from 1.
     decode: "isolated" or "in-process", see read().
-    image_memory: MiB that the image may need in total. If it would need more, it is refused. Default: 768 for a file,
-        no limit for an array, because it is in memory already.
-    crop: cut off the black and white borders that a scanner or an archive added to the film.
-    noise: noise class of the background, as a BG_NOISE or the program's word for it; "auto" chooses it from the pixels.
-        Default: what the file says, otherwise "auto".
-    padding: grey values (low, high) of the background; implies the class BG_GIVEN_LEVEL.
+    image_memory: MiB that the image may need in all; an image that would need more is refused. Without it a file may
+        need 768 MiB, and an array, which is in memory already, whatever it takes.
+    patient_id, no_identifiers: of a file, see read().
+    crop: cut off black and white borders that a scanner or an archive put around the film.
+    noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
+        file says, else auto.
+    padding: grey values (low, high) that are background; takes the class BG_GIVEN_LEVEL.
     inverted: tissue is dark on a bright background, whatever the file says.
     fast: use the fast search for the contour; results differ.
     contour: include 720 outline points.
@@ -242,14 +262,16 @@ def analyse(
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected only with an array; a file says it itself")
     if frame is not None and isinstance(image, (np.ndarray, Source)):
-        raise ValueError("frame: expected only with a file")
+        raise ValueError("frame: expected a file with it")
+    if (patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
+        raise ValueError("patient_id and no_identifiers: expected a file with them")
     try:
         if isinstance(image, np.ndarray):
             source, file = _norvane.source_of(image, used_bits), "array"
         elif isinstance(image, Source):
             source, file = image._source, image.file
         else:
-            found = _read(image, frame, pixel_size is not None, decode, image_memory)
+            found = _read(image, frame, pixel_size is not None, decode, image_memory, patient_id, no_identifiers)
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:

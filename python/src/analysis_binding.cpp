@@ -62,13 +62,17 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
-                  const std::string& decode, const std::optional<std::uint64_t>& image_memory) {
+                  const std::string& decode, const std::optional<std::uint64_t>& image_memory, bool has_patient_id,
+                  bool has_no_identifiers) {
     refuse_nul(file);
     const auto* const place =
         std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
     if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
     const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
-    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit};
+    const auto identifiers = has_no_identifiers ? Host::Identifiers::kNone
+                             : has_patient_id   ? Host::Identifiers::kUidsAndPatient
+                                                : Host::Identifiers::kUids;
+    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit, identifiers};
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
@@ -209,8 +213,8 @@ std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
 py::array source_mask(const Host::Findings& findings, const std::string& name) {
     const Host::MaskLayer* layer = layer_named(name);
     if (layer == nullptr) throw py::key_error(name);
-    return array_of(layer->region_of(findings.masks), findings.crop(), {findings.source.height, findings.source.width},
-                    findings.settings.pixel_size_um.value);
+    return array_of(layer->region_of(findings.masks), Host::placement_of(findings),
+                    {findings.source.height, findings.source.width});
 }
 
 py::array labels(const Host::Findings& findings) {

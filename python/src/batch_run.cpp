@@ -10,6 +10,7 @@
 #include "run/image_job.h"
 #include "run/image_record.h"
 #include "run/inputs.h"
+#include "run/marks.h"
 #include "run/masks_run.h"
 #include "run/output_check.h"
 #include "run/run_files.h"
@@ -198,6 +199,13 @@ private:
 
 void bind_batch_run(py::module_& module) {
     module.attr("run_options") = run_options();
+    module.def("read_marks", [](const std::string& table) {
+        py::list marks;
+        for (const Host::Mark& mark : Host::read_marks(table)) {
+            marks.append(py::make_tuple(text_of_file(mark.file), text_of_file(mark.mark), text_of_file(mark.note)));
+        }
+        return marks;
+    });
     module.def("progress_text", &Host::progress_text);
     module.def("closing_line", [](std::size_t done, std::size_t kept, std::size_t refused, std::size_t not_finished,
                                   std::size_t passed_over) {

@@ -61,7 +61,7 @@ Shape target_shape(const GridMask& mask, const py::object& shape, double target_
 py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
     const Shape target = target_shape(mask, shape, target_um);
-    return array_of(mask.region, {0, 0, target.width, target.height}, target, target_um);
+    return array_of(mask.region, {{0, 0, target.width, target.height}, target_um}, target);
 }
 
 Host::MaskBitmap bitmap(const GridMask& mask) { return mask.region.bitmap(mask.width, mask.height); }
@@ -262,12 +262,12 @@ py::array runs_of(const GridMask& mask) {
     return array;
 }
 
-py::array array_of(const Host::Region& region, const Host::SourceBox& box, const Shape& shape, double pixel_size_um) {
+py::array array_of(const Host::Region& region, const Host::GridPlacement& grid, const Shape& shape) {
     py::array_t<std::uint8_t> array({std::size_t{shape.height}, std::size_t{shape.width}});
     std::uint8_t* first = array.mutable_data();
     const py::gil_scoped_release others_go_on;
     std::fill_n(first, std::size_t{shape.height} * shape.width, std::uint8_t{0});
-    const Host::SourceMask on_target(region, box, pixel_size_um);
+    const Host::SourceMask on_target(region, grid);
     for (unsigned y = 0; y < shape.height; ++y) {
         const std::span row(first + std::size_t{y} * shape.width, shape.width);
         for (const ColumnRun& run : on_target.row(y)) {

@@ -35,10 +35,8 @@ struct Shape {
 /// The rows of the mask as an array of n x 3 numbers: row, first column, last column.
 [[nodiscard]] py::array runs_of(const GridMask& mask);
 
-/// An array of the shape that is 1 inside `region` and 0 elsewhere. Its pixels have the size `pixel_size_um`, and the
-/// corner of the region's grid lies at that of `box`.
-[[nodiscard]] py::array array_of(const Host::Region& region, const Host::SourceBox& box, const Shape& shape,
-                                 double pixel_size_um);
+/// An array of the shape, 1 where `region` has a pixel and 0 elsewhere.
+[[nodiscard]] py::array array_of(const Host::Region& region, const Host::GridPlacement& grid, const Shape& shape);
 
 /// Adds the class Mask to the module.
 void bind_mask(py::module_& module);
