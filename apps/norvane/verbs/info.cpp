@@ -33,7 +33,7 @@ OptionTable<InfoOptions> info_options() {
         decode_option<InfoOptions>("Options"),
         {{.name = "format",
           .choices = {{"text"}, {"json"}},
-          .help = "Report on standard output: text, or a JSON array with an object per file",
+          .help = "Report on standard output: text, or a JSON array with one object per file",
           .otherwise = "text"},
          [](InfoOptions& given, const std::string& text) { given.is_json = text == "json"; }}};
     for (Option<InfoOptions>& option : identifier_options<InfoOptions>(OptionEffect::kRun, "Options")) {
