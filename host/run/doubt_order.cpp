@@ -25,7 +25,7 @@ constexpr std::pair<Masking::MASK_STATUS, Gravity> kGravities[] = {
     {Masking::MASK_CUT_TISSUE, kMaskDoubtful},
     {Masking::MASK_CHEST_WALL, kMaskDoubtful},
     {Masking::MASK_BG_NOISE, kMaskDoubtful},
-};  // every other status: no mask to speak of
+};  // with every other status, there is no useful mask
 
 /// Records with smaller ranks come first.
 std::tuple<int, double, double> rank_of(const ImageRecord* record) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Which images of a run should be looked at first. The page and the closing lines of a run follow the same order.
+/// Decides which images of a run should be looked at first. The page and the closing lines of a run use the same order.
 #pragma once
 
 #include "run/image_record.h"
@@ -9,12 +9,12 @@
 
 namespace Norvane::Host {
 
-/// How far a status puts the masks in doubt.
+/// How much doubt a status casts on the masks.
 enum Gravity { kNoDoubt = 0, kMuscleMissing = 1, kMaskDoubtful = 2, kMaskUseless = 3 };
 [[nodiscard]] Gravity gravity_of(Masking::MASK_STATUS status);
 [[nodiscard]] Gravity gravity_of(const ImageRecord& record);
 
-/// The statuses that speak against the masks, each once, gravest first.
+/// The statuses that cast doubt on the masks, each once, the gravest first.
 [[nodiscard]] std::vector<Masking::MASK_STATUS> doubts_of(const ImageRecord& record);
 
 /// The doubt of the breast or of the muscle, whichever is greater; 0 if neither is known.

@@ -106,7 +106,7 @@ OptionTable<ScoreOptions> score_options() {
          [](ScoreOptions& options, const std::string& text) { options.csv = text; }},
         {{.name = "marks",
           .value = "FILE",
-          .help = "Marks that report.html exported: the table gets a column mark, and each mark its own means"},
+          .help = "Marks exported by report.html; adds a column with the marks, and means for each mark"},
          [](ScoreOptions& options, const std::string& text) { options.marks = text; }}};
 }
 
@@ -130,7 +130,7 @@ struct ScoreRow {
     const char* region;
     Score score;
     double pixel_size_um;
-    std::string mark;  // of a person; empty: none
+    std::string mark;  // given by a person; empty: none
 };
 
 Truth truth_of(const std::string& file, const fs::path& base) {
@@ -312,7 +312,7 @@ void print_means(const std::vector<ScoreRow>& rows, const std::string& heading, 
     }
 }
 
-// The means of the images that have a mark, for each mark.
+// For each mark, the means of the images that have it.
 void print_means_by_mark(const std::vector<ScoreRow>& rows, std::ostream& out) {
     std::map<std::string, std::vector<ScoreRow>> by_mark;
     for (const ScoreRow& row : rows) {

@@ -24,10 +24,10 @@ const spoken = {mlo: 'MLO', cc: 'CC'};
 // ---- A card
 
 const ruler = document.createElement('canvas').getContext('2d');
-ruler.font = '600 13px system-ui, "DejaVu Sans", sans-serif';  // that of .name
+ruler.font = '600 13px system-ui, "DejaVu Sans", sans-serif';  // the font of .name
 const NAME_WIDTH = 260;  // pixels: two lines of a card, with room for breaking them
 
-/// A name that fits. Names differ at their ends more than in their middles, so that is where one is cut.
+/// A name that fits. Names differ more at their ends than in their middles, so long names are cut in the middle.
 function shortened(name) {
   const letters = Array.from(name);
   const cut = most => letters.slice(0, most / 3).join('') + '\u2026' + letters.slice(-most * 2 / 3).join('');
@@ -47,7 +47,7 @@ function stateOf(record) {
   return record.doubts.map(sentence).join(' ') || record.look || 'Masks can be used.';
 }
 
-/// What should be known of an image beside its status, in sentences.
+/// What a reader should know about an image besides its status, in sentences.
 function remarksOf(record) {
   return [...record.warnings, ...record.flags.map(flag => 'Flag of the file: ' + flag)];
 }
@@ -83,12 +83,12 @@ const cards = [];  // those that were made so far, by the indices of their recor
 // ---- Marks: what a person thinks of the masks of an image
 
 const MARKS = ['good', 'bad', 'unsure'];
-const STORE = 'norvane-mark ' + location.pathname + ' ';  // of this run; the browser may keep those of all runs together
+const STORE = 'norvane-mark ' + location.pathname + ' ';  // for this run; the browser may store the marks of all runs together
 
-/// A mark counts as long as the masks are those that were marked.
+/// A mark counts only for the masks that were marked.
 const madeOf = record => JSON.stringify([record.verdicts.map(([, status]) => status), record.area, record.contrast]);
 
-const judgements = new Map();  // by the names of results: {mark, note}, one of them not empty
+const judgements = new Map();  // by the name of the results: {mark, note}; at least one is not empty
 
 function restoreMarks() {
   try {
@@ -133,7 +133,7 @@ function countMarks() {
   at('export').textContent = count === 1 ? 'Export 1 mark' : count ? 'Export ' + count + ' marks' : 'Export marks';
 }
 
-/// A field of a table. No spreadsheet shall take it for a formula: `guard` comes before one.
+/// A field of a table. If a spreadsheet would take it for a formula, `guard` is put before it.
 function csvField(text, guard) {
   const safe = /^[=+@\t\r-]/.test(text) ? guard + text : text;
   return /[",;\t\r\n]/.test(safe) ? '"' + safe.replaceAll('"', '""') + '"' : safe;
@@ -161,7 +161,7 @@ const sheet = at('sheet');
 sheet.addEventListener('error', event => event.target.parentElement.classList.add('empty'), true);
 let shown = [];         // indices of the records that pass the filters
 let listed = 0;         // how many of these are in the sheet
-const PORTION = 2000;   // so many at once; thousands more would make every filter slow
+const PORTION = 2000;   // so many cards at a time; thousands more would make every filter slow
 
 /// Puts the next cards of `shown` into the sheet.
 function extend() {
@@ -232,7 +232,7 @@ function matches(index) {
       (!at('mark').value || (judgementOf(record).mark || 'none') === at('mark').value) && texts[index].includes(wanted());
 }
 
-/// Cards that are filtered out leave the sheet: to hide thousands takes many times as long.
+/// Cards that are filtered out are removed from the sheet, because hiding thousands takes many times as long.
 function filter() {
   shown = [...records.keys()].filter(matches);
   if (at('order').value) shown.sort(orders[at('order').value]);
@@ -246,7 +246,7 @@ function filter() {
 
 const MOST_REFUSED = 2000;
 
-/// The files that were refused have a list of their own, which the text filters as well. It is made when it is opened.
+/// Refused files have a separate list, which the text filters too. It is made when it is opened.
 function showRefused() {
   const found = page.refused.filter(({file, refusal}) => (file + '\n' + refusal).toLowerCase().includes(wanted()));
   const whole = page.refused.length, list = at('refused');
@@ -269,7 +269,7 @@ at('filters').addEventListener('reset', () => setTimeout(filter));
 // ---- The enlarged view
 
 const viewer = at('viewer'), picture = at('picture'), stage = at('stage'), panel = at('panel');
-const LINE = 0.45;          // of the widths that overlays use
+const LINE = 0.45;          // as a share of the widths in overlays
 const SCALE_BAR_MM = 20;
 const SCROLL_STEP = 60;     // of the panel, in pixels of the screen
 const MOVE_STEP = 0.125;    // of the picture, as a share of the part in view
@@ -333,7 +333,7 @@ function fit() {
   if (size) setBox({x: 0, y: 0, width: size.width, height: size.height});
 }
 
-/// Enlarges by `factor`; the point (x, y) of the picture stays where it is.
+/// Enlarges by `factor`. The point (x, y) of the picture stays in place.
 function zoom(factor, x = box.x + box.width / 2, y = box.y + box.height / 2) {
   const width = Math.min(Math.max(box.width / factor, size.width / 16), size.width);
   if (width === size.width) return fit();
@@ -347,7 +347,7 @@ function move(dx, dy) {
   setBox({...box, x: within(box.x + dx, box.width, size.width), y: within(box.y + dy, box.height, size.height)});
 }
 
-/// The point of the picture at a place of the screen.
+/// The point of the picture at a position on the screen.
 function pointAt(place) {
   return new DOMPoint(place.x, place.y).matrixTransform(picture.getScreenCTM().inverse());
 }
@@ -382,7 +382,7 @@ function showNoPicture(text) {
   at('no-picture').hidden = false;
 }
 
-// Pages that are opened from a folder may not read files, but they may run them: the outlines come as a script.
+// A page that is opened from a folder may not read files, but it may run scripts. So the outlines come as a script.
 let script = null;
 window.norvaneLayers = data => {
   if (document.currentScript === script) showPicture(records[current], data);
@@ -453,7 +453,7 @@ function makeLayers() {
   });
 }
 
-/// Moves by keys: in steps of the part in view, to the left or up if negative.
+/// Moves by keys, in steps of the part in view; negative steps go to the left or up.
 function moveSteps(right, down) {
   if (size) move(right * MOVE_STEP * box.width, down * MOVE_STEP * box.height);
 }
@@ -477,7 +477,7 @@ viewer.addEventListener('keydown', event => {
   action();
 });
 viewer.addEventListener('close', () => {
-  if (at('mark').value) filter();  // what was marked meanwhile may be gone
+  if (at('mark').value) filter();  // images that were marked meanwhile may no longer match
   const place = shown.includes(current) ? current : shown[0];
   if (place === undefined) return at('mark').focus();
   while (shown.indexOf(place) >= listed) extend();
@@ -502,9 +502,9 @@ picture.addEventListener('wheel', event => {
   zoom(event.deltaY < 0 ? 1.25 : 0.8, point.x, point.y);
 }, {passive: false});
 
-const held = new Map();  // pointers that hold the picture, two at most, and their places on the screen
+const held = new Map();  // pointers that hold the picture, at most two, and their positions on the screen
 
-/// The centre of the places held, and how far they are apart.
+/// The centre of these positions, and the distance between them.
 function grip() {
   const [first, second = first] = held.values();
   return {x: (first.x + second.x) / 2, y: (first.y + second.y) / 2,
