@@ -2,6 +2,7 @@
 /// Masks as Python sees them: values that nobody changes.
 #pragma once
 
+#include "export/source_masks.h"
 #include "findings/film_area.h"
 #include "findings/region.h"
 
