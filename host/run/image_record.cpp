@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/image_record.h"
 
+#include "export/json_fields.h"
 #include "io/number_text.h"
 #include "run/csv_text.h"
 
@@ -70,6 +71,13 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit(Field{"seconds_writing", "Seconds that the results took"}, record.seconds.writing);
 }
 
+Json type_of(const std::string&) { return type_named("string"); }
+Json type_of(bool) { return type_named("boolean"); }
+Json type_of(unsigned) { return type_named("integer"); }
+Json type_of(double) { return number_type(); }
+Json type_of(Masking::MASK_STATUS) { return type_named("integer"); }
+Json type_of(const std::vector<std::string>&) { return array_type(type_named("string")); }
+
 std::string csv_text(const std::string& value) { return csv_field(value); }
 std::string csv_text(bool value) { return value ? "1" : "0"; }
 std::string csv_text(unsigned value) { return std::to_string(value); }
@@ -108,18 +116,32 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
     return record;
 }
 
-std::vector<RecordField> record_fields() {
-    std::vector<RecordField> fields;
+nlohmann::ordered_json record_schema() {
+    Json properties = Json::object();
+    Json always = Json::array(), if_done = Json::array();
     const ImageRecord any;
-    visit_fields(any, [&fields](const FieldDeclaration& declared, const auto&) {
-        fields.push_back({declared.name, declared.meaning, declared.is_known_if_refused});
+    visit_fields(any, [&](const FieldDeclaration& declared, const auto& field) {
+        properties[declared.name] = type_of(field);
+        properties[declared.name]["description"] = declared.meaning;
+        (declared.is_known_if_refused ? always : if_done).push_back(declared.name);
     });
-    return fields;
+    return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+            {"$id", "urn:norvane:summary:1"},
+            {"title", "Line of summary.ndjson for one image"},
+            {"type", "object"},
+            {"properties", std::move(properties)},
+            {"required", std::move(always)},
+            {"if", {{"properties", {{"refusal", {{"const", ""}}}}}}},
+            {"then", {{"required", std::move(if_done)}}}};
 }
 
 std::string csv_header() {
     std::string row;
-    for (const RecordField& field : record_fields()) row += (row.empty() ? "" : ",") + field.name;
+    const ImageRecord any;
+    visit_fields(any, [&row](const FieldDeclaration& declared, const auto&) {
+        if (!row.empty()) row += ",";
+        row += declared.name;
+    });
     return row;
 }
 

@@ -7,6 +7,8 @@
 
 #include <norvane/masking.h>
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <optional>
 #include <string>
@@ -51,13 +53,9 @@ struct ImageRecord {
     StageTimes seconds;
 };
 
-/// A field of the record: a column of summary.csv and a member of the lines of summary.ndjson.
-struct RecordField {
-    std::string name;
-    std::string meaning;
-    bool is_known_if_refused;  ///< a refused image has this field; its other fields are empty and left out of its line
-};
-[[nodiscard]] std::vector<RecordField> record_fields();
+/// The JSON Schema (draft 2020-12) of these lines. Its properties are the columns of summary.csv as well, in their
+/// order.
+[[nodiscard]] nlohmann::ordered_json record_schema();
 
 /// One line of JSON, without its line feed, that holds every field by its name.
 [[nodiscard]] std::string json_line(const ImageRecord& record);
