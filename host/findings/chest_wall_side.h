@@ -22,8 +22,9 @@ struct BrighterBorder {
 
 /// The vertical border of a prepared image at which more tissue lies: the breast lies against one of them. If both have
 /// as much, the brighter one; if the borders do not tell, the laterality does, by the way in which mammograms are hung.
-/// Throws Refusal if nothing tells.
-[[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality);
+/// At last comes `otherwise`. Throws Refusal if nothing tells.
+[[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality,
+                                              std::optional<IMAGE_SIDE> otherwise = std::nullopt);
 
 /// Where the chest wall of a breast lies by the way in which mammograms are hung.
 [[nodiscard]] IMAGE_SIDE hung_side(Laterality laterality);

@@ -13,6 +13,9 @@ namespace Norvane::Host {
 /// The image in `file`, whose format is found by its first bytes, not by its name. Throws Refusal.
 [[nodiscard]] SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options = {});
 
+/// The number of frames or pages in `file`; its header is read and no pixels. Throws Refusal.
+[[nodiscard]] unsigned count_frames(const std::filesystem::path& file, const ReadOptions& options = {});
+
 /// Whether the first bytes of `file` are those of a format that read_image() takes. Throws Refusal where there are
 /// none.
 [[nodiscard]] bool has_known_format(const std::filesystem::path& file);

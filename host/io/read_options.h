@@ -13,6 +13,7 @@ namespace Norvane::Host {
 struct ReadOptions {
     std::optional<unsigned> frame{};   ///< 1-based; nothing: a file of several frames or pages is refused
     bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
+    bool takes_any_modality = false;   ///< otherwise a DICOM object that is no mammogram is refused
     DecodingPlace decoding = DecodingPlace::kWorker;   ///< of compressed DICOM pixels
     std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused unread
 };

@@ -13,4 +13,7 @@ namespace Norvane::Host {
 /// Refusal.
 [[nodiscard]] SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options);
 
+/// Throws Refusal.
+[[nodiscard]] unsigned count_tiff_pages(const std::filesystem::path& file, const ReadOptions& options);
+
 }  // namespace Norvane::Host

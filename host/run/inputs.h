@@ -2,6 +2,9 @@
 /// Which images a run is about: the files and folders of the command line and of a manifest.
 #pragma once
 
+#include "io/read_options.h"
+#include "run/option_table.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -15,7 +18,12 @@ struct Input {
     std::string refusal;         ///< why it is no use to open it; else empty
     std::string name;            ///< of the results, see give_result_names()
     bool is_named = true;        ///< by the user; otherwise a walk found it
+    GivenOptions own{};          ///< options that hold for this image alone and come before those of the run
 };
+
+/// The frame of its file that an input is about, as the user or expand_frames() wrote it; empty: the file has one, or
+/// the run says which.
+[[nodiscard]] std::string own_frame(const Input& input);
 
 /// Part `number` of `count`, from 1.
 struct Shard {
@@ -28,22 +36,28 @@ struct Shard {
 [[nodiscard]] bool is_in_shard(const Input& input, const Shard& shard);
 
 struct InputQuery {
-    std::vector<std::string> inputs;  ///< files and folders
-    std::string manifest;             ///< a file with more of them; "-" is standard input; empty: none
-    std::string root;                 ///< base of everything that lies below it; empty: folders are bases of their own
-    std::string out_dir;              ///< not walked
-    char list_end = '\n';             ///< what ends each name in the manifest: a line feed or NUL
+    std::vector<std::string> inputs;   ///< files and folders
+    std::string manifest;              ///< a file with more of them; "-" is standard input; empty: none
+    std::string root;                  ///< base of everything that lies below it; empty: folders are bases of their own
+    std::string out_dir;               ///< not walked
+    char list_end = '\n';              ///< what ends each name in the manifest: a line feed or NUL
+    std::vector<std::string> columns;  ///< names of the options that the manifest may say for each image
 };
 
 struct FoundInputs {
     std::vector<Input> inputs;    ///< those of a folder sorted by their paths
     std::size_t passed_over = 0;  ///< files in folders that are no images, and results of earlier runs
+    std::string note;             ///< about the manifest, see Manifest
 };
 
 /// Files that are named are taken as they are. Folders are walked: their images are found by content, and a file that
 /// has the ending of an image is one of them whatever it holds, so that a damaged image is missed by nobody. Hidden
 /// files and results of earlier runs are left out; no folder is walked twice, whatever links lead to it. Throws Refusal
-/// where the manifest cannot be read.
+/// where the manifest cannot be read. What the manifest says of a folder holds for all images in it.
 [[nodiscard]] FoundInputs find_inputs(const InputQuery& query);
+
+/// Makes an input of each frame of files that hold several: of those whose own options ask for all frames, and of those
+/// that say nothing about frames if `are_all_wanted`. A file that cannot be read stays as it is, to be refused later.
+void expand_frames(std::vector<Input>& inputs, bool are_all_wanted, const ReadOptions& options);
 
 }  // namespace Norvane::Host

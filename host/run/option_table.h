@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,7 @@ struct OptionFacts {
     std::string otherwise{};                           ///< what holds without the option; empty: the opposite
     std::string details{};                             ///< further sentences, for the manual page
     bool is_of_command = false;                        ///< means nothing to a program that calls the run itself
+    bool is_of_image = false;                          ///< may be a column of a manifest
 };
 
 /// `set` takes one value, of a flag "true" or "false". It throws std::invalid_argument with what is wrong with it.
@@ -70,7 +72,11 @@ public:
     std::string option;
 };
 
-/// The values in the texts, each one of the choices and in the range. Throws WrongOption.
+/// Whether two words of options are the same but for capitals.
+[[nodiscard]] bool is_same_word(std::string_view a, std::string_view b);
+
+/// The values in the texts, each in the range, or one of the choices, in the case of letters that the table has. Throws
+/// WrongOption.
 [[nodiscard]] std::vector<std::string> checked_values(const OptionFacts& option, const std::vector<std::string>& texts);
 
 /// Sets the options that were given, in the order of the table. Throws WrongOption.
@@ -89,7 +95,8 @@ void set_options(Options& options, const OptionTable<Options>& table, const Give
     }
 }
 
-/// The options that decide the results, as they were given, in the order of the table: "--view=mlo --fast=true ".
+/// The options that decide the results and were given, in the order of the table: "--view=mlo --fast=true ". Throws
+/// WrongOption.
 [[nodiscard]] std::string stamp_text_of(const std::vector<OptionFacts>& options, const GivenOptions& given);
 
 /// "FOLDER" or "left|right"; empty for a flag.
@@ -108,6 +115,8 @@ void set_options(Options& options, const OptionTable<Options>& table, const Give
 [[nodiscard]] unsigned whole_number_of(const std::string& text);
 [[nodiscard]] double number_of(const std::string& text);
 [[nodiscard]] double positive_number_of(const std::string& text);
+/// A pixel size. What must be millimetres is refused with the question.
+[[nodiscard]] double micrometres_of(const std::string& text);
 
 /// Of pairs of name and value.
 template <class NamedValues>

@@ -63,11 +63,17 @@ Source.__doc__ = f"{Source.__doc__}\n{_MEANINGS}"
 
 
 def read(
-    path: PathLike, *, frame: Optional[int] = None, decode: str = "isolated", image_memory: Optional[int] = None
+    path: PathLike,
+    *,
+    frame: Optional[int] = None,
+    any_modality: bool = False,
+    decode: str = "isolated",
+    image_memory: Optional[int] = None,
 ) -> Source:
     """The image in a file (PNG, TIFF, PGM, DICOM; known by its content), read as the program reads it.
 
     frame: which frame of a file that holds several, from 1; without it such a file is refused.
+    any_modality: read DICOM files that are no mammograms by their Modality.
     decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
         in this one, which damaged data may then end.
     image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
@@ -75,16 +81,22 @@ def read(
     Raises norvane.Refusal, a ValueError, with the program's sentence if the file cannot be read, and ValueError for a
     path with a null byte in it.
     """
-    return _read(path, frame, False, decode, image_memory)
+    return _read(path, frame, False, any_modality, decode, image_memory)
 
 
 def _read(
-    path: PathLike, frame: Optional[int], is_pixel_size_given: bool, decode: str, image_memory: Optional[int]
+    path: PathLike,
+    frame: Optional[int],
+    is_pixel_size_given: bool,
+    any_modality: bool,
+    decode: str,
+    image_memory: Optional[int],
 ) -> Source:
     name = os.fsencode(path)
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    return Source(_norvane.read(name, frame, is_pixel_size_given, decode, image_memory), os.fsdecode(name))
+    read = _norvane.read(name, frame, is_pixel_size_given, bool(any_modality), decode, image_memory)
+    return Source(read, os.fsdecode(name))
 
 
 class Analysis:
@@ -161,9 +173,9 @@ def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
     if value is None:
         return None
     if isinstance(value, str):
-        if value not in words:
+        if value.lower() not in words:
             raise ValueError(f"{name}: expected one of {', '.join(words)}, got {value!r}")
-        return words[value]
+        return words[value.lower()]
     try:
         return kind(value)
     except ValueError:
@@ -177,6 +189,10 @@ def analyse(
     side: Union[IMAGE_SIDE, str, None] = None,
     view: Union[IMAGE_VIEW, str, None] = None,
     pixel_size: Optional[float] = None,
+    default_side: Union[IMAGE_SIDE, str, None] = None,
+    default_view: Union[IMAGE_VIEW, str, None] = None,
+    default_pixel_size: Optional[float] = None,
+    any_modality: bool = False,
     frame: Optional[int] = None,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
@@ -197,6 +213,8 @@ def analyse(
         with more tissue.
     view: "mlo" with pectoral muscle, "cc" without; else what the file says.
     pixel_size: micrometres, at most 228; else what the file says.
+    default_side, default_view, default_pixel_size: what holds if the image does not say it; they override nothing.
+    any_modality: see read().
     frame: of a file that holds several, from 1.
     decode: "isolated" or "in-process", see read().
     image_memory: MiB that the image may need in all; an image that would need more is refused. Without it a file may
@@ -214,15 +232,18 @@ def analyse(
     Raises TypeError and ValueError for arguments that are none. An image that is refused, a missing file among them,
     raises nothing: its status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is released.
     """
-    noise_word = None if isinstance(noise, str) and noise == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
+    noise_word = None if isinstance(noise, str) and noise.lower() == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
     if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
         raise ValueError("padding: expected no noise class beside it, or BG_GIVEN_LEVEL, which alone looks at it")
     options = {
         "side": _word("side", side, IMAGE_SIDE, _SIDES),
         "view": _word("view", view, IMAGE_VIEW, _VIEWS),
         "pixel_size": pixel_size,
+        "default_side": _word("default_side", default_side, IMAGE_SIDE, _SIDES),
+        "default_view": _word("default_view", default_view, IMAGE_VIEW, _VIEWS),
+        "default_pixel_size": default_pixel_size,
         "noise": noise_word,
-        "tries_noise": isinstance(noise, str) and noise == "auto",
+        "tries_noise": isinstance(noise, str) and noise.lower() == "auto",
         "padding": padding,
         "crop": bool(crop),
         "inverted": bool(inverted),
@@ -231,7 +252,9 @@ def analyse(
         "image_memory": image_memory,
     }
     _norvane.check_options(options)
-    if options["side"] is IMAGE_SIDE.SIDE_UNDEFINED or options["view"] is IMAGE_VIEW.VIEW_UNDEFINED:
+    if IMAGE_SIDE.SIDE_UNDEFINED in (options["side"], options["default_side"]) or (
+        IMAGE_VIEW.VIEW_UNDEFINED in (options["view"], options["default_view"])
+    ):
         raise ValueError("side and view: expected None where they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected an array with it; files say it themselves")
@@ -243,7 +266,8 @@ def analyse(
         elif isinstance(image, Source):
             source, file = image._source, image.file
         else:
-            found = _read(image, frame, pixel_size is not None, decode, image_memory)
+            is_size_given = pixel_size is not None or default_pixel_size is not None
+            found = _read(image, frame, is_size_given, any_modality, decode, image_memory)
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:

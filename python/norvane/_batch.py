@@ -68,6 +68,7 @@ class Input(NamedTuple):
     refusal: str  #: why it is no use to open it; else empty
     name: str  #: of the results: OUT_DIR/NAME.ending
     is_named: bool  #: by the user; otherwise a walk found it
+    own: Dict[str, List[str]] = {}  #: options that hold for this image alone, as the manifest or --frame all says
 
 
 class Run:

@@ -128,7 +128,12 @@ def phantom(
     used_bits: int,
 ) -> Tuple[NDArray[np.uint16], NDArray[np.uint8]]: ...
 def read(
-    file: bytes, frame: Optional[int], is_pixel_size_given: bool, decode: str, image_memory: Optional[int]
+    file: bytes,
+    frame: Optional[int],
+    is_pixel_size_given: bool,
+    takes_any_modality: bool,
+    decode: str,
+    image_memory: Optional[int],
 ) -> Source: ...
 def source_of(pixels: NDArray[Any], used_bits: Optional[int]) -> Source: ...
 def analyse(source: Source, file: bytes, options: Mapping[str, Any]) -> Analysis: ...

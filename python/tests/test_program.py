@@ -133,7 +133,7 @@ def test_names_of_files_are_bytes(tmp_path):
         lambda name: _batch.Run([name], out_dir="out"),
         lambda name: _batch.Run([drawn], out_dir=name),
         lambda name: _batch.Run([drawn], out_dir="out").make(_batch.Input(name, "", "", "drawn", True)),
-        lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None),
+        lambda name: _norvane.read(os.fsencode(name), None, False, False, "isolated", None),
     ):
         with pytest.raises(ValueError, match="embedded null byte"):
             use(longer)

@@ -77,7 +77,7 @@ TEST(TransferSyntaxes, FramesAreFoundAmongTheirFragments) {
                     put_frames(header, encoding.data_set, frames, kilobytes, has_offset_table);
                 }
             });
-            EXPECT_EQ("holds 2 frames; choose one of them with --frame N", refusal_of(file));
+            EXPECT_EQ("holds 2 frames; choose one of them with --frame N, or all with --frame all", refusal_of(file));
             for (const unsigned frame : {2U, 1U}) {
                 const Host::SourceImage image = Host::read_image(file, {.frame = frame});
                 EXPECT_LE(loss(image, pictures[frame - 1]), encoding.loss) << frame;
