@@ -83,7 +83,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
         std::string name = file;
         if (written != encoding.uid) {
-            const std::string bytes = Tests::with_syntax(Host::read_bytes(file), written, encoding.uid);
+            const std::string bytes = Tests::with_syntax(Tests::read_bytes(file), written, encoding.uid);
             name = Fuzz::file_of(bytes);
         }
         const Host::SourceImage image = Host::read_dicom(name, {.frame = 1U, .is_pixel_size_given = true});

@@ -112,7 +112,7 @@ void write_dicom(Seeds& seeds) {
         EXPECT_TRUE(object.saveFile(file.c_str(), encoding.data_set).good());
         const std::string written = DcmXfer(encoding.data_set).getXferID();
         if (written != encoding.uid) {
-            const std::string bytes = with_syntax(Host::read_bytes(file), written, encoding.uid);
+            const std::string bytes = with_syntax(Tests::read_bytes(file), written, encoding.uid);
             std::ofstream(file, std::ios::binary) << bytes;
         }
         // As dicom_frame.cpp takes it: syntax, columns, rows, layout, frames, table, cut, then the frame.
@@ -142,7 +142,7 @@ void write_results_seeds(Seeds& seeds, const std::filesystem::path& root) {
         for (const auto& entry : std::filesystem::directory_iterator(root / reader)) files.push_back(entry.path());
         std::ranges::sort(files);
         for (const auto& file : files) {
-            seeds.add("written_results", std::string{static_cast<char>(flags)} + Host::read_bytes(file));
+            seeds.add("written_results", std::string{static_cast<char>(flags)} + Tests::read_bytes(file));
             flags = static_cast<unsigned char>(flags * 5 + 9);  // all of them, in some order
         }
     }

@@ -218,7 +218,7 @@ class Trial:
         self.tell("the scheduler was killed")
         self.faults.expect("exit code without a scheduler", 1, process.wait())
         self.faults.expect("what it says then", True,
-                           "the same command with --resume takes it up" in self.log_of("disturbed"))
+                           "give the same command with --resume" in self.log_of("disturbed"))
         self.cluster.come_back()
         self.tell("the scheduler was restarted and the run resumed")
         return self.dask("resumed", self.folder / "disturbed", "--resume")

@@ -6,6 +6,8 @@
     scripts/check_mutations.py --only host/ --changes 200 --at-least 80
     scripts/check_mutations.py --again report.jsonl     # the survivors once more, after the tests were sharpened
 
+If a run is interrupted, the same command with the same report continues it.
+
 Lines of src/ or of host/ are drawn at random; what changes in a line is what change_points() lists. The changed file,
 or all that include a changed header, are compiled into objects of their own and linked before the library of an
 unchanged build (-O1). Then the test programs of the room run that contain them: for src/ those of all its rooms, the
@@ -500,13 +502,17 @@ def main():
     root = pathlib.Path(os.environ.get("BUILD_ROOT", ROOT / "build" / "mutations")).resolve()
     build = Build(root, options.only.startswith("host/"))
     begun, counts = processor_seconds(), collections.Counter()
-    with open(options.report or os.devnull, "w", encoding="utf-8") as report:
+    judged = {}
+    if not options.again and options.report and options.report.exists():
+        judged = {change: (became, by) for change, became, by in read_report(options.report)}
+    with open(options.report or os.devnull, "a" if judged else "w", encoding="utf-8") as report:
         for change in source:
             if counts[NOTICED] + counts[SURVIVED] >= wanted:
                 break
-            became, by = judge(build, change)
+            became, by = judged.get(change) or judge(build, change)
             counts[became] += 1
-            write_entry(report, change, became, by)
+            if change not in judged:
+                write_entry(report, change, became, by)
             if became == SURVIVED:
                 show(change)
         for entry in kept:

@@ -6,6 +6,7 @@ check_page.py TESTS            TESTS, the program with the tests of host/run, wr
                                images; exits 1 on a fault and 77 if Chromium, its driver or Selenium is not installed
 check_page.py --look PAGE DIR  takes pictures of any page into DIR, for people to look at
 """
+import csv
 import itertools
 import json
 import os
@@ -107,8 +108,7 @@ def look(page, folder):
         browser.open(page, "document.querySelector('.card')")
         for view in ("sheet", "viewer"):
             if view == "viewer":
-                browser.run("const cards = [...document.querySelectorAll('.card')];"
-                            "(cards.find(card => !card.matches('.refused')) || cards[0]).click()")
+                browser.run("document.querySelector('.card').click()")
             time.sleep(1)
             pathlib.Path(f"{folder}/{view}-{scheme}-{width}.png").write_bytes(browser.photograph())
     print("\n".join(browser.errors()))
@@ -153,26 +153,48 @@ class Reader:
     def check_order(self):
         cards = self.browser.run("return [...document.querySelectorAll('.card')].map(c => [c.className,"
                                  "c.querySelector('.state').textContent, c.querySelector('.brief').textContent])")
-        self.expect("cards", 2000, len(cards))
-        self.expect("refused first", [5, 0], [sum("refused" in c[0] for c in part) for part in (cards[:5], cards[5:])])
-        self.expect("then cut tissue", {"Tissue as bright as the breast lies outside the mask."},
-                    {c[1] for c in cards[5:205]})
+        self.expect("cards", 1995, len(cards))
+        self.expect("first cut tissue", {"Tissue as bright as the breast lies outside the mask."},
+                    {c[1] for c in cards[:200]})
         self.expect("then rejected muscles", {"A line was found, but its contrast is not that of a muscle."},
-                    {c[1] for c in cards[205:405]})
-        contrasts = [float(c[2].rsplit(" ", 1)[1]) for c in cards[405:]]
+                    {c[1] for c in cards[200:400]})
+        contrasts = [float(c[2].rsplit(" ", 1)[1]) for c in cards[400:]]
         self.expect("then rising contrast", sorted(contrasts), contrasts)
+        for order, first in (("area", "in/folder 6/image 1000.png"), ("name", "in/folder 0/image 14.png")):
+            self.choose(order=order)
+            self.expect(f"first by {order}", first, self.browser.run(
+                "return [...document.querySelectorAll('.card')].map(c => c.title)"
+                ".find(file => file.startsWith('in/folder'))"))
+        self.expect("names that do not fit", [], self.browser.run(
+            "return [...document.querySelectorAll('.name')].slice(0, 40)"
+            ".filter(name => name.scrollHeight > name.clientHeight).map(name => name.textContent)"))
+
+    def refused(self):
+        """The heading of the refused files, and those that are listed below it."""
+        return self.browser.run("const list = document.getElementById('refused');"
+                                "return [list.querySelector('summary').textContent,"
+                                "[...list.querySelectorAll('li')].map(entry => entry.innerText)]")
+
+    def check_refused(self):
+        self.choose()
+        self.expect("refused files, folded", ["5 refused files", []], self.refused())
+        self.browser.driver.find_element("css selector", "#refused summary").click()
+        self.choose(text="is number 1600")
+        self.wait_for("the refused file", "document.querySelector('#refused li')")
+        self.expect("a refused file", ["1 of 5 refused files", ["in/folder 4/image 1600.png is number 1600"]],
+                    self.refused())
 
     def check_filters(self):
         for expected, choice in (
-                (5, {"status": "refused"}), (200, {"status": "3"}), (200, {"status": "12"}),
+                (200, {"status": "3"}), (200, {"status": "12"}),
                 (400, {"status": "doubted"}), (1595, {"status": "fine"}), (20, {"status": "warned"}),
-                (1000, {"view": "cc"}), (995, {"view": "mlo"}),
+                (1000, {"view": "cc"}), (0, {"mark": "bad"}), (1995, {"mark": "none"}), (995, {"view": "mlo"}),
                 (500, {"view": "cc", "side": "left"}), (20, {"text": "CONTRADICTS itself"}),
-                (1, {"text": "is number 1600"}), (100, {"status": "3", "side": "right"}),
-                (0, {"view": "mlo", "text": "contradicts"}), (2000, {})):
+                (100, {"status": "3", "side": "right"}),
+                (0, {"view": "mlo", "text": "contradicts"}), (1995, {})):
             self.choose(**choice)
             self.expect(f"shown for {choice}", expected, self.shown())
-            self.expect(f"count for {choice}", f"{expected} of 2000 shown", self.text("count"))
+            self.expect(f"count for {choice}", f"{expected} of 1995 shown", self.text("count"))
             self.expect(f"note for {choice}", expected == 0, self.browser.find("none").is_displayed())
 
     def check_viewer(self):
@@ -240,23 +262,53 @@ class Reader:
         self.choose()
         files = self.browser.run("return [...document.querySelectorAll('.card')].map(c => c.title)"
                                  ".filter(t => !t.startsWith('in/folder'))")
-        self.expect("hostile names", 8, len(files))
+        self.expect("hostile names", 9, len(files))
         for file in files:
             self.open_card(file)
             self.wait_for(file, "document.querySelector('[data-layer=breast]')")
             self.expect(file, 90, self.browser.run(
                 "const image = new Image(); image.src = document.querySelector('#picture image').getAttribute('href');"
                 "try { await image.decode(); } catch {} return image.naturalWidth"))
-        self.open_card("in/folder 1/image 400.png")
-        self.expect("a refusal", "Refused\nin/folder 1/image 400.png is number 400", self.text("verdict"))
         self.expect("the page's own title", "Masks of mammograms", self.browser.driver.title)
 
     def check_missing_files(self):
-        self.open_card("in/folder 2/image 9.png")
+        self.open_card("in/folder 3/image 10.png")
         self.wait_for("the note", "!document.getElementById('no-picture').hidden")
         self.browser.press(Keys.ESCAPE)
         self.wait_for("the empty card",
-                      "document.querySelector('.card[title=\"in/folder 2/image 9.png\"] .thumb.empty')")
+                      "document.querySelector('.card[title=\"in/folder 3/image 10.png\"] .thumb.empty')")
+
+    def check_marks(self, page):
+        """Marks by keys and buttons, with notes, stay in the browser and are exported."""
+        self.choose(order="name", text="image 1")
+        files = self.browser.run("return [...document.querySelectorAll('.card')].map(c => c.title)")
+        self.open_card(files[0])
+        self.browser.press("g")
+        self.browser.press(Keys.RIGHT)
+        self.browser.press("b")
+        self.browser.press("n")
+        self.browser.press("1 \"b\", not good")
+        self.browser.press(Keys.ENTER)
+        self.browser.press(Keys.RIGHT)
+        self.browser.driver.find_element("css selector", "[data-mark=unsure]").click()
+        self.browser.press("u")  # takes it back
+        self.browser.press(Keys.LEFT)
+        self.browser.press(Keys.ESCAPE)
+        self.browser.open(page, ready_with(1995))
+        self.choose(mark="bad")
+        self.expect("what was marked as bad", files[1:2],
+                    self.browser.run("return [...document.querySelectorAll('.card')].map(c => c.title)"))
+        self.expect("the badge", ["Bad"], self.browser.run(
+            "return [...document.querySelectorAll('.mark')].map(mark => mark.textContent)"))
+        self.expect("the export", "Export 2 marks", self.text("export"))
+        table = self.browser.run(
+            "const made = URL.createObjectURL; let blob;"
+            "URL.createObjectURL = what => made.call(URL, blob = what); document.getElementById('export').click();"
+            "URL.createObjectURL = made; return await blob.text()")
+        rows = sorted(csv.reader(table.splitlines()))
+        self.expect("the table", sorted([["file", "mark", "note"], [files[0], "good", ""],
+                                         [files[1], "bad", '1 "b", not good']]), rows)
+        self.choose()
 
     def check_many(self, page):
         """Three times as many images: the rest comes by scrolling."""
@@ -294,16 +346,16 @@ def check(tests):
         page = make_sample(tests, pathlib.Path(folder) / "sample")
         browser = Browser(is_watched=True)
         reader = Reader(browser)
-        for step in (lambda: browser.open(page, ready_with(2000)), reader.check_order, reader.check_filters,
-                     reader.check_viewer, reader.check_moves, reader.check_hostile_names, reader.check_missing_files,
-                     lambda: reader.check_many(page)):
+        for step in (lambda: browser.open(page, ready_with(1995)), reader.check_order, reader.check_refused,
+                     reader.check_filters, reader.check_viewer, reader.check_moves, reader.check_hostile_names,
+                     reader.check_missing_files, lambda: reader.check_marks(page), lambda: reader.check_many(page)):
             try:
                 step()
             except (RuntimeError, WebDriverException) as error:
                 reader.faults.append(str(error))
         reader.expect("requests beyond the folder", [],
                       [url for url in browser.requests() if not url.startswith("file://")])
-        reader.expect("errors", [], [text for text in browser.errors() if "image%209." not in text])
+        reader.expect("errors", [], [text for text in browser.errors() if "image%2010." not in text])
         browser.close()
     print("\n".join(reader.faults) or "check_page: no faults")
     return 1 if reader.faults else 0

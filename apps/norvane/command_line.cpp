@@ -3,19 +3,25 @@
 
 #include "export/program_version.h"
 #include "io/printable.h"
+#include "nearest_word.h"
 #include "run/exit_code.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <list>
 #include <ostream>
 #include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 namespace Norvane::Host {
 namespace {
 
-// A verb in the parser, and what was given for it.
+// A verb in the parser, and the words and options that were given for it.
 class VerbParser {
 public:
     VerbParser(CLI::App& app, Verb declared)
@@ -30,6 +36,12 @@ public:
     VerbParser& operator=(const VerbParser&) = delete;
 
     [[nodiscard]] bool is_chosen() const { return parser->parsed(); }
+    [[nodiscard]] const std::string& name() const { return verb.name; }
+    [[nodiscard]] std::vector<std::string> option_names() const {
+        std::vector<std::string> names{"--help"};
+        for (const OptionFacts& option : verb.options) names.push_back("--" + option.name);
+        return names;
+    }
 
     [[nodiscard]] Task task() const {
         GivenOptions given;
@@ -57,8 +69,48 @@ private:
     Verb verb;
     CLI::App* parser;
     std::vector<std::string> words;
-    std::vector<CLI::Option*> options;  // in the order of those of the verb
+    std::vector<CLI::Option*> options;  // in the same order as verb.options
 };
+
+std::string question(const std::string& nearest) {
+    return nearest.empty() ? std::string() : "; did you mean " + nearest + "?";
+}
+
+// Throws CLI::ValidationError if the first word is no verb.
+void check_verb(const std::vector<std::string>& words, const std::list<VerbParser>& parsers) {
+    if (words.empty() || words.front().starts_with('-')) return;
+    std::vector<std::string> names{"help", "version"};
+    for (const VerbParser& parser : parsers) names.push_back(parser.name());
+    const std::string& typed = words.front();
+    if (std::ranges::find(names, typed) != names.end()) return;
+    std::string nearest = nearest_word(typed, names);
+    std::error_code ignored;
+    if (nearest.empty() && std::filesystem::exists(typed, ignored)) nearest = "norvane masks " + typed;
+    throw CLI::ValidationError("There is no verb " + typed + question(nearest));
+}
+
+// Says more than the parser does of an option that it does not know.
+std::string unexpected(const CLI::App& app, const std::list<VerbParser>& parsers, const CLI::ExtrasError& error) {
+    std::string text = error.what();
+    for (const std::string& extra : app.remaining(true)) {
+        for (const VerbParser& parser : parsers) {
+            if (!parser.is_chosen() || !extra.starts_with("--")) continue;
+            text += question(nearest_word(extra.substr(0, extra.find('=')), parser.option_names()));
+            return text;
+        }
+    }
+    return text;
+}
+
+// "help masks" as "masks --help", and "version" as "--version".
+std::vector<std::string> as_options(std::vector<std::string> words) {
+    if (words.empty()) return words;
+    if (words.front() == "version") words.front() = "--version";
+    if (words.front() != "help") return words;
+    words.erase(words.begin());
+    if (words.empty() || words.front().starts_with('-')) return {"--help"};
+    return {words.front(), "--help"};
+}
 
 }  // namespace
 
@@ -66,18 +118,25 @@ std::variant<int, Task> parse_command_line(int argc, const char* const* argv, st
     CLI::App app("Norvane: masks of mammograms", "norvane");
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("norvane ") + program_version(), "Print the version and exit");
-    app.footer(kExitCodesHelp);
+    app.footer(std::string("norvane help VERB describes a verb, norvane version prints the version.\n\n") +
+               kExitCodesHelp);
     app.failure_message([](const CLI::App* of, const CLI::Error& e) {
         return CLI::FailureMessage::simple(of, CLI::Error(e.get_name(), printable(e.what())));  // it quotes arguments
     });
     std::list<VerbParser> parsers;
     for (const Verb& verb : verbs()) parsers.emplace_back(app, verb);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+        words = as_options(std::move(words));
+        check_verb(words, parsers);
+        std::ranges::reverse(words);  // the parser takes them from the end
+        app.parse(std::move(words));
         for (const VerbParser& parser : parsers) {
             if (parser.is_chosen()) return parser.task();
         }
-        return kExitUsage;  // not reached: a verb is required
+        return kExitUsage;  // never reached, because a verb is required
+    } catch (const CLI::ExtrasError& e) {
+        return app.exit(CLI::ValidationError(unexpected(app, parsers, e)), out, err) == 0 ? kExitDone : kExitUsage;
     } catch (const CLI::ParseError& e) {
         return app.exit(e, out, err) == 0 ? kExitDone : kExitUsage;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fills what the tables of options say into the documents. It is run when the program is built, and is not installed.
+// Fills the documents from the tables of options. This program runs during the build and is not installed.
 //   norvane-documents manual|completion|readme TEMPLATE RESULT
 #include "verbs/verb.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 using namespace Norvane::Host;
 
-// The text with every `from` as `to`.
+// The text with every `from` replaced by `to`.
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
@@ -37,12 +37,12 @@ std::string joined(const std::vector<std::string>& parts, const std::string& sep
     return text;
 }
 
-// Sentences a line each, in the language of manual pages.
+// The sentences in the language of manual pages, one per line.
 std::string roff(const std::string& sentences) {
     return replaced(replaced(replaced(sentences, "\\", "\\e"), "-", "\\-"), ". ", ".\n");
 }
 
-// In the font B, bold, or I, italic.
+// The text in the font B (bold) or I (italic).
 std::string in_font(char font, const std::string& text) {
     std::string set = "\\f";
     set += font;
@@ -78,7 +78,7 @@ std::string readme_row(const OptionFacts& option) {
     return row.str();
 }
 
-// What follows an option: a list of values, or a word for files, folders and texts of the user's own.
+// What may follow an option: its values, or a word that stands for files, folders or free text.
 std::string completion_values(const OptionFacts& option) {
     std::vector<std::string> words;
     if (option.kind == OptionKind::kList) words.emplace_back("//list");
@@ -119,8 +119,8 @@ std::string entries(const std::string& verb_name, const std::string& group,
     return text;
 }
 
-// A line with a mark becomes what the mark asks for: "@options masks Batch@", or "@values@" of the completion. In the
-// README the marks are comments that stay, and what stands between them and the next comment is replaced.
+// Replaces each line that is a mark by what it asks for: "@options masks Batch@", or "@values@" in the completion. In
+// the README, the marks are comments that stay, and the lines up to the next comment are replaced.
 std::string filled(const std::string& kind, std::istream& from) {
     constexpr const char* kBegin = "<!-- options ";
     std::string text;

@@ -10,13 +10,13 @@
 
 namespace {
 
-// A file that is opened while a standard stream is closed would get its number, and then what is printed would go into
-// that file. What holds the number instead can be used in the wrong direction only, so that failures still show.
+// If a standard stream is closed, the next file that is opened would get its number, and printed text would go into
+// that file. So the number is given to /dev/null, opened in the wrong direction, so that using the stream still fails.
 void occupy_closed_streams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
         (void)open("/dev/null",
-                   stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // takes the lowest number, which is this
+                   stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);  // gets the lowest free number, which is this one
     }
 }
 
@@ -24,6 +24,6 @@ void occupy_closed_streams() {
 
 int main(int argc, char** argv) {
     occupy_closed_streams();
-    std::signal(SIGXFSZ, SIG_IGN);  // a limit on the size of files is a failure to write one, and no end of the run
+    std::signal(SIGXFSZ, SIG_IGN);  // if a file hits a size limit, writing it fails, but the run goes on
     return Norvane::Host::run_program(argc, argv, std::cout, std::cerr);
 }

@@ -20,7 +20,7 @@ void BitFrames::paint(unsigned frame, const SourceMask& mask, bool is_on) {
     }
 }
 
-// Bits first .. end - 1: whole bytes at once where there are any.
+// Sets the bits first .. end - 1. Whole bytes are written at once.
 void BitFrames::fill(std::size_t first, std::size_t end, bool is_on) {
     const auto put = [this, is_on](std::size_t bit) {
         const unsigned place = 1U << (bit % kByteBits);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Frames of one bit a pixel as DICOM packs them.
+/// Frames with one bit per pixel, packed as DICOM requires.
 #pragma once
 
 #include "export/source_masks.h"
@@ -10,8 +10,8 @@
 
 namespace Norvane::Host {
 
-/// Pixels follow each other without a gap, rows and frames included; the first one lies in the lowest bit of its byte.
-/// The number of bytes is even.
+/// Pixels, rows and frames follow each other without gaps. The first pixel is the lowest bit of the first byte. The
+/// number of bytes is even.
 class BitFrames {
 public:
     BitFrames(unsigned columns, unsigned rows, unsigned count);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The part of the source that shows the breast, for training and for viewers.
+/// Cuts out the part of the source that shows the breast, for training and for viewers.
 #pragma once
 
 #include "findings/findings.h"
@@ -8,11 +8,11 @@
 
 namespace Norvane::Host {
 
-/// The box around breast and muscle, in pixels of the source; the whole source where no mask was found.
+/// The box around breast and muscle, in pixels of the source. If there is no mask, the whole source.
 [[nodiscard]] SourceBox breast_window(const Findings& findings);
 
-/// A grey PNG of 16 bits of that box: the samples of the source where there is breast or muscle, 0 elsewhere. A source
-/// whose tissue is dark is inverted, so that 0 is the dark end of the scale always.
+/// A grey 16-bit PNG of that box: the samples of the source inside breast and muscle, and 0 elsewhere. If tissue is
+/// dark in the source, the samples are inverted, so that 0 always is the dark end of the scale.
 [[nodiscard]] std::string breast_crop_png(const Findings& findings);
 
 }  // namespace Norvane::Host

@@ -44,7 +44,7 @@ DcmItem& add_code(DcmItem& item, const DcmTagKey& sequence, const DicomCode& cod
 
 std::string uid_of(const std::string& seed) {
     std::array<std::uint8_t, 32> bytes = sha256(seed);
-    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x80U);  // a UUID of version 8: by rules of its own
+    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x80U);  // a UUID of version 8: the program's own rule
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);
     __extension__ unsigned __int128 number = 0;
     for (std::size_t i = 0; i < 16; ++i) number = number << 8U | bytes[i];

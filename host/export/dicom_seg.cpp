@@ -33,20 +33,20 @@ constexpr DicomCode kSourceImage{"121322", "DCM", "Source image for image proces
 
 constexpr const char* kAlgorithmName = "Norvane";
 
-/// The segments of an object, a frame each; a mask that was not found is a frame without pixels.
+/// The segments of an object. Each has one frame; if its mask was not found, the frame has no pixels.
 enum class SegContent {
     kBreastAndMuscle,  // breast without muscle, and muscle
-    kJoined,           // both in one segment, as far down as the muscle reaches: it would overlap the others
+    kJoined,           // the full mask as one segment; in an object of its own, since it overlaps the others
 };
 
 struct Segment {
     const char* label;
     DicomCode type;
-    std::array<Uint16, 3> cielab;  // the colour in which viewers show it: 0 .. 65535 for L*, a* and b*
+    std::array<Uint16, 3> cielab;  // the colour for viewers: L*, a* and b*, each 0 .. 65535
     Masking::MASK_STATUS status;
 };
 
-/// What differs between the kinds of objects.
+/// What differs between the two kinds of objects.
 struct SegPlan {
     const char* series_number;
     const char* series_description;
@@ -139,7 +139,7 @@ void put_segment(DcmItem& object, const Segment& segment, unsigned number, const
     item.putAndInsertUint16Array(DCM_RecommendedDisplayCIELabValue, segment.cielab.data(), segment.cielab.size());
 }
 
-// Frames are told apart by their segment, and by nothing else.
+// Frames differ only in their segment.
 void put_dimensions(DcmItem& object) {
     const std::string uid = uid_of("dimensions\nsegment");
     put_text(add_item(object, DCM_DimensionOrganizationSequence), DCM_DimensionOrganizationUID, uid);
@@ -170,7 +170,7 @@ void put_frames(DcmItem& object, const SegPlan& plan, const SegSource& source, d
     for (unsigned i = 0; i < plan.segments.size(); ++i) put_frame(object, i + 1, source);
 }
 
-/// Writes the object with its file header, or the data set alone.
+/// The bytes of a file, or those of a data set without a file header.
 template <class Object>
 std::string bytes_of(Object& object) {
     constexpr std::size_t kRoomForFileHeader = 4096;
@@ -189,7 +189,7 @@ std::string bytes_of(Object& object) {
 }
 
 std::string dicom_seg(const Findings& findings, SegContent content) {
-    if (!findings.source.dicom_texts) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
+    if (!findings.source.dicom_texts) throw Refusal("is not a DICOM object, which the results seg and seg-joined need");
     const DicomTexts& header = *findings.source.dicom_texts;
     SegSource source = seg_source(header);
     if (findings.source.frame_count > 1) source.frame = findings.source.frame;
@@ -209,7 +209,7 @@ std::string dicom_seg(const Findings& findings, SegContent content) {
     put_frames(object, plan, source, findings.settings.pixel_size_um.value);
     const BitFrames frames = frames_of(findings, content);
     object.putAndInsertUint8Array(DCM_PixelData, frames.bytes().data(), frames.bytes().size());
-    // Two objects have the same identifier when, and only when, they are the same.
+    // Two objects have the same identifier if and only if their contents are the same.
     put_text(object, DCM_SOPInstanceUID, uid_of("object\n" + bytes_of(object)));
     return bytes_of(file);
 }

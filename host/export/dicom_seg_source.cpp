@@ -19,7 +19,7 @@ std::string required_uid(const DicomTexts& header, const DcmTagKey& tag, const c
     return uid;
 }
 
-// The object's own date is the source's, as a second run has to give the same bytes. Both fields must have a value.
+// The object takes its date from the source, so that a second run gives the same bytes. Both fields must have a value.
 void put_date(const DicomTexts& header, DcmItem& object) {
     struct DateAndTime {
         DcmTagKey date, time;
@@ -28,7 +28,7 @@ void put_date(const DicomTexts& header, DcmItem& object) {
                                          {DCM_AcquisitionDate, DCM_AcquisitionTime},
                                          {DCM_SeriesDate, DCM_SeriesTime},
                                          {DCM_StudyDate, DCM_StudyTime}};
-    std::string date = "19000101";  // where the source has none
+    std::string date = "19000101";  // if the source has none
     std::string time = "000000";
     for (const DateAndTime& known : kDates) {
         const std::string known_date = copied_text(header, known.date);
@@ -42,7 +42,7 @@ void put_date(const DicomTexts& header, DcmItem& object) {
     put_text(object, DCM_ContentTime, time);
 }
 
-// A mask of a picture that was compressed with loss counts as compressed with loss, with what is known of it.
+// If the source was compressed with loss, its masks count as such too, with the known method and ratio.
 void put_compression(const DicomTexts& header, DcmItem& object) {
     const std::string ratio = copied_text(header, DCM_LossyImageCompressionRatio);
     const std::string method = copied_text(header, DCM_LossyImageCompressionMethod);
@@ -83,7 +83,7 @@ std::string filing_warning(const DicomTexts& header) {
     for (const auto& [tag, name] : kFields) {
         if (copied_text(header, tag).empty()) names += (names.empty() ? "" : ", ") + std::string(name);
     }
-    return names.empty() ? names : "the header has no valid " + names + ": empty in the DICOM SEG as well";
+    return names.empty() ? names : "the header has no valid " + names + ", so the DICOM SEG has none either";
 }
 
 void put_reference(DcmItem& item, const SegSource& source) {
@@ -99,7 +99,7 @@ void put_source_references(DcmItem& object, const SegSource& source) {
 
 std::string decimal_text(double value) {
     char text[32];
-    (void)std::snprintf(text, sizeof text, "%.10g", value);  // 10 digits, point, sign and exponent: 16 at most
+    (void)std::snprintf(text, sizeof text, "%.10g", value);  // 10 digits, point, sign and exponent: at most 16
     return text;
 }
 

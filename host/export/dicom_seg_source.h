@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a segmentation object takes from the header of the mammogram.
+/// The fields that a segmentation object takes from the header of the mammogram.
 #pragma once
 
 #include "io/header.h"
@@ -11,30 +11,30 @@
 
 namespace Norvane::Host {
 
-/// The object that the masks belong to.
+/// Identifies the object that the masks belong to.
 struct SegSource {
     std::string class_uid;
     std::string instance_uid;
     std::string series_uid;
-    unsigned frame = 0;  ///< from 1; 0 where the object has no more than one
+    unsigned frame = 0;  ///< from 1; 0 if the object has only one
 };
-/// Throws Refusal where the header does not say.
+/// Throws Refusal if the header lacks a valid identifier.
 [[nodiscard]] SegSource seg_source(const DicomTexts& header);
 
-/// Patient, study, orientation, compression and date. Fields with values that break the rules are left out or empty.
+/// Copies patient, study, orientation, compression and date. Fields with invalid values are left out or left empty.
 void copy_source_fields(const DicomTexts& header, DcmItem& object);
 
-/// A sentence about fields by which archives file an object and that have no valid value in the header: the object
-/// leaves them empty. An empty text where all are there.
+/// A warning if the header lacks valid values for fields by which archives file an object: the object leaves them
+/// empty. Empty if nothing is missing.
 [[nodiscard]] std::string filing_warning(const DicomTexts& header);
 
-/// Class and instance of the source, as a field group of `item`.
+/// Writes class and instance of the source into `item`.
 void put_reference(DcmItem& item, const SegSource& source);
 
-/// The same with the series, for the whole object.
+/// Writes the same with the series, for the whole object.
 void put_source_references(DcmItem& object, const SegSource& source);
 
-/// A number as a decimal string of DICOM, at most 16 characters.
+/// A number as a DICOM decimal string of at most 16 characters.
 [[nodiscard]] std::string decimal_text(double value);
 
 }  // namespace Norvane::Host

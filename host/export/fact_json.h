@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Facts about an image as JSON, wherever they stand.
+/// Converts the facts about an image to JSON.
 #pragma once
 
 #include "io/header.h"

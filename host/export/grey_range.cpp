@@ -5,7 +5,7 @@
 
 namespace Norvane::Host {
 
-// The preparation scales the used bits to 16, and turns the levels round where tissue is dark.
+// Preparation scales the used bits to 16. If tissue is dark in the source, it also inverts the grey levels.
 GreyRange grey_range_of(const SourceImage& source) {
     const GreyRange all;
     if (!source.window || source.window->value.width <= 0.0) return all;

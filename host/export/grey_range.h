@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// How pictures show the grey levels of a prepared image.
+/// Decides how pictures show the grey levels of a prepared image.
 #pragma once
 
 #include "io/source_image.h"
@@ -9,7 +9,7 @@
 
 namespace Norvane::Host {
 
-/// Levels of the prepared image, of 16 bits, between which a picture goes from black to white.
+/// The 16-bit levels of the prepared image that a picture shows as black and as white.
 struct GreyRange {
     double black = 0.0;
     double white = 65536.0;
@@ -20,7 +20,7 @@ struct GreyRange {
     }
 };
 
-/// The window that the source asks for; all levels where it asks for none, or for one in which nothing would show.
+/// The window that the source asks for. If it has none, or one that would show nothing, all levels.
 [[nodiscard]] GreyRange grey_range_of(const SourceImage& source);
 
 }  // namespace Norvane::Host

@@ -10,14 +10,14 @@
 
 namespace Norvane::Host {
 
-/// Compresses bytes as they come into a gzip stream. Without a time in it: the same input gives the same bytes.
+/// Compresses bytes step by step into a gzip stream. The stream holds no time, so the same input gives the same bytes.
 class GzipStream {
 public:
     explicit GzipStream(std::string& bytes) : output(bytes) {
         constexpr int kLevel = 9;
-        constexpr int kWindowBits = 15 + 16;  // 16 asks for the gzip wrapper
+        constexpr int kWindowBits = 15 + 16;  // adding 16 selects the gzip wrapper
         constexpr int kMemoryLevel = 8;
-        // As runs: labels are areas, and the general search takes five times as long.
+        // Compressed as runs, because labels form areas. The general search takes five times as long.
         if (deflateInit2(&stream, kLevel, Z_DEFLATED, kWindowBits, kMemoryLevel, Z_RLE) != Z_OK) throw std::bad_alloc();
     }
     ~GzipStream() { deflateEnd(&stream); }
@@ -35,7 +35,7 @@ private:
             char buffer[16384];
             stream.next_out = reinterpret_cast<Bytef*>(buffer);
             stream.avail_out = sizeof buffer;
-            (void)deflate(&stream, flush);  // fails for wrong use only
+            (void)deflate(&stream, flush);  // it only fails if it is used wrongly
             output.append(buffer, sizeof buffer - stream.avail_out);
         } while (stream.avail_out == 0);
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The kinds of results: what can be written of one image.
+/// The kinds of results that can be written for one image.
 #pragma once
 
 #include "findings/findings.h"
@@ -10,30 +10,29 @@
 namespace Norvane::Host {
 
 struct ResultFile {
-    const char* ending;  ///< of its name, NAME.ending
-    /// Its bytes. Throws Refusal if the image has no such result.
+    const char* ending;  ///< the file is called NAME.ending
+    /// Makes the bytes of the file. Throws Refusal if the image has no such result.
     std::string (*encode)(const Findings& findings);
 };
 
-/// A kind of result. What makes its files only reads the findings, so kinds may be made in any order, on any thread.
+/// A kind of result. Its functions only read the findings, so kinds may be made in any order and on any thread.
 struct ResultKind {
-    const char* name;         ///< on the command line
-    const char* description;  ///< for people
+    const char* name;         ///< the word for it on the command line
+    const char* description;  ///< for the help text
     bool is_default;
     std::vector<ResultFile> files;
-    /// A sentence about what a reader of these files should know; empty if there is nothing to say. Null: there never
-    /// is.
+    /// Returns a sentence that a reader of these files should know, or an empty text. Null if there never is one.
     std::string (*warning)(const Findings& findings) = nullptr;
 };
 
-/// Every kind, in the order in which the files get their names: what may be refused comes first, and the JSON last.
-/// Where the JSON is, the others are.
+/// All kinds, in the order in which their files are put in place. Kinds that may be refused come first, and the JSON
+/// comes last: if the JSON exists, all other files do.
 [[nodiscard]] const std::vector<ResultKind>& result_kinds();
 
-/// Those whose names are among `names`.
+/// The kinds whose names are among `names`.
 [[nodiscard]] std::vector<ResultKind> kinds_named(const std::vector<std::string>& names);
 
-/// What their readers should know, each sentence once.
+/// The warnings of all these kinds, each sentence once.
 [[nodiscard]] std::vector<std::string> warnings_of(const std::vector<ResultKind>& kinds, const Findings& findings);
 
 }  // namespace Norvane::Host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The labels of all pixels of the source as files.
+/// Writes the labels of all pixels of the source as files.
 #pragma once
 
 #include "export/source_masks.h"
@@ -11,13 +11,13 @@
 
 namespace Norvane::Host {
 
-/// Appends a gzip stream of `header` and then of a SourceLabel for each pixel, row by row.
+/// Appends a gzip stream that holds `header` and then a SourceLabel for each pixel, row by row.
 void append_compressed(std::string& bytes, std::span<std::uint8_t> header, const LabelImage& labels);
 
-/// A grey PNG of 8 bits at the source's size whose samples are SourceLabels.
+/// A grey 8-bit PNG of the size of the source. Its samples are SourceLabels.
 [[nodiscard]] std::string label_png(const Findings& findings);
 
-/// The same as NRRD with its header attached, the pixel size in millimetres, compressed.
+/// The same as compressed NRRD with an attached header. The pixel size is in millimetres.
 [[nodiscard]] std::string label_nrrd(const Findings& findings);
 
 }  // namespace Norvane::Host

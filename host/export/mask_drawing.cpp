@@ -84,7 +84,7 @@ void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, const st
     cairo_save(c);
     cairo_scale(c, zoom, zoom);
     cairo_set_source_surface(c, grey.get(), 0, 0);
-    // Enlarged it is enough to interpolate; made smaller, every pixel has to count.
+    // To enlarge, interpolation is enough. To reduce, every pixel has to count.
     cairo_pattern_set_filter(cairo_get_source(c), zoom < 1.0 ? CAIRO_FILTER_GOOD : CAIRO_FILTER_BILINEAR);
     cairo_paint(c);
     cairo_restore(c);

@@ -25,12 +25,12 @@ inline void set_colour(cairo_t* c, const Colour& colour) {
     cairo_set_source_rgb(c, colour.red, colour.green, colour.blue);
 }
 
-/// Throws unless all that was drawn, or written, is there: std::bad_alloc where memory ran out.
+/// Throws if drawing or writing failed: std::bad_alloc if memory ran out.
 void require_drawn(cairo_status_t status);
 
-/// A picture to draw on.
+/// A new picture to draw on.
 [[nodiscard]] Surface make_surface(int width, int height);
-/// The bytes of a PNG file.
+/// The bytes of the picture as a PNG file.
 [[nodiscard]] std::string png_of(const Surface& surface);
 
 /// A region and how its outline is drawn.
@@ -39,8 +39,9 @@ struct DrawnRegion {
     const Region* region;
 };
 
-/// An image on the working grid in grey and the outlines of its masks on it in their order, from the corner (0, 0) on,
-/// `zoom` pixels to a pixel of the image. `line_zoom` makes the outlines narrower or wider.
+/// Draws an image of the working grid in grey and the outlines of its masks on it, in their order. The corner of the
+/// image is at (0, 0), and `zoom` pixels of the picture show one pixel of the image. `line_zoom` scales the width of
+/// the outlines.
 void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, const std::vector<DrawnRegion>& regions,
                 double zoom, double line_zoom);
 void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_zoom);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Masks of the working grid in the forms that other programs read or compare.
+/// Encodes masks of the working grid in forms that other programs read or compare.
 #pragma once
 
 #include "findings/region.h"
@@ -10,11 +10,11 @@
 
 namespace Norvane::Host {
 
-/// Run lengths as COCO has them before its text compression: down one column after the other, pixels outside and
-/// inside in turn, beginning with those outside (0 where the first pixel is inside).
+/// Run lengths in COCO's uncompressed form. They go down one column after another and alternate between pixels outside
+/// and inside. The first one counts pixels outside; it is 0 if the first pixel is inside.
 [[nodiscard]] std::vector<std::size_t> coco_counts(const MaskBitmap& bitmap);
 
-/// In hexadecimal, of width x height bytes, row by row: 1 for a pixel of the mask and 0 for any other.
+/// SHA-256, in hexadecimal, of width x height bytes, row by row: 1 for a pixel of the mask and 0 for any other.
 [[nodiscard]] std::string sha256_of(const MaskBitmap& bitmap);
 
 }  // namespace Norvane::Host

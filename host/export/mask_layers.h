@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The masks as outlines in pictures: one name, one colour and one width each, wherever they are drawn.
+/// How pictures show the masks as outlines: each has the same name, colour and width everywhere.
 #pragma once
 
 #include "findings/library_masks.h"
@@ -13,10 +13,10 @@ struct Colour {
 };
 
 struct MaskLayer {
-    const char* key;    ///< a word, for files
+    const char* key;    ///< one word, for files
     const char* label;  ///< for people
     Colour colour;
-    double line_width;  ///< in pixels of a picture about 1,000 pixels high
+    double line_width;  ///< in pixels, for a picture about 1,000 pixels high
     const Region& (*region_of)(const FoundMasks&);
 };
 
@@ -37,8 +37,8 @@ inline constexpr MaskLayer kPectoralLayer{
         return m.pectoral.region;
     }};
 
-/// In the order in which they are drawn. Wider lines lie below narrower ones, so that outlines that run together all
-/// stay visible.
+/// All layers in the order in which they are drawn. Wider lines lie below narrower ones, so that outlines stay visible
+/// where they coincide.
 inline constexpr std::array<MaskLayer, 5> kMaskLayers{kFrameLayer, kFullLayer, kOuterLayer, kBreastLayer,
                                                       kPectoralLayer};
 

@@ -14,13 +14,13 @@ enum Direction : unsigned { kRight, kDown, kLeft, kUp };
 constexpr std::array<int, 4> kStepX{1, 0, -1, 0};
 constexpr std::array<int, 4> kStepY{0, 1, 0, -1};
 
-/// Unit edges around the pixels, inside on the right hand: for each pixel corner the directions in which edges leave
-/// it.
+/// The unit edges around the pixels, with the inside on their right. For each pixel corner, the map holds the
+/// directions in which edges leave it.
 class EdgeMap {
 public:
     explicit EdgeMap(const MaskBitmap& bitmap)
         : columns(bitmap.width + 1), leaving(std::size_t{columns} * (bitmap.height + 1)) {
-        const auto inside = [&bitmap](unsigned x, unsigned y) {  // wraps below 0, which is outside as well
+        const auto inside = [&bitmap](unsigned x, unsigned y) {  // -1 wraps to a large number, which is outside too
             return x < bitmap.width && y < bitmap.height && bitmap.at(x, y);
         };
         for (unsigned y = 0; y < bitmap.height; ++y) {
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] std::size_t size() const { return leaving.size(); }
     [[nodiscard]] bool has_edge(std::size_t corner) const { return leaving[corner] != 0; }
 
-    /// The closed line from `corner` on; its edges are taken out of the map.
+    /// Follows the closed line from `corner` and removes its edges from the map.
     Outline take_line(std::size_t corner) {
         Outline line;
         const std::size_t start = corner;
@@ -57,7 +57,7 @@ private:
     void add(unsigned x, unsigned y, unsigned direction) {
         leaving[std::size_t{y} * columns + x] |= static_cast<std::uint8_t>(1U << direction);
     }
-    // Where two lines touch in a corner, the sharp turn to the right keeps them apart.
+    // If two lines touch in a corner, turning right first keeps them apart.
     unsigned take_edge(std::size_t corner, unsigned arrival) {
         for (const unsigned turn : {1U, 0U, 3U, 2U}) {
             const unsigned direction = (arrival + turn) % 4;
@@ -66,14 +66,14 @@ private:
             leaving[corner] &= static_cast<std::uint8_t>(~bit);
             return direction;
         }
-        return arrival;  // not reached: as many edges leave a corner as arrive there
+        return arrival;  // never reached, because as many edges leave a corner as arrive there
     }
 
     unsigned columns;
     std::vector<std::uint8_t> leaving;
 };
 
-// Running mean over five corners: turns the staircase of a slanted line into the line.
+// A running mean over five corners makes a straight line of the staircase of a slanted one.
 Outline smooth(const Outline& line) {
     constexpr std::size_t kHalf = 2;
     const std::size_t n = line.size();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The masks as pictures.
+/// Writes the masks as pictures.
 #pragma once
 
 #include "export/mask_layers.h"
@@ -10,7 +10,7 @@
 
 namespace Norvane::Host {
 
-/// A grey PNG of 8 bits at the size of the working grid: 255 inside the mask and 0 outside.
+/// A grey 8-bit PNG of the size of the working grid: 255 inside the mask and 0 outside.
 template <const MaskLayer& layer>
 [[nodiscard]] std::string mask_png(const Findings& findings) {
     const Image& grid = findings.working_image();

@@ -16,7 +16,7 @@
 namespace Norvane::Host {
 namespace {
 
-/// The header of a NIfTI-1 file with its data after it (R. W. Cox and others, 2004), little endian.
+/// The header of a little endian NIfTI-1 file whose data follow in the same file (R. W. Cox and others, 2004).
 class NiftiHeader {
 public:
     void put(std::size_t at, std::int16_t value) { put_bits(at, static_cast<std::uint16_t>(value), 2); }
@@ -25,7 +25,7 @@ public:
     void put(std::size_t at, std::string_view text) { std::ranges::copy(text, bytes.begin() + static_cast<int>(at)); }
 
     static constexpr std::size_t kSize = 348;
-    static constexpr std::size_t kDataAt = 352;  // four bytes follow that announce no extension
+    static constexpr std::size_t kDataAt = 352;  // after four bytes that say that there is no extension
     std::array<std::uint8_t, kDataAt> bytes{};
 
 private:
@@ -50,7 +50,7 @@ NiftiHeader header_of(const LabelImage& labels, double pixel_size_um) {
     header.put(84, millimetres);
     header.put(88, 1.0F);
     header.put(108, static_cast<float>(NiftiHeader::kDataAt));
-    header.put(112, 1.0F);  // slope of the values
+    header.put(112, 1.0F);  // the slope of the values
     header.bytes[123] = 2;  // millimetres
     header.put(148, std::string("norvane ") + program_version());
     header.put(344, "n+1");

@@ -21,7 +21,7 @@ constexpr Colour kPanel{0.09, 0.10, 0.12};
 constexpr Colour kText{0.90, 0.91, 0.93};
 constexpr Colour kFaintText{0.62, 0.65, 0.70};
 
-constexpr double kPictureWidth = 1500.0;  // pixels of the picture; the working image is scaled to fit
+constexpr double kPictureWidth = 1500.0;  // pixels of the picture; the working image is scaled to it
 constexpr double kPictureHeight = 1100.0;
 constexpr double kPanelHeight = 900.0;
 constexpr double kPanelWidth = 380.0;
@@ -86,11 +86,11 @@ private:
     double y;
 };
 
-// File names are bytes; what is no UTF-8 in them is shown as a question mark.
+// File names may hold any bytes. Those that are not UTF-8 are shown as question marks.
 std::string shown_text(const std::string& text) {
     using Json = nlohmann::json;
     const auto whole = Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
-    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // few fonts have it
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // few fonts have this character
     std::string shown;
     for (std::size_t at = 0; at < whole.size();) {
         const bool is_replaced = whole.compare(at, kReplacement.size(), kReplacement) == 0;

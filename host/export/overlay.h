@@ -9,7 +9,7 @@
 
 namespace Norvane::Host {
 
-/// The prepared image in grey, the outlines in colours, and beside it a legend with the name of the file, the settings
+/// The prepared image in grey with the outlines in colours. A legend beside it shows the name of the file, the settings
 /// and the statuses in words.
 [[nodiscard]] Surface overlay_surface(const Findings& findings);
 

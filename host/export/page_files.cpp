@@ -20,16 +20,16 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr double kThumbnailWidth = 300.0;  // pixels; twice what the page gives it, for dense screens
+constexpr double kThumbnailWidth = 300.0;  // pixels; twice its size on the page, for screens with high resolution
 constexpr double kThumbnailHeight = 400.0;
 constexpr double kThumbnailLineZoom = 0.7;
-constexpr int kThumbnailQuality = 80;  // of JPEG
+constexpr int kThumbnailQuality = 80;  // JPEG quality
 constexpr int kPictureQuality = 92;
 
-/// The outline of a mask as the data of an SVG path, in tenths of a pixel: whole numbers keep it short.
+/// The outline of a mask as the data of an SVG path. The unit is a tenth of a pixel, because whole numbers are short.
 std::string path_data(const Region& region, const Image& image) {
     constexpr double kTolerance = 0.3;  // pixels
-    constexpr double kUnit = 10.0;      // to a pixel
+    constexpr double kUnit = 10.0;      // per pixel
     std::string data;
     for (const Outline& line : outlines_of(region.bitmap(image.GetWidth(), image.GetHeight()))) {
         char command = 'M';
@@ -80,7 +80,7 @@ std::string page_layers(const Findings& findings) {
                                          {"pixel_size_um", image.GetPixelSize()},
                                          {"settings", settings_text(findings)},
                                          {"outlines", outlines}};
-    // In plain ASCII it is a script of the same meaning in every encoding.
+    // The script is plain ASCII, so it has the same meaning in every encoding.
     return "norvaneLayers(" + json.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + ");\n";
 }
 

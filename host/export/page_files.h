@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the page of a run shows of one image.
+/// Makes the files of one image for the page of a run.
 #pragma once
 
 #include "findings/findings.h"
@@ -14,8 +14,8 @@ namespace Norvane::Host {
 /// The prepared image in grey, as JPEG.
 [[nodiscard]] std::string page_picture(const Findings& findings);
 
-/// The outlines to lay over the picture, and the settings in words, as a call of norvaneLayers(). It is a script
-/// because pages that are opened from a folder may load scripts and pictures, and nothing else.
+/// The outlines to draw over the picture, and the settings in words, as a call of norvaneLayers(). It is a script
+/// because a page that is opened from a folder may load only scripts and pictures.
 [[nodiscard]] std::string page_layers(const Findings& findings);
 
 }  // namespace Norvane::Host

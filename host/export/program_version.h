@@ -3,7 +3,7 @@
 
 namespace Norvane::Host {
 
-/// Of the program, such as "1.0.0": what results are marked with.
+/// The version of the program, such as "1.0.0". Results are marked with it.
 [[nodiscard]] const char* program_version();
 
 }  // namespace Norvane::Host

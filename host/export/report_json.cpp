@@ -5,6 +5,7 @@
 #include "export/fact_json.h"
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
+#include "findings/areas.h"
 #include "findings/status_text.h"
 
 #include <nlohmann/json.hpp>
@@ -17,13 +18,14 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kMappingSentence =
-    "a pixel (x, y) of the source, inside the crop, belongs to a mask when the mask holds column "
+    "a pixel (x, y) of the source inside the crop belongs to a mask if the mask holds column "
     "floor((x - crop.x) * source.pixel_size_um / working.pixel_size_um + 0.5) of row "
     "floor((y - crop.y) * source.pixel_size_um / working.pixel_size_um + 0.5)";
-constexpr const char* kRowsSentence = "[y, first, last, first, last, ...] per row of the working grid, both ends in";
+constexpr const char* kRowsSentence =
+    "[y, first, last, first, last, ...] per row of the working grid; first and last belong to the mask";
 constexpr const char* kCocoSentence =
-    "run lengths down one column of the working grid after the other, pixels outside and inside the mask in turn, "
-    "beginning with those outside; size is [height, width]; uncompressed";
+    "uncompressed run lengths down one column of the working grid after another, alternately of pixels outside and "
+    "inside the mask, beginning with those outside; size is [height, width]";
 constexpr const char* kShaSentence =
     "of width x height bytes of the working grid, row by row: 1 for a pixel of the mask, 0 for any other";
 
@@ -62,6 +64,13 @@ Json json_of(const Region& region, const Image& working) {
 Json json_of(const FoundMask& mask, const Image& working) {
     Json json = {{"status", json_of(mask.status)}};
     json.update(json_of(mask.region, working));
+    return json;
+}
+
+Json areas_json(const Findings& findings) {
+    const BreastAreas areas = areas_of(findings);
+    Json json;
+    for (const AreaDeclaration& area : kAreas) json[area.name] = areas.*area.value;
     return json;
 }
 
@@ -105,7 +114,7 @@ Json settings_json(const Findings& findings) {
             {"inverted", settings.is_inverted}};
 }
 
-// The classes of background noise that were compared before one was taken.
+// The noise classes that were compared before one was chosen.
 Json trials_json(const Findings& findings) {
     Json trials = Json::array();
     for (const NoiseTrial& trial : findings.noise_trials) {
@@ -119,7 +128,8 @@ Json trials_json(const Findings& findings) {
     return trials;
 }
 
-// Whether the machine flipped the image before it was stored. The program does not, so masks fit the stored pixels.
+// Whether the machine flipped the image before it was stored. The program does not undo this, so the masks fit the
+// stored pixels.
 Json header_flip_json(const SourceImage& source) {
     return source.horizontal_flip.empty() ? Json(nullptr) : Json(source.horizontal_flip);
 }
@@ -144,7 +154,7 @@ Json geometry_json(const Findings& findings) {
             {"breast_window", json_of(breast_window(findings))}};
 }
 
-// Indented as usual, but arrays of numbers on one line: a mask has hundreds of rows.
+// Indents as usual, but writes arrays of numbers on one line, because a mask has hundreds of rows.
 void print(const Json& json, const std::string& indent, std::string& text) {
     const bool is_short_array =
         json.is_array() && std::ranges::all_of(json, [](const Json& item) { return item.is_primitive(); });
@@ -180,6 +190,7 @@ std::string report_json(const Findings& findings) {
                  {"settings", settings_json(findings)},
                  {"noise_trials", trials_json(findings)},
                  {"outline_contrast", findings.outline_contrast},
+                 {"areas", areas_json(findings)},
                  {"geometry", geometry_json(findings)},
                  {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
                  {"masks", masks_json(masks, findings.working_image())}};

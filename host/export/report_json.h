@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The results of one image as JSON.
+/// Writes the results of one image as JSON.
 #pragma once
 
 #include "findings/findings.h"
@@ -9,7 +9,7 @@
 namespace Norvane::Host {
 
 /// Statuses, settings with their reasons, geometry and masks as text. The report explains its own numbers: "geometry"
-/// holds the way from a pixel of the source to one of the masks, "encodings" the forms of a mask.
+/// says how to get from a pixel of the source to one of the masks, and "encodings" describes the forms of a mask.
 [[nodiscard]] std::string report_json(const Findings& findings);
 
 }  // namespace Norvane::Host

@@ -8,7 +8,7 @@
 
 namespace Norvane::Host {
 
-/// What was used for an image and why, a sentence a line, for people.
+/// The settings of an image and where they came from, one per line, for people.
 [[nodiscard]] std::vector<std::string> settings_text(const Findings& findings);
 
 }  // namespace Norvane::Host

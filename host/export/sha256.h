@@ -12,7 +12,7 @@ using Sha256 = std::array<std::uint8_t, 32>;
 [[nodiscard]] Sha256 sha256(std::span<const std::uint8_t> bytes);
 [[nodiscard]] Sha256 sha256(const std::string& text);
 
-/// In lower case, two digits a byte.
+/// Two lower-case digits per byte.
 [[nodiscard]] std::string hexadecimal(std::span<const std::uint8_t> bytes);
 
 }  // namespace Norvane::Host

@@ -6,7 +6,7 @@
 namespace Norvane::Host {
 namespace {
 
-/// The coordinate of the grid for 0 .. count - 1 of the source, ascending.
+/// The grid coordinates for the source coordinates 0 .. count - 1, in ascending order.
 std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um) {
     std::vector<unsigned> in_grid(count);
     for (unsigned v = 0; v < count; ++v) {
@@ -15,7 +15,7 @@ std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, flo
     return in_grid;
 }
 
-/// Source coordinates first .. end - 1 that lie on first .. last of the mask.
+/// The source coordinates first .. end - 1 that lie on a run of the mask.
 struct Stretch {
     unsigned first;
     unsigned end;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// JPEG files, for pictures that people look at: a fifth of the size of PNG.
+/// Writes JPEG files, for pictures that people look at. They have a fifth of the size of PNG files.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 namespace Norvane::Host {
 
 enum class JpegPixels {
-    kGrey,    ///< a byte a pixel
-    kColour,  ///< a word of 0x00RRGGBB a pixel, in the order of this machine
+    kGrey,    ///< one byte per pixel
+    kColour,  ///< one 32-bit word 0x00RRGGBB per pixel, in the byte order of this machine
 };
 
-/// The bytes of a JPEG file. `row_bytes` lie between the beginnings of two rows; `quality` goes up to 100.
+/// The bytes of a JPEG file. `row_bytes` is the distance from one row to the next; `quality` goes up to 100.
 [[nodiscard]] std::string encode_jpeg(const std::uint8_t* pixels, JpegPixels kind, unsigned width, unsigned height,
                                       std::size_t row_bytes, int quality);
 

@@ -22,10 +22,11 @@ struct PngLayout {
     PngContent content;
 };
 
-/// Fills a row of the file: 16-bit samples with the high byte first.
+/// Fills a row of the file. In 16-bit samples, the high byte comes first.
 using ByteRows = std::function<void(unsigned y, png_bytep row)>;
 
-/// As for reading: libpng leaves by longjmp, so what owns memory lives in this object or in its caller.
+/// If libpng fails, it leaves by longjmp without running destructors. So everything that owns memory lives in this
+/// object or in its caller.
 class PngEncoder {
 public:
     PngEncoder() {
@@ -58,9 +59,9 @@ public:
 private:
     void set_compression(const PngLayout& layout) {
         constexpr int kFast = 1;
-        constexpr int kThorough = 9;  // of runs: as fast as the others
+        constexpr int kThorough = 9;  // for runs, the highest level is as fast as the others
         const bool is_regions = layout.content == PngContent::kRegions;
-        if (!is_regions && layout.bits == 8) return;  // small pictures: as the library thinks best
+        if (!is_regions && layout.bits == 8) return;  // small pictures: libpng's defaults
         png_set_compression_level(png, is_regions ? kThorough : kFast);
         png_set_compression_strategy(png, is_regions ? Z_RLE : Z_DEFAULT_STRATEGY);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, is_regions ? PNG_FILTER_NONE : PNG_FILTER_UP);

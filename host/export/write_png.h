@@ -8,23 +8,23 @@
 
 namespace Norvane::Host {
 
-/// What the pixels show; it decides how they are compressed.
+/// What the pixels show. This decides how they are compressed.
 enum class PngContent {
     kPicture,  ///< grey levels with noise
-    kRegions,  ///< areas of few values, such as masks: compressed as runs, five times as fast
+    kRegions,  ///< areas with few values, such as masks; compressed as runs, which is five times as fast
 };
 
 /// Writes row `y` into `row`.
 template <class Sample>
 using RowSource = std::function<void(unsigned y, std::span<Sample> row)>;
 
-/// The bytes of a grey PNG file of 8 or 16 bits, whose rows are asked for one by one.
+/// The bytes of a grey PNG file of 8 or 16 bits. Asks for the rows one by one.
 [[nodiscard]] std::string encode_png(unsigned width, unsigned height, PngContent content,
                                      const RowSource<std::uint8_t>& source);
 [[nodiscard]] std::string encode_png(unsigned width, unsigned height, PngContent content,
                                      const RowSource<std::uint16_t>& source);
 
-/// The same from all pixels at once, row by row.
+/// The same from pixels in memory, row by row.
 [[nodiscard]] std::string encode_png(std::span<const std::uint8_t> pixels, unsigned width, unsigned height,
                                      PngContent content = PngContent::kPicture);
 [[nodiscard]] std::string encode_png(std::span<const std::uint16_t> pixels, unsigned width, unsigned height);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the user says about the images, on the command line.
+/// The user's options about the images.
 #pragma once
 
 #include "io/image_memory.h"
@@ -22,20 +22,21 @@ struct DefaultSettings {
     std::optional<double> pixel_size_um;
 };
 
-/// What is not given comes from the file or is found in the image.
+/// If a value is not given, it comes from the file or is found in the image.
 struct AnalysisOptions {
     std::optional<IMAGE_SIDE> side;
     std::optional<IMAGE_VIEW> view;
     std::optional<double> pixel_size_um;
     std::optional<BG_NOISE> noise;
-    bool tries_noise = false;  ///< the class is chosen from the pixels, whatever the file says; without `noise`
+    bool tries_noise =
+        false;  ///< choose the class from the pixels, whatever the file says; not used if `noise` is given
     std::optional<PaddingRange> padding;
     bool crops_film_area = true;
     bool is_inverted = false;
     bool is_fast = false;
     bool wants_contour = true;
     DefaultSettings defaults;
-    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused
+    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; if an image would need more, it is refused
 };
 
 }  // namespace Norvane::Host

@@ -15,12 +15,13 @@
 namespace Norvane::Host {
 namespace {
 
-// A quarter of the width: a thin strip at the very border can be frame, scanner border or padding.
+// A quarter of the width is compared, because a thin strip at the border could be frame, scanner border or padding.
 constexpr unsigned kBorderFraction = 4;
-// Means that differ by less than this share of the larger one, or by less than this many grey levels, tell nothing.
+// If the means differ by less than this share of the larger one, or by fewer grey levels than this, they decide
+// nothing.
 constexpr double kLeastRelativeDifference = 0.1;
 constexpr double kLeastDifference = 300.0;
-// A border that is brighter by this factor than the other one is the chest wall's, whatever a header says.
+// If one border is brighter by more than this factor, the chest wall is there, whatever the header says.
 constexpr double kClearRatio = 2.0;
 
 // Where no header says the side, the share of tissue decides: grey levels above this quantile, which is background even
@@ -117,7 +118,7 @@ Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& l
                 fmt::format("the {} border is the brighter one ({}; {})", name_of(*border.side), shares, border.means)};
     }
     if (laterality) {
-        return {hung_side(laterality->value), fmt::format("a {} breast, and the borders do not tell ({}; {})",
+        return {hung_side(laterality->value), fmt::format("a {} breast; the borders do not show the side ({}; {})",
                                                           name_of(laterality->value), shares, border.means)};
     }
     if (otherwise)

@@ -12,11 +12,12 @@
 
 namespace Norvane::Host {
 
-/// The brighter of the two vertical borders, where they differ. `is_clear`: one is more than twice as bright.
+/// The brighter of the two vertical borders; no side if they do not differ enough. `is_clear` says that one is more
+/// than twice as bright as the other.
 struct BrighterBorder {
     std::optional<IMAGE_SIDE> side;
     bool is_clear = false;
-    std::string means;  ///< what was measured
+    std::string means;  ///< the measured grey levels, in words
 };
 [[nodiscard]] BrighterBorder brighter_border(const Image& prepared);
 
@@ -26,7 +27,7 @@ struct BrighterBorder {
 [[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality,
                                               std::optional<IMAGE_SIDE> otherwise = std::nullopt);
 
-/// Where the chest wall of a breast lies by the way in which mammograms are hung.
+/// Where the chest wall of a breast lies by the convention for hanging mammograms.
 [[nodiscard]] IMAGE_SIDE hung_side(Laterality laterality);
 
 }  // namespace Norvane::Host

@@ -11,25 +11,25 @@
 namespace Norvane::Host {
 namespace {
 
-// A line is judged by samples at even distances: sections of equal length, with as many samples each.
+// A line is judged by evenly spaced samples. They are divided into sections of equal length.
 constexpr unsigned kSections = 16;
 constexpr unsigned kSamplesPerSection = 32;
 constexpr unsigned kSamples = kSections * kSamplesPerSection;
 
-// Shares of the grey range of the image.
-constexpr unsigned kExtremeShare = 8;                           // black and white reach an eighth into the range
-constexpr unsigned kWhiteSpreadShare = 16;                      // of the middle half of a white line
-constexpr std::array<unsigned, 2> kBlackSpreadShares{64, 256};  // a dark background asks for the finer one
+// Parts of the grey range of the image: 8 means an eighth.
+constexpr unsigned kExtremeShare = 8;                           // the darkest eighth is black, the brightest is white
+constexpr unsigned kWhiteSpreadShare = 16;                      // spread of the middle half of a white line
+constexpr std::array<unsigned, 2> kBlackSpreadShares{64, 256};  // the finer one is needed next to a dark background
 
-constexpr unsigned kStraySamples = kSamples / 50;               // of a border line: dust, burnt-in marks
-constexpr unsigned kSignalPerSection = kSamplesPerSection / 4;  // samples that make a section one of the film
-constexpr unsigned kSectionsAtEdge = 6;                         // a skin line, or a label's edge, is shorter
+constexpr unsigned kStraySamples = kSamples / 50;               // allowed in a border line: dust, burnt-in marks
+constexpr unsigned kSignalPerSection = kSamplesPerSection / 4;  // so many samples with a signal make a section film
+constexpr unsigned kSectionsAtEdge = 6;                         // a skin line or the edge of a label is shorter
 
 constexpr double kThinnestBorderUm = 1000.0;
-constexpr double kEdgeBlurUm = 500.0;  // within which the signal sets in
+constexpr double kEdgeBlurUm = 500.0;  // the signal begins within this distance of the border
 constexpr unsigned kSharpestEdge = 2;  // pixels
 
-constexpr unsigned kLeastShareLeft = 8;  // of width and height: what is left must still be a picture
+constexpr unsigned kLeastShareLeft = 8;  // an eighth of the width and height must remain
 
 enum class Border { kLeft, kRight, kTop, kBottom };
 constexpr std::array kColumnsBeforeRows{Border::kLeft, Border::kRight, Border::kTop, Border::kBottom};
@@ -41,7 +41,7 @@ const char* name_of(Border border) {
 
 bool is_column(Border border) { return border == Border::kLeft || border == Border::kRight; }
 
-// Of bright tissue: where it is dark in the file, grey levels count from 0 downwards here.
+// Grey levels with tissue bright. If tissue is dark in the file, the negative samples are used.
 struct GreyRange {
     int low, high;
 
@@ -68,7 +68,7 @@ Line line_at(const SourceImage& source, const SourceBox& box, Border border, uns
     return line;
 }
 
-// What lines without a signal look like on one border: samples low .. high, the middle half within `spread`.
+// What the lines of a border without a signal look like: samples low .. high, their middle half within `spread`.
 struct Blank {
     const char* name;
     int low, high, spread;
@@ -92,7 +92,7 @@ struct Blank {
     }
 };
 
-// The kinds of blank that the outermost line of a border can be of.
+// The kinds of blank border that the outermost line allows.
 std::vector<Blank> blanks_of(const GreyRange& range, Line outermost) {
     std::ranges::sort(outermost);
     const int level = outermost[kSamples / 2];
@@ -122,7 +122,7 @@ public:
           thinnest(static_cast<unsigned>(std::lround(kThinnestBorderUm / pixel_size_um))),
           blur(std::max(static_cast<unsigned>(std::lround(kEdgeBlurUm / pixel_size_um)), kSharpestEdge)) {}
 
-    // Cuts a border off the box, if there is one. Returns what it was, or nothing.
+    // If there is a blank border, cuts it off the box and describes it. Otherwise returns an empty text.
     std::string cut(SourceBox& box, Border border) const {
         for (const Blank& blank : blanks_of(range, line_at(source, box, border, 0))) {
             const unsigned thickness = thickness_of(box, border, blank);
@@ -134,7 +134,7 @@ public:
     }
 
 private:
-    // Lines up to the film's edge; 0 where no film follows.
+    // Number of lines up to the edge of the film; 0 if no film follows.
     [[nodiscard]] unsigned thickness_of(const SourceBox& box, Border border, const Blank& blank) const {
         const unsigned across = is_column(border) ? box.width : box.height;
         const unsigned whole = is_column(border) ? source.width : source.height;
@@ -164,7 +164,7 @@ private:
 Sourced<SourceBox> find_film_area(const SourceImage& source, double pixel_size_um) {
     Sourced<SourceBox> area{whole_of(source), {}};
     const BorderSearch search(source, pixel_size_um);
-    // Corners belong to two borders: what one cut leaves behind can show the next one its edge.
+    // Corners belong to two borders, so one cut can uncover the edge of another border. Repeat until nothing is cut.
     for (bool is_cut = true; is_cut;) {
         is_cut = false;
         for (const Border border : kColumnsBeforeRows) {

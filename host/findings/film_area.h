@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Finds the film inside what a scanner or an archive put around it.
+/// Finds the film inside the borders that a scanner or an archive added.
 #pragma once
 
 #include "io/source_image.h"
@@ -20,13 +20,13 @@ struct SourceBox {
 
 [[nodiscard]] inline SourceBox whole_of(const SourceImage& source) { return {0, 0, source.width, source.height}; }
 
-/// The source without its black and white borders. The library expects the chest wall at the first or last column,
-/// takes a black border for a background of its own, and looks for a bright frame in some classes of background only;
-/// so a collimation frame that is straight and bright all around is cut off too.
+/// The source without its black and white borders. They must go because the library expects the chest wall at the first
+/// or last column and would take a black border for background. It also looks for a bright frame in some noise classes
+/// only, so a straight, bright collimation frame is cut off too.
 ///
-/// A border is at least 1 mm of lines without a signal, black or white, that end at a straight edge: along much of the
-/// next line there is a signal. The black background of a digital image ends at the curved skin line and stays.
-/// The answer says which borders were cut off.
+/// A border consists of black or white lines without a signal, at least 1 mm thick together. It ends at a straight
+/// edge: the next line has a signal along much of its length. The black background of a digital image ends at the
+/// curved skin line, so it is not cut off. The answer says which borders were.
 [[nodiscard]] Sourced<SourceBox> find_film_area(const SourceImage& source, double pixel_size_um);
 
 }  // namespace Norvane::Host

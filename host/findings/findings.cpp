@@ -16,16 +16,16 @@
 namespace Norvane::Host {
 namespace {
 
-// Padding values that bound the breast are the class's business, wherever they lie.
+// With the class given-level, the library itself handles padding values next to the breast, so nothing is cut off.
 Sourced<SourceBox> crop_of(const AnalysisOptions& options, const SourceImage& source, const ImageSettings& settings) {
     if (!options.crops_film_area) return {whole_of(source), "as given"};
     if (settings.noise.value == BG_GIVEN_LEVEL) {
-        return {whole_of(source), "the class given-level looks at the borders itself"};
+        return {whole_of(source), "the class given-level handles the borders itself"};
     }
     return find_film_area(source, settings.pixel_size_um.value);
 }
 
-// Images with a black, flat background are all alike; on film the classes have to be tried.
+// Images with a black, flat background all need the same class. On film, the classes have to be tried.
 Sourced<BG_NOISE> choose_noise_class(const PreparedImage& plain, const MasksRequest& request,
                                      std::vector<NoiseTrial>& trials) {
     Sourced<BG_NOISE> noise = choose_noise(*plain.image, request.side);
@@ -42,7 +42,7 @@ Sourced<BG_NOISE> choose_noise_class(const PreparedImage& plain, const MasksRequ
     return noise;
 }
 
-// The working grid is never finer than the source, but as fine if the source is coarse.
+// The working grid is never finer than the source. If the source is coarse, it is as fine.
 void refuse_beyond_memory(const SourceImage& source, const ImageSettings& settings, std::uint64_t limit) {
     const SourceBox& crop = settings.crop.value;
     const double scale = std::min(1.0, settings.pixel_size_um.value / static_cast<double>(Masking::c_lowres_pixelsize));
@@ -69,7 +69,7 @@ Findings analyse(SourceImage source, const AnalysisOptions& options, std::string
     request.noise = settings.noise.value;
     findings.prepared = prepared_for(plain, request.noise);
     findings.masks = run_masks(findings.prepared, request);
-    // Raised levels would hide the step at the skin line.
+    // Uses `plain`, because levels raised for the class would hide the step at the skin line.
     findings.outline_contrast =
         outline_contrast(*plain.image, findings.masks.breast.region, findings.masks.frame.region);
     findings.source = std::move(source);

@@ -52,7 +52,7 @@ std::unique_ptr<Image> make_host_image(const GreySamples& samples) {
 std::unique_ptr<Image> host_image_over(const GreySamples& samples) {
     const bool has_library_rows = samples.row_stride == samples.width && samples.width % 2 == 0;
     if (!has_library_rows || samples.used_bits == kAllBits) return make_host_image(samples);
-    // Images know no constant buffers.
+    // Image has no constructor for a constant buffer.
     auto* bytes = reinterpret_cast<unsigned char*>(const_cast<std::uint16_t*>(samples.first));
     auto image = std::make_unique<Image>(bytes, FORMAT_UNSIGNED, 16, samples.width, samples.height,
                                          static_cast<float>(samples.pixel_size_um), true);
@@ -63,15 +63,15 @@ std::unique_ptr<Image> host_image_over(const GreySamples& samples) {
 PreparedImage prepare_samples(const GreySamples& samples, const std::optional<PaddingRange>& padding, BG_NOISE noise,
                               bool resample_first) {
     const std::unique_ptr<Image> image = host_image_over(samples);
-    // The shift of images with 16 used bits leaves padding values alone: they go in as they will be after it, which is
-    // how the source has them.
+    // Preparation shifts images with 16 used bits but not their padding values. So the padding values are passed as
+    // they are after the shift, and that is how the source gives them.
     const PaddingRange range = padding.value_or(PaddingRange{0, 0});
     unsigned short one_end = range.low;
     unsigned short other_end = range.high;
     PreparedImage prepared;
     prepared.image.reset(
         PrepareImage(image.get(), prepared.scale, noise, resample_first, nullptr, &one_end, &other_end));
-    // Inversion swaps the ends.
+    // If the image is inverted, the ends are swapped.
     prepared.padding_low = std::min(one_end, other_end);
     prepared.padding_high = std::max(one_end, other_end);
     return prepared;

@@ -10,7 +10,7 @@
 namespace Norvane::Host {
 namespace {
 
-// The field that says something. Formats without fields have one way of saying it.
+// A fact with its field. Formats without named fields have only one place for it, so it needs no name.
 template <class Value>
 Sourced<Value> said_by(const Sourced<Value>& fact) {
     return {fact.value, fact.from.empty() ? "as the file says" : fact.from};
@@ -53,8 +53,7 @@ void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
     }
 }
 
-// Padding values that the user gives are meant as the background; those of a file are used when the class asks for
-// them.
+// If the user gives padding values, they are the background. Those of a file are used only if the class needs them.
 Sourced<BG_NOISE> settle_given_noise(const AnalysisOptions& options, const SourceImage& source) {
     Sourced<BG_NOISE> noise{BG_AUTO_COARSE, {}};
     if (options.noise) {
@@ -70,7 +69,7 @@ Sourced<BG_NOISE> settle_given_noise(const AnalysisOptions& options, const Sourc
     return noise;
 }
 
-// The header's border, unless the pixels clearly show another one.
+// The border that the header names, unless the pixels clearly show the other one.
 Sourced<IMAGE_SIDE> check_header_side(const Sourced<IMAGE_SIDE>& header, const BrighterBorder& border,
                                       std::vector<std::string>& warnings) {
     if (!border.is_clear || border.side == header.value) return said_by(header);
@@ -82,11 +81,11 @@ Sourced<IMAGE_SIDE> check_header_side(const Sourced<IMAGE_SIDE>& header, const B
             fmt::format("the {} border is the brighter one ({}), against {}", shown, border.means, header.from)};
 }
 
-// A mirrored image is nothing unusual. If the header names both breast and chest wall, it may be a mistake too.
+// Mirrored images are common. But if the header names both breast and chest wall, one of them may be wrong.
 void compare_with_laterality(const SourceImage& source, IMAGE_SIDE side, std::vector<std::string>& warnings) {
     if (!source.laterality || !source.chest_wall || hung_side(source.laterality->value) == side) return;
     warnings.push_back(fmt::format(
-        "{} says a {} breast, but its chest wall is at the {} border: the image is mirrored, or the header wrong",
+        "{} says a {} breast, but its chest wall is at the {} border: the image is mirrored, or the header is wrong",
         source.laterality->from, name_of(source.laterality->value), name_of(side)));
 }
 

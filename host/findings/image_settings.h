@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What is used for one image, and where each of it came from: the command line before the file, the file before a
-/// guess.
+/// The settings for one image and where each came from. The command line comes first, then the file, then the pixels.
 #pragma once
 
 #include "findings/analysis_options.h"
@@ -21,12 +20,12 @@ struct ImageSettings {
     bool is_inverted = false;
 };
 
-/// What is known before the image is prepared: view, pixel size, and the noise class unless it is to be chosen, when it
-/// comes from nowhere. The options are carried into `source`. Throws Refusal.
+/// Settles what is known before preparation: view, pixel size and noise class. If the noise class has to be chosen from
+/// the pixels, its `from` is empty. Options about the samples are written into `source`. Throws Refusal.
 [[nodiscard]] ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source);
 
-/// The side. A header that puts the chest wall at a border that is clearly the darker one is not believed: archives
-/// flip images and leave the header as it was. Adds to `warnings` what contradicts. Throws Refusal.
+/// Settles the side. If the header puts the chest wall at the border that is clearly darker, the header is ignored,
+/// because archives flip images and leave the header as it was. Adds contradictions to `warnings`. Throws Refusal.
 [[nodiscard]] Sourced<IMAGE_SIDE> settle_side(const AnalysisOptions& options, const SourceImage& source,
                                               const Image& prepared, std::vector<std::string>& warnings);
 

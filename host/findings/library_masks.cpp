@@ -20,27 +20,27 @@ Masking::Params params_of(const PreparedImage& prepared, const MasksRequest& req
     return params;
 }
 
-/// The library's masks of one image while they are made: each call takes what the ones before it left.
+/// The library's masks of one image while they are made. Each call uses the masks of the calls before it.
 struct LibraryMasks {
     Mask frame, full, outer, breast, pectoral;
 };
 
 Masking::MASK_STATUS make_frame(Image* image, const Masking::Params& params, LibraryMasks& masks) {
-    Mask* frame = &masks.frame;  // the call would make one if there were none
+    Mask* frame = &masks.frame;  // if this were null, the call would make one
     return NvGenerateFrameMask(image, params, frame);
 }
 
 FoundMask found(const Mask& mask, Masking::MASK_STATUS status) { return {Region(mask), status}; }
 
-// The second mask comes with the outer contour only: left empty it would be what the cut-tissue check looks at.
+// The outer contour must be asked for, because the cut-tissue check looks at its mask, which would be empty otherwise.
 Masking::MASK_STATUS make_full(Image* image, Masking::Params params, LibraryMasks& masks) {
     params.fullContour = true;
     Mask muscle;
     return NvGenerateFullMask(image, params, &masks.frame, &masks.full, &muscle, &masks.outer);
 }
 
-// With a given level the breast call traces padding values and leaves its mask empty; the full mask of a view without
-// muscle is the breast for every class.
+// With a given level, the call for the breast traces padding values and leaves its mask empty. In a view without
+// muscle, the full mask is the breast, for every class.
 Masking::MASK_STATUS make_breast(Image* image, Masking::Params params, LibraryMasks& masks) {
     if (params.bgNoise == BG_GIVEN_LEVEL) {
         params.view = VIEW_NO_PECT;
@@ -51,15 +51,15 @@ Masking::MASK_STATUS make_breast(Image* image, Masking::Params params, LibraryMa
     return NvGenerateBreastMask(image, params, &masks.frame, &masks.breast, frame_box.data());
 }
 
-// The full mask's own status does not tell a muscle that was found from one that was rejected, so it is asked for.
+// The status of the full mask does not tell whether a muscle was found or rejected, so a separate call is needed.
 Masking::MASK_STATUS make_pectoral(Image* image, const Masking::Params& params, LibraryMasks& masks) {
     const auto status = NvGeneratePectMask(image, params, &masks.frame, &masks.breast, &masks.pectoral);
     if (status != Masking::MASK_OK) masks.pectoral.Clear();
     return status;
 }
 
-// In a view with muscle the outline of the joined mask is traced. Without muscle the points are the vertices of the
-// fast polygon writer, the only one that gives points.
+// In a view with muscle, the outline of the joined mask is traced. Without muscle, the points are the vertices of the
+// fast polygon writer, because no other one gives points.
 FoundContour make_contour(Image* image, Masking::Params params, LibraryMasks& masks) {
     FoundContour contour;
     contour.points.assign(2 * static_cast<std::size_t>(Masking::GetSizeForContour()), -1);

@@ -29,22 +29,22 @@ struct FoundMask {
 struct FoundContour {
     std::vector<int> points;  ///< x, y, x, y ... of the working grid; empty if no outline could be traced
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;
-    std::string source;  ///< how the points were made
+    std::string source;  ///< says how the points were made
 };
 
 struct FoundMasks {
     FoundMask frame;
-    FoundMask breast;    ///< without what the muscle adds
+    FoundMask breast;    ///< without the pixels that the muscle adds
     FoundMask pectoral;  ///< empty unless its status is MASK_OK
-    FoundMask full;      ///< breast and upper muscle; its status is the verdict on the image
+    FoundMask full;      ///< breast and upper muscle; its status is that of the image
     Region outer;        ///< the region inside the outer contour; it has no status of its own
     std::optional<FoundContour> contour;
 };
 
-/// Makes the breast mask alone.
+/// Makes only the breast mask.
 [[nodiscard]] FoundMask run_breast(PreparedImage& prepared, const MasksRequest& request);
 
-/// Makes the masks. Statuses are results; nothing is refused here.
+/// Makes all masks. A status that is not MASK_OK is a result too; nothing is refused here.
 [[nodiscard]] FoundMasks run_masks(PreparedImage& prepared, const MasksRequest& request);
 
 }  // namespace Norvane::Host

@@ -14,13 +14,13 @@
 namespace Norvane::Host {
 namespace {
 
-// Grey levels of the prepared image, which has 65536.
+// Grey levels of the prepared image, 0 to 65535.
 constexpr double kFlatDeviation = 64.0;
 constexpr double kNearlyMinimum = 64.0;
-constexpr double kBackgroundSpread = 1000.0;  // squares not brighter than the darkest one by more are background too
-// Black film may be clipped to 0 in places; the background of a digital image is flat nearly everywhere.
+constexpr double kBackgroundSpread = 1000.0;  // brighter than the darkest square by up to this: background
+// Black film may be clipped to 0 in some places. The background of a digital image is flat nearly everywhere.
 constexpr double kFlatShare = 0.5;
-// Film that was clipped to black fades into it. Above the black of a digital image comes the skin line, a step.
+// Clipped film fades gradually into black. In a digital image, black ends at the skin line with a step.
 constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
 constexpr double kDimShare = 0.039;   // of the pixels up to there that are not flat black
 // A square's side as a share of the shorter side of the image.
@@ -45,7 +45,7 @@ Region measure(const Image& image, unsigned x0, unsigned y0, unsigned size) {
     return {mean, std::sqrt(std::max(squares / n - mean * mean, 0.0))};
 }
 
-// Squares along the four borders, two deep: the outer ones may lie on a frame.
+// Squares along the four borders in two rows, because the outer ones may lie on a frame.
 std::vector<Region> border_regions(const Image& image) {
     const unsigned width = image.GetWidth();
     const unsigned height = image.GetHeight();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Chooses the class of background noise for an image whose owner did not say it.
+/// Chooses the noise class of an image from its pixels.
 #pragma once
 
 #include "io/header.h"

@@ -9,12 +9,12 @@ namespace {
 
 constexpr const char* kAgreement = "agreement";
 
-// One that stops at steep edges, one that stops at weak ones too, and one with a fixed level, which a foggy background
-// does not mislead: their mistakes have different causes. An odd number: of masks that lie within each other, the
+// The first stops at steep edges, the second also at weak ones, and the third has a fixed level, which a foggy
+// background does not mislead. So their mistakes have different causes. Their number is odd because of nested masks the
 // middle one agrees best.
 constexpr std::array kCandidates{BG_MG_RAW, BG_MG_RAW_2, BG_FIXED_MID};
 
-// The other statuses say that the mask is none, or not one of a breast.
+// Every other status means that there is no mask, or that it is not that of a breast.
 bool is_usable(const NoiseTrial& trial) {
     return trial.area > 0 && (trial.status == Masking::MASK_OK || trial.status == Masking::MASK_CHEST_WALL);
 }

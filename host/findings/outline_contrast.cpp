@@ -8,8 +8,8 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr int kDistance = 4;        // pixels from the outline, 0.9 mm, at which the grey levels are taken
-constexpr double kDarkest = 256.0;  // grey levels added: the logarithm of black, one level of an 8-bit image
+constexpr int kDistance = 4;        // the grey levels are taken so many pixels (0.9 mm) from the outline
+constexpr double kDarkest = 256.0;  // added to grey levels, since black has no logarithm; one level of 8 bits
 constexpr int kDirections[4][2] = {{-1, 0}, {1, 0}, {0, -1}, {0, 1}};  // outwards: x, y
 
 class OutlineSteps {
@@ -39,7 +39,8 @@ public:
     }
 
 private:
-    // The mask ends here, the points on both sides of its end are what they should be, and none of them is frame.
+    // The mask ends between (x, y) and its neighbour, the outer point lies outside the mask and inside the field, and
+    // the inner point lies inside the mask.
     [[nodiscard]] bool is_skin(int x, int y, int dx, int dy) const {
         if (at(inside, x + dx, y + dy)) return false;
         const int outer_x = x + kDistance * dx;

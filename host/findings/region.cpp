@@ -80,7 +80,7 @@ Mask Region::mask() const {
     return mask;
 }
 
-double dice(const Region& a, const Region& b) {
+std::size_t common_area(const Region& a, const Region& b) {
     std::size_t both = 0;
     for (const RowRuns& row : a.rows()) {
         const std::span<const ColumnRun> others = b.row(row.row);
@@ -96,8 +96,12 @@ double dice(const Region& a, const Region& b) {
             }
         }
     }
+    return both;
+}
+
+double dice(const Region& a, const Region& b) {
     const std::size_t sum = a.area() + b.area();
-    return sum > 0 ? 2.0 * static_cast<double>(both) / static_cast<double>(sum) : 1.0;
+    return sum > 0 ? 2.0 * static_cast<double>(common_area(a, b)) / static_cast<double>(sum) : 1.0;
 }
 
 unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um) {

@@ -12,7 +12,7 @@
 
 namespace Norvane::Host {
 
-/// Columns first .. last of one row, both ends in.
+/// The columns first .. last of one row, both included.
 struct ColumnRun {
     unsigned first;
     unsigned last;
@@ -21,17 +21,17 @@ struct ColumnRun {
 };
 struct RowRuns {
     unsigned row;
-    std::vector<ColumnRun> runs;  ///< at least one; ascending, and they do not touch
+    std::vector<ColumnRun> runs;  ///< at least one; in ascending order, never touching
 
     friend bool operator==(const RowRuns&, const RowRuns&) = default;
 };
 
-/// Columns and rows of a grid, both ends in.
+/// Columns left .. right and rows top .. bottom of a grid, all included.
 struct GridBounds {
     unsigned left, top, right, bottom;
 };
 
-/// One byte a pixel, 255 inside the mask and 0 outside.
+/// One byte per pixel: 255 inside the mask and 0 outside.
 struct MaskBitmap {
     unsigned width;
     unsigned height;
@@ -40,31 +40,31 @@ struct MaskBitmap {
     [[nodiscard]] bool at(unsigned x, unsigned y) const { return pixels[std::size_t{y} * width + x] != 0; }
 };
 
-/// What a mask holds, as runs of columns for each row of its grid. It never changes, so any number of threads may read
-/// it. The library's Mask is another thing: whoever reads one sets the size of the pixels in which it answers.
+/// The pixels of a mask as runs of columns for each row of its grid. A Region never changes, so any number of threads
+/// may read it. The library's Mask is different: to read one, a thread sets the pixel size in which it answers.
 class Region {
 public:
     Region() = default;  ///< no pixels
-    /// What `mask` holds, on its own grid.
+    /// The pixels of `mask` on its own grid.
     explicit Region(Mask mask);
-    /// `rows` ascend.
+    /// `rows` must be in ascending order.
     Region(std::vector<RowRuns> rows, float pixel_size_um);
 
-    /// The rows that hold pixels, ascending.
+    /// The rows that hold pixels, in ascending order.
     [[nodiscard]] const std::vector<RowRuns>& rows() const { return rows_with_pixels; }
     /// The runs of row `y`; none if the row holds no pixels.
     [[nodiscard]] std::span<const ColumnRun> row(unsigned y) const;
-    /// Micrometres from pixel to pixel of the grid. A region without pixels need not have it; it is 0 then.
+    /// Pixel size of the grid in micrometres. It may be 0 if the region has no pixels.
     [[nodiscard]] float pixel_size_um() const { return micrometres; }
 
-    [[nodiscard]] std::size_t area() const;  ///< pixels
+    [[nodiscard]] std::size_t area() const;  ///< number of pixels
     [[nodiscard]] std::optional<GridBounds> bounds() const;
-    /// For a grid of width x height. Pixels beyond it are left out.
+    /// The bitmap of a grid of width x height. Pixels outside it are left out.
     [[nodiscard]] MaskBitmap bitmap(unsigned width, unsigned height) const;
 
-    /// The same pixels, and the size that a region without pixels may lack.
+    /// The same pixels with this pixel size. A region without pixels may lack one.
     [[nodiscard]] Region with_pixel_size(float pixel_size_um) const;
-    /// As the library takes it.
+    /// The region as a Mask of the library.
     [[nodiscard]] Mask mask() const;
 
     friend bool operator==(const Region&, const Region&) = default;
@@ -74,12 +74,15 @@ private:
     std::vector<RowRuns> rows_with_pixels;
 };
 
-/// Twice the pixels of both by the sum of the pixels of each, on one grid (dice1945): 1 for regions that are
-/// equal or both empty, 0 for regions without a common pixel.
+/// The number of pixels that belong to both. Both must be on the same grid.
+[[nodiscard]] std::size_t common_area(const Region& a, const Region& b);
+
+/// Dice coefficient (dice1945): twice the number of common pixels, divided by the sum of both areas. It is 1 if the
+/// regions are equal or both empty, and 0 if they have no common pixel. Both must be on the same grid.
 [[nodiscard]] double dice(const Region& a, const Region& b);
 
-/// The pixel of a grid on which pixel `v` of a picture lies, along either axis; the sizes of their pixels are in
-/// micrometres. Mask::HitTest() takes the same way if its target pixel size is that of the picture.
+/// The pixel of a grid on which pixel `v` of a picture lies, along either axis. Pixel sizes are in micrometres. If its
+/// target pixel size is that of the picture, Mask::HitTest() calculates the same.
 [[nodiscard]] unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um);
 
 [[nodiscard]] double square_millimetres(std::size_t pixels, double pixel_size_um);

@@ -7,7 +7,7 @@ const StatusText& text_of(Masking::MASK_STATUS status) {
     for (const StatusText& text : kStatusTexts) {
         if (text.status == status) return text;
     }
-    static constexpr StatusText kUnknown{Masking::MASK_OK, "UNKNOWN", "The library answered a status without a name."};
+    static constexpr StatusText kUnknown{Masking::MASK_OK, "UNKNOWN", "The library returned an unknown status."};
     return kUnknown;
 }
 

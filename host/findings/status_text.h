@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The statuses of the mask operations in words.
+/// Describes the statuses of the mask operations in words.
 #pragma once
 
 #include <norvane/masking.h>
@@ -11,10 +11,10 @@ namespace Norvane::Host {
 struct StatusText {
     Masking::MASK_STATUS status;
     const char* name;
-    const char* sentence;  ///< what it means for the reader of the masks
+    const char* sentence;  ///< what it means for the user of the masks
 };
 
-/// Every status that an operation returns, in ascending order.
+/// All statuses that an operation can return, in ascending order.
 inline constexpr std::array<StatusText, 14> kStatusTexts{{
     {Masking::MASK_OK, "MASK_OK", "The mask can be used."},
     {Masking::MASK_TOO_SMALL, "MASK_TOO_SMALL", "The breast came out smaller than 1/60 of the image."},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a file says about its image, apart from the pixels: one value for all formats, and the declaration of each
-/// fact.
+/// What a file says about its image, apart from the pixels. All formats use the same record, and each fact is declared
+/// here.
 #pragma once
 
 #include "io/words.h"
@@ -16,7 +16,7 @@
 
 namespace Norvane::Host {
 
-/// A value and what it was taken from: a field of the header, an option, or a look at the pixels.
+/// A value and where it comes from: a field of the header, an option, or the pixels.
 template <class Value>
 struct Sourced {
     Value value;
@@ -27,38 +27,38 @@ Sourced(Value, std::string) -> Sourced<Value>;
 template <class Value>
 Sourced(Value) -> Sourced<Value>;
 
-/// Nothing if the file does not say it.
+/// A fact that a file may leave out.
 template <class Value>
 using Said = std::optional<Sourced<Value>>;
 
-/// Grey values of the file that mean "no image here", both ends in.
+/// Grey values of the file that mean "no image here". Both ends belong to the range.
 struct PaddingRange {
     std::uint16_t low;
     std::uint16_t high;
 };
 
-/// The grey values that the file wants to be shown from black to white.
+/// The range of grey values that should be displayed from black to white.
 struct DisplayWindow {
     double centre;
     double width;
 };
 
-/// A fact that is a text and that nothing here depends on. A row is all that it needs: the readers look for it, and
-/// `norvane info`, the results, the tables, the page and the Python module show it.
+/// A fact that is a text and that no rule depends on. One row is enough: the readers look for it, and `norvane info`,
+/// the results, the tables, the page and the Python module show it.
 struct TextFact {
-    const char* name;     ///< in all that is written, and of the attribute in Python
-    std::uint32_t field;  ///< of DICOM: group and element
-    const char* keyword;  ///< of that field
+    const char* name;     ///< its name in all output, and the attribute in Python
+    std::uint32_t field;  ///< the DICOM field: group and element
+    const char* keyword;  ///< DICOM's keyword for that field
     const char* meaning;  ///< a sentence
 };
 inline constexpr std::array kTextFacts{
     TextFact{"study_instance_uid", 0x0020'000D, "StudyInstanceUID", "Identifier of the study"},
 };
 
-/// Texts of a DICOM header by the number of their field, group and element.
+/// Texts of a DICOM header. The key is the number of the field: group and element.
 using DicomTexts = std::map<std::uint32_t, std::string>;
 
-/// See visit_facts() for what each of them means.
+/// visit_facts() says what each member means.
 struct Header {
     std::string format;
     std::string encoding;
@@ -75,24 +75,23 @@ struct Header {
     Said<BG_NOISE> noise;
     Said<PaddingRange> padding;
     Said<DisplayWindow> window;
-    std::array<Said<std::string>, kTextFacts.size()> texts;  ///< those of kTextFacts, in their order
+    std::array<Said<std::string>, kTextFacts.size()> texts;  ///< in the order of kTextFacts
     std::vector<std::string> flags;
     std::vector<std::string> warnings;
 
-    std::string horizontal_flip;  ///< FieldOfViewHorizontalFlip of a DICOM object
-    std::optional<DicomTexts>
-        dicom_texts;  ///< what an object made of this DICOM object repeats; none for other formats
+    std::string horizontal_flip;            ///< FieldOfViewHorizontalFlip of a DICOM object
+    std::optional<DicomTexts> dicom_texts;  ///< what a DICOM object made from this one repeats; none for other formats
 };
 
-/// How a fact is shown wherever it stands.
+/// How a fact is shown everywhere.
 struct FactDeclaration {
     const char* name;       ///< in the JSON and the text of `norvane info`
-    const char* attribute;  ///< of a Source in Python; null: it has none
-    const char* otherwise;  ///< what happens if the file does not say it; null: it always does
+    const char* attribute;  ///< the attribute of a Source in Python; null if there is none
+    const char* otherwise;  ///< what applies if the file does not say it; null if every file says it
     const char* meaning;    ///< with the unit
 };
 
-/// Calls visit(declaration, value) for every fact, in the order in which people read them. Optional ones are Said<>.
+/// Calls visit(declaration, value) for every fact, in the order in which they are shown. Optional facts are Said<>.
 template <class Visitor>
 void visit_facts(const Header& h, const Visitor& visit) {
     using Fact = FactDeclaration;
@@ -108,21 +107,20 @@ void visit_facts(const Header& h, const Visitor& visit) {
     visit(Fact{"tissue_is_dark", "inverted", nullptr, "Tissue is dark on a bright background"}, h.needs_inversion);
     visit(Fact{"pixel_size_um", "pixel_size", "give --default-pixel-size", "Micrometres from pixel to pixel"},
           h.pixel_size_um);
-    visit(Fact{"view", "view", "give --default-view", "View: mlo with pectoral muscle, cc without"}, h.view);
+    visit(Fact{"view", "view", "give --default-view", "View: mlo shows the pectoral muscle, cc does not"}, h.view);
     visit(Fact{"breast", "laterality", "found in the pixels", "Which breast it is, not where its chest wall lies"},
           h.laterality);
     visit(Fact{"chest_wall_border", "side", "found in the pixels", "Image border at which the chest wall lies"},
           h.chest_wall);
-    visit(Fact{"noise_class", "noise", "found in the pixels", "Noise class that the kind of acquisition has"}, h.noise);
-    visit(Fact{"padding", "padding", "none", "Lowest and highest grey value that mean that there is no image"},
-          h.padding);
-    visit(Fact{"window", "window", "none", "Centre and width of the grey values that are to be shown"}, h.window);
+    visit(Fact{"noise_class", "noise", "found in the pixels", "Noise class for this kind of acquisition"}, h.noise);
+    visit(Fact{"padding", "padding", "none", "Lowest and highest grey value that mean \"no image here\""}, h.padding);
+    visit(Fact{"window", "window", "none", "Centre and width of the range of grey values to display"}, h.window);
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
         visit(Fact{kTextFacts[i].name, kTextFacts[i].name, "not said", kTextFacts[i].meaning}, h.texts[i]);
     }
-    visit(Fact{"flags", "flags", nullptr, "What is special about the view, a word each, such as spot or implant"},
+    visit(Fact{"flags", "flags", nullptr, "What is special about the view, one word each, such as spot or implant"},
           h.flags);
-    visit(Fact{"warnings", "warnings", nullptr, "Contradictions in the header, a sentence each"}, h.warnings);
+    visit(Fact{"warnings", "warnings", nullptr, "Contradictions in the header, one sentence each"}, h.warnings);
 }
 
 }  // namespace Norvane::Host

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// How much memory an image will need, as far as its header tells, and the limit that it must keep. What is refused is
-/// refused before anything of that size is allocated.
+/// Estimates from its header how much memory an image will need, and refuses it if that is above the limit. The refusal
+/// comes before anything of that size is allocated.
 #pragma once
 
 #include <cstdint>
@@ -8,24 +8,25 @@
 
 namespace Norvane::Host {
 
-/// Bytes that one image may need from its first sample to its last result, unless the user says otherwise.
+/// The default limit in bytes for one image, from reading its first sample to writing its last result.
 inline constexpr std::uint64_t kDefaultImageMemory = std::uint64_t{768} << 20;
 
-/// The most that an image of so many pixels was seen to need, whatever its results, without its working grid: two
-/// copies of the samples, and what does not depend on the size.
+/// Bytes for an image of `pixels` pixels without its working grid: two copies of the samples, and a part that does not
+/// depend on the size. This is the most that was measured, with any kinds of results.
 [[nodiscard]] constexpr std::uint64_t memory_of_source(std::uint64_t pixels) {
     constexpr std::uint64_t kBytesPerPixel = 4;
     constexpr std::uint64_t kBytesPerImage = std::uint64_t{24} << 20;
     return pixels * kBytesPerPixel + kBytesPerImage;
 }
 
-/// The same for the images and masks of the working grid, which is as fine as the source if that is coarse.
+/// Bytes for the images and masks of a working grid of `pixels` pixels. If the source is coarse, its working grid is as
+/// fine as the source.
 [[nodiscard]] constexpr std::uint64_t memory_of_working_grid(std::uint64_t pixels) {
     constexpr std::uint64_t kBytesPerPixel = 10;
     return pixels * kBytesPerPixel;
 }
 
-/// Throws Refusal if `bytes` are more than `limit`. `what` needs them, such as "1000 x 2000 pixels".
+/// Throws Refusal if `bytes` is above `limit`. `what` says what needs the memory, such as "1000 x 2000 pixels".
 void refuse_beyond_memory(std::uint64_t limit, std::uint64_t bytes, const std::string& what);
 
 }  // namespace Norvane::Host

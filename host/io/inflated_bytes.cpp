@@ -31,7 +31,7 @@ std::size_t InflatedBytes::read(std::span<std::uint8_t> to) {
         state->avail_out = room;
         const int answer = inflate(state.get(), Z_NO_FLUSH);
         if (answer == Z_MEM_ERROR) throw std::bad_alloc();
-        if (answer != Z_OK && answer != Z_STREAM_END) throw Refusal("holds deflated data that is damaged");
+        if (answer != Z_OK && answer != Z_STREAM_END) throw Refusal("holds damaged deflated data");
         is_at_end = answer == Z_STREAM_END;
         count += room - state->avail_out;
     }

@@ -10,11 +10,11 @@ struct z_stream_s;
 
 namespace Norvane::Host {
 
-/// What deflated bytes without a header stand for (RFC 1951). They are inflated in small steps as they are asked for.
+/// Inflates raw deflate data (RFC 1951, no header) in small steps, as the bytes are read.
 class InflatedBytes final : public ByteSource {
 public:
-    /// A file of a megabyte can stand for a gigabyte, so a Refusal is thrown after `most_bytes`. Keeps a reference to
-    /// `source`, which stands at the first deflated byte.
+    /// A megabyte can inflate to a gigabyte, so reading throws Refusal after `most_bytes`. Keeps a reference to
+    /// `source`, whose next byte must be the first deflated one.
     InflatedBytes(ByteSource& source, std::uint64_t most_bytes);
     ~InflatedBytes() override;
     InflatedBytes(const InflatedBytes&) = delete;

@@ -7,7 +7,7 @@
 
 namespace Norvane::Host {
 
-/// The 32-bit number whose lowest byte is bytes[at]; bytes[at + 3] must exist.
+/// The 32-bit number in bytes[at] (lowest byte) to bytes[at + 3], which must exist.
 inline std::uint32_t little_endian_32(std::span<const std::uint8_t> bytes, std::size_t at) {
     std::uint32_t number = 0;
     for (std::size_t i = 4; i > 0; --i) number = number << 8U | bytes[at + i - 1];

@@ -6,7 +6,7 @@
 
 namespace Norvane::Host {
 
-/// A measure for people: six significant digits, no trailing zeros.
+/// A number for people to read: six significant digits, no trailing zeros.
 [[nodiscard]] inline std::string number_text(double value) {
     char text[32];
     (void)std::snprintf(text, sizeof text, "%.6g", value);

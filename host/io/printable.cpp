@@ -11,7 +11,7 @@ namespace {
 
 constexpr char32_t kFirstOfTwoBytes = 0x80, kFirstOfThreeBytes = 0x800, kFirstOfFourBytes = 0x10000;
 
-/// The character at the beginning of a text; `size` 0 if its bytes are not UTF-8.
+/// The first character of a text. If its bytes are not UTF-8, `size` is 0.
 struct Character {
     char32_t code = 0;
     std::size_t size = 0;
@@ -32,7 +32,7 @@ Character first_of(std::string_view text) {
     return code < kLeast[size] || code > 0x10FFFF || is_surrogate ? Character{} : Character{code, size};
 }
 
-// Controls, line separators, and what Unicode calls Bidi_Control.
+// Control characters, line separators, and the characters of Unicode's property Bidi_Control.
 constexpr struct {
     char32_t first, last;
 } kUnprintable[] = {{0x00, 0x1F}, {0x7F, 0x9F}, {0x61C, 0x61C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}};

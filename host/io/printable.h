@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Texts from outside, such as names of files and values of headers, on their way to a terminal or a log.
+/// Makes texts from outside, such as file names and header values, safe for a terminal or a log.
 #pragma once
 
 #include <iosfwd>
@@ -8,15 +8,16 @@
 
 namespace Norvane::Host {
 
-/// The text as one line that does nothing to a terminal. Control characters, bytes that are not UTF-8, and characters
-/// that separate lines or change the direction of writing become visible: \n, \x1b, \u202e; all others stay.
-/// A line of JSON stays JSON of the same meaning, because the only ones that it holds are written as \u007f and up.
+/// The text as one line that cannot control a terminal. Control characters, bytes that are not UTF-8, and characters
+/// that separate lines or change the direction of writing are escaped: \n, \x1b, \u202e. All others stay.
+/// A line of JSON keeps its meaning: of these characters it can only hold some from U+007F on, and their escapes are
+/// those of JSON.
 [[nodiscard]] std::string printable(std::string_view text);
 
-/// Writes the text and the end of its line. All that the program says to people goes through here.
+/// Writes the text and ends the line. Everything that the program says to people goes through this function.
 void print_line(std::ostream& stream, std::string_view text);
 
-/// The same for a complaint, which begins with the name of the program and is seen at once.
+/// Writes "norvane: " and the sentence as a line, and flushes the stream.
 void complain(std::ostream& err, std::string_view sentence);
 
 }  // namespace Norvane::Host

@@ -31,11 +31,11 @@ struct Format {
 bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
 
 bool is_netpbm(std::string_view head) {
-    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '7') return false;
+    if (head.size() < 3 || head[0] != 'P' || head[1] < '1' || head[1] > '6') return false;
     return "#\t\n\v\f\r "sv.find(head[2]) != std::string_view::npos;
 }
 
-// A data set that was written without the preamble starts with group 0002 or 0008.
+// Without the preamble, a data set starts with group 0002 or 0008.
 bool is_dicom(std::string_view head) {
     constexpr std::size_t kPreamble = 128;
     if (head.size() >= kPreamble + 4 && head.substr(kPreamble, 4) == "DICM") return true;
@@ -43,13 +43,13 @@ bool is_dicom(std::string_view head) {
            head[3] == '\0';
 }
 
-// The two byte orders, and the same for files beyond 4 GiB.
+// Both byte orders, of ordinary TIFF and of BigTIFF.
 bool is_tiff(std::string_view head) {
     return head.starts_with("II*\0"sv) || head.starts_with("MM\0*"sv) || head.starts_with("II+\0"sv) ||
            head.starts_with("MM\0+"sv);
 }
 
-// Formats without frames have one.
+// For formats without frames: they hold one.
 template <SourceImage (*read)(const std::filesystem::path&, const ReadOptions&)>
 SourceImage read_single(const std::filesystem::path& file, const ReadOptions& options) {
     SourceImage image = read(file, options);
@@ -59,7 +59,7 @@ SourceImage read_single(const std::filesystem::path& file, const ReadOptions& op
 
 unsigned count_single(const std::filesystem::path&, const ReadOptions&) { return 1; }
 
-// Asked in this order: a file can be DICOM and TIFF in one.
+// The order matters: a file can be DICOM and TIFF at once.
 const Format kFormats[] = {
     {"PNG", {".png"}, is_png, read_single<read_png>, count_single},
     {"PGM", {".pgm", ".pnm"}, is_netpbm, read_single<read_pgm>, count_single},
@@ -73,16 +73,14 @@ std::string names_of_formats() {
     return names;
 }
 
-// What people hand in by mistake, to be refused by its name.
+// Formats that people hand in by mistake. The refusal names them.
 struct ForeignFormat {
     std::string_view start;
     const char* name;
 };
-constexpr ForeignFormat kForeignFormats[] = {{"\xFF\xD8\xFF"sv, "a JPEG file"},
-                                             {"GIF8"sv, "a GIF file"},
-                                             {"BM"sv, "a BMP file"},
-                                             {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"},
-                                             {"%PDF"sv, "a PDF file"}};
+constexpr ForeignFormat kForeignFormats[] = {
+    {"P7\n"sv, "a PAM file"}, {"\xFF\xD8\xFF"sv, "a JPEG file"},        {"GIF8"sv, "a GIF file"},
+    {"BM"sv, "a BMP file"},   {"\0\0\0\x0CjP  "sv, "a JPEG 2000 file"}, {"%PDF"sv, "a PDF file"}};
 
 std::string first_bytes_of(const std::filesystem::path& file) {
     constexpr std::size_t kEnough = 160;
@@ -132,13 +130,6 @@ bool has_image_ending(const std::filesystem::path& file) {
 bool has_known_format(const std::filesystem::path& file) {
     const std::string head = first_bytes_of(file);
     return std::ranges::any_of(kFormats, [&head](const Format& format) { return format.is_start_of(head); });
-}
-
-std::string read_bytes(const std::filesystem::path& file) {
-    FileBytes source(file);
-    std::string bytes(static_cast<std::size_t>(source.size()), '\0');
-    bytes.resize(source.read({reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()}));
-    return bytes;
 }
 
 }  // namespace Norvane::Host

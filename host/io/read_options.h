@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the user says about how files are read.
+/// The user's options for reading files.
 #pragma once
 
 #include "io/decoding/decode_frame.h"
@@ -11,11 +11,12 @@
 namespace Norvane::Host {
 
 struct ReadOptions {
-    std::optional<unsigned> frame{};   ///< 1-based; nothing: a file of several frames or pages is refused
-    bool is_pixel_size_given = false;  ///< by the user, so that a file with a useless one is read all the same
-    bool takes_any_modality = false;   ///< otherwise a DICOM object that is no mammogram is refused
-    DecodingPlace decoding = DecodingPlace::kWorker;   ///< of compressed DICOM pixels
-    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; an image that would need more is refused unread
+    std::optional<unsigned> frame{};   ///< 1-based; without it, a file of several frames or pages is refused
+    bool is_pixel_size_given = false;  ///< if the user gives one, a file with an invalid pixel size is read too
+    bool takes_any_modality = false;   ///< if not set, a DICOM object that is not a mammogram is refused
+    DecodingPlace decoding = DecodingPlace::kWorker;  ///< of compressed DICOM pixels
+    std::uint64_t image_memory =
+        kDefaultImageMemory;  ///< bytes; an image that would need more is refused before it is read
 };
 
 }  // namespace Norvane::Host

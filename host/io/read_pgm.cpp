@@ -21,12 +21,12 @@ namespace {
 
 bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// Walks through the words of a netpbm header or of plain samples. A comment reaches from # to the end of its line.
+/// Reads the words of a netpbm header or of plain samples. A comment runs from # to the end of its line.
 class Scanner {
 public:
     explicit Scanner(FileBytes& file) : bytes(file) { take(); }
 
-    /// The character after the P, which tells the kind.
+    /// The next character. The file begins with two: P, and the digit of its kind.
     [[nodiscard]] char kind() { return static_cast<char>(take().value_or(0)); }
 
     unsigned number(const char* what) {
@@ -40,13 +40,13 @@ public:
             has_digit = true;
         }
         const bool is_word_end = !next || is_space(*next) || *next == '#';
-        if (!has_digit || !is_word_end) throw Refusal(std::string("is not a valid PGM file (bad ") + what + ")");
+        if (!has_digit || !is_word_end) throw Refusal(std::string("is not a valid PGM file (") + what + " is invalid)");
         return value;
     }
 
 private:
-    // Returns the character that was next. The one after it is read: exactly one white-space character stands between
-    // the header and raw samples, which then are next in the file.
+    // Returns the next character and reads the one after it. Exactly one white-space character separates the header
+    // from raw samples, so the samples are next in the file after the last number of the header.
     std::optional<char> take() {
         const std::optional<char> taken = next;
         std::uint8_t byte = 0;
@@ -55,7 +55,7 @@ private:
     }
 
     void skip_space_and_comments() {
-        constexpr std::uint64_t kMostBytes = 1U << 16;  // a hole in a file may be a comment without an end
+        constexpr std::uint64_t kMostBytes = 1U << 16;  // a sparse file could hold an endless comment
         const std::uint64_t start = bytes.position();
         bool is_comment = false;
         while (next && (is_comment || is_space(*next) || *next == '#')) {
@@ -83,7 +83,7 @@ void read_raw_row(FileBytes& file, std::vector<std::uint8_t>& bytes, std::span<s
     }
 }
 
-// A sample takes at least a byte, so that a header which promises more than the file holds costs no memory.
+// A sample takes at least one byte. The check comes before the allocation, so a false header costs no memory.
 void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_per_sample) {
     const std::uint64_t held = file.size() - std::min(file.size(), file.position());
     if (held >= samples * bytes_per_sample) return;
@@ -91,8 +91,7 @@ void refuse_truncated(FileBytes& file, std::uint64_t samples, std::size_t bytes_
 }
 
 void refuse_other_netpbm(char kind) {
-    if (kind == '1' || kind == '4') throw Refusal("is a bitmap of black and white; grey images are read");
-    if (kind == '7') throw Refusal("is a PAM file; PNG, PGM, TIFF and DICOM are read");
+    if (kind == '1' || kind == '4') throw Refusal("is a black-and-white bitmap; grey images are read");
 }
 
 }  // namespace

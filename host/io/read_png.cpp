@@ -21,8 +21,8 @@
 namespace Norvane::Host {
 namespace {
 
-/// libpng leaves its functions by longjmp, which runs no destructor. So everything that owns memory lives in this
-/// object or in the callers of its two steps, and the steps themselves have plain locals only.
+/// If libpng fails, it leaves its functions by longjmp, which runs no destructors. Therefore everything that owns
+/// memory lives in this object or in the caller of its two steps, and the steps themselves have only plain locals.
 class PngDecoder {
 public:
     explicit PngDecoder(const std::filesystem::path& path) : file(path) {
@@ -139,7 +139,7 @@ private:
     static void on_warning(png_structp, png_const_charp) {}
 
     FileBytes file;
-    std::uint64_t most_bytes = std::uint64_t{64} << 20;  // of the file, before more is called hostile
+    std::uint64_t most_bytes = std::uint64_t{64} << 20;  // of the file; if it has more, it is hostile
     png_structp png = nullptr;
     png_infop info = nullptr;
     std::vector<std::uint8_t> rgb;

@@ -26,16 +26,16 @@ struct FreeOptions {
     void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
 };
 
-/// An open file with the first complaint of the library, which is told to print nothing.
+/// An open file and libtiff's first error message. libtiff prints nothing itself.
 class TiffFile {
 public:
     TiffFile(const std::filesystem::path& file, const ReadOptions& read_options) {
         const std::unique_ptr<TIFFOpenOptions, FreeOptions> options(TIFFOpenOptionsAlloc());
         TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_message, &message);
-        // Of the tables of strips there are two, and of a strip or tile two copies.
+        // Four such blocks may be in memory at a time: two tables of strips, and two copies of a strip or tile.
         TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(read_options.image_memory / 4));
         TIFFOpenOptionsSetWarningHandlerExtR(options.get(), keep_silent, nullptr);
-        // Not mapped into memory: a mapped file that another program shortens takes this one down.
+        // "m": not mapped into memory. If another program shortened a mapped file, this program would crash.
         tiff.reset(TIFFOpenExt(file.c_str(), "rm", options.get()));
         if (!tiff) refuse();
     }
@@ -44,7 +44,7 @@ public:
         throw Refusal("is a damaged or truncated TIFF file" + (message.empty() ? message : ": " + message));
     }
 
-    /// A damaged chain of pages counts as one that ends there, unless the complaint is heard.
+    /// libtiff takes a damaged chain of pages for one that ends there. Only its message tells, so it is checked.
     [[nodiscard]] unsigned page_count() const {
         const unsigned count = TIFFNumberOfDirectories(tiff.get());
         if (!message.empty()) refuse();
@@ -53,7 +53,7 @@ public:
 
     [[nodiscard]] TIFF* get() const { return tiff.get(); }
 
-    /// The value of a tag, or what the format says for a missing one.
+    /// The value of a tag, or TIFF's default if the tag is missing.
     template <class Value>
     [[nodiscard]] Value tag(ttag_t name) const {
         Value value{};
@@ -86,14 +86,14 @@ void refuse_unless_grey(const TiffFile& file, unsigned bits) {
     if (!is_rgb && (!is_grey || samples != 1)) refuse_colour();
     const auto kind = file.tag<std::uint16_t>(TIFFTAG_SAMPLEFORMAT);
     if (kind != SAMPLEFORMAT_UINT && kind != SAMPLEFORMAT_VOID) {
-        throw Refusal("has samples that are not unsigned whole numbers");
+        throw Refusal("has samples that are not unsigned integers");
     }
     if (bits != 8 && bits != 16) {
         throw Refusal(fmt::format("has {} bits a pixel; 8 and 16 bits are read", bits));
     }
 }
 
-/// How the library delivers a pixel: its samples are bytes, or words of this machine.
+/// How libtiff delivers a pixel: its samples are bytes, or words of this machine.
 struct PixelLayout {
     unsigned bits;
     std::size_t channels;
@@ -115,7 +115,7 @@ void put_pixels(std::span<const std::uint8_t> bytes, unsigned bits, std::span<st
     put_samples(std::span(reinterpret_cast<const std::uint16_t*>(bytes.data()), bytes.size() / 2), samples);
 }
 
-/// What the library reads at a time: a row of a strip, or a tile.
+/// What libtiff reads at a time: a row of a strip, or a tile.
 struct Block {
     unsigned width, height;
     std::size_t bytes;
@@ -136,8 +136,8 @@ Block block_of(const TiffFile& file, const PixelLayout& pixel, unsigned width) {
     return {tile_width, tile_height, bytes};
 }
 
-// Strips and tiles may share their bytes: a megabyte that each of a million tiles names would be read a million times.
-// Sound files hold the compressed image once, or share the blocks of an empty background, which are short.
+// Strips and tiles may share their bytes. If a million tiles point to the same megabyte, it would be read a million
+// times. Valid files hold the compressed image once, or share the blocks of an empty background, which are short.
 void refuse_shared_bytes(const TiffFile& file, std::uint64_t image_bytes) {
     const std::uint64_t file_bytes = TIFFGetSizeProc(file.get())(TIFFClientdata(file.get()));
     const bool is_tiled = TIFFIsTiled(file.get()) != 0;
@@ -188,16 +188,15 @@ SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& opti
     image.used_bits = bits;
     image.needs_inversion = tiff.tag<std::uint16_t>(TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_MINISWHITE;
     if (const auto orientation = tiff.tag<std::uint16_t>(TIFFTAG_ORIENTATION); orientation > ORIENTATION_TOPLEFT) {
-        image.warnings.push_back(
-            fmt::format("the Orientation {} of the file is not applied: masks are those of the image as it is stored",
-                        orientation));
+        image.warnings.push_back(fmt::format(
+            "the file's Orientation {} is not applied: the masks are made for the image as it is stored", orientation));
     }
     const auto width = tiff.tag<std::uint32_t>(TIFFTAG_IMAGEWIDTH);
     const bool is_rgb = tiff.tag<std::uint16_t>(TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_RGB;
     if (is_rgb) image.encoding = kEqualChannels;
     const PixelLayout pixel{bits, is_rgb ? kColourChannels : 1};
     const Block block = block_of(tiff, pixel, width);
-    // The library has a block in memory as it is, and as it lies in the file.
+    // libtiff keeps a block in memory twice: as it lies in the file, and decoded.
     set_size(image, width, tiff.tag<std::uint32_t>(TIFFTAG_IMAGELENGTH), options, 2 * std::uint64_t{block.bytes});
     refuse_shared_bytes(tiff, std::uint64_t{image.samples.size()} * pixel.bytes());
     read_blocks(tiff, pixel, block, image);

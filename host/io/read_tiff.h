@@ -8,9 +8,8 @@
 
 namespace Norvane::Host {
 
-/// A page of a grey TIFF of 8 or 16 bits, in strips or tiles, compressed in whatever way the library knows. Its
-/// resolution is that of a scanner or a printer and often made up, so it is not taken for the pixel size. Throws
-/// Refusal.
+/// Reads a page of a grey TIFF of 8 or 16 bits, in strips or tiles, with any compression that libtiff knows. The
+/// resolution is not used as the pixel size: it is that of a scanner or a printer and often made up. Throws Refusal.
 [[nodiscard]] SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options);
 
 /// Throws Refusal.

@@ -6,7 +6,7 @@
 
 namespace Norvane::Host {
 
-/// The file is well formed and never was an image, as the reports and indexes that lie among images in archives.
+/// The file is well formed but is not an image, like the reports and indexes that lie among the images of an archive.
 class NotAnImage : public Refusal {
 public:
     using Refusal::Refusal;

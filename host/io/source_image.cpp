@@ -35,7 +35,7 @@ void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOpt
 
 void widen_bytes(std::span<std::uint16_t> words) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: a word never covers a byte to come
+    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: no unread byte is overwritten
 }
 
 void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The words for what an image can be, in options, files and messages: each is declared here and nowhere else.
+/// The words for sides, views, breasts and noise classes in options, files and messages. Each is declared only here.
 #pragma once
 
 #include <norvane/masking.h>
@@ -11,7 +11,7 @@
 
 namespace Norvane::Host {
 
-/// Which breast it is; not where the chest wall lies, since archives store images flipped.
+/// Which breast it is. This does not tell where the chest wall lies, because archives also store mirrored images.
 enum class Laterality { kLeft, kRight };
 
 template <class Value, std::size_t count>
@@ -20,7 +20,6 @@ using Words = std::array<std::pair<const char*, Value>, count>;
 inline constexpr Words<IMAGE_SIDE, 2> kSideWords{{{"left", SIDE_CHEST_LEFT}, {"right", SIDE_CHEST_RIGHT}}};
 inline constexpr Words<IMAGE_VIEW, 2> kViewWords{{{"mlo", VIEW_PECT}, {"cc", VIEW_NO_PECT}}};
 inline constexpr Words<Laterality, 2> kLateralityWords{{{"left", Laterality::kLeft}, {"right", Laterality::kRight}}};
-/// The classes of background noise.
 inline constexpr Words<BG_NOISE, 10> kNoiseNames{{
     {"auto-coarse", BG_AUTO_COARSE},
     {"mg", BG_MG},

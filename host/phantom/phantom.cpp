@@ -9,7 +9,7 @@
 namespace Norvane::Host {
 namespace {
 
-// Random numbers by position, so that a pixel does not depend on the order of drawing.
+// Random numbers depend on the position, so that a pixel does not depend on the order of drawing.
 std::uint64_t hash(std::uint64_t v) {  // splitmix64
     v += 0x9E3779B97F4A7C15U;
     v = (v ^ (v >> 30U)) * 0xBF58476D1CE4E5B9U;
@@ -20,9 +20,9 @@ std::uint64_t hash_of(unsigned seed, unsigned layer, std::uint32_t x, std::uint3
     return hash(hash((std::uint64_t{seed} << 8U) + layer) ^ ((std::uint64_t{y} << 32U) | x));
 }
 
-// Nearly normal, mean 0, deviation 1: the sum of four uniform numbers.
+// Nearly normal noise with mean 0 and deviation 1: the scaled sum of four uniform numbers.
 double noise_at(unsigned seed, std::uint32_t x, std::uint32_t y) {
-    constexpr double kDeviationOfSum = 37837.2;  // of four 16-bit numbers, sqrt(4 / 12) * 65536
+    constexpr double kDeviationOfSum = 37837.2;  // sqrt(4 / 12) * 65536, for four 16-bit numbers
     const std::uint64_t bits = hash_of(seed, 0, x, y);
     const auto sum =
         static_cast<double>((bits & 0xFFFFU) + ((bits >> 16U) & 0xFFFFU) + ((bits >> 32U) & 0xFFFFU) + (bits >> 48U));
@@ -34,7 +34,7 @@ double smooth_step(double low, double high, double v) {
     return t * t * (3.0 - 2.0 * t);
 }
 
-// Random numbers on a lattice, interpolated smoothly: cloudy texture of one grain size, 0 .. 1.
+// A cloudy texture of one grain size, 0 .. 1: random numbers on a lattice, smoothly interpolated.
 double cloud(unsigned seed, unsigned layer, double x, double y) {
     const double fx = std::floor(x);
     const double fy = std::floor(y);
@@ -57,7 +57,7 @@ double glandular_texture(unsigned seed, double x_mm, double y_mm) {
     double sum = 0.0;
     unsigned layer = 1;
     for (const Grain& grain : kGrains) {
-        // Each lattice is turned, or its rows and columns would show.
+        // Each lattice is rotated, because its rows and columns would show otherwise.
         const double c = std::cos(layer);
         const double s = std::sin(layer);
         const double u = (c * x_mm - s * y_mm) / grain.size_mm;
@@ -74,9 +74,9 @@ constexpr double kFat = 0.34;
 constexpr double kGland = 0.30;  // at most, on top of fat
 constexpr double kMuscle = 0.68;
 constexpr double kFrameLevel = 0.97;
-constexpr double kSkinDepthMm = 9.0;  // over which the compressed breast thins out towards the skin
+constexpr double kSkinDepthMm = 9.0;  // the compressed breast thins out over this distance to the skin
 
-/// The picture in millimetres: x from the chest wall, y from the top.
+/// What lies where, in millimetres: x from the chest wall, y from the top.
 class Anatomy {
 public:
     explicit Anatomy(const PhantomSettings& settings)
@@ -92,7 +92,7 @@ public:
         return skin_depth(x, y) > 0.0 ? kLabelBreast : kLabelBackground;
     }
 
-    /// Roughly the distance to the skin in millimetres, negative outside the breast.
+    /// Approximate distance to the skin in millimetres; negative outside the breast.
     [[nodiscard]] double skin_depth(double x, double y) const {
         const double reach = 0.58 * width;
         const double centre = (has_muscle ? 0.56 : 0.50) * height;
@@ -102,7 +102,7 @@ public:
         return (1.0 - std::sqrt(u * u + v * v)) * std::min(reach, 0.36 * height);
     }
 
-    /// Distance to the muscle's straight border in millimetres, negative outside.
+    /// Distance to the straight border of the muscle in millimetres; negative outside the muscle.
     [[nodiscard]] double muscle_depth(double x, double y) const {
         if (!has_muscle) return -1.0;
         const double at_top = 0.36 * width;
@@ -135,7 +135,7 @@ double brightness(const PhantomSettings& settings, const Anatomy& anatomy, Phant
     return std::max(anatomy.tissue(settings.seed, x, y), background);
 }
 
-// Photons come in Poisson numbers: the noise grows with the square root of the brightness.
+// The number of photons has a Poisson distribution, so the noise grows with the square root of the brightness.
 double noise_scale(const PhantomSettings& settings, double level) { return settings.noise * std::sqrt(level / 0.5); }
 
 }  // namespace

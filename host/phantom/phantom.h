@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// A synthetic mammogram with a known truth, for demonstrations, tests and benchmarks. The same settings give the
+/// Draws a synthetic mammogram with a known truth, for demonstrations, tests and benchmarks. The same settings give the
 /// same pixels on every machine.
 #pragma once
 
@@ -17,7 +17,7 @@ enum class PhantomFrame {
 
 enum class PhantomLook {
     kFilm,     ///< grey background with noise
-    kDigital,  ///< black background without noise, as after the processing of a digital image
+    kDigital,  ///< black background without noise, like that of a processed digital image
 };
 
 struct PhantomSettings {
@@ -33,7 +33,7 @@ struct PhantomSettings {
     double noise = 0.01;  ///< standard deviation in tissue of medium brightness, as a share of the full range
 };
 
-/// What a pixel shows. The values are grey levels that can be told apart in a picture.
+/// What a pixel shows. The values are grey levels that are easy to distinguish in a picture.
 enum PhantomLabel : std::uint8_t {
     kLabelFrame = 0,
     kLabelBackground = 64,
@@ -44,7 +44,7 @@ enum PhantomLabel : std::uint8_t {
 struct Phantom {
     PhantomSettings settings;
     std::vector<std::uint16_t> pixels;  ///< row by row, 0 .. 2^used_bits - 1
-    std::vector<std::uint8_t> labels;   ///< a PhantomLabel each
+    std::vector<std::uint8_t> labels;   ///< one PhantomLabel per pixel
 };
 
 [[nodiscard]] Phantom draw_phantom(const PhantomSettings& settings);

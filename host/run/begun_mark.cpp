@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kBeginning = "{\"begun\":1,\"deaths\":";
 
-// The mark's number; nothing if there is no mark.
+// The number in the mark. Nothing if there is no mark.
 std::optional<unsigned> deaths_in_mark(const ResultFolder& folder, const std::string& stem) {
     const auto text = folder.read(begun_mark_file(stem));
     if (!text) return std::nullopt;
@@ -32,7 +32,7 @@ std::optional<unsigned> deaths_in_mark(const ResultFolder& folder, const std::st
     return deaths;
 }
 
-// False if the image came through since, in another run.
+// Returns false if another run has completed the image since.
 bool mark(const ResultFolder& results, const RunFolder& run, const fs::path& name, const std::string& stamp_identity) {
     const ResultFolder folder = results.make_parent_of(name);
     const std::string stem = name.filename().string();
@@ -43,7 +43,7 @@ bool mark(const ResultFolder& results, const RunFolder& run, const fs::path& nam
     OutputSet output(run, folder);
     const unsigned deaths = deaths_of(folder, stem) + 1;
     output.add(begun_mark_file(stem), std::string(kBeginning) + std::to_string(deaths) + "}\n");
-    output.commit([](const std::string&, std::uintmax_t) { return true; });  // deaths_of() has looked
+    output.commit([](const std::string&, std::uintmax_t) { return true; });  // deaths_of() has checked it
     return true;
 }
 
@@ -71,7 +71,7 @@ std::unordered_set<std::string> take_over_dead_runs(const ResultFolder& results,
             try {
                 if (mark(results, run, name, line.substr(0, space))) marked.insert(name);
             } catch (const Refusal&) {
-                // What lies there refuses the image itself.
+                // The file that lies there will also cause the refusal of the image.
             }
         }
     });

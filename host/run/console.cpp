@@ -35,15 +35,6 @@ std::string progress_text(std::size_t finished, std::size_t kept, std::size_t to
                               duration_text(static_cast<double>(total - finished) / rate));
 }
 
-std::string closing_line(const RunCounts& counts, const char* done) {
-    std::string text = fmt::format("{} images: {} {}, {} kept from an earlier run, {} refused", counts.images(),
-                                   counts.done, done, counts.kept, counts.refused);
-    if (counts.not_finished > 0) text += fmt::format(", {} not finished", counts.not_finished);
-    if (counts.not_begun > 0) text += fmt::format(", {} not begun", counts.not_begun);
-    if (counts.passed_over > 0) text += fmt::format("; {} other files passed over", counts.passed_over);
-    return text;
-}
-
 Console::Console(std::ostream& report_stream, std::ostream& error_stream, std::size_t images)
     : out(report_stream),
       err(error_stream),
@@ -66,7 +57,7 @@ void Console::finish_image(const std::vector<std::string>& report_lines, const s
 void Console::clear_progress() {
     if (!is_terminal) return;
     err << kClearLine << std::flush;
-    last_shown = {};  // and shown again at once
+    last_shown = {};  // so that the next call shows it again
 }
 
 void Console::show_progress() {

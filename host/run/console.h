@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run with several threads says while it goes on, and at its end.
+/// The messages of a run with several threads: its progress and its end.
 #pragma once
 
 #include <chrono>
@@ -11,22 +11,9 @@
 
 namespace Norvane::Host {
 
-/// "120 of 10000 images, 3.1 a second, 53 min left"; what was kept from an earlier run took no time and tells nothing
-/// about the rate.
+/// "120 of 10000 images, 3.1 a second, 53 min left". Images kept from an earlier run took no time, so they do not count
+/// for the rate.
 [[nodiscard]] std::string progress_text(std::size_t finished, std::size_t kept, std::size_t total, double seconds);
-
-/// What became of the images of a run.
-struct RunCounts {
-    std::size_t done = 0, kept = 0, refused = 0;
-    std::size_t not_finished = 0, not_begun = 0;  ///< when the run was stopped
-    std::size_t passed_over = 0;                  ///< files that are no images
-
-    [[nodiscard]] std::size_t images() const { return done + kept + refused + not_finished + not_begun; }
-};
-
-/// "9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files passed over", for people who look after
-/// lunch. `done` says what became of the first ones.
-[[nodiscard]] std::string closing_line(const RunCounts& counts, const char* done = "done");
 
 class Console {
 public:
@@ -35,7 +22,7 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    /// One image is through. The complaint is a sentence, or empty.
+    /// One image is finished. The complaint is a sentence or empty.
     void finish_image(const std::vector<std::string>& report_lines, const std::string& complaint, bool is_kept);
 
 private:
@@ -47,7 +34,7 @@ private:
     std::mutex mutex;
     std::ostream& out;
     std::ostream& err;
-    bool is_terminal;  // progress is one line that changes
+    bool is_terminal;  // if so, progress is one line that changes
     std::size_t total;
     std::size_t finished = 0;
     std::size_t kept = 0;

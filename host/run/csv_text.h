@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Fields of comma-separated tables.
+/// Writes fields of comma-separated tables.
 #pragma once
 
 #include <string>
 
 namespace Norvane::Host {
 
-/// A text as a field: quoted if it holds what ends or begins one, for spreadsheets that take semicolons and tabs for it
-/// as well. What a spreadsheet would take for a formula begins with an apostrophe, as the user of one would write it.
+/// A text as a field. It is quoted if it holds a character that begins or ends a field; semicolons and tabs count too,
+/// because some spreadsheets separate by them. If a spreadsheet would take the text for a formula, an apostrophe is put
+/// before it, as a user would.
 [[nodiscard]] inline std::string csv_field(std::string text) {
     if (text.find_first_of("=+-@\t\r") == 0) text.insert(text.begin(), '\'');
     if (text.find_first_of(",;\t\"\r\n") == std::string::npos) return text;

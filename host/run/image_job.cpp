@@ -4,11 +4,13 @@
 #include "export/kinds.h"
 #include "export/program_version.h"
 #include "export/settings_text.h"
+#include "findings/areas.h"
 #include "findings/findings.h"
 #include "findings/status_text.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/doubt_order.h"
 #include "run/output_set.h"
 #include "run/result_names.h"
 #include "run/stamp.h"
@@ -28,7 +30,7 @@ namespace fs = std::filesystem;
 
 class Stopwatch {
 public:
-    /// Seconds since the last lap.
+    /// Seconds since the last call.
     [[nodiscard]] double lap() {
         const auto now = std::chrono::steady_clock::now();
         return std::chrono::duration<double>(now - std::exchange(last, now)).count();
@@ -37,10 +39,6 @@ public:
 private:
     std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
-
-double area_mm2(const FoundMask& mask, const Findings& findings) {
-    return square_millimetres(mask.region.area(), static_cast<double>(findings.working_image().GetPixelSize()));
-}
 
 ImageRecord record_of(const Input& input, const Findings& findings) {
     ImageRecord record;
@@ -56,8 +54,7 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
     record.view = name_of(findings.settings.view.value);
     record.noise = name_of(findings.settings.noise.value);
     record.pixel_size_um = findings.settings.pixel_size_um.value;
-    record.breast_mm2 = area_mm2(findings.masks.breast, findings);
-    record.pectoral_mm2 = area_mm2(findings.masks.pectoral, findings);
+    record.areas = areas_of(findings);
     record.outline_contrast = findings.outline_contrast;
     record.flags = findings.source.flags;
     record.warnings = findings.warnings;
@@ -79,12 +76,32 @@ std::string frame_text(const Input& input, const char* before, const char* after
     return frame.empty() ? "" : fmt::format("{}(frame {}){}", before, frame, after);
 }
 
-std::vector<std::string> report(const Input& input, const fs::path& stem, const Findings& findings) {
+// "exam.png: status 0 MASK_OK: The mask can be used."
+std::string verdict_line(const Input& input, const FoundMasks& masks) {
+    return input.file + frame_text(input, " ") + ": " + status_line(masks.full.status);
+}
+
+// The verdict with what else should be known of the image, in few words.
+std::string short_report(const Input& input, const Findings& findings) {
+    std::string line = verdict_line(input, findings.masks);
+    const Masking::MASK_STATUS muscle = findings.masks.pectoral.status;
+    if (muscle != findings.masks.full.status && gravity_of(muscle) != kNoDoubt) {
+        line += fmt::format(" Pectoral muscle: {}.", text_of(muscle).name);
+    }
+    if (const std::size_t count = findings.warnings.size(); count > 0) {
+        line += fmt::format(" {} warning{}.", count, count == 1 ? "" : "s");
+    }
+    if (input.name != own_result_name(input)) line += " Results are named " + input.name + ".";
+    return line;
+}
+
+std::vector<std::string> full_report(const Input& input, const fs::path& stem, const Findings& findings) {
     const FoundMasks& masks = findings.masks;
-    std::vector<std::string> lines{input.file + frame_text(input, " ") + ": " + status_line(masks.full.status)};
+    std::vector<std::string> lines{verdict_line(input, masks)};
     if (masks.pectoral.status != masks.full.status)
         lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
     for (const std::string& fact : settings_text(findings)) lines.push_back("    " + fact);
+    lines.push_back("    " + areas_text(areas_of(findings)));
     for (const std::string& warning : findings.warnings) lines.push_back("    Warning: " + warning);
     lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);
@@ -102,7 +119,7 @@ JobOutcome refused(const Input& input, const std::string& why) {
     return outcome;
 }
 
-// What goes wrong with one image is a sentence about it, and the next image goes on.
+// Turns every error during one image into its refusal, so that the run continues with the next image.
 template <class Work>
 JobOutcome guarded(const Input& input, const Work& work) {
     try {
@@ -115,7 +132,7 @@ JobOutcome guarded(const Input& input, const Work& work) {
     } catch (const Refusal& refusal) {
         return refused(input, refusal.what());
     } catch (const std::bad_alloc&) {
-        return refused(input, "needs more memory than there is");
+        return refused(input, "needs more memory than is available");
     } catch (const std::exception& e) {
         return refused(input, std::string("failed: ") + e.what());
     } catch (...) {
@@ -135,13 +152,13 @@ std::string stamp_origin_of(const Input& input, const std::string& run_options) 
     return stamp_origin(input.file, run_options + " own " + stamp_text_of(facts_of(run_option_table()), input.own));
 }
 
-// The results of an earlier run, if they are there and still right.
+// The record of an earlier run, if its results exist and are up to date.
 std::optional<ImageRecord> kept_record(const Input& input, const std::optional<ResultFolder>& folder,
                                        const std::optional<Stamp>& stamp, const std::string& origin) {
     if (!stamp) return std::nullopt;
     auto kept = record_if_done(*folder, *stamp, origin);
     if (!kept) return std::nullopt;
-    kept->file = input.file;  // records are UTF-8, names of files need not be
+    kept->file = input.file;  // the record is UTF-8, but the file name need not be
     kept->name = input.name;
     kept->is_kept = true;
     return kept;
@@ -151,11 +168,11 @@ void require_few_deaths(const ResultFolder& folder, const std::string& stem) {
     const unsigned deaths = deaths_of(folder, stem);
     if (deaths < kMostDeaths) return;
     throw Refusal(
-        fmt::format("was under way when {} runs died, so it is passed over; without --resume it is tried again",
+        fmt::format("is skipped, because {} runs died while they processed it; without --resume it is tried again",
                     deaths == 2 ? std::string("two") : std::to_string(deaths)));
 }
 
-// An image that is being made. If the process dies meanwhile, the next run learns it; if the image comes through,
+// Exists while an image is processed. If the process dies meanwhile, the next run finds out. If the image is completed,
 // earlier deaths are forgotten.
 class Attempt {
 public:
@@ -167,7 +184,7 @@ public:
         try {
             if (folder) remove_begun_mark(*folder, stem);
         } catch (const std::exception&) {
-            // A file of somebody else in the mark's place has refused the image.
+            // A file of another program has the name of the mark; the image was refused because of it.
         }
     }
     Attempt(const Attempt&) = delete;
@@ -213,14 +230,14 @@ JobOutcome ImageJobs::foresee(const Input& input) const {
 }
 
 JobOutcome ImageJobs::make(const Input& input, const Workplace& place) const {
-    // Looked at before it is read: a file that changes meanwhile does not match its stamp.
+    // Taken before the file is read. If the file changes meanwhile, it does not match its stamp.
     const std::string origin = stamp_origin_of(input, stamp_options);
     const std::string stem = fs::path(input.name).filename().string();
     const std::optional<ResultFolder> folder = place.results.parent_of(input.name);
     const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
     if (options.is_resumed) {
         if (auto kept = kept_record(input, folder, stamp, origin)) {
-            remove_begun_mark(*folder, stem);  // a run may die after the last result and before it notes that
+            remove_begun_mark(*folder, stem);  // a run may die after the last result but before it removes the mark
             return {*std::move(kept), {}, true};
         }
         if (folder) require_few_deaths(*folder, stem);
@@ -247,7 +264,9 @@ JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const
     for (const ResultKind& kind : kinds) {
         for (const ResultFile& file : kind.files) outputs.add(stem.string() + "." + file.ending, file.encode(findings));
     }
-    JobOutcome outcome{record_of(input, findings), report(input, stem_of(input), findings), true};
+    JobOutcome outcome{record_of(input, findings), {}, true};
+    outcome.report = options.verbosity == Verbosity::kDetails ? full_report(input, stem_of(input), findings)
+                                                              : std::vector{short_report(input, findings)};
     seconds.writing = watch.lap();
     outcome.record.seconds = seconds;
     commit_with_stamp(outputs, place.run, folder, stem.string(), old, origin, outcome.record);

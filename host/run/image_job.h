@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// One image of a run, from its file to its results.
+/// Processes one image of a run, from its file to its results.
 #pragma once
 
 #include "run/image_record.h"
@@ -17,13 +17,13 @@ namespace Norvane::Host {
 
 struct JobOutcome {
     ImageRecord record;
-    std::vector<std::string> report;  ///< lines for people; none for images that were refused or kept
-    bool is_image = true;             ///< otherwise it turned out to be none, and nobody had named it as one
+    std::vector<std::string> report;  ///< lines for people; none if the image was refused or kept
+    bool is_image = true;             ///< false if a walk found the file and it turned out not to be an image
 };
 
-/// Where the images of a run get their results.
+/// The folders for the results and for the run itself.
 struct Workplace {
-    /// The folder has to exist. For the key see RunFolder. Throws Refusal.
+    /// The folder must exist. RunFolder explains the key. Throws Refusal.
     explicit Workplace(const std::filesystem::path& out_dir, const std::string& run_key = "")
         : results(out_dir), run(results, run_key) {}
 
@@ -31,15 +31,15 @@ struct Workplace {
     RunFolder run;
 };
 
-/// Does the images of a run. Calls for several images may run at the same time.
+/// Processes the images of a run. Several threads may call it at the same time.
 class ImageJobs {
 public:
     explicit ImageJobs(const RunOptions& run_options);
 
-    /// Reads, analyses, writes. Whatever goes wrong ends up as the record's refusal.
+    /// Reads and analyses the image and writes its results. Every error becomes the refusal in the record.
     [[nodiscard]] JobOutcome run(const Input& input, const Workplace& place) const;
 
-    /// What run() would do, as far as that shows without reading the image; writes nothing.
+    /// What run() would do, as far as that is known without reading the image. Writes nothing.
     [[nodiscard]] JobOutcome foresee(const Input& input) const;
 
 private:

@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Every field once, in the order of the tables: visit(name, field).
+// Calls visit(name, field) for every field, in the order of the tables.
 template <class Record, class Visitor>
 void visit_fields(Record& record, const Visitor& visit) {
     visit("file", record.file);
@@ -28,8 +28,7 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit("view", record.view);
     visit("noise", record.noise);
     visit("pixel_size_um", record.pixel_size_um);
-    visit("breast_mm2", record.breast_mm2);
-    visit("pectoral_mm2", record.pectoral_mm2);
+    for (const AreaDeclaration& area : kAreas) visit(area.name, record.areas.*area.value);
     visit("outline_contrast", record.outline_contrast);
     visit("flags", record.flags);
     visit("warnings", record.warnings);
@@ -39,7 +38,7 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit("seconds_writing", record.seconds.writing);
 }
 
-// What a refused image has; its other fields mean nothing.
+// The fields of a refused image. The other fields have no meaning.
 bool is_known_without_masks(std::string_view name) {
     return name == "file" || name == "name" || name == "refusal" || name == "kept";
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run keeps of each image, for its tables and its page, and its forms as text.
+/// What a run keeps about each image for its tables and its page, and how that is written as text.
 #pragma once
 
+#include "findings/areas.h"
 #include "io/header.h"
 
 #include <norvane/masking.h>
@@ -14,7 +15,7 @@
 
 namespace Norvane::Host {
 
-/// Seconds of wall time.
+/// Wall time in seconds.
 struct StageTimes {
     double reading = 0.0;
     double analysis = 0.0;  ///< preparation and masks
@@ -23,33 +24,33 @@ struct StageTimes {
 
 struct ImageRecord {
     std::string file;      ///< as the user named it, or as the walk found it
-    std::string name;      ///< of the results: OUT_DIR/NAME.ending
-    std::string refusal;   ///< why nothing was made, completing a sentence that begins with the file's name; else empty
+    std::string name;      ///< the name of the results, OUT_DIR/NAME.ending
+    std::string refusal;   ///< if the image was refused, why: the rest of a sentence that begins with the file's name
     bool is_kept = false;  ///< the results are those of an earlier run
 
-    // The rest is empty for a refused image.
-    Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< of the full mask: the verdict on the image
+    // If the image was refused, the members below are empty.
+    Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< that of the full mask, which is that of the image
     Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
     Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
     std::string format;              ///< such as "PNG"
-    unsigned width = 0, height = 0;  ///< of the source
+    unsigned width = 0, height = 0;  ///< size of the source
     std::string side, view, noise;
     double pixel_size_um = 0.0;
-    double breast_mm2 = 0.0;
-    double pectoral_mm2 = 0.0;
-    double outline_contrast = 0.0;                     ///< across the breast's outline; low values are doubtful
+    BreastAreas areas;
+    double outline_contrast = 0.0;                     ///< across the outline of the breast; low values are doubtful
+    std::optional<double> breast_doubt, muscle_doubt;  ///< from 0 to 1; nothing if they are not known
     std::vector<std::string> flags;                    ///< such as "spot", "implant"
     std::vector<std::string> warnings;                 ///< sentences
-    std::array<std::string, kTextFacts.size()> texts;  ///< those of the header; empty if it does not say them
+    std::array<std::string, kTextFacts.size()> texts;  ///< texts of the header; empty if it does not say them
     StageTimes seconds;
 };
 
-/// One line without its end: every field by its name.
+/// One line of JSON, without its line feed, that holds every field by its name.
 [[nodiscard]] std::string json_line(const ImageRecord& record);
-/// The record of such a line; nothing where it is none.
+/// Parses such a line. Nothing if it is not a record.
 [[nodiscard]] std::optional<ImageRecord> record_of(std::string_view json_line);
 
-/// The same fields as a row of a table, lists with "; " between.
+/// The same fields as a row of a table. Items of lists are separated by "; ".
 [[nodiscard]] std::string csv_header();
 [[nodiscard]] std::string csv_row(const ImageRecord& record);
 

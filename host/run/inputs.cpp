@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Tells results of earlier runs from images that happen to be called like results.
+// Distinguishes results of earlier runs from images that happen to have the name of a result.
 class StampedFiles {
 public:
     /// Whether a stamp beside the file vouches for it.
@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    // The results of an image come one after the other.
+    // The results of an image follow each other, so the last stamp is kept.
     const Stamp* stamp_of(const fs::path& stem) {
         if (stem != last_stem) {
             last_stem = stem;
@@ -49,7 +49,7 @@ private:
             try {
                 last = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
             } catch (const Refusal&) {
-                // A file of somebody else vouches for nothing.
+                // A file of another program vouches for nothing.
             }
         }
         return last ? &*last : nullptr;
@@ -65,7 +65,7 @@ bool is_image(const fs::path& file) {
     try {
         return has_known_format(file);
     } catch (const Refusal&) {
-        return true;  // it cannot be opened: its refusal is to be read, not passed over
+        return true;  // it cannot be opened, and the user should read why
     }
 }
 
@@ -79,7 +79,7 @@ class Walk {
 public:
     Walk(const fs::path& out_dir, FoundInputs& to) : results(canonical_or_same(out_dir)), found(to) {}
 
-    /// False where it was walked before.
+    /// Returns false if the folder was walked before.
     bool enter(const fs::path& folder, const fs::path& base) {
         if (!walked.insert(canonical_or_same(folder)).second) return false;
         std::error_code error;
@@ -135,7 +135,7 @@ unsigned frames_or_one(const std::string& file, const ReadOptions& options) {
 }  // namespace
 
 bool is_in_shard(const Input& input, const Shard& shard) {
-    constexpr std::uint64_t kOffset = 14695981039346656037U;  // FNV-1a of 64 bits
+    constexpr std::uint64_t kOffset = 14695981039346656037U;  // 64-bit FNV-1a
     constexpr std::uint64_t kPrime = 1099511628211U;
     std::uint64_t hash = kOffset;
     for (const char c : input.name.empty() ? input.file : input.name) {
@@ -156,9 +156,8 @@ FoundInputs find_inputs(const InputQuery& query) {
     const fs::path root = fs::path(query.root).lexically_normal();
     Walk walk(query.out_dir, found);
     for (const auto& [name, own, refusal] : named) {
-        if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // with this NUL no file has it
-            found.inputs.push_back(
-                {name.substr(0, nul + 1), {}, "holds a NUL byte: a list like this one needs --null", {}});
+        if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // no file name holds a NUL byte
+            found.inputs.push_back({name.substr(0, nul + 1), {}, "holds a NUL byte: this list needs --null", {}});
             continue;
         }
         if (!refusal.empty()) {

@@ -5,6 +5,7 @@
 #include "io/printable.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/closing_lines.h"
 #include "run/console.h"
 #include "run/exit_code.h"
 #include "run/image_job.h"
@@ -38,19 +39,24 @@ namespace {
 namespace fs = std::filesystem;
 
 struct RunOutcome {
-    std::vector<ImageRecord> records;  // in the order of the inputs, whichever was finished first
+    std::vector<ImageRecord> records;  // in the order of the inputs
     RunCounts counts;
 };
+
+std::vector<std::string> lines_about(const JobOutcome& outcome, const RunOptions& options) {
+    if (options.verbosity == Verbosity::kQuiet) return {};
+    if (options.report_format == ReportFormat::kJson) return {json_line(outcome.record)};
+    return outcome.report;
+}
 
 void tell(const RunOptions& options, const JobOutcome& outcome, Console& console) {
     const ImageRecord& record = outcome.record;
     if (!outcome.is_image) return console.finish_image({}, {}, true);
-    const bool is_json = options.report_format == ReportFormat::kJson;
-    console.finish_image(is_json ? std::vector{json_line(record)} : outcome.report,
-                         record.refusal.empty() ? "" : record.file + " " + record.refusal, record.is_kept);
+    const std::string complaint = record.refusal.empty() ? "" : record.file + " " + record.refusal;
+    console.finish_image(lines_about(outcome, options), complaint, record.is_kept);
 }
 
-// What became of each image. Threads add to it; one may sum up while others are still at work.
+// What became of each image. All threads add to it. One may sum up while others are still working.
 class Outcomes {
 public:
     explicit Outcomes(std::size_t count) : outcomes(count) {}
@@ -64,23 +70,22 @@ public:
         outcomes[i] = outcome;
         outcomes[i]->report.clear();
     }
-    /// Once: the records leave.
+    /// To be called once, because it moves the records out.
     [[nodiscard]] RunOutcome sum_up() {
         const std::scoped_lock lock(mutex);
         RunOutcome run;
-        std::size_t finished = 0;
+        std::size_t finished = 0, passed_over = 0;
         for (std::optional<JobOutcome>& outcome : outcomes) {
             if (!outcome) continue;
             ++finished;
             if (!outcome->is_image) {
-                ++run.counts.passed_over;
+                ++passed_over;
                 continue;
             }
-            ImageRecord& record = outcome->record;
-            RunCounts& counts = run.counts;
-            ++(!record.refusal.empty() ? counts.refused : record.is_kept ? counts.kept : counts.done);
-            run.records.push_back(std::move(record));
+            run.records.push_back(std::move(outcome->record));
         }
+        run.counts = counts_of(run.records);
+        run.counts.passed_over = passed_over;
         run.counts.not_finished = begun - finished;
         run.counts.not_begun = outcomes.size() - begun;
         return run;
@@ -106,7 +111,7 @@ bool make_folder(const std::string& folder, std::ostream& err) {
     return true;
 }
 
-// The user named this file; it would be written over an image.
+// Whether this file, which the user wants to write, is one of the inputs.
 bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
     struct stat facts {};
     if (file.empty() || stat(file.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return false;
@@ -116,14 +121,14 @@ bool is_input(const fs::path& file, const std::vector<Input>& inputs) {
     });
 }
 
-// False, with a line for each reason, if the run would replace what is not its own.
+// Returns false, and prints a line for each reason, if the run would replace files that are not its own.
 bool may_begin(const OutputCheck& check, std::ostream& err) {
     for (const std::string& complaint : check.complaints) complain(err, complaint);
     if (!check.complaints.empty()) complain(err, "nothing was done; choose another --out-dir");
     return check.complaints.empty();
 }
 
-/// A run over images that were found.
+/// A run over the images that were found.
 class MasksRun {
 public:
     MasksRun(const RunOptions& run_options, const FoundInputs& found_inputs, std::ostream& report, std::ostream& errors)
@@ -134,7 +139,7 @@ public:
           err(errors),
           outcomes(found.inputs.size()) {}
 
-    /// Returns an ExitCode. `marked`: names of the results of images during which runs died.
+    /// Returns an ExitCode. `marked` holds the names of the results of images during which runs died.
     int go(std::unordered_set<std::string> marked) {
         if (!options.is_dry_run) {
             place.emplace(options.out_dir);
@@ -161,10 +166,11 @@ private:
                 outcomes.finish(static_cast<std::size_t>(&input - found.inputs.data()), outcome);
                 tell(options, outcome, console);
             } catch (const std::bad_alloc&) {
-                // Not even room for the refusal or its line: without an outcome it counts as not finished.
+                // There is no memory even for the refusal or its line. Without an outcome, the image counts as not
+                // finished.
             }
         };
-        // An image during which a run died may end this one, too: it comes last and alone.
+        // An image during which a run died may end this run too, so it is processed last and alone.
         std::vector<const Input*> first, last;
         for (const Input& input : found.inputs) (marked.contains(input.name) ? last : first).push_back(&input);
         const auto is_stopped = [&signals] { return signals.is_stop_wanted(); };
@@ -178,22 +184,21 @@ private:
         std::vector<std::string> failures;
         if (place) failures = write_run_files(options, run.records, place->results, place->run);
         for (const std::string& failure : failures) complain(err, failure);
-        // One image that was named speaks for itself.
-        const bool is_one = run.counts.images() == 1 && run.counts.passed_over == 0;
-        if (options.report_format == ReportFormat::kText && !is_one) {
-            out << closing_line(run.counts, options.is_dry_run ? "to do" : "done") << "\n" << std::flush;
+        if (options.report_format == ReportFormat::kText) {
+            for (const std::string& line : closing_lines(options, run.records, run.counts)) print_line(out, line);
+            out.flush();
         }
-        const bool is_whole = run.counts.not_finished + run.counts.not_begun == 0;
+        const bool is_whole = run.counts.left() == 0;
         if (!is_whole && is_stopped) return kExitInterrupted;
         return is_whole && failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
     }
 
-    // The images under way do not come to an end: the run does without them.
+    // Called if images are not finished in time after a stop. The run ends without them.
     void abandon() {
         try {
             (void)finish(true);
             if (place) place->run.remove_all();
-        } catch (...) {  // such as too little memory; the end does not wait for that
+        } catch (...) {  // for example if memory runs out; the program ends all the same
         }
         _exit(kExitInterrupted);
     }
@@ -203,7 +208,7 @@ private:
     ImageJobs jobs;
     std::ostream& out;
     std::ostream& err;
-    std::optional<Workplace> place;  // none if nothing is written
+    std::optional<Workplace> place;  // empty if nothing is written
     Outcomes outcomes;
 };
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// A run: image after image through reading, preparation, masks and results, several at a time.
+/// A run: every image is read, prepared and analysed, and its results are written. Several images are processed at a
+/// time.
 #pragma once
 
 #include "run/inputs.h"
@@ -9,11 +10,11 @@
 
 namespace Norvane::Host {
 
-/// All images that the options name, whatever the shard, and the names of their results. Throws Refusal if the manifest
+/// All images that the options name, in all shards, and the names of their results. Throws Refusal if the manifest
 /// cannot be read.
 [[nodiscard]] FoundInputs find_and_name(const RunOptions& options);
 
-/// Reports to `out`; a line per refused input to `err`. Returns an ExitCode.
+/// Writes the report to `out` and a line for each refused input to `err`. Returns an ExitCode.
 [[nodiscard]] int run_masks(const RunOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace Norvane::Host

@@ -10,9 +10,9 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr std::size_t kBytes = std::size_t{4} << 20;  // never touched, so that they cost address space only
+constexpr std::size_t kBytes = std::size_t{4} << 20;  // never touched, so it costs only address space
 
-// Of the process, as the handler is.
+// One per process, like the handler.
 std::atomic<void*> block{nullptr};
 
 void release() {
@@ -21,7 +21,7 @@ void release() {
 
 void on_failure() {
     release();
-    throw std::bad_alloc();  // and no second try: it would use up what the way out needs
+    throw std::bad_alloc();  // without a second try, which would use up the memory for cleaning up
 }
 
 }  // namespace

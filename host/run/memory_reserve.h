@@ -3,8 +3,9 @@
 
 namespace Norvane::Host {
 
-/// While it lives, some memory is kept back for the way out of an image that needs more than there is: the destructors
-/// of JSON values allocate, and one that cannot ends the program. The first allocation that fails gives it back.
+/// Keeps some memory in reserve for cleaning up after an image that needs more memory than is available. This is needed
+/// because the destructors of JSON values allocate, and if one of them cannot, the program ends. The first allocation
+/// that fails releases the reserve.
 class MemoryReserve {
 public:
     MemoryReserve();
@@ -12,7 +13,7 @@ public:
     MemoryReserve(const MemoryReserve&) = delete;
     MemoryReserve& operator=(const MemoryReserve&) = delete;
 
-    /// Takes back what was given, as far as there is memory. Several threads may do so.
+    /// Fills the reserve again, if there is memory. Several threads may call it.
     void refill() const;
 
 private:

@@ -9,7 +9,7 @@
 namespace Norvane::Host {
 namespace {
 
-// Bytes of the character of UTF-8 that the text begins with; 0 if it begins with none.
+// Number of bytes of the UTF-8 character at the beginning of the text; 0 if there is none.
 std::size_t character_size(std::string_view text) {
     const auto byte = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
     const std::uint8_t first = byte(0);
@@ -19,7 +19,7 @@ std::size_t character_size(std::string_view text) {
     for (std::size_t i = 1; i < size; ++i) {
         if ((byte(i) & 0xC0U) != 0x80U) return 0;
     }
-    // Neither longer than need be, nor halves of pairs, nor beyond the last character.
+    // Overlong forms, halves of surrogate pairs and codes above the last character are invalid.
     const std::uint8_t second = byte(1);
     const bool is_wrong = (first == 0xE0U && second < 0xA0U) || (first == 0xEDU && second > 0x9FU) ||
                           (first == 0xF0U && second < 0x90U) || (first == 0xF4U && second > 0x8FU);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Names of files as text in lines of UTF-8. Names are bytes: they may hold line feeds and what is no UTF-8.
+/// Writes file names as text in lines of UTF-8. A file name may hold any bytes, such as line feeds and invalid UTF-8.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace Norvane::Host {
 
-/// The name with "%", control characters and bytes that are no UTF-8 written %XX. Names without these stay as they are.
+/// The name with "%", control characters and bytes that are not UTF-8 written as %XX. Other names stay unchanged.
 [[nodiscard]] std::string text_of_name(std::string_view name);
-/// The name that has this text.
+/// Turns such a text back into the name.
 [[nodiscard]] std::string name_of_text(std::string_view text);
 
 }  // namespace Norvane::Host

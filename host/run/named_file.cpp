@@ -16,15 +16,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// /dev/stdout is a link that may lead to a file; it must stay all the same.
+// /dev/stdout is a link that may lead to a regular file, but it must not be replaced.
 bool is_device_or_pipe(const fs::path& file) {
     std::error_code ignored;
     return fs::is_other(file, ignored) || file.parent_path() == "/dev";
 }
 
-// A pipe that nobody reads is an error and nothing to wait for.
+// If nobody reads a pipe, that is an error. The function does not wait for a reader.
 void write_at_once(const fs::path& file, std::string_view bytes) {
-    // Opened anew, the file that standard output goes to would be written from its beginning.
+    // If standard output goes to a file, opening it again would write from its beginning, so the descriptor is copied.
     Descriptor opened(file == "/dev/stdout" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
                                             : ::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!opened.is_open()) refuse_result(file, errno);
@@ -38,7 +38,7 @@ void write_at_once(const fs::path& file, std::string_view bytes) {
 
 void write_named_file(const fs::path& file, std::string_view bytes) {
     if (is_device_or_pipe(file)) return write_at_once(file, bytes);
-    constexpr mode_t kForAll = 0666;  // less what the user's mask takes away
+    constexpr mode_t kForAll = 0666;  // minus the bits of the umask
     const ResultFolder folder(file.has_parent_path() ? file.parent_path() : fs::path("."));
     const std::string temporary = random_name(".norvane-");
     Descriptor opened(::openat(folder.descriptor(), temporary.c_str(),

@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kMicrometresPerMillimetre = 1000.0;
 
-// The shortest text of the number.
+// The shortest text for the number.
 std::string text_of(double number) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, number).ptr};

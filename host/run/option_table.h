@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Options as rows of tables. A row declares an option once: the parser of the command line, its help, the manual page,
-/// the completion, the README and the keywords of the Python module are made from it.
+/// Options as rows of tables. Each option is declared once, in its row. From the row come the parser of the command
+/// line, the help, the manual page, the completion, the table in the README and the keyword of the Python module.
 #pragma once
 
 #include <functional>
@@ -16,17 +16,17 @@ namespace Norvane::Host {
 
 enum class OptionKind {
     kValue,
-    kList,        ///< values with commas between; the option may be given several times
+    kList,        ///< values separated by commas; the option may be given several times
     kFlag,        ///< has no value
     kTwoWayFlag,  ///< --NAME and --no-NAME
 };
 
-/// kResults: the results depend on it, so it enters the stamps that --resume trusts.
+/// kResults: the results depend on the option, so the stamps that --resume compares include it.
 enum class OptionEffect { kResults, kRun };
 
 struct OptionChoice {
     std::string name;
-    std::string meaning{};  ///< empty if the help of the option tells
+    std::string meaning{};  ///< empty if the help of the option says it
 };
 
 struct OptionFacts {
@@ -34,19 +34,20 @@ struct OptionFacts {
     char letter = '\0';
     OptionKind kind = OptionKind::kValue;
     OptionEffect effect = OptionEffect::kRun;
-    std::string value{};  ///< what stands for the value, such as UM; empty: the choices stand there. FILE and FOLDER
-                          ///< are completed as such
-    std::vector<OptionChoice> choices{};               ///< empty: any value that `set` takes
-    std::optional<std::pair<double, double>> range{};  ///< of a number
-    std::string group = "Options";                     ///< heading in the help
+    std::string value{};  ///< the placeholder of the value, such as UM; if it is empty, the choices are shown. FILE and
+                          ///< FOLDER are completed as paths
+    std::vector<OptionChoice> choices{};               ///< if it is empty, any value that `set` accepts
+    std::optional<std::pair<double, double>> range{};  ///< the smallest and the largest number
+    std::string group = "Options";                     ///< its heading in the help
     std::string help{};                                ///< a sentence without its full stop
-    std::string otherwise{};                           ///< what holds without the option; empty: the opposite
+    std::string otherwise{};                           ///< what applies without the option; empty: the opposite
     std::string details{};                             ///< further sentences, for the manual page
-    bool is_of_command = false;                        ///< means nothing to a program that calls the run itself
+    bool is_of_command = false;                        ///< only for the command, not for a program that calls the run
     bool is_of_image = false;                          ///< may be a column of a manifest
 };
 
-/// `set` takes one value, of a flag "true" or "false". It throws std::invalid_argument with what is wrong with it.
+/// `set` takes one value; that of a flag is "true" or "false". If the value is wrong, it throws std::invalid_argument
+/// that says why.
 template <class Options>
 struct Option {
     OptionFacts facts;
@@ -62,10 +63,10 @@ template <class Options>
     return facts;
 }
 
-/// The texts that were given for options, by name.
+/// The values that were given for each option, by its name.
 using GivenOptions = std::map<std::string, std::vector<std::string>>;
 
-/// Options that cannot be used. `option` is the name of the one that is wrong; empty: what() says it all.
+/// An option is wrong. `option` is its name; if it is empty, what() says everything.
 class WrongOption : public std::invalid_argument {
 public:
     WrongOption(std::string name, const std::string& what) : std::invalid_argument(what), option(std::move(name)) {}
@@ -75,11 +76,11 @@ public:
 /// Whether two words of options are the same but for capitals.
 [[nodiscard]] bool is_same_word(std::string_view a, std::string_view b);
 
-/// The values in the texts, each in the range, or one of the choices, in the case of letters that the table has. Throws
-/// WrongOption.
+/// Splits the texts into values, checks them against the choices and the range, and gives choices the letters that the
+/// table has. Throws WrongOption.
 [[nodiscard]] std::vector<std::string> checked_values(const OptionFacts& option, const std::vector<std::string>& texts);
 
-/// Sets the options that were given, in the order of the table. Throws WrongOption.
+/// Sets the given options in the order of the table. Throws WrongOption.
 template <class Options>
 void set_options(Options& options, const OptionTable<Options>& table, const GivenOptions& given) {
     for (const Option<Options>& option : table) {
@@ -95,30 +96,30 @@ void set_options(Options& options, const OptionTable<Options>& table, const Give
     }
 }
 
-/// The options that decide the results and were given, in the order of the table: "--view=mlo --fast=true ". Throws
+/// The given options that the results depend on, in the order of the table: "--view=mlo --fast=true ". Throws
 /// WrongOption.
 [[nodiscard]] std::string stamp_text_of(const std::vector<OptionFacts>& options, const GivenOptions& given);
 
-/// "FOLDER" or "left|right"; empty for a flag.
+/// The value in the help, such as "FOLDER" or "left|right"; empty for a flag.
 [[nodiscard]] std::string value_text(const OptionFacts& option);
-/// "from 1 to 1024"; empty without a range.
+/// The range, such as "from 1 to 1024"; empty if there is none.
 [[nodiscard]] std::string range_text(const OptionFacts& option);
 
-/// The help with the choices and the range, and what holds otherwise in brackets.
+/// The help with the choices and the range, and in brackets what applies without the option.
 [[nodiscard]] std::string help_text(const OptionFacts& option);
 
 [[nodiscard]] inline bool is_flag(const OptionFacts& option) {
     return option.kind == OptionKind::kFlag || option.kind == OptionKind::kTwoWayFlag;
 }
 
-// For the functions `set`. Each throws std::invalid_argument.
+// Conversions for the functions `set`. Each throws std::invalid_argument.
 [[nodiscard]] unsigned whole_number_of(const std::string& text);
 [[nodiscard]] double number_of(const std::string& text);
 [[nodiscard]] double positive_number_of(const std::string& text);
 /// A pixel size. What must be millimetres is refused with the question.
 [[nodiscard]] double micrometres_of(const std::string& text);
 
-/// Of pairs of name and value.
+/// The choices from pairs of name and value.
 template <class NamedValues>
 [[nodiscard]] std::vector<OptionChoice> choices_of(const NamedValues& named) {
     std::vector<OptionChoice> choices;
@@ -130,7 +131,7 @@ template <class NamedValues>
     for (const auto& [name, value] : named) {
         if (text == name) return value;
     }
-    throw std::invalid_argument("'" + text + "' is no name");
+    throw std::invalid_argument("'" + text + "' is not a known name");
 }
 
 }  // namespace Norvane::Host

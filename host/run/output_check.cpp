@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 using Names = std::unordered_set<std::string>;
 
-/// Which of the files that somebody named lie in the folder of the results.
+/// The files that the user named and that lie in the folder of the results.
 class GivenFiles {
 public:
     explicit GivenFiles(const fs::path& out_dir) : folder(canonical_of(out_dir)) {}
@@ -32,14 +32,14 @@ public:
         if (file.empty()) return;
         const fs::path absolute = fs::absolute(file);
         const std::string above = absolute.parent_path().string();
-        const auto [known, is_new] = folders.try_emplace(above);  // thousands of files share one
+        const auto [known, is_new] = folders.try_emplace(above);  // thousands of files may share one folder
         if (is_new) {
             const fs::path relative = canonical_of(above).lexically_relative(folder);
             if (!relative.empty() && *relative.begin() != "..") known->second = relative;
         }
         if (known->second) names.insert((*known->second / absolute.filename()).lexically_normal().string());
     }
-    /// By its path below the folder of the results.
+    /// `name` is the path below the folder of the results.
     [[nodiscard]] bool contain(const std::string& name) const { return !names.empty() && names.contains(name); }
 
 private:
@@ -74,7 +74,7 @@ public:
         }
     }
 
-    /// Results that have their places in one folder.
+    /// Checks the results that go into the same folder.
     void look_at_results(const std::vector<const Input*>& inputs) {
         std::optional<ResultFolder> folder;
         Names files;
@@ -85,7 +85,7 @@ public:
                 if (entry.is_file) files.insert(std::move(entry.name));
             }
         } catch (const Refusal&) {
-            return;  // as its images will be
+            return;  // the images themselves will be refused
         }
         if (files.empty()) return;
         run_workers(
@@ -123,25 +123,25 @@ private:
             if (!files.contains(file)) continue;
             look_at(full(file), [&] {
                 if (!stamp) return false;
-                if (stamp->vouches_for(file, 0)) return true;  // whatever its size: no look at it
+                if (stamp->vouches_for(file, 0)) return true;  // for any size, so the size need not be read
                 const auto size = folder.size_of(file);
                 return !size || stamp->vouches_for(file, *size);
             });
         }
     }
 
-    // False, with a complaint, if the file is not to be replaced.
+    // If the file must not be replaced, adds a complaint and returns false.
     template <class IsOwn>
     bool look_at(const std::string& name, const IsOwn& is_own) {
         std::string complaint;
         try {
             if (given.contain(name)) {
-                complaint = " is an input, the manifest or the list of failures, and a result would take its place";
+                complaint = " is an input, the manifest or the list of failures, and a result would overwrite it";
             } else if (!is_own()) {
-                complaint = " was not written by this program, and a result would take its place";
+                complaint = " was not written by this program, and a result would overwrite it";
             }
         } catch (const Refusal&) {
-            complaint = " is no file that this program wrote, and a result would take its place";
+            complaint = " is not a file of this program, and a result would overwrite it";
         }
         if (complaint.empty()) return true;
         const std::scoped_lock lock(mutex);
@@ -154,7 +154,7 @@ private:
     const GivenFiles& given;
     std::vector<std::string> endings;
     std::mutex mutex;
-    std::set<std::string> names;  // with the complaints, in an order that does not depend on the threads
+    std::set<std::string> names;  // with their complaints; sorted, so that the order does not depend on the threads
     Names marked;
 };
 
@@ -162,7 +162,7 @@ private:
 
 OutputCheck check_outputs(const RunOptions& options, const std::vector<Input>& inputs) {
     std::error_code ignored;
-    if (!fs::is_directory(options.out_dir, ignored)) return {};  // nothing lies there, no input either
+    if (!fs::is_directory(options.out_dir, ignored)) return {};  // nothing lies there yet
     const ResultFolder results(options.out_dir);
     GivenFiles given(options.out_dir);
     for (const Input& input : inputs) given.add(input.file);

@@ -12,8 +12,8 @@ void OutputSet::add(const std::filesystem::path& file, std::string_view bytes) {
     RunFolder::Temporary temporary = run.make_temporary();
     if (!temporary.file.is_open()) refuse_result(folder.path_of(file), errno);
     waiting.push_back({file.string(), bytes.size(), temporary.name});
-    // The bytes are on the disk before the file gets its name: a network or a full disk may say only then that they are
-    // not, and no crash of the machine leaves an empty file that looks finished.
+    // The bytes are written to the disk before the file gets its name. Otherwise a network or a full disk could report
+    // a loss too late, and after a crash of the machine an empty file could look finished.
     const int error = write_through(temporary.file.get(), bytes);
     const int close_error = temporary.file.close();
     if (error != 0 || close_error != 0) refuse_result(folder.path_of(file), error != 0 ? error : close_error);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Files that get their places in the folder of the results together.
+/// Puts the files of an image into the folder of the results together.
 #pragma once
 
 #include "run/result_folder.h"
@@ -14,18 +14,19 @@
 
 namespace Norvane::Host {
 
-/// Each file is written under a temporary name in the run's folder; commit() gives all of them their names. Without
-/// commit() the temporary files are removed. Errors are thrown as Refusal with the path and the system's reason.
+/// Each file is first written under a temporary name in the run's folder. commit() gives all of them their names. If
+/// commit() is not called, the temporary files are removed. Errors are thrown as Refusal with the path and the system's
+/// reason.
 class OutputSet {
 public:
-    /// Both must live longer. `folder` is the one in which the files get their places.
+    /// Both must outlive this object. The files go into the second one.
     OutputSet(const RunFolder& run_folder, const ResultFolder& folder_of_files)
         : run(run_folder), folder(folder_of_files) {}
     ~OutputSet();
     OutputSet(const OutputSet&) = delete;
     OutputSet& operator=(const OutputSet&) = delete;
 
-    /// `file` is a name without folders.
+    /// Writes a file under a temporary name. `file` is its name without folders.
     void add(const std::filesystem::path& file, std::string_view bytes);
 
     struct Waiting {
@@ -33,14 +34,14 @@ public:
         std::uintmax_t size;
         std::string temporary;
     };
-    /// The files that wait for their names, in the order in which they get them.
+    /// The files that still wait for their names, in the order in which they will get them.
     [[nodiscard]] const std::vector<Waiting>& files() const { return waiting; }
 
     /// Whether a file with this name and size may be replaced.
     using IsOwn = std::function<bool(const std::string& name, std::uintmax_t size)>;
-    /// Throws Refusal if something that may not be replaced lies in the place of one of the files.
+    /// Throws Refusal if one of the names is taken by a file that may not be replaced.
     void require_places(const IsOwn& is_own) const;
-    /// The same look before each file; those that have got their names leave files().
+    /// Gives the files their names, with the same check before each. A file that has its name leaves files().
     void commit(const IsOwn& is_own);
 
 private:

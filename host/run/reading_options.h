@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The options about how files are read, for tables of records that have a member `reading`.
+/// The options for reading files. They suit tables whose records have a member `reading`.
 #pragma once
 
 #include "io/read_options.h"
@@ -24,7 +24,7 @@ template <class Options>
     return {{.name = kFrameOption,
              .effect = effect,
              .value = "N",
-             .help = "Which frame of a file that holds several, from 1",
+             .help = "Which frame to use if a file holds several, from 1",
              .otherwise = "a file with several is refused"},
             [](Options& options, const std::string& text) {
                 (void)positive_number_of(text);
@@ -49,10 +49,10 @@ template <class Options>
              .value = "MIB",
              .range = {{1, kMostMebibytes}},
              .group = group,
-             .help = "Refuse an image that needs more memory than this, in MiB",
+             .help = "Refuse images that need more memory than this, in MiB",
              .otherwise = std::to_string(kDefaultImageMemory >> 20U),
-             .details = "The header of an image tells how much it needs, so nothing of that size is allocated. "
-                        "Each image under way may need as much."},
+             .details = "An image is refused by its header, before so much memory is allocated. Each image that is "
+                        "processed at the same time may need as much."},
             [](Options& options, const std::string& text) {
                 options.reading.image_memory = std::uint64_t{whole_number_of(text)} << 20U;
             }};
@@ -63,10 +63,10 @@ template <class Options>
     return {{.name = "decode",
              .choices = choices_of(kDecodingPlaces),
              .group = group,
-             .help = "Decode the JPEG, JPEG-LS and JPEG 2000 pixels of DICOM files in a process of its own, so that "
-                     "damaged data costs one image, or in this process",
+             .help = "Decode the JPEG, JPEG-LS and JPEG 2000 pixels of DICOM files in a separate process, so that "
+                     "damaged data costs only one image, or in this process",
              .otherwise = kDecodingPlaces.front().first,
-             .details = "The latter is for systems on which no process can be started."},
+             .details = "Use in-process on systems that cannot start other processes."},
             [](Options& options, const std::string& text) {
                 options.reading.decoding = value_named(kDecodingPlaces, text);
             }};

@@ -27,7 +27,7 @@ bool is_link(int folder, const std::string& name) {
     return fstatat(folder, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(facts.st_mode);
 }
 
-// The facts of a regular file; nothing if there is none.
+// The metadata of a regular file. Nothing if there is no file.
 std::optional<struct stat> facts_of(const ResultFolder& folder, const std::string& name) {
     struct stat facts {};
     if (fstatat(folder.descriptor(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -36,7 +36,7 @@ std::optional<struct stat> facts_of(const ResultFolder& folder, const std::strin
     }
     if (S_ISLNK(facts.st_mode)) refuse_result(folder.path_of(name), "Is a link");
     if (S_ISDIR(facts.st_mode)) refuse_result(folder.path_of(name), EISDIR);
-    if (!S_ISREG(facts.st_mode)) refuse_result(folder.path_of(name), "Is no regular file");
+    if (!S_ISREG(facts.st_mode)) refuse_result(folder.path_of(name), "Is not a regular file");
     return facts;
 }
 
@@ -54,7 +54,7 @@ int write_through(int descriptor, std::string_view bytes) {
         if (count < 0) return errno;
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
-    return ::fsync(descriptor) != 0 && errno != EINVAL ? errno : 0;  // EINVAL: not a disk
+    return ::fsync(descriptor) != 0 && errno != EINVAL ? errno : 0;  // EINVAL: it is not on a disk
 }
 
 std::optional<std::vector<FolderEntry>> entries_of(int folder) {
@@ -100,7 +100,7 @@ ResultFolder ResultFolder::make_parent_of(const std::filesystem::path& name) con
 }
 
 std::optional<ResultFolder> ResultFolder::walk_to_parent_of(const std::filesystem::path& name, bool makes) const {
-    constexpr mode_t kForAll = 0777;  // less what the user's mask takes away
+    constexpr mode_t kForAll = 0777;  // minus the bits of the umask
     ResultFolder reached(Descriptor(::openat(folder.get(), ".", kFolderFlags)), path);
     if (!reached.folder.is_open()) refuse_result(path, errno);
     for (const std::filesystem::path& part : name.parent_path()) {
@@ -138,7 +138,7 @@ std::optional<std::string> ResultFolder::read(const std::string& name, std::size
         ::openat(folder.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat opened {};
     if (!file.is_open() || ::fstat(file.get(), &opened) != 0) refuse_result(path_of(name), errno);
-    if (!S_ISREG(opened.st_mode)) refuse_result(path_of(name), "Is no regular file");
+    if (!S_ISREG(opened.st_mode)) refuse_result(path_of(name), "Is not a regular file");
     std::string bytes(std::min(most, static_cast<std::size_t>(opened.st_size)), '\0');
     std::size_t filled = 0;
     while (filled < bytes.size()) {

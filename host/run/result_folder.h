@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The folder of a run's results, as an open descriptor: nobody can exchange it, or a folder below it, while the run
-/// goes on.
+/// The folder of a run's results, held as an open descriptor. While the run goes on, nobody can exchange the folder or
+/// one below it.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace Norvane::Host {
 
-/// An open file or folder, which it closes.
+/// Owns the descriptor of an open file or folder.
 class Descriptor {
 public:
     explicit Descriptor(int opened = -1) : number(opened) {}
@@ -26,7 +26,7 @@ public:
     }
     [[nodiscard]] int get() const { return number; }
     [[nodiscard]] bool is_open() const { return number >= 0; }
-    /// 0 or the system's error: networks may say only then that bytes were lost.
+    /// Returns 0 or the system's error. A network file system may report only here that bytes were lost.
     int close();
 
 private:
@@ -35,9 +35,9 @@ private:
 
 struct FolderEntry {
     std::string name;
-    bool is_file;  ///< a regular one
+    bool is_file;  ///< a regular file
 };
-/// What lies in an open folder, in no order. Nothing if it cannot be read; errno then tells why.
+/// The entries of an open folder, in no particular order. Nothing if it cannot be read; errno then says why.
 [[nodiscard]] std::optional<std::vector<FolderEntry>> entries_of(int folder);
 
 /// Writes all bytes to the disk. Returns 0 or the system's error.
@@ -46,29 +46,29 @@ struct FolderEntry {
 /// Throws Refusal: the result `file` cannot be written because of `reason`.
 [[noreturn]] void refuse_result(const std::filesystem::path& file, const std::string& reason);
 [[noreturn]] void refuse_result(const std::filesystem::path& file, int system_error);
-/// The same: a file of somebody else lies in its place.
+/// Throws the same Refusal because another program's file has the name.
 [[noreturn]] void refuse_foreign(const std::filesystem::path& file);
 
-/// Below the folder that the user named no link is followed, and only regular files are read. Whatever else lies in a
-/// result's place is refused by name, and nothing waits for it. Every function throws Refusal.
+/// Below the folder that the user named, no link is followed and only regular files are read. If anything else has the
+/// name of a result, the refusal names it. Nothing waits, not even for a pipe. Every function throws Refusal.
 class ResultFolder {
 public:
-    /// A folder that exists. It may be named by way of links.
+    /// The folder must exist. Its own path may contain links.
     explicit ResultFolder(const std::filesystem::path& named);
 
-    /// The folder in which the result `name`, a path below this folder, has its place. Nothing if there is none.
+    /// The folder that holds the result `name`, a path below this folder. Nothing if it does not exist.
     [[nodiscard]] std::optional<ResultFolder> parent_of(const std::filesystem::path& name) const;
-    /// The same; missing folders are made.
+    /// The same, but creates missing folders.
     [[nodiscard]] ResultFolder make_parent_of(const std::filesystem::path& name) const;
 
-    /// Size in bytes of the regular file `name` in this very folder. Nothing if there is none.
+    /// Size in bytes of the regular file `name` directly in this folder. Nothing if there is none.
     [[nodiscard]] std::optional<std::uintmax_t> size_of(const std::string& name) const;
-    /// The first bytes of the file, up to `most`.
+    /// At most the first `most` bytes of the file.
     [[nodiscard]] std::optional<std::string> read(const std::string& name, std::size_t most = kMostRead) const;
-    /// A text that changes when another file takes the place; empty if there is none.
+    /// A text that changes if another file takes this name; empty if there is no file.
     [[nodiscard]] std::string identity_of(const std::string& name) const;
 
-    /// What lies in this very folder, in no order.
+    /// The entries directly in this folder, in no particular order.
     [[nodiscard]] std::vector<FolderEntry> entries() const;
 
     [[nodiscard]] std::filesystem::path path_of(const std::string& name) const { return path / name; }

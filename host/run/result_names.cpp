@@ -16,12 +16,12 @@ std::string own_result_name(const Input& input) {
 }
 
 void give_result_names(std::vector<Input>& inputs) {
-    std::set<std::string> own;  // a number is not given where it would meet the own name of another input
+    std::set<std::string> own;  // a numbered name must not be the own name of another input
     for (const Input& input : inputs) {
         if (input.refusal.empty()) own.insert(own_result_name(input));
     }
     std::set<std::string> taken;
-    std::map<std::string, int> last_number;  // of each own name: thousands of files may share one
+    std::map<std::string, int> last_number;  // for each own name, because thousands of files may share one
     for (Input& input : inputs) {
         if (!input.refusal.empty()) continue;
         const std::string base = own_result_name(input);

@@ -27,7 +27,7 @@ std::string ndjson_of(const std::vector<ImageRecord>& records) {
     return text;
 }
 
-// Whether the name read from a list would be the one that was written to it.
+// Whether the name can be read back from the list unchanged.
 bool can_be_listed(const std::string& name, char list_end) {
     return name.find('\0') == std::string::npos && name.find(list_end) == std::string::npos &&
            (list_end == '\0' || !name.ends_with('\r'));
@@ -58,7 +58,7 @@ void write_file(const RunFile& file, const std::vector<ImageRecord>& records, co
     });
 }
 
-// The others are tried even if one cannot be written.
+// If one file cannot be written, the others are still tried.
 template <class Write>
 void attempt(std::vector<std::string>& failures, const std::string& what, const Write& write) {
     try {
@@ -70,6 +70,10 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 
 }  // namespace
 
+std::string page_name_of(const RunOptions& options) {
+    return options.has_page && !options.shard ? kPageName : std::string();
+}
+
 std::vector<RunFile> run_files_of(const RunOptions& options) {
     std::string table = "summary";
     if (const auto& shard = options.shard) {
@@ -77,7 +81,9 @@ std::vector<RunFile> run_files_of(const RunOptions& options) {
     }
     std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
                                   {table + ".ndjson", "{\"file\":", true, ndjson_of}};
-    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, report_page});
+    if (const std::string page = page_name_of(options); !page.empty()) {
+        files.push_back({page, kPageBeginning, false, report_page});
+    }
     return files;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What is written for a run as a whole.
+/// The files that are written for a run as a whole.
 #pragma once
 
 #include "run/image_record.h"
@@ -16,22 +16,25 @@ namespace Norvane::Host {
 /// A table or the page of a run, in the folder of the results.
 struct RunFile {
     std::string name;
-    std::string beginning;  ///< by which a run knows one that an earlier run wrote
+    std::string beginning;  ///< how the text begins; by it a run recognises the file of an earlier run
     bool may_be_empty;
     std::string (*text_of)(const std::vector<ImageRecord>& records);
 };
 
-/// summary.csv, summary.ndjson and report.html. The tables of a part K of N are summary.K-of-N.*, and a part has no
-/// page: a run over everything that resumes makes it.
+/// summary.csv, summary.ndjson and report.html. The tables of part K of N are called summary.K-of-N.*. A part has no
+/// page; a later run with --resume over all images makes it.
 [[nodiscard]] std::vector<RunFile> run_files_of(const RunOptions& options);
 
-/// Whether a file that begins so is one of this program.
+/// "report.html", or nothing if the run makes no page.
+[[nodiscard]] std::string page_name_of(const RunOptions& options);
+
+/// Whether a file that begins with these bytes was written by this program.
 [[nodiscard]] inline bool is_of_this_program(const RunFile& file, std::string_view its_beginning) {
     return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());
 }
 
-/// Writes them, and the list of what failed if one is wanted. Returns a sentence for each that could not
-/// be written, and for each name that the list cannot hold.
+/// Writes these files and, if one is wanted, the list of failures. Returns a sentence for each file that could not be
+/// written and for each name that the list cannot hold.
 [[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const ResultFolder& results, const RunFolder& run);

@@ -27,7 +27,7 @@ constexpr std::string_view kMagic = "norvane holds this file while it runs\n";
 constexpr std::string_view kNotLocked = "norvane could not lock this file\n";
 constexpr int kFileFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 constexpr int kNewFile = O_RDWR | O_CREAT | O_EXCL | kFileFlags;
-constexpr off_t kSlotSize = 16384;  // holds the longest path with each byte escaped
+constexpr off_t kSlotSize = 16384;  // long enough for the longest path with every byte escaped
 
 bool is_run_name(std::string_view name) {
     return name.starts_with(kPrefix) && name.size() == kPrefix.size() + 2 * kRandomBytes &&
@@ -41,7 +41,7 @@ bool is_own_name(std::string_view name) {
     return name == RunFolder::kAlive || name == kUnderWay;
 }
 
-// The lock goes last: whoever has it may remove the rest.
+// The lock is removed last, because whoever holds it may remove the rest.
 void remove_run(int results, int folder, const std::string& name) {
     for (const FolderEntry& entry : entries_of(folder).value_or(std::vector<FolderEntry>{})) {
         if (is_own_name(entry.name)) (void)::unlinkat(folder, entry.name.c_str(), 0);
@@ -50,7 +50,7 @@ void remove_run(int results, int folder, const std::string& name) {
     (void)::unlinkat(results, name.c_str(), AT_REMOVEDIR);
 }
 
-// Others may have written the file, so that it may be of any size.
+// Reads at most `most_bytes`, because somebody else may have written the file and it may have any size.
 std::string read_at_most(int descriptor, std::size_t most_bytes) {
     std::string bytes;
     std::array<char, kSlotSize> part{};
@@ -76,7 +76,7 @@ std::vector<std::string> lines_under_way(int folder) {
     return lines;
 }
 
-// Open and locked if the run that made the folder is dead.
+// The open and locked lock file if the run that created the folder is dead; otherwise not open.
 Descriptor lock_of_dead(int folder) {
     struct stat facts {};
     if (::fstat(folder, &facts) != 0 || facts.st_uid != ::geteuid()) return Descriptor();
@@ -86,12 +86,13 @@ Descriptor lock_of_dead(int folder) {
                facts.st_nlink == 1;
     };
     if (!lock.is_open() || !is_own_file() || ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return Descriptor();
-    const std::string text =
-        is_own_file() ? read_at_most(lock.get(), kMagic.size() + 1) : std::string(kNotLocked);  // removed meanwhile?
-    return text.empty() || text == kMagic ? std::move(lock) : Descriptor();  // empty: died while it was made
+    const std::string text = is_own_file() ? read_at_most(lock.get(), kMagic.size() + 1)
+                                           : std::string(kNotLocked);  // was it removed meanwhile?
+    return text.empty() || text == kMagic ? std::move(lock)
+                                          : Descriptor();  // empty: the run died while it created the file
 }
 
-// Calls visit(folder, name) for the open folder of each run, whether it lives or not.
+// Calls visit(folder, name) with the open folder of each run, living or dead.
 template <class Visitor>
 void for_each_run(const ResultFolder& results, const Visitor& visit) {
     for (const FolderEntry& entry : results.entries()) {
@@ -118,14 +119,14 @@ std::string random_name(std::string_view prefix) {
 
 RunFolder::RunFolder(const ResultFolder& results, std::string run_key)
     : above(results.descriptor()), key(std::move(run_key)), maker(::getpid()) {
-    constexpr int kTries = 8;  // another run may take a folder without a lock for that of a dead one
+    constexpr int kTries = 8;  // before the folder has a lock, another run may take it for that of a dead run
     for (int tries = 0; tries < kTries; ++tries) {
         if (try_to_make()) return;
         const int error = errno;
         if (folder.is_open()) remove_run(above, folder.get(), name);
         if (error != ENOENT && error != EWOULDBLOCK && error != EEXIST) refuse_result(results.path_of(name), error);
     }
-    refuse_result(results.path_of(name), "Other runs take it");
+    refuse_result(results.path_of(name), "Other runs remove it again and again");
 }
 
 bool RunFolder::try_to_make() {
@@ -134,7 +135,7 @@ bool RunFolder::try_to_make() {
     name = random_name(kPrefix);
     if (name.empty() || ::mkdirat(above, name.c_str(), kForUser) != 0) return false;
     folder = Descriptor(::openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.is_open()) return false;  // another run took it, still empty, for that of a dead one
+    if (!folder.is_open()) return false;  // while it was empty, another run took it for that of a dead run
     lock = Descriptor(::openat(folder.get(), kLock, kNewFile, kForUser));
     if (!lock.is_open()) return false;
     const bool is_locked = ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
@@ -161,7 +162,7 @@ void RunFolder::remove_all() const {
 }
 
 RunFolder::Temporary RunFolder::make_temporary() const {
-    constexpr mode_t kForAll = 0666;  // less what the user's mask takes away
+    constexpr mode_t kForAll = 0666;  // minus the bits of the umask
     std::string file = std::string(kTemporary) + std::to_string(next_temporary++);
     Descriptor opened(::openat(folder.get(), file.c_str(), kNewFile, kForAll));
     return {std::move(file), std::move(opened)};
@@ -177,11 +178,12 @@ int RunFolder::move_to(const ResultFolder& place, const std::string& file, const
     if (replaces) return error_of(::renameat(from, temporary.c_str(), to, file.c_str()));
     int error = error_of(::renameat2(from, temporary.c_str(), to, file.c_str(), RENAME_NOREPLACE));
     if (error != EINVAL && error != ENOSYS) return error;
-    // File systems without that: a second name is never given over a file that exists.
+    // For file systems that do not support this: a hard link never replaces an existing file.
     error = error_of(::linkat(from, temporary.c_str(), to, file.c_str(), 0));
     if (error == 0) remove_temporary(temporary);
     if (error == 0 || error == EEXIST || error == EXDEV) return error;
-    // And those without second names, which leave a moment between the look and the name.
+    // For those that do not support hard links either. Here a file that appears between the check and the renaming is
+    // replaced.
     if (place.size_of(file)) return EEXIST;
     return error_of(::renameat(from, temporary.c_str(), to, file.c_str()));
 }
@@ -195,7 +197,7 @@ RunFolder::UnderWay::UnderWay(const RunFolder& run_folder, const std::string& te
         run.free_slots.pop_back();
     }
     const std::string line = text + "\n";
-    if (line.size() > static_cast<std::size_t>(kSlotSize)) return;  // no name that a file can have
+    if (line.size() > static_cast<std::size_t>(kSlotSize)) return;  // no file can have such a long name
     (void)!::pwrite(run.under_way.get(), line.data(), line.size(), kSlotSize * static_cast<off_t>(slot));
 }
 
@@ -218,11 +220,11 @@ void clear_dead_runs(const ResultFolder& results, const std::function<void(const
     for_each_run(results, [&](int folder, const std::string& name) {
         const Descriptor lock = lock_of_dead(folder);
         if (!lock.is_open()) {
-            (void)::unlinkat(results.descriptor(), name.c_str(), AT_REMOVEDIR);  // if nothing is in it
+            (void)::unlinkat(results.descriptor(), name.c_str(), AT_REMOVEDIR);  // only succeeds if it is empty
             return;
         }
         const std::vector<std::string> lines = lines_under_way(folder);
-        (void)::unlinkat(folder, RunFolder::kAlive, 0);  // they count once, even if this run dies now
+        (void)::unlinkat(folder, RunFolder::kAlive, 0);  // so that they count only once, even if this run dies now
         take(lines);
         remove_run(results.descriptor(), folder, name);
     });

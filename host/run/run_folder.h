@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run keeps for itself in the folder of the results while it lives, and what a run that died left of it.
+/// The folder that a run keeps for itself inside the folder of the results while it lives, and what is done with that
+/// of a run that died.
 ///
-/// .norvane-run-HEX is a folder that only its user may enter and that no one else can guess. It holds the temporary
-/// files, a lock that is held as long as the run lives, the file "alive", which an interruption removes, and the names
-/// of the images under way.
+/// The folder is called .norvane-run-HEX. Only its user may enter it, and nobody can guess its name. It holds the
+/// temporary files, a lock that is held while the run lives, the file "alive", which an interruption removes, and the
+/// names of the images that are being processed.
 #pragma once
 
 #include "run/result_folder.h"
@@ -19,37 +20,37 @@
 
 namespace Norvane::Host {
 
-/// A file name that nobody can guess; empty if the system gives no random bytes.
+/// A file name that nobody can guess. Empty if the system provides no random bytes.
 [[nodiscard]] std::string random_name(std::string_view prefix);
 
 class RunFolder {
 public:
     static constexpr const char* kAlive = "alive";
 
-    /// Makes it in the folder of the results. Processes that share a run give it the same key. Throws Refusal.
+    /// Creates the folder in the folder of the results. Processes that share a run pass the same key. Throws Refusal.
     explicit RunFolder(const ResultFolder& results, std::string run_key = "");
-    /// Removes it and what is in it, unless this process is a copy of the one that made it.
+    /// Removes the folder and its contents, unless this process is a fork of the one that created it.
     ~RunFolder();
     RunFolder(const RunFolder&) = delete;
     RunFolder& operator=(const RunFolder&) = delete;
 
     [[nodiscard]] int descriptor() const { return folder.get(); }
-    /// Whether it was made by this process and not by the one that this one is a copy of.
+    /// Whether this process created it, and not the process from which this one was forked.
     [[nodiscard]] bool is_of_this_process() const;
 
     struct Temporary {
         std::string name;
-        Descriptor file;  ///< not open if there was an error, which errno then tells
+        Descriptor file;  ///< not open if there was an error; errno then says which
     };
-    /// A new file for writing. Any number of threads may call.
+    /// Creates a new file for writing. Any number of threads may call it.
     [[nodiscard]] Temporary make_temporary() const;
     void remove_temporary(const std::string& file) const;
-    /// Gives a temporary file its place; a file that lies there is replaced only if `replaces`. Returns 0 or the
-    /// system's error: EEXIST if there is a file that may not be replaced.
+    /// Moves a temporary file to its place. A file that is already there is replaced only if `replaces` is true.
+    /// Returns 0 or the system's error, which is EEXIST if there is a file that may not be replaced.
     [[nodiscard]] int move_to(const ResultFolder& place, const std::string& file, const std::string& temporary,
                               bool replaces) const;
 
-    /// While it lives, `text`, a line, is among what a run that dies was doing.
+    /// While this object exists, the line `text` is recorded as something that the run is doing.
     class UnderWay {
     public:
         UnderWay(const RunFolder& run_folder, const std::string& text);
@@ -78,13 +79,13 @@ private:
     mutable unsigned next_slot = 0;
 };
 
-/// The processes that share this run are about to be ended on purpose: what they have under way will not count as what
-/// a run died at.
+/// To be called before the processes that share this run are ended on purpose: the images that they are processing will
+/// not count as images during which a run died.
 void pardon_runs(const ResultFolder& results, const std::string& key);
 
-/// Calls `take` with the lines that were under way when a run died, for each such run that did not end by an
-/// interruption, and removes what the dead runs left. Runs that live stay as they are, and so do those of other users
-/// and those in places where files cannot be locked.
+/// For each dead run that did not end by an interruption, calls `take` with the lines that it was processing. Then
+/// removes the files that dead runs left. Living runs are not touched, nor are those of other users and those on file
+/// systems without locks.
 void clear_dead_runs(const ResultFolder& results, const std::function<void(const std::vector<std::string>&)>& take);
 
 }  // namespace Norvane::Host

@@ -19,7 +19,7 @@ constexpr const char* kTriedNoise = "auto";
 constexpr unsigned kMostJobs = 1024;
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
 
-// Two numbers with `separator` between them, the first one not above the second.
+// Two numbers separated by `separator`. The first must not be above the second.
 template <class Number>
 std::pair<Number, Number> range_of(const std::string& text, char separator, Number least, const char* expected) {
     std::pair<Number, Number> pair{};
@@ -84,7 +84,7 @@ void set_shard(RunOptions& run, const std::string& text) {
     run.shard = Shard{number, count};
 }
 
-// The setter of a flag.
+// Makes the function `set` of a flag.
 template <class Set>
 auto flag(Set set) {
     return [set](RunOptions& run, const std::string& value) { set(run, value == "true"); };
@@ -106,22 +106,22 @@ Option<RunOptions> frames_option() {
     return option;
 }
 
-// What an image shows.
+// Options about what the image shows.
 OptionTable<RunOptions> view_options() {
     return {
         {{.name = "side",
           .effect = kResults,
           .choices = choices_of(kSideWords),
           .help = "Image border at which the chest wall lies",
-          .otherwise = "what the file says, else the border with more tissue",
+          .otherwise = "what the file says, otherwise the border with more tissue",
           .is_of_image = true},
          [](RunOptions& run, const std::string& text) { run.analysis.side = value_named(kSideWords, text); }},
         {{.name = "view",
           .effect = kResults,
           .choices = choices_of(kViewWords),
           .help = "mlo shows the pectoral muscle, cc does not",
-          .otherwise = "what the file says, else it is refused",
-          .details = "It holds for every image of the run, whatever the file says. Folders that hold both views need "
+          .otherwise = "what the file says; if it says nothing, it is refused",
+          .details = "It holds for every image of the run, whatever its file says. Folders that hold both views need "
                      "--default-view.",
           .is_of_image = true},
          [](RunOptions& run, const std::string& text) { run.analysis.view = value_named(kViewWords, text); }},
@@ -129,7 +129,7 @@ OptionTable<RunOptions> view_options() {
           .effect = kResults,
           .value = "UM",
           .help = "Pixel size in micrometres, up to 228",
-          .otherwise = "what the file says, else it is refused",
+          .otherwise = "what the file says; if it says nothing, it is refused",
           .is_of_image = true},
          set_pixel_size},
         frames_option(),
@@ -161,29 +161,30 @@ OptionTable<RunOptions> default_options() {
     };
 }
 
-// How it is analysed.
+// Options about the analysis.
 OptionTable<RunOptions> analysis_options() {
     return {
         {{.name = "crop",
           .effect = kResults,
           .choices = {{"auto"}, {"none"}},
-          .help = "auto cuts off black and white borders that a scanner or an archive put around the film; none works "
-                  "on the whole image",
+          .help =
+              "auto cuts off the black and white borders that a scanner or an archive added to the film; none keeps "
+              "the whole image",
           .otherwise = "auto"},
          [](RunOptions& run, const std::string& text) { run.analysis.crops_film_area = text == "auto"; }},
         {{.name = "noise",
           .effect = kResults,
           .value = "CLASS",
           .choices = noise_choices(),
-          .help = "Class of the background; auto tries several on the image and takes the one whose breast mask agrees "
-                  "best with the others'",
-          .otherwise = "what the file says, else auto",
+          .help = "Noise class of the background; auto tries several and takes the one whose breast mask agrees best "
+                  "with those of the others",
+          .otherwise = "what the file says, otherwise auto",
           .is_of_image = true},
          set_noise},
         {{.name = "padding",
           .effect = kResults,
           .value = "LO:HI",
-          .help = "Grey values of the file that are background; implies --noise given-level",
+          .help = "Grey values of the background; implies --noise given-level",
           .otherwise = "what the file says"},
          set_padding},
         {{.name = "invert",
@@ -195,14 +196,14 @@ OptionTable<RunOptions> analysis_options() {
         {{.name = "fast",
           .kind = OptionKind::kFlag,
           .effect = kResults,
-          .help = "Search the contour fast; the results differ from those of the default search"},
+          .help = "Use the fast search for the contour; its results differ from those of the default search"},
          flag([](RunOptions& run, bool is_on) { run.analysis.is_fast = is_on; })},
         {{.name = "contour",
           .kind = OptionKind::kTwoWayFlag,
           .effect = kResults,
-          .help = "Include 720 points of the outline in the JSON, or none",
+          .help = "Include 720 outline points in the JSON, or none",
           .otherwise = "included",
-          .details = "In the view mlo the outline is traced around breast and upper muscle, in cc it comes from the "
+          .details = "In the view mlo, the outline is traced around breast and upper muscle. In cc, it comes from the "
                      "fast search."},
          flag([](RunOptions& run, bool is_on) { run.analysis.wants_contour = is_on; })},
     };
@@ -213,33 +214,49 @@ OptionTable<RunOptions> result_options() {
         {{.name = "out-dir",
           .value = "FOLDER",
           .group = kBatchGroup,
-          .help = "Folder of the results, which is made if it is missing",
+          .help = "Folder for the results; it is created if it does not exist",
           .otherwise = RunOptions().out_dir},
          [](RunOptions& run, const std::string& text) { run.out_dir = text; }},
         {{.name = "results",
-          .kind = OptionKind::kList,  // without effect here: stamps hold the kinds, also those by default
+          .kind = OptionKind::kList,  // no .effect: stamps hold the kinds anyway, also the default ones
           .value = "KIND,...",
           .choices = result_choices(),
           .group = kBatchGroup,
-          .help = "What is written for each image, names with commas between",
+          .help = "Kinds of results to write for each image, separated by commas",
           .otherwise = default_results_text()},
          [](RunOptions& run, const std::string& text) { run.results.push_back(text); }},
         {{.name = "no-page",
           .kind = OptionKind::kFlag,
           .group = kBatchGroup,
-          .help = "Write no report.html, nor its pictures"},
+          .help = "Do not write report.html and its pictures"},
          flag([](RunOptions& run, bool is_on) { run.has_page = !is_on; })},
         {{.name = "format",
           .choices = choices_of(kReportFormats),
           .group = kBatchGroup,
-          .help = "Report on standard output: text, or a JSON record a line",
+          .help = "Report on standard output: text, or one JSON record per line",
           .otherwise = "text",
           .is_of_command = true},
          [](RunOptions& run, const std::string& text) { run.report_format = value_named(kReportFormats, text); }},
+        {{.name = "verbose",
+          .letter = 'v',
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Report the settings of each image, where they come from, its warnings and its results",
+          .otherwise = "one line an image",
+          .is_of_command = true},
+         flag([](RunOptions& run, bool is_on) { run.verbosity = is_on ? Verbosity::kDetails : Verbosity::kLine; })},
+        {{.name = "quiet",
+          .letter = 'q',
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Report no images, but still refusals and the end of the run",
+          .otherwise = "one line an image",
+          .is_of_command = true},
+         flag([](RunOptions& run, bool is_on) { run.verbosity = is_on ? Verbosity::kQuiet : run.verbosity; })},
         {{.name = "dry-run",
           .kind = OptionKind::kFlag,
           .group = kBatchGroup,
-          .help = "Say what would be done and write nothing",
+          .help = "Show what would be done and write nothing",
           .is_of_command = true},
          flag([](RunOptions& run, bool is_on) { run.is_dry_run = is_on; })},
     };
@@ -251,7 +268,7 @@ OptionTable<RunOptions> batch_options() {
           .value = "N",
           .range = {{1, kMostJobs}},
           .group = kBatchGroup,
-          .help = "Images at a time",
+          .help = "Number of images to process at the same time",
           .otherwise = "one per processor",
           .is_of_command = true},
          [](RunOptions& run, const std::string& text) { run.jobs = whole_number_of(text); }},
@@ -260,7 +277,7 @@ OptionTable<RunOptions> batch_options() {
         {{.name = "manifest",
           .value = "FILE",
           .group = kBatchGroup,
-          .help = "List of inputs, one a line, or a CSV with a column file; - for standard input",
+          .help = "File that lists inputs, one per line, or a CSV with a column file; - is standard input",
           .details = "The CSV has a header. Its columns side, view, pixel-size, noise and frame are options for the "
                      "image of the row and come before those of the command line. An empty cell says nothing, and "
                      "other columns are not used."},
@@ -268,33 +285,34 @@ OptionTable<RunOptions> batch_options() {
         {{.name = "root",
           .value = "FOLDER",
           .group = kBatchGroup,
-          .help = "Results of inputs below this folder keep their path relative to it"},
+          .help = "For inputs below this folder, results keep the path relative to it"},
          [](RunOptions& run, const std::string& text) { run.root = text; }},
         {{.name = "resume",
           .kind = OptionKind::kFlag,
           .group = kBatchGroup,
-          .help = "Skip images whose results match their file, the options and the version"},
+          .help = "Skip images whose results are up to date: same file, options and version"},
          flag([](RunOptions& run, bool is_on) { run.is_resumed = is_on; })},
         {{.name = "shard",
           .value = "K/N",
           .group = kBatchGroup,
-          .help = "Do only part K of N; all parts together do everything",
-          .details = "The parts may be made by several machines. A run with --resume and without --shard then makes "
-                     "the page of all."},
+          .help = "Process only part K of N; the N parts together process all images",
+          .details = "Several machines can each process a part. A run with --resume and without --shard then makes the "
+                     "page of all images."},
          set_shard},
         {{.name = "fail-list",
           .value = "FILE",
           .group = kBatchGroup,
-          .help = "File for the inputs that failed, one a line; it is a manifest for the next run"},
+          .help = "Write the inputs that failed to this file, one per line; it can be the manifest of the next run"},
          [](RunOptions& run, const std::string& text) { run.fail_list = text; }},
         {{.name = "null",
           .letter = '0',
           .kind = OptionKind::kFlag,
           .group = kBatchGroup,
-          .help = "Names in --manifest and --fail-list end with a NUL byte, as those of find -print0",
+          .help = "Names in --manifest and --fail-list end with a NUL byte, like those of find -print0",
           .otherwise = "with a line feed",
-          .details = "A name that holds a line feed is left out of a list of failures without NUL, with a line on "
-                     "standard error."},
+          .details =
+              "Without this option, a name that holds a line feed is left out of the list of failures; a line on "
+              "standard error says so."},
          flag([](RunOptions& run, bool is_on) { run.list_end = is_on ? '\0' : '\n'; })},
     };
 }
@@ -338,7 +356,7 @@ RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOpt
     const AnalysisOptions& analysis = run.analysis;
     if (analysis.padding && (analysis.tries_noise || analysis.noise.value_or(BG_GIVEN_LEVEL) != BG_GIVEN_LEVEL)) {
         throw WrongOption("padding", "contradicts --noise " + given.at("noise").back() +
-                                         ": only the class given-level looks at padding values");
+                                         ": only the class given-level uses padding values");
     }
     if (run.results.empty()) run.results = default_results();
     if (!run.has_page) std::erase(run.results, "page");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a run over images is asked for.
+/// The options of a run over images.
 #pragma once
 
 #include "findings/analysis_options.h"
@@ -14,10 +14,11 @@
 namespace Norvane::Host {
 
 enum class ReportFormat { kText, kJson };
+enum class Verbosity { kQuiet, kLine, kDetails };  // of the report about an image
 
 struct RunOptions {
     std::vector<std::string> inputs;  ///< files and folders
-    std::string manifest;             ///< a file with more of them, "-" for standard input; empty: none
+    std::string manifest;             ///< a file that lists more inputs; "-" is standard input; empty: none
     std::string root;                 ///< see InputQuery
     std::string out_dir = "norvane-masks";
     std::vector<std::string> results;  ///< names of ResultKinds
@@ -29,14 +30,15 @@ struct RunOptions {
     bool is_resumed = false;
     std::optional<Shard> shard;
     std::string fail_list;  ///< empty: none
-    char list_end = '\n';   ///< what ends each name in the manifest and the list of failures
+    char list_end = '\n';   ///< the character that ends each name in the manifest and in the list of failures
     bool is_dry_run = false;
     bool has_page = true;
     ReportFormat report_format = ReportFormat::kText;
-    std::string stamp_text;  ///< the options that decide the results, as text for stamps
+    Verbosity verbosity = Verbosity::kLine;
+    std::string stamp_text;  ///< the options that the results depend on, as text for stamps
 };
 
-/// Every option of a run. Headings in the help have no other meaning.
+/// All options of a run. Their groups are only headings in the help.
 [[nodiscard]] const OptionTable<RunOptions>& run_option_table();
 
 /// How one image is read and analysed.

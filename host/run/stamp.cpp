@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kStampVersion = 1;  // a stamp of another version tells of no results that are done
+constexpr int kStampVersion = 1;  // a stamp of another version never counts as complete
 constexpr const char* kBeginning = "{\"stamp\":";
 constexpr const char* kOlder = "older ";
 constexpr const char* kLastLine = "whole";
@@ -32,7 +32,7 @@ std::string line_of(const std::string& name, std::uintmax_t size) {
     return std::to_string(size) + " " + text_of_name(name) + "\n";
 }
 
-// False for a line that was cut short.
+// Returns false if the line was cut short.
 bool take_line(const std::string& line, std::map<std::string, std::uintmax_t>& files) {
     std::istringstream words(line);
     std::uintmax_t size = 0;
@@ -42,7 +42,7 @@ bool take_line(const std::string& line, std::map<std::string, std::uintmax_t>& f
     return true;
 }
 
-// The file under its temporary name, until it has its place.
+// The stamp under its temporary name, until it is put in place.
 class StampFile {
 public:
     explicit StampFile(const RunFolder& run_folder) : run(run_folder), temporary(run.make_temporary()) {}
@@ -60,7 +60,7 @@ public:
         is_placed = error == 0;
         return error;
     }
-    /// Puts the text in the place of everything from the byte `at` on.
+    /// Replaces everything from the byte `at` on by the text.
     [[nodiscard]] int write_from(std::size_t at, const std::string& text) {
         const int file = temporary.file.get();
         const auto place = static_cast<off_t>(at);
@@ -74,8 +74,8 @@ private:
     bool is_placed = false;
 };
 
-// The lines of earlier files of this program that are still there, in two parts: the beginning with those that stay,
-// and those that the files in `outputs` replace.
+// The lines of older files of this program that still exist, in two parts: `beginning` with the lines of those that
+// stay, and the lines of those that the files in `outputs` replace.
 std::pair<std::string, std::string> with_older_files(std::string beginning, const OutputSet& outputs,
                                                      const ResultFolder& folder, const Stamp& old) {
     std::string replaced;
@@ -134,7 +134,7 @@ std::string stamp_origin(const std::string& file, const std::string& options) {
 
 std::optional<ImageRecord> record_if_done(const ResultFolder& folder, const Stamp& stamp, const std::string& origin) {
     if (!stamp.is_whole || stamp.origin != origin) return std::nullopt;
-    // The sizes show results that were cut short after their stamp was written, as a loss of power does.
+    // A loss of power may cut results short after their stamp was written. Their sizes show it.
     for (const auto& [name, size] : stamp.results) {
         if (folder.size_of(name) != size) return std::nullopt;
     }
@@ -162,7 +162,7 @@ void commit_with_stamp(OutputSet& outputs, const RunFolder& run, const ResultFol
     require(stamp.move_to(folder, file, old.has_value()));
     try {
         outputs.commit(is_own);
-    } catch (const Refusal&) {  // what lies in the other places may be anybody's
+    } catch (const Refusal&) {  // files under the other names may belong to anybody
         std::size_t left = 0;
         for (const OutputSet::Waiting& waiting : outputs.files()) left += line_of(waiting.name, waiting.size).size();
         (void)stamp.write_from(beginning.size() + names.size() - left, replaced);

@@ -17,12 +17,12 @@ namespace {
 constexpr time_t kPatienceSeconds = 2;
 constexpr itimerspec kLastMoment = {{0, 0}, {2, 900'000'000}};
 
-// Of the process, as signals are. A signal handler may use nothing else.
+// These belong to the process, like signals. A signal handler may use nothing else.
 std::atomic<int> signals_seen{0};
 std::atomic<int> folder_of_file{-1};
 std::atomic<const char*> file_to_remove{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
-sem_t wake_up;  // posted by the first signal and by the end of the work
+sem_t wake_up;  // posted by the first signal and when the work ends
 timer_t last_moment;
 std::atomic<bool> has_timer{false};
 
@@ -48,11 +48,11 @@ StopSignals::StopSignals(int folder, const char* name) {
     has_timer = timer_create(CLOCK_MONOTONIC, &event, &last_moment) == 0;
     struct sigaction action {};
     action.sa_handler = on_signal;
-    action.sa_flags = SA_RESTART;  // files that are being read go on
+    action.sa_flags = SA_RESTART;  // reading of files continues
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < std::size(kSignals); ++i) {
         sigaction(kSignals[i], &action, &old_actions[i]);
-        const bool is_ignored = kSignals[i] == SIGHUP && old_actions[i].sa_handler == SIG_IGN;  // as nohup wants it
+        const bool is_ignored = kSignals[i] == SIGHUP && old_actions[i].sa_handler == SIG_IGN;  // set by nohup
         if (is_ignored) sigaction(SIGHUP, &old_actions[i], nullptr);
     }
 }
@@ -80,7 +80,7 @@ Patience::Patience(const StopSignals& signals, std::function<void()> abandon) {
     try {
         waiting = std::thread(wait);
     } catch (const std::system_error&) {
-        // The system gives no more threads: the last moment of StopSignals still ends the program.
+        // No thread can be started. The timer of StopSignals still ends the program.
     }
 }
 

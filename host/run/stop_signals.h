@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// How signals end a run.
+/// Lets signals end a run.
 #pragma once
 
 #include <csignal>
@@ -9,11 +9,12 @@
 
 namespace Norvane::Host {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP ask for an orderly end, which may take three seconds, whatever the
-/// threads are doing then. The second signal ends the program at once.
+/// While this object exists, SIGINT, SIGTERM and SIGHUP ask for an orderly end. After three seconds the program ends,
+/// whatever its threads are doing. A second signal ends it at once.
 class StopSignals {
 public:
-    /// The first signal also removes the file `name` of the open folder; both have to live longer. No name: nothing.
+    /// The first signal also removes the file `name` in the open folder, unless `name` is null. Both must outlive this
+    /// object.
     StopSignals(int folder, const char* name);
     ~StopSignals();
     StopSignals(const StopSignals&) = delete;
@@ -26,8 +27,8 @@ private:
     struct sigaction old_actions[4] = {};
 };
 
-/// While it lives, a stop that is wanted leaves the work under way two seconds. Then `abandon` is called on another
-/// thread, once, while the work goes on. It must not return.
+/// While this object exists, a requested stop gives the work two seconds to finish. After that, `abandon` is called
+/// once, on another thread, while the work goes on. It must not return.
 class Patience {
 public:
     Patience(const StopSignals& signals, std::function<void()> abandon);

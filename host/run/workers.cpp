@@ -22,7 +22,7 @@ void run_workers(std::size_t count, unsigned jobs, const std::function<bool()>& 
     try {
         for (std::size_t n = 1; n < jobs && n < count; ++n) others.emplace_back(pull);
     } catch (const std::system_error&) {
-        // The system gives no more threads: those that there are do it.
+        // No more threads can be started; the existing ones do the work.
     }
     pull();
 }

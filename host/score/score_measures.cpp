@@ -8,12 +8,12 @@
 namespace Norvane::Host {
 namespace {
 
-// Above the square of any distance.
+// Larger than the square of any distance.
 constexpr std::uint32_t kFar = 1U << 31;
 static_assert(std::uint64_t{2} * kMostScoredSide * kMostScoredSide < kFar);
 
-// Rows from the pixel of each column to the nearest one of the region, or kFar.
-std::vector<std::uint32_t> column_distances(const Region& region) {
+// For each pixel, the number of rows to the nearest pixel of the region in its column; kFar if there is none.
+std::vector<std::uint32_t> column_distances(const LabelPixels& region) {
     std::vector<std::uint32_t> rows(region.pixels.size(), kFar);
     const std::size_t width = region.width;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -27,8 +27,8 @@ std::vector<std::uint32_t> column_distances(const Region& region) {
     return rows;
 }
 
-// The lowest of the parabolas (x - i)^2 + heights[i] at every x, as Felzenszwalb and Huttenlocher find it: `vertices`
-// are those that are the lowest somewhere, from `starts` on.
+// Finds the lowest of the parabolas (x - i)^2 + heights[i] at every x by the method of Felzenszwalb and Huttenlocher.
+// `vertices` are those of the parabolas that are the lowest somewhere; `starts` says from which x on.
 class LowerEnvelope {
 public:
     explicit LowerEnvelope(std::size_t width) : vertices(width), starts(width), heights(width) {}
@@ -52,7 +52,7 @@ public:
 private:
     [[nodiscard]] std::int64_t height(std::int64_t x) const { return heights[static_cast<std::size_t>(x)]; }
 
-    // The first whole x at which the parabola of `right` is as low as that of `left`.
+    // The first integer x at which the parabola of `right` is not above that of `left`.
     [[nodiscard]] std::int64_t meeting(std::int64_t left, std::int64_t right) const {
         const std::int64_t above = right * right + height(right) - left * left - height(left);
         const std::int64_t slope = 2 * (right - left);
@@ -67,7 +67,8 @@ private:
             --count;
             start = 0;
         }
-        if (start >= static_cast<std::int64_t>(heights.size())) return count;  // the lowest nowhere in this row
+        if (start >= static_cast<std::int64_t>(heights.size()))
+            return count;  // it is not the lowest anywhere in this row
         vertices[count] = x;
         starts[count] = start;
         return count + 1;
@@ -76,9 +77,9 @@ private:
     std::vector<std::int64_t> vertices, starts, heights;
 };
 
-// Pixels of the outline, as a region of their own.
-Region outline_of(const Region& region) {
-    Region outline{region.width, region.height, std::vector<std::uint8_t>(region.pixels.size())};
+// The pixels of the outline as a region.
+LabelPixels outline_of(const LabelPixels& region) {
+    LabelPixels outline{region.width, region.height, std::vector<std::uint8_t>(region.pixels.size())};
     const std::size_t width = region.width;
     for (std::size_t y = 0; y < region.height; ++y) {
         for (std::size_t x = 0; x < width; ++x) {
@@ -92,7 +93,7 @@ Region outline_of(const Region& region) {
     return outline;
 }
 
-std::vector<double> distances(const Region& from, const Region& to) {
+std::vector<double> distances(const LabelPixels& from, const LabelPixels& to) {
     const std::vector<std::uint32_t> squares = squared_distances(to);
     std::vector<double> found;
     for (std::size_t i = 0; i < squares.size(); ++i) {
@@ -101,7 +102,7 @@ std::vector<double> distances(const Region& from, const Region& to) {
     return found;
 }
 
-// The smallest value that at least 95 % of the values do not exceed.
+// The smallest of the values that at least 95 % of them do not exceed.
 double percentile95(std::vector<double>& values) {
     const std::size_t rank = (values.size() * 95 + 99) / 100;
     const auto at = values.begin() + static_cast<std::ptrdiff_t>(rank) - 1;
@@ -109,13 +110,13 @@ double percentile95(std::vector<double>& values) {
     return *at;
 }
 
-bool is_empty(const Region& region) {
+bool is_empty(const LabelPixels& region) {
     return std::ranges::all_of(region.pixels, [](std::uint8_t pixel) { return pixel == 0; });
 }
 
-std::optional<OutlineDistance> outline_distance(const Region& truth, const Region& mask) {
-    const Region true_outline = outline_of(truth);
-    const Region mask_outline = outline_of(mask);
+std::optional<OutlineDistance> outline_distance(const LabelPixels& truth, const LabelPixels& mask) {
+    const LabelPixels true_outline = outline_of(truth);
+    const LabelPixels mask_outline = outline_of(mask);
     if (is_empty(true_outline) && is_empty(mask_outline)) return OutlineDistance{};
     if (is_empty(true_outline) || is_empty(mask_outline)) return std::nullopt;
     std::vector<double> there = distances(true_outline, mask_outline);
@@ -128,7 +129,7 @@ std::optional<OutlineDistance> outline_distance(const Region& truth, const Regio
 
 }  // namespace
 
-std::vector<std::uint32_t> squared_distances(const Region& region) {
+std::vector<std::uint32_t> squared_distances(const LabelPixels& region) {
     std::vector<std::uint32_t> squares = column_distances(region);
     for (std::uint32_t& rows : squares) rows = rows < kFar ? rows * rows : kFar;
     LowerEnvelope envelope(region.width);
@@ -136,7 +137,7 @@ std::vector<std::uint32_t> squared_distances(const Region& region) {
     return squares;
 }
 
-Score score(const Region& truth, const Region& mask) {
+Score score(const LabelPixels& truth, const LabelPixels& mask) {
     Score result;
     std::size_t both = 0;
     for (std::size_t i = 0; i < truth.pixels.size(); ++i) {

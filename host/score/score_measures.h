@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// How well a mask meets a truth.
+/// Measures how well a mask agrees with a truth.
 #pragma once
 
 #include <cstddef>
@@ -9,19 +9,19 @@
 
 namespace Norvane::Host {
 
-/// Most rows and most columns of a region: squares of distances stay within 32 bits.
+/// The largest number of rows and of columns of a region. It keeps squares of distances within 32 bits.
 inline constexpr unsigned kMostScoredSide = 32000;
 
-/// One byte a pixel, 0 outside and anything else inside, row by row.
-struct Region {
+/// One byte per pixel, row by row: 0 outside and anything else inside.
+struct LabelPixels {
     unsigned width = 0;
     unsigned height = 0;
     std::vector<std::uint8_t> pixels;
 };
 
 struct OutlineDistance {
-    double mean = 0.0;         ///< of the distances from each outline pixel to the other outline, both ways together
-    double hausdorff95 = 0.0;  ///< 95 % of the distances are at most this, in the worse of the two directions
+    double mean = 0.0;         ///< mean distance from an outline pixel to the other outline, over both directions
+    double hausdorff95 = 0.0;  ///< 95 % of the distances do not exceed this; the larger value of the two directions
 };
 
 struct Score {
@@ -29,18 +29,17 @@ struct Score {
     double jaccard = 1.0;
     std::size_t truth_pixels = 0;
     std::size_t mask_pixels = 0;
-    std::optional<OutlineDistance> outline;  ///< in pixels; nothing where one of the regions has no outline
+    std::optional<OutlineDistance> outline;  ///< in pixels; nothing if only one of the regions has an outline
 };
 
-/// Two empty regions meet fully, an empty and another one not at all.
+/// Two empty regions agree fully. If only one is empty, they do not agree at all.
 ///
-/// The outline of a region are its pixels that have one of its outside as one of their four neighbours. At the border
-/// of the image both regions are cut off alike, so that nothing there is outline; two regions without outline lie at
-/// distance 0.
-[[nodiscard]] Score score(const Region& truth, const Region& mask);
+/// A region's outline: its pixels with a 4-neighbour outside it. The border of the image cuts both regions off, so it
+/// is not part of an outline. If neither region has an outline, the distance is 0.
+[[nodiscard]] Score score(const LabelPixels& truth, const LabelPixels& mask);
 
-/// The square of the distance of each pixel to the nearest one that is not 0, in pixels and exact; a number above any
-/// such square where there is none.
-[[nodiscard]] std::vector<std::uint32_t> squared_distances(const Region& region);
+/// For each pixel the exact square of its distance, in pixels, to the nearest pixel of the region. If the region is
+/// empty, a number above any such square.
+[[nodiscard]] std::vector<std::uint32_t> squared_distances(const LabelPixels& region);
 
 }  // namespace Norvane::Host

@@ -125,6 +125,12 @@ class Analysis:
         return {name: MASK_STATUS(status) for name, status in given.items()}
 
     @property
+    def areas(self) -> Dict[str, float]:
+        """Square millimetres by name: breast_mm2 (without the muscle), muscle_mm2, breast_with_muscle_mm2. Empty for a
+        refused image."""
+        return {} if self._made is None else self._made.areas
+
+    @property
     def masks(self) -> Dict[str, Mask]:
         """By name: frame, full, outer, breast, pectoral. Empty for a refused image."""
         if self._masks is None:

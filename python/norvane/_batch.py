@@ -126,13 +126,19 @@ class Run:
         """
         return self._run.make(tuple(one))
 
-    def finish(self, records: Iterable[Optional[Record]]) -> List[str]:
+    def finish(
+        self, records: Iterable[Optional[Record]], not_finished: int = 0
+    ) -> Tuple[List[str], List[str]]:
         """Writes the tables and the page of the run from the records, in the order of the inputs.
 
-        Returns a sentence for each file that could not be written.
+        not_finished: images of a run that ended early.
+
+        Returns a sentence for each file that could not be written, and the closing lines of the program.
         """
+        made = list(records)
+        images = [record for record in made if record is not None]
         try:
-            return self._run.write_run_files([record for record in records if record is not None])
+            return self._run.finish(images, not_finished, self.passed_over + len(made) - len(images))
         finally:
             self.close()
 

@@ -249,7 +249,7 @@ def _allow_failures(client: Any) -> None:
 
 
 class Result(NamedTuple):
-    """What became of a run; str() is the program's closing line."""
+    """What became of a run; str() is the first of the program's closing lines."""
 
     records: List[Record]  #: rows of summary.ndjson, in the order of the inputs
     failures: List[str]  #: a sentence for each table or page that could not be written
@@ -332,15 +332,16 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> Result:
         run.take_over_dead_runs()  # workers that were killed
     found = [spread.records[number] for number in sorted(spread.records)]
     records = [record for record in found if record is not None]
-    failures = run.finish(records)
+    failures, closing_lines = run.finish(found, total - len(found))
     passed_over = run.passed_over + len(found) - len(records)
     result = Result(records, failures, total - len(found), passed_over, stopped_by)
     for failure in failures:
         _say(f"norvane: {failure}")
-    _say(str(result), sys.stdout)
+    for line in closing_lines:
+        _say(line, sys.stdout)
     _say(f"norvane-dask: the images took {spread.processor_seconds:.1f} s of processor time")
     if stopped_by:
-        _say(f"norvane-dask: {stopped_by}; the same command with --resume takes it up")
+        _say(f"norvane-dask: {stopped_by}")
     return result
 
 

@@ -5,6 +5,7 @@
 #include "export/overlay.h"
 #include "export/report_json.h"
 #include "export/source_masks.h"
+#include "findings/areas.h"
 #include "findings/findings.h"
 #include "grid_mask.h"
 #include "io/read_image.h"
@@ -204,6 +205,13 @@ py::dict statuses_of(const Host::Findings& findings) {
     return statuses;
 }
 
+py::dict areas_of(const Host::Findings& findings) {
+    const Host::BreastAreas areas = Host::areas_of(findings);
+    py::dict named;
+    for (const Host::AreaDeclaration& area : Host::kAreas) named[area.name] = areas.*area.value;
+    return named;
+}
+
 std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
     auto image = std::make_shared<WorkingImage>();
     image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // a copy as it is
@@ -255,6 +263,7 @@ void bind_analysis(py::module_& module) {
     py::class_<Host::Findings, std::shared_ptr<Host::Findings>>(module, "Analysis")
         .def_property_readonly("file", [](const Host::Findings& findings) { return py::bytes(findings.file); })
         .def_property_readonly("statuses", &statuses_of)
+        .def_property_readonly("areas", &areas_of)
         .def_property_readonly("masks", &masks_of)
         .def_property_readonly("image", &image_of)
         .def("to_json", &apart<Host::report_json>)

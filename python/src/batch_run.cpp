@@ -5,6 +5,7 @@
 #include "io/dicom/read_dicom.h"
 #include "io/refusal.h"
 #include "run/begun_mark.h"
+#include "run/closing_lines.h"
 #include "run/console.h"
 #include "run/image_job.h"
 #include "run/image_record.h"
@@ -87,6 +88,12 @@ py::list run_options() {
     return rows;
 }
 
+py::list list_of(const std::vector<std::string>& sentences) {
+    py::list list;
+    for (const std::string& sentence : sentences) list.append(text_of_file(sentence));
+    return list;
+}
+
 class Run {
 public:
     Run(const std::vector<std::string>& inputs, const Host::GivenOptions& given_options,
@@ -144,18 +151,23 @@ public:
         return dict_of(outcome.record);
     }
 
-    [[nodiscard]] py::list write_run_files(const std::vector<py::dict>& rows) {
+    // The files of the run. Answers sentences about those that could not be written, and the closing lines.
+    [[nodiscard]] py::tuple finish(const std::vector<py::dict>& rows, std::size_t not_finished,
+                                   std::size_t passed_over) {
         std::vector<ImageRecord> records;
         records.reserve(rows.size());
         for (const py::dict& row : rows) records.push_back(record_from(row));
-        const std::vector<std::string> complaints = [&] {
+        Host::RunCounts counts = Host::counts_of(records);
+        counts.not_finished = not_finished;
+        counts.passed_over = passed_over;
+        std::vector<std::string> complaints, lines;
+        {
             const py::gil_scoped_release others_go_on;
             const std::shared_ptr<Host::Workplace> here = place();
-            return Host::write_run_files(options, records, here->results, here->run);
-        }();
-        py::list sentences;
-        for (const std::string& complaint : complaints) sentences.append(text_of_file(complaint));
-        return sentences;
+            complaints = Host::write_run_files(options, records, here->results, here->run);
+            lines = Host::closing_lines(options, records, counts);
+        }
+        return py::make_tuple(list_of(complaints), list_of(lines));
     }
 
     void close() {
@@ -201,7 +213,7 @@ void bind_batch_run(py::module_& module) {
         .def("take_over_dead_runs", &Run::take_over_dead_runs)
         .def("pardon", &Run::pardon)
         .def("make", &Run::make)
-        .def("write_run_files", &Run::write_run_files)
+        .def("finish", &Run::finish)
         .def("close", &Run::close);
 }
 

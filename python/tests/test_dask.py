@@ -1,11 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """norvane-dask: what it does when chunks come back, or do not, and where a cluster of its own listens.
 scripts/check_dask.py has real workers."""
-import contextlib
 import ipaddress
 import json
 import os
-import pathlib
 import pickle
 import signal
 import socket
@@ -121,7 +119,8 @@ def test_chunks_come_back_to_the_tables_of_the_program(dask, listing, tmp_path, 
     assert [len(names) for names in client.submitted] == [2, 2, 2, 2]  # the first one again, as the last
     assert client.submitted[0] == client.submitted[3] and client.dask_scheduler.allowed_failures == 10
     told = capfd.readouterr()
-    assert told.out == theirs.stdout.splitlines(keepends=True)[-1] and "http://somewhere/status" in told.err
+    assert told.out.startswith("6 images: ") and theirs.stdout.endswith(told.out.replace("ours", "theirs"))
+    assert "http://somewhere/status" in told.err
     assert theirs.stderr.splitlines()[0] in told.err
 
 
@@ -151,7 +150,8 @@ def test_a_run_that_ends_early_is_taken_up(dask, listing, tmp_path, capfd, fate,
     early = on_dask.masks(listing, Client(from_the_second), out_dir=tmp_path, chunk=1, **OPTIONS)
     assert early.exit_code == code and early.not_finished > 0
     told = capfd.readouterr()
-    assert f"{reason}; the same command with --resume takes it up" in told.err and "not finished" in told.out
+    assert reason in told.err and "not finished" in told.out
+    assert f"To make the other {early.not_finished} images, give the same command with --resume.\n" in told.out
     done = len(list(tmp_path.glob("*.done")))
     assert on_dask.masks(listing, Client(), out_dir=tmp_path, chunk=3, resume=True, **OPTIONS).kept == done
     assert "5 kept" in by_program(listing, tmp_path, "--resume").stdout
@@ -171,12 +171,10 @@ def test_workers_that_would_make_something_else_make_nothing(listing, tmp_path, 
     "arguments, code, complaint",
     [
         ([], 2, "--out-dir"),
-        (["--out-dir", "OUT"], 2, "expected one MANIFEST"),
         (["LIST", "--manifest", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
         (["LIST", "--out-dir", "OUT", "--jobs", "2"], 2, "--jobs"),
         (["LIST", "--out-dir=OUT", "--view", "sideways"], 2, "view: 'sideways' is none of mlo, cc"),
         (["LIST", "--out-dir", "OUT", "--view", "mlo", "--view", "cc"], 2, "view: expects one value"),
-        (["LIST", "LIST", "--out-dir", "OUT"], 2, "expected one MANIFEST"),
         (["LIST", "--out-dir", "OUT", "--chunk", "0"], 2, "--chunk"),
         (["LIST", "--out-dir", "OUT", "--scheduler", "tcp://x", "--interface", "lo"], 2, "--interface"),
         (["--no-contour", "--manifest", "none.txt", "-0", "--out-dir=OUT"], 1, "the manifest cannot be opened"),
@@ -193,33 +191,16 @@ def test_wrong_command_lines(listing, tmp_path, capsys, arguments, code, complai
     assert found == code and complaint in capsys.readouterr().err
 
 
-def listening_addresses(process):
-    """Those on which a process and its children wait for others, by the system's tables of sockets."""
-    folder, addresses, sockets = pathlib.Path(f"/proc/{process}"), [], set()
-    for descriptor in (folder / "fd").iterdir():
-        with contextlib.suppress(OSError):
-            sockets.add(os.readlink(descriptor))
-    for table in ("tcp", "tcp6"):
-        for row in (folder / "net" / table).read_text().splitlines()[1:]:
-            fields = row.split()
-            if fields[3] == "0A" and f"socket:[{fields[9]}]" in sockets:
-                words = bytes.fromhex(fields[1].split(":")[0])
-                swapped = b"".join(words[at:at + 4][::-1] for at in range(0, len(words), 4))
-                addresses.append(ipaddress.ip_address(swapped))
-    for children in folder.glob("task/*/children"):
-        for child in children.read_text().split():
-            addresses += listening_addresses(child)
-    return addresses
-
-
 def test_a_cluster_of_its_own_is_reached_from_this_machine_alone(capfd):
     pytest.importorskip("distributed")
+    psutil = pytest.importorskip("psutil")
     with on_dask._client_for(None, 2) as client:
         client.wait_for_workers(2)
-        found = listening_addresses(os.getpid())
-    assert len(found) == 2 + 2 * 3  # the scheduler and its page; each worker, its page and its nanny
-    assert all(address.is_loopback for address in found), found
-    for name, addresses in pytest.importorskip("psutil").net_if_addrs().items():
+        processes = [psutil.Process(), *psutil.Process().children(recursive=True)]
+        sockets = [one for process in processes for one in process.connections("inet")]
+        found = {one.laddr.ip for one in sockets if one.status == psutil.CONN_LISTEN}
+    assert found == {"127.0.0.1"}
+    for name, addresses in psutil.net_if_addrs().items():
         for address in [one.address for one in addresses if one.family == socket.AF_INET][:1]:
             assert on_dask._address_of(name) == address
             is_warned = f"listen on {address} ({name}) without a password" in capfd.readouterr().err

@@ -67,7 +67,7 @@ struct Bands {
 };
 
 std::int64_t foot_row(const Mask& frame) {
-    const std::int64_t last = static_cast<int>(frame.GetMaxY());
+    const std::int64_t last = rows_of(frame).last;
     return last > kFoot ? last - kFoot : last;
 }
 
@@ -84,17 +84,16 @@ Bands bands_of(const Image& image, IMAGE_VIEW view, const Mask& breast, const Ma
     }
     const unsigned count = bands.examined.last;
     const unsigned step = (breast.GetMaxY() - breast.GetMinY()) / count;
-    bands.rows[0] =
-        std::max<std::int64_t>(static_cast<int>(outside.GetMinY()), static_cast<int>(frame.GetMinY()) + top_margin);
+    bands.rows[0] = std::max<std::int64_t>(rows_of(outside).first, rows_of(frame).first + top_margin);
     for (unsigned i = 1; i < count; ++i) bands.rows.at(i) = static_cast<int>(breast.GetMinY() + i * step);
-    bands.rows.at(count) = std::min<std::int64_t>(static_cast<int>(outside.GetMaxY()), foot_row(frame));
+    bands.rows.at(count) = std::min<std::int64_t>(rows_of(outside).last, foot_row(frame));
     return bands;
 }
 
 /// The columns that are far enough from the chest wall.
 Span columns_off_wall(const Image& image, IMAGE_SIDE side, IMAGE_VIEW view, const Mask& frame) {
     const std::int64_t margin = pixels_for(view == VIEW_PECT ? kWallMarginMuscle : kWallMargin, image.GetPixelSize());
-    const std::int64_t left = static_cast<int>(frame.GetMinX()), right = static_cast<int>(frame.GetMaxX());
+    const std::int64_t left = columns_of(frame).first, right = columns_of(frame).last;
     Span columns{0, std::int64_t{image.GetWidth()} - 1};
     if (side == SIDE_CHEST_LEFT) columns.first = std::min(left + margin, right);
     if (side == SIDE_CHEST_RIGHT) columns.last = left + margin >= right ? left : right - margin;
@@ -179,11 +178,11 @@ bool is_small(const std::vector<int>& points, const Image& image) {
 Masking::MASK_STATUS check_background(const Image* image, const Mask* breast, const Mask* frame, IMAGE_SIDE side,
                                       std::uint16_t noise_level) {
     if (!has_wall(side) || !is_usable(image) || breast == nullptr || frame == nullptr) return Masking::MASK_OK;
-    const std::int64_t limit = side == SIDE_CHEST_RIGHT ? std::int64_t{static_cast<int>(frame->GetMinX())} + kFarMargin
-                                                        : std::int64_t{static_cast<int>(frame->GetMaxX())} - kFarMargin;
+    const Interval<std::int64_t> field{columns_of(*frame).first, columns_of(*frame).last};
+    const std::int64_t limit = side == SIDE_CHEST_RIGHT ? field.first + kFarMargin : field.last - kFarMargin;
     GreyStatistics background;
     MaskReader reader(*breast);
-    const Span rows = rows_in_image(*image, {static_cast<int>(breast->GetMinY()), static_cast<int>(breast->GetMaxY())});
+    const Span rows = rows_in_image(*image, {rows_of(*breast).first, rows_of(*breast).last});
     for (std::int64_t y = rows.first; y <= rows.last; ++y) {
         const auto runs = reader.row(y);
         if (runs.empty()) continue;

@@ -21,12 +21,9 @@ struct Point {
     int y;
 };
 
-bool is_in_image(const Image& image, Point p) {
-    return p.x >= 0 && p.y >= 0 && static_cast<unsigned>(p.x) < image.GetWidth() &&
-           static_cast<unsigned>(p.y) < image.GetHeight();
-}
+bool is_in_image(const Image& image, Point p) { return whole_of(image).has(p.x, p.y); }
 
-int grey_at(const Image& image, Point p) { return grey_row(image, p.y)[static_cast<std::size_t>(p.x)]; }
+int grey_at(const Image& image, Point p) { return grey_row(image, p.y)[p.x]; }
 
 /// Directions of the walk, counter-clockwise; arithmetic on them is modulo 4.
 constexpr unsigned kRight = 0;
@@ -123,7 +120,7 @@ private:
     /// The last row of the box, from the walk's column towards the wall. Never longer than the image is wide: a box
     /// from outside may be anything.
     void close_at_bottom() {
-        const auto longest = static_cast<std::int64_t>(region_.image.GetWidth());
+        const std::int64_t longest = region_.image.GetWidth();
         const auto& [columns, rows] = region_.box;
         if (region_.side == SIDE_CHEST_RIGHT) {
             const std::int64_t last = std::min<std::int64_t>(columns.last, at_.x + longest);
@@ -148,7 +145,7 @@ void trace_boundary(const TracedRegion& region, std::vector<int>& points) { Bord
 void paint(const Mask& mask, Image& image) {
     if (MaskReader::is_empty(mask)) return;
     MaskReader reader(mask);
-    const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), static_cast<std::int64_t>(image.GetHeight()) - 1);
+    const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), std::int64_t{image.GetHeight()} - 1);
     for (std::int64_t y = mask.GetMinY(); y <= last; ++y) {
         const auto row = grey_row_to_write(image, y);
         for (const Run& run : reader.row(y))
@@ -174,7 +171,7 @@ std::vector<int> top_edge(const TracedRegion& region) {
     while ((far - x) * outward >= 0 && !is_padding(x)) x += outward;
     const bool found = (far - x) * outward >= 0;
     const int before = x - outward;
-    const bool is_outside = before == -1 || before == static_cast<int>(region.image.GetWidth());
+    const bool is_outside = before == -1 || before == width_of(region.image);
     const int end = found && !is_outside ? before : wall;
     std::vector<int> points;
     for (x = wall; (end - x) * outward >= 0; x += outward) {

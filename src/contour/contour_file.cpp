@@ -21,7 +21,7 @@ OutlinePixels outline_of(const Mask& mask, const Image& image) {
     OutlinePixels pixels;
     if (MaskReader::is_empty(mask)) return pixels;
     MaskReader reader(mask);
-    const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), static_cast<std::int64_t>(image.GetHeight()) - 1);
+    const std::int64_t last = std::min<std::int64_t>(mask.GetMaxY(), std::int64_t{image.GetHeight()} - 1);
     for (std::int64_t y = mask.GetMinY(); y <= last; ++y)
         for (const Run& run : reader.row(y))
             for (const unsigned x : {run.first, run.last})

@@ -154,8 +154,7 @@ private:
     void close_run(std::int64_t end) {
         const std::int64_t extent = end - run_start_;
         if (extent <= 0) return;
-        out_.AddSegment(static_cast<unsigned>(row_) + offset_y_, offset_x_ + static_cast<unsigned>(run_start_),
-                        static_cast<unsigned>(extent));
+        add_run(out_, row_ + offset_y_, Interval<std::int64_t>{run_start_ + offset_x_, end + offset_x_});
         area_ += static_cast<double>(extent);
     }
 
@@ -201,8 +200,8 @@ int with_offset(std::int64_t coordinate, unsigned offset) {
 std::vector<int> points_of(const PlacedContour& contour) {
     const auto& [radii, state, side, image] = contour;
     const double turn = side == SIDE_CHEST_LEFT ? -kHalfPi : kHalfPi;
-    const std::int64_t last_column = std::max<std::int64_t>(static_cast<std::int64_t>(image.GetWidth()) - 1, 0);
-    const std::int64_t last_row = std::max<std::int64_t>(static_cast<std::int64_t>(image.GetHeight()) - 1, 0);
+    const std::int64_t last_column = std::max<std::int64_t>(std::int64_t{image.GetWidth()} - 1, 0);
+    const std::int64_t last_row = std::max<std::int64_t>(std::int64_t{image.GetHeight()} - 1, 0);
     std::vector<int> points;
     points.reserve(2 * radii.size());
     for (std::size_t k = 0; k < radii.size(); ++k) {

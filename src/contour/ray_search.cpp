@@ -97,8 +97,8 @@ struct RaySearch {
             if (y < 0 || y >= images.height() || x < 0 || !columns[static_cast<std::size_t>(y)].has(x)) continue;
 
             const int row = static_cast<int>(y);
-            const std::uint16_t grey = images.grey_at(row)[static_cast<std::size_t>(x)];
-            const std::uint16_t searched = images.searched_at(row)[static_cast<std::size_t>(x)];
+            const std::uint16_t grey = images.grey_at(row)[x];
+            const std::uint16_t searched = images.searched_at(row)[x];
             const bool raised = rules.raises_near_wall && from_wall < origin.near_wall_width;
             if (!tissue.is_tissue(direction, searched, raised, rules)) {
                 --direction.tolerance;

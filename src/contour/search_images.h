@@ -23,11 +23,11 @@ public:
                prepared->GetHeight() == thresholded->GetHeight() && prepared->GetStride() <= thresholded->GetStride();
     }
 
-    [[nodiscard]] int width() const { return static_cast<int>(grey_.GetWidth()); }
-    [[nodiscard]] int height() const { return static_cast<int>(grey_.GetHeight()); }
+    [[nodiscard]] int width() const { return width_of(grey_); }
+    [[nodiscard]] int height() const { return height_of(grey_); }
 
-    [[nodiscard]] std::span<const std::uint16_t> grey_at(int row) const { return grey_row(grey_, row); }
-    [[nodiscard]] std::span<const std::uint16_t> searched_at(int row) const {
+    [[nodiscard]] Row<const std::uint16_t> grey_at(int row) const { return grey_row(grey_, row); }
+    [[nodiscard]] Row<const std::uint16_t> searched_at(int row) const {
         const auto* first = reinterpret_cast<const std::uint16_t*>(searched_.GetBuffer());
         return {first + static_cast<std::size_t>(row) * grey_.GetStride(), grey_.GetWidth()};
     }

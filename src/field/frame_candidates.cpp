@@ -136,15 +136,12 @@ Strips strips_of_row(int p, int width, int height, int border, IMAGE_SIDE side) 
 
 /// Of a rectangle what the image has.
 Rectangle<int> inside(const Rectangle<int>& r, const Image& image) {
-    return {r.columns.cut_to({0, static_cast<int>(image.GetWidth()) - 1}),
-            r.rows.cut_to({0, static_cast<int>(image.GetHeight()) - 1})};
+    return {r.columns.cut_to(columns_of(image)), r.rows.cut_to(rows_of(image))};
 }
 
 /// Empty when the columns cross.
 GreyRow part_of_row(const Image& image, int y, const Interval<int>& columns) {
-    if (columns.is_empty()) return {};
-    const auto first = static_cast<std::size_t>(columns.first), last = static_cast<std::size_t>(columns.last);
-    return grey_row(image, y).subspan(first, last - first + 1);
+    return part_of(GreyRow(grey_row(image, y)), columns);
 }
 
 /// The strip's grey values. Its size is that of the whole rectangle, inside the image or not.
@@ -152,9 +149,7 @@ Sample sample_of(const Image& image, const Rectangle<int>& strip) {
     const Rectangle<int> seen = inside(strip, image);
     GreyStatistics grey;
     for (int y = seen.rows.first; y <= seen.rows.last; ++y) grey.add(part_of_row(image, y, seen.columns));
-    return {grey.mean(), grey.variance(),
-            static_cast<double>(strip.columns.last - strip.columns.first + 1) *
-                static_cast<double>(strip.rows.last - strip.rows.first + 1)};
+    return {grey.mean(), grey.variance(), static_cast<double>(strip.columns.count()) * strip.rows.count()};
 }
 
 /// Mean of the lines' maxima: of rows at a column border, of columns at a row border. Lines without pixels count as 0.
@@ -172,7 +167,7 @@ double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_r
         for (const std::uint16_t maximum : maxima) sum += maximum;
     }
     const Interval<int>& counted = of_rows ? lines.rows : lines.columns;
-    return static_cast<double>(sum) / std::max(counted.last - counted.first + 1, 0);
+    return static_cast<double>(sum) / std::max(counted.count(), 0);
 }
 
 }  // namespace
@@ -259,7 +254,7 @@ void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& lis
 
 bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, int border) {
     const int p = c.position;
-    const auto width = static_cast<int>(window->GetWidth()), height = static_cast<int>(window->GetHeight());
+    const int width = width_of(*window), height = height_of(*window);
     if (p < 2 || p >= width - 2) return false;
     const bool is_column = is_column_border(border);
     const Strips strips =

@@ -4,6 +4,7 @@
 
 #include "field/frame_levels.h"
 #include "model/geometry.h"
+#include "model/mask_reader.h"
 #include "model/numbers.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
@@ -27,8 +28,7 @@ constexpr Micrometres kSideMargin{20000.0};  // taken from a side without frame
 void add_rectangle(Mask& mask, const std::array<unsigned, 4>& bounds, unsigned x, unsigned y) {
     const auto [first, last, top, bottom] = bounds;
     if (first > last || top > bottom) return;
-    for (std::uint64_t row = top; row <= bottom; ++row)
-        mask.AddSegment(static_cast<unsigned>(row) + y, first + x, last - first);
+    for (std::uint64_t row = top; row <= bottom; ++row) add_run(mask, row + y, Interval<unsigned>{first + x, last + x});
 }
 
 /// The index of the steepest rise of a profile of sums over `lines` lines, 0 if none is steep enough.

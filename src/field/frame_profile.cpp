@@ -60,9 +60,7 @@ Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_
 
 /// Columns first .. end - 1 of a row, as far as they exist.
 std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, int first, int end) {
-    end = std::min(end, static_cast<int>(row.size()));
-    if (first >= end) return {};
-    return row.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(end - first));
+    return Norvane::part_of(row, Interval<int>{first, std::min(end, static_cast<int>(row.size())) - 1});
 }
 
 /// The first of the columns in which a frame begins that is bright; the column after them if none is.
@@ -125,10 +123,9 @@ void FrameDetector::DepthProfile(Image* edges, Image* strip, int coarseDepth, in
                                  std::vector<int>& depth) {
     std::fill(depth.begin(), depth.end(), coarseDepth);
     const auto rows = static_cast<int>(std::min<std::size_t>({depth.size(), edges->GetHeight(), strip->GetHeight()}));
-    for (int r = std::max(firstRow, 0); r <= std::min(lastRow, rows - 1); ++r) {
-        const auto row = static_cast<unsigned>(r);
-        depth[row] = depth_of_row(grey_row(*edges, row), grey_row(*strip, row), coarseDepth);
-    }
+    const Row<int> profile{depth};
+    for (int r = std::max(firstRow, 0); r <= std::min(lastRow, rows - 1); ++r)
+        profile[r] = depth_of_row(grey_row(*edges, r), grey_row(*strip, r), coarseDepth);
     SmoothProfile(depth, firstRow, lastRow);
 }
 
@@ -136,17 +133,17 @@ void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int las
     const auto entries = static_cast<int>(depth.size());
     const int first = std::max(firstRow, 0), last = std::min(lastRow, entries - 1);
     if (first > last) return;
-    replace_outliers(
-        std::span(depth).first(static_cast<std::size_t>(last) + 1).subspan(static_cast<std::size_t>(first)));
+    replace_outliers(Norvane::part_of(std::span(depth), Interval<int>{first, last}));
     if (entries <= kHalfWindow) return;
     const std::vector<int> maxima = running_maximum(depth);
+    const Row<int> profile{depth};
     for (int r = first; r <= last; ++r) {
         const auto at = maxima.begin() + r;
         const bool is_end = r < first + kHalfWindow || r >= last - kHalfWindow;
-        depth[static_cast<std::size_t>(r)] =
-            is_end
-                ? *at
-                : static_cast<int>(std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, std::int64_t{0}) / kWindow);
+        const auto mean = [&] {
+            return std::accumulate(at - kHalfWindow, at + kHalfWindow + 1, std::int64_t{0}) / kWindow;
+        };
+        profile[r] = is_end ? *at : static_cast<int>(mean());
     }
 }
 

@@ -6,6 +6,7 @@
 #include "imaging/image_copy.h"
 #include "imaging/mask_utils.h"
 #include "model/geometry.h"
+#include "model/mask_reader.h"
 #include "model/pixels.h"
 #include "model/scratch.h"
 
@@ -39,8 +40,8 @@ public:
         first = std::max<std::int64_t>(first, 0);
         last = std::min<std::int64_t>(last, std::int64_t{image_.GetWidth()} - 1);
         if (row < 0 || row >= image_.GetHeight() || first > last) return;
-        mask_.AddSegment(static_cast<unsigned>(row) + image_.GetOffY(), static_cast<unsigned>(first) + image_.GetOffX(),
-                         static_cast<unsigned>(last - first));
+        add_run(mask_, row + image_.GetOffY(),
+                Interval<std::int64_t>{first + image_.GetOffX(), last + image_.GetOffX()});
     }
     [[nodiscard]] std::int64_t width() const { return image_.GetWidth(); }
     [[nodiscard]] std::int64_t height() const { return image_.GetHeight(); }
@@ -164,20 +165,18 @@ bool FrameDetector::RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*
     Mask* found = make_scratch<Mask>(garbage);
     FrameParts parts(*found, *image);
     const Rectangle<int> field = field_of(*rect, *image);
-    const unsigned width = image->GetWidth(), height = image->GetHeight();
-    SetupWindows(width, height, side);
+    SetupWindows(image->GetWidth(), image->GetHeight(), side);
 
     const bool chest_left = side != SIDE_CHEST_RIGHT;
-    const int chest_depth = chest_left ? field.columns.first : static_cast<int>(width) - field.columns.last - 1;
+    const int chest_depth = chest_left ? field.columns.first : width_of(*image) - field.columns.last - 1;
     add_side_part(parts,
                   depths_at_border(*this, *image, chest_left ? FRAME_LEFT : FRAME_RIGHT, chest_depth, field.rows),
                   chest_left);
     for (const int border : {FRAME_TOP, FRAME_BOTTOM}) {
-        const int coarse_depth =
-            border == FRAME_TOP ? field.rows.first : static_cast<int>(height) - field.rows.last - 1;
+        const int coarse_depth = border == FRAME_TOP ? field.rows.first : height_of(*image) - field.rows.last - 1;
         const std::vector<int> depth = depths_at_border(*this, *image, border, coarse_depth, field.rows);
         add_band_part(parts, depth,
-                      band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()), width,
+                      band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()), image->GetWidth(),
                                   windowX[static_cast<std::size_t>(border)]));
     }
     found->SetPixelSize(image->GetPixelSize());

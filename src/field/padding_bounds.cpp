@@ -15,8 +15,8 @@ class PaddingSearch {
 public:
     PaddingSearch(const Image& image, const Interval<int>& padding, bool chest_left)
         : image_(image),
-          width_(static_cast<int>(image.GetWidth())),
-          height_(static_cast<int>(image.GetHeight())),
+          width_(width_of(image)),
+          height_(height_of(image)),
           padding_(padding),
           chest_left_(chest_left),
           far_columns_(chest_left ? 6 : 5),
@@ -37,7 +37,7 @@ public:
 private:
     [[nodiscard]] bool is_padding(int from_wall, int y) const {
         const int x = chest_left_ ? from_wall : width_ - 1 - from_wall;
-        return padding_.has(grey_row(image_, y)[static_cast<std::size_t>(x)]);
+        return padding_.has(grey_row(image_, y)[x]);
     }
 
     [[nodiscard]] bool column_has_padding(int from_wall) const {
@@ -102,7 +102,7 @@ bool row_is_zero(const Image& image, int y) {
 
 bool column_is_zero(const Image& image, int x) {
     for (unsigned y = 0; y < image.GetHeight(); ++y)
-        if (grey_row(image, y)[static_cast<std::size_t>(x)] != 0) return false;
+        if (grey_row(image, y)[x] != 0) return false;
     return true;
 }
 
@@ -119,12 +119,12 @@ int first_set(int from, int step, IsInside is_inside, IsZero is_zero, int otherw
 Bounds padding_bounds(const Image* image, IMAGE_SIDE side, const Interval<int>& padding) {
     if (!is_usable(image)) return kNotFound;
     if (has_wall(side)) return PaddingSearch(*image, padding, side == SIDE_CHEST_LEFT).search();
-    return {{0, static_cast<int>(image->GetWidth()) - 1}, {0, static_cast<int>(image->GetHeight()) - 1}};
+    return whole_of(*image);
 }
 
 Bounds content_bounds(const Image* image) {
     if (!is_usable(image)) return kNotFound;
-    const auto width = static_cast<int>(image->GetWidth()), height = static_cast<int>(image->GetHeight());
+    const int width = width_of(*image), height = height_of(*image);
     const double middle_x = width * 0.5, middle_y = height * 0.5;
     const auto row = [&](int y) { return row_is_zero(*image, y); };
     const auto column = [&](int x) { return column_is_zero(*image, x); };

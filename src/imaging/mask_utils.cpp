@@ -37,21 +37,19 @@ void for_rows_of(const Mask& mask, Visit visit) {
         visit(static_cast<unsigned>(y), reader.row(y));
 }
 
-void add_run(Mask& out, unsigned y, std::uint64_t first, std::uint64_t last) {
-    out.AddSegment(y, static_cast<unsigned>(first), static_cast<unsigned>(last - first));
-}
+using Columns = Interval<std::uint64_t>;  // "last + 1" must not wrap
 
-/// Adds what `holes` leave of a run. Columns in 64 bits: "last + 1" must not wrap.
+/// Adds what `holes` leave of a run.
 void add_remainder(Mask& out, unsigned y, const Run& run, std::span<const Run> holes) {
     const std::uint64_t end = std::uint64_t{run.last} + 1;
     std::uint64_t at = run.first;
     for (const Run& hole : holes) {
         if (hole.last < at) continue;
         if (hole.first > at && !(hole.first >= end && at > run.last))
-            add_run(out, y, at, std::min<std::uint64_t>(end, hole.first) - 1);
+            add_run(out, y, Columns{at, std::min<std::uint64_t>(end, hole.first) - 1});
         at = std::uint64_t{hole.last} + 1;
     }
-    if (at <= run.last) add_run(out, y, at, run.last);
+    if (at <= run.last) add_run(out, y, Columns{at, run.last});
 }
 
 /// The plain definition of the intersection: a without the part of both bounding boxes that b leaves. Of the box only
@@ -84,7 +82,7 @@ bool add_common(Mask& out, unsigned y, std::span<const Run> a, std::span<const R
         for (const Run& other : b) {
             if (other.first > run.last) break;
             const unsigned first = std::max(run.first, other.first), last = std::min(run.last, other.last);
-            if (first <= last) add_run(out, y, first, last);
+            if (first <= last) add_run(out, y, Columns{first, last});
         }
     return true;
 }
@@ -136,7 +134,7 @@ void add_set_pixels(Mask& mask, unsigned y, unsigned off_x, std::span<const BitR
         const std::size_t clear = BitRows::find(words, first, false);
         const std::size_t end = clear < pixels ? clear : width;
         if (end < first) return;  // an open run of padding columns
-        mask.AddSegment(y, off_x + static_cast<unsigned>(first), static_cast<unsigned>(end - first));
+        add_run(mask, y, Columns{off_x + first, off_x + end});
         if (clear >= pixels) return;
         first = BitRows::find(words, clear, true);
     }
@@ -182,7 +180,7 @@ int MaskCopy(Mask* src, Mask* dst) {
     dst->SetPixelSize(src->GetPixelSize());
     src->SetTargetPixelSize(src->GetPixelSize());
     for_rows_of(*src, [&](unsigned y, std::span<const Run> runs) {
-        for (const Run& run : runs) add_run(*dst, y, run.first, run.last);
+        for (const Run& run : runs) add_run(*dst, y, run);
     });
     return kSuccess;
 }
@@ -197,7 +195,7 @@ int MaskSubtract(Mask* a, Mask* b, Mask* out) {
         const auto holes = reader_b.row(y);
         for (const Run& run : runs) {
             if (holes.empty() || holes.front().first > run.last || holes.back().last < run.first)
-                add_run(*out, y, run.first, run.last);
+                add_run(*out, y, run);
             else
                 add_remainder(*out, y, run, holes);
         }

@@ -19,6 +19,8 @@ struct Interval {
 
     [[nodiscard]] constexpr bool is_empty() const { return first > last; }
     [[nodiscard]] constexpr bool has(T v) const { return first <= v && v <= last; }
+    /// How many numbers these are. Must not be empty.
+    [[nodiscard]] constexpr T count() const { return last - first + 1; }
     [[nodiscard]] constexpr Interval cut_to(const Interval& other) const {
         return {std::max(first, other.first), std::min(last, other.last)};
     }
@@ -33,6 +35,19 @@ struct Rectangle {
     [[nodiscard]] constexpr bool is_empty() const { return columns.is_empty() || rows.is_empty(); }
     [[nodiscard]] constexpr bool has(T x, T y) const { return columns.has(x) && rows.has(y); }
 };
+
+/// Sizes and places as signed numbers, which may be subtracted. What a host chose beyond their range wraps.
+[[nodiscard]] inline int width_of(const Image& image) { return static_cast<int>(image.GetWidth()); }
+[[nodiscard]] inline int height_of(const Image& image) { return static_cast<int>(image.GetHeight()); }
+[[nodiscard]] inline Interval<int> columns_of(const Image& image) { return {0, width_of(image) - 1}; }
+[[nodiscard]] inline Interval<int> rows_of(const Image& image) { return {0, height_of(image) - 1}; }
+[[nodiscard]] inline Rectangle<int> whole_of(const Image& image) { return {columns_of(image), rows_of(image)}; }
+[[nodiscard]] inline Interval<int> columns_of(const Mask& mask) {
+    return {static_cast<int>(mask.GetMinX()), static_cast<int>(mask.GetMaxX())};
+}
+[[nodiscard]] inline Interval<int> rows_of(const Mask& mask) {
+    return {static_cast<int>(mask.GetMinY()), static_cast<int>(mask.GetMaxY())};
+}
 
 /// The step from column to column away from the chest wall: +1 if the wall is on the left, -1 if it is on the right.
 /// Hosts may pass other values, which name no wall and give 0.

@@ -3,6 +3,8 @@
 /// advanced from row to row by an integer error term as in Bresenham's line [bresenham1965].
 #include <norvane/mask.h>
 
+#include "model/mask_reader.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -59,9 +61,8 @@ EdgeTable edge_table(std::span<const Vertex> vertices) {
 
 /// Adds columns x0 .. x1 (x0 <= x1) of a row and returns their extent.
 std::uint32_t add_columns(Mask& mask, int row, std::int64_t x0, std::int64_t x1) {
-    const auto extent = static_cast<std::uint32_t>(x1 - x0);
-    mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(x0), extent);
-    return extent;
+    add_run(mask, row, Interval<std::int64_t>{x0, x1});
+    return static_cast<std::uint32_t>(x1 - x0);
 }
 
 /// Horizontal edges belong to the mask on their own: the scan passes over them.

@@ -50,19 +50,19 @@ std::optional<Scan> scan_for(IMAGE_SIDE side, const Image& image, const Mask& li
 
 /// The first pixel from `from` to `to`, both looked at, that satisfies the condition. Columns outside are passed over.
 template <class Condition>
-std::optional<std::int64_t> first_column(std::span<const std::uint16_t> row, std::int64_t from, std::int64_t to,
+std::optional<std::int64_t> first_column(Row<const std::uint16_t> row, std::int64_t from, std::int64_t to,
                                          std::int64_t step, Condition condition) {
     const auto last = static_cast<std::int64_t>(row.size()) - 1;
     from = step > 0 ? std::max<std::int64_t>(from, 0) : std::min(from, last);
     to = step > 0 ? std::min(to, last) : std::max<std::int64_t>(to, 0);
     for (std::int64_t x = from; (to - x) * step >= 0; x += step) {
-        if (condition(row[static_cast<std::size_t>(x)])) return x;
+        if (condition(row[x])) return x;
     }
     return std::nullopt;
 }
 
 /// Where the bright muscle ends in one row; a column of frame shortly before the end takes its place.
-std::optional<std::int64_t> muscle_end(const Scan& scan, std::span<const std::uint16_t> row, std::int64_t start,
+std::optional<std::int64_t> muscle_end(const Scan& scan, Row<const std::uint16_t> row, std::int64_t start,
                                        unsigned threshold) {
     const auto end = first_column(row, start, scan.limit, scan.step, [&](std::uint16_t p) { return p < threshold; });
     if (!end) return std::nullopt;

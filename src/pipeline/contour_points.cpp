@@ -122,9 +122,7 @@ Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* f
     if (frame == nullptr) frame = &own_frame;
     Outcome found = find_breast(image, state, {frame, breast, nullptr});
     state = found.state;
-    write_bounds({{static_cast<int>(frame->GetMinX()), static_cast<int>(frame->GetMaxX())},
-                  {static_cast<int>(frame->GetMinY()), static_cast<int>(frame->GetMaxY())}},
-                 box);
+    write_bounds({columns_of(*frame), rows_of(*frame)}, box);
     if (found.status == Masking::MASK_NO_IMAGE) return {found.status, state};
 
     if (state.params.view == VIEW_PECT && state.params.pectContour &&

@@ -62,7 +62,7 @@ struct CountingBounds {
     Columns columns;
     std::int64_t band;
 
-    [[nodiscard]] std::int64_t width() const { return columns.last - columns.first + 1; }
+    [[nodiscard]] std::int64_t width() const { return columns.count(); }
 };
 
 CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE side) {
@@ -70,9 +70,7 @@ CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE
     const float across = static_cast<float>(image.GetWidth()) * pixel_size;
     const bool is_wide = static_cast<double>(across) > kWideImage.value;
     const std::int64_t band = pixels_for(is_wide ? kWideBand : kBand, pixel_size);
-    CountingBounds bounds{
-        .columns = {static_cast<int>(frame.GetMinX()) + band, static_cast<int>(frame.GetMaxX()) - band - 1},
-        .band = band};
+    CountingBounds bounds{.columns = {columns_of(frame).first + band, columns_of(frame).last - band - 1}, .band = band};
     if (side == SIDE_CHEST_RIGHT) bounds.columns.first += band / 2;
     if (side == SIDE_CHEST_LEFT) bounds.columns.last -= band / 2;
     return bounds;
@@ -205,12 +203,12 @@ public:
           centre_column_(centre) {}
 
     /// `reach`: the ellipse's extent from the wall in this row, columns. The number of pixels raised.
-    std::int64_t raise_row(std::span<std::uint16_t> row, double reach) const {
+    std::int64_t raise_row(Row<std::uint16_t> row, double reach) const {
         std::int64_t raised = 0;
         for (const Zone& zone : zones_of(reach)) {
             const Columns columns = zone.columns.cut_to({0, setting_.width - 1});
             for (std::int64_t x = columns.first; x <= columns.last; ++x) {
-                std::uint16_t& p = row[static_cast<std::size_t>(x)];
+                std::uint16_t& p = row[x];
                 if (p == 0 || p >= noise_level_) continue;  // 0 lies outside the frame
                 p = static_cast<std::uint16_t>((zone.keeps_value ? p : 0) + zone.level);
                 ++raised;
@@ -288,7 +286,7 @@ double raise_chest_wall(Image& work, const Mask* frame, const Masking::Params& p
                           .height = work.GetHeight(),
                           .noise_level = settings.noise_level};
     const Profiles counts = count_tissue(work, *frame, setting);
-    const Extent extent = tissue_extent(counts, setting, static_cast<int>(frame->GetMinY()));
+    const Extent extent = tissue_extent(counts, setting, rows_of(*frame).first);
     if (!has_wall(setting.side) || is_too_small(extent, setting)) return 0.0;
     const Raise raise(setting, settings.radius_scale, centre_column);
     return raise_ellipse(work, raise, extent, ellipse_of(extent, setting));

@@ -24,7 +24,8 @@ offers() {
     [ "$offered" = "$expected" ] || { echo "completion of '$*': '$offered' instead of '$expected'"; failed=1; }
 }
 offers phantom ph
-offers 'info masks phantom score' ''
+offers 'help info masks phantom score version' ''
+offers masks help m
 offers '--help --version' --
 offers '--csv --help --masks --pixel-size --truth-values' score --
 offers '--no-contour --no-page' masks --no-

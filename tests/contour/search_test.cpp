@@ -209,6 +209,13 @@ TEST(Searches, EqualTheirPlainDefinitionsOnRandomScenes) {
         ASSERT_EQ(outer, wide) << "fast " << round;
     }
     EXPECT_GT(found, 400) << "the scenes hold contours";
+    const Scene s(random);
+    const auto wider = grey_image(s.grey->GetWidth() + 1, s.grey->GetHeight());
+    Contour outer;
+    Mask field = s.field;
+    OpenContour m = s.masking;
+    EXPECT_TRUE(m.find_contour_border(s.grey.get(), wider.get(), &field, outer, true).empty() && outer.empty());
+    EXPECT_TRUE(m.find_polar_contour(wider.get(), s.search.get(), &field).empty());
 }
 
 TEST(PolarAngle, HasItsExactValuesAtTheLimits) {
@@ -255,38 +262,6 @@ TEST(PolarCentre, LiesOnTheWallEdgeOfTheField) {
     check("no run in the row: the image", 0, {31, 0, 99}, 119, 108);
     check("columns keep 16 bits", 1, {30, 0x10005, 0x10009}, 5, 6);
     check("no side", 2, {30, 0, 99}, 0, 0);
-}
-
-TEST(HostileArguments, ReadAndWriteNothingOutside) {
-    Random random(7);
-    const auto anything = [&] { return random.chance(5) ? random.below(0xFFFFFFFF) : random.below(80); };
-    for (int round = 0; round < 300; ++round) {
-        Scene s(random);
-        OpenContour& m = s.masking;
-        Image *grey = s.grey.get(), *search = s.search.get();
-        for (unsigned i = random.below(3); i-- > 0;) s.field.AddSegment(anything(), anything(), random.below(90));
-        ContourState& state = *m.contourState;
-        for (unsigned short* v : {&state.edgeColumn, &state.centreRow, &state.centreColumn})
-            *v = static_cast<unsigned short>(anything());
-        m.params.side = static_cast<IMAGE_SIDE>(random.between(-1, 2));
-        if (random.chance(8)) s.field.Clear();
-        if (random.chance(4)) s.field.SetPixelSize(static_cast<float>(random.below(3)) * 100.0F);
-        Contour outer;
-        const auto other = grey_image(grey->GetWidth() + 1, grey->GetHeight());
-        EXPECT_TRUE(m.find_contour_border(grey, other.get(), &s.field, outer, true).empty());
-        EXPECT_TRUE(m.find_polar_contour(other.get(), search, &s.field).empty());
-        EXPECT_TRUE(outer.empty()) << "images of different sizes touch nothing";
-        m.find_polar_contour(grey, search, &s.field);
-        m.find_contour_border(grey, search, &s.field, outer, true);
-        EXPECT_EQ(m.find_contour_border_opt(grey, search, &s.field, outer).size(), 720U);
-
-        std::array<int, 4> box{};
-        Points points(1 + random.below(6));
-        for (int& v : box) v = static_cast<int>(anything()) - 3;
-        for (int& v : points) v = static_cast<int>(anything()) - 3;
-        m.boundary_tracing(grey, box.data(), points);
-        EXPECT_LE(points.size(), 2U * 10100U);
-    }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -53,6 +54,11 @@ public:
 private:
     std::filesystem::path folder;
 };
+
+inline std::string read_bytes(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 /// A set of files that get their places in a folder.
 struct Outputs {

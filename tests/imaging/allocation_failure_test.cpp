@@ -55,16 +55,13 @@ unsigned breast_grey(unsigned x, unsigned y) {
 /// What a host passes to the operations, and gets back.
 struct Host {
     std::unique_ptr<Image> image = grey_image(90, 120, breast_grey), filtered = grey_image(90, 120);
-    Masking::Params params;
+    Masking::Params params = params_for(SIDE_CHEST_LEFT, VIEW_PECT, BG_MG);
     Mask frame, breast = rectangle(0, 60, 5, 110), full, pect, second;
     Mask other = rectangle(20, 80, 0, 90, 0.5F), hole = rectangle(30, 40, 20, 50, 0.5F);  // grids that count as unset
     std::vector<int> contour = std::vector<int>(1440);
     int status = -1;
 
     explicit Host(bool fast) {
-        params.side = SIDE_CHEST_LEFT;
-        params.view = VIEW_PECT;
-        params.bgNoise = BG_MG;
         params.fullContour = params.pectContour = true;
         params.maskingSpeed = params.contourOutput = fast;
         params.contour = &contour;

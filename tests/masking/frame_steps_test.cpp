@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The steps of the frame search, each beside a plain definition.
 #include "field/frame_detector.h"
-#include "model/pixels.h"
 #include "support/builders.h"
 
 #include <gtest/gtest.h>
@@ -411,26 +410,16 @@ TEST(FrameSteps, TheFieldLiesInsideEdgesStepsAndDepths) {
 }
 
 TEST(FrameSteps, RotationMovesEachPixel) {
-    const std::vector<unsigned> expected[] = {
+    const std::vector<std::uint16_t> expected[] = {
         {10, 0, 11, 1, 12, 2}, {2, 12, 1, 11, 0, 10}, {12, 11, 10, 2, 1, 0}, {2, 1, 0, 12, 11, 10}, {0, 0, 0, 0, 0, 0}};
-    const auto check = [&]<class Sample>(Sample) {
-        Image source(FORMAT_UNSIGNED, 8 * sizeof(Sample), 3, 2, true);
-        for (unsigned i = 0; i < 6; ++i)
-            row_of<Sample>(source, i / 3)[i % 3] = static_cast<Sample>(10 * (i / 3) + i % 3);
-        for (int mode = 0; mode < 5; ++mode) {
-            Image* raw = nullptr;
-            FrameDetector(true).Rotate(&source, raw, mode);
-            const std::unique_ptr<Image> turned(raw);
-            EXPECT_EQ(turned->GetWidth(), mode < 2 ? 2U : 3U);
-            std::vector<unsigned> samples;
-            for (unsigned y = 0; y < turned->GetHeight(); ++y)
-                std::ranges::copy(row_of<const Sample>(*turned, y), std::back_inserter(samples));
-            EXPECT_EQ(samples, expected[mode]) << mode;
-        }
-    };
-    check(std::uint8_t{});
-    check(std::uint16_t{});
-    check(std::uint32_t{});
+    const auto source = grey_image(3, 2, [](unsigned x, unsigned y) { return 10 * y + x; });
+    for (int mode = 0; mode < 5; ++mode) {
+        Image* raw = nullptr;
+        FrameDetector(true).Rotate(source.get(), raw, mode);
+        const std::unique_ptr<Image> turned(raw);
+        EXPECT_EQ(turned->GetWidth(), mode < 2 ? 2U : 3U);
+        EXPECT_EQ(pixels_of(*turned), expected[mode]) << mode;
+    }
 }
 
 }  // namespace

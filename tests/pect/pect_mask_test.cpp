@@ -13,9 +13,7 @@ TEST(GeneratePectMask, MapsTheDetectorsAnswers) {
     Mask breast = wedge_breast(), field;
     const auto check = [&](const char* why, Image* image, Mask* in, int side, int view, Status expected) {
         Mask pect, frame = wedge_frame();
-        Masking::Params params;
-        params.side = static_cast<IMAGE_SIDE>(side);
-        params.view = static_cast<IMAGE_VIEW>(view);
+        const auto params = params_for(side, view);
         EXPECT_EQ(expected, NvGeneratePectMask(image, params, &frame, in, &pect)) << why;
         EXPECT_EQ(expected, NvGeneratePectMask(image, params, &frame, in, nullptr)) << why << ", not wanted";
         if (view == VIEW_NO_PECT) NvGeneratePectMask(image, params, &field, in, &pect);
@@ -42,8 +40,7 @@ std::unique_ptr<Image> muscle(IMAGE_SIDE side) {
 TEST(ThresholdEstimate, MirrorsAndIsSmoothed) {
     for (const IMAGE_SIDE side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
         OpenMasking masking;
-        masking.params.side = side;
-        masking.params.view = VIEW_PECT;
+        masking.params = params_for(side, VIEW_PECT);
         masking.contourState = new ContourState;
         masking.contourState->tissueThreshold = 30000;
         masking.contourState->centreRow = 100;

@@ -55,8 +55,7 @@ struct CutCase {
     std::unique_ptr<Image> image = grey_image(300, 400);
 
     CutCase(int side, int view) {
-        masking.params.side = static_cast<IMAGE_SIDE>(side);
-        masking.params.view = static_cast<IMAGE_VIEW>(view);
+        masking.params = params_for(side, view);
         masking.backgroundNoiseLevel = 10000;
         for (unsigned y = 100; y <= 200; ++y)
             for (unsigned x = 100; x <= 150; ++x) set_grey(*image, x, y, 12000);

@@ -3,7 +3,6 @@
 /// ThreadSanitizer.
 #include <gtest/gtest.h>
 
-#include "imaging/mask_utils.h"
 #include "support/random_cases.h"
 
 #include <cstdlib>
@@ -13,40 +12,12 @@
 namespace Norvane::Tests {
 namespace {
 
-/// Every entry function and the operations on masks, on objects that no other thread has, as a hash.
+/// Of objects that no other thread has.
 std::uint64_t results_of(unsigned seed) {
     Random random(seed);
     Hash hash;
-    const bool on_left = random.chance(2);
-    std::unique_ptr<Image> image = random_image(random, on_left);
-    std::vector<int> contour;
-    const Masking::Params params = random_params(random, on_left, contour);
-    if (random.chance(2)) {
-        image->SetPixelSize(static_cast<float>(random.between(150, 228)));
-        image->SetUsedBits(12 + random.below(5));
-        float scale = 0.0F;
-        unsigned short padding = 5, limit = 900;
-        image.reset(PrepareImage(image.get(), scale, params.bgNoise, random.chance(2), nullptr, &padding, &limit));
-        hash.add(scale);
-        hash.add(padding + limit);
-    }
-    Mask frame, breast, full, pect, second, alone, smaller, larger, rest, common, other = random_mask(random, 200, 60);
-    Mask* found = &frame;
-    int box[4] = {};
-    hash.add(NvGenerateFrameMask(image.get(), params, found));
-    hash.add(NvGenerateBreastMask(image.get(), params, &frame, &breast, box));
-    hash.add(std::vector<int>(box, box + 4));
-    hash.add(contour);
-    hash.add(NvGenerateFullMask(image.get(), params, &frame, &full, &pect, &second));
-    hash.add(NvGeneratePectMask(image.get(), params, &frame, &breast, &alone));
-    hash.add(Utils::MaskErode(&breast, &smaller, 2));
-    hash.add(Utils::MaskDilate(&breast, &larger, 1 + random.between(0, 2)));
-    hash.add(Utils::MaskSubtract(&larger, &other, &rest));
-    hash.add(Utils::MaskIntersect(&frame, &other, &common));
-    hash.add(Utils::ApplyMask(image.get(), &rest));
-    hash.add(*image);
-    for (const Mask* mask : {&frame, &breast, &full, &pect, &second, &alone, &smaller, &larger, &rest, &common})
-        hash.add(mask);
+    Statuses statuses;
+    add_results(random, hash, statuses);
     return hash.value();
 }
 

@@ -7,7 +7,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace Norvane::Tests {
@@ -48,5 +50,9 @@ private:
 [[nodiscard]] std::unique_ptr<Image> random_image(Random& random, bool on_left);
 /// `contour` holds the points where they are asked for.
 [[nodiscard]] Masking::Params random_params(Random& random, bool on_left, std::vector<int>& contour);
+
+using Statuses = std::map<std::string, std::map<int, int>>;  // how often each call answered what
+/// Adds what the library makes of a random image with random parameters.
+void add_results(Random& random, Hash& hash, Statuses& statuses);
 
 }  // namespace Norvane::Tests

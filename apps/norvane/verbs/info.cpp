@@ -5,6 +5,7 @@
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/exit_code.h"
+#include "run/inputs.h"
 #include "run/reading_options.h"
 #include "verbs/verb.h"
 
@@ -21,7 +22,7 @@ using Json = nlohmann::ordered_json;
 
 struct InfoOptions {
     ReadOptions reading;
-    bool is_json = false;  // an array with an object for each file that could be read
+    bool is_json = false;  // print an array with one object for each file that could be read
 };
 
 OptionTable<InfoOptions> info_options() {
@@ -31,16 +32,16 @@ OptionTable<InfoOptions> info_options() {
             decode_option<InfoOptions>("Options"),
             {{.name = "format",
               .choices = {{"text"}, {"json"}},
-              .help = "Report on standard output: text, or a JSON array with an object per file",
+              .help = "Report on standard output: text, or a JSON array with one object per file",
               .otherwise = "text"},
              [](InfoOptions& options, const std::string& text) { options.is_json = text == "json"; }}};
 }
 
 /// One line of the report.
 struct Line {
-    const char* name;  ///< as JSON has it; the text has spaces in it
-    Json value;        ///< null: the file does not say it
-    std::string from;  ///< the field that says it; of a fact without value: what happens then
+    const char* name;  ///< the name in JSON; in the text, underscores become spaces
+    Json value;        ///< null if the file does not say it
+    std::string from;  ///< the field that says it; if there is no value, what applies then
 };
 
 template <class Value>
@@ -83,7 +84,7 @@ void write_text(const std::string& file, const std::vector<Line>& lines, std::os
     }
 }
 
-// A fact that has a source is an object of both.
+// If a fact has a source, it becomes an object of value and source.
 Json json_of(const std::string& file, const std::vector<Line>& lines) {
     Json object{{"file", file}};
     for (const Line& fact : lines) {
@@ -93,28 +94,38 @@ Json json_of(const std::string& file, const std::vector<Line>& lines) {
     return object;
 }
 
+void write_json(const Json& all, std::ostream& out) {
+    std::istringstream lines(all.dump(2, ' ', false, Json::error_handler_t::replace));
+    for (std::string line; std::getline(lines, line);) print_line(out, line);
+}
+
+// Files that a walk found and that turn out to be no images are passed over, as `norvane masks` does.
 int show_facts(const std::vector<std::string>& files, const InfoOptions& options, std::ostream& out,
                std::ostream& err) {
     Json all = Json::array();
     int code = kExitDone;
-    for (const std::string& file : files) {
+    const auto refuse = [&](const Input& input, const std::string& why) {
+        complain(err, input.file + why);
+        code = kExitPartly;
+    };
+    for (const Input& input : find_inputs({files, {}, {}, {}}).inputs) {
         try {
-            const std::vector<Line> lines = lines_of(read_image(file, options.reading));
+            if (!input.refusal.empty()) throw Refusal(input.refusal);
+            const std::vector<Line> lines = lines_of(read_image(input.file, options.reading));
             if (options.is_json) {
-                all.push_back(json_of(file, lines));
+                all.push_back(json_of(input.file, lines));
             } else {
-                write_text(file, lines, out);
+                write_text(input.file, lines, out);
             }
+        } catch (const NotAnImage& refusal) {
+            if (input.is_named) refuse(input, std::string(" ") + refusal.what());
+        } catch (const Refusal& refusal) {
+            refuse(input, std::string(" ") + refusal.what());
         } catch (const std::exception& e) {
-            const bool is_refused = dynamic_cast<const Refusal*>(&e) != nullptr;
-            complain(err, file + (is_refused ? " " : " failed: ") + e.what());
-            code = kExitPartly;
+            refuse(input, std::string(" failed: ") + e.what());
         }
     }
-    if (options.is_json) {
-        std::istringstream lines(all.dump(2, ' ', false, Json::error_handler_t::replace));
-        for (std::string line; std::getline(lines, line);) print_line(out, line);
-    }
+    if (options.is_json) write_json(all, out);
     return code;
 }
 
@@ -123,7 +134,7 @@ int show_facts(const std::vector<std::string>& files, const InfoOptions& options
 Verb info_verb() {
     return {"info",
             "Show the metadata that would be used and where it comes from",
-            {"FILE", "Files of any format that masks reads", true, true},
+            {"FILE", "Files of any format that masks reads, or folders, which are walked", true, true},
             facts_of(info_options()),
             [](const std::vector<std::string>& files, const GivenOptions& given) -> Task {
                 InfoOptions options;

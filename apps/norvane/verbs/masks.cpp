@@ -7,7 +7,7 @@ namespace Norvane::Host {
 Verb masks_verb() {
     return {"masks",
             "Find frame, breast, pectoral muscle and full mask of mammograms",
-            {"FILE", "DICOM, TIFF, PNG or PGM with grey pixels; or a folder, whose images are found by their content",
+            {"FILE", "DICOM, TIFF, PNG or PGM file with grey pixels, or a folder; images are recognised by content",
              false, true},
             facts_of(run_option_table()),
             [](const std::vector<std::string>& inputs, const GivenOptions& given) -> Task {

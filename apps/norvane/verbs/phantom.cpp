@@ -27,7 +27,7 @@ constexpr std::array kFrames{std::pair{"collimation", PhantomFrame::kCollimation
                              std::pair{"none", PhantomFrame::kNone}};
 constexpr std::array kLooks{std::pair{"film", PhantomLook::kFilm}, std::pair{"digital", PhantomLook::kDigital}};
 
-// A setting with one of several names, the first of which is the default.
+// A setting whose value is one of several names. The first name is the default.
 template <class Names, class Value>
 Option<PhantomOptions> choice(const char* name, const Names& names, Value PhantomSettings::*setting, const char* help) {
     return {{.name = name, .choices = choices_of(names), .help = help, .otherwise = names.front().first},
@@ -72,7 +72,7 @@ OptionTable<PhantomOptions> phantom_options() {
             choice("frame", kFrames, &PhantomSettings::frame, "Bright collimation frame around the field, or none"),
             choice("look", kLooks, &PhantomSettings::look,
                    "Background: grey and noisy on film, black and flat on digital images"),
-            count("seed", &PhantomSettings::seed, {}, "Number that decides texture and noise"),
+            count("seed", &PhantomSettings::seed, {}, "Seed of the random texture and noise"),
             count("width", &PhantomSettings::width, kPixels, "Width in pixels"),
             count("height", &PhantomSettings::height, kPixels, "Height in pixels"),
             measure("pixel-size", "UM", &PhantomSettings::pixel_size_um, {{10.0, 1000.0}}, "Pixel size in micrometres"),
@@ -80,7 +80,7 @@ OptionTable<PhantomOptions> phantom_options() {
             measure("noise", "SHARE", &PhantomSettings::noise, {{0.0, 0.2}}, "Noise as a share of the full range")};
 }
 
-// Samples that use 8 bits make an 8-bit file, so that the reader finds the used bits again.
+// If the samples use 8 bits, the file has 8 bits, so that the reader finds the number of used bits.
 std::string encode_pixels(const Phantom& phantom) {
     const PhantomSettings& settings = phantom.settings;
     if (settings.used_bits > 8) return encode_png(phantom.pixels, settings.width, settings.height);
@@ -100,7 +100,7 @@ int draw(const PhantomOptions& options, std::ostream& out, std::ostream& err) {
         complain(err, options.file + " " + refusal.what());
         return kExitPartly;
     }
-    print_line(out, options.file + ": its masks come from");
+    print_line(out, options.file + ": to make its masks, run");
     print_line(out, "    norvane masks " + options.file + " --side " + name_of(options.settings.side) + " --view " +
                         name_of(options.settings.view) + " --pixel-size " +
                         number_text(options.settings.pixel_size_um));

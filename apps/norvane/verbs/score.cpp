@@ -29,21 +29,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The grey values of a truth that mean breast without muscle, and muscle.
+// The grey values that stand for breast without muscle and for muscle in a truth.
 struct TruthValues {
     std::vector<std::uint8_t> breast{1};
     std::vector<std::uint8_t> pectoral{2};
 };
 
 struct ScoreOptions {
-    std::vector<std::string> truths;           // PNG files of labels, and folders of them
+    std::vector<std::string> truths;           // label images (PNG files), and folders of them
     std::string masks = RunOptions().out_dir;  // folder of the results of norvane masks
     TruthValues values;
-    double pixel_size_um = 0.0;  // 0: what the results say
-    std::string csv;             // table to write; empty: score.csv in the folder of the results
+    double pixel_size_um = 0.0;  // 0: use the one that the results name
+    std::string csv;             // path of the table; empty: score.csv in the folder of the results
 };
 
-// Numbers from 0 to 255 with "+" between, such as 128+192.
+// Numbers from 0 to 255 separated by "+", such as 128+192.
 std::optional<std::vector<std::uint8_t>> levels_of(std::string_view text) {
     std::vector<std::uint8_t> levels;
     const char* end = text.data() + text.size();
@@ -58,7 +58,7 @@ std::optional<std::vector<std::uint8_t>> levels_of(std::string_view text) {
     }
 }
 
-// breast=LEVELS,pectoral=LEVELS; a region that is not named has no pixels in the truth.
+// Parses breast=LEVELS,pectoral=LEVELS. A region that is not named has no pixels in the truth.
 std::optional<TruthValues> values_of(const std::string& text) {
     TruthValues values{{}, {}};
     std::istringstream stream(text);
@@ -98,20 +98,20 @@ OptionTable<ScoreOptions> score_options() {
          [](ScoreOptions& options, const std::string& text) { options.pixel_size_um = micrometres_of(text); }},
         {{.name = "csv",
           .value = "FILE",
-          .help = "Table to write",
+          .help = "File for the table",
           .otherwise = "score.csv in the folder of the results"},
          [](ScoreOptions& options, const std::string& text) { options.csv = text; }}};
 }
 
-constexpr const char* kLabelsEnding = ".labels.png";  // of results, and of truths that lie beside their images
+constexpr const char* kLabelsEnding = ".labels.png";  // of results, and of truths that lie next to their images
 
-/// A truth and the name of the results that it belongs to.
+/// A truth and the name of the results that it is compared with.
 struct Truth {
     std::string file;
     std::string name;
 };
 
-// What is compared. The breast counts with the muscle in front of it: its outline is the skin line in every view.
+// The regions that are compared. The breast includes the muscle, so that its outline is the skin line in every view.
 struct ScoredRegion {
     const char* name;
     bool takes_breast;
@@ -132,7 +132,8 @@ Truth truth_of(const std::string& file, const fs::path& base) {
     return {file, name};
 }
 
-// Where a folder holds NAME.labels.png, its other files are the images; else every PNG in it is a truth.
+// If a folder holds a NAME.labels.png, only such files are truths, and its other files are images. Otherwise every PNG
+// in it is a truth.
 std::vector<Truth> truths_in(const std::string& folder) {
     std::vector<std::string> files;
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
@@ -159,23 +160,23 @@ std::vector<Truth> find_truths(const std::vector<std::string>& named) {
     return truths;
 }
 
-// Labels are few values with a meaning each: 8 bits, whatever could be made of 16.
+// Labels are a few values with a meaning each, so only 8-bit images are accepted.
 SourceImage read_labels(const std::string& file) {
     std::error_code error;
     if (!fs::exists(file, error)) throw Refusal("does not exist");
     SourceImage labels = read_png(file);
-    if (labels.used_bits != 8) throw Refusal("is no label image of 8 bits");
+    if (labels.used_bits != 8) throw Refusal("is not an 8-bit label image");
     if (std::max(labels.width, labels.height) > kMostScoredSide) throw Refusal("is too large to be scored");
     return labels;
 }
 
-Region region_of(const SourceImage& labels, const TruthValues& values, bool takes_breast) {
+LabelPixels region_of(const SourceImage& labels, const TruthValues& values, bool takes_breast) {
     std::uint8_t is_inside[256] = {};
     for (const std::uint8_t value : values.pectoral) is_inside[value] = 1;
     if (takes_breast) {
         for (const std::uint8_t value : values.breast) is_inside[value] = 1;
     }
-    Region region{labels.width, labels.height, std::vector<std::uint8_t>(labels.samples.size())};
+    LabelPixels region{labels.width, labels.height, std::vector<std::uint8_t>(labels.samples.size())};
     std::ranges::transform(labels.samples, region.pixels.begin(),
                            [&is_inside](std::uint16_t label) { return is_inside[label]; });
     return region;
@@ -188,7 +189,7 @@ SourceImage read_mask_labels(const fs::path& stem) {
     try {
         return read_labels(file);
     } catch (const Refusal& refusal) {
-        throw Refusal("has no masks to be compared with: " + file + " " + refusal.what());
+        throw Refusal("has no masks to compare with: " + file + " " + refusal.what());
     }
 }
 
@@ -205,12 +206,12 @@ void score_truth(const Truth& truth, const ScoreOptions& options, std::vector<Sc
     const SourceImage drawn = read_labels(truth.file);
     const SourceImage made = read_mask_labels(stem);
     if (drawn.width != made.width || drawn.height != made.height) {
-        throw Refusal("has " + size_text(drawn) + ", its masks have " + size_text(made));
+        throw Refusal("has " + size_text(drawn) + ", but its masks have " + size_text(made));
     }
     const double pixel_size_um = pixel_size_for(stem, options);
     for (const ScoredRegion& region : kScoredRegions) {
-        const Region drawn_region = region_of(drawn, options.values, region.takes_breast);
-        const Region made_region = region_of(made, TruthValues{}, region.takes_breast);
+        const LabelPixels drawn_region = region_of(drawn, options.values, region.takes_breast);
+        const LabelPixels made_region = region_of(made, TruthValues{}, region.takes_breast);
         rows.push_back({truth.name, region.name, score(drawn_region, made_region), pixel_size_um});
     }
 }
@@ -224,7 +225,7 @@ constexpr std::string_view kHeader =
     "name,region,dice,jaccard,mean_distance_mm,hausdorff95_mm,truth_pixels,mask_pixels";
 constexpr const char* kTable = "score.csv";
 
-// Nobody named the table: a file of somebody else stays what it is.
+// The user did not name the table, so a file of another program must not be replaced.
 void require_own_table(const std::string& folder) {
     const ResultFolder results(folder);
     const auto beginning = results.read(kTable, kHeader.size());
@@ -244,7 +245,7 @@ std::string csv_of(const std::vector<ScoreRow>& rows) {
     return text;
 }
 
-// Means over the images; of the distances over those that have one.
+// Means over the images. The means of distances are over the images that have one.
 std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
     double dice = 0.0, jaccard = 0.0, mean_mm = 0.0, hausdorff_mm = 0.0;
     std::size_t count = 0, with_distance = 0;
@@ -305,18 +306,19 @@ int score(const ScoreOptions& options, std::ostream& out, std::ostream& err) {
 }  // namespace
 
 Verb score_verb() {
-    return {"score",
-            "Compare masks with label images that somebody drew",
-            {"TRUTH",
-             "Label PNG of the source's size, NAME.png or NAME.labels.png for the results NAME; or a folder of them",
-             true, true},
-            facts_of(score_options()),
-            [](const std::vector<std::string>& truths, const GivenOptions& given) -> Task {
-                ScoreOptions options;
-                options.truths = truths;
-                set_options(options, score_options(), given);
-                return [options](std::ostream& out, std::ostream& err) { return score(options, out, err); };
-            }};
+    return {
+        "score",
+        "Compare masks with label images that somebody drew",
+        {"TRUTH",
+         "Label PNG of the size of the source, NAME.png or NAME.labels.png for the results NAME, or a folder of them",
+         true, true},
+        facts_of(score_options()),
+        [](const std::vector<std::string>& truths, const GivenOptions& given) -> Task {
+            ScoreOptions options;
+            options.truths = truths;
+            set_options(options, score_options(), given);
+            return [options](std::ostream& out, std::ostream& err) { return score(options, out, err); };
+        }};
 }
 
 }  // namespace Norvane::Host

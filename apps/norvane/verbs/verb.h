@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The verbs of the program, each declared once: what it is called, its options, and what it does.
+/// The verbs of the program. Each is declared once, with its name, its options and what it does.
 #pragma once
 
 #include "run/option_table.h"
@@ -11,14 +11,14 @@
 
 namespace Norvane::Host {
 
-/// What a command line asks for. Reports go to the first stream, a line for each refused input to the second. Returns
-/// an ExitCode.
+/// The work that a command line asks for. Reports go to the first stream, and a line for each refused input goes to the
+/// second. Returns an ExitCode.
 using Task = std::function<int(std::ostream& out, std::ostream& err)>;
 
 struct Verb {
     std::string name;
     std::string summary;
-    struct Words {  ///< what is no option
+    struct Words {  ///< the arguments that are not options
         std::string name;
         std::string help;
         bool are_required;

@@ -8,11 +8,11 @@
 namespace Norvane::Host {
 namespace {
 
-// Markers: a byte 0xFF and one of these.
+// A marker is the byte 0xFF and one of these.
 constexpr unsigned kScanStart = 0xDA;
 constexpr unsigned kFrameOfJpegLs = 0xF7;
 
-// Frame headers are 0xC0 to 0xCF but for three tables of that range.
+// Frame headers are 0xC0 to 0xCF, except for the three in that range that are tables.
 bool is_frame(unsigned marker) {
     const bool is_table = marker == 0xC4 || marker == 0xC8 || marker == 0xCC;
     return (marker >= 0xC0 && marker <= 0xCF && !is_table) || marker == kFrameOfJpegLs;
@@ -25,7 +25,7 @@ std::uint32_t big_endian_32(std::span<const std::uint8_t> bytes, std::size_t at)
            bytes[at + 3];
 }
 
-// A JP2 file is a row of boxes: length, type, content. Without boxes it is the codestream itself.
+// A JP2 file is a series of boxes: length, type, content. Data without boxes is the codestream itself.
 std::span<const std::uint8_t> codestream_of(std::span<const std::uint8_t> bytes) {
     constexpr std::uint32_t kSignature = 0x6A502020;   // "jP  "
     constexpr std::uint32_t kCodestream = 0x6A703263;  // "jp2c"
@@ -66,13 +66,14 @@ CodestreamHeader read_jpeg_header(std::span<const std::uint8_t> bytes) {
 }
 
 CodestreamHeader read_jpeg2000_header(std::span<const std::uint8_t> bytes) {
-    constexpr std::uint32_t kStartAndSize = 0xFF4FFF51;  // two markers, of which the second opens the header
-    constexpr std::size_t kFirstComponent = 42;          // bytes of the header before it
+    constexpr std::uint32_t kStartAndSize = 0xFF4FFF51;  // two markers; the second one begins the header
+    constexpr std::size_t kFirstComponent = 42;          // number of bytes before it in the header
     const std::span<const std::uint8_t> stream = codestream_of(bytes);
     if (stream.size() < kFirstComponent + 3 || big_endian_32(stream, 0) != kStartAndSize) {
         throw Refusal("has JPEG 2000 data without a header");
     }
-    // An area on a grid, its far corner first, of which the component has one sample in `step` columns or rows.
+    // The header gives an area of a grid, its far corner first. The component has a sample at every `step`-th column or
+    // row of it.
     const auto samples = [&](std::size_t end, std::size_t start, std::uint64_t step) {
         const auto first_at = [step](std::uint64_t position) { return (position + step - 1) / step; };
         if (step == 0 || big_endian_32(stream, end) < big_endian_32(stream, start)) return 0U;

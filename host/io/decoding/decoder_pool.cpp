@@ -18,12 +18,12 @@ void DecoderPool::decode(const CompressedFrame& frame, const UseWords& use) {
 DecoderPool::Lease DecoderPool::worker_with(const CompressedFrame& frame) {
     DecoderLimits wanted = limits;
     if (frame.memory != 0) wanted.memory = frame.memory;
-    // A worker cannot change its limit of memory: one with another limit ends.
+    // A worker cannot change its memory limit, so a worker with another limit is ended.
     while (std::unique_ptr<DecoderProcess> old = idle_one()) {
         if (old->most_memory() == wanted.memory && old->send(frame)) return {old.release(), {this}};
     }
     auto fresh = std::make_unique<DecoderProcess>(program, wanted);
-    (void)fresh->send(frame);  // if it has ended, that shows when its answer is waited for
+    (void)fresh->send(frame);  // if the worker has ended, words() reports it
     return {fresh.release(), {this}};
 }
 
@@ -42,7 +42,7 @@ void DecoderPool::GiveBack::operator()(DecoderProcess* worker) const noexcept {
         const std::lock_guard lock(pool->mutex);
         pool->idle.push_back(std::move(owned));
     } catch (...) {
-        // No room for it in the list: it ends.
+        // There is no memory to keep the worker in the list, so it ends.
     }
 }
 
@@ -61,7 +61,7 @@ void DecoderPool::after_fork(bool is_child) noexcept {
 }
 
 DecoderPool& the_decoder_pool() {
-    // Never destroyed: threads may decode while the process ends.
+    // Never destroyed, because threads may still decode while the process ends.
     static DecoderPool* const pool = [] {
         auto* made = new DecoderPool(decoder_program());
         pthread_atfork([] { the_decoder_pool().before_fork(); }, [] { the_decoder_pool().after_fork(false); },

@@ -10,7 +10,7 @@
 
 namespace Norvane::Host {
 
-/// Workers, one for each thread that decodes at the time. They live across images.
+/// The workers: one for each thread that is decoding. They are kept for later images.
 class DecoderPool {
 public:
     explicit DecoderPool(std::string decoder_program, const DecoderLimits& for_workers = {})
@@ -19,10 +19,10 @@ public:
     /// See decode_frame().
     void decode(const CompressedFrame& frame, const UseWords& use);
 
-    /// Ends the workers that decode nothing.
+    /// Ends the idle workers.
     void end_idle();
 
-    // Around fork(): the child has none of the workers.
+    // Called before and after fork(). The child does not keep the workers.
     void before_fork() { mutex.lock(); }
     void after_fork(bool is_child) noexcept;
 
@@ -41,7 +41,7 @@ private:
     const DecoderLimits limits;
 };
 
-/// That of the process, with the decoder of this installation.
+/// The pool of this process. It uses the decoder of this installation.
 [[nodiscard]] DecoderPool& the_decoder_pool();
 
 }  // namespace Norvane::Host

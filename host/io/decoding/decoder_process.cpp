@@ -24,17 +24,17 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr unsigned kPixelsPerSecond = 300'000;  // of processor time; valid images need a tenth of it
-constexpr unsigned kStartSeconds = 120;         // a file server may have to deliver the program
+constexpr unsigned kPixelsPerSecond = 300'000;  // of processor time; valid images are ten times as fast
+constexpr unsigned kStartSeconds = 120;         // the program may have to come from a file server
 constexpr std::size_t kMostBytesWhenIdle = std::size_t{32} << 20;
 constexpr std::size_t kMostSharedWhenIdle = std::size_t{64} << 20;  // an image of 14 million pixels needs 30 to 45
 
 [[noreturn]] void refuse_start(const std::string& why) {
-    throw Refusal("needs a process of its own to be decoded, and none can be started (" + why +
-                  "); --decode in-process (decode= in Python) does without");
+    throw Refusal("cannot be decoded, because the decoder process cannot be started (" + why +
+                  "); --decode in-process (decode= in Python) does not need it");
 }
 
-/// Of this process's environment, what decides how libraries are found and how sanitizers behave.
+/// The variables of this process's environment that decide how libraries are found and how sanitizers behave.
 std::vector<char*> environment_of_worker() {
     constexpr std::array kPassedOn{"LD_LIBRARY_PATH=", "ASAN_OPTIONS=", "UBSAN_OPTIONS=", "LSAN_OPTIONS="};
     std::vector<char*> passed;
@@ -49,8 +49,8 @@ std::vector<char*> environment_of_worker() {
     return passed;
 }
 
-/// What a worker starts with: its two descriptors and no other, default signals, a group of its own, so that Ctrl-C at
-/// the terminal is for the program that waits.
+/// What a worker starts with: its two descriptors and no other, default signals, and its own process group, so that
+/// Ctrl-C at the terminal does not reach the worker.
 class SpawnSettings {
 public:
     SpawnSettings(int socket, int memory) {
@@ -92,14 +92,14 @@ public:
 
 private:
     static void add(int error) {
-        if (error != 0) throw std::bad_alloc();  // the only way in which these calls fail
+        if (error != 0) throw std::bad_alloc();  // these calls fail for no other reason
     }
 
     posix_spawn_file_actions_t actions{};
     posix_spawnattr_t attributes{};
 };
 
-/// Numbers above those that it has in the worker, so that no copy there covers another one.
+/// A copy with a number above those that the worker uses, so that no descriptor overwrites another one there.
 Descriptor out_of_the_way(int descriptor) {
     Descriptor copy(fcntl(descriptor, F_DUPFD_CLOEXEC, kMemoryOfWorker + 1));
     if (!copy.is_open()) throw std::system_error(errno, std::generic_category());
@@ -190,7 +190,7 @@ DecoderProcess::Arrival DecoderProcess::receive(DecodeAnswer& answer, unsigned s
         const ssize_t size = recv(socket.number(), &answer, sizeof answer, MSG_TRUNC | MSG_DONTWAIT);
         if (size < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (size <= 0) return Arrival::kEnd;
-        if (size != sizeof answer) answer.outcome = Outcome{};  // none that exists
+        if (size != sizeof answer) answer.outcome = Outcome{};  // an invalid outcome
         return Arrival::kAnswer;
     }
 }
@@ -207,11 +207,11 @@ void DecoderProcess::throw_for_end(Arrival arrival) {
     if (arrival == Arrival::kNothing) throw Refusal(kTooLong);
     std::string how;
     if (arrival == Arrival::kAnswer) {
-        how = "an answer that is none";
+        how = "invalid answer";
     } else if (WIFSIGNALED(status)) {
         const int signal = WTERMSIG(status);
         if (signal == SIGXCPU) throw Refusal(kTooLong);
-        if (signal == SIGKILL) throw std::bad_alloc();  // by nobody but a system that runs out of memory
+        if (signal == SIGKILL) throw std::bad_alloc();  // only a system that runs out of memory sends it
         const char* name = sigdescr_np(signal);
         how = name != nullptr ? name : "signal " + std::to_string(signal);
     } else {
@@ -220,11 +220,11 @@ void DecoderProcess::throw_for_end(Arrival arrival) {
     throw Refusal("holds data that ended its decoder (" + how + ")");
 }
 
-// The status with which it ended; 0 if somebody else in this process has fetched that.
+// Returns the exit status of the worker; 0 if other code in this process has already fetched it.
 int DecoderProcess::end(bool is_given_time) {
     socket.close();
     if (process < 0) return 0;
-    if (!is_given_time) (void)kill(process, SIGKILL);  // changes nothing about one that has ended by itself
+    if (!is_given_time) (void)kill(process, SIGKILL);  // has no effect if the worker has already ended
     int status = 0;
     while (waitpid(process, &status, 0) < 0) {
         if (errno != EINTR) {
@@ -234,7 +234,7 @@ int DecoderProcess::end(bool is_given_time) {
     }
     process = -1;
     if (kIsSanitized && WIFEXITED(status) && WEXITSTATUS(status) == kSanitizerExitCode) {
-        (void)std::fputs("norvane: a sanitizer has ended the decoder; its report stands above\n", stderr);
+        (void)std::fputs("norvane: a sanitizer has ended the decoder; see its report above\n", stderr);
         std::abort();
     }
     return status;

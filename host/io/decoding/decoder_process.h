@@ -13,29 +13,30 @@ namespace Norvane::Host {
 
 struct DecoderLimits {
     std::size_t memory = std::size_t{768} << 20;  ///< bytes, see CompressedFrame
-    unsigned processor_seconds = 30;              ///< for an image; more for a large one
-    unsigned waiting_seconds = 1200;              ///< for an image; a worker that does not even compute is ended
+    unsigned processor_seconds = 30;              ///< for one image; a large one gets more
+    unsigned waiting_seconds = 1200;              ///< for one image; ends a worker that hangs without computing
 };
 
-/// A worker: another process, which decodes frame after frame. For one thread at a time.
+/// A worker: another process that decodes one frame after another. One thread may use it at a time.
 class DecoderProcess {
 public:
-    /// Starts the program and waits until it is ready. Throws Refusal when that fails, std::bad_alloc.
+    /// Starts the program and waits until it is ready. Throws Refusal if that fails, and std::bad_alloc.
     DecoderProcess(const std::string& program, const DecoderLimits& its_limits);
     ~DecoderProcess();
     DecoderProcess(const DecoderProcess&) = delete;
     DecoderProcess& operator=(const DecoderProcess&) = delete;
 
-    /// Hands a frame over. False if the process has ended meanwhile. Throws std::bad_alloc.
+    /// Sends a frame to the worker. Returns false if the worker has ended meanwhile. Throws std::bad_alloc.
     [[nodiscard]] bool send(const CompressedFrame& frame);
-    /// The words of the frame that was sent, valid until the next one. Throws Refusal, std::bad_alloc.
+    /// Waits for the words of the frame that was sent. They are valid until the next frame is sent. Throws Refusal and
+    /// std::bad_alloc.
     [[nodiscard]] std::span<const std::uint16_t> words();
-    /// Whether it can take another frame.
+    /// Whether the worker can take another frame.
     [[nodiscard]] bool is_fit() const { return is_fit_now; }
-    /// Bytes that it may map for a frame.
+    /// Bytes that the worker may map for a frame.
     [[nodiscard]] std::size_t most_memory() const { return limits.memory; }
 
-    /// In a fork of the process that started it: lets go of everything and touches the worker no more.
+    /// For a forked child of the process that started the worker: releases everything without touching the worker.
     void abandon();
 
 private:

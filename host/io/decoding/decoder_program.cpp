@@ -13,7 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Seen from this code: beside it, and from the folders of the installed program and of the installed Python module.
+// Relative to the folder of this code: that folder itself, and the paths from the installed program and from the
+// installed Python module.
 constexpr const char* kPlaces[] = {".", NORVANE_LIBEXEC_FROM_PROGRAM, NORVANE_LIBEXEC_FROM_PYTHON};
 
 /// The file that this code was loaded from. Empty if that is not known.
@@ -23,12 +24,13 @@ fs::path own_file() {
     void* extra = nullptr;
     std::error_code error;
     const bool is_found = dladdr1(&own_byte, &info, &extra, RTLD_DL_LINKMAP) != 0;
-    // What the program was called by is up to who called it; a shared object has the name that it was opened by.
+    // The caller of a program chooses the name in its arguments, so /proc is asked. A shared object has the name by
+    // which it was opened.
     const char* name = is_found ? static_cast<const link_map*>(extra)->l_name : "";
     return fs::canonical(*name == '\0' ? "/proc/self/exe" : name, error);
 }
 
-// Who could have put it there: root, this user, or the owner of the code that asks.
+// A file is trusted if it belongs to root, to this user, or to the owner of this code.
 bool is_trusted(const fs::path& file, uid_t owner) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return false;

@@ -5,9 +5,9 @@
 
 namespace Norvane::Host {
 
-/// The program of the workers: norvane-decoder beside the program or shared object that this code is part of, or where
-/// the installation of that has it. Neither PATH nor another variable of the environment decides, and a file of a
-/// stranger is passed over. Empty when there is none.
+/// The path of norvane-decoder, the program of the workers. It lies beside the program or shared object that this code
+/// is part of, or in the folder that its installation uses. No environment variable, not even PATH, has an influence,
+/// and a file that another user owns is ignored. Empty if there is none.
 [[nodiscard]] std::string decoder_program();
 
 }  // namespace Norvane::Host

@@ -1,40 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the program and its workers say to each other: a request and an answer per frame over a socket that keeps
-/// messages whole, the compressed bytes and the words in shared memory. When it starts, a worker sends an answer with
-/// the outcome kReady.
+/// The protocol between the program and its workers. Each frame has a request and an answer over a socket that keeps
+/// messages whole. The compressed bytes and the words are in shared memory. When a worker starts, it sends an answer
+/// with the outcome kReady.
 #pragma once
 
 #include "io/decoding/decode_frame.h"
 
 namespace Norvane::Host {
 
-/// Descriptors of a worker.
+/// File descriptors in the worker.
 inline constexpr int kSocketOfWorker = 3;
 inline constexpr int kMemoryOfWorker = 4;
 
-/// Raised with every change of this file. A worker says it when it is ready.
+/// Increase it with every change of this file. A worker sends it when it is ready.
 inline constexpr std::uint64_t kProtocolVersion = 1;
 
 struct DecodeRequest {
-    std::uint64_t image;         ///< to be repeated in the answer; 1 for the first image of a worker
-    std::uint64_t byte_count;    ///< of compressed bytes
+    std::uint64_t image;         ///< repeated in the answer; 1 for the first image of a worker
+    std::uint64_t byte_count;    ///< number of compressed bytes
     std::uint64_t memory_bytes;  ///< size of the shared memory, which may have grown
     std::uint32_t codec;
     std::uint32_t width;
     std::uint32_t height;
     std::uint32_t bits;
-    std::uint32_t processor_seconds;  ///< after which the worker is to end
+    std::uint32_t processor_seconds;  ///< after this time the worker is ended
     std::uint32_t unused;
 };
 
 enum class Outcome : std::uint32_t { kReady = 1, kFilled, kRefused, kOutOfMemory };
 
 struct DecodeAnswer {
-    std::uint64_t image;         ///< that of the request; kProtocolVersion when the worker is ready
-    std::uint64_t bytes_in_use;  ///< of the worker's heap after the image
+    std::uint64_t image;         ///< that of the request; kProtocolVersion if the outcome is kReady
+    std::uint64_t bytes_in_use;  ///< size of the worker's heap after the image
     Outcome outcome;
     std::uint32_t text_length;
-    char text[232];  ///< of the refusal
+    char text[232];  ///< the refusal
 };
 
 /// The shared memory: the words first, then the compressed bytes.
@@ -58,7 +58,7 @@ inline constexpr bool kIsSanitized = false;
 inline constexpr bool kIsSanitized = false;
 #endif
 
-/// With which a worker ends after the report of a sanitizer.
+/// A worker ends with this code after the report of a sanitizer.
 inline constexpr int kSanitizerExitCode = 99;
 
 }  // namespace Norvane::Host

@@ -37,7 +37,7 @@ void must_be_good(const OFCondition& condition) {
 }
 
 void put_number(DcmItem& object, const DcmTagKey& key, unsigned value) {
-    // With the type in the tag nobody looks it up, and the dictionary is not loaded.
+    // The tag names the type, so the toolkit does not load its dictionary to look it up.
     auto element = std::make_unique<DcmUnsignedShort>(DcmTag(key, EVR_US));
     must_be_good(element->putUint16(static_cast<Uint16>(value), 0));
     must_be_good(object.insert(element.release()));
@@ -61,7 +61,7 @@ void put_header(DcmItem& object, const CompressedFrame& frame) {
     put_number(object, DCM_PixelRepresentation, 0);
 }
 
-/// Pixel data of one fragment, so that no offset table and no list of fragments reaches the toolkit.
+/// Pixel data with one fragment and an empty offset table. The toolkit never sees those of the file.
 std::unique_ptr<DcmPixelData> pixel_data_of(const CompressedFrame& frame) {
     auto sequence = std::make_unique<DcmPixelSequence>(DcmTag(DCM_PixelData, EVR_OB));
     const auto add = [&sequence](std::span<const std::uint8_t> bytes) {
@@ -72,16 +72,16 @@ std::unique_ptr<DcmPixelData> pixel_data_of(const CompressedFrame& frame) {
     add({});  // the offset table
     add(frame.bytes);
     auto pixels = std::make_unique<DcmPixelData>(DcmTag(DCM_PixelData, EVR_OB));
-    // Of the JPEG processes, this one takes all depths; each of them decodes whatever kind of JPEG comes.
+    // Every decoder for a JPEG process decodes every kind of JPEG; the one for process 14 takes all bit depths.
     const E_TransferSyntax syntax = frame.codec == Codec::kJpegLs ? EXS_JPEGLSLossless : EXS_JPEGProcess14;
     pixels->putOriginalRepresentation(syntax, nullptr, sequence.release());
     return pixels;
 }
 
-// The toolkit decodes into bytes when the samples have up to 8 bits.
+// If the samples have up to 8 bits, the toolkit decodes into bytes.
 void widen_bytes(std::span<std::uint16_t> words) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: a word never covers a byte to come
+    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: no unread byte is overwritten
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ void decode_jpeg(const CompressedFrame& frame, std::span<std::uint16_t> words) {
     DcmDataset object;
     put_header(object, frame);
     const std::unique_ptr<DcmPixelData> pixels = pixel_data_of(frame);
-    std::ranges::fill(words, std::uint16_t{0});  // should a decoder leave out rows, no other image shows in them
+    std::ranges::fill(words, std::uint16_t{0});  // if a decoder leaves out rows, they must not show another image
     Uint32 fragment = 1;
     OFString colour_model;
     must_be_good(pixels->getUncompressedFrame(&object, 0, fragment, words.data(),

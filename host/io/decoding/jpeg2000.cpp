@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One library decodes both kinds of codestream. A second one that is made for the high-throughput kind needs half the
-// time, but it crashes on about one in a hundred damaged streams, and archives hold damaged streams.
+// One library decodes both kinds of codestream. Another library for the high-throughput kind needs half the time, but
+// it crashes on about one in a hundred damaged streams, and archives hold damaged streams.
 #include "io/decoding/jpeg2000.h"
 
 #include "io/decoding/codestream_header.h"
@@ -18,7 +18,7 @@
 namespace Norvane::Host {
 namespace {
 
-// Codecs and streams are one type to the compiler.
+// opj_codec_t and opj_stream_t are the same type, so std::default_delete cannot tell them apart.
 struct DestroyStream {
     void operator()(opj_stream_t* stream) const { opj_stream_destroy(stream); }
 };
@@ -29,7 +29,7 @@ struct DestroyImage {
     void operator()(opj_image_t* image) const { opj_image_destroy(image); }
 };
 
-/// The compressed bytes as the library asks for them.
+/// The compressed bytes, and how far the library has read them.
 struct Source {
     std::span<const std::uint8_t> bytes;
     std::size_t at = 0;
@@ -59,7 +59,7 @@ OPJ_OFF_T skip_over(OPJ_OFF_T count, void* user) {
     return std::min(count, left);
 }
 
-/// One decoder with its messages: the first complaint goes into the refusal, nothing is printed.
+/// A decoder and its first error message, which goes into the refusal. Nothing is printed.
 class Decoder {
 public:
     explicit Decoder(std::span<const std::uint8_t> bytes) : source{bytes} {

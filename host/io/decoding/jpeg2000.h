@@ -5,7 +5,7 @@
 
 namespace Norvane::Host {
 
-/// JPEG 2000 or high-throughput JPEG 2000, as a bare codestream or in a JP2 file. See decode_by_library().
+/// Decodes JPEG 2000 and high-throughput JPEG 2000, as a bare codestream or in a JP2 file. See decode_by_library().
 void decode_jpeg2000(const CompressedFrame& frame, std::span<std::uint16_t> words);
 
 }  // namespace Norvane::Host

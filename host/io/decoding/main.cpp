@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// norvane-decoder: a worker of norvane and of its Python module, which start it.
+/// norvane-decoder: the worker that norvane and its Python module start.
 #include "io/decoding/decoder_protocol.h"
 #include "io/decoding/frame_codecs.h"
 #include "io/decoding/serve_frames.h"
@@ -15,8 +15,8 @@ extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-i
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        (void)std::fputs("norvane-decoder: is started by norvane and by its Python module\n", stderr);
+        (void)std::fputs("norvane-decoder: started by norvane and its Python module, not by hand\n", stderr);
         return 2;
     }
-    return Norvane::Host::serve_frames(Norvane::Host::decode_by_library, std::strtoull(argv[1], nullptr, 10));
+    Norvane::Host::serve_frames(Norvane::Host::decode_by_library, std::strtoull(argv[1], nullptr, 10));
 }

@@ -6,7 +6,8 @@
 
 namespace Norvane::Host {
 
-/// Ends the work on one input; the next one goes on. The text completes a sentence that begins with the file's name.
+/// Ends the work on one input; processing continues with the next. The text completes a sentence that begins with the
+/// name of the file.
 class Refusal : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

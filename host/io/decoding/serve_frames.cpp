@@ -36,18 +36,18 @@ std::size_t mapped_bytes() {
 
 void limit_itself(std::size_t memory) {
     constexpr rlim_t kMostDescriptors = 8;
-    // Whether to stop is for the program to say, and it does so by closing the socket.
+    // Only the program decides when a worker stops. It does so by closing the socket.
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) (void)std::signal(signal, SIG_IGN);
     (void)prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
     set_limit(RLIMIT_CORE, 0);
-    if (kIsSanitized) return;  // sanitizers map terabytes, and look for leaks by a process of their own
+    if (kIsSanitized) return;  // sanitizers map terabytes and start a process to look for leaks
     set_limit(RLIMIT_AS, mapped_bytes() + memory);
     set_limit(RLIMIT_FSIZE, 0);
     set_limit(RLIMIT_NPROC, 0);
     set_limit(RLIMIT_NOFILE, kMostDescriptors);
 }
 
-// The limit counts from the start of the process; the hard limit stays, since nobody may raise it again.
+// The limit counts from the start of the process. The hard limit stays as it is, because it could not be raised again.
 void allow_processor_time(std::uint32_t seconds) {
     timespec used{};
     rlimit limit{};
@@ -57,7 +57,8 @@ void allow_processor_time(std::uint32_t seconds) {
     (void)setrlimit(RLIMIT_CPU, &limit);
 }
 
-// The signal comes with whatever happens to the socket, as when the program takes the first answer, so it only asks.
+// The signal comes with every event on the socket, such as when the program reads an answer. So the handler checks
+// whether the program has closed its end.
 void end_if_program_is_gone(int /*signal*/) {
     const int error = errno;
     pollfd socket{kSocketOfWorker, POLLRDHUP, 0};
@@ -65,8 +66,8 @@ void end_if_program_is_gone(int /*signal*/) {
     errno = error;
 }
 
-/// While an image is decoded, the end of the program ends this process, by SIGIO. The signal for the death of a parent
-/// would come with that of the thread that started this process.
+/// If the program ends while an image is decoded, SIGIO ends this process too. The signal for the death of a parent
+/// cannot be used: it already comes when the thread that started this process ends.
 class EndWithProgram {
 public:
     EndWithProgram() {
@@ -104,8 +105,8 @@ void refuse(DecodeAnswer& answer, const std::string& why) {
 
 }  // namespace
 
-int serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
-                 std::size_t memory) {
+void serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
+                  std::size_t memory) {
     limit_itself(memory);
     SharedMemory shared(kMemoryOfWorker);
     (void)fcntl(kSocketOfWorker, F_SETOWN, getpid());
@@ -138,7 +139,6 @@ int serve_frames(const std::function<void(const CompressedFrame&, std::span<std:
         const struct mallinfo2 heap = mallinfo2();
         answer.bytes_in_use = heap.uordblks + heap.hblkhd;
     }
-    return 0;
 }
 
 }  // namespace Norvane::Host

@@ -5,9 +5,9 @@
 
 namespace Norvane::Host {
 
-/// A worker's life: limits itself, then decodes what it is asked to until nobody can ask any more. Returns the exit
-/// code. `memory` is the number of bytes that an image may map.
-[[nodiscard]] int serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
-                               std::size_t memory);
+/// The main loop of a worker. Limits the process, then decodes requests until the program has closed the socket.
+/// `memory` is the number of bytes that may be mapped for an image.
+void serve_frames(const std::function<void(const CompressedFrame&, std::span<std::uint16_t>)>& decode,
+                  std::size_t memory);
 
 }  // namespace Norvane::Host

@@ -22,7 +22,7 @@ SharedMemory::~SharedMemory() {
 
 void SharedMemory::grow(std::size_t size) {
     if (size <= mapped.size()) return;
-    // With pages, not as a promise: memory that is missing shows here and not as a signal at the first access.
+    // fallocate() reserves the pages. If memory is short, this call fails, and not a later access with a signal.
     while (fallocate(number(), 0, 0, static_cast<off_t>(size)) != 0) {
         if (errno != EINTR) throw std::bad_alloc();
     }

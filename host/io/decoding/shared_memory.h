@@ -8,22 +8,22 @@
 
 namespace Norvane::Host {
 
-/// Memory of two processes. It grows and never shrinks, and a seal sees to that: whoever has it mapped is safe from the
-/// other one.
+/// Memory that two processes share. A seal makes sure that it can grow but never shrink. Thus neither process can take
+/// away what the other one has mapped.
 class SharedMemory {
 public:
-    SharedMemory();                                 ///< empty, the owner's. Throws std::system_error.
-    explicit SharedMemory(int descriptor_of_other)  ///< that of another process, inherited
+    SharedMemory();                                 ///< new and empty, for the owner; throws std::system_error
+    explicit SharedMemory(int descriptor_of_other)  ///< the memory of another process, whose descriptor was inherited
         : descriptor(descriptor_of_other) {}
     ~SharedMemory();
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
 
-    /// The owner provides at least so many bytes. Throws std::bad_alloc.
+    /// For the owner: provides and maps at least `size` bytes. Throws std::bad_alloc.
     void grow(std::size_t size);
-    /// Maps so many bytes of those that the owner has provided. Throws std::bad_alloc.
+    /// Maps `size` of the bytes that the owner has provided. Throws std::bad_alloc.
     void map(std::size_t size);
-    /// What is mapped. Mapping more moves it.
+    /// The bytes that are mapped. If more are mapped, they may move.
     [[nodiscard]] std::span<std::byte> bytes() const { return mapped; }
 
     [[nodiscard]] int number() const { return descriptor.number(); }

@@ -49,8 +49,8 @@ const CopiedField kCopiedFields[] = {
     {DCM_LossyImageCompressionMethod, Copy::kByRule, "1-n"},
 };
 
-// The toolkit does not look at the length. Bytes that continue a character of UTF-8 are not counted. A name may be
-// there in three scripts, each of which counts by itself.
+// The toolkit does not check the length. The limit is in characters, so continuation bytes of UTF-8 are not counted. A
+// name may be written in up to three scripts, and the limit holds for each of them.
 bool is_too_long(const std::string& values, DcmEVR type) {
     constexpr std::size_t kLongestShortString = 16;
     constexpr std::size_t kLongestLongString = 64;

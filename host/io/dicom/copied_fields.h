@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What an object that is made of a mammogram repeats of its header.
+/// The header fields that a DICOM object made from a mammogram repeats.
 #pragma once
 
 #include "io/header.h"
@@ -13,26 +13,26 @@
 
 namespace Norvane::Host {
 
-/// When a field is written into an object that repeats it.
+/// When a repeated field is written.
 enum class Copy {
-    kAlways,   ///< every object has to have it: empty if the source has no valid value
-    kIfValid,  ///< left out if the source has no valid value
-    kByRule,   ///< the writer has a rule of its own for it
+    kAlways,   ///< always, because the field is mandatory; empty if the source has no valid value
+    kIfValid,  ///< only if the source has a valid value
+    kByRule,   ///< the writer decides by its own rule
 };
 
 struct CopiedField {
     DcmTagKey tag;
     Copy copy;
-    const char* multiplicity = "1";  ///< number of its values, as DICOM writes it
-    const char* letters = nullptr;   ///< of which values are made, if the type allows more than the field; null: any
+    const char* multiplicity = "1";  ///< number of values in DICOM's notation
+    const char* letters = nullptr;   ///< characters that the field allows, if its type allows more; null: no limit
 };
 [[nodiscard]] std::span<const CopiedField> copied_fields();
 
-/// What the fields hold, all values of each. A field that is missing, or that breaks the rules of its type, is left
-/// out: other programs would refuse an object into which it is copied.
+/// The values of these fields. If a field is missing or breaks the rules of its type, it is left out, because other
+/// programs would refuse an object that repeats it.
 [[nodiscard]] DicomTexts copied_texts(DcmItem& object);
 
-/// The text of a field; empty if it is not among them.
+/// The text of a field; empty if `texts` does not hold it.
 [[nodiscard]] std::string copied_text(const DicomTexts& texts, const DcmTagKey& tag);
 
 }  // namespace Norvane::Host

@@ -18,14 +18,15 @@ namespace {
 
 constexpr std::uint32_t kTransferSyntaxUid = 0x00020010;
 constexpr std::uint32_t kPixelData = 0x7FE00010;
-constexpr std::uint32_t kFrames = 0x52009230;      // PerFrameFunctionalGroupsSequence, an item a frame
-constexpr std::uint32_t kLongestValue = 1U << 12;  // bytes; nothing that is asked for is longer
-// Ordinary headers have a tenth of it. The toolkit takes a second for as many elements in the wrong order.
+constexpr std::uint32_t kFrames = 0x52009230;      // PerFrameFunctionalGroupsSequence: an item per frame
+constexpr std::uint32_t kLongestValue = 1U << 12;  // bytes; no value that a rule needs is longer
+// Ordinary headers have a tenth of this. If the elements are in the wrong order, the toolkit takes a second for as
+// many.
 constexpr std::size_t kMostHeaderBytes = std::size_t{256} << 10;
 constexpr std::size_t kTagAndType = 6;  // bytes
 
-/// The toolkit calls itself for every sequence inside a sequence, without an end, and so a header can use up the stack.
-/// This stream seems to end if the calls have gone too deep.
+/// The toolkit recurses into nested sequences without a limit, so a hostile header could use up the stack. This stream
+/// pretends to end if the recursion has gone too deep.
 class ShallowStream : public DcmInputBufferStream {
 public:
     offile_off_t avail() override {
@@ -34,7 +35,7 @@ public:
         return is_too_deep ? 0 : DcmInputBufferStream::avail();
     }
     void refuse_if_bad(const OFCondition& condition) const {
-        if (is_too_deep) throw Refusal("holds sequences inside sequences without an end");
+        if (is_too_deep) throw Refusal("holds sequences that are nested too deeply");
         if (condition.bad()) throw Refusal(std::string("is a damaged or truncated DICOM file: ") + condition.text());
     }
 
@@ -70,7 +71,7 @@ std::span<const std::uint8_t> start_of_element(FileBytes& file) {
 
 std::string text_value(ElementReader& elements, const ElementHead& head) {
     constexpr std::size_t kLongestUid = 64;
-    if (head.length > kLongestUid) throw Refusal("names a transfer syntax by more than 64 characters");
+    if (head.length > kLongestUid) throw Refusal("names a transfer syntax of more than 64 characters");
     ElementCopy value(kLongestUid);
     elements.copy_value(head, value);
     std::string text(value.bytes().begin(), value.bytes().end());
@@ -78,7 +79,7 @@ std::string text_value(ElementReader& elements, const ElementHead& head) {
     return text;
 }
 
-/// The syntax that the file header names. Afterwards the data set is next.
+/// Reads the file header and returns the transfer syntax that it names. The data set is next in `file` afterwards.
 const TransferSyntax& read_file_header(FileBytes& file) {
     constexpr std::size_t kPreamble = 128;
     constexpr std::string_view kMark = "DICM";
@@ -96,12 +97,12 @@ const TransferSyntax& read_file_header(FileBytes& file) {
             elements.skip_value(*head);
         }
     }
-    // A data set without file header shows by itself how it is written, and it is not compressed.
+    // Without a file header, the first bytes of the data set show its encoding, and it is not compressed.
     return uid.empty() ? plain_syntax_of(encoding_of_start(start_of_element(file))) : transfer_syntax_of(uid);
 }
 
-/// What is kept of an element. A value that is too long to be of use is left out, so that it can still be seen that it
-/// is there.
+/// What is kept of an element. Of an element with a value too long to be of use, the head is kept, so that the rules
+/// still see that the element exists.
 enum class Kept { kNothing, kHead, kItemOfFrame, kAll };
 
 Kept kept_of(const ElementHead& head) {
@@ -145,7 +146,7 @@ void DicomFile::read_header(unsigned frame) {
                 elements.skip_value(*head);
                 break;
             case Kept::kItemOfFrame:
-                add_head(*head, 0xFF, copy);  // of undefined length
+                add_head(*head, 0xFF, copy);  // undefined length
                 elements.copy_item(*head, frame - 1, copy);
                 break;
             case Kept::kAll:

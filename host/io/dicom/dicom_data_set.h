@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// A DICOM file up to its pixels: what of its header the program asks for, and where the pixels begin.
+/// A DICOM file up to its pixels: the header fields that the program needs, and the place where the pixels begin.
 #pragma once
 
 #include "io/byte_source.h"
@@ -17,24 +17,24 @@
 
 namespace Norvane::Host {
 
-/// Private elements, long values and sequences that nobody asks for are passed over without being loaded, whatever
-/// their size: a header of gigabytes costs the memory of a short one.
+/// Private elements, long values and sequences that no rule needs are skipped without being loaded. A header of
+/// gigabytes needs no more memory than a short one.
 class DicomFile {
 public:
-    /// A deflated data set may inflate to as many bytes as the options allow an image. Throws Refusal.
+    /// A deflated data set may inflate to as many bytes as the options allow for an image. Throws Refusal.
     DicomFile(const std::filesystem::path& file, const ReadOptions& options);
 
     [[nodiscard]] const TransferSyntax& syntax() const { return *written_as; }
-    /// The header, which the caller may take. It has no pixels, and of what it says of each frame that of the wanted
-    /// one.
+    /// The header without the pixels. Of the functional groups of each frame, it holds only those of the wanted frame.
+    /// The caller may take it.
     [[nodiscard]] std::unique_ptr<DcmDataset>& header() { return object; }
-    /// The element of the pixels, whose value is next in pixel_bytes(); nothing if there are none.
+    /// The head of the pixel element, whose value is next in pixel_bytes(). Nothing if the file has no pixels.
     [[nodiscard]] const std::optional<ElementHead>& pixels() const { return pixel_element; }
     [[nodiscard]] ByteSource& pixel_bytes() {
         if (inflated) return *inflated;
         return bytes;
     }
-    /// The file itself, where compressed pixels are.
+    /// The file itself. Compressed pixels are read from it.
     [[nodiscard]] FileBytes& file() { return bytes; }
 
 private:
@@ -47,7 +47,7 @@ private:
     std::optional<ElementHead> pixel_element;
 };
 
-/// The toolkit prints nothing from now on: each refusal is one line of the program's own.
+/// Switches the toolkit's messages off. The program reports each refusal itself, in one line.
 void silence_dicom_toolkit();
 
 }  // namespace Norvane::Host

@@ -16,14 +16,14 @@ constexpr std::uint16_t kSequenceEnd = 0xE0DD;
 
 bool is_upper_case(char c) { return c >= 'A' && c <= 'Z'; }
 
-// These have their length in four bytes, after two that are reserved.
+// The length of these types has four bytes and follows two reserved bytes.
 constexpr std::string_view kLongTypes[] = {"OB", "OW", "OF", "OD", "OL", "OV", "SQ",
                                            "UN", "UC", "UR", "UT", "SV", "UV"};
 constexpr std::string_view kShortTypes[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FL", "FD", "IS", "LO",
                                             "LT", "PN", "SH", "SL", "SS", "ST", "TM", "UI", "UL", "US"};
 
-// Types that a later edition may add have the long form. Other bytes in their place are those of careless writers, who
-// use the short one.
+// Types that a later edition of the standard may add have the long form. If the two bytes are not capital letters, a
+// careless program wrote them, and such programs use the short form.
 bool has_long_form(const std::array<char, 2>& type) {
     const std::string_view name(type.data(), type.size());
     if (std::ranges::find(kLongTypes, name) != std::end(kLongTypes)) return true;
@@ -41,7 +41,7 @@ std::uint32_t number_of(std::span<const std::uint8_t> bytes, bool is_big_endian)
 
 }  // namespace
 
-void refuse_truncated_dicom() { throw Refusal("is a damaged or truncated DICOM file: a value reaches beyond its end"); }
+void refuse_truncated_dicom() { throw Refusal("is a damaged or truncated DICOM file: it ends within a value"); }
 
 std::span<std::uint8_t> ElementCopy::grow(std::size_t count) {
     if (count > most_bytes - kept.size()) {
@@ -59,7 +59,7 @@ ElementEncoding encoding_of_start(std::span<const std::uint8_t> first_bytes) {
 std::optional<ElementHead> ElementReader::next() { return next_head(encoding.names_types); }
 
 std::optional<ElementHead> ElementReader::next_head(bool names_types) {
-    // A file with holes has as many empty elements as it likes. Some seconds are enough for it.
+    // A sparse file can hold any number of empty elements. This limit stops it after a few seconds.
     constexpr std::uint32_t kMostHeads = 1U << 24;
     if (++heads > kMostHeads) throw Refusal(fmt::format("has more than {} elements", kMostHeads));
     ElementHead head;
@@ -79,7 +79,7 @@ std::optional<ElementHead> ElementReader::next_head(bool names_types) {
         head.length = number_of(take(4), encoding.is_big_endian);
         return head;
     }
-    const auto type = take(4);  // and the length of the short form, or what is reserved
+    const auto type = take(4);  // with the length of the short form, or the reserved bytes
     std::ranges::transform(type.first(2), head.type.begin(), [](std::uint8_t c) { return static_cast<char>(c); });
     head.length = number_of(has_long_form(head.type) ? take(4) : type.last(2), encoding.is_big_endian);
     return head;
@@ -113,10 +113,10 @@ void ElementReader::copy_item(const ElementHead& sequence, unsigned wanted, Elem
     copy.add(encoding.is_big_endian ? kBigEndianEnd : kLittleEndianEnd);
 }
 
-// Sequences and items of undefined length are levels; those of defined length are passed over as bytes.
+// Each sequence or item of undefined length is a level. Those of defined length are passed as bytes.
 void ElementReader::pass_items(const ElementHead& sequence, ElementCopy* copy) {
     constexpr std::size_t kMostLevels = 1000;
-    // The value of an unknown type is written without types, whatever is around it.
+    // Inside a value of the type UN, elements do not name their types, whatever the data set around it does.
     const auto names_types_in = [](const ElementHead& head, bool outside) { return outside && !head.has_type("UN"); };
     std::vector<bool> levels{names_types_in(sequence, encoding.names_types)};
     while (!levels.empty()) {
@@ -127,7 +127,7 @@ void ElementReader::pass_items(const ElementHead& sequence, ElementCopy* copy) {
         if (is_delimiter && (head->number == kItemEnd || head->number == kSequenceEnd)) {
             levels.pop_back();
         } else if (head->is_endless()) {
-            if (levels.size() == kMostLevels) throw Refusal("holds sequences inside sequences without an end");
+            if (levels.size() == kMostLevels) throw Refusal("holds sequences that are nested too deeply");
             levels.push_back(names_types_in(*head, levels.back()));
         } else {
             pass_bytes(head->length, copy);

@@ -15,7 +15,7 @@
 namespace Norvane::Host {
 namespace {
 
-// In every table of rules the first row that gives an answer counts.
+// In every table of rules, the first row that gives an answer counts.
 
 // ------------------------------------------------------------------------------------------------ pixel size
 
@@ -25,8 +25,8 @@ constexpr double kSquareTolerance = 1e-3;  // pixel sizes are written with a few
 struct SpacingRule {
     DcmTagKey tag;
     const char* name;
-    bool is_pair;      // between rows, between columns; else one number for both
-    bool is_detector;  // measured at the detector: the breast lies nearer to the source and is shown enlarged
+    bool is_pair;      // two numbers, between rows and between columns; otherwise one number for both
+    bool is_detector;  // measured at the detector; the breast lies nearer to the source and appears enlarged there
 };
 const SpacingRule kSpacingRules[] = {{DCM_ImagerPixelSpacing, "ImagerPixelSpacing", true, true},
                                      {DCM_PixelSpacing, "PixelSpacing", true, false},
@@ -38,7 +38,7 @@ std::optional<double> length_of(const std::string& text) {
     return value && *value > 0.0 ? value : std::nullopt;
 }
 
-// Millimetres. A field that holds no length is noted and passed over.
+// The pixel size in millimetres. If the field holds no length, adds a complaint and returns nothing.
 std::optional<double> spacing_by(const SpacingRule& rule, const DicomHeader& header,
                                  std::vector<std::string>& complaints) {
     const std::string rows = header.text(rule.tag, 0);
@@ -85,8 +85,8 @@ std::optional<Laterality> laterality_of(const std::string& text) {
 
 bool holds(const std::string& text, char direction) { return text.find(direction) != std::string::npos; }
 
-// The columns run away from the axilla, which lies lateral: towards the patient's right side for a left breast. Where
-// they also run headwards, the image stands on its head, and the other way round holds.
+// The columns run away from the axilla, which lies lateral, so in an image of a left breast they run towards the
+// patient's right side. If they also run headwards, the image is upside down and the opposite holds.
 std::optional<Laterality> laterality_by_orientation(const DicomHeader& header) {
     const std::string columns = header.text(DCM_PatientOrientation, 1);
     if (holds(columns, 'L') == holds(columns, 'R')) return std::nullopt;
@@ -117,9 +117,9 @@ void read_laterality(const DicomHeader& header, SourceImage& image) {
     }
 }
 
-// PatientOrientation is about the image as it is stored, so a flip that was applied before storing is in it already.
-// Machines that flip and forget to say so in PatientOrientation exist; the flip is named, so that a contradiction with
-// the pixels can be understood.
+// PatientOrientation describes the image as it is stored, so it already includes a flip that was applied before. Some
+// machines flip the image and do not update PatientOrientation. The flip is named in `from`, so that a contradiction
+// with the pixels can be explained.
 void read_chest_wall(const DicomHeader& header, SourceImage& image) {
     const std::string rows = header.text(DCM_PatientOrientation, 0);
     if (rows.starts_with('A') || rows.starts_with('P')) {
@@ -138,7 +138,7 @@ void read_chest_wall(const DicomHeader& header, SourceImage& image) {
 
 // ------------------------------------------------------------------------------------------------ view
 
-// Codes for the projection and for what is special about it, the current ones and those of archives from before 2016.
+// Codes of the projection and of its special features: the current ones, and those of archives from before 2016.
 struct ViewRule {
     const char* position;
     const char* code;
@@ -176,7 +176,7 @@ struct FlagField {
 };
 const FlagField kFlagFields[] = {{"implant", DCM_BreastImplantPresent}, {"partial", DCM_PartialView}};
 
-// Without a stand between breast and detector, the factor stays below.
+// If there is no stand between breast and detector, the factor is smaller than this.
 constexpr double kMagnificationView = 1.3;
 
 template <class Row>
@@ -220,7 +220,7 @@ void read_view(const DicomHeader& header, SourceImage& image) {
 void read_flags(const DicomHeader& header, SourceImage& image) {
     std::vector<DcmItem*> codes = header.items(DCM_ViewCodeSequence);
     if (!codes.empty()) {
-        // The modifiers belong into the item of the view, but some machines write them beside it.
+        // The modifiers belong inside the item of the view, but some machines write them next to it.
         const std::vector<DcmItem*> inside = DicomHeader(*codes.front()).items(DCM_ViewModifierCodeSequence);
         codes.insert(codes.end(), inside.begin(), inside.end());
     }
@@ -320,11 +320,11 @@ void read_photometry(const DicomHeader& header, SourceImage& image) {
     }
 }
 
-// On the scale of the samples; nothing when no sample can have this value.
+// The value on the scale of the samples. Nothing if no sample can have it.
 std::optional<long> sample_of(long value, const SampleLayout& layout) {
     const long range = 1L << layout.stored;
     if (layout.is_signed) {
-        // Headers give negative values as such, as a word of 16 bits, or cut to the stored bits.
+        // A header may give a negative value with its sign, as a 16-bit word, or cut to the stored bits.
         if (value >= 1L << 15) value -= 1L << 16;
         if (value >= range / 2 && value < range) value -= range;
         value += range / 2;
@@ -332,7 +332,8 @@ std::optional<long> sample_of(long value, const SampleLayout& layout) {
     return value >= 0 && value < range ? std::optional(value) : std::nullopt;
 }
 
-// Values that no sample can have are passed over: archives hold them, and nothing in the image is padding then.
+// A padding value that no sample can have is ignored. Archives hold such values, and nothing in the image is padding
+// then.
 void read_padding(const DicomHeader& header, const SampleLayout& layout, SourceImage& image) {
     const auto value = header.decimal(DCM_PixelPaddingValue);
     if (!value) return;
@@ -345,7 +346,7 @@ void read_padding(const DicomHeader& header, const SampleLayout& layout, SourceI
         Sourced{PaddingRange{static_cast<std::uint16_t>(low), static_cast<std::uint16_t>(high)}, "PixelPaddingValue"};
 }
 
-// The window is given on the scale behind the rescaling, the samples lie before it.
+// The header gives the window on the scale after the rescaling; the samples are on the scale before it.
 void read_window(const DicomHeader& header, const SampleLayout& layout, SourceImage& image) {
     const auto centre = header.decimal(DCM_WindowCenter);
     const auto width = header.decimal(DCM_WindowWidth);
@@ -365,7 +366,7 @@ struct NoiseRule {
 };
 constexpr NoiseRule kNoiseRules[] = {{"FOR PRESENTATION", BG_MG}, {"FOR PROCESSING", BG_MG_RAW}};
 
-// Scanned film may call itself a mammogram for presentation, but its background is that of film.
+// Scanned film may be labelled as a mammogram for presentation, but its background is that of film.
 bool is_scanned_film(const DicomHeader& header) {
     return header.text(DCM_ConversionType) == "DF" || header.text(DCM_DetectorType) == "FILM" ||
            header.text(DCM_SOPClassUID) == UID_SecondaryCaptureImageStorage;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the header of a DICOM object says about a mammogram, apart from its pixels.
+/// Reads what the header of a DICOM object says about a mammogram.
 #pragma once
 
 #include "io/dicom/sample_decoder.h"
@@ -11,8 +11,8 @@
 
 namespace Norvane::Host {
 
-/// Fills in what `image` has fields for, by the tables of rules in the source file; `image` names its frame. Throws
-/// Refusal for colour, for pixels that are not square, and for a pixel size that is none.
+/// Fills in the facts of `image` by the tables of rules in the source file. `image` must already name its frame. Throws
+/// Refusal if the image has colours, if its pixels are not square, or if its pixel size is invalid.
 void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOptions& options, SourceImage& image);
 
 }  // namespace Norvane::Host

@@ -35,7 +35,7 @@ FrameFragments::FrameFragments(FileBytes& file, unsigned frame, unsigned frame_c
         std::iota(starts.begin(), starts.end(), std::size_t{0});
     } else if (frame_count > 1) {
         starts = starts_by_table(file, frame_count);
-        // Without a table, a frame begins where a fragment begins as JPEG or JPEG 2000 data do.
+        // Without a table, a frame begins at each fragment that starts with the first bytes of JPEG or JPEG 2000 data.
         if (starts.size() != frame_count) starts = starts_by_first_bytes();
     }
     if (starts.size() != frame_count) throw Refusal("does not say where its frames begin");
@@ -44,7 +44,7 @@ FrameFragments::FrameFragments(FileBytes& file, unsigned frame, unsigned frame_c
     end = starts[frame];
 }
 
-// Every fragment is looked at once, so that a million of them take a second and not a day.
+// Every fragment is visited once, so that a million of them take a second and not a day.
 void FrameFragments::read_table(FileBytes& file) {
     constexpr ElementEncoding kEncoding{true, false};
     ElementReader elements(file, kEncoding);
@@ -65,7 +65,7 @@ void FrameFragments::read_table(FileBytes& file) {
             throw Refusal(fmt::format("has more than {} fragments of pixel data", kMostFragments));
         }
     }
-    refuse_truncated_dicom();  // before the end that closes them
+    refuse_truncated_dicom();  // the closing delimiter is missing
 }
 
 std::uint64_t FrameFragments::size() const {
@@ -85,7 +85,7 @@ std::vector<std::uint8_t> FrameFragments::joined(FileBytes& file) const {
     return bytes;
 }
 
-// The table counts bytes from the first fragment on, and the eight bytes before each fragment count too.
+// Offsets in the table count from the first fragment and include the eight bytes before each fragment.
 FrameFragments::Starts FrameFragments::starts_by_table(FileBytes& file, unsigned frame_count) const {
     constexpr std::uint64_t kItemHead = 8;
     constexpr std::size_t kEntry = 4;

@@ -8,22 +8,22 @@
 
 namespace Norvane::Host {
 
-/// Compressed pixels lie in fragments, one or several for each frame, which may be cut at any place.
+/// The fragments of a compressed frame. A frame has one or more, and they may be cut at any byte.
 class FrameFragments {
 public:
-    /// Walks over the fragments of the pixel data in `file`, whose value is next, and finds those of a frame, counted
-    /// from 1. Throws Refusal if the frame cannot be found.
+    /// Reads through the fragments of the pixel data, whose value must be next in `file`, and finds those of `frame`,
+    /// counted from 1. Throws Refusal if the frame cannot be found.
     FrameFragments(FileBytes& file, unsigned frame, unsigned frame_count);
 
-    /// Bytes of the frame.
+    /// Size of the frame in bytes.
     [[nodiscard]] std::uint64_t size() const;
     [[nodiscard]] std::vector<std::uint8_t> joined(FileBytes& file) const;
 
 private:
     struct Fragment {
-        std::uint64_t offset;  // of its bytes, in the file
+        std::uint64_t offset;  // position of its bytes in the file
         std::uint32_t length;
-        bool begins_image;  // as JPEG or JPEG 2000 data do
+        bool begins_image;  // its first bytes are those of JPEG or JPEG 2000 data
     };
     using Starts = std::vector<std::size_t>;  // the first fragment of each frame
 
@@ -31,9 +31,9 @@ private:
     [[nodiscard]] Starts starts_by_table(FileBytes& file, unsigned frame_count) const;
     [[nodiscard]] Starts starts_by_first_bytes() const;
 
-    Fragment table{};  // offsets of the frames, which may be empty
+    Fragment table{};  // offsets of the frames; it may be empty
     std::vector<Fragment> fragments;
-    std::size_t first = 0, end = 0;  // those of the frame
+    std::size_t first = 0, end = 0;  // the frame has the fragments first .. end - 1
 };
 
 }  // namespace Norvane::Host

@@ -11,8 +11,8 @@
 namespace Norvane::Host {
 namespace {
 
-// Some machines pad with zeros where the format asks for spaces. Other control characters would break the lines of
-// messages, which quote values.
+// Some machines pad with zeros, although DICOM requires spaces. Other control characters are replaced, because messages
+// quote values and their lines would break.
 std::string without_padding(const OFString& value) {
     constexpr std::string_view kPadding(" \0", 2);
     std::string text(value.c_str(), value.size());
@@ -31,7 +31,7 @@ std::string text_of(DcmItem& item, const DcmTagKey& tag, unsigned long index) {
 }
 
 std::optional<unsigned> number_of(DcmItem& item, const DcmTagKey& tag) {
-    Uint16 value = 0;  // set to 0 by a failure as well
+    Uint16 value = 0;  // a failing call sets it to 0 too
     if (item.findAndGetUint16(tag, value).bad()) return std::nullopt;
     return value;
 }

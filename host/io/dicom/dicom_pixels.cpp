@@ -18,7 +18,7 @@
 namespace Norvane::Host {
 namespace {
 
-// Of big endian files, values of the type OW are turned word by word, even where samples are bytes.
+// In big endian files, the bytes of each word are swapped in values of the type OW, even if the samples are bytes.
 bool is_turned(const DicomFile& file) { return file.syntax().elements.is_big_endian && file.pixels()->has_type("OW"); }
 
 void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
@@ -26,7 +26,7 @@ void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
     throw Refusal(fmt::format("is truncated ({} of {} samples)", held, needed));
 }
 
-/// Reads the samples of a frame that nothing compresses, a few thousand at a time.
+/// Reads the samples of an uncompressed frame, a few thousand at a time.
 void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder& decode, SourceImage& image) {
     const std::size_t bytes_per_sample = layout.allocated / 8;
     const std::uint64_t frame_samples = std::uint64_t{image.width} * image.height;
@@ -36,7 +36,7 @@ void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder
 
     ByteSource& bytes = file.pixel_bytes();
     std::array<std::uint8_t, 1U << 14> chunk;
-    std::size_t at = begin % 2;  // words are read whole, even if a frame of bytes begins inside one
+    std::size_t at = begin % 2;  // only whole words are read, even if a frame of bytes begins in the middle of one
     if (!bytes.skip(begin - at)) refuse_truncated_dicom();
     for (std::span<std::uint16_t> rest = image.samples; !rest.empty(); at = 0) {
         const std::size_t wanted = std::min(chunk.size(), at + rest.size() * bytes_per_sample);
@@ -54,13 +54,13 @@ void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder
     }
 }
 
-// The words may be the samples' own.
+// `words` may be image.samples itself.
 void take_words(std::span<const std::uint16_t> words, SampleDecoder& decode, SourceImage& image) {
     for (std::size_t i = 0; i < words.size(); ++i) image.samples[i] = decode(words[i]);
 }
 
-// The C library keeps the memory of earlier images for later ones. While JPEG 2000 is decoded, its worker needs more
-// than this process, and what is free here is worth more there.
+// The C library keeps the memory of earlier images for later ones. While a worker decodes JPEG 2000, it needs more
+// memory than this process does, so free memory is returned to the system first.
 void give_back_free_memory() {
 #ifdef __GLIBC__
     (void)malloc_trim(0);
@@ -98,16 +98,17 @@ void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptio
     }
 }
 
-// What decoders were seen to need while the samples wait for them: the words that they deliver, and JPEG 2000 the
-// coefficients, four bytes each.
+// What the decoders were measured to need besides the samples: two bytes per pixel for the words that they deliver, and
+// with JPEG 2000 four more for the coefficients.
 std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, std::uint64_t count) {
     if (pixels == TransferSyntax::kJpeg2000) return 6 * count;
     return pixels == TransferSyntax::kJpeg ? 2 * count : 0;
 }
 
-// A few samples beyond BitsStored are dirt; many mean that the number of bits is wrong and the picture is not there.
+// A few samples beyond BitsStored are faults of single pixels. Many mean that the number of bits is wrong and the
+// picture cannot be recovered.
 void judge_stray(std::size_t stray, unsigned stored, SourceImage& image) {
-    constexpr std::size_t kMostStray = 1000;  // one in so many
+    constexpr std::size_t kMostStray = 1000;  // one sample in 1000
     if (stray == 0) return;
     const std::string found =
         fmt::format("{} of {} samples need more bits than its BitsStored of {}", stray, image.samples.size(), stored);
@@ -125,7 +126,7 @@ void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned wid
                                : "has no compressed pixel data, although its transfer syntax promises it");
     }
     settle_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
-    // Decoders deliver words, whatever the header says of the file's.
+    // Decoders deliver words of 16 bits, whatever BitsAllocated says.
     SampleLayout in_words = layout;
     if (!is_plain && file.syntax().pixels != TransferSyntax::kRunLengths) in_words.allocated = 16;
     SampleDecoder decode(in_words);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The samples of a DICOM object, whatever they are encoded in.
+/// Reads the samples of a DICOM object in any of its encodings.
 #pragma once
 
 #include "io/dicom/dicom_data_set.h"
@@ -9,7 +9,7 @@
 
 namespace Norvane::Host {
 
-/// Decodes the frame that `image` names into its samples and gives it the size of `width` x `height` pixels. Throws
+/// Decodes the frame that `image` names into its samples and sets its size to `width` x `height` pixels. Throws
 /// Refusal.
 void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned width, unsigned height,
                        const ReadOptions& options, SourceImage& image);

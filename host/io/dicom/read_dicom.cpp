@@ -22,7 +22,7 @@ unsigned required(DcmItem& object, const DcmTagKey& tag, const char* name) {
     throw Refusal(std::string("has no ") + name);
 }
 
-// Old objects keep overlays in the bits that the samples leave free.
+// Old objects keep overlays in the bits that the samples do not use.
 bool has_overlay_in_pixels(DcmItem& object) {
     constexpr Uint16 kFirstGroup = 0x6000;
     constexpr Uint16 kLastGroup = 0x601E;
@@ -42,8 +42,8 @@ SampleLayout layout_of(DcmItem& object) {
         throw Refusal(fmt::format("has {} bits allocated; 8 and 16 are read", allocated));
     }
     if (stored == 0 || stored > allocated || high_bit + 1 < stored || high_bit >= allocated) {
-        throw Refusal(fmt::format("has sizes of samples that do not fit ({} bits allocated, {} stored, high bit {})",
-                                  allocated, stored, high_bit));
+        throw Refusal(fmt::format("has inconsistent bit depths ({} bits allocated, {} stored, high bit {})", allocated,
+                                  stored, high_bit));
     }
     return {allocated, stored, high_bit + 1 - stored, is_signed, has_overlay_in_pixels(object)};
 }

@@ -8,11 +8,11 @@
 
 namespace Norvane::Host {
 
-/// One grey frame of a DICOM object, in any encoding that archives of mammograms hold. Throws Refusal.
+/// Reads one grey frame of a DICOM object, in any encoding that archives of mammograms hold. Throws Refusal.
 [[nodiscard]] SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& options);
 
-/// What the first DICOM file would do: loads the toolkit's dictionary. Should memory run out in it, the toolkit would
-/// keep its lock, and every later file would wait for ever; so it is done before there are images in memory.
+/// Loads the toolkit's dictionary, which reading the first DICOM file would otherwise do. If memory ran out during
+/// that, the toolkit would keep its lock and every later file would wait for ever. Call it before images are in memory.
 void load_dicom_dictionary();
 
 /// The frames that the header of a DICOM object promises; 1 if it holds no image. Throws Refusal.

@@ -11,9 +11,9 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 64;  // the number of planes and room for 15 starts, 4 bytes each
+constexpr std::size_t kHeaderBytes = 64;  // the number of planes and up to 15 start offsets, 4 bytes each
 
-/// Adds a plane, shifted into its place, to the words. Returns how many words it reached.
+/// Adds a plane to the words, shifted to its bits. Returns how many words it filled.
 std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::span<std::uint16_t> words) {
     std::size_t reached = 0;
     std::size_t at = 0;
@@ -24,7 +24,7 @@ std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::
     while (at < plane.size() && reached < words.size()) {
         const unsigned control = plane[at++];
         if (control == 128) continue;
-        if (control < 128) {  // so many bytes and one more follow as they are
+        if (control < 128) {  // control + 1 literal bytes follow
             const std::size_t count = std::min({control + std::size_t{1}, plane.size() - at, words.size() - reached});
             for (std::size_t i = 0; i < count; ++i) put(plane[at + i]);
             at += control + 1;
@@ -42,7 +42,7 @@ std::size_t add_plane(std::span<const std::uint8_t> plane, unsigned shift, std::
 void decode_run_lengths(std::span<const std::uint8_t> bytes, unsigned bytes_per_sample,
                         std::span<std::uint16_t> words) {
     if (bytes.size() < kHeaderBytes || little_endian_32(bytes, 0) != bytes_per_sample) {
-        throw Refusal(fmt::format("has run lengths that do not fit its samples of {} bytes", bytes_per_sample));
+        throw Refusal(fmt::format("has RLE data that does not fit its samples of {} bytes", bytes_per_sample));
     }
     const auto start_of = [&bytes](unsigned plane) -> std::size_t { return little_endian_32(bytes, 4 + 4 * plane); };
     std::ranges::fill(words, std::uint16_t{0});

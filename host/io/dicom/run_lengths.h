@@ -6,8 +6,8 @@
 
 namespace Norvane::Host {
 
-/// Decodes a frame of DICOM's run lengths: a plane for each byte of the samples, the highest byte first. Throws Refusal
-/// when a plane is not complete (the toolkit's decoder leaves the rest of the picture black and says nothing).
+/// Decodes a frame in DICOM's RLE encoding: one plane for each byte of the samples, the highest byte first. Throws
+/// Refusal if a plane is incomplete. (The toolkit's decoder would leave the rest of the picture black and say nothing.)
 void decode_run_lengths(std::span<const std::uint8_t> bytes, unsigned bytes_per_sample, std::span<std::uint16_t> words);
 
 }  // namespace Norvane::Host

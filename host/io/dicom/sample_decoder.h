@@ -6,16 +6,16 @@
 
 namespace Norvane::Host {
 
-/// How a sample lies in its word.
+/// How the bits of a sample lie in its word.
 struct SampleLayout {
     unsigned allocated;     ///< 8 or 16 bits
-    unsigned stored;        ///< of which these hold the sample
-    unsigned shift;         ///< and so many lie below it
+    unsigned stored;        ///< number of bits that hold the sample
+    unsigned shift;         ///< number of bits below the sample
     bool is_signed;         ///< two's complement
-    bool has_foreign_bits;  ///< what lies above the sample is something else, such as an overlay
+    bool has_foreign_bits;  ///< the bits above the sample hold something else, such as an overlay
 };
 
-/// The sample as an unsigned number; the lowest signed value becomes 0.
+/// Turns words into unsigned samples. The lowest signed value becomes 0.
 class SampleDecoder {
 public:
     explicit SampleDecoder(const SampleLayout& layout)
@@ -36,7 +36,7 @@ public:
         return static_cast<std::uint16_t>(is_negative ? 0 : mask);
     }
 
-    /// How many words held more than a sample: they became the largest or the lowest value.
+    /// How many words had a value beyond the range of a sample. They became the largest or the lowest value.
     [[nodiscard]] std::size_t stray() const { return stray_count; }
 
 private:

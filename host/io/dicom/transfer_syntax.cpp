@@ -61,7 +61,7 @@ const TransferSyntax& plain_syntax_of(const ElementEncoding& elements) {
     for (const TransferSyntax& syntax : kSyntaxes) {
         if (syntax.pixels == Syntax::kUncompressed && syntax.elements == elements) return syntax;
     }
-    throw Refusal("is implicit and big endian, which no DICOM file is");
+    throw Refusal("is implicit and big endian, which DICOM does not allow");
 }
 
 }  // namespace Norvane::Host

@@ -14,14 +14,14 @@ struct TransferSyntax {
     ElementEncoding elements;
     enum Pixels { kUncompressed, kDeflated, kRunLengths, kJpeg, kJpeg2000, kNotRead } pixels;
 
-    /// Otherwise each frame is compressed by itself and lies in fragments.
+    /// False if each frame is compressed by itself and lies in fragments.
     [[nodiscard]] bool has_plain_pixels() const { return pixels == kUncompressed || pixels == kDeflated; }
 };
 
-/// The syntax of this UID. Throws Refusal for those that are not read.
+/// The syntax with this UID. Throws Refusal if the program does not read it.
 [[nodiscard]] const TransferSyntax& transfer_syntax_of(const std::string& uid);
 
-/// The uncompressed syntax with this encoding of its elements.
+/// The uncompressed syntax whose elements have this encoding.
 [[nodiscard]] const TransferSyntax& plain_syntax_of(const ElementEncoding& elements);
 
 }  // namespace Norvane::Host

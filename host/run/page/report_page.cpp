@@ -4,6 +4,7 @@
 #include "export/mask_layers.h"
 #include "findings/status_text.h"
 #include "io/number_text.h"
+#include "run/doubt_order.h"
 #include "run/page/report_page_template.h"
 
 #include <fmt/core.h>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,47 +21,6 @@ namespace Norvane::Host {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// How far a status puts the masks in doubt.
-enum Gravity { kNoDoubt = 0, kMuscleMissing = 1, kMaskDoubtful = 2, kMaskUseless = 3 };
-constexpr std::pair<Masking::MASK_STATUS, Gravity> kGravities[] = {
-    {Masking::MASK_OK, kNoDoubt},
-    {Masking::MASK_PECT_NOT_APPLICABLE, kNoDoubt},
-    {Masking::MASK_PECT_FAILED, kMuscleMissing},
-    {Masking::MASK_PECT_REJECTED, kMuscleMissing},
-    {Masking::MASK_BOUNDARY_TRACING, kMuscleMissing},
-    {Masking::MASK_CUT_TISSUE, kMaskDoubtful},
-    {Masking::MASK_CHEST_WALL, kMaskDoubtful},
-    {Masking::MASK_BG_NOISE, kMaskDoubtful},
-};  // every other status: no mask to speak of
-
-Gravity gravity_of(Masking::MASK_STATUS status) {
-    const auto* found = std::ranges::find(kGravities, status, &std::pair<Masking::MASK_STATUS, Gravity>::first);
-    return found == std::end(kGravities) ? kMaskUseless : found->second;
-}
-
-/// The statuses that speak against the masks, each once, gravest first.
-std::vector<Masking::MASK_STATUS> doubts_of(const ImageRecord& record) {
-    std::vector<Masking::MASK_STATUS> doubts;
-    for (const auto status : {record.status, record.breast_status, record.pectoral_status}) {
-        if (gravity_of(status) != kNoDoubt && std::ranges::find(doubts, status) == doubts.end()) {
-            doubts.push_back(status);
-        }
-    }
-    std::ranges::stable_sort(doubts, std::ranges::greater(), gravity_of);
-    return doubts;
-}
-
-Gravity gravity_of(const ImageRecord& record) {
-    const auto doubts = doubts_of(record);
-    return doubts.empty() ? kNoDoubt : gravity_of(doubts.front());
-}
-
-/// The place of a record in the page: smaller ones come first.
-std::pair<int, double> rank_of(const ImageRecord& record) {
-    if (!record.refusal.empty()) return {-kMaskUseless - 1, 0.0};
-    return {-gravity_of(record), std::isnan(record.outline_contrast) ? 0.0 : record.outline_contrast};
-}
 
 /// A file name as a relative address, byte by byte: what has a meaning in addresses, or none in UTF-8, is written %XX.
 std::string address_of(const std::string& name) {
@@ -84,9 +45,10 @@ std::string text_with_unit(double value, int decimals, const char* unit) {
     return fmt::format("{:.{}f} {}", value, decimals, unit);
 }
 
+double rounded(double value) { return std::round(value * 1e3) / 1e3; }
+
 /// Terms and values for people.
 Json figures_of(const ImageRecord& record) {
-    constexpr double kMm2PerCm2 = 100.0;
     const StageTimes& s = record.seconds;
     Json figures =
         Json::array({{"Results", record.name + ".*"},
@@ -94,12 +56,18 @@ Json figures_of(const ImageRecord& record) {
                      {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
                      {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
                      {"Noise class", record.noise},
-                     {"Contrast across the outline", number_text(std::round(record.outline_contrast * 1e3) / 1e3)},
-                     {"Area of the breast", text_with_unit(record.breast_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
-                     {"Area of the muscle", text_with_unit(record.pectoral_mm2 / kMm2PerCm2, 1, "cm\u00b2")},
+                     {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
                      {"Time to read", text_with_unit(s.reading, 2, "s")},
                      {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
                      {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    for (const AreaDeclaration& area : kAreas) {
+        figures.push_back({std::string("Area: ") + area.label, area_text(record.areas.*area.value)});
+    }
+    const std::pair<const char*, std::optional<double>> doubts[] = {{"Doubt of the breast", record.breast_doubt},
+                                                                    {"Doubt of the muscle", record.muscle_doubt}};
+    for (const auto& [term, doubt] : doubts) {
+        if (doubt) figures.push_back({term, number_text(rounded(*doubt))});
+    }
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
         if (!record.texts[i].empty()) figures.push_back({kTextFacts[i].keyword, record.texts[i]});
     }
@@ -107,15 +75,12 @@ Json figures_of(const ImageRecord& record) {
 }
 
 Json json_of(const ImageRecord& record) {
-    Json json = {{"file", record.file}, {"name", record.name}};
-    if (!record.refusal.empty()) {
-        json["refusal"] = record.refusal;
-        return json;
-    }
     const auto verdict = [](const char* label, Masking::MASK_STATUS status) {
         return Json::array({label, static_cast<int>(status), static_cast<int>(gravity_of(status))});
     };
-    json.update({{"url", address_of(record.name)},
+    Json json = {{"file", record.file},
+                 {"name", record.name},
+                 {"url", address_of(record.name)},
                  {"gravity", static_cast<int>(gravity_of(record))},
                  {"doubts", doubts_of(record)},
                  {"verdicts", Json::array({verdict("Full mask", record.status), verdict("Breast", record.breast_status),
@@ -124,10 +89,12 @@ Json json_of(const ImageRecord& record) {
                  {"side", record.side},
                  {"view", record.view},
                  {"noise", record.noise},
-                 {"contrast", std::round(record.outline_contrast * 1e3) / 1e3},
+                 {"contrast", rounded(record.outline_contrast)},
+                 {"area", rounded(record.breast_mm2)},
                  {"flags", record.flags},
                  {"warnings", record.warnings},
-                 {"figures", figures_of(record)}});
+                 {"figures", figures_of(record)}};
+    if (record.breast_doubt || record.muscle_doubt) json["doubt"] = rounded(greatest_doubt_of(record));
     return json;
 }
 
@@ -143,7 +110,7 @@ std::string summary_of(const std::vector<ImageRecord>& records) {
     return fmt::format("{} images: {} refused, {} with a doubtful status", records.size(), refused, doubtful);
 }
 
-Json page_json(const std::vector<ImageRecord>& sorted) {
+Json page_json(const std::vector<ImageRecord>& all) {
     Json layers = Json::array();
     for (const MaskLayer& layer : kMaskLayers) {
         layers.push_back({{"key", layer.key},
@@ -159,12 +126,14 @@ Json page_json(const std::vector<ImageRecord>& sorted) {
     }
     std::ranges::stable_sort(order, std::ranges::greater(), [](auto status) { return gravity_of(status); });
     Json records = Json::array();
-    for (const ImageRecord& record : sorted) records.push_back(json_of(record));
-    return {{"summary", summary_of(sorted)},
-            {"layers", std::move(layers)},
-            {"statuses", std::move(statuses)},
-            {"order", order},
-            {"records", std::move(records)}};
+    for (const ImageRecord* record : in_order_of_doubt(all)) records.push_back(json_of(*record));
+    Json refused = Json::array();
+    for (const ImageRecord& record : all) {
+        if (!record.refusal.empty()) refused.push_back({{"file", record.file}, {"refusal", record.refusal}});
+    }
+    return {{"summary", summary_of(all)},      {"layers", std::move(layers)},
+            {"statuses", std::move(statuses)}, {"order", order},
+            {"records", std::move(records)},   {"refused", std::move(refused)}};
 }
 
 /// JSON inside a script element of HTML: no "<" may end the element or begin a comment.
@@ -184,13 +153,8 @@ std::string embedded(const Json& json) {
 
 }  // namespace
 
-std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records) {
-    std::ranges::stable_sort(records, {}, rank_of);
-    return records;
-}
-
 std::string report_page(const std::vector<ImageRecord>& records) {
-    const std::string data = embedded(page_json(sorted_by_doubt(records)));
+    const std::string data = embedded(page_json(records));
     const std::size_t mark = kPageTemplate.find(kPageRecordsMark);
     std::string page(kPageTemplate.substr(0, mark));
     page += data;

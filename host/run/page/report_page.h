@@ -9,10 +9,6 @@
 
 namespace Norvane::Host {
 
-/// The records as the page lists them: refused images first, then by the gravity of their statuses, then by rising
-/// contrast across the outline. Images in equal doubt keep their order.
-[[nodiscard]] std::vector<ImageRecord> sorted_by_doubt(std::vector<ImageRecord> records);
-
 /// How every page begins, those of earlier versions too: by it a run knows a page that it may replace.
 inline constexpr const char* kPageBeginning =
     "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"

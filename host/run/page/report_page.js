@@ -3,7 +3,7 @@
 const page = JSON.parse(document.getElementById('records').textContent);
 const records = page.records;
 const at = id => document.getElementById(id);
-const REFUSED = 'refused', WARNED = 'warned', DOUBTED = 'doubted', FINE = 'fine';
+const WARNED = 'warned', DOUBTED = 'doubted', FINE = 'fine';
 
 function element(name, attributes = {}, ...children) {
   const made = document.createElement(name);
@@ -19,15 +19,23 @@ function drawn(name, attributes) {
 }
 
 const sentence = status => page.statuses[status] || 'Status ' + status;
-const gravity = record => record.refusal === undefined ? 'grave-' + record.gravity : 'refused';
 const spoken = {mlo: 'MLO', cc: 'CC'};
 
-// ---- The sheet
+// ---- A card
 
-/// Names differ at their ends more than in their middles.
+const ruler = document.createElement('canvas').getContext('2d');
+ruler.font = '600 13px system-ui, "DejaVu Sans", sans-serif';  // that of .name
+const NAME_WIDTH = 260;  // pixels: two lines of a card, with room for breaking them
+
+/// A name that fits. Names differ at their ends more than in their middles, so that is where one is cut.
 function shortened(name) {
-  const most = 46, head = 16;
-  return name.length <= most ? name : name.slice(0, head) + '\u2026' + name.slice(head + 1 - most);
+  const letters = Array.from(name);
+  const cut = most => letters.slice(0, most / 3).join('') + '\u2026' + letters.slice(-most * 2 / 3).join('');
+  let text = name;
+  for (let most = letters.length - 1; ruler.measureText(text).width > NAME_WIDTH; most = Math.floor(most * 0.9)) {
+    text = cut(most);
+  }
+  return text;
 }
 
 /// The name with places to break its line.
@@ -36,31 +44,116 @@ function broken(name) {
 }
 
 function stateOf(record) {
-  if (record.refusal !== undefined) return 'Refused';
   return record.doubts.length ? record.doubts.map(sentence).join(' ') : 'Masks can be used.';
 }
 
+/// What should be known of an image beside its status, in sentences.
+function remarksOf(record) {
+  return [...record.warnings, ...record.flags.map(flag => 'Flag of the file: ' + flag)];
+}
+
 function briefOf(record) {
-  if (record.refusal !== undefined) return '';
   const exposure = [spoken[record.view] || record.view, record.side].filter(Boolean).join(' ');
-  const mark = record.warnings.length + record.flags.length ? '\u26a0 ' : '';
-  return mark + exposure + ' \u00b7 contrast ' + record.contrast;
+  const measure = record.doubt === undefined ? 'contrast ' + record.contrast : 'doubt ' + record.doubt;
+  return exposure + ' \u00b7 ' + measure;
+}
+
+function warningOf(record) {
+  const remarks = remarksOf(record);
+  if (!remarks.length) return '';
+  const text = '\u26a0 ' + remarks[0] + (remarks.length > 1 ? ' (and ' + (remarks.length - 1) + ' more)' : '');
+  return element('span', {class: 'warned', title: remarks.join('\n')}, text);
 }
 
 function cardOf(record, index) {
-  const thumb = element('span', {class: 'thumb'});
-  if (record.refusal === undefined) {
-    thumb.dataset.empty = 'No picture';
-    thumb.append(element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}));
-  } else {
-    thumb.classList.add('empty');
-    thumb.dataset.empty = '\u2026 ' + record.refusal;  // completes a sentence that begins with the file
-  }
-  return element('li', {},
-      element('button', {type: 'button', class: 'card ' + gravity(record), title: record.file, 'data-index': index}, thumb,
+  const thumb = element('span', {class: 'thumb', 'data-empty': 'No picture'},
+      element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}),
+      element('span', {class: 'mark'}));
+  const card = element('li', {},
+      element('button', {type: 'button', class: 'card grave-' + record.gravity, title: record.file, 'data-index': index}, thumb,
               element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
-              element('span', {class: 'state'}, stateOf(record)), element('span', {class: 'brief'}, briefOf(record))));
+              element('span', {class: 'state'}, stateOf(record)), warningOf(record),
+              element('span', {class: 'brief'}, briefOf(record))));
+  showMarkOnCard(card, record);
+  return card;
 }
+
+// ---- Marks: what a person thinks of the masks of an image
+
+const MARKS = ['good', 'bad', 'unsure'];
+const STORE = 'norvane-mark ' + location.pathname + ' ';  // of this run; the browser may keep those of all runs together
+
+/// A mark counts as long as the masks are those that were marked.
+const madeOf = record => JSON.stringify([record.verdicts.map(([, status]) => status), record.area, record.contrast]);
+
+const judgements = new Map();  // by the names of results: {mark, note}, one of them not empty
+
+function restoreMarks() {
+  try {
+    for (const record of records) {
+      const kept = JSON.parse(localStorage.getItem(STORE + record.name));
+      if (kept && kept.made === madeOf(record)) judgements.set(record.name, {mark: kept.mark, note: kept.note});
+    }
+  } catch {
+    at('storage').hidden = false;
+  }
+}
+
+const judgementOf = record => judgements.get(record.name) || {mark: '', note: ''};
+const titled = word => word[0].toUpperCase() + word.slice(1);
+
+function judge(record, change) {
+  const judgement = {...judgementOf(record), ...change};
+  const isEmpty = !judgement.mark && !judgement.note;
+  if (isEmpty) judgements.delete(record.name);
+  else judgements.set(record.name, judgement);
+  try {
+    if (isEmpty) localStorage.removeItem(STORE + record.name);
+    else localStorage.setItem(STORE + record.name, JSON.stringify({...judgement, made: madeOf(record)}));
+  } catch {
+    at('storage').hidden = false;
+  }
+  const card = cards[records.indexOf(record)];
+  if (card) showMarkOnCard(card, record);
+  countMarks();
+}
+
+function showMarkOnCard(card, record) {
+  const {mark, note} = judgementOf(record), badge = card.querySelector('.mark');
+  badge.textContent = mark ? titled(mark) : note ? 'Note' : '';
+  badge.dataset.mark = mark;
+  badge.title = note;
+}
+
+function countMarks() {
+  const count = judgements.size;
+  at('export').disabled = count === 0;
+  at('export').textContent = count === 1 ? 'Export 1 mark' : count ? 'Export ' + count + ' marks' : 'Export marks';
+}
+
+/// A field of a table. No spreadsheet shall take it for a formula: `guard` comes before one.
+function csvField(text, guard) {
+  const safe = /^[=+@\t\r-]/.test(text) ? guard + text : text;
+  return /[",;\t\r\n]/.test(safe) ? '"' + safe.replaceAll('"', '""') + '"' : safe;
+}
+
+/// The marks as a table, in the order of the page.
+function marksCsv() {
+  const marked = records.filter(record => judgements.has(record.name));
+  const rows = marked.map(record => {
+    const {mark, note} = judgementOf(record);
+    return [csvField(record.file, './'), mark, csvField(note, "'")].join(',');  // ./-x is the file -x
+  });
+  return ['file,mark,note', ...rows, ''].join('\n');
+}
+
+function exportMarks() {
+  const address = URL.createObjectURL(new Blob([marksCsv()], {type: 'text/csv'}));
+  element('a', {href: address, download: 'marks.csv'}).click();
+  setTimeout(() => URL.revokeObjectURL(address), 60000);
+}
+
+// ---- The sheet and its cards
 
 const sheet = at('sheet');
 sheet.addEventListener('error', event => event.target.parentElement.classList.add('empty'), true);
@@ -80,15 +173,21 @@ new IntersectionObserver(([end]) => end.isIntersecting && extend(), {rootMargin:
 
 // ---- Filters
 
+const collator = new Intl.Collator('en', {numeric: true});
+const orders = {  // the records themselves come in order of doubt
+  doubt: (a, b) => (records[b].doubt || 0) - (records[a].doubt || 0),
+  name: (a, b) => collator.compare(records[a].name, records[b].name),
+  area: (a, b) => records[a].area - records[b].area
+};
+
 /// The kinds of status that a record counts under.
 function kindsOf(record) {
-  if (record.refusal !== undefined) return [REFUSED];
   const kinds = record.doubts.length ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
   return record.warnings.length + record.flags.length ? [...kinds, WARNED] : kinds;
 }
 
 function searchable(record) {
-  return [record.file, record.name, record.refusal, record.format, record.noise, ...(record.flags || []),
+  return [record.file, record.name, record.format, record.noise, ...(record.flags || []),
           ...(record.warnings || [])].join('\n').toLowerCase();
 }
 
@@ -110,32 +209,59 @@ function fill(select, counts, labels) {
 
 function fillFilters() {
   fill(at('status'), countOf(kinds.flat()), [
-    [REFUSED, 'Refused'], [DOUBTED, 'Any doubt'], ...page.order.map(status => [String(status), sentence(status)]),
+    [DOUBTED, 'Any doubt'], ...page.order.map(status => [String(status), sentence(status)]),
     [FINE, 'Masks can be used'], [WARNED, 'With a warning or flag']]);
+  at('mark').append(...[['', 'all'], ['none', 'none'], ...MARKS.map(mark => [mark, titled(mark)])].map(([value, label]) =>
+      element('option', {value}, label)));
+  const isDoubtKnown = records.some(record => record.doubt !== undefined);
+  at('order').append(...[['', 'Status, then doubt'], ...(isDoubtKnown ? [['doubt', 'Doubt']] : []), ['name', 'Name'],
+                         ['area', 'Area of the breast']].map(([value, label]) => element('option', {value}, label)));
   for (const field of ['view', 'side']) {
     const counts = countOf(records.map(record => record[field]).filter(Boolean));
     fill(at(field), counts, [...counts.keys()].sort().map(value => [value, spoken[value] || value]));
   }
 }
 
+const wanted = () => at('text').value.trim().toLowerCase();
+
 function matches(index) {
   const record = records[index];
   return (!at('status').value || kinds[index].includes(at('status').value)) &&
       ['view', 'side'].every(field => !at(field).value || record[field] === at(field).value) &&
-      texts[index].includes(at('text').value.trim().toLowerCase());
+      (!at('mark').value || (judgementOf(record).mark || 'none') === at('mark').value) && texts[index].includes(wanted());
 }
 
 /// Cards that are filtered out leave the sheet: to hide thousands takes many times as long.
 function filter() {
   shown = [...records.keys()].filter(matches);
+  if (at('order').value) shown.sort(orders[at('order').value]);
   sheet.replaceChildren();
   listed = 0;
   extend();
   at('count').textContent = shown.length + ' of ' + records.length + ' shown';
-  at('none').hidden = shown.length > 0;
+  at('none').hidden = shown.length > 0 || records.length === 0;
+  showRefused();
+}
+
+const MOST_REFUSED = 2000;
+
+/// The files that were refused have a list of their own, which the text filters as well. It is made when it is opened.
+function showRefused() {
+  const found = page.refused.filter(({file, refusal}) => (file + '\n' + refusal).toLowerCase().includes(wanted()));
+  const whole = page.refused.length, list = at('refused');
+  list.hidden = whole === 0;
+  list.querySelector('summary').textContent = (found.length === whole ? '' : found.length + ' of ') + whole +
+      (whole === 1 ? ' refused file' : ' refused files');
+  list.querySelector('ul').replaceChildren(...(list.open ? found.slice(0, MOST_REFUSED) : []).map(({file, refusal}) =>
+      element('li', {}, element('b', {}, element('bdi', {}, file)), ' ' + refusal)));
+  if (list.open && found.length > MOST_REFUSED) {
+    list.querySelector('ul').append(element('li', {}, 'The table summary.csv has the other ' + (found.length - MOST_REFUSED) + '.'));
+  }
 }
 
 at('filters').addEventListener('input', filter);
+at('refused').addEventListener('toggle', showRefused);
+at('export').addEventListener('click', exportMarks);
 at('filters').addEventListener('submit', event => event.preventDefault());
 at('filters').addEventListener('reset', () => setTimeout(filter));
 
@@ -156,28 +282,45 @@ function line(label, text, grave) {
 }
 
 function showText(record) {
-  const isRefused = record.refusal !== undefined;
   at('title').textContent = record.file.replace(/.*[/]/, '');
   at('path').textContent = record.file;
-  at('verdict').replaceChildren(...(isRefused ? [] : record.verdicts.map(([label, status, grave]) =>
-      line(label, sentence(status), grave))));
-  if (isRefused) {
-    const refusal = line('Refused', record.file + ' ' + record.refusal);
-    refusal.classList.add('refused');
-    at('verdict').append(refusal);
-  }
-  at('layers').hidden = at('greys').hidden = isRefused;
+  at('verdict').replaceChildren(...record.verdicts.map(([label, status, grave]) =>
+      line(label, sentence(status), grave)));
   at('settings').replaceChildren();
+  showJudgement(record);
   const remarks = [];
-  if (!isRefused && record.flags.length) {
+  if (record.flags.length) {
     remarks.push(element('h3', {}, 'Flags'), ...record.flags.map(flag => element('span', {class: 'chip'}, flag)));
   }
-  if (!isRefused && record.warnings.length) {
+  if (record.warnings.length) {
     remarks.push(element('h3', {}, 'Warnings'), ...record.warnings.map(text => element('p', {class: 'line grave-2'}, text)));
   }
   at('remarks').replaceChildren(...remarks);
-  at('figures').replaceChildren(...(record.figures || []).flatMap(([term, value]) =>
+  at('figures').replaceChildren(...record.figures.flatMap(([term, value]) =>
       [element('dt', {}, term), element('dd', {}, value)]));
+}
+
+function showJudgement(record) {
+  const {mark, note} = judgementOf(record);
+  for (const button of at('marks').children) button.setAttribute('aria-pressed', button.dataset.mark === mark);
+  at('note').value = note;
+}
+
+/// Marks the image in view, or takes the mark back.
+function mark(word) {
+  const record = records[current];
+  judge(record, {mark: judgementOf(record).mark === word ? '' : word});
+  showJudgement(record);
+}
+
+function makeMarks() {
+  at('marks').append(...MARKS.map(word => {
+    const button = element('button', {type: 'button', 'data-mark': word}, titled(word) + ' ', element('kbd', {}, titled(word)[0]));
+    button.addEventListener('click', () => mark(word));
+    return button;
+  }));
+  at('note').addEventListener('input', () => judge(records[current], {note: at('note').value}));
+  at('note').addEventListener('keydown', event => event.key === 'Enter' && panel.focus());
 }
 
 function setBox(next) {
@@ -251,7 +394,6 @@ function load(record) {
   picture.replaceChildren();
   at('no-picture').hidden = true;
   stage.setAttribute('aria-label', 'Picture of ' + record.file + ' with the outlines of its masks');
-  if (record.refusal !== undefined) return showNoPicture('Nothing was made of this image.');
   script = element('script', {src: record.url + '.layers.js'});
   script.addEventListener('error', event => {
     if (event.target === script) showNoPicture('The picture of this image is not in the folder: it is written with the result "page".');
@@ -320,12 +462,13 @@ const keys = {
   ArrowUp: () => panel.scrollBy(0, -SCROLL_STEP), ArrowDown: () => panel.scrollBy(0, SCROLL_STEP),
   'Shift+ArrowLeft': () => moveSteps(-1, 0), 'Shift+ArrowRight': () => moveSteps(1, 0),
   'Shift+ArrowUp': () => moveSteps(0, -1), 'Shift+ArrowDown': () => moveSteps(0, 1),
+  g: () => mark('good'), b: () => mark('bad'), u: () => mark('unsure'), n: () => at('note').focus(),
   l: switchAll, '+': () => size && zoom(1.5), '-': () => size && zoom(1 / 1.5), 0: fit
 };
 page.layers.forEach((layer, index) => keys[index + 1] = () => switchLayer(layer.key, !isOn[layer.key]));
 
 viewer.addEventListener('keydown', event => {
-  if (event.ctrlKey || event.altKey || event.metaKey || event.target.type === 'range') return;
+  if (event.ctrlKey || event.altKey || event.metaKey || ['range', 'text'].includes(event.target.type)) return;
   const isArrow = event.key.startsWith('Arrow');
   const action = keys[isArrow && event.shiftKey ? 'Shift+' + event.key : isArrow ? event.key : event.key.toLowerCase()];
   if (!action) return;
@@ -333,8 +476,11 @@ viewer.addEventListener('keydown', event => {
   action();
 });
 viewer.addEventListener('close', () => {
-  while (shown.indexOf(current) >= listed) extend();
-  const card = cards[current];
+  if (at('mark').value) filter();  // what was marked meanwhile may be gone
+  const place = shown.includes(current) ? current : shown[0];
+  if (place === undefined) return at('mark').focus();
+  while (shown.indexOf(place) >= listed) extend();
+  const card = cards[place];
   card.scrollIntoView({block: 'nearest'});
   card.firstChild.focus();
 });
@@ -387,7 +533,11 @@ for (const end of ['pointerup', 'pointercancel']) {
 }
 
 makeLayers();
+makeMarks();
+restoreMarks();
+countMarks();
 fillFilters();
+at('refused').open = records.length === 0;
 filter();
 at('summary').textContent = page.summary;
 })();

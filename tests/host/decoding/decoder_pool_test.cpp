@@ -71,11 +71,11 @@ TEST(DecoderPool, WhateverAWorkerDoesCostsOneImage) {
         {"ignore requests to stop", "", After::kSame},
         {"take the memory away", "", After::kSame},
         {"look around", "", After::kSame},
-        {"answer for another", ended("an answer that is none"), After::kFresh},
-        {"answer in short", ended("an answer that is none"), After::kFresh},
-        {"answer strangely", ended("an answer that is none"), After::kFresh},
-        {"say that it is ready", ended("an answer that is none"), After::kFresh},
-        {"answer beyond the end", ended("an answer that is none"), After::kFresh},
+        {"answer for another", ended("invalid answer"), After::kFresh},
+        {"answer in short", ended("invalid answer"), After::kFresh},
+        {"answer strangely", ended("invalid answer"), After::kFresh},
+        {"say that it is ready", ended("invalid answer"), After::kFresh},
+        {"answer beyond the end", ended("invalid answer"), After::kFresh},
         {"close the socket", "bad_alloc", After::kFresh},
     };
     DecoderPool pool(misbehaving_decoder(), kLimits);
@@ -113,8 +113,8 @@ TEST(DecoderPool, WorkersThatDoNotAnswerOrDoNotStartAreRefused) {
                                        {"/dev/null", "/dev/null: Permission denied"},
                                        {"/bin/true", "/bin/true: it ended at once"}}) {
         DecoderPool pool(program);
-        EXPECT_EQ(std::string("needs a process of its own to be decoded, and none can be started (") + why +
-                      "); --decode in-process (decode= in Python) does without",
+        EXPECT_EQ(std::string("cannot be decoded, because the decoder process cannot be started (") + why +
+                      "); --decode in-process (decode= in Python) does not need it",
                   order(pool, "").refusal);
     }
 }

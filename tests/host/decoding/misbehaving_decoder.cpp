@@ -91,4 +91,4 @@ void decode(const CompressedFrame& frame, std::span<std::uint16_t> words) {
 
 }  // namespace
 
-int main(int, char** argv) { return serve_frames(decode, std::strtoull(argv[1], nullptr, 10)); }
+int main(int, char** argv) { serve_frames(decode, std::strtoull(argv[1], nullptr, 10)); }

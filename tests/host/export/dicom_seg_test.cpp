@@ -180,14 +180,14 @@ TEST(DicomSeg, BelongsToItsSource) {
 TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
     const Host::Findings poor = with_header({}, "-PatientID; StudyDate=soon");
     const auto kinds = Host::kinds_named({"seg", "seg-joined", "json"});
-    EXPECT_THAT(Host::warnings_of(kinds, poor), ::testing::ElementsAre("the header has no valid PatientID, StudyDate: "
-                                                                       "empty in the DICOM SEG as well"));
+    EXPECT_THAT(Host::warnings_of(kinds, poor), ::testing::ElementsAre("the header has no valid PatientID, StudyDate, "
+                                                                       "so the DICOM SEG has none either"));
     EXPECT_THAT(Host::warnings_of(kinds, with_header({})), ::testing::IsEmpty());
 }
 
 TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
     const std::pair<const char*, const char*> table[] = {
-        {"", "is no DICOM object, which the results seg and seg-joined need"},
+        {"", "is not a DICOM object, which the results seg and seg-joined need"},
         {"-SOPInstanceUID", "has no valid SOPInstanceUID, which the results seg and seg-joined need"},
         {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which the results seg and seg-joined need"}};
     Host::Findings findings = analysed_phantom();

@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <map>
 
 namespace Norvane::Tests {
 namespace {
@@ -78,6 +79,18 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
         EXPECT_EQ(area, written.at("area_pixels")) << name;
         EXPECT_NEAR(area * millimetres * millimetres, written.at("area_mm2").get<double>(), 0.001) << name;
     }
+    const auto bits_of = [&](const Host::FoundMask& mask) {
+        return bitmap_of(mask.region.mask(), image.GetWidth(), image.GetHeight()).set;
+    };
+    const auto breast = bits_of(masks.breast), muscle = bits_of(masks.pectoral), joined = bits_of(masks.full);
+    std::map<std::string, double> areas;
+    for (std::size_t i = 0; i < breast.size(); ++i) {
+        areas["breast_mm2"] += breast[i] && !muscle[i] ? millimetres * millimetres : 0.0;
+        areas["muscle_mm2"] += muscle[i] ? millimetres * millimetres : 0.0;
+        areas["breast_with_muscle_mm2"] += joined[i] ? millimetres * millimetres : 0.0;
+    }
+    ASSERT_EQ(areas.size(), report.at("areas").size());
+    for (const auto& [name, area] : areas) EXPECT_NEAR(area, report.at("areas").at(name).get<double>(), 1e-6) << name;
     EXPECT_EQ(720U, report.at("contour").at("points").size());
     EXPECT_EQ("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
               Host::hexadecimal(Host::sha256("abc")));

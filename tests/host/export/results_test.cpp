@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/grey_range.h"
 #include "export/mask_outline.h"
+#include "export/overlay.h"
 #include "findings/region.h"
 #include "host/host_support.h"
+#include "phantom_analysis.h"
 #include "run/named_file.h"
 #include "support/builders.h"
 
@@ -13,6 +15,7 @@
 
 #include <array>
 #include <cmath>
+#include <map>
 
 namespace Norvane::Tests {
 namespace {
@@ -30,11 +33,11 @@ TEST(OutputSet, AppearsWholeOrNotAtAllAndReplacesOnlyItsOwn) {
         outputs.set.add("old", std::string("after\0!", 7));
         outputs.set.add("new", "");
         EXPECT_THROW(outputs.commit(), Host::Refusal);
-        EXPECT_EQ("before", Host::read_bytes(folder.path("old")));
+        EXPECT_EQ("before", read_bytes(folder.path("old")));
         outputs.set.commit(is_old);
     }
     EXPECT_THAT(folder.names(), ElementsAre("new", "old"));
-    EXPECT_EQ(std::string("after\0!", 7), Host::read_bytes(folder.path("old")));
+    EXPECT_EQ(std::string("after\0!", 7), read_bytes(folder.path("old")));
 }
 
 TEST(NamedFile, GoesIntoAPipeThatStaysAndWaitsForNoReader) {
@@ -66,6 +69,36 @@ TEST(GreyRange, ShowsTheWindowOfTheSource) {
     EXPECT_THAT((std::array{shown(0), shown(1501), shown(2000), shown(2500)}), ElementsAre(255, 255, 127, 0));
     source.window = Host::Sourced{Host::DisplayWindow{-500, 900}};  // nothing would show
     EXPECT_THAT((std::array{shown(0), shown(4095)}), ElementsAre(255, 0));
+}
+
+// Beside the picture, each mask has a swatch of its colour and three lines of text, the outer contour one.
+TEST(Overlay, HasOutlinesAndTheirLegend) {
+    const Host::Surface surface = Host::overlay_surface(analysed_phantom());
+    const int width = cairo_image_surface_get_width(surface.get()), panel = width - 380;
+    ASSERT_EQ(1100, cairo_image_surface_get_height(surface.get()));
+    const auto* pixels = reinterpret_cast<const std::uint32_t*>(cairo_image_surface_get_data(surface.get()));
+    const auto pixel_at = [&](int x, int y) { return pixels[y * width + x] & 0xFFFFFFU; };
+    std::map<std::string, int> tops;
+    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+        const auto byte = [](double share) { return static_cast<std::uint32_t>(share * 65535.0) >> 8U; };
+        const std::uint32_t colour =
+            byte(layer.colour.red) << 16U | byte(layer.colour.green) << 8U | byte(layer.colour.blue);
+        int drawn = 0, across = 0, down = 0;
+        for (int y = 0; y < 1100; ++y) {
+            for (int x = 0; x < panel; ++x) drawn += pixel_at(x, y) == colour;
+            if (pixel_at(panel + 22 + 9, y) != colour) continue;
+            if (down++ == 0) tops[layer.key] = y;
+            across = 0;
+            for (int x = panel + 1; x < width; ++x) across += pixel_at(x, y) == colour;
+        }
+        EXPECT_EQ(layer.key != std::string("outer"), drawn > 500) << layer.key;
+        EXPECT_EQ(17, across) << layer.key;
+        EXPECT_NEAR(8.5, down, 0.5) << layer.key;
+    }
+    EXPECT_NEAR(65.4, tops["pectoral"] - tops["breast"], 1.0);
+    EXPECT_NEAR(65.4, tops["outer"] - tops["pectoral"], 1.0);
+    EXPECT_NEAR(29.0, tops["frame"] - tops["outer"], 1.0);
+    EXPECT_GT(tops["breast"], tops["full"] + 64);
 }
 
 // Edges between inside and outside, counted pixel by pixel.

@@ -53,7 +53,9 @@ TEST(FilmArea, LiesInsideBlackAndWhiteBorders) {
             const Host::SourceBox expected{margins.left, margins.top, film.width, film.height};
             for (const auto& kind : kinds) {
                 const SourceImage source = with_margins(film, margins, kind.level, kind.spread);
-                for (const SourceImage& image : {source, inverted(source)}) {
+                SourceImage upper = source;
+                upper.used_bits = 13;  // inverted, its levels begin at 4096
+                for (const SourceImage& image : {source, inverted(upper)}) {
                     const auto area = Host::find_film_area(image, kPixelSizeUm);
                     EXPECT_EQ(expected, area.value) << kind.name << ", left " << margins.left << ", inverted "
                                                     << image.needs_inversion << ": " << area.from;

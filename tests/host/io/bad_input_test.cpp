@@ -29,8 +29,8 @@ TEST(BadDicom, IsRefusedInOneSentence) {
         {"ImagerPixelSpacing=0.07", "has the ImagerPixelSpacing '', which is not a length"},
         {"ImagerPixelSpacing=0.07\\nan", "has the ImagerPixelSpacing 'nan', which is not a length"},
         {"-BitsStored", "has no BitsStored"},
-        {"BitsStored=13", "has sizes of samples that do not fit (16 bits allocated, 13 stored, high bit 11)"},
-        {"BitsStored=0", "has sizes of samples that do not fit (16 bits allocated, 0 stored, high bit 11)"},
+        {"BitsStored=13", "has inconsistent bit depths (16 bits allocated, 13 stored, high bit 11)"},
+        {"BitsStored=0", "has inconsistent bit depths (16 bits allocated, 0 stored, high bit 11)"},
         {"BitsStored=10; HighBit=9", "has a wrong header: 8 of 12 samples need more bits than its BitsStored of 10"},
         {"BitsAllocated=32", "has 32 bits allocated; 8 and 16 are read"},
         {"-Rows", "has no Rows"},
@@ -54,19 +54,19 @@ TEST(BadDicom, IsRefusedInOneSentence) {
 TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {
     using namespace std::string_literals;
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, ""));
+    const std::string whole = read_bytes(write_object(folder, ""));
     std::string padded = whole;
     padded[padded.find("MONOCHROME2 ") + 11] = '\0';
     EXPECT_EQ("", refusal_of(folder.write("padded.dcm", padded)));
     const std::string opening = "\x54\0\x20\x02SQ\0\0\xFF\xFF\xFF\xFF\xFE\xFF\0\xE0\xFF\xFF\xFF\xFF"s;
     std::string nested = whole.substr(0, whole.find("\xE0\x7F\x10\0OW"s));
     for (int i = 0; i < 50000; ++i) nested += opening;
-    EXPECT_EQ("holds sequences inside sequences without an end", refusal_of(folder.write("nested.dcm", nested)));
+    EXPECT_EQ("holds sequences that are nested too deeply", refusal_of(folder.write("nested.dcm", nested)));
 }
 
 TEST(BadDicom, UnreadableEncodingsAreNamed) {
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, ""));
+    const std::string whole = read_bytes(write_object(folder, ""));
     const auto as = [&](const std::string& uid) {
         return refusal_of(folder.write("other.dcm", with_syntax(whole, UID_LittleEndianExplicitTransferSyntax, uid)));
     };
@@ -81,7 +81,7 @@ TEST(BadDicom, UnreadableEncodingsAreNamed) {
 
 TEST(BadDicom, EveryTruncationIsRefused) {
     const TemporaryFolder folder;
-    const std::string whole = Host::read_bytes(write_object(folder, "ViewPosition=MLO"));
+    const std::string whole = read_bytes(write_object(folder, "ViewPosition=MLO"));
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const std::string message = refusal_of(folder.write("cut.dcm", whole.substr(0, length)));
         EXPECT_NE("", message) << length;

@@ -147,7 +147,7 @@ TEST(DicomFields, SamplesAreCutOutOfTheirWords) {
          {0, 0x7FFF, 0x8000, 0xFFFF}},
         {"signed, not extended", "PixelRepresentation=1", {0x0800, 0x0FFF, 0, 0x07FF}, {0, 2047, 2048, 4095}},
         {"signed, extended", "PixelRepresentation=1", {0xF800, 0xFFFF, 0, 0x07FF}, {0, 2047, 2048, 4095}},
-        {"overlay bits above", "(6000,0102)=12", {0xF001, 0x1FFF, 0x8000, 5}, {1, 4095, 0, 5}},
+        {"overlay bits above", "(601E,0102)=12", {0xF001, 0x1FFF, 0x8000, 5}, {1, 4095, 0, 5}},
         {"in the upper bits", "HighBit=15", {0xFFFF, 0x0010, 0x000F, 0x8000}, {4095, 1, 0, 2048}},
         {"defaults", "-HighBit; -PixelRepresentation; -SamplesPerPixel", {4095, 1, 0, 5}, {4095, 1, 0, 5}},
     };

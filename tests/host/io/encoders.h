@@ -102,7 +102,7 @@ inline Bytes encode_jpeg2000(const Picture& picture, bool is_lossless) {
     opj_stream_destroy(stream);
     opj_destroy_codec(codec);
     opj_image_destroy(image);
-    const std::string bytes = Host::read_bytes(file);
+    const std::string bytes = read_bytes(file);
     std::filesystem::remove(file);
     return {bytes.begin(), bytes.end()};
 }
@@ -203,7 +203,7 @@ inline std::string write_encoded(const TemporaryFolder& folder, const Encoding& 
     const std::string file = save(folder, object, encoding.data_set);
     const std::string written = DcmXfer(encoding.data_set).getXferID();
     if (written != encoding.uid) {
-        return folder.write("image.dcm", with_syntax(Host::read_bytes(file), written, encoding.uid));
+        return folder.write("image.dcm", with_syntax(read_bytes(file), written, encoding.uid));
     }
     return file;
 }

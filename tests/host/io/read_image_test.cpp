@@ -136,7 +136,7 @@ TEST(ReadTiff, DeliversAPage) {
         EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N, or all with --frame all",
                   refusal_of(file));
         EXPECT_EQ(layout.pages, Host::count_frames(file));
-        const std::string whole = Host::read_bytes(file);
+        const std::string whole = read_bytes(file);
         EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
                     StartsWith("is a damaged or truncated TIFF file"));
     }
@@ -150,7 +150,7 @@ TEST(ReadTiff, RefusesInOneSentence) {
     EXPECT_EQ("has a palette; grey images are read", refusal({.bits = 8, .photometry = PHOTOMETRIC_PALETTE}));
     EXPECT_EQ("has transparency; plain grey images are read", refusal({.components = 2}));
     EXPECT_EQ("has 32 bits a pixel; 8 and 16 bits are read", refusal({.bits = 32}));
-    EXPECT_EQ("has samples that are not unsigned whole numbers", refusal({.kind = SAMPLEFORMAT_INT}));
+    EXPECT_EQ("has samples that are not unsigned integers", refusal({.kind = SAMPLEFORMAT_INT}));
 }
 
 struct Readable {
@@ -205,12 +205,12 @@ TEST(ReadImage, RefusesInOneSentence) {
         {std::string(grey).replace(44, 1, "x"), "is a damaged or truncated PNG file: "},
         {"P6 1 1 255\nabc", "is a colour image; grey images are read"},
         {"P3 2 1 9\n1 1 1 1 1", "is truncated (a sample is missing)"},
-        {"P4 8 1\n\xFF", "is a bitmap of black and white; grey images are read"},
-        {"P7\nWIDTH 1", "is a PAM file; PNG, PGM, TIFF and DICOM are read"},
+        {"P4 8 1\n\xFF", "is a black-and-white bitmap; grey images are read"},
+        {"P7\nWIDTH 1", "is a PAM file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"P5 3", "is truncated (the height is missing)"},
         {"P5 3 # 2 255", "is truncated (the height is missing)"},
-        {"P5 3 -2 255\nabc", "is not a valid PGM file (bad the height)"},
-        {"P5 3 2x 255\nabc", "is not a valid PGM file (bad the height)"},
+        {"P5 3 -2 255\nabc", "is not a valid PGM file (the height is invalid)"},
+        {"P5 3 2x 255\nabc", "is not a valid PGM file (the height is invalid)"},
         {"P5 0 2 255\n", "has no pixels (0 x 2 pixels)"},
         {"P5 3 2 0\nabcdef", "has a maximum value of 0 (1 to 65535)"},
         {"P5 3 2 65536\nabcdef", "has a maximum value of 65536 (1 to 65535)"},
@@ -221,7 +221,7 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"P2 2 1 9\n1", "is truncated (1 of 2 bytes of samples)"},
         {"P2 2 1 9\n1 ", "is truncated (a sample is missing)"},
         {"P2 2 1 9\n1 10", "holds a sample of 10 above its maximum value"},
-        {"P2 2 1 9\n1 99999999999", "is not a valid PGM file (bad a sample)"},
+        {"P2 2 1 9\n1 99999999999", "is not a valid PGM file (a sample is invalid)"},
     };
     for (const auto& bad : table) {
         EXPECT_THAT(refusal_of(folder.write("image", bad.bytes)), StartsWith(bad.message)) << bad.bytes.substr(0, 20);

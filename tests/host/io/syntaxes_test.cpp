@@ -50,7 +50,7 @@ TEST(TransferSyntaxes, GiveTheSamplesBack) {
             const Host::SourceImage image = Host::read_image(file);
             EXPECT_LE(loss(image, picture), encoding.loss);
             EXPECT_TRUE(image.encoding.ends_with(std::string("(") + encoding.uid + ")")) << image.encoding;
-            EXPECT_EQ(image.samples, Host::read_image(file, {{}, false, Host::DecodingPlace::kThisProcess}).samples);
+            EXPECT_EQ(image.samples, Host::read_image(file, {.decoding = Host::DecodingPlace::kThisProcess}).samples);
         }
     }
 }

@@ -30,6 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -95,7 +96,10 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     for (unsigned repetition = 0; repetition < 2; ++repetition) {  // the results of the first run are no inputs
         const ProgramRun batch = run(command);
         EXPECT_EQ(1, batch.code);
-        EXPECT_THAT(batch.out, HasSubstr("\n9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files"));
+        EXPECT_THAT(batch.out, HasSubstr("\n9 images: 4 done, 0 kept from an earlier run, 5 refused; 3 other files"
+                                         " passed over\nMasks:\n        4  MASK_OK: The mask can be used.\nRefused:\n"
+                                         "        2  does not exist\n"));
+        EXPECT_THAT(batch.out, EndsWith("\nPage: " + folder.path("in/out/report.html") + "\n"));
         const Outcomes expected{{"a/no_ending", "done"},
                                 {"b/one", "done"},
                                 {"b/one-2", "done"},
@@ -105,22 +109,22 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
                                 {"zero", "is empty"},
                                 {"gone", "does not exist"},
                                 {"", "is a folder in which no image was found"}};
-        EXPECT_EQ(expected, outcomes_of(Host::read_bytes(folder.path("in/out/summary.ndjson"))));
+        EXPECT_EQ(expected, outcomes_of(read_bytes(folder.path("in/out/summary.ndjson"))));
         EXPECT_EQ(folder.path("in/b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
                       folder.path("in/zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
-                  Host::read_bytes(fails));
+                  read_bytes(fails));
         std::vector<std::string> complaints = lines_of(batch.err);
         std::ranges::sort(complaints);
         EXPECT_EQ(5U, complaints.size());
         EXPECT_EQ("norvane: " + gone + " does not exist", complaints[1]);
         EXPECT_THAT(folder.names("in/out/b"), ElementsAre("one-2.done", "one-2.json", "one.done", "one.json"));
     }
-    const std::vector<std::string> table = lines_of(Host::read_bytes(folder.path("in/out/summary.csv")));
+    const std::vector<std::string> table = lines_of(read_bytes(folder.path("in/out/summary.csv")));
     ASSERT_EQ(10U, table.size());
     EXPECT_EQ(
         "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,view,noise,pixel_size_um,"
-        "breast_mm2,pectoral_mm2,outline_contrast,flags,warnings,study_instance_uid,seconds_reading,seconds_analysis,"
-        "seconds_writing",
+        "breast_mm2,muscle_mm2,breast_with_muscle_mm2,outline_contrast,flags,warnings,study_instance_uid,"
+        "seconds_reading,seconds_analysis,seconds_writing",
         table[0]);
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
@@ -157,7 +161,7 @@ TEST(Batch, ATableSaysWhatHoldsForEachImageAndFrame) {
         const ProgramRun ran = run(masks_of({}, folder.path("out"), joined({"--resume", "--manifest", table}, more)));
         EXPECT_THAT(ran.err, HasSubstr("list.csv has columns that are not used: Note\n"));
         std::vector<std::string> found;
-        for (const std::string& line : lines_of(Host::read_bytes(folder.path("out/summary.ndjson")))) {
+        for (const std::string& line : lines_of(read_bytes(folder.path("out/summary.ndjson")))) {
             const Host::ImageRecord record = *Host::record_of(line);
             found.push_back(record.name + (record.is_kept ? " kept " : " ") + record.view + record.refusal);
         }
@@ -182,7 +186,7 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
     ASSERT_EQ(0, run(masks_of({folder.path("in")}, out)).code);
     const std::string stamp = out + "/b.done";
     const auto cut_stamp = [&] {
-        const std::string text = Host::read_bytes(stamp);
+        const std::string text = read_bytes(stamp);
         folder.write("out/b.done", text.substr(0, text.size() - 3));
     };
     const auto put_folder_in_its_place = [&] {
@@ -216,9 +220,9 @@ TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
                                          std::to_string(3 - row.done - row.refused) + " kept from an earlier run, " +
                                          std::to_string(row.refused) + " refused\n"))
             << row.what << again.err;
-        EXPECT_EQ(3U, outcomes_of(Host::read_bytes(out + "/summary.ndjson")).size());
+        EXPECT_EQ(3U, outcomes_of(read_bytes(out + "/summary.ndjson")).size());
     }
-    EXPECT_THAT(Host::read_bytes(out + "/report.html"), HasSubstr("./%0A%FC%2541\""));  // kept, but found where it lies
+    EXPECT_THAT(read_bytes(out + "/report.html"), HasSubstr("./%0A%FC%2541\""));  // kept, but found where it lies
 }
 
 // Reproduces what a run leaves that is killed while it makes images.
@@ -254,7 +258,7 @@ TEST(Batch, AnImageAtWhichTwoRunsDiedIsPassedOverUntilItIsAskedFor) {
     const ProgramRun resumed = run(joined(command, {"--resume"}));
     const std::string a = folder.path("in/s/a\n.png");
     EXPECT_THAT(resumed.err,
-                HasSubstr("was under way when two runs died, so it is passed over; without --resume it is"));
+                HasSubstr("is skipped, because two runs died while they processed it; without --resume it is"));
     EXPECT_THAT(resumed.out, HasSubstr("2 done, 0 kept from an earlier run, 1 refused\n"));
     EXPECT_LT(resumed.out.find("c.png"), resumed.out.find("b.png")) << "what a run died at comes last";
     EXPECT_THAT(folder.names("out/s"), ElementsAre("a\n.begun", "b.done", "b.json", "c.done", "c.json"));
@@ -274,22 +278,22 @@ constexpr struct {
     const char* complaint;
 } kHostilePlaces[] = {
     {"link", "a.json", kOneRefused, "a.json: Is a link"},
-    {"FIFO", "a.json", kOneRefused, "a.json: Is no regular file"},
+    {"FIFO", "a.json", kOneRefused, "a.json: Is not a regular file"},
     {"folder", "a.json", kOneRefused, "a.json: Is a directory"},
     {"link", "a.done", kOneRefused, "a.done: Is a link"},
-    {"FIFO", "a.done", kOneRefused, "a.done: Is no regular file"},
+    {"FIFO", "a.done", kOneRefused, "a.done: Is not a regular file"},
     {"FIFO", "a.begun", 0, ""},  // has no part in a run that does not resume
     {"linked folder", "s", kOneRefused, "s: Is a link"},
     {"file", "s", kOneRefused, "s: Not a directory"},
     {"file", "a.json", kNotBegun, "a.json was not written by this program"},
     {"input", "a.json", kNotBegun, "a.json is an input"},
-    {"file", "a.done", kNotBegun, "a.done is no file that this program wrote"},
+    {"file", "a.done", kNotBegun, "a.done is not a file of this program"},
     {"input", "a.done", kNotBegun, "a.done is an input"},
-    {"file", "a.begun", kNotBegun, "a.begun is no file that this program wrote"},
+    {"file", "a.begun", kNotBegun, "a.begun is not a file of this program"},
     {"file", "summary.csv", kNotBegun, "summary.csv was not written by this program"},
     {"input", "summary.ndjson", kNotBegun, "summary.ndjson is an input"},
-    {"link", "summary.ndjson", kNotBegun, "summary.ndjson is no file that this program wrote"},
-    {"FIFO", "report.html", kNotBegun, "report.html is no file that this program wrote"},
+    {"link", "summary.ndjson", kNotBegun, "summary.ndjson is not a file of this program"},
+    {"FIFO", "report.html", kNotBegun, "report.html is not a file of this program"},
     {"file", ".norvane-run-00000000000000000000000000000000", 0, ""},
     {"folder", ".norvane-run-0000000000000000000000000000000g", 0, ""},
     {"input", ".a.json.7.tmp", 0, ""},
@@ -314,7 +318,7 @@ TEST(Batch, NothingThatThisProgramDidNotWriteIsReplaced) {
         const std::string place = base + "/out/" + row.place;
         ways.at(row.what)(place);
         const fs::file_type type = fs::symlink_status(place).type();
-        const std::string bytes = type == fs::file_type::regular ? Host::read_bytes(place) : "";
+        const std::string bytes = type == fs::file_type::regular ? read_bytes(place) : "";
         const Arguments inputs =
             row.what == std::string("input") ? Arguments{base + "/in", place} : Arguments{base + "/in"};
         for (const Arguments& options : {Arguments{"--dry-run"}, Arguments{}}) {
@@ -323,11 +327,11 @@ TEST(Batch, NothingThatThisProgramDidNotWriteIsReplaced) {
             EXPECT_EQ(is_foreseen ? row.code : batch.code, batch.code) << row.what << " " << row.place << batch.err;
             EXPECT_THAT(batch.err, HasSubstr(is_foreseen ? row.complaint : ""));
             EXPECT_EQ(type, fs::symlink_status(place).type());
-            EXPECT_EQ(bytes, bytes.empty() ? "" : Host::read_bytes(place)) << row.place;
+            EXPECT_EQ(bytes, bytes.empty() ? "" : read_bytes(place)) << row.place;
             const std::size_t files = folder.names(std::to_string(number) + "/out").size();
             EXPECT_TRUE(row.code != kNotBegun || files == 1) << row.place;
         }
-        EXPECT_EQ("of somebody", Host::read_bytes(elsewhere));
+        EXPECT_EQ("of somebody", read_bytes(elsewhere));
         EXPECT_FALSE(fs::exists(folder.path("a.json"))) << "by way of the linked folder";
     }
 }
@@ -335,12 +339,12 @@ TEST(Batch, NothingThatThisProgramDidNotWriteIsReplaced) {
 TEST(Batch, TheListOfFailuresIsNotWrittenOverAnInput) {
     const TemporaryFolder folder;
     draw(folder, "in/caf\xe9.png");  // names are bytes
-    const std::string image = folder.path("in/caf\xe9.png"), bytes = Host::read_bytes(image);
+    const std::string image = folder.path("in/caf\xe9.png"), bytes = read_bytes(image);
     fs::create_symlink(image, folder.path("link.png"));
     const ProgramRun wrong = run(masks_of({folder.path("link.png")}, folder.path("out"), {"--fail-list", image}));
     EXPECT_EQ(2, wrong.code);
     EXPECT_THAT(wrong.err, HasSubstr("--fail-list names an input"));
-    EXPECT_EQ(bytes, Host::read_bytes(image));
+    EXPECT_EQ(bytes, read_bytes(image));
 }
 
 // Whatever a file is called: a line is one line, a name in a list comes back whole, and no cell is a formula.
@@ -360,7 +364,7 @@ TEST(Batch, NamesOfFilesDoNothing) {
                                            HasSubstr("/even\\r has"), HasSubstr("/line\\nnorvane: forged has")));
     fs::rename(failed, list);
     EXPECT_EQ(all, complaints({}, {"--manifest", list, "--null"}));
-    EXPECT_EQ(Host::read_bytes(list), Host::read_bytes(failed));
+    EXPECT_EQ(read_bytes(list), read_bytes(failed));
     EXPECT_THAT(
         lines_of(complaints({}, {"--manifest", list})),
         ElementsAre(HasSubstr("/\\tb\\x00 holds a NUL byte"), HasSubstr("norvane: norvane: forged\\x00 holds a NUL"),
@@ -369,12 +373,12 @@ TEST(Batch, NamesOfFilesDoNothing) {
     EXPECT_EQ(all, by_lines.substr(0, all.size()));
     EXPECT_THAT(lines_of(by_lines.substr(all.size())),
                 ElementsAre(HasSubstr("/even\\r is left out"), HasSubstr("/line\\nnorvane: forged is left out")));
-    EXPECT_THAT(lines_of(Host::read_bytes(failed)), ElementsAreArray(files.begin(), files.begin() + 6));
+    EXPECT_THAT(lines_of(read_bytes(failed)), ElementsAreArray(files.begin(), files.begin() + 6));
 
-    const std::string table = Host::read_bytes(folder.path("out/summary.csv"));
+    const std::string table = read_bytes(folder.path("out/summary.csv"));
     for (const char* cell : {",\"'\tb\",", ",'+1,", ",'-x,", ",\"'=1;2\",", ",'@a,"})
         EXPECT_THAT(table, HasSubstr(cell));
-    EXPECT_EQ("=1;2", outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson")))[3].first);
+    EXPECT_EQ("=1;2", outcomes_of(read_bytes(folder.path("out/summary.ndjson")))[3].first);
 }
 
 TEST(Batch, PartsTogetherAreTheWhole) {
@@ -431,7 +435,10 @@ TEST(Batch, AnInterruptedRunFinishesItsImageAndCanBeResumed) {
     std::ostringstream err;
     EXPECT_EQ(130, Host::run_masks(options, out, err));
     EXPECT_THAT(buffer.str(), HasSubstr("3 images: 1 done, 0 kept from an earlier run, 0 refused, 2 not begun\n"));
-    EXPECT_EQ(1U, outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson"))).size());
+    EXPECT_THAT(buffer.str(),
+                EndsWith("\nThe run was stopped before its end. To make the other 2 images, give the same "
+                         "command with --resume.\n"));
+    EXPECT_EQ(1U, outcomes_of(read_bytes(folder.path("out/summary.ndjson"))).size());
     options.is_resumed = true;
     std::ostringstream rest;
     EXPECT_EQ(0, Host::run_masks(options, rest, err));
@@ -458,7 +465,7 @@ TEST(Batch, AStuckImageDoesNotKeepARunFromItsEnd) {
             (void)Host::run_masks(options_for(folder), out, err);
         },
         ::testing::ExitedWithCode(130), "");
-    EXPECT_EQ(1U, outcomes_of(Host::read_bytes(folder.path("out/summary.ndjson"))).size());
+    EXPECT_EQ(1U, outcomes_of(read_bytes(folder.path("out/summary.ndjson"))).size());
     std::ostringstream rest, err;
     Host::RunOptions options = options_for(folder);
     options.is_resumed = true;

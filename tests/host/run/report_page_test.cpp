@@ -2,6 +2,7 @@
 #include "run/page/report_page.h"
 #include "export/kinds.h"
 #include "host/host_support.h"
+#include "run/doubt_order.h"
 #include "support/builders.h"
 
 #include <gmock/gmock.h>
@@ -62,15 +63,22 @@ ImageRecord record(const std::string& name, Masking::MASK_STATUS status = Maskin
     return made;
 }
 
-/// Beside what the browser sees: unknown contrasts come first, and equal records keep their order.
+/// Beside what the browser sees: the greater doubt counts, unknown contrasts come before known ones, and equal records
+/// keep their order.
 TEST(ReportPage, DoubtComesFirst) {
-    std::vector<ImageRecord> records = {
-        record("faint ", Masking::MASK_OK, 0.2), record("unknown ", Masking::MASK_OK, std::nan("")),
-        record("cut ", Masking::MASK_CUT_TISSUE, 3.0), record("tiny ", Masking::MASK_TOO_SMALL, 4.0)};
+    std::vector<ImageRecord> records = {record("faint ", Masking::MASK_OK, 0.2),
+                                        record("unknown ", Masking::MASK_OK, std::nan("")),
+                                        record("cut ", Masking::MASK_CUT_TISSUE, 3.0),
+                                        record("tiny ", Masking::MASK_TOO_SMALL, 4.0),
+                                        record("breast "),
+                                        record("muscle ")};
+    records[4].breast_doubt = 0.6;
+    records[4].muscle_doubt = 0.1;
+    records[5].muscle_doubt = 0.7;
     for (char name = 'a'; name <= 'z'; ++name) records.push_back(record({name}));
     std::string names;
-    for (const ImageRecord& r : Host::sorted_by_doubt(records)) names += r.name;
-    EXPECT_EQ("tiny cut unknown faint abcdefghijklmnopqrstuvwxyz", names);
+    for (const ImageRecord* r : Host::in_order_of_doubt(records)) names += r->name;
+    EXPECT_EQ("tiny cut muscle breast unknown faint abcdefghijklmnopqrstuvwxyz", names);
 }
 
 /// Whether (x, y) lies inside the closed lines of a path of whole coordinates "M1 2L3 4Z", by the even-odd rule.
@@ -96,7 +104,7 @@ bool is_inside(const std::string& path, double x, double y) {
 TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
     const TemporaryFolder folder;
     write_sample(folder.path(""), "a");
-    const std::string script = Host::read_bytes(folder.path("a.layers.js"));
+    const std::string script = read_bytes(folder.path("a.layers.js"));
     const std::size_t open = script.find('(');
     ASSERT_EQ("norvaneLayers", script.substr(0, open));
     const json data = json::parse(script.substr(open + 1, script.rfind(')') - open - 1));
@@ -118,12 +126,12 @@ TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
 TEST(PageFiles, PictureShowsThePreparedImage) {
     const TemporaryFolder folder;
     write_sample(folder.path(""), "a");
-    const std::string jpeg = Host::read_bytes(folder.path("a.picture.jpg"));
+    const std::string jpeg = read_bytes(folder.path("a.picture.jpg"));
     std::vector<unsigned char> pixels(std::size_t{kWidth} * kHeight);
     void* decoder = tjInitDecompress();
     EXPECT_EQ(0, tjDecompress2(decoder, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size(), pixels.data(),
                                kWidth, 0, kHeight, TJPF_GRAY, 0));
-    const std::string thumbnail = Host::read_bytes(folder.path("a.thumb.jpg"));
+    const std::string thumbnail = read_bytes(folder.path("a.thumb.jpg"));
     int width = 0, height = 0, colours = 0;
     EXPECT_EQ(0, tjDecompressHeader2(decoder, reinterpret_cast<unsigned char*>(const_cast<char*>(thumbnail.data())),
                                      thumbnail.size(), &width, &height, &colours));
@@ -136,7 +144,7 @@ TEST(PageFiles, PictureShowsThePreparedImage) {
     }
 }
 
-// What scripts/check_page.py opens; it knows these rules as well. Image 9 has no files.
+// What scripts/check_page.py opens; it knows these rules as well. Image 10 has no files.
 std::vector<ImageRecord> browser_sample() {
     const std::vector<std::string> hostile = {"h/</script><img src=x onerror=\"document.title='broken'\">",
                                               "h/a#b?c%41 d",
@@ -145,7 +153,8 @@ std::vector<ImageRecord> browser_sample() {
                                               "h/bytes\xFF\xFE",
                                               "h/\xC3\xBC \xE2\x80\xAE sdrawkcab",
                                               "javascript:document.title='broken'",
-                                              "h/.. /~"};
+                                              "h/.. /~",
+                                              "h/" + std::string(200, 'W') + " end"};
     std::vector<ImageRecord> records;
     for (unsigned i = 0; i < 2000; ++i) {
         std::string name = "folder " + std::to_string(i % 7) + "/image " + std::to_string(i);
@@ -157,6 +166,7 @@ std::vector<ImageRecord> browser_sample() {
         if (i % 100 == 7) r.warnings = {"</script>The header contradicts itself."};
         r.view = i % 2 == 0 ? "mlo" : "cc";
         r.side = i % 4 < 2 ? "left" : "right";
+        r.breast_mm2 = i * 7 % 1000;
     }
     return records;
 }
@@ -173,7 +183,7 @@ TEST(ReportPage, ManyImagesStaySmall) {
     if (wanted == nullptr) return;
     write_sample(folder, "sample");
     for (std::size_t i = 0; i < records.size(); ++i) {
-        if (!records[i].refusal.empty() || i == 9) continue;
+        if (!records[i].refusal.empty() || i == 10) continue;
         const std::string stem = (folder / records[i].name).string();
         fs::create_directories(fs::path(stem).parent_path());
         for (const char* ending : {".thumb.jpg", ".picture.jpg", ".layers.js"}) {

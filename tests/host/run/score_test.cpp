@@ -12,7 +12,7 @@
 namespace Norvane::Tests {
 namespace {
 
-using Host::Region;
+using Host::LabelPixels;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -20,7 +20,7 @@ struct Point {
     int x, y;
 };
 
-std::vector<Point> outline_of(const Region& region) {
+std::vector<Point> outline_of(const LabelPixels& region) {
     const auto is_outside = [&region](int x, int y) {
         return x >= 0 && y >= 0 && x < int(region.width) && y < int(region.height) &&
                region.pixels[std::size_t(y) * region.width + std::size_t(x)] == 0;
@@ -43,8 +43,8 @@ int squared_distance(const Point& from, const std::vector<Point>& to) {
     return least;
 }
 
-Region random_region(std::mt19937& random, unsigned width, unsigned height, unsigned one_in) {
-    Region region{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)};
+LabelPixels random_region(std::mt19937& random, unsigned width, unsigned height, unsigned one_in) {
+    LabelPixels region{width, height, std::vector<std::uint8_t>(std::size_t{width} * height)};
     for (std::uint8_t& pixel : region.pixels) pixel = random() % one_in == 0 ? 255 : 0;
     return region;
 }
@@ -53,8 +53,8 @@ TEST(Score, OutlinesAreComparedBothWays) {
     std::mt19937 random(6);
     for (unsigned i = 0; i < 200; ++i) {
         const unsigned width = 1 + i % 24, height = 1 + i * 7 % 23;
-        const Region truth = random_region(random, width, height, 2);
-        const Region mask = random_region(random, width, height, 2 + i % 61);
+        const LabelPixels truth = random_region(random, width, height, 2);
+        const LabelPixels mask = random_region(random, width, height, 2 + i % 61);
         const std::vector<Point> a = outline_of(truth);
         const std::vector<Point> b = outline_of(mask);
         if (a.empty() || b.empty()) continue;  // the table below
@@ -77,12 +77,12 @@ TEST(Score, OutlinesAreComparedBothWays) {
 
 TEST(Score, EmptyRegionsAndShiftedOnes) {
     const auto band = [](unsigned first, unsigned last) {  // columns of a 10 x 4 image
-        Region region{10, 4, std::vector<std::uint8_t>(40)};
+        LabelPixels region{10, 4, std::vector<std::uint8_t>(40)};
         for (unsigned i = 0; i < 40; ++i) region.pixels[i] = i % 10 >= first && i % 10 < last ? 1 : 0;
         return region;
     };
     const struct {
-        Region truth, mask;
+        LabelPixels truth, mask;
         double dice, jaccard, distance;  // below 0: none
     } table[] = {
         {band(0, 0), band(0, 0), 1, 1, 0},           {band(0, 4), band(0, 0), 0, 0, -1},
@@ -116,7 +116,7 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     EXPECT_EQ(0, good.code) << good.err;
     EXPECT_THAT(good.out, StartsWith("breast: 1 images, Dice 0.99"));
     EXPECT_THAT(good.out, HasSubstr("\npectoral: 1 images, Dice 0.9"));
-    EXPECT_THAT(Host::read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
+    EXPECT_THAT(read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
 
     // The results as their own truth; and what cannot be compared, while the rest is.
     const std::string bytes = Host::encode_png(std::vector<std::uint8_t>(6), 3, 2);
@@ -127,8 +127,8 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     EXPECT_THAT(mixed.out,
                 StartsWith("breast: 1 images, Dice 1, Jaccard 1, outline distance 0 mm, 95 % Hausdorff distance "
                            "0 mm; lowest Dice 1 of exam\npectoral: 1 images, Dice 1,"));
-    EXPECT_EQ("norvane: " + small + " has 3 x 2 pixels, its masks have 750 x 1000 pixels\nnorvane: " + deep +
-                  " is no label image of 8 bits\nnorvane: " + other + " has no masks to be compared with: " + results +
+    EXPECT_EQ("norvane: " + small + " has 3 x 2 pixels, but its masks have 750 x 1000 pixels\nnorvane: " + deep +
+                  " is not an 8-bit label image\nnorvane: " + other + " has no masks to compare with: " + results +
                   "/other.labels.png does not exist\nnorvane: " + folder.path("gone") + " does not exist\n",
               mixed.err);
 
