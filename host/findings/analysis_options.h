@@ -12,6 +12,16 @@
 
 namespace Norvane::Host {
 
+/// Pixels below a micrometre are millimetres that were given for micrometres.
+inline constexpr double kLeastPixelSizeUm = 1.0;
+
+/// What holds if neither the user nor the file nor the pixels say it.
+struct DefaultSettings {
+    std::optional<IMAGE_SIDE> side;
+    std::optional<IMAGE_VIEW> view;
+    std::optional<double> pixel_size_um;
+};
+
 /// If a value is not given, it comes from the file or is found in the image.
 struct AnalysisOptions {
     std::optional<IMAGE_SIDE> side;
@@ -24,6 +34,7 @@ struct AnalysisOptions {
     bool is_inverted = false;
     bool is_fast = false;
     bool wants_contour = true;
+    DefaultSettings defaults;
     std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; if an image would need more, it is refused
 };
 

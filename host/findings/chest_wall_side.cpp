@@ -99,7 +99,8 @@ BrighterBorder brighter_border(const Image& prepared) {
     return border;
 }
 
-Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality) {
+Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality,
+                                std::optional<IMAGE_SIDE> otherwise) {
     const unsigned width = prepared.GetWidth();
     const unsigned depth = std::max(width / kBorderFraction, 1U);
     const std::uint16_t level = tissue_level(prepared);
@@ -120,7 +121,10 @@ Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& l
         return {hung_side(laterality->value), fmt::format("a {} breast; the borders do not show the side ({}; {})",
                                                           name_of(laterality->value), shares, border.means)};
     }
-    throw Refusal(fmt::format("does not show where the chest wall is ({}; {}): give --side", shares, border.means));
+    if (otherwise)
+        return {*otherwise, fmt::format("the default that is given, as the borders do not tell ({})", shares)};
+    throw Refusal(
+        fmt::format("does not show where the chest wall is ({}; {}): give --default-side", shares, border.means));
 }
 
 IMAGE_SIDE hung_side(Laterality laterality) {

@@ -22,9 +22,10 @@ struct BrighterBorder {
 [[nodiscard]] BrighterBorder brighter_border(const Image& prepared);
 
 /// The vertical border of a prepared image with more tissue, because the breast lies at one of them. If both have about
-/// as much, the brighter one. If they do not differ, the laterality decides by the convention for hanging mammograms.
-/// Throws Refusal if that is unknown too.
-[[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality);
+/// as much, the brighter one. If they do not differ, the laterality decides by the convention for hanging mammograms,
+/// and at last `otherwise`. Throws Refusal if these are unknown too.
+[[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality,
+                                              std::optional<IMAGE_SIDE> otherwise = std::nullopt);
 
 /// Where the chest wall of a breast lies by the convention for hanging mammograms.
 [[nodiscard]] IMAGE_SIDE hung_side(Laterality laterality);

@@ -16,18 +16,26 @@ Sourced<Value> said_by(const Sourced<Value>& fact) {
     return {fact.value, fact.from.empty() ? "as the file says" : fact.from};
 }
 
+constexpr const char* kByDefault = "the default that is given, as the file does not say it";
+
 Sourced<IMAGE_VIEW> settle_view(const AnalysisOptions& options, const SourceImage& source) {
     if (options.view) return {*options.view, "as given"};
     if (source.view) return said_by(*source.view);
-    throw Refusal("does not say its view: give --view mlo or --view cc");
+    if (options.defaults.view) return {*options.defaults.view, kByDefault};
+    throw Refusal("does not say its view: give --default-view mlo or --default-view cc");
 }
 
 Sourced<double> settle_pixel_size(const AnalysisOptions& options, const SourceImage& source) {
-    if (!options.pixel_size_um && !source.pixel_size_um) {
-        throw Refusal("does not say its pixel size: give --pixel-size in micrometres");
+    Sourced<double> size;
+    if (options.pixel_size_um) {
+        size = {*options.pixel_size_um, "as given"};
+    } else if (source.pixel_size_um) {
+        size = *source.pixel_size_um;
+    } else if (options.defaults.pixel_size_um) {
+        size = {*options.defaults.pixel_size_um, kByDefault};
+    } else {
+        throw Refusal("does not say its pixel size: give --default-pixel-size in micrometres");
     }
-    Sourced<double> size =
-        options.pixel_size_um ? Sourced<double>{*options.pixel_size_um, "as given"} : *source.pixel_size_um;
     if (size.value > static_cast<double>(Masking::c_lowres_pixelsize)) {
         throw Refusal(fmt::format("has pixels of {} micrometres ({}); 228 is the largest size that can be used",
                                   number_text(size.value), size.from));
@@ -101,7 +109,7 @@ Sourced<IMAGE_SIDE> settle_side(const AnalysisOptions& options, const SourceImag
     } else if (source.chest_wall) {
         side = check_header_side(*source.chest_wall, brighter_border(prepared), warnings);
     } else {
-        side = choose_side(prepared, source.laterality);
+        side = choose_side(prepared, source.laterality, options.defaults.side);
     }
     compare_with_laterality(source, side.value, warnings);
     return side;

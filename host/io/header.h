@@ -118,8 +118,9 @@ void visit_facts(const Header& h, const Visitor& visit) {
     visit(Fact{"height", nullptr, nullptr, "Rows"}, h.height);
     visit(Fact{"used_bits", "used_bits", nullptr, "Samples lie in 0 .. 2^used_bits - 1"}, h.used_bits);
     visit(Fact{"tissue_is_dark", "inverted", nullptr, "Tissue is dark on a bright background"}, h.needs_inversion);
-    visit(Fact{"pixel_size_um", "pixel_size", "give --pixel-size", "Micrometres from pixel to pixel"}, h.pixel_size_um);
-    visit(Fact{"view", "view", "give --view", "View: mlo shows the pectoral muscle, cc does not"}, h.view);
+    visit(Fact{"pixel_size_um", "pixel_size", "give --default-pixel-size", "Micrometres from pixel to pixel"},
+          h.pixel_size_um);
+    visit(Fact{"view", "view", "give --default-view", "View: mlo shows the pectoral muscle, cc does not"}, h.view);
     visit(Fact{"breast", "laterality", "found in the pixels", "Which breast it is, not where its chest wall lies"},
           h.laterality);
     visit(Fact{"chest_wall_border", "side", "found in the pixels", "Image border at which the chest wall lies"},

@@ -25,6 +25,7 @@ struct Format {
     std::vector<std::string_view> endings;  // of file names, in lower case
     bool (*is_start_of)(std::string_view first_bytes);
     SourceImage (*read)(const std::filesystem::path& file, const ReadOptions& options);
+    unsigned (*count_frames)(const std::filesystem::path& file, const ReadOptions& options);
 };
 
 bool is_png(std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"sv); }
@@ -56,12 +57,14 @@ SourceImage read_single(const std::filesystem::path& file, const ReadOptions& op
     return image;
 }
 
+unsigned count_single(const std::filesystem::path&, const ReadOptions&) { return 1; }
+
 // The order matters: a file can be DICOM and TIFF at once.
 const Format kFormats[] = {
-    {"PNG", {".png"}, is_png, read_single<read_png>},
-    {"PGM", {".pgm", ".pnm"}, is_netpbm, read_single<read_pgm>},
-    {"DICOM", {".dcm", ".dicom", ".ima"}, is_dicom, read_dicom},
-    {"TIFF", {".tif", ".tiff"}, is_tiff, read_tiff},
+    {"PNG", {".png"}, is_png, read_single<read_png>, count_single},
+    {"PGM", {".pgm", ".pnm"}, is_netpbm, read_single<read_pgm>, count_single},
+    {"DICOM", {".dcm", ".dicom", ".ima"}, is_dicom, read_dicom, count_dicom_frames},
+    {"TIFF", {".tif", ".tiff"}, is_tiff, read_tiff, count_tiff_pages},
 };
 
 std::string names_of_formats() {
@@ -87,15 +90,10 @@ std::string first_bytes_of(const std::filesystem::path& file) {
     return {head.begin(), head.end()};
 }
 
-}  // namespace
-
-SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options) {
+const Format& format_of(const std::filesystem::path& file) {
     const std::string head = first_bytes_of(file);
     for (const Format& format : kFormats) {
-        if (!format.is_start_of(head)) continue;
-        SourceImage image = format.read(file, options);
-        image.format = format.name;
-        return image;
+        if (format.is_start_of(head)) return format;
     }
     for (const ForeignFormat& foreign : kForeignFormats) {
         if (head.starts_with(foreign.start)) {
@@ -103,6 +101,22 @@ SourceImage read_image(const std::filesystem::path& file, const ReadOptions& opt
         }
     }
     throw Refusal("is not an image that can be read (" + names_of_formats() + ")");
+}
+
+}  // namespace
+
+SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options) {
+    const Format& format = format_of(file);
+    SourceImage image = format.read(file, options);
+    image.format = format.name;
+    return image;
+}
+
+unsigned count_frames(const std::filesystem::path& file, const ReadOptions& options) {
+    constexpr unsigned kMostFrames = 10000;
+    const unsigned count = format_of(file).count_frames(file, options);
+    if (count > kMostFrames) throw Refusal("holds more than 10000 frames");
+    return count;
 }
 
 bool has_image_ending(const std::filesystem::path& file) {

@@ -12,6 +12,9 @@ namespace Norvane::Host {
 /// Reads the image in `file`. The first bytes tell its format, not its name. Throws Refusal.
 [[nodiscard]] SourceImage read_image(const std::filesystem::path& file, const ReadOptions& options = {});
 
+/// The number of frames or pages in `file`; its header is read and no pixels. Throws Refusal.
+[[nodiscard]] unsigned count_frames(const std::filesystem::path& file, const ReadOptions& options = {});
+
 /// Whether the first bytes of `file` are those of a format that read_image() takes. Throws Refusal if the file is empty
 /// or cannot be read.
 [[nodiscard]] bool has_known_format(const std::filesystem::path& file);

@@ -173,6 +173,10 @@ void read_blocks(const TiffFile& file, const PixelLayout& pixel, const Block& bl
 
 }  // namespace
 
+unsigned count_tiff_pages(const std::filesystem::path& file, const ReadOptions& options) {
+    return TiffFile(file, options).page_count();
+}
+
 SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options) {
     const TiffFile tiff(file, options);
     SourceImage image;

@@ -12,4 +12,7 @@ namespace Norvane::Host {
 /// resolution is not used as the pixel size: it is that of a scanner or a printer and often made up. Throws Refusal.
 [[nodiscard]] SourceImage read_tiff(const std::filesystem::path& file, const ReadOptions& options);
 
+/// Throws Refusal.
+[[nodiscard]] unsigned count_tiff_pages(const std::filesystem::path& file, const ReadOptions& options);
+
 }  // namespace Norvane::Host

@@ -41,7 +41,7 @@ void widen_bytes(std::span<std::uint16_t> words) {
 void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {
     const std::string held = fmt::format("{} {}", frame_count, frame_count == 1 ? "frame" : "frames");
     if (!options.frame && frame_count > 1)
-        throw Refusal(fmt::format("holds {}; choose one of them with --frame N", held));
+        throw Refusal(fmt::format("holds {}; choose one of them with --frame N, or all with --frame all", held));
     image.frame = options.frame.value_or(1);
     image.frame_count = frame_count;
     if (image.frame == 0 || image.frame > frame_count) {

@@ -80,9 +80,15 @@ std::string status_line(Masking::MASK_STATUS status) {
     return fmt::format("status {} {}: {}", static_cast<int>(status), text.name, text.sentence);
 }
 
+// Which frame of its file the image is, between `before` and `after`; empty if nothing says it.
+std::string frame_text(const Input& input, const char* before, const char* after = "") {
+    const std::string frame = own_frame(input);
+    return frame.empty() ? "" : fmt::format("{}(frame {}){}", before, frame, after);
+}
+
 // "exam.png: status 0 MASK_OK: The mask can be used."
 std::string verdict_line(const Input& input, const FoundMasks& masks) {
-    return input.file + ": " + status_line(masks.full.status);
+    return input.file + frame_text(input, " ") + ": " + status_line(masks.full.status);
 }
 
 // The status of the image, and in a few words what else a reader should know.
@@ -119,7 +125,7 @@ JobOutcome refused(const Input& input, const std::string& why) {
     JobOutcome outcome;
     outcome.record.file = input.file;
     outcome.record.name = input.name;
-    outcome.record.refusal = why;
+    outcome.record.refusal = frame_text(input, "", " ") + why;
     return outcome;
 }
 
@@ -148,6 +154,12 @@ std::string stamp_options_of(const RunOptions& options) {
     std::string text = std::string(program_version()) + " " + options.stamp_text + "results=";
     for (const std::string& kind : options.results) text += kind + ",";
     return text;
+}
+
+// Of one image: what the run says, and what holds for this image alone.
+std::string stamp_origin_of(const Input& input, const std::string& run_options) {
+    if (input.own.empty()) return stamp_origin(input.file, run_options);
+    return stamp_origin(input.file, run_options + " own " + stamp_text_of(facts_of(run_option_table()), input.own));
 }
 
 // The record of an earlier run, if its results exist and are up to date.
@@ -207,7 +219,7 @@ JobOutcome ImageJobs::run(const Input& input, const Workplace& place) const {
 
 JobOutcome ImageJobs::foresee(const Input& input) const {
     return guarded(input, [&] {
-        const std::string origin = stamp_origin(input.file, stamp_options);
+        const std::string origin = stamp_origin_of(input, stamp_options);
         std::error_code ignored;
         std::optional<ResultFolder> folder;
         if (fs::is_directory(options.out_dir, ignored)) folder = ResultFolder(options.out_dir).parent_of(input.name);
@@ -229,7 +241,7 @@ JobOutcome ImageJobs::foresee(const Input& input) const {
 
 JobOutcome ImageJobs::make(const Input& input, const Workplace& place) const {
     // Taken before the file is read. If the file changes meanwhile, it does not match its stamp.
-    const std::string origin = stamp_origin(input.file, stamp_options);
+    const std::string origin = stamp_origin_of(input, stamp_options);
     const std::string stem = fs::path(input.name).filename().string();
     const std::optional<ResultFolder> folder = place.results.parent_of(input.name);
     const auto stamp = folder ? read_stamp(*folder, stem) : std::nullopt;
@@ -248,9 +260,10 @@ JobOutcome ImageJobs::make_new(const Input& input, const Workplace& place, const
                                const std::optional<Stamp>& old) const {
     StageTimes seconds;
     Stopwatch watch;
-    SourceImage source = read_image(input.file, options.reading);
+    const ImageOptions own = options_of_image(options, input.own);
+    SourceImage source = read_image(input.file, own.reading);
     seconds.reading = watch.lap();
-    Findings findings = analyse(std::move(source), options.analysis, input.file);
+    Findings findings = analyse(std::move(source), own.analysis, input.file);
     seconds.analysis = watch.lap();
 
     const ResultFolder folder = place.results.make_parent_of(input.name);

@@ -4,18 +4,18 @@
 #include "export/kinds.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
+#include "run/manifest.h"
+#include "run/reading_options.h"
 #include "run/result_names.h"
 #include "run/stamp.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
-#include <iostream>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <system_error>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -119,27 +119,17 @@ private:
     StampedFiles stamped;
 };
 
-std::vector<std::string> names_in(std::istream& stream, char list_end) {
-    std::vector<std::string> names;
-    for (std::string name; std::getline(stream, name, list_end);) {
-        if (list_end == '\n' && name.ends_with('\r')) name.pop_back();
-        if (!name.empty()) names.push_back(name);
-    }
-    return names;
-}
-
-std::vector<std::string> read_manifest(const std::string& manifest, char list_end) {
-    if (manifest == "-") return names_in(std::cin, list_end);
-    std::ifstream stream(manifest);
-    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
-    std::vector<std::string> names = names_in(stream, list_end);
-    if (stream.bad()) throw Refusal("cannot be read");
-    return names;
-}
-
 bool is_below(const fs::path& path, const fs::path& folder) {
     const fs::path relative = path.lexically_relative(folder);
     return !relative.empty() && *relative.begin() != "..";
+}
+
+unsigned frames_or_one(const std::string& file, const ReadOptions& options) {
+    try {
+        return count_frames(file, options);
+    } catch (const Refusal&) {
+        return 1;  // it is refused when it is read
+    }
 }
 
 }  // namespace
@@ -155,32 +145,63 @@ bool is_in_shard(const Input& input, const Shard& shard) {
 }
 
 FoundInputs find_inputs(const InputQuery& query) {
-    std::vector<std::string> named = query.inputs;
+    FoundInputs found;
+    std::vector<ManifestEntry> named;
+    for (const std::string& name : query.inputs) named.push_back({name});
     if (!query.manifest.empty()) {
-        const std::vector<std::string> listed = read_manifest(query.manifest, query.list_end);
-        named.insert(named.end(), listed.begin(), listed.end());
+        Manifest listed = read_manifest(query.manifest, query.list_end, query.columns);
+        std::ranges::move(listed.entries, std::back_inserter(named));
+        found.note = std::move(listed.note);
     }
     const fs::path root = fs::path(query.root).lexically_normal();
-    FoundInputs found;
     Walk walk(query.out_dir, found);
-    for (const std::string& name : named) {
+    for (const auto& [name, own, refusal] : named) {
         if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // no file name holds a NUL byte
             found.inputs.push_back({name.substr(0, nul + 1), {}, "holds a NUL byte: this list needs --null", {}});
+            continue;
+        }
+        if (!refusal.empty()) {
+            found.inputs.push_back({name, {}, refusal, {}});
             continue;
         }
         const fs::path path = fs::path(name).lexically_normal();
         const bool is_in_root = !root.empty() && is_below(path, root);
         std::error_code ignored;
         if (!fs::is_directory(path, ignored)) {
-            found.inputs.push_back({name, is_in_root ? root : fs::path(), {}, {}});
+            found.inputs.push_back({name, is_in_root ? root : fs::path(), {}, {}, true, own});
             continue;
         }
         const std::size_t before = found.inputs.size();
         if (walk.enter(path, is_in_root ? root : path) && found.inputs.size() == before) {
             found.inputs.push_back({name, {}, "is a folder in which no image was found", {}});
         }
+        for (std::size_t i = before; i < found.inputs.size(); ++i) found.inputs[i].own = own;
     }
     return found;
+}
+
+std::string own_frame(const Input& input) {
+    const auto found = input.own.find(kFrameOption);
+    return found == input.own.end() || found->second.empty() ? std::string() : found->second.back();
+}
+
+void expand_frames(std::vector<Input>& inputs, bool are_all_wanted, const ReadOptions& options) {
+    std::vector<Input> expanded;
+    for (Input& input : inputs) {
+        const std::string own = own_frame(input);
+        unsigned count = 1;
+        if (own.empty() ? are_all_wanted : is_all_frames(own)) {
+            input.own.erase(kFrameOption);
+            if (input.refusal.empty()) count = frames_or_one(input.file, options);
+        }
+        for (unsigned frame = 1; count > 1 && frame < count; ++frame) {
+            expanded.push_back(input);
+            expanded.back().own[kFrameOption] = {std::to_string(frame)};
+        }
+        if (count > 1) input.own[kFrameOption] = {std::to_string(count)};
+        expanded.push_back(std::move(input));
+    }
+    inputs = std::move(expanded);
 }
 
 }  // namespace Norvane::Host

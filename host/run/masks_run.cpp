@@ -215,8 +215,16 @@ private:
 }  // namespace
 
 FoundInputs find_and_name(const RunOptions& options) {
-    FoundInputs found =
-        find_inputs({options.inputs, options.manifest, options.root, options.out_dir, options.list_end});
+    FoundInputs found = find_inputs(
+        {options.inputs, options.manifest, options.root, options.out_dir, options.list_end, options_of_images()});
+    for (Input& input : found.inputs) {
+        try {
+            if (!input.own.empty()) (void)options_of_image(options, input.own);
+        } catch (const WrongOption& wrong) {
+            input.refusal = "cannot be made as the manifest says, " + wrong.option + ": " + wrong.what();
+        }
+    }
+    expand_frames(found.inputs, options.takes_all_frames, options.reading);
     give_result_names(found.inputs);
     return found;
 }
@@ -229,6 +237,7 @@ int run_masks(const RunOptions& options, std::ostream& out, std::ostream& err) {
         complain(err, "the manifest " + options.manifest + " " + refusal.what());
         return kExitPartly;
     }
+    if (!found->note.empty()) complain(err, "the manifest " + options.manifest + " " + found->note);
     if (is_input(options.fail_list, found->inputs)) {
         complain(err, "--fail-list names an input: " + options.fail_list);
         return kExitUsage;

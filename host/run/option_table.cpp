@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/option_table.h"
 
+#include "findings/analysis_options.h"
+
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <sstream>
 
 namespace Norvane::Host {
 namespace {
+
+constexpr double kMicrometresPerMillimetre = 1000.0;
 
 // The shortest text for the number.
 std::string text_of(double number) {
@@ -50,11 +55,15 @@ std::string checked_flag(const std::string& text) {
     throw std::invalid_argument("'" + text + "' is neither true nor false");
 }
 
-void check(const OptionFacts& option, const std::string& value) {
-    const auto is_named = [&value](const OptionChoice& choice) { return choice.name == value; };
-    if (!option.choices.empty() && std::ranges::none_of(option.choices, is_named)) {
-        throw std::invalid_argument("'" + value + "' is none of " + names_of(option.choices, ", "));
+// The word as the table has it.
+std::string named_choice(const OptionFacts& option, const std::string& value) {
+    for (const OptionChoice& choice : option.choices) {
+        if (is_same_word(choice.name, value)) return choice.name;
     }
+    throw std::invalid_argument("'" + value + "' is none of " + names_of(option.choices, ", "));
+}
+
+void check_range(const OptionFacts& option, const std::string& value) {
     if (!option.range) return;
     const double number = number_of(value);
     if (!(option.range->first <= number && number <= option.range->second)) {
@@ -63,6 +72,11 @@ void check(const OptionFacts& option, const std::string& value) {
 }
 
 }  // namespace
+
+bool is_same_word(std::string_view a, std::string_view b) {
+    const auto lower = [](unsigned char c) { return std::tolower(c); };
+    return std::ranges::equal(a, b, {}, lower, lower);
+}
 
 std::vector<std::string> checked_values(const OptionFacts& option, const std::vector<std::string>& texts) {
     if (option.kind == OptionKind::kValue && texts.size() != 1) throw WrongOption(option.name, "expects one value");
@@ -77,7 +91,11 @@ std::vector<std::string> checked_values(const OptionFacts& option, const std::ve
                 values.insert(values.end(), parts.begin(), parts.end());
             }
         }
-        if (!is_flag(option)) std::ranges::for_each(values, [&](const std::string& value) { check(option, value); });
+        if (is_flag(option)) return values;
+        for (std::string& value : values) {
+            if (!option.choices.empty()) value = named_choice(option, value);
+            check_range(option, value);
+        }
     } catch (const std::invalid_argument& error) {
         throw WrongOption(option.name, error.what());
     }
@@ -90,7 +108,7 @@ std::string stamp_text_of(const std::vector<OptionFacts>& options, const GivenOp
         const auto found = given.find(option.name);
         if (option.effect != OptionEffect::kResults || found == given.end()) continue;
         text += "--" + option.name;
-        for (const std::string& value : found->second) text += "=" + value;
+        for (const std::string& value : checked_values(option, found->second)) text += "=" + value;
         text += ' ';
     }
     return text;
@@ -128,6 +146,13 @@ double number_of(const std::string& text) {
     const auto number = parsed<double>(text);
     if (number && std::isfinite(*number)) return *number;
     throw std::invalid_argument("'" + text + "' is not a number");
+}
+
+double micrometres_of(const std::string& text) {
+    const double micrometres = positive_number_of(text);
+    if (micrometres >= kLeastPixelSizeUm) return micrometres;
+    throw std::invalid_argument(text + " is no pixel size in micrometres; were millimetres meant? These would be " +
+                                text_of(micrometres * kMicrometresPerMillimetre));
 }
 
 double positive_number_of(const std::string& text) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +43,7 @@ struct OptionFacts {
     std::string otherwise{};                           ///< what applies without the option; empty: the opposite
     std::string details{};                             ///< further sentences, for the manual page
     bool is_of_command = false;                        ///< only for the command, not for a program that calls the run
+    bool is_of_image = false;                          ///< may be a column of a manifest
 };
 
 /// `set` takes one value; that of a flag is "true" or "false". If the value is wrong, it throws std::invalid_argument
@@ -71,7 +73,11 @@ public:
     std::string option;
 };
 
-/// Splits the texts into values and checks them against the choices and the range. Throws WrongOption.
+/// Whether two words of options are the same but for capitals.
+[[nodiscard]] bool is_same_word(std::string_view a, std::string_view b);
+
+/// Splits the texts into values, checks them against the choices and the range, and gives choices the letters that the
+/// table has. Throws WrongOption.
 [[nodiscard]] std::vector<std::string> checked_values(const OptionFacts& option, const std::vector<std::string>& texts);
 
 /// Sets the given options in the order of the table. Throws WrongOption.
@@ -90,7 +96,8 @@ void set_options(Options& options, const OptionTable<Options>& table, const Give
     }
 }
 
-/// The given options that the results depend on, in the order of the table: "--view=mlo --fast=true ".
+/// The given options that the results depend on, in the order of the table: "--view=mlo --fast=true ". Throws
+/// WrongOption.
 [[nodiscard]] std::string stamp_text_of(const std::vector<OptionFacts>& options, const GivenOptions& given);
 
 /// The value in the help, such as "FOLDER" or "left|right"; empty for a flag.
@@ -109,6 +116,8 @@ void set_options(Options& options, const OptionTable<Options>& table, const Give
 [[nodiscard]] unsigned whole_number_of(const std::string& text);
 [[nodiscard]] double number_of(const std::string& text);
 [[nodiscard]] double positive_number_of(const std::string& text);
+/// A pixel size. What must be millimetres is refused with the question.
+[[nodiscard]] double micrometres_of(const std::string& text);
 
 /// The choices from pairs of name and value.
 template <class NamedValues>

@@ -16,9 +16,13 @@ namespace Norvane::Host {
 inline constexpr std::array kDecodingPlaces{std::pair{"isolated", DecodingPlace::kWorker},
                                             std::pair{"in-process", DecodingPlace::kThisProcess}};
 
+inline constexpr const char* kFrameOption = "frame";
+/// Whether the text asks for all frames of a file, as the option of runs may.
+[[nodiscard]] inline bool is_all_frames(const std::string& text) { return is_same_word(text, "all"); }
+
 template <class Options>
 [[nodiscard]] Option<Options> frame_option(OptionEffect effect) {
-    return {{.name = "frame",
+    return {{.name = kFrameOption,
              .effect = effect,
              .value = "N",
              .help = "Which frame to use if a file holds several, from 1",
@@ -27,6 +31,16 @@ template <class Options>
                 (void)positive_number_of(text);
                 options.reading.frame = whole_number_of(text);
             }};
+}
+
+template <class Options>
+[[nodiscard]] Option<Options> modality_option(OptionEffect effect) {
+    return {{.name = "any-modality",
+             .kind = OptionKind::kFlag,
+             .effect = effect,
+             .help = "Read DICOM files of any modality",
+             .otherwise = "MG; CR, DX and RG if the view or the body part is that of a mammogram"},
+            [](Options& options, const std::string& value) { options.reading.takes_any_modality = value == "true"; }};
 }
 
 template <class Options>

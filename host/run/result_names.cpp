@@ -10,7 +10,9 @@ namespace Norvane::Host {
 std::string own_result_name(const Input& input) {
     std::filesystem::path name = std::filesystem::path(input.file).lexically_normal();
     name = input.base.empty() ? name.filename() : name.lexically_relative(input.base);
-    return (has_image_ending(name) ? name.replace_extension() : name).string();
+    std::string own = (has_image_ending(name) ? name.replace_extension() : name).string();
+    if (const std::string frame = own_frame(input); !frame.empty()) own += ".frame" + frame;
+    return own;
 }
 
 void give_result_names(std::vector<Input>& inputs) {

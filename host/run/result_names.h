@@ -11,7 +11,8 @@
 namespace Norvane::Host {
 
 /// The name that an input gets unless another input has it: its path below its base, or the name of its file if it has
-/// no base; without the ending of an image format. It depends on no other input, so that a later run finds the results.
+/// no base; without the ending of an image format, but with ".frame3" if the input is this frame alone. It depends on
+/// no other input, so that a later run finds the results.
 [[nodiscard]] std::string own_result_name(const Input& input);
 
 /// Fills in the names. If a name is taken, a number is added (exam, exam-2), so that no input overwrites the results of

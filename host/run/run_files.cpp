@@ -8,6 +8,7 @@
 #include <fmt/core.h>
 
 #include <exception>
+#include <set>
 
 namespace Norvane::Host {
 namespace {
@@ -34,8 +35,10 @@ bool can_be_listed(const std::string& name, char list_end) {
 
 std::string failed_of(const std::vector<ImageRecord>& records, char list_end, std::vector<std::string>& failures) {
     std::string text;
+    std::set<std::string> listed;
     for (const ImageRecord& record : records) {
         if (record.refusal.empty()) continue;
+        if (!listed.insert(record.file).second) continue;  // another frame of it was refused
         if (can_be_listed(record.file, list_end)) {
             text += record.file + list_end;
         } else {

@@ -61,7 +61,7 @@ std::string default_results_text() {
 
 void set_noise(RunOptions& run, const std::string& text) {
     run.analysis.tries_noise = text == kTriedNoise;
-    if (!run.analysis.tries_noise) run.analysis.noise = value_named(kNoiseNames, text);
+    run.analysis.noise = run.analysis.tries_noise ? std::nullopt : std::optional(value_named(kNoiseNames, text));
 }
 
 void set_padding(RunOptions& run, const std::string& text) {
@@ -70,7 +70,12 @@ void set_padding(RunOptions& run, const std::string& text) {
 }
 
 void set_pixel_size(RunOptions& run, const std::string& text) {
-    run.analysis.pixel_size_um = positive_number_of(text);
+    run.analysis.pixel_size_um = micrometres_of(text);
+    run.reading.is_pixel_size_given = true;
+}
+
+void set_default_pixel_size(RunOptions& run, const std::string& text) {
+    run.analysis.defaults.pixel_size_um = micrometres_of(text);
     run.reading.is_pixel_size_given = true;
 }
 
@@ -87,6 +92,20 @@ auto flag(Set set) {
 
 constexpr auto kResults = OptionEffect::kResults;
 
+// Runs take all frames as well.
+Option<RunOptions> frames_option() {
+    Option<RunOptions> option = frame_option<RunOptions>(kResults);
+    option.facts.value = "N|all";
+    option.facts.help += ", or all for a result of each";
+    option.facts.details = "The results of frame 3 are called NAME.frame3.";
+    option.facts.is_of_image = true;
+    option.set = [set_one = option.set](RunOptions& run, const std::string& text) {
+        run.takes_all_frames = is_all_frames(text);
+        if (!run.takes_all_frames) set_one(run, text);
+    };
+    return option;
+}
+
 // Options about what the image shows.
 OptionTable<RunOptions> view_options() {
     return {
@@ -94,21 +113,51 @@ OptionTable<RunOptions> view_options() {
           .effect = kResults,
           .choices = choices_of(kSideWords),
           .help = "Image border at which the chest wall lies",
-          .otherwise = "what the file says, otherwise the border with more tissue"},
+          .otherwise = "what the file says, otherwise the border with more tissue",
+          .is_of_image = true},
          [](RunOptions& run, const std::string& text) { run.analysis.side = value_named(kSideWords, text); }},
         {{.name = "view",
           .effect = kResults,
           .choices = choices_of(kViewWords),
           .help = "mlo shows the pectoral muscle, cc does not",
-          .otherwise = "what the file says; if it says nothing, it is refused"},
+          .otherwise = "what the file says; if it says nothing, it is refused",
+          .details = "It holds for every image of the run, whatever its file says. Folders that hold both views need "
+                     "--default-view.",
+          .is_of_image = true},
          [](RunOptions& run, const std::string& text) { run.analysis.view = value_named(kViewWords, text); }},
         {{.name = "pixel-size",
           .effect = kResults,
           .value = "UM",
           .help = "Pixel size in micrometres, up to 228",
-          .otherwise = "what the file says; if it says nothing, it is refused"},
+          .otherwise = "what the file says; if it says nothing, it is refused",
+          .is_of_image = true},
          set_pixel_size},
-        frame_option<RunOptions>(kResults),
+        frames_option(),
+    };
+}
+
+// What holds for images that do not say it.
+OptionTable<RunOptions> default_options() {
+    return {
+        {{.name = "default-side",
+          .effect = kResults,
+          .choices = choices_of(kSideWords),
+          .help = "Border of the chest wall in images that neither say nor show it",
+          .otherwise = "such an image is refused"},
+         [](RunOptions& run, const std::string& text) { run.analysis.defaults.side = value_named(kSideWords, text); }},
+        {{.name = "default-view",
+          .effect = kResults,
+          .choices = choices_of(kViewWords),
+          .help = "View of images whose files do not say it",
+          .otherwise = "such an image is refused"},
+         [](RunOptions& run, const std::string& text) { run.analysis.defaults.view = value_named(kViewWords, text); }},
+        {{.name = "default-pixel-size",
+          .effect = kResults,
+          .value = "UM",
+          .help = "Pixel size of images whose files do not say it, in micrometres",
+          .otherwise = "such an image is refused"},
+         set_default_pixel_size},
+        modality_option<RunOptions>(kResults),
     };
 }
 
@@ -128,7 +177,8 @@ OptionTable<RunOptions> analysis_options() {
           .choices = noise_choices(),
           .help = "Noise class of the background; auto tries several and takes the one whose breast mask agrees best "
                   "with those of the others",
-          .otherwise = "what the file says, otherwise auto"},
+          .otherwise = "what the file says, otherwise auto",
+          .is_of_image = true},
          set_noise},
         {{.name = "padding",
           .effect = kResults,
@@ -226,7 +276,10 @@ OptionTable<RunOptions> batch_options() {
         {{.name = "manifest",
           .value = "FILE",
           .group = kBatchGroup,
-          .help = "File that lists inputs, one per line; - is standard input"},
+          .help = "File that lists inputs, one per line, or a CSV with a column file; - is standard input",
+          .details = "The CSV has a header. Its columns side, view, pixel-size, noise and frame are options for the "
+                     "image of the row and come before those of the command line. An empty cell says nothing, and "
+                     "other columns are not used."},
          [](RunOptions& run, const std::string& text) { run.manifest = text; }},
         {{.name = "root",
           .value = "FOLDER",
@@ -268,13 +321,29 @@ const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
         OptionTable<RunOptions> all = view_options();
         for (const OptionTable<RunOptions>& more :
-             {analysis_options(), identifier_options<RunOptions>(kResults, "Options"), result_options(),
-              batch_options()}) {
+             {default_options(), analysis_options(), identifier_options<RunOptions>(kResults, "Options"),
+              result_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
     }();
     return table;
+}
+
+ImageOptions options_of_image(const RunOptions& run, const GivenOptions& own) {
+    RunOptions image;
+    image.analysis = run.analysis;
+    image.reading = run.reading;
+    set_options(image, run_option_table(), own);
+    return {image.analysis, image.reading};
+}
+
+std::vector<std::string> options_of_images() {
+    std::vector<std::string> names;
+    for (const Option<RunOptions>& option : run_option_table()) {
+        if (option.facts.is_of_image) names.push_back(option.facts.name);
+    }
+    return names;
 }
 
 RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOptions& given) {

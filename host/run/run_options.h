@@ -26,6 +26,7 @@ struct RunOptions {
     ReadOptions reading;
 
     unsigned jobs = 1;
+    bool takes_all_frames = false;  ///< a result for each frame of a file
     bool is_resumed = false;
     std::optional<Shard> shard;
     std::string fail_list;  ///< empty: none
@@ -39,6 +40,17 @@ struct RunOptions {
 
 /// All options of a run. Their groups are only headings in the help.
 [[nodiscard]] const OptionTable<RunOptions>& run_option_table();
+
+/// How one image is read and analysed.
+struct ImageOptions {
+    AnalysisOptions analysis;
+    ReadOptions reading;
+};
+/// Options of its own come before those of the run. Throws WrongOption.
+[[nodiscard]] ImageOptions options_of_image(const RunOptions& run, const GivenOptions& own);
+
+/// The names of the options that images may have of their own.
+[[nodiscard]] std::vector<std::string> options_of_images();
 
 /// Throws WrongOption.
 [[nodiscard]] RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOptions& given);

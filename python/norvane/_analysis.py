@@ -65,6 +65,7 @@ def read(
     path: PathLike,
     *,
     frame: Optional[int] = None,
+    any_modality: bool = False,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
     patient_id: bool = False,
@@ -73,6 +74,7 @@ def read(
     """Reads the image in a file like the program does (PNG, TIFF, PGM or DICOM, recognised by content).
 
     frame: which frame to use if the file holds several, from 1. Without it, such a file is refused.
+    any_modality: read DICOM files too that are not mammograms by their Modality.
     decode: where the JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a separate process, or
         "in-process" in this one, which damaged data may then crash.
     image_memory: MiB that the image may need in total; the default is 768. If it would need more, it is refused.
@@ -82,13 +84,14 @@ def read(
     If the file cannot be read, raises norvane.Refusal (a ValueError) with the program's sentence. If the path holds a
     null byte, raises ValueError.
     """
-    return _read(path, frame, False, decode, image_memory, patient_id, no_identifiers)
+    return _read(path, frame, False, any_modality, decode, image_memory, patient_id, no_identifiers)
 
 
 def _read(
     path: PathLike,
     frame: Optional[int],
     is_pixel_size_given: bool,
+    any_modality: bool,
     decode: str,
     image_memory: Optional[int],
     patient_id: bool,
@@ -99,7 +102,7 @@ def _read(
         raise ValueError("patient_id: contradicts no_identifiers")
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    read_as = (is_pixel_size_given, decode, image_memory, bool(patient_id), bool(no_identifiers))
+    read_as = (is_pixel_size_given, bool(any_modality), decode, image_memory, bool(patient_id), bool(no_identifiers))
     return Source(_norvane.read(name, frame, *read_as), os.fsdecode(name))
 
 
@@ -183,9 +186,9 @@ def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
     if value is None:
         return None
     if isinstance(value, str):
-        if value not in words:
+        if value.lower() not in words:
             raise ValueError(f"{name}: expected one of {', '.join(words)}, got {value!r}")
-        return words[value]
+        return words[value.lower()]
     try:
         return kind(value)
     except ValueError:
@@ -199,6 +202,10 @@ def analyse(
     side: Union[IMAGE_SIDE, str, None] = None,
     view: Union[IMAGE_VIEW, str, None] = None,
     pixel_size: Optional[float] = None,
+    default_side: Union[IMAGE_SIDE, str, None] = None,
+    default_view: Union[IMAGE_VIEW, str, None] = None,
+    default_pixel_size: Optional[float] = None,
+    any_modality: bool = False,
     frame: Optional[int] = None,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
@@ -221,6 +228,8 @@ def analyse(
         with more tissue.
     view: "mlo" shows the pectoral muscle, "cc" does not. Default: what the file says.
     pixel_size: micrometres, at most 228. Default: what the file says.
+    default_side, default_view, default_pixel_size: used if the image does not say it. They override nothing.
+    any_modality: see read().
     frame: which frame to use if the file holds several, from 1.
     decode: "isolated" or "in-process", see read().
     image_memory: MiB that the image may need in total. If it would need more, it is refused. Default: 768 for a file,
@@ -240,15 +249,18 @@ def analyse(
     not exist, nothing is raised: the status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is
     released.
     """
-    noise_word = None if isinstance(noise, str) and noise == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
+    noise_word = None if isinstance(noise, str) and noise.lower() == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
     if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
         raise ValueError("padding: expected no noise class with it except BG_GIVEN_LEVEL, the only one that uses it")
     options = {
         "side": _word("side", side, IMAGE_SIDE, _SIDES),
         "view": _word("view", view, IMAGE_VIEW, _VIEWS),
         "pixel_size": pixel_size,
+        "default_side": _word("default_side", default_side, IMAGE_SIDE, _SIDES),
+        "default_view": _word("default_view", default_view, IMAGE_VIEW, _VIEWS),
+        "default_pixel_size": default_pixel_size,
         "noise": noise_word,
-        "tries_noise": isinstance(noise, str) and noise == "auto",
+        "tries_noise": isinstance(noise, str) and noise.lower() == "auto",
         "padding": padding,
         "crop": bool(crop),
         "inverted": bool(inverted),
@@ -257,7 +269,9 @@ def analyse(
         "image_memory": image_memory,
     }
     _norvane.check_options(options)
-    if options["side"] is IMAGE_SIDE.SIDE_UNDEFINED or options["view"] is IMAGE_VIEW.VIEW_UNDEFINED:
+    if IMAGE_SIDE.SIDE_UNDEFINED in (options["side"], options["default_side"]) or (
+        IMAGE_VIEW.VIEW_UNDEFINED in (options["view"], options["default_view"])
+    ):
         raise ValueError("side and view: expected None if they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected only with an array; a file says it itself")
@@ -271,7 +285,10 @@ def analyse(
         elif isinstance(image, Source):
             source, file = image._source, image.file
         else:
-            found = _read(image, frame, pixel_size is not None, decode, image_memory, patient_id, no_identifiers)
+            is_size_given = pixel_size is not None or default_pixel_size is not None
+            found = _read(
+                image, frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers
+            )
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:

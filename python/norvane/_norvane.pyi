@@ -136,6 +136,7 @@ def read(
     file: bytes,
     frame: Optional[int],
     is_pixel_size_given: bool,
+    takes_any_modality: bool,
     decode: str,
     image_memory: Optional[int],
     patient_id: bool,

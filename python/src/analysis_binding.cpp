@@ -62,8 +62,8 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
-                  const std::string& decode, const std::optional<std::uint64_t>& image_memory, bool has_patient_id,
-                  bool has_no_identifiers) {
+                  bool takes_any_modality, const std::string& decode, const std::optional<std::uint64_t>& image_memory,
+                  bool has_patient_id, bool has_no_identifiers) {
     refuse_nul(file);
     const auto* const place =
         std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
@@ -72,7 +72,7 @@ SharedSource read(const std::string& file, const std::optional<unsigned>& frame,
     const auto identifiers = has_no_identifiers ? Host::Identifiers::kNone
                              : has_patient_id   ? Host::Identifiers::kUidsAndPatient
                                                 : Host::Identifiers::kUids;
-    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit, identifiers};
+    const Host::ReadOptions options{frame, is_pixel_size_given, takes_any_modality, place->second, limit, identifiers};
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
@@ -151,14 +151,26 @@ std::optional<Enumeration> choice_of(const py::dict& options, const char* name) 
     return static_cast<Enumeration>(value.cast<int>());
 }
 
+std::optional<double> micrometres_of(const py::dict& options, const char* name) {
+    const auto size = options[name].cast<std::optional<double>>();
+    if (!size) return std::nullopt;
+    (void)pixel_size_of(*size, std::numeric_limits<double>::infinity());
+    if (*size < Host::kLeastPixelSizeUm) {
+        refuse_value(fmt::format("{}: expected micrometres, got {}; were millimetres meant?", name, *size));
+    }
+    return size;
+}
+
 Host::AnalysisOptions options_of(const py::dict& given) {
     Host::AnalysisOptions options;
     options.side = choice_of<IMAGE_SIDE>(given, "side");
     options.view = choice_of<IMAGE_VIEW>(given, "view");
     options.noise = choice_of<BG_NOISE>(given, "noise");
     options.tries_noise = given["tries_noise"].cast<bool>();
-    options.pixel_size_um = given["pixel_size"].cast<std::optional<double>>();
-    if (options.pixel_size_um) (void)pixel_size_of(*options.pixel_size_um, std::numeric_limits<double>::infinity());
+    options.pixel_size_um = micrometres_of(given, "pixel_size");
+    options.defaults.side = choice_of<IMAGE_SIDE>(given, "default_side");
+    options.defaults.view = choice_of<IMAGE_VIEW>(given, "default_view");
+    options.defaults.pixel_size_um = micrometres_of(given, "default_pixel_size");
     options.padding = padding_of(given["padding"]);
     options.crops_film_area = given["crop"].cast<bool>();
     options.is_inverted = given["inverted"].cast<bool>();

@@ -37,12 +37,12 @@ using Host::RunOptions;
 
 py::tuple tuple_of(const Input& input) {
     return py::make_tuple(text_of_file(input.file), text_of_file(input.base.string()), text_of_file(input.refusal),
-                          text_of_file(input.name), input.is_named);
+                          text_of_file(input.name), input.is_named, input.own);
 }
 Input input_of(const py::tuple& fields) {
-    if (fields.size() != 5) refuse_type("an input has five fields");
-    Input input{name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]), name_of_file(fields[3]),
-                fields[4].cast<bool>()};
+    if (fields.size() != 6) refuse_type("an input has six fields");
+    Input input{name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]),
+                name_of_file(fields[3]), fields[4].cast<bool>(),  fields[5].cast<Host::GivenOptions>()};
     if (!input.refusal.empty()) return input;  // it will not be opened, perhaps because of its name
     for (const std::string& name : {input.file, input.base.string(), input.name}) refuse_nul(name);
     return input;

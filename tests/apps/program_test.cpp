@@ -61,8 +61,8 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
         std::string file, options, message;
     } table[] = {
         {folder.path("gone.png"), "--view=cc --pixel-size=220", "does not exist"},
-        {exam, "--view=cc", "does not say its pixel size: give --pixel-size in micrometres"},
-        {exam, "--pixel-size=220", "does not say its view: give --view mlo or --view cc"},
+        {exam, "--view=cc", "does not say its pixel size: give --default-pixel-size in micrometres"},
+        {exam, "--pixel-size=220", "does not say its view: give --default-view mlo or --default-view cc"},
         {exam, "--view=cc --pixel-size=300",
          "has pixels of 300 micrometres (as given); 228 is the largest size that can be used"},
         {exam, "--view=cc --pixel-size=220 --noise=given-level",
@@ -70,7 +70,9 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
         {even, "--view=cc --pixel-size=220 --padding=0:300",
          "has samples of 8 bits; the padding value 300 does not fit"},
         {even, "--view=cc --pixel-size=220",
-         "does not show where the chest wall is (mean grey level 30720 on the left, 30720 on the right): give --side"},
+         "does not show where the chest wall is (tissue in 0.0 % of the left quarter, 0.0 % of the right one; mean "
+         "grey "
+         "level 30720 on the left, 30720 on the right): give --default-side"},
         {tiny, "--view=cc --pixel-size=220", "is too small for a mammogram (19 x 19 pixels of 228 micrometres)"},
     };
     for (const auto& bad : table) {
@@ -104,7 +106,8 @@ TEST(Program, OfTwinsBothHaveResults) {
 
 TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     const std::string changing =
-        "--side=left --view=cc --pixel-size=70 --frame=2 --crop=none --noise=given-level "
+        "--side=left --view=cc --pixel-size=70 --frame=2 --default-side=right --default-view=mlo "
+        "--default-pixel-size=80 --any-modality=true --crop=none --noise=given-level "
         "--padding=0:7 --invert=true --fast=true --contour=false ";
     const std::string others =
         "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
@@ -123,7 +126,7 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     const std::string exam = folder.path("exam.png");
     ASSERT_EQ(0, run_phantom(exam).code);
     (void)run_masks(folder.path("out"),
-                    {exam, "--no-contour", "--view", "cc", "--fast", "--pixel-size=0220", "--fast",
+                    {exam, "--no-contour", "--view", "CC", "--fast", "--pixel-size=0220", "--fast",
                      "--results=nrrd,json", "--no-page", "--results", "json", "--invert", "--side", "left"});
     EXPECT_THAT(read_bytes(folder.path("out/exam.done")),
                 HasSubstr(" --side=left --view=cc --pixel-size=0220 --invert=true --fast=true=true --contour=false "
@@ -145,8 +148,9 @@ TEST(Program, UsageErrorsAreTwo) {
     }
     for (const char* line :
          {"", "masks", "phantom a.png --bits 17", "masks a.png --side up", "masks a.png --side left --side right",
-          "masks a.png --pixel-size nan", "masks a.png --noise loud", "masks a.png --padding 7",
-          "masks a.png --padding 9:7", "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg"}) {
+          "masks a.png --pixel-size nan", "masks a.png --pixel-size 0.094", "masks a.png --frame every",
+          "masks a.png --noise loud", "masks a.png --padding 7", "masks a.png --padding 9:7",
+          "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg"}) {
         const ProgramRun wrong = run(words_of(line));
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_NE("", wrong.err) << line;

@@ -29,6 +29,7 @@ struct InfoOptions {
 OptionTable<InfoOptions> info_options() {
     OptionTable<InfoOptions> options = {
         frame_option<InfoOptions>(OptionEffect::kRun),
+        modality_option<InfoOptions>(OptionEffect::kRun),
         memory_option<InfoOptions>("Options"),
         decode_option<InfoOptions>("Options"),
         {{.name = "format",

@@ -98,7 +98,7 @@ OptionTable<ScoreOptions> score_options() {
           .value = "UM",
           .help = "Pixel size in micrometres",
           .otherwise = "what was used for the masks"},
-         [](ScoreOptions& options, const std::string& text) { options.pixel_size_um = positive_number_of(text); }},
+         [](ScoreOptions& options, const std::string& text) { options.pixel_size_um = micrometres_of(text); }},
         {{.name = "csv",
           .value = "FILE",
           .help = "File for the table",

@@ -184,23 +184,36 @@ bool is_code_of(const Row& row, const std::string& code) {
     return !code.empty() && (code == row.code || code == row.old_code);
 }
 
-void read_view(const DicomHeader& header, SourceImage& image) {
-    const std::vector<DcmItem*> codes = header.items(DCM_ViewCodeSequence);
-    const std::string code = codes.empty() ? std::string() : text_of(*codes.front(), DCM_CodeValue);
-    const std::string position = header.text(DCM_ViewPosition);
-    const auto* by_code = std::ranges::find_if(kViewRules, [&](const ViewRule& row) { return is_code_of(row, code); });
-    const auto* by_position =
-        std::ranges::find_if(kViewRules, [&](const ViewRule& row) { return position == row.position; });
-    const bool has_code = by_code != std::end(kViewRules);
-    const bool has_position = by_position != std::end(kViewRules);
-    if (has_code) {
-        image.view = Sourced{by_code->view, "ViewCodeSequence " + code};
-    } else if (has_position) {
-        image.view = Sourced{by_position->view, "ViewPosition " + position};
+// The code of the first item of a sequence; empty if there is none.
+std::string first_code_of(const DicomHeader& header, const DcmTagKey& sequence) {
+    const std::vector<DcmItem*> codes = header.items(sequence);
+    return codes.empty() ? std::string() : text_of(*codes.front(), DCM_CodeValue);
+}
+
+struct NamedViews {
+    std::string code, position;
+    const ViewRule* by_code;      // null if no rule knows the code
+    const ViewRule* by_position;  // the same
+};
+NamedViews named_views(const DicomHeader& header) {
+    NamedViews named{first_code_of(header, DCM_ViewCodeSequence), header.text(DCM_ViewPosition), nullptr, nullptr};
+    for (const ViewRule& row : kViewRules) {
+        if (named.by_code == nullptr && is_code_of(row, named.code)) named.by_code = &row;
+        if (named.by_position == nullptr && named.position == row.position) named.by_position = &row;
     }
-    if (has_code && has_position && by_code->view != by_position->view) {
+    return named;
+}
+
+void read_view(const DicomHeader& header, SourceImage& image) {
+    const NamedViews named = named_views(header);
+    if (named.by_code != nullptr) {
+        image.view = Sourced{named.by_code->view, "ViewCodeSequence " + named.code};
+    } else if (named.by_position != nullptr) {
+        image.view = Sourced{named.by_position->view, "ViewPosition " + named.position};
+    }
+    if (named.by_code != nullptr && named.by_position != nullptr && named.by_code->view != named.by_position->view) {
         image.warnings.push_back(
-            fmt::format("ViewCodeSequence says {}, ViewPosition says {}", by_code->position, position));
+            fmt::format("ViewCodeSequence says {}, ViewPosition says {}", named.by_code->position, named.position));
     }
 }
 
@@ -229,7 +242,66 @@ void read_flags(const DicomHeader& header, SourceImage& image) {
     }
 }
 
+// ------------------------------------------------------------------------------------------------ modality
+
+// The modalities of mammograms. An object that names none is taken for a mammogram.
+struct ModalityRule {
+    const char* modality;
+    bool is_general;  // other parts of the body as well: the header has to show that this is a breast
+};
+constexpr ModalityRule kModalityRules[] = {
+    {"MG", false},
+    {"CR", true},  // storage phosphor plates
+    {"DX", true},  // detectors for any projection
+    {"RG", true},  // scanned film
+};
+
+constexpr const char* kBreastCodes[] = {"76752008", "T-04000"};  // of AnatomicRegionSequence
+
+bool is_breast(const DicomHeader& header) {
+    const NamedViews named = named_views(header);
+    if (named.by_code != nullptr || named.by_position != nullptr) return true;
+    const std::string region = first_code_of(header, DCM_AnatomicRegionSequence);
+    return header.text(DCM_BodyPartExamined) == "BREAST" ||
+           std::ranges::any_of(kBreastCodes, [&region](const char* code) { return region == code; });
+}
+
+void refuse_other_modality(const DicomHeader& header) {
+    const std::string modality = header.text(DCM_Modality);
+    if (modality.empty()) return;
+    for (const ModalityRule& rule : kModalityRules) {
+        if (modality != rule.modality) continue;
+        if (!rule.is_general || is_breast(header)) return;
+        throw Refusal(
+            fmt::format("has the Modality {}, and neither its view nor its body part is that of a mammogram; "
+                        "--any-modality takes it",
+                        modality));
+    }
+    throw Refusal(
+        fmt::format("has the Modality {}, which is not that of a mammogram; --any-modality takes it", modality));
+}
+
 // ------------------------------------------------------------------------------------------------ grey values
+
+// Whether the stored samples are shown the other way round: by a negative slope, or by a table that falls.
+std::string decreasing_modality_lut(const DicomHeader& header) {
+    const double slope = header.decimal(DCM_RescaleSlope).value_or(1.0);
+    if (slope < 0.0) return "RescaleSlope " + number_text(slope);
+    for (DcmItem* table : header.items(DCM_ModalityLUTSequence)) {
+        const Uint16* values = nullptr;
+        unsigned long count = 0;
+        if (table->findAndGetUint16Array(DCM_LUTData, values, &count).bad() || values == nullptr || count < 2) continue;
+        if (values[count - 1] < values[0]) return "ModalityLUTSequence";
+    }
+    return {};
+}
+
+void warn_of_decreasing_lut(const DicomHeader& header, SourceImage& image) {
+    const std::string field = decreasing_modality_lut(header);
+    if (field.empty()) return;
+    image.warnings.push_back(fmt::format("the Modality LUT decreases ({}) and is not applied: tissue may be {}", field,
+                                         image.needs_inversion ? "bright already" : "dark (--invert makes it bright)"));
+}
 
 void read_photometry(const DicomHeader& header, SourceImage& image) {
     if (number_of(header.object(), DCM_SamplesPerPixel).value_or(1) != 1) {
@@ -323,7 +395,9 @@ void read_texts(const DicomHeader& header, SourceImage& image) {
 
 void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOptions& options, SourceImage& image) {
     const DicomHeader header(object);
+    if (!options.takes_any_modality) refuse_other_modality(header);
     read_photometry(header, image);
+    warn_of_decreasing_lut(header, image);
     read_pixel_size(header, options, image);
     read_laterality(header, image);
     read_chest_wall(header, image);

@@ -46,8 +46,9 @@ std::optional<double> decimal_of(const std::string& text) {
 }
 
 bool is_sequence_asked_for(std::uint32_t tag) {
-    static const DcmTagKey kSequences[] = {DCM_ViewCodeSequence, DCM_ViewModifierCodeSequence,
-                                           DCM_SharedFunctionalGroupsSequence, DCM_PerFrameFunctionalGroupsSequence};
+    static const DcmTagKey kSequences[] = {
+        DCM_ViewCodeSequence,    DCM_ViewModifierCodeSequence,       DCM_AnatomicRegionSequence,
+        DCM_ModalityLUTSequence, DCM_SharedFunctionalGroupsSequence, DCM_PerFrameFunctionalGroupsSequence};
     return std::ranges::any_of(kSequences, [tag](const DcmTagKey& known) { return tag == field_of(known); });
 }
 

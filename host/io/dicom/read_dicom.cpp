@@ -67,6 +67,12 @@ void load_dicom_dictionary() {
     dcmDataDict.rdunlock();
 }
 
+unsigned count_dicom_frames(const std::filesystem::path& path, const ReadOptions& options) {
+    silence_dicom_toolkit();
+    DicomFile file(path, options);
+    return file.pixels() ? frame_count_of(*file.header()) : 1;
+}
+
 SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& options) {
     silence_dicom_toolkit();
     DicomFile file(path, options);

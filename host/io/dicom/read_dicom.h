@@ -15,4 +15,7 @@ namespace Norvane::Host {
 /// that, the toolkit would keep its lock and every later file would wait for ever. Call it before images are in memory.
 void load_dicom_dictionary();
 
+/// The frames that the header of a DICOM object promises; 1 if it holds no image. Throws Refusal.
+[[nodiscard]] unsigned count_dicom_frames(const std::filesystem::path& path, const ReadOptions& options);
+
 }  // namespace Norvane::Host

@@ -141,6 +141,21 @@ TEST(Analyse, SettingsComeFromUserThenHeaderThenPixels) {
     EXPECT_EQ("ViewPosition", as_header.settings.view.from);
     EXPECT_EQ(BG_FIXED_HIGH, analysed(header, [](auto& o) { o.noise = BG_FIXED_HIGH; }).settings.noise.value);
     EXPECT_EQ(3U, analysed(header, [](auto& o) { o.tries_noise = true; }).noise_trials.size());
+    // Defaults fill gaps and override nothing.
+    const auto with_defaults = [](AnalysisOptions& o) { o.defaults = {SIDE_CHEST_RIGHT, VIEW_NO_PECT, 200.0}; };
+    const Host::ImageSettings said = analysed(header, with_defaults).settings;
+    EXPECT_EQ(SIDE_CHEST_LEFT, said.side.value);
+    EXPECT_EQ(VIEW_PECT, said.view.value);
+    EXPECT_EQ(220.0, said.pixel_size_um.value);
+    SourceImage silent = plain;
+    silent.view.reset();
+    silent.pixel_size_um.reset();
+    std::ranges::fill(silent.samples, std::uint16_t{900});
+    silent.samples[0] = 0;
+    const Host::ImageSettings filled = analysed(silent, with_defaults).settings;
+    EXPECT_EQ(SIDE_CHEST_RIGHT, filled.side.value);
+    EXPECT_EQ(VIEW_NO_PECT, filled.view.value);
+    EXPECT_EQ(200.0, filled.pixel_size_um.value);
     // The given level is searched by the library, borders and all.
     const auto framed = source_of(phantom_of(PhantomLook::kFilm, PhantomFrame::kCollimation));
     const auto given = analysed(framed, [](auto& o) { o.padding = {0, 40}; });

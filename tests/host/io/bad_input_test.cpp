@@ -22,7 +22,7 @@ TEST(BadDicom, IsRefusedInOneSentence) {
          "has the PhotometricInterpretation 'PALETTE COLOR'; MONOCHROME1 and MONOCHROME2 are read"},
         {"PhotometricInterpretation=MONO\nCHROME2",
          "has the PhotometricInterpretation 'MONO?CHROME2'; MONOCHROME1 and MONOCHROME2 are read"},
-        {"NumberOfFrames=60", "holds 60 frames; choose one of them with --frame N"},
+        {"NumberOfFrames=60", "holds 60 frames; choose one of them with --frame N, or all with --frame all"},
         {"NumberOfFrames=many", "has the NumberOfFrames 'many', which is not a count"},
         {"ImagerPixelSpacing=0.07\\0.08", "has pixels that are not square (ImagerPixelSpacing 0.07 x 0.08 mm)"},
         {"ImagerPixelSpacing=0\\0", "has the ImagerPixelSpacing '0', which is not a length"},
@@ -37,12 +37,17 @@ TEST(BadDicom, IsRefusedInOneSentence) {
         {"Rows=65535; Columns=65535", "is too large (65535 x 65535 pixels)"},
         {"Rows=4", "is truncated (12 of 16 samples)"},
         {"-PixelData", "holds no image (no PixelData)"},
+        {"Modality=CT; BodyPartExamined=BREAST",
+         "has the Modality CT, which is not that of a mammogram; --any-modality takes it"},
+        {"Modality=DX; BodyPartExamined=CHEST; ViewPosition=PA",
+         "has the Modality DX, and neither its view nor its body part is that of a mammogram; --any-modality takes it"},
     };
     for (const auto& row : table) EXPECT_EQ(row.message, refusal_of(write_object(folder, row.changes))) << row.changes;
 
     // A pixel size that the user gives stands in for a useless one, but pixels that are not square stay so.
     EXPECT_FALSE(Host::read_image(write_object(folder, table[7].changes), {{}, true}).pixel_size_um);
     EXPECT_THROW((void)Host::read_image(write_object(folder, table[6].changes), {{}, true}), Host::Refusal);
+    EXPECT_NO_THROW((void)Host::read_image(write_object(folder, "Modality=CT"), {.takes_any_modality = true}));
 }
 
 TEST(BadDicom, PaddingWithZerosIsReadAndEndlessNestingRefused) {

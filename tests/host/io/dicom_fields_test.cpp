@@ -87,6 +87,13 @@ const struct {
     {"PhotometricInterpretation=MONOCHROME1; PixelPaddingValue=4095; PixelPaddingRangeLimit=4000",
      "padding 4000..4095; inverted"},
     {"PixelPaddingValue=65535", ""},
+    {"RescaleSlope=-1",
+     "warning: the Modality LUT decreases (RescaleSlope -1) and is not applied: tissue may be dark (--invert makes it "
+     "bright)"},
+    {"PhotometricInterpretation=MONOCHROME1; ModalityLUTSequence[0].LUTData=9\\5\\2",
+     "inverted; warning: the Modality LUT decreases (ModalityLUTSequence) and is not applied: tissue may be bright "
+     "already"},
+    {"ModalityLUTSequence[0].LUTData=2\\5\\9", ""},
     {"PixelRepresentation=1; PixelPaddingValue=63488", "padding 0..0"},
     {"PixelRepresentation=1; PixelPaddingValue=2048; PixelPaddingRangeLimit=5", "padding 0..2053"},
     {"WindowCenter=2000\\1; WindowWidth=1000\\1", "window 2000, 1000"},
@@ -99,8 +106,9 @@ const struct {
      "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING; warning: PixelIntensityRelationshipSign 1 with "
      "MONOCHROME2: tissue may be dark (--invert makes it bright)"},
     {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
-    {"Modality=MG; PresentationIntentType=FOR PRESENTATION; DetectorType=FILM", ""},
-    {"Modality=RG; PresentationIntentType=FOR PRESENTATION", ""},
+    {"Modality=RG; PresentationIntentType=FOR PRESENTATION; BodyPartExamined=BREAST", ""},
+    {"Modality=CR; PresentationIntentType=FOR PRESENTATION; AnatomicRegionSequence[0].CodeValue=T-04000", ""},
+    {"Modality=DX; ViewPosition=CC", "cc by ViewPosition CC"},
 };
 
 TEST(DicomFields, RulesInTheirOrder) {
@@ -121,6 +129,7 @@ TEST(DicomFields, EachFrameHasItsFunctionalGroup) {
                                                       group + "[0]." + laterality + "=L; " + group + "[1]." +
                                                       laterality + "=R; " + kShared + laterality + "=L");
     EXPECT_EQ("left breast by FrameLaterality; cc by ViewPosition CC", facts_of(Host::read_image(file, {.frame = 1})));
+    EXPECT_EQ(2U, Host::count_frames(file));
     const Host::SourceImage second = Host::read_image(file, {.frame = 2});
     EXPECT_EQ("right breast by FrameLaterality; cc by ViewPosition CC", facts_of(second));
     EXPECT_EQ(Samples(kWords.begin() + 4, kWords.begin() + 8), second.samples);

@@ -133,7 +133,9 @@ TEST(ReadTiff, DeliversAPage) {
         EXPECT_EQ(layout.bits, image.used_bits);
         EXPECT_EQ(layout.photometry == PHOTOMETRIC_MINISWHITE, image.needs_inversion);
         EXPECT_FALSE(image.pixel_size_um);
-        EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N", refusal_of(file));
+        EXPECT_EQ(layout.pages == 1 ? "" : "holds 3 frames; choose one of them with --frame N, or all with --frame all",
+                  refusal_of(file));
+        EXPECT_EQ(layout.pages, Host::count_frames(file));
         const std::string whole = read_bytes(file);
         EXPECT_THAT(refusal_of(folder.write("cut.tif", whole.substr(0, whole.size() / 2))),
                     StartsWith("is a damaged or truncated TIFF file"));

@@ -50,7 +50,7 @@ TEST(TransferSyntaxes, GiveTheSamplesBack) {
             const Host::SourceImage image = Host::read_image(file);
             EXPECT_LE(loss(image, picture), encoding.loss);
             EXPECT_TRUE(image.encoding.ends_with(std::string("(") + encoding.uid + ")")) << image.encoding;
-            EXPECT_EQ(image.samples, Host::read_image(file, {{}, false, Host::DecodingPlace::kThisProcess}).samples);
+            EXPECT_EQ(image.samples, Host::read_image(file, {.decoding = Host::DecodingPlace::kThisProcess}).samples);
         }
     }
 }
@@ -77,7 +77,7 @@ TEST(TransferSyntaxes, FramesAreFoundAmongTheirFragments) {
                     put_frames(header, encoding.data_set, frames, kilobytes, has_offset_table);
                 }
             });
-            EXPECT_EQ("holds 2 frames; choose one of them with --frame N", refusal_of(file));
+            EXPECT_EQ("holds 2 frames; choose one of them with --frame N, or all with --frame all", refusal_of(file));
             for (const unsigned frame : {2U, 1U}) {
                 const Host::SourceImage image = Host::read_image(file, {.frame = frame});
                 EXPECT_LE(loss(image, pictures[frame - 1]), encoding.loss) << frame;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/masks_run.h"
 #include "host/host_support.h"
+#include "phantom/phantom.h"
 #include "run/begun_mark.h"
 #include "run/image_job.h"
 #include "run/image_record.h"
@@ -13,6 +14,7 @@
 
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <tiffio.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -128,6 +130,54 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
     EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
+}
+
+// A phantom on each of two pages.
+std::string two_pages(const TemporaryFolder& folder) {
+    const Host::Phantom phantom = Host::draw_phantom({375, 500, 220.0, SIDE_CHEST_LEFT, VIEW_PECT});
+    const std::string file = folder.path("pages.tif");
+    TIFF* tiff = TIFFOpen(file.c_str(), "w");
+    for (int page = 0; page < 2; ++page) {
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, phantom.settings.width);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, phantom.settings.height);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 16);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        for (unsigned y = 0; y < phantom.settings.height; ++y) {
+            std::vector<std::uint16_t> row(phantom.pixels.begin() + y * phantom.settings.width,
+                                           phantom.pixels.begin() + (y + 1) * phantom.settings.width);
+            TIFFWriteScanline(tiff, row.data(), y, 0);
+        }
+        TIFFWriteDirectory(tiff);
+    }
+    TIFFClose(tiff);
+    return file;
+}
+
+TEST(Batch, ATableSaysWhatHoldsForEachImageAndFrame) {
+    const TemporaryFolder folder;
+    const std::string a = draw(folder, "a, \"1\".png"), b = draw(folder, "b.png"), pages = two_pages(folder);
+    const std::string quoted = "\"" + folder.path("a, \"\"1\"\".png") + "\"";
+    const auto made = [&](const std::string& rows, const Arguments& more = {}) {
+        const std::string table = folder.write("list.csv", "\xEF\xBB\xBFNote;File;View;Pixel size;frame\r\n" + rows);
+        const ProgramRun ran = run(masks_of({}, folder.path("out"), joined({"--resume", "--manifest", table}, more)));
+        EXPECT_THAT(ran.err, HasSubstr("list.csv has columns that are not used: Note\n"));
+        std::vector<std::string> found;
+        for (const std::string& line : lines_of(read_bytes(folder.path("out/summary.ndjson")))) {
+            const Host::ImageRecord record = *Host::record_of(line);
+            found.push_back(record.name + (record.is_kept ? " kept " : " ") + record.view + record.refusal);
+        }
+        return found;
+    };
+    const std::string others = "\n;" + pages + ";;;all\n;" + b + ";cc;0.22;\n\"\n\";" + b + ";cc;220;;\n";
+    EXPECT_THAT(made("x;" + quoted + ";CC;220;" + others),
+                ElementsAre("a, \"1\" cc", "pages.frame1 mlo", "pages.frame2 mlo",
+                            StartsWith(" cannot be made as the manifest says, pixel-size: 0.22 is no pixel size in "
+                                       "micrometres; were millimetres meant?"),
+                            StartsWith(" has more cells in the manifest than the header")));
+    EXPECT_THAT(made("x;" + quoted + ";;220;\n;" + pages + ";;;2\n;" + pages + ";;;1\n;" + b),
+                ElementsAre("a, \"1\" mlo", "pages.frame2 kept mlo", "pages.frame1 kept mlo", "b mlo"));
+    EXPECT_THAT(made(";" + b + "\n;" + pages, {"--frame", "all"}),
+                ElementsAre("b mlo", "pages.frame1 mlo", "pages.frame2 mlo"));
 }
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
