@@ -4,6 +4,7 @@
 #include "export/kinds.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
+#include "run/listed_place.h"
 #include "run/result_names.h"
 #include "run/stamp.h"
 
@@ -155,29 +156,32 @@ bool is_in_shard(const Input& input, const Shard& shard) {
 }
 
 FoundInputs find_inputs(const InputQuery& query) {
-    std::vector<std::string> named = query.inputs;
+    std::vector<ListedPlace> named;
+    for (const std::string& input : query.inputs) named.push_back({input, {}});
     if (!query.manifest.empty()) {
-        const std::vector<std::string> listed = read_manifest(query.manifest, query.list_end);
-        named.insert(named.end(), listed.begin(), listed.end());
+        for (const std::string& listed : read_manifest(query.manifest, query.list_end)) {
+            named.push_back(place_of_listed(listed));
+        }
     }
     const fs::path root = fs::path(query.root).lexically_normal();
     FoundInputs found;
     Walk walk(query.out_dir, found);
-    for (const std::string& name : named) {
+    for (const auto& [name, listed_base] : named) {
         if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // with this NUL no file has it
             found.inputs.push_back(
                 {name.substr(0, nul + 1), {}, "holds a NUL byte: a list like this one needs --null", {}});
             continue;
         }
         const fs::path path = fs::path(name).lexically_normal();
-        const bool is_in_root = !root.empty() && is_below(path, root);
+        const fs::path& base = listed_base.empty() ? root : listed_base;
+        const bool is_in_base = !base.empty() && is_below(path, base);
         std::error_code ignored;
         if (!fs::is_directory(path, ignored)) {
-            found.inputs.push_back({name, is_in_root ? root : fs::path(), {}, {}});
+            found.inputs.push_back({name, is_in_base ? base : fs::path(), {}, {}});
             continue;
         }
         const std::size_t before = found.inputs.size();
-        if (walk.enter(path, is_in_root ? root : path) && found.inputs.size() == before) {
+        if (walk.enter(path, is_in_base ? base : path) && found.inputs.size() == before) {
             found.inputs.push_back({name, {}, "is a folder in which no image was found", {}});
         }
     }

@@ -29,7 +29,8 @@ struct Shard {
 
 struct InputQuery {
     std::vector<std::string> inputs;  ///< files and folders
-    std::string manifest;             ///< a file with more of them; "-" is standard input; empty: none
+    std::string manifest;             ///< a file with more of them; "-" is standard input; empty: none. A name
+                                      ///< BASE/./REST has the base BASE
     std::string root;                 ///< base of everything that lies below it; empty: folders are bases of their own
     std::string out_dir;              ///< not walked
     char list_end = '\n';             ///< what ends each name in the manifest: a line feed or NUL

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/run_files.h"
 
+#include "export/coco_annotations.h"
+#include "run/coco_data_set.h"
+#include "run/earlier_records.h"
+#include "run/listed_place.h"
 #include "run/named_file.h"
 #include "run/output_set.h"
 #include "run/page/report_page.h"
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <exception>
 
 namespace Norvane::Host {
@@ -14,17 +19,19 @@ namespace {
 
 constexpr const char* kPageName = "report.html";
 
-std::string csv_of(const std::vector<ImageRecord>& records) {
+std::string csv_of(const std::vector<ImageRecord>& records, const ResultFolder&) {
     std::string text = csv_header() + "\n";
     for (const ImageRecord& record : records) text += csv_row(record) + "\n";
     return text;
 }
 
-std::string ndjson_of(const std::vector<ImageRecord>& records) {
+std::string ndjson_of(const std::vector<ImageRecord>& records, const ResultFolder&) {
     std::string text;
     for (const ImageRecord& record : records) text += json_line(record) + "\n";
     return text;
 }
+
+std::string page_of(const std::vector<ImageRecord>& records, const ResultFolder&) { return report_page(records); }
 
 // Whether the name read from a list would be the one that was written to it.
 bool can_be_listed(const std::string& name, char list_end) {
@@ -37,7 +44,7 @@ std::string failed_of(const std::vector<ImageRecord>& records, char list_end, st
     for (const ImageRecord& record : records) {
         if (record.refusal.empty()) continue;
         if (can_be_listed(record.file, list_end)) {
-            text += record.file + list_end;
+            text += listed_with_place(record.file, record.name) + list_end;
         } else {
             failures.push_back(record.file +
                                " is left out of the list of failures, which cannot hold such a name without --null");
@@ -49,7 +56,7 @@ std::string failed_of(const std::vector<ImageRecord>& records, char list_end, st
 void write_file(const RunFile& file, const std::vector<ImageRecord>& records, const ResultFolder& results,
                 const RunFolder& run) {
     OutputSet output(run, results);
-    output.add(file.name, file.text_of(records));
+    output.add(file.name, file.text_of(records, results));
     output.commit([&](const std::string& name, std::uintmax_t) {
         return is_of_this_program(file, results.read(name, file.beginning.size()).value_or(""));
     });
@@ -68,22 +75,25 @@ void attempt(std::vector<std::string>& failures, const std::string& what, const 
 }  // namespace
 
 std::vector<RunFile> run_files_of(const RunOptions& options) {
-    std::string table = "summary";
-    if (const auto& shard = options.shard) {
-        table += fmt::format(".{}-of-{}", shard->number, shard->count);
+    std::string part;
+    if (const auto& shard = options.shard) part = fmt::format(".{}-of-{}", shard->number, shard->count);
+    std::vector<RunFile> files = {{"summary" + part + ".csv", "file,name,refusal,", false, csv_of},
+                                  {"summary" + part + ".ndjson", "{\"file\":", true, ndjson_of}};
+    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, page_of});
+    if (std::ranges::find(options.results, kCocoKind) != options.results.end()) {
+        files.push_back({"coco" + part + ".json", kCocoBeginning, false, coco_data_set});
     }
-    std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
-                                  {table + ".ndjson", "{\"file\":", true, ndjson_of}};
-    if (options.has_page && !options.shard) files.push_back({kPageName, kPageBeginning, false, report_page});
     return files;
 }
 
 std::vector<std::string> write_run_files(const RunOptions& options, const std::vector<ImageRecord>& records,
                                          const ResultFolder& results, const RunFolder& run) {
     std::vector<std::string> failures;
+    std::vector<ImageRecord> all = records;
+    attempt(failures, "the run", [&] { all = with_earlier_records(options, records, results); });
     for (const RunFile& file : run_files_of(options)) {
         const char* what = file.name == kPageName ? "the page of the run" : "the run";
-        attempt(failures, what, [&] { write_file(file, records, results, run); });
+        attempt(failures, what, [&] { write_file(file, all, results, run); });
     }
     if (!options.fail_list.empty()) {
         attempt(failures, "the run",

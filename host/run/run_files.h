@@ -18,11 +18,11 @@ struct RunFile {
     std::string name;
     std::string beginning;  ///< by which a run knows one that an earlier run wrote
     bool may_be_empty;
-    std::string (*text_of)(const std::vector<ImageRecord>& records);
+    std::string (*text_of)(const std::vector<ImageRecord>& records, const ResultFolder& results);
 };
 
-/// summary.csv, summary.ndjson and report.html. The tables of a part K of N are summary.K-of-N.*, and a part has no
-/// page: a run over everything that resumes makes it.
+/// summary.csv, summary.ndjson, report.html, and coco.json if it is asked for. The tables of a part K of N are
+/// summary.K-of-N.*, and a part has no page: a run over everything that resumes makes it.
 [[nodiscard]] std::vector<RunFile> run_files_of(const RunOptions& options);
 
 /// Whether a file that begins so is one of this program.
@@ -30,8 +30,8 @@ struct RunFile {
     return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());
 }
 
-/// Writes them, and the list of what failed if one is wanted. Returns a sentence for each that could not
-/// be written, and for each name that the list cannot hold.
+/// Writes them, about this run and about what earlier ones left there, and the list of what failed in this run if one
+/// is wanted. Returns a sentence for each that could not be written, and for each name that the list cannot hold.
 [[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const ResultFolder& results, const RunFolder& run);

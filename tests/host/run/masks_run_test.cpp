@@ -104,7 +104,7 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
                                 {"gone", "does not exist"},
                                 {"", "is a folder in which no image was found"}};
         EXPECT_EQ(expected, outcomes_of(Host::read_bytes(folder.path("in/out/summary.ndjson"))));
-        EXPECT_EQ(folder.path("in/b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
+        EXPECT_EQ(folder.path("in/./b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
                       folder.path("in/zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
                   Host::read_bytes(fails));
         std::vector<std::string> complaints = lines_of(batch.err);
@@ -124,6 +124,31 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
     EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
+}
+
+// The list of failures leads a second run to the places of the first; its tables speak of the results of both, and of
+// those of a third run, with the identifiers that this one reads.
+TEST(Batch, ALaterRunJoinsWhatLiesInTheFolder) {
+    const TemporaryFolder folder;
+    draw(folder, "in/a/one.png");
+    draw(folder, "in/b/c/two.png");
+    const std::string good = Host::read_bytes(folder.path("in/b/c/two.png"));
+    folder.write("in/b/c/two.png", good.substr(0, 700));
+    folder.write("in/b/bad.png", "");
+    const std::string out = folder.path("out"), fails = folder.path("fails");
+    EXPECT_EQ(1, run(masks_of({folder.path("in")}, out, {"--fail-list", fails})).code);
+    folder.write("in/b/c/two.png", good);
+    EXPECT_EQ(1, run(masks_of({}, out, {"--manifest", fails})).code);
+    const Outcomes expected{{"b/bad", "is empty"}, {"b/c/two", "done"}, {"a/one", "kept"}};
+    EXPECT_EQ(expected, outcomes_of(Host::read_bytes(out + "/summary.ndjson")));
+    EXPECT_THAT(Host::read_bytes(out + "/report.html"), HasSubstr("3 images: 1 refused"));
+    EXPECT_THAT(folder.names("out/b/c"), ElementsAre("two.done", "two.json"));
+
+    fs::remove(out + "/a/one.done");
+    fs::remove(folder.path("in/b/bad.png"));
+    draw(folder, "new.png");
+    EXPECT_EQ(0, run(masks_of({folder.path("new.png")}, out)).code);
+    EXPECT_EQ((Outcomes{{"new", "done"}, {"b/c/two", "kept"}}), outcomes_of(Host::read_bytes(out + "/summary.ndjson")));
 }
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
