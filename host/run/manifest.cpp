@@ -2,6 +2,7 @@
 #include "run/manifest.h"
 
 #include "io/refusal.h"
+#include "run/listed_place.h"
 #include "run/csv_text.h"
 
 #include <fmt/core.h>
@@ -162,11 +163,16 @@ Manifest table(std::string_view text, char separator, const std::vector<std::str
 
 Manifest read_manifest(const std::string& manifest, char list_end, const std::vector<std::string>& columns) {
     const std::string whole = whole_text_of(manifest);
-    if (list_end != '\n') return plain_list(whole, list_end);
     std::string_view text = whole;
     if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-    const char separator = separator_of(line_of(text.substr(0, text.find('\n'))));
-    return separator == '\0' ? plain_list(whole, list_end) : table(text, separator, columns);
+    const char separator = list_end == '\n' ? separator_of(line_of(text.substr(0, text.find('\n')))) : '\0';
+    Manifest listed = separator == '\0' ? plain_list(whole, list_end) : table(text, separator, columns);
+    for (ManifestEntry& entry : listed.entries) {
+        ListedPlace place = place_of_listed(entry.file);
+        entry.file = std::move(place.file);
+        entry.base = std::move(place.base);
+    }
+    return listed;
 }
 
 }  // namespace Norvane::Host
