@@ -353,11 +353,11 @@ def check_folders(faults, batch):
 
 def check_file_size(faults, batch):
     """Files have a size limit. This needs no rights, and the system also sends a signal."""
-    limit = (resource.RLIMIT_FSIZE, 28672)
+    limit = (resource.RLIMIT_FSIZE, 16384)
     out = batch.folder / "cut"
     done = check_each_image_whole(faults, "file size", batch, batch.run(out, limit=limit), out, "File too large")
     faults.expect("file size, images done", 0, done)
-    run = batch.run(out, "--results", "nrrd", limit=limit)
+    run = batch.run(out, "--results", "nrrd", limit=(resource.RLIMIT_FSIZE, 40960))  # the page is larger
     faults.expect("file size, small results", (1, [f"norvane: the page of the run has results that cannot be written: "
                                                    f"{out}/report.html: File too large"]), tuple(run))
     faults.expect("file size, stamps", len(batch.files), sum(1 for _ in out.rglob("*.done")))

@@ -121,8 +121,7 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     // A table that has been through a spreadsheet.
     const std::string marks = folder.write("marks.csv", "\xEF\xBB\xBFnote;mark;file\r\n\"a;\n\"\"b\"\"\";bad;\"" +
                                                             folder.path("truth/../exam.png") + "\"\r\n");
-    const ProgramRun marked =
-        score({folder.path("truth"), "--truth-values", "breast=128,pectoral=255", "--marks", marks});
+    const ProgramRun marked = score({folder.path("truth"), "--marks", marks});
     EXPECT_THAT(marked.out, HasSubstr("\nmarked bad: breast: 1 images, Dice 0.99"));
     EXPECT_THAT(read_bytes(results + "/score.csv"), HasSubstr(",bad\nexam,pectoral,"));
     EXPECT_THAT(score({truth, "--marks", truth}).err, HasSubstr(" has no column file"));
