@@ -112,6 +112,14 @@ TEST(BadFile, IsRefusedInOneSentence) {
     const ProgramRun info = run({"info", "--format", "json", folder.path("vanished.dcm"), write_object(folder, "")});
     EXPECT_EQ(1, info.code);
     EXPECT_EQ("norvane: " + folder.path("vanished.dcm") + " does not exist\n", info.err);
+
+    std::filesystem::create_directories(folder.path("tree/deep"));
+    std::filesystem::rename(write_object(folder, ""), folder.path("tree/deep/object"));
+    folder.write("tree/notes.txt", "no image");
+    folder.write("tree/zero.dcm", "");
+    const ProgramRun walk = run({"info", folder.path("tree")});
+    EXPECT_THAT(walk.out, ::testing::StartsWith(folder.path("tree/deep/object") + "\n"));
+    EXPECT_EQ("norvane: " + folder.path("tree/zero.dcm") + " is empty\n", walk.err);
 }
 
 }  // namespace
