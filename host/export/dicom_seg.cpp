@@ -75,7 +75,7 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
     const SourceImage& source = findings.source;
     if (content == SegContent::kJoined) {
         BitFrames frames(source.width, source.height, 1);
-        frames.paint(0, SourceMask(findings.masks.full.region, findings.crop(), findings.settings.pixel_size_um.value),
+        frames.paint(0, SourceMask(findings.masks.joined(), findings.crop(), findings.settings.pixel_size_um.value),
                      true);
         return frames;
     }

@@ -79,6 +79,8 @@ Json masks_json(const FoundMasks& masks, const Image& working) {
             {"breast", json_of(masks.breast, working)},
             {"pectoral", json_of(masks.pectoral, working)},
             {"full", json_of(masks.full, working)},
+            {"refined_pectoral", json_of(masks.refined.region, working)},
+            {"refined_full", json_of(masks.refined_full, working)},
             {"outer", json_of(masks.outer, working)}};
 }
 
@@ -190,6 +192,7 @@ std::string report_json(const Findings& findings) {
                  {"settings", settings_json(findings)},
                  {"noise_trials", trials_json(findings)},
                  {"outline_contrast", findings.outline_contrast},
+                 {"doubt", {{"breast", findings.doubt.breast}, {"muscle", findings.doubt.muscle}}},
                  {"areas", areas_json(findings)},
                  {"geometry", geometry_json(findings)},
                  {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},

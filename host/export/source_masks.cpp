@@ -53,7 +53,7 @@ LabelImage::LabelImage(const Findings& findings)
     : source_width(findings.source.width),
       source_height(findings.source.height),
       breast_mask(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value),
-      muscle_mask(findings.masks.pectoral.region, findings.crop(), findings.settings.pixel_size_um.value) {}
+      muscle_mask(findings.masks.muscle(), findings.crop(), findings.settings.pixel_size_um.value) {}
 
 void LabelImage::fill_row(unsigned y, std::span<std::uint8_t> row) const {
     std::ranges::fill(row, kLabelNothing);

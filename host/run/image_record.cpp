@@ -30,6 +30,8 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit("pixel_size_um", record.pixel_size_um);
     for (const AreaDeclaration& area : kAreas) visit(area.name, record.areas.*area.value);
     visit("outline_contrast", record.outline_contrast);
+    visit("breast_doubt", record.breast_doubt);
+    visit("muscle_doubt", record.muscle_doubt);
     visit("flags", record.flags);
     visit("warnings", record.warnings);
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) visit(kTextFacts[i].name, record.texts[i]);
@@ -43,10 +45,29 @@ bool is_known_without_masks(std::string_view name) {
     return name == "file" || name == "name" || name == "refusal" || name == "kept";
 }
 
+// Values as JSON, nothing as null.
+template <class Value>
+Json json_of(const Value& value) {
+    return value;
+}
+Json json_of(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+template <class Value>
+void take(const Json& json, Value& value) {
+    json.get_to(value);
+}
+void take(const Json& json, std::optional<double>& value) {
+    if (json.is_null()) {
+        value.reset();
+    } else {
+        value = json.get<double>();
+    }
+}
+
 std::string csv_text(const std::string& value) { return csv_field(value); }
 std::string csv_text(bool value) { return value ? "1" : "0"; }
 std::string csv_text(unsigned value) { return std::to_string(value); }
 std::string csv_text(double value) { return number_text(value); }
+std::string csv_text(const std::optional<double>& value) { return value ? number_text(*value) : ""; }
 std::string csv_text(Masking::MASK_STATUS value) { return std::to_string(static_cast<int>(value)); }
 std::string csv_text(const std::vector<std::string>& values) {
     std::string text;
@@ -62,7 +83,7 @@ std::string csv_text(const std::vector<std::string>& values) {
 std::string json_line(const ImageRecord& record) {
     Json json;
     visit_fields(record, [&](const char* name, const auto& field) {
-        if (record.refusal.empty() || is_known_without_masks(name)) json[name] = field;
+        if (record.refusal.empty() || is_known_without_masks(name)) json[name] = json_of(field);
     });
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -73,7 +94,7 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
         const Json json = Json::parse(json_line);
         const bool is_refused = !json.at("refusal").get<std::string>().empty();
         visit_fields(record, [&](const char* name, auto& field) {
-            if (!is_refused || is_known_without_masks(name)) json.at(name).get_to(field);
+            if (!is_refused || is_known_without_masks(name)) take(json.at(name), field);
         });
     } catch (const Json::exception&) {
         return std::nullopt;
