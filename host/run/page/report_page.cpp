@@ -90,7 +90,7 @@ Json json_of(const ImageRecord& record) {
                  {"view", record.view},
                  {"noise", record.noise},
                  {"contrast", rounded(record.outline_contrast)},
-                 {"area", rounded(record.breast_mm2)},
+                 {"area", rounded(record.areas.breast)},
                  {"flags", record.flags},
                  {"warnings", record.warnings},
                  {"figures", figures_of(record)}};
