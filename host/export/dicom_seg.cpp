@@ -77,7 +77,7 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
     const SourceImage& source = findings.source;
     if (content == SegContent::kJoined) {
         BitFrames frames(source.width, source.height, 1);
-        frames.paint(0, SourceMask(findings.masks.full.region, placement_of(findings)), true);
+        frames.paint(0, SourceMask(findings.masks.joined(), placement_of(findings)), true);
         return frames;
     }
     const LabelImage labels(findings);

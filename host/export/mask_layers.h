@@ -26,7 +26,7 @@ inline constexpr MaskLayer kFrameLayer{
     }};
 inline constexpr MaskLayer kFullLayer{
     "full", "Full mask (breast and upper muscle)", {1.0, 0.83, 0.20}, 7.0, [](const FoundMasks& m) -> const Region& {
-        return m.full.region;
+        return m.joined();
     }};
 inline constexpr MaskLayer kOuterLayer{
     "outer", "Outer contour", {0.90, 0.45, 1.0}, 2.0, [](const FoundMasks& m) -> const Region& { return m.outer; }};
@@ -34,12 +34,20 @@ inline constexpr MaskLayer kBreastLayer{
     "breast", "Breast", {0.20, 0.90, 0.55}, 2.2, [](const FoundMasks& m) -> const Region& { return m.breast.region; }};
 inline constexpr MaskLayer kPectoralLayer{
     "pectoral", "Pectoral muscle", {1.0, 0.33, 0.30}, 3.0, [](const FoundMasks& m) -> const Region& {
-        return m.pectoral.region;
+        return m.muscle();
+    }};
+inline constexpr MaskLayer kRefinedMuscleLayer{
+    "refined_pectoral", "Pectoral muscle, refined", {1.0, 0.62, 0.10}, 2.0, [](const FoundMasks& m) -> const Region& {
+        return m.refined.region;
     }};
 
-/// All layers in the order in which they are drawn. Wider lines lie below narrower ones, so that outlines stay visible
-/// where they coincide.
+/// The layers of overlays in the order in which they are drawn. Wider lines lie below narrower ones, so that outlines
+/// stay visible where they coincide.
 inline constexpr std::array<MaskLayer, 5> kMaskLayers{kFrameLayer, kFullLayer, kOuterLayer, kBreastLayer,
                                                       kPectoralLayer};
+
+/// With the refined muscle, for who can switch layers off.
+inline constexpr std::array<MaskLayer, 6> kAllMaskLayers{kFrameLayer,  kFullLayer,     kOuterLayer,
+                                                         kBreastLayer, kPectoralLayer, kRefinedMuscleLayer};
 
 }  // namespace Norvane::Host

@@ -74,7 +74,8 @@ std::string page_picture(const Findings& findings) {
 std::string page_layers(const Findings& findings) {
     const Image& image = findings.working_image();
     nlohmann::ordered_json outlines;
-    for (const MaskLayer& layer : kMaskLayers) outlines[layer.key] = path_data(layer.region_of(findings.masks), image);
+    for (const MaskLayer& layer : kAllMaskLayers)
+        outlines[layer.key] = path_data(layer.region_of(findings.masks), image);
     const nlohmann::ordered_json json = {{"width", image.GetWidth()},
                                          {"height", image.GetHeight()},
                                          {"pixel_size_um", image.GetPixelSize()},

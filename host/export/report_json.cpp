@@ -121,6 +121,10 @@ const JsonFields<Findings>& masks_fields() {
          [](const auto& f) { return mask_json(f, f.masks.breast); }},
         {"pectoral", kMask, "The pectoral muscle", [](const auto& f) { return mask_json(f, f.masks.pectoral); }},
         {"full", kMask, "Breast and upper muscle", [](const auto& f) { return mask_json(f, f.masks.full); }},
+        {"refined_pectoral", kMask, "The pectoral muscle with a border that follows the image; empty without a muscle",
+         [](const auto& f) { return mask_json(f, f.masks.refined.region, nullptr); }},
+        {"refined_full", kMask, "Breast and refined muscle",
+         [](const auto& f) { return mask_json(f, f.masks.refined_full, nullptr); }},
         {"outer", kMask, "What the outer contour encloses",
          [](const auto& f) { return mask_json(f, f.masks.outer, nullptr); }}};
     return fields;
@@ -194,6 +198,14 @@ Json trials_json(const Findings& findings) {
     Json trials = Json::array();
     for (const NoiseTrial& trial : findings.noise_trials) trials.push_back(object_of(trial_fields(), trial));
     return trials;
+}
+
+const JsonFields<Doubt>& doubt_fields() {
+    static const JsonFields<Doubt> fields = {
+        {"breast", kNumber, "Of the breast, from 0 to 1; above 0.5 it should be looked at",
+         [](const auto& doubt) { return doubt.breast; }},
+        {"muscle", kNumber, "The same of the muscle", [](const auto& doubt) { return doubt.muscle; }}};
+    return fields;
 }
 
 JsonFields<Findings> area_fields() {
@@ -303,6 +315,8 @@ JsonFields<Findings> result_fields() {
             {"outline_contrast", kNumber,
              "Mean step of the logarithm of the grey level across the outline of the breast; 0 without an outline",
              [](const auto& f) { return f.outline_contrast; }},
+            {"doubt", type_of_object(doubt_fields()), "How far not to trust the masks",
+             [](const auto& f) { return object_of(doubt_fields(), f.doubt); }},
             {"areas", type_of_object(area_fields()), "How large breast and muscle are",
              [](const auto& f) { return object_of(area_fields(), f); }},
             {"geometry", type_of_object(geometry_fields()), "How source and working grid lie on each other",

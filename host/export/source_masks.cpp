@@ -63,7 +63,7 @@ LabelImage::LabelImage(const Findings& findings)
     : source_width(findings.source.width),
       source_height(findings.source.height),
       breast_mask(findings.masks.breast.region, placement_of(findings)),
-      muscle_mask(findings.masks.pectoral.region, placement_of(findings)) {}
+      muscle_mask(findings.masks.muscle(), placement_of(findings)) {}
 
 void LabelImage::fill_row(unsigned y, std::span<std::uint8_t> row) const {
     std::ranges::fill(row, kLabelNothing);

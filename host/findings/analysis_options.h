@@ -2,6 +2,7 @@
 /// The user's options about the images.
 #pragma once
 
+#include "findings/refined_muscle.h"
 #include "io/image_memory.h"
 #include "io/source_image.h"
 
@@ -35,7 +36,8 @@ struct AnalysisOptions {
     bool is_fast = false;
     bool wants_contour = true;
     DefaultSettings defaults;
-    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; if an image would need more, it is refused
+    MuscleBorderChoice muscle = MuscleBorderChoice::kExact;  ///< decides what labels, crops and areas take
+    std::uint64_t image_memory = kDefaultImageMemory;        ///< bytes; if an image would need more, it is refused
 };
 
 }  // namespace Norvane::Host

@@ -16,7 +16,7 @@ BreastAreas areas_of(const Region& breast, const Region& muscle, const Region& j
 
 BreastAreas areas_of(const Findings& findings) {
     const FoundMasks& masks = findings.masks;
-    return areas_of(masks.breast.region, masks.pectoral.region, masks.full.region);
+    return areas_of(masks.breast.region, masks.muscle(), masks.joined());
 }
 
 std::string areas_text(const BreastAreas& areas) {

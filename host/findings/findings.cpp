@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 namespace Norvane::Host {
@@ -51,6 +52,25 @@ void refuse_beyond_memory(const SourceImage& source, const ImageSettings& settin
     Host::refuse_beyond_memory(limit, memory_of_source(source.samples.size()) + grid, "its working grid");
 }
 
+// The library's masks stay what they are; the refined muscle lies beside them.
+void add_refined_muscle(Findings& findings, MuscleBorderChoice choice) {
+    FoundMasks& masks = findings.masks;
+    masks.choice = choice;
+    masks.refined.region = masks.pectoral.region;
+    if (findings.settings.view.value == VIEW_PECT) {
+        masks.refined = refine_muscle(findings.working_image(), masks.breast.region, masks.pectoral.region,
+                                      findings.settings.side.value);
+    }
+    masks.refined_full =
+        masks.refined.is_refined ? united(masks.breast.region, masks.refined.region) : masks.full.region;
+}
+
+void add_doubt(Findings& findings) {
+    const DoubtMeasures measures = doubt_measures(findings);
+    findings.doubt = doubt_of(measures);
+    std::ranges::move(alarms_of(measures), std::back_inserter(findings.warnings));
+}
+
 }  // namespace
 
 Findings analyse(SourceImage source, const AnalysisOptions& options, std::string file) {
@@ -72,6 +92,8 @@ Findings analyse(SourceImage source, const AnalysisOptions& options, std::string
     // Uses `plain`, because levels raised for the class would hide the step at the skin line.
     findings.outline_contrast =
         outline_contrast(*plain.image, findings.masks.breast.region, findings.masks.frame.region);
+    add_refined_muscle(findings, options.muscle);
+    add_doubt(findings);
     findings.source = std::move(source);
     return findings;
 }

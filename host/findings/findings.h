@@ -3,6 +3,7 @@
 #pragma once
 
 #include "findings/analysis_options.h"
+#include "findings/doubt.h"
 #include "findings/film_area.h"
 #include "findings/host_image.h"
 #include "findings/image_settings.h"
@@ -24,6 +25,7 @@ struct Findings {
     FoundMasks masks;                      ///< on the grid of `prepared`, whose pixel (0, 0) lies at the crop's corner
     std::vector<NoiseTrial> noise_trials;  ///< the classes that were compared; empty if none were
     double outline_contrast = 0.0;         ///< mean log grey step across the skin line; 0 without a skin line
+    Doubt doubt;                           ///< how far to trust the masks
     std::vector<std::string> warnings;     ///< what the user should look at, one sentence each
 
     [[nodiscard]] const Image& working_image() const { return *prepared.image; }

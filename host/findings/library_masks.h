@@ -3,6 +3,7 @@
 #pragma once
 
 #include "findings/host_image.h"
+#include "findings/refined_muscle.h"
 #include "findings/region.h"
 
 #include <norvane/masking.h>
@@ -39,6 +40,19 @@ struct FoundMasks {
     FoundMask full;      ///< breast and upper muscle; its status is that of the image
     Region outer;        ///< the region inside the outer contour; it has no status of its own
     std::optional<FoundContour> contour;
+
+    RefinedMuscle refined;  ///< the muscle with a curved border
+    Region refined_full;    ///< breast and refined muscle
+    MuscleBorderChoice choice = MuscleBorderChoice::kExact;
+
+    /// The muscle that results take.
+    [[nodiscard]] const Region& muscle() const {
+        return choice == MuscleBorderChoice::kExact ? pectoral.region : refined.region;
+    }
+    /// Breast and muscle joined, as results take them.
+    [[nodiscard]] const Region& joined() const {
+        return choice == MuscleBorderChoice::kExact ? full.region : refined_full;
+    }
 };
 
 /// Makes only the breast mask.

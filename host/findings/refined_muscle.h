@@ -9,6 +9,12 @@
 
 namespace Norvane::Host {
 
+/// Which border of the muscle results take.
+enum class MuscleBorderChoice {
+    kExact,    ///< the library's straight line
+    kRefined,  ///< see refine_muscle()
+};
+
 struct RefinedMuscle {
     Region region;              ///< the exact muscle if no better border was found
     bool is_refined = false;    ///< whether the border is one of its own

@@ -104,6 +104,28 @@ double dice(const Region& a, const Region& b) {
     return sum > 0 ? 2.0 * static_cast<double>(common_area(a, b)) / static_cast<double>(sum) : 1.0;
 }
 
+Region united(const Region& a, const Region& b) {
+    if (a.rows().empty() || b.rows().empty()) return a.rows().empty() ? b : a;
+    std::vector<RowRuns> rows;
+    const unsigned last = std::max(a.rows().back().row, b.rows().back().row);
+    for (unsigned y = std::min(a.rows().front().row, b.rows().front().row); y <= last; ++y) {
+        std::vector<ColumnRun> runs(a.row(y).begin(), a.row(y).end());
+        runs.insert(runs.end(), b.row(y).begin(), b.row(y).end());
+        if (runs.empty()) continue;
+        std::ranges::sort(runs, {}, &ColumnRun::first);
+        RowRuns row{y, {runs.front()}};
+        for (const ColumnRun& run : runs) {
+            if (run.first <= row.runs.back().last + 1) {
+                row.runs.back().last = std::max(row.runs.back().last, run.last);
+            } else {
+                row.runs.push_back(run);
+            }
+        }
+        rows.push_back(std::move(row));
+    }
+    return {std::move(rows), a.pixel_size_um()};
+}
+
 unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um) {
     if (pixel_size_um == grid_pixel_size_um) return v;
     const double exact =

@@ -81,6 +81,9 @@ private:
 /// regions are equal or both empty, and 0 if they have no common pixel. Both must be on the same grid.
 [[nodiscard]] double dice(const Region& a, const Region& b);
 
+/// The pixels of either region. Both lie on one grid.
+[[nodiscard]] Region united(const Region& a, const Region& b);
+
 /// The pixel of a grid on which pixel `v` of a picture lies, along either axis. Pixel sizes are in micrometres. If its
 /// target pixel size is that of the picture, Mask::HitTest() calculates the same. The pixel may lie after the last one
 /// of the grid.

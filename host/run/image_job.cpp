@@ -66,6 +66,8 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
     set_settings(record, findings);
     record.areas = areas_of(findings);
     record.outline_contrast = findings.outline_contrast;
+    record.breast_doubt = findings.doubt.breast;
+    record.muscle_doubt = findings.doubt.muscle;
     record.flags = findings.source.flags;
     record.warnings = findings.warnings;
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
@@ -112,6 +114,8 @@ std::vector<std::string> full_report(const Input& input, const fs::path& stem, c
         lines.push_back("    Pectoral muscle: " + status_line(masks.pectoral.status));
     for (const std::string& fact : settings_text(findings)) lines.push_back("    " + fact);
     lines.push_back("    " + areas_text(areas_of(findings)));
+    lines.push_back(fmt::format("    Doubt: breast {:.2f}, muscle {:.2f} (0: none; above 0.5: look at the masks)",
+                                findings.doubt.breast, findings.doubt.muscle));
     for (const std::string& warning : findings.warnings) lines.push_back("    Warning: " + warning);
     lines.push_back("    Results: " + stem.string() + ".*");
     const std::string own = own_result_name(input);

@@ -61,6 +61,10 @@ void visit_fields(Record& record, const Visitor& visit) {
                 "Mean step of the logarithm of the grey level across the outline of the breast; 0 "
                 "without an outline"},
           record.outline_contrast);
+    visit(Field{"breast_doubt", "How doubtful the breast mask is, from 0 to 1; above 0.5 it should be looked at"},
+          record.breast_doubt);
+    visit(Field{"muscle_doubt", "How doubtful the muscle is, from 0 to 1; above 0.5 it should be looked at"},
+          record.muscle_doubt);
     visit(Field{"flags", "What is special about the view, one word each, such as spot or implant"}, record.flags);
     visit(Field{"warnings", "What the user should look at, one sentence each"}, record.warnings);
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
@@ -75,13 +79,33 @@ Json type_of(const std::string&) { return type_named("string"); }
 Json type_of(bool) { return type_named("boolean"); }
 Json type_of(unsigned) { return type_named("integer"); }
 Json type_of(double) { return number_type(); }
+Json type_of(const std::optional<double>&) { return or_null(number_type()); }
 Json type_of(Masking::MASK_STATUS) { return type_named("integer"); }
 Json type_of(const std::vector<std::string>&) { return array_type(type_named("string")); }
+
+// Values as JSON, nothing as null.
+template <class Value>
+Json json_of(const Value& value) {
+    return value;
+}
+Json json_of(const std::optional<double>& value) { return value ? Json(*value) : Json(nullptr); }
+template <class Value>
+void take(const Json& json, Value& value) {
+    json.get_to(value);
+}
+void take(const Json& json, std::optional<double>& value) {
+    if (json.is_null()) {
+        value.reset();
+    } else {
+        value = json.get<double>();
+    }
+}
 
 std::string csv_text(const std::string& value) { return csv_field(value); }
 std::string csv_text(bool value) { return value ? "1" : "0"; }
 std::string csv_text(unsigned value) { return std::to_string(value); }
 std::string csv_text(double value) { return number_text(value); }
+std::string csv_text(const std::optional<double>& value) { return value ? number_text(*value) : ""; }
 std::string csv_text(Masking::MASK_STATUS value) { return std::to_string(static_cast<int>(value)); }
 std::string csv_text(const std::vector<std::string>& values) {
     std::string text;
@@ -97,7 +121,7 @@ std::string csv_text(const std::vector<std::string>& values) {
 std::string json_line(const ImageRecord& record) {
     Json json;
     visit_fields(record, [&](const FieldDeclaration& declared, const auto& field) {
-        if (record.refusal.empty() || declared.is_known_if_refused) json[declared.name] = field;
+        if (record.refusal.empty() || declared.is_known_if_refused) json[declared.name] = json_of(field);
     });
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -108,7 +132,7 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
         const Json json = Json::parse(json_line);
         const bool is_refused = !json.at("refusal").get<std::string>().empty();
         visit_fields(record, [&](const FieldDeclaration& declared, auto& field) {
-            if (!is_refused || declared.is_known_if_refused) json.at(declared.name).get_to(field);
+            if (!is_refused || declared.is_known_if_refused) take(json.at(declared.name), field);
         });
     } catch (const Json::exception&) {
         return std::nullopt;

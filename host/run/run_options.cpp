@@ -17,6 +17,8 @@ namespace {
 constexpr const char* kBatchGroup = "Batch";
 constexpr const char* kTriedNoise = "auto";
 constexpr unsigned kMostJobs = 1024;
+constexpr std::array kMuscleBorderWords{std::pair{"exact", MuscleBorderChoice::kExact},
+                                        std::pair{"refined", MuscleBorderChoice::kRefined}};
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
 
 // Two numbers separated by `separator`. The first must not be above the second.
@@ -192,6 +194,14 @@ OptionTable<RunOptions> analysis_options() {
           .help = "Tissue is dark on a bright background",
           .otherwise = "what the file says"},
          flag([](RunOptions& run, bool is_on) { run.analysis.is_inverted = is_on; })},
+        {{.name = "muscle",
+          .effect = kResults,
+          .choices = choices_of(kMuscleBorderWords),
+          .help = "Border of the pectoral muscle in all results: exact is the library's straight line, refined follows "
+                  "the image",
+          .otherwise = "exact",
+          .details = "The JSON holds both, and the page shows both."},
+         [](RunOptions& run, const std::string& text) { run.analysis.muscle = value_named(kMuscleBorderWords, text); }},
         {{.name = "fast",
           .kind = OptionKind::kFlag,
           .effect = kResults,

@@ -138,8 +138,15 @@ class Analysis:
         return {} if self._made is None else self._made.areas
 
     @property
+    def doubt(self) -> Dict[str, float]:
+        """How doubtful a mask is, from 0 to 1, by its name: breast, muscle. Above 0.5 the mask should be looked at. Empty
+        if the image was refused."""
+        return {} if self._made is None else self._made.doubt
+
+    @property
     def masks(self) -> Dict[str, Mask]:
-        """The masks by name: frame, full, outer, breast, pectoral. Empty if the image was refused."""
+        """The masks by name: frame, full, outer, breast, pectoral, refined_pectoral. Empty if the image was
+        refused."""
         if self._masks is None:
             self._masks = {} if self._made is None else self._made.masks
         return self._masks
@@ -196,6 +203,12 @@ def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
         raise ValueError(f"{name}: expected {expected}, got {value!r}") from None
 
 
+def _muscle_choice(muscle: str) -> bool:
+    if muscle not in ("exact", "refined"):
+        raise ValueError(f"muscle: expected exact or refined, got {muscle!r}")
+    return muscle == "refined"
+
+
 def analyse(
     image: Union[PathLike, NDArray[Any], Source],
     *,
@@ -215,6 +228,7 @@ def analyse(
     noise: Union[BG_NOISE, str, None] = None,
     padding: Optional[Tuple[int, int]] = None,
     inverted: bool = False,
+    muscle: str = "exact",
     fast: bool = False,
     contour: bool = True,
     used_bits: Optional[int] = None,
@@ -240,6 +254,7 @@ def analyse(
         Default: what the file says, otherwise "auto".
     padding: grey values (low, high) of the background; implies the class BG_GIVEN_LEVEL.
     inverted: tissue is dark on a bright background, whatever the file says.
+    muscle: "exact" or "refined", the border of the pectoral muscle in labels, areas and the masks full and pectoral.
     fast: use the fast search for the contour; results differ.
     contour: include 720 outline points.
     used_bits: number of used bits of an array.
@@ -264,6 +279,7 @@ def analyse(
         "padding": padding,
         "crop": bool(crop),
         "inverted": bool(inverted),
+        "refined_muscle": _muscle_choice(muscle),
         "fast": bool(fast),
         "contour": bool(contour),
         "image_memory": image_memory,

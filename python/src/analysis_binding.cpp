@@ -174,6 +174,8 @@ Host::AnalysisOptions options_of(const py::dict& given) {
     options.padding = padding_of(given["padding"]);
     options.crops_film_area = given["crop"].cast<bool>();
     options.is_inverted = given["inverted"].cast<bool>();
+    options.muscle =
+        given["refined_muscle"].cast<bool>() ? Host::MuscleBorderChoice::kRefined : Host::MuscleBorderChoice::kExact;
     options.is_fast = given["fast"].cast<bool>();
     options.wants_contour = given["contour"].cast<bool>();
     const auto image_memory = given["image_memory"].cast<std::optional<std::uint64_t>>();
@@ -191,7 +193,7 @@ SharedFindings analyse(const SharedSource& source, const std::string& file, cons
 py::dict masks_of(const Host::Findings& findings) {
     const Image& image = findings.working_image();
     py::dict masks;
-    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+    for (const Host::MaskLayer& layer : Host::kAllMaskLayers) {
         masks[layer.key] = make_grid_mask(layer.region_of(findings.masks).with_pixel_size(image.GetPixelSize()),
                                           image.GetWidth(), image.GetHeight());
     }
@@ -213,6 +215,13 @@ py::dict areas_of(const Host::Findings& findings) {
     py::dict named;
     for (const Host::AreaDeclaration& area : Host::kAreas) named[area.name] = areas.*area.value;
     return named;
+}
+
+py::dict doubt_of(const Host::Findings& findings) {
+    py::dict doubt;
+    doubt["breast"] = findings.doubt.breast;
+    doubt["muscle"] = findings.doubt.muscle;
+    return doubt;
 }
 
 std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
@@ -267,6 +276,7 @@ void bind_analysis(py::module_& module) {
         .def_property_readonly("file", [](const Host::Findings& findings) { return py::bytes(findings.file); })
         .def_property_readonly("statuses", &statuses_of)
         .def_property_readonly("areas", &areas_of)
+        .def_property_readonly("doubt", &doubt_of)
         .def_property_readonly("masks", &masks_of)
         .def_property_readonly("image", &image_of)
         .def("to_json", &apart<Host::report_json>)

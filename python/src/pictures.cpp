@@ -27,7 +27,7 @@ std::vector<Host::DrawnRegion> regions_by_name(const std::map<std::string, Share
         if (mask == nullptr) refuse_type("masks: expected norvane.Mask for '" + name + "', got None");
     }
     std::vector<Host::DrawnRegion> regions;
-    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+    for (const Host::MaskLayer& layer : Host::kAllMaskLayers) {
         const auto found = given.find(layer.key);
         if (found != given.end()) regions.push_back({&layer, &found->second->region});
     }
@@ -77,7 +77,7 @@ py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, 
 }  // namespace
 
 const Host::MaskLayer* layer_named(std::string_view name) {
-    for (const Host::MaskLayer& layer : Host::kMaskLayers) {
+    for (const Host::MaskLayer& layer : Host::kAllMaskLayers) {
         if (name == layer.key) return &layer;
     }
     return nullptr;

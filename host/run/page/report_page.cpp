@@ -112,7 +112,7 @@ std::string summary_of(const std::vector<ImageRecord>& records) {
 
 Json page_json(const std::vector<ImageRecord>& all) {
     Json layers = Json::array();
-    for (const MaskLayer& layer : kMaskLayers) {
+    for (const MaskLayer& layer : kAllMaskLayers) {
         layers.push_back({{"key", layer.key},
                           {"label", layer.label},
                           {"colour", colour_text(layer.colour)},
