@@ -20,10 +20,10 @@ struct CocoCategory {
 };
 inline constexpr CocoCategory kCocoCategories[] = {{1, "breast"}, {2, "pectoral muscle"}};
 
-/// The image's size and an annotation for each category that it shows, without the numbers that they get in a data set.
+/// The size of the image and an annotation for each category that it shows. A data set numbers them later.
 [[nodiscard]] std::string coco_annotations(const Findings& findings);
 
-/// Run lengths as the text of COCO's tools: each as the difference from the last but one, in digits of 5 bits.
+/// Run lengths as the text of COCO's tools. Each is the difference from the last but one, in digits of 5 bits.
 [[nodiscard]] std::string coco_text(const std::vector<std::size_t>& counts);
 
 }  // namespace Norvane::Host

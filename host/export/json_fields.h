@@ -16,7 +16,7 @@ enum class Presence {
     kIfKnown,  ///< left out if the value is null
 };
 
-/// `type` is a schema, such as those below. `value` takes what the object is about.
+/// `type` is a schema, such as those below. `value` takes the subject of the object.
 template <class Subject>
 struct JsonField {
     const char* name;
@@ -51,7 +51,7 @@ template <class Subject>
 }
 
 [[nodiscard]] inline nlohmann::ordered_json type_named(const char* name) { return {{"type", name}}; }
-/// A number, or null if it is none.
+/// A number, or null if the value is not finite.
 [[nodiscard]] inline nlohmann::ordered_json number_type() { return {{"type", {"number", "null"}}}; }
 [[nodiscard]] inline nlohmann::ordered_json array_type(const nlohmann::ordered_json& items) {
     return {{"type", "array"}, {"items", items}};

@@ -46,7 +46,7 @@ inline constexpr MaskLayer kRefinedMuscleLayer{
 inline constexpr std::array<MaskLayer, 5> kMaskLayers{kFrameLayer, kFullLayer, kOuterLayer, kBreastLayer,
                                                       kPectoralLayer};
 
-/// With the refined muscle, for who can switch layers off.
+/// With the refined muscle, for pages on which layers can be switched off.
 inline constexpr std::array<MaskLayer, 6> kAllMaskLayers{kFrameLayer,  kFullLayer,     kOuterLayer,
                                                          kBreastLayer, kPectoralLayer, kRefinedMuscleLayer};
 

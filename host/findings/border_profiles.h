@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Profiles across a border that is sought, and the path through them.
+/// Profiles across the border that the search looks for, and the path through them.
 #pragma once
 
 #include "findings/muscle_grey.h"
@@ -62,7 +62,7 @@ public:
     }
 
     enum class Scale { kLinear, kLogarithmic };
-    /// Mean of the `band` steps inside minus mean of those outside, smoothed over neighbouring profiles; NaN where
+    /// Mean of the `band` steps inside minus mean of those outside, smoothed over neighbouring profiles; NaN if
     /// there is too little tissue on one of the sides.
     [[nodiscard]] ProfileMap contrast(Scale scale, std::size_t band) const;
 
@@ -75,8 +75,8 @@ private:
     std::vector<float> linear, logarithmic;
 };
 
-/// The median over the profiles of the best contrast of each: what counts as a full border in this image. A small
-/// number if there is no contrast.
+/// The median of the profiles' best contrasts, which counts as a full border in this image. If there is no contrast, it
+/// is a small number.
 [[nodiscard]] double typical_contrast(const ProfileMap& contrast);
 
 /// The column of each row such that the sum of `cost` and of `change_cost[row]` times the square of each change from

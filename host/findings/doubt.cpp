@@ -11,7 +11,7 @@
 namespace Norvane::Host {
 namespace {
 
-// The amounts at which a measure alone makes a doubt of one half. They were chosen on labelled films, on the same
+// If a measure alone has this amount, the doubt is one half. The amounts were chosen on labelled films, on the same
 // films after changes of grey scale, noise and sharpness, and on images that were inverted by mistake.
 constexpr double kHalfDisagreement = 0.25;
 constexpr double kHalfOutlineContrast = 0.015, kHalfBlackOutlineContrast = 0.5;
@@ -23,17 +23,17 @@ constexpr double kMissedMuscle = 0.8;  // the doubt about a muscle that should b
 constexpr double kWholeBreast = 0.97;  // the reach of a line that left the muscle
 constexpr double kWholeBreastDoubt = 0.6;
 
-// Alarms.
+// Beyond these limits a warning is given.
 constexpr double kLeastAgreement = 0.5;
 constexpr double kLeastOutlineContrast = 0.012, kLeastBlackOutlineContrast = 0.3;
 constexpr double kMostRaggedness = 1.25;   // breasts are below 1.15
-constexpr double kMostBrightShare = 0.25;  // of images with bright tissue, 0.04 at most
+constexpr double kMostBrightShare = 0.25;  // images with bright tissue have 0.04 at most
 
-// Rises from 0 to 1.
+// Rises from 0 to 1, with one half at `half`.
 double rising(double amount, double half) { return amount > 0.0 ? amount / (amount + half) : 0.0; }
 double falling(double amount, double half) { return half / (half + std::max(0.0, amount)); }
 
-// Reasons that do not know of each other.
+// Joins two independent reasons as probabilities are joined.
 double either(double a, double b) { return 1.0 - (1.0 - a) * (1.0 - b); }
 
 double muscle_doubt(const DoubtMeasures& measures) {
@@ -44,7 +44,7 @@ double muscle_doubt(const DoubtMeasures& measures) {
     return measures.muscle_reach > kWholeBreast ? std::max(doubt, kWholeBreastDoubt) : doubt;
 }
 
-// The share of pixels within 6 % of the grey scale below its top, of which single bright pixels are left out.
+// The share of pixels in the upper 6 % of the grey scale. Single bright pixels do not count for its top.
 double bright_share(const Image& image) {
     constexpr std::size_t kBins = 1024;
     std::array<std::size_t, kBins> counts{};

@@ -41,8 +41,8 @@ struct DoubtMeasures {
 
 [[nodiscard]] DoubtMeasures doubt_measures(const Findings& findings);
 
-/// The length of the outline along the pixels' sides, divided by that of the box around the region: 1 for a region
-/// without dents, and more the more the outline runs in and out. 0 for an empty region.
+/// The length of the outline along the pixels' sides, divided by that of the box around the region. It is 1 for a
+/// region without dents, and it grows as the outline runs in and out. 0 for an empty region.
 [[nodiscard]] double raggedness(const Region& region);
 
 }  // namespace Norvane::Host

@@ -13,8 +13,8 @@ using Scale = SampledProfiles::Scale;
 
 constexpr double kProfileStep = 4.0;  // pixels from profile to profile along the line
 
-// One band of contrast on one scale: what a border gains by a contrast, in units of the typical one. The gain is linear
-// up to three times the typical contrast, and steeper or flatter up to once.
+// What a border gains by the contrast of one band on one scale, in units of the typical contrast. The gain is linear
+// up to three times the typical contrast. Up to the typical contrast it is steeper or flatter.
 struct BandWeight {
     Scale scale;
     std::size_t steps;  // of kOffsetStep pixels
@@ -30,7 +30,7 @@ constexpr std::array<BandWeight, 8> kBandWeights{{{Scale::kLinear, 2, -0.434, -0
                                                   {Scale::kLogarithmic, 20, -1.133, -0.167}}};
 
 // What a border gains by its offset from the line, as a polynomial of its place along the line (0: top, 1: wall).
-// Offsets are measured in depths, the depth being the distance of the corner from the line.
+// Offsets are measured in depths. The depth is the distance of the corner from the line.
 struct OffsetWeights {
     double constant, linear, square;
 };

@@ -11,7 +11,7 @@ namespace Norvane::Host {
 
 struct MuscleBorder {
     std::vector<GridPoint> points;  ///< from above the image to beyond the chest wall
-    double contrast = 0.0;          ///< mean difference of the grey levels inside and outside, white being 1
+    double contrast = 0.0;          ///< mean difference of the grey levels inside and outside; white is 1
     double log_contrast = 0.0;      ///< the same for the logarithm of the grey level
     double low_log_contrast = 0.0;  ///< its 20th percentile
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The grey levels in which the border of the pectoral muscle is sought.
+/// The grey levels in which the search looks for the border of the pectoral muscle.
 #pragma once
 
 #include "findings/region.h"

@@ -13,7 +13,7 @@ namespace Norvane::Host {
 namespace {
 
 constexpr double kClearlyMore = 1.03;    // contrast along another line, as a multiple of that along the exact one
-constexpr double kLeastContrast = 0.03;  // mean log contrast of what is a border at all
+constexpr double kLeastContrast = 0.03;  // mean log contrast that a border has at least
 constexpr double kFoundContrast = 0.12;  // the same, of a muscle that the exact line missed
 constexpr double kFoundLowContrast = 0.06;
 
@@ -45,7 +45,7 @@ std::vector<MuscleLine> typical_lines(const Region& breast) {
     if (!bounds) return lines;
     const double width = bounds->right - bounds->left + 1.0;
     const double height = bounds->bottom - bounds->top + 1.0;
-    constexpr double kSmallest = 100.0;  // pixels of a breast in which a muscle could be told
+    constexpr double kSmallest = 100.0;  // pixels of a breast in which a muscle could be recognized
     if (std::min(width, height) < kSmallest) return lines;
     for (const GridPoint& place : kPlaces) lines.push_back({place.x * width, place.y * height});
     return lines;

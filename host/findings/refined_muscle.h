@@ -17,7 +17,7 @@ enum class MuscleBorderChoice {
 
 struct RefinedMuscle {
     Region region;              ///< the exact muscle if no better border was found
-    bool is_refined = false;    ///< whether the border is one of its own
+    bool is_refined = false;    ///< whether a curved border was found
     double low_contrast = 0.0;  ///< 20th percentile of the log contrast along the border; 0 without a border
 };
 
@@ -32,7 +32,7 @@ struct RefinedMuscle {
 /// A line that was drawn along another edge is out of reach of these profiles. Rays from the corner between chest wall
 /// and upper border reach further, so a second line is fitted to the best path through them. It replaces the first if
 /// there is more contrast along its border. If `exact` is empty, lines of typical position are tried in the same way.
-/// If there is next to no contrast along the border, the exact muscle remains.
+/// If there is hardly any contrast along the border, the exact muscle remains.
 ///
 /// `breast` bounds the muscle, together with `exact`.
 [[nodiscard]] RefinedMuscle refine_muscle(const Image& prepared, const Region& breast, const Region& exact,

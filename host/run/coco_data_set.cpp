@@ -16,7 +16,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Nothing if the image has none.
+// Nothing if the image has no annotations.
 std::optional<Json> annotations_of(const ImageRecord& record, const ResultFolder& results) {
     constexpr std::size_t kMostBytes = std::size_t{1} << 28;
     try {

@@ -17,7 +17,7 @@ namespace Norvane::Host {
     return quoted + '"';
 }
 
-/// The text of a field as csv_field() was given it, as far as the mark of formulas is concerned.
+/// The text of a field without the apostrophe that csv_field() puts before formulas.
 [[nodiscard]] inline std::string without_formula_mark(const std::string& field) {
     return field.starts_with('\'') && field.find_first_of("=+-@\t\r", 1) == 1 ? field.substr(1) : field;
 }

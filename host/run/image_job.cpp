@@ -82,7 +82,7 @@ std::string status_line(Masking::MASK_STATUS status) {
     return fmt::format("status {} {}: {}", static_cast<int>(status), text.name, text.sentence);
 }
 
-// Which frame of its file the image is, between `before` and `after`; empty if nothing says it.
+// The frame of the image in its file, between `before` and `after`; empty if the input names no frame.
 std::string frame_text(const Input& input, const char* before, const char* after = "") {
     const std::string frame = own_frame(input);
     return frame.empty() ? "" : fmt::format("{}(frame {}){}", before, frame, after);
@@ -160,7 +160,7 @@ std::string stamp_options_of(const RunOptions& options) {
     return text;
 }
 
-// Of one image: what the run says, and what holds for this image alone.
+// The origin of one image's results: the options of the run, and those that hold for this image alone.
 std::string stamp_origin_of(const Input& input, const std::string& run_options) {
     if (input.own.empty()) return stamp_origin(input.file, run_options);
     return stamp_origin(input.file, run_options + " own " + stamp_text_of(facts_of(run_option_table()), input.own));
