@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Compressed frames decoded by a worker, beside the same decoder in this process. The use of the words is a pass over
-/// them on both sides, as the reader's is.
+/// Decodes compressed frames in a worker and compares it with the same decoder in this process. On both sides, the
+/// words are used by one pass over them, as the reader does.
 #include "host/io/encoders.h"
 #include "io/decoding/decode_frame.h"
 #include "phantom/phantom.h"

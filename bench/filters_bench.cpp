@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Filters and grey-level operations beside OpenCV's or beside a copy of the image.
+/// Compares filters and grey-level operations with those of OpenCV or with a copy of the image.
 #include "imaging/filter.h"
 #include "model/pixels.h"
 #include "pictures.h"
@@ -18,7 +18,7 @@ std::unique_ptr<Image> picture(const benchmark::State& state) {
                                   : resized(*prepared(kLargeDetector, BG_AUTO), 2044, 2516);
 }
 
-/// The mean of the 31 x 31 pixels around one, zeros outside the image, rounded half up.
+/// The mean of the 31 x 31 pixels around a pixel, rounded half up. Outside the image are zeros.
 unsigned box_mean_at(const Image& image, unsigned x, unsigned y) {
     constexpr unsigned kHalf = 15, kCells = 31 * 31;
     std::uint64_t sum = 0;
@@ -34,7 +34,7 @@ void blur(benchmark::State& state) {
     const cv::Mat matrix = matrix_over(*image);
     cv::Mat theirs;
     Filter::Blur(image.get(), &blurred, 31, 31, 15, 15);
-    // OpenCV scales in single precision and is off by one here and there, so the definition itself is asked.
+    // OpenCV scales in single precision and is sometimes off by one, so the result is compared with the definition.
     for (unsigned i = 0; i < 5000; ++i) {
         const unsigned x = i * 7919 % image->GetWidth(), y = i * 104729 % image->GetHeight();
         if (grey_row(blurred, y)[x] != box_mean_at(*image, x, y))

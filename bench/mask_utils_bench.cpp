@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Mask morphology and set algebra beside OpenCV on bitmaps of the same size.
+/// Compares mask morphology and set algebra with OpenCV on bitmaps of the same size.
 #include "imaging/mask_utils.h"
 #include "model/mask_reader.h"
 #include "pictures.h"

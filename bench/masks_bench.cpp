@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The mask operations beside OpenCV's 31 x 31 box filter of the same prepared image.
+/// Compares the mask operations with OpenCV's 31 x 31 box filter of the same prepared image.
 #include "allocations.h"
 #include "pictures.h"
 #include "yardstick.h"
@@ -92,7 +92,7 @@ BENCHMARK_CAPTURE(full_mask, default_search_four_times, false)->NORVANE_CASES({{
 BENCHMARK(frame_mask)->NORVANE_CASES({{815, 1022, 2044}, {BG_AUTO}, {0, 1}, {1}});
 BENCHMARK(pect_mask)->NORVANE_CASES({{815, 1022, 2044}, {BG_AUTO}, {0, 1}, {1}});
 
-/// Images per second on two cores against one. Not under a pinned core.
+/// Compares images per second on two cores with one. It must not be pinned to one core.
 void two_threads(benchmark::State& state) {
     constexpr int kImages = 6;
     const auto source = acquired(kSmallDetector);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The images that are measured: phantoms as acquired, and prepared.
+/// The images for the benchmarks: acquired phantoms and prepared ones.
 #pragma once
 
 #include <norvane/norvane.h>
@@ -20,11 +20,11 @@ struct Acquisition {
 inline constexpr Acquisition kLargeDetector{};
 inline constexpr Acquisition kSmallDetector{2560, 3328, 85.0F, 12, SIDE_CHEST_LEFT, VIEW_PECT};
 
-/// A phantom as 16-bit samples, drawn once per kind. The image that is returned is a copy of its own.
+/// A phantom as 16-bit samples, drawn once per kind. The returned image is a separate copy.
 [[nodiscard]] std::unique_ptr<Image> acquired(const Acquisition& kind);
 /// The same, prepared for the noise class.
 [[nodiscard]] std::unique_ptr<Image> prepared(const Acquisition& kind, BG_NOISE noise);
-/// A prepared image cut or repeated to a size of its own.
+/// A prepared image that is cut or repeated to the wanted size.
 [[nodiscard]] std::unique_ptr<Image> resized(const Image& image, unsigned width, unsigned height);
 
 [[nodiscard]] Masking::Params params_for(const Acquisition& kind, BG_NOISE noise);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Image preparation beside OpenCV's area resize of the same image.
+/// Compares image preparation with OpenCV's area resize of the same image.
 #include "allocations.h"
 #include "imaging/filter.h"
 #include "model/numbers.h"
@@ -17,8 +17,8 @@ namespace {
 enum Argument { kResampleFirst, kUsedBits, kOwnsBuffer, kSize };
 
 struct Source {
-    std::unique_ptr<Image> original;  // stays as it is
-    Image work;                       // what is prepared, and maybe changed
+    std::unique_ptr<Image> original;  // stays unchanged
+    Image work;                       // is prepared, and maybe changed
     std::vector<unsigned char> foreign;
 
     Source(const Acquisition& kind, bool owns) : original(acquired(kind)) {
@@ -39,7 +39,7 @@ std::unique_ptr<Image> prepare(Image& image, bool resample_first) {
     return std::unique_ptr<Image>(PrepareImage(&image, scale, BG_AUTO, resample_first, nullptr, nullptr, nullptr));
 }
 
-/// Step by step on whole images, for sources of at most 15 used bits.
+/// Prepares step by step on whole images, for sources with at most 15 used bits.
 std::unique_ptr<Image> prepare_plainly(Image& image, bool resample_first) {
     const auto scale = static_cast<float>(static_cast<double>(image.GetPixelSize()) / 228.0);
     const auto resample = [&](Image& from) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The calls of bench/python_overhead.py without Python, for the same process: each returns the nanoseconds of
-/// processor time that it took, and a number that tells whether the result is the same.
+/// The calls of bench/python_overhead.py without Python, for the same process. Each returns the processor time that it
+/// took in nanoseconds, and a number that shows whether the result is the same.
 #include <norvane/norvane.h>
 
 #include <cstdint>
@@ -43,8 +43,8 @@ __attribute__((visibility("default"))) long long yardstick_prepare(const std::ui
     return nanoseconds;
 }
 
-/// A prepared image with rows of an even number of pixels; `check` receives what bench/python_overhead.py makes of the
-/// full mask.
+/// A prepared image whose rows have an even number of pixels. `check` receives the number that bench/python_overhead.py
+/// computes from the full mask.
 __attribute__((visibility("default"))) long long yardstick_full_mask(const std::uint16_t* samples, unsigned width,
                                                                      unsigned height, float pixel_size,
                                                                      unsigned long long* check) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Ratios to a yardstick that is timed in the same process, and how they are reported.
+/// Measures and reports ratios to a yardstick that is timed in the same process.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -27,7 +27,7 @@ template <class Work>
     return seconds[static_cast<std::size_t>(runs / 2)];
 }
 
-/// What a row of the table promises: the ratio at most, and the ratio aimed for.
+/// The limits of a row in the table: the largest ratio that is allowed, and the ratio to aim for.
 struct Target {
     double at_most, aim;
 };
@@ -42,8 +42,8 @@ inline void report(benchmark::State& state, const char* name, double our_seconds
     state.counters["aim"] = target.aim;
 }
 
-/// Times `work` in turn with its yardstick, so that both see the same machine, and reports the medians. `prepare` runs
-/// before each run of `work`, untimed.
+/// Times `work` and its yardstick alternately, so that both see the same machine, and reports the medians. `prepare`
+/// runs before each run of `work` and is not timed.
 template <class Prepare, class Work, class Yardstick>
 void compare(benchmark::State& state, const char* name, Target target, Prepare prepare, Work work,
              Yardstick yardstick) {

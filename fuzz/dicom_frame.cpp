@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pixel data of a DICOM object in each transfer syntax: the bytes are a frame, in one fragment or two, under a
-/// header that is well formed and says whatever it says.
+/// Fuzzes the pixel data of a DICOM object in each transfer syntax. The input is a frame in one or two fragments, under
+/// a header that is well formed but may say anything.
 #include "input.h"
 
 #include "host/io/encoders.h"
@@ -10,10 +10,10 @@
 namespace Norvane::Fuzz {
 namespace {
 
-/// Compressed frames, each a list of fragments.
+/// Compressed frames; each is a list of fragments.
 using Frames = std::vector<std::vector<Tests::Bytes>>;
 
-/// Puts fragments, cut wherever the input says, into an object in place of its pixels.
+/// Replaces the pixels of an object by fragments that are cut where the input says.
 void put_fragments(DcmDataset& header, E_TransferSyntax syntax, const Frames& frames, bool has_offset_table) {
     auto* sequence = new DcmPixelSequence(DcmTag(DCM_PixelData, EVR_OB));
     auto* table = new DcmPixelItem(DcmTag(DCM_Item, EVR_OB));
@@ -30,7 +30,7 @@ void put_fragments(DcmDataset& header, E_TransferSyntax syntax, const Frames& fr
             position += static_cast<Uint32>(bytes.size()) + 8;
         }
     }
-    if (has_offset_table) {  // least significant byte first, as this machine has it
+    if (has_offset_table) {  // least significant byte first, like this machine
         table->putUint8Array(reinterpret_cast<const Uint8*>(offsets.data()), offsets.size() * sizeof offsets[0]);
     }
     auto* pixels = new DcmPixelData(DcmTag(DCM_PixelData, EVR_OB));

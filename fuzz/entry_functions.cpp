@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The four mask operations, up to four calls in a row over one image with the same masks, which may be null, used
-/// before, or one object in several roles. The loops with and without wide registers must answer the same.
+/// Fuzzes the four mask operations: up to four calls in a row on one image with the same masks. The masks may be null,
+/// may have been used before, or may be one object in several roles. The loops with and without wide registers must
+/// give the same results.
 #include "hostile_image.h"
 
 #include "support/builders.h"
@@ -22,12 +23,12 @@ Mask mask_of_bytes(Input& input) {
         mask.AddSegment(row, first, input.byte());
     }
     if (!input.flag()) return mask;
-    const unsigned row = input.number(), first = input.number();  // any place at all
+    const unsigned row = input.number(), first = input.number();  // anywhere
     mask.AddSegment(row, first, input.number());
     return mask;
 }
 
-/// Where a mask lies in its own grid; a mask of billions of rows by its bounds alone.
+/// The place of a mask in its own grid. If it has billions of rows, only its bounds.
 std::vector<Tests::RowRun> content(const Mask& mask) {
     Mask own = mask;
     own.SetTargetPixelSize(0.0F);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Fragments of compressed pixels, their table of offsets and the number of frames, as the input has them. The bytes of
-/// the frame are compared with those that the plain rules give.
+/// Fuzzes fragments of compressed pixels. The input gives the fragments, their table of offsets and the number of
+/// frames. The bytes of the frame are compared with those that the plain rules give.
 #include "input.h"
 
 #include "io/dicom/dicom_fragments.h"
@@ -28,7 +28,7 @@ Recipe recipe_of(Input& input) {
     std::uint32_t position = 0;
     for (Fragment& fragment : recipe.fragments) {
         const unsigned kind = input.byte();
-        if ((kind & 1U) != 0) recipe.table.push_back(position);  // a true table, unless what follows changes it
+        if ((kind & 1U) != 0) recipe.table.push_back(position);  // a correct table, unless the next line changes it
         fragment.resize(kind / 8 % 16);
         for (std::uint8_t& byte : fragment) byte = input.byte();
         if ((kind & 2U) != 0 && fragment.size() >= 3) {
@@ -62,7 +62,7 @@ std::string bytes_of(const Recipe& recipe, bool has_end) {
     return bytes;
 }
 
-/// The fragments with which frames begin, by the table, if it names that of each frame.
+/// The fragments with which frames begin according to the table, if it names one for each frame.
 std::optional<std::vector<std::size_t>> starts_by_table(const Recipe& recipe) {
     if (recipe.table.size() != recipe.frame_count) return std::nullopt;
     std::vector<std::size_t> starts;

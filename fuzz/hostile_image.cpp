@@ -29,7 +29,7 @@ HostileImage::HostileImage(Input& input) {
     const auto format = input.below(8) == 1 ? input.enumerator<ImageFormat>() : FORMAT_UNSIGNED;
     const unsigned bits = input.one_of(kBits);
     image = std::make_unique<Image>(format, bits, width, height, false);
-    if (input.below(8) != 1) image->AlignSize();                          // else the stride is 0
+    if (input.below(8) != 1) image->AlignSize();                          // otherwise the stride is 0
     if (input.below(8) == 1) image->SetBits(input.one_of(kBits), false);  // the stride stays that of the old depth
     const Buffer buffer =
         input.one_of(std::array{kOwned, kOwned, kOwned, kOwned, kBorrowed, kBorrowed, kBorrowed, kNone});
@@ -64,7 +64,7 @@ void HostileImage::draw(Input& input) {
         sketch.bright = input.below(40000);
         sketch.more = input.below(12000);
         Tests::Random random(input.byte());
-        const unsigned cut = input.below(5);  // levels of 16 to 12 bits
+        const unsigned cut = input.below(5);  // 16 to 12 bits
         for (unsigned y = 0; y < height; ++y)
             for (unsigned x = 0; x < width; ++x) {
                 const auto grey = static_cast<std::uint16_t>(sketch.grey(x, y, width, height, random) >> cut);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Images as hosts can make them through the public interface, fit or unfit.
+/// Images that hosts can make through the public interface, valid or not.
 #pragma once
 
 #include "input.h"
@@ -13,10 +13,10 @@
 
 namespace Norvane::Fuzz {
 
-/// Micrometres: usable ones, ones just within and just beyond what is accepted, and whatever a float can hold.
+/// Pixel sizes in micrometres: usable ones, ones just inside and just outside the accepted range, and any float.
 [[nodiscard]] float pixel_size_of(Input& input);
 
-/// An image and the pixels that it may borrow. Buffers are as long as the image's geometry says, to the byte.
+/// An image and the pixels that it may borrow. Buffers have exactly the length that the geometry of the image requires.
 class HostileImage {
 public:
     explicit HostileImage(Input& input);
@@ -29,12 +29,12 @@ private:
     std::unique_ptr<Image> image;
 };
 
-/// Runs a target's calls with the wide inner loops and, for one input in four, without: both answer the same.
+/// Runs the calls of a target with the wide inner loops and, for one input in four, without. Both must give the same.
 template <class Calls>
 void run_both_forms(std::span<const std::uint8_t> bytes, const Calls& calls) {
     baseline_only = false;
     const auto wide = calls(bytes);
-    baseline_only = bytes.size() % 4 == 0;  // each in its turn would take twice the time
+    baseline_only = bytes.size() % 4 == 0;  // running both for every input would take twice the time
     if (baseline_only) require(wide == calls(bytes), "wide and baseline loops agree");
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The bytes of a fuzzer, read as numbers. When they run out every number is 0.
+/// The bytes of a fuzzer, read as numbers. After the last byte, every number is 0.
 #pragma once
 
 #include <sys/mman.h>
@@ -29,7 +29,7 @@ public:
         bytes = bytes.subspan(1);
         return value;
     }
-    [[nodiscard]] std::uint16_t word() {  // an order of evaluation, so that inputs mean the same to every compiler
+    [[nodiscard]] std::uint16_t word() {  // in a fixed order, so that inputs mean the same with every compiler
         const unsigned low = byte();
         return static_cast<std::uint16_t>(low | unsigned{byte()} << 8U);
     }
@@ -39,13 +39,13 @@ public:
     }
     [[nodiscard]] float real() { return std::bit_cast<float>(number()); }
     [[nodiscard]] bool flag() { return (byte() & 1U) != 0; }
-    /// 0 .. limit - 1.
+    /// A number from 0 to limit - 1.
     [[nodiscard]] unsigned below(unsigned limit) { return (limit > 256 ? word() : byte()) % limit; }
     template <class Value, std::size_t Count>
     [[nodiscard]] Value one_of(const std::array<Value, Count>& values) {
         return values[below(Count)];
     }
-    /// An enumerator, or a value beside them.
+    /// An enumerator, or a value that is none.
     template <class Enumeration>
     [[nodiscard]] Enumeration enumerator() {
         return static_cast<Enumeration>(static_cast<std::int8_t>(byte()));
@@ -56,7 +56,7 @@ private:
     std::span<const std::uint8_t> bytes;
 };
 
-/// Ends the program where the sanitizers cannot see a fault.
+/// Ends the program for a fault that the sanitizers cannot see.
 inline void require(bool holds, const char* what) {
     if (holds) return;
     (void)std::fprintf(stderr, "fuzz: not so: %s\n", what);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// A program of mask operations over four masks of one grid, each held against bitmaps after every step.
+/// Fuzzes a sequence of mask operations on four masks of one grid. After every step, each mask is compared with a
+/// bitmap.
 #include "input.h"
 
 #include "imaging/mask_utils.h"
@@ -34,7 +35,7 @@ void check(const Mask& mask, const Bitmap& bitmap) {
     require(mask.ComputeCentroid(x, y) != is_empty, "what holds pixels has a centroid");
 }
 
-/// A 1-bit image there and back; runs come back one column longer, within the box of the mask.
+/// Converts to a 1-bit image and back. Runs come back one column longer, within the box of the mask.
 Bitmap through_image(Mask& mask, const Bitmap& bitmap) {
     Image image;
     require(Utils::MaskToImage(&mask, &image) == 0 && Utils::ImageToMask(&image, &mask) == 0, "a mask is an image");
@@ -52,7 +53,7 @@ struct Pair {
 
 void step(Input& input, std::array<Pair, 4>& pairs) {
     Pair &a = pairs[input.below(4)], &b = pairs[input.below(4)], &out = pairs[input.below(4)];
-    const bool is_apart = &out != &a && &out != &b;  // an operation that writes what it reads is tried elsewhere
+    const bool is_apart = &out != &a && &out != &b;  // operations that write what they read are tested elsewhere
     switch (input.below(6)) {
         case 0: {
             const unsigned row = input.below(kHeight), first = input.below(kWidth);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/// PNG files whose checksums and compression are right, so that what is wrong in them reaches the reader: the input
-/// says what the header, some chunks and the filtered rows are. Rows of plain grey files are unfiltered here as well.
+/// Fuzzes PNG files whose checksums and compression are correct, so that faults inside them reach the reader. The input
+/// gives the header, some chunks and the filtered rows. Rows of plain grey files are also unfiltered here, for
+/// comparison.
 #include "input.h"
 
 #include "io/read_png.h"
@@ -42,7 +43,7 @@ struct Recipe {
     std::string rows;  // a filter and bytes, row by row
 
     [[nodiscard]] std::size_t sample_bytes() const { return bits == 16 ? 2 : 1; }
-    /// A grey image that the reader must take.
+    /// Whether it is a grey image that the reader must accept.
     [[nodiscard]] bool is_plain() const { return (bits == 8 || bits == 16) && colour == 0 && !is_interlaced; }
 };
 

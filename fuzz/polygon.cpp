@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Polygons against scan conversion edge by edge; those of large coordinates only have to end.
+/// Fuzzes polygons and compares them with scan conversion edge by edge. Polygons with large coordinates only have to
+/// finish.
 #include "input.h"
 
 #include "support/builders.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// PrepareImage() over images of any make. The loops with and without wide registers must answer the same.
+/// Fuzzes PrepareImage() with all kinds of images. The loops with and without wide registers must give the same
+/// results.
 #include "hostile_image.h"
 
 #include "support/builders.h"
@@ -7,7 +8,7 @@
 namespace Norvane::Fuzz {
 namespace {
 
-/// A host's resampler of small talent; it hands out images of several kinds.
+/// A poor resampler of a host, which returns several kinds of images.
 Image* halve(Image* image, float& scale) {
     scale = 0.5F;
     if (image->GetWidth() % 5 == 1) return nullptr;

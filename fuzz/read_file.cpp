@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// A reader of whole files: NORVANE_FUZZED_READER is read_png, read_pgm, read_tiff or read_dicom.
+/// Fuzzes a reader of whole files: NORVANE_FUZZED_READER is read_png, read_pgm, read_tiff or read_dicom.
 #include "input.h"
 
 #include "io/dicom/read_dicom.h"
@@ -35,7 +35,7 @@ void check(const SourceImage& image) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Norvane;
-    if (size < 8) return 0;  // formats are told by their first bytes before a reader is called
+    if (size < 8) return 0;  // formats are recognised by their first bytes before a reader is called
     try {
         Fuzz::check(Fuzz::read(Fuzz::file_of({data, size})));
     } catch (const Host::Refusal&) {

@@ -20,7 +20,7 @@ std::span<const std::uint8_t> as_input(const std::string& bytes) {
     return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
-/// Inputs one after the other, each behind its length: four bytes, the lowest first.
+/// Reads packed inputs. Each follows its length in four bytes, the lowest first.
 unsigned run_packed(const std::string& bytes) {
     std::span<const std::uint8_t> rest = as_input(bytes);
     unsigned count = 0;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Texts that the program takes apart: records of earlier runs as JSON, and command lines (words end with a line feed).
+/// Fuzzes texts that the program parses: records of earlier runs as JSON, and command lines (words end with a line
+/// feed).
 #include "input.h"
 
 #include "command_line.h"

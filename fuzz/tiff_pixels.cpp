@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// TIFF files from a recipe: a directory of the tags that the reader looks at, right but for what the input changes,
-/// and strips or tiles that hold the rest of the input.
+/// Fuzzes TIFF files that follow a recipe: a directory of the tags that the reader uses, correct except for what the
+/// input changes, and strips or tiles that hold the rest of the input.
 #include "input.h"
 
 #include "io/read_tiff.h"
@@ -23,7 +23,7 @@ void put(std::string& bytes, std::uint32_t value, unsigned count) {
     for (unsigned i = 0; i < count; ++i) bytes += static_cast<char>(value >> 8 * i);
 }
 
-/// Deflated if the compression says so: damage is then done to the samples and not to the stream.
+/// Deflates the bytes if the compression says so. Then the input damages the samples and not the stream.
 std::string packed(const std::vector<Tag>& tags, std::span<const std::uint8_t> bytes) {
     const auto compression = std::ranges::find(tags, std::uint16_t{TIFFTAG_COMPRESSION}, &Tag::number);
     const std::string plain(bytes.begin(), bytes.end());
@@ -67,7 +67,7 @@ std::string tiff_of(Input& input) {
     }
     std::ranges::sort(tags, {}, &Tag::number);
     const std::uint32_t parts = 1 + input.below(20);  // how many offsets and counts there are
-    const bool has_next = input.below(16) == 15;      // which is this directory again
+    const bool has_next = input.below(16) == 15;      // the next directory is this one again
     const std::string data = packed(tags, input.rest());
     const auto part_bytes = static_cast<std::uint32_t>(data.size()) / parts;
     std::string file("II*\0\x08\0\0\0", 8);

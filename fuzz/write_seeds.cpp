@@ -22,7 +22,7 @@ public:
     void add(const std::string& target, const std::string& bytes) {
         std::ofstream(next(target), std::ios::binary) << bytes;
     }
-    /// The name of the next seed, for whoever writes it.
+    /// The name for the next seed.
     [[nodiscard]] std::string next(const std::string& target) {
         std::filesystem::create_directories(root / target);
         return (root / target / std::to_string(++counts[target])).string();
@@ -115,7 +115,7 @@ void write_dicom(Seeds& seeds) {
             const std::string bytes = with_syntax(Tests::read_bytes(file), written, encoding.uid);
             std::ofstream(file, std::ios::binary) << bytes;
         }
-        // As dicom_frame.cpp takes it: syntax, columns, rows, layout, frames, table, cut, then the frame.
+        // The form that dicom_frame.cpp reads: syntax, columns, rows, layout, frames, table, cut, then the frame.
         const unsigned layout = picture.is_bytes() ? 16 + 7 : 11;
         const char head[] = {static_cast<char>(number++), 37, 0, 50, 0, static_cast<char>(layout), 0, 1, 0};
         seeds.add("dicom_frame", std::string(head, sizeof head) + frame);
@@ -134,7 +134,7 @@ void write_bytes(Seeds& seeds) {
         for (int i = 0; i < 40; ++i) seeds.add(target, some(20 + random.below(200)));
 }
 
-// A byte of options before each file that a reader takes.
+// Puts a byte of options before each file for a reader.
 void write_results_seeds(Seeds& seeds, const std::filesystem::path& root) {
     unsigned char flags = 0;
     for (const char* reader : {"read_pgm", "read_png", "read_tiff", "read_dicom"}) {
@@ -148,7 +148,7 @@ void write_results_seeds(Seeds& seeds, const std::filesystem::path& root) {
     }
 }
 
-// The numbers of a grey image with a breast, in the order in which the targets take them.
+// The numbers of a grey image with a breast, in the order in which the targets read them.
 std::string breast_image(bool on_left, unsigned width, unsigned height) {
     std::string bytes;
     const auto put_byte = [&bytes](unsigned value) { bytes += static_cast<char>(value); };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The writers after the readers: whatever a file delivers goes through the analysis into every kind of result, and the
-/// forms of the labels are compared.
+/// Fuzzes readers and writers together: the contents of a file go through the analysis into every kind of result, and
+/// the forms of the labels are compared.
 #include "input.h"
 
 #include "export/breast_crop.h"
@@ -48,7 +48,7 @@ void check_nrrd(const std::string& bytes, const std::vector<std::uint16_t>& labe
     require(std::ranges::equal(inflated_labels, labels), "both label images are one");
 }
 
-/// The frames of a segment each are bits, one after another, the lowest of each byte first.
+/// The frames, one per segment, are bits one after another; the lowest bit of each byte comes first.
 void check_seg(const std::string& bytes, const std::vector<std::uint16_t>& labels) {
     DcmInputBufferStream stream;
     stream.setBuffer(bytes.data(), static_cast<offile_off_t>(bytes.size()));
@@ -79,14 +79,14 @@ void write_all(const Host::Findings& findings) {
     try {
         (void)Host::joined_seg(findings);
         check_seg(Host::breast_and_muscle_seg(findings), labels);
-    } catch (const Host::Refusal&) {  // of a source without identifiers
+    } catch (const Host::Refusal&) {  // the source has no identifiers
     }
 }
 
 }  // namespace
 }  // namespace Norvane::Fuzz
 
-// Fontconfig keeps what it read of the fonts until the process ends.
+// Fontconfig keeps the fonts that it read until the process ends.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
 

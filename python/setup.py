@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The wheel: CMake builds the extension, with the library inside.
+"""Builds the wheel. CMake builds the extension, with the library inside.
 
     pip wheel --no-build-isolation --no-deps ./python
 
-Packages of the system give pybind11, NumPy and the libraries of the image formats (scripts/debian-packages.txt,
-purposes build and python). NORVANE_BUILD names a build tree that is there already, configured with
-NORVANE_BUILD_PYTHON, to take the extension from.
+pybind11, NumPy and the libraries of the image formats come from packages of the system (scripts/debian-packages.txt,
+purposes build and python). If NORVANE_BUILD names a build tree that was configured with NORVANE_BUILD_PYTHON, the
+extension is taken from there.
 """
 import os
 import pathlib

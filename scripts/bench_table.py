@@ -11,7 +11,7 @@ milliseconds = {}
 
 
 def growth():
-    """What four times the pixels cost, for every row that was measured at both sizes."""
+    """How much more four times the pixels cost, for every row that was measured at both sizes."""
     for small, large in FOUR_TIMES:
         for name, ms in milliseconds.items():
             if not re.search(small + r"(?!\d)", name) or not ms:

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Gives norvane small files that stand for gigabytes, beside ordinary ones: each costs its own image and nothing else.
+"""Gives norvane small files that stand for gigabytes, together with ordinary ones: each may only cost its own image.
 
-check_bombs.py [--short | --kills] PROGRAM    exits 1 on a fault. --short is what the tests run, with smaller numbers
+check_bombs.py [--short | --kills] PROGRAM    exits 1 on a fault. The tests run --short, with smaller numbers
 
-Each is run beside eight small images, with two jobs, in a memory cgroup of 700 MiB; if none can be made, in an address
-space that is as small. A table says what became of each, the peak memory and the processor time. Fragments without
-number are told by a ratio: four times as many may take eight times the processor time, and not sixteen. With --kills
-all of them lie beside 300 images, in one run that is killed 100 times and taken up: every image has its results once,
-and they are equal.
+Each file is run together with eight small images, with two jobs, in a memory cgroup of 700 MiB. If no cgroup can be
+made, an address space of that size is used. A table shows what became of each file, the peak memory and the processor
+time. Large numbers of fragments are judged by a ratio: four times as many may take eight times the processor time, but
+not sixteen. With --kills, all of them lie beside 300 images in one run that is killed 100 times and continued. In the
+end, every image must have its results once, and they must be equal to those of an undisturbed run.
 """
 import argparse
 import multiprocessing
@@ -37,7 +37,7 @@ EXPLICIT, DEFLATED, RLE, J2K, JPEG_LS = "1.2.840.10008.1.2." + "1", "1.2.840.100
     "1.2.840.10008.1.2.4.90", "1.2.840.10008.1.2.4.80"
 
 
-# DICOM files by hand: what no library would write.
+# DICOM files written by hand, because no library would write them.
 
 def element(group, number, kind, value, length=None):
     length = len(value) if length is None else length
@@ -55,7 +55,7 @@ def number(group, which, value):
 
 
 def header(width, height, bits=16, extra=b""):
-    """Up to the pixels; `extra` stands between the identifiers and the layout of the pixels."""
+    """The file up to the pixels. `extra` is put between the identifiers and the layout of the pixels."""
     return (text(8, 0x16, "UI", "1.2.840.10008.5.1.4.1.1.1.2") + text(8, 0x18, "UI", "1.2.3.4") +
             text(8, 0x60, "CS", "MG") + extra + number(0x28, 2, 1) + text(0x28, 4, "CS", "MONOCHROME2") +
             number(0x28, 0x10, height) + number(0x28, 0x11, width) + number(0x28, 0x100, 8 if bits == 8 else 16) +
@@ -81,7 +81,7 @@ def raw(width, height, samples):
 
 
 class Small:
-    """An ordinary image, as samples."""
+    """The samples of an ordinary image."""
 
     def __init__(self, program, folder):
         png = folder / "small.png"
@@ -129,7 +129,7 @@ def sparse(file, head, size, tail=b""):
 
 
 def j2k_start(side):
-    """A codestream that ends after its header: nothing behind it is looked at if the size is refused."""
+    """A codestream that ends after its header. If the size is refused, nothing after the header is read."""
     size = struct.pack(">HHHIIIIIIIIHBBB", 0xFF51, 41, 0, side, side, 0, 0, side, side, 0, 0, 1, 15, 1, 1)
     return b"\xff\x4f" + size
 
@@ -140,7 +140,7 @@ def rle_of_zeros(side):
 
 
 def bombs(small, folder, scale):
-    """Name, file and what is to become of it. `scale` divides the sizes of those that take time."""
+    """Name, file and expected outcome. `scale` divides the sizes of those that take time."""
     def write(name, data):
         (folder / name).write_bytes(data)
         return folder / name
@@ -188,7 +188,7 @@ def bombs(small, folder, scale):
 # Runs under a limit.
 
 class Cgroup:
-    """A memory cgroup of the limit, or None if this machine lets nobody make one."""
+    """A memory cgroup with the limit, or None if this machine does not allow one."""
 
     def __init__(self):
         self.place = None
@@ -226,7 +226,7 @@ def run(program, cgroup, inputs, out):
 
 
 def write_bombs(program, folder, scale, to):
-    """In a process of its own: what it needs would count as the first memory of the processes that are measured."""
+    """Runs in a separate process, because its memory would count for the processes that are measured."""
     to.put([(name, str(file), expected) for name, file, expected in bombs(Small(program, folder), folder, scale)])
 
 
@@ -240,7 +240,7 @@ def outcome_of(program, cgroup, file, plain, out):
 
 
 class BatchBesideBombs(check_faults.Batch):
-    """The images of check_faults, in one run with the bombs."""
+    """The images of check_faults together with the bombs, in one run."""
     bombs = None
 
     def command(self, out, *more, inputs=None):
@@ -248,7 +248,8 @@ class BatchBesideBombs(check_faults.Batch):
 
 
 def check_beside_kills(program, cgroup, folder, faults):
-    """Ten rounds of ten kills. Afterwards images that two kills met are asked for, and then all are there."""
+    """Ten rounds of ten kills. Afterwards, images that two kills met are processed on request, and then all are
+    done."""
     batch = BatchBesideBombs(program, folder / "batch", 300)
     batch.bombs = folder / "bombs"
     cgroup.enter()  # with all that is started from here

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# How much of src/ its own tests reach, with the wide inner loops and without, and how much of host/ the tests of the
-# program and of its inside reach. Fails below 97 % of the lines or 90 % of the branches of src/, and below 92 % and 77 % of
-# those of host/. Branches to exception handlers and those that the compiler adds without a line of source do not count;
-# an inline function or template counts once for all its instances.
-#   scripts/check_coverage.sh [FILE]    the lines that were not reached go to FILE, branch by branch, if it is named
-# BUILD_ROOT holds the build (build/coverage without it), JOBS is passed to ninja.
+# Measures how much of src/ its own tests reach, with and without the wide inner loops, and how much of host/ the tests
+# of the host and the program reach. Fails below 97 % of the lines or 90 % of the branches of src/, and below 92 % and
+# 77 % of those of host/. Branches to exception handlers, and branches that the compiler adds without a line of source,
+# do not count. An inline function or template counts once for all its instances.
+#   scripts/check_coverage.sh [FILE]    lists the lines that were not reached in FILE, branch by branch
+# BUILD_ROOT holds the build (default: build/coverage). JOBS is passed to ninja.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build test coverage
@@ -13,8 +13,8 @@ root=${BUILD_ROOT:-build/coverage}
 rooms=(model platform imaging masking contour pect)
 host_rooms=(host_io host_findings host_export host_run host_decoding apps)
 
-# Workers that decode are killed when they are no longer needed, and they may write no files, so nobody would know what
-# they reached. In a build with sanitizers both are different, so this build says that it is one.
+# Decoding workers are killed when they are no longer needed, and they may not write files, so their coverage would be
+# lost. With sanitizers, both are different, so this build pretends to have one.
 cmake -S . -B "$root" -G Ninja -DCMAKE_BUILD_TYPE=None \
     -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic -O0 -D__SANITIZE_ADDRESS__=1" >/dev/null
 ninja -C "$root" ${JOBS:+-j"$JOBS"} "${rooms[@]/%/_tests}" "${host_rooms[@]/%/_tests}" >"$root/build.log" ||

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""norvane-dask with a scheduler and workers on this machine that are killed, stopped and restarted:
+"""Tests norvane-dask with a scheduler and workers on this machine that are killed, stopped and restarted:
 
     check_dask.py [--short | --undisturbed] [--images N] [--workers N] [--list FILE] NORVANE PACKAGE [OPTION ...]
 
-NORVANE is the program, PACKAGE the folder that holds the Python package, OPTION those of norvane masks. Draws phantoms,
-or takes the images of a list; runs them by the program, by an undisturbed norvane-dask, whose processor time is taken,
-and by a disturbed one; compares all results. Exits 77 if Dask is missing."""
+NORVANE is the program, PACKAGE the folder of the Python package, and OPTION an option of norvane masks. Draws phantoms
+or takes the images of a list. Processes them with the program, with an undisturbed norvane-dask, whose processor time
+is measured, and with a disturbed one. Compares all results. Exits 77 if Dask is missing."""
 import argparse
 import collections
 import concurrent.futures
@@ -76,7 +76,7 @@ class Cluster:
                           "--nthreads", 1, "--memory-limit", 0, "--no-dashboard", "--local-directory", self.folder)
 
     def workers(self):
-        """The process of each worker; None where there is none yet. The log of its nanny says that it is ready."""
+        """The process of each worker; None if there is none yet. The log of its nanny says when it is ready."""
         found = []
         for number, nanny in enumerate(self.nannies):
             log = (self.folder / f"worker{number}.log").read_text(errors="replace")

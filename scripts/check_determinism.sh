@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# The same bits everywhere: builds the library for several compilers, options and processors and compares one hash over
-# everything that it computes from random images (tests/determinism/result_hash.cpp).
+# Checks that results are the same to the bit everywhere: builds the library with several compilers and options and for
+# several processors, and compares a hash over everything that it computes from random images
+# (tests/determinism/result_hash.cpp).
 #   scripts/check_determinism.sh [--short] [images]
-# --short: GCC -O2 and Clang -O2 only. BUILD_ROOT holds the builds (build/determinism without it), JOBS is passed to ninja.
+# --short: only GCC -O2 and Clang -O2. BUILD_ROOT holds the builds (default: build/determinism). JOBS is passed to
+# ninja.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 short=false
@@ -12,7 +14,7 @@ root=${BUILD_ROOT:-build/determinism}
 scripts/install-packages.sh build determinism
 $short || scripts/install-packages.sh cross
 
-# build NAME COMPILER OPTIONS...: the program $root/NAME/result_hash, with the project's own flags behind the options.
+# build NAME COMPILER OPTIONS...: builds $root/NAME/result_hash, with the project's own flags after the options.
 build() {
     local name=$1 compiler=$2 at=$root/$1
     shift 2

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs norvane where everything goes wrong: killed at any moment, with nowhere to write, without memory.
+"""Runs norvane under faults: killed at random moments, with nowhere to write, and with little memory.
 
-check_faults.py [--short] [--seed N] PROGRAM    exits 1 on a fault. --short is what the tests run and takes seconds
+check_faults.py [--short] [--seed N] PROGRAM    exits 1 on a fault. The tests run --short, which takes seconds
 """
 import argparse
 import collections
@@ -32,7 +32,7 @@ Run = collections.namedtuple("Run", "code lines")
 
 
 class Faults:
-    """Each thing that was not as it should be, told once the rest has been looked at, too."""
+    """Collects everything that was wrong and reports it at the end."""
 
     def __init__(self):
         self.found = []
@@ -45,7 +45,8 @@ class Faults:
 # Small images in four formats.
 
 def samples_of_png(data):
-    """Width, height and big-endian 16-bit samples of a PNG as the program writes it: rows unfiltered or differences."""
+    """Width, height and big-endian 16-bit samples of a PNG that the program wrote (rows unfiltered or as
+    differences)."""
     width, height = struct.unpack(">II", data[16:24])
     packed, at = b"", 8
     while at < len(data):
@@ -120,12 +121,12 @@ def tree_of(folder):
 
 
 def lasting(record):
-    """A record without what differs between runs: times, and whether the results are those of an earlier run."""
+    """A record without the fields that differ between runs: times, and whether the results come from an earlier run."""
     return {name: value for name, value in record.items() if name != "kept" and not name.startswith("seconds_")}
 
 
 def comparable(name, data):
-    """The bytes of a result, or of a file that tells times of the run what else it tells."""
+    """The bytes of a result. If a file holds times of the run, its content without them."""
     if name.endswith(".done"):
         origin, record, *files = data.decode().splitlines()
         return origin, lasting(json.loads(record)), files
@@ -139,7 +140,7 @@ def comparable(name, data):
 
 
 def compare(faults, what, expected, found):
-    """The same files, without a temporary one, and the same contents."""
+    """Checks that there are the same files with the same contents, and no temporary file."""
     differing = [n for n in expected.keys() & found.keys() if comparable(n, expected[n]) != comparable(n, found[n])]
     missing, too_many = expected.keys() - found.keys(), found.keys() - expected.keys()
     for which, names in (("are missing", missing), ("are too many", too_many), ("differ", differing)):
@@ -147,7 +148,7 @@ def compare(faults, what, expected, found):
 
 
 class Batch:
-    """Some images, and what an undisturbed run makes of them."""
+    """Some images, and the results of an undisturbed run."""
 
     def __init__(self, program, folder, count):
         self.program, self.folder, self.images = program, folder, folder / "images"
@@ -193,7 +194,7 @@ class Killer:
         return False
 
     def kill(self, is_there):
-        """Starts a run and kills it a moment after `is_there()`. False if it had come to its end."""
+        """Starts a run and kills it a moment after `is_there()`. Returns False if it had already ended."""
         process = subprocess.Popen(self.batch.command(self.out, "--resume", *RESULTS), stdout=subprocess.DEVNULL,
                                    stderr=subprocess.DEVNULL)
         while process.poll() is None and not is_there():
@@ -229,8 +230,8 @@ class Killer:
 
 
 def run_to_the_end(faults, what, batch, out):
-    """The last run after kills. Two of them may have met one image, which is then passed over and asked for by the list
-    of what failed. Returns the number of these images."""
+    """The last run after kills. If two kills met the same image, it is skipped, and a run over the list of failures
+    processes it. Returns the number of these images."""
     failed = batch.folder / "failed"
     run = batch.run(out, "--resume", "--fail-list", failed, *RESULTS)
     passed_over = [line for line in run.lines if "is skipped, because two runs died" in line]
@@ -246,7 +247,7 @@ def run_to_the_end(faults, what, batch, out):
 
 
 def check_kills(faults, batch, rounds, kills, seed):
-    """Each round kills a run `kills` times, the last quarter of them at its tables, and takes it up to the end."""
+    """Each round kills a run `kills` times, the last quarter while it writes its tables, and then lets it finish."""
     out = batch.folder / "killed"
     killer = Killer(batch, out, random.Random(seed))
     passed_over = 0
@@ -287,7 +288,8 @@ def small_disk(folder, kibibytes):
 
 
 def check_each_image_whole(faults, what, batch, run, out, reason):
-    """Every image has all its results, or a line with file and reason and none. Returns how many are done."""
+    """Checks that every image has all its results, or none and a line with file and reason. Returns how many are
+    done."""
     faults.expect(f"{what}, exit code", 1, run.code)
     refused = set()
     for line in run.lines:
@@ -329,7 +331,7 @@ def expect_one_line(faults, batch, out, reason):
 
 
 def check_folders(faults, batch):
-    """As any user, the superuser too: no folder, or none that can be one."""
+    """For any user, even the superuser: the folder is missing or cannot be a folder."""
     file = batch.folder / "a file"
     file.write_text("is no folder")
     for out in (file, file / "below"):
@@ -350,7 +352,7 @@ def check_folders(faults, batch):
 
 
 def check_file_size(faults, batch):
-    """Files may not grow: needs no rights, and the system sends a signal as well."""
+    """Files have a size limit. This needs no rights, and the system also sends a signal."""
     limit = (resource.RLIMIT_FSIZE, 16384)
     out = batch.folder / "cut"
     done = check_each_image_whole(faults, "file size", batch, batch.run(out, limit=limit), out, "File too large")
@@ -382,7 +384,7 @@ def write_png(file, width, height, rows):
 
 
 def make_large_images(folder, is_short):
-    """Headers that promise more than there is, and images that are as large as they say (without taking disk)."""
+    """Headers that declare more data than there is, and images that are really as large (in sparse files)."""
     folder.mkdir()
     for side in (16000, 60000):  # the largest that is not refused for its size alone, and one that is
         write_png(folder / f"promise{side}.png", side, side, 2)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Names the hardening that built files for x86-64 lack, by what stands in them (cmake/hardening.cmake sets it):
+# Names the hardening that built files for x86-64 lack. It looks into the files; cmake/hardening.cmake sets the flags.
 #   scripts/check_hardening.sh [--no-fortify] build/release/libnorvane.so build/release/apps/norvane/norvane
-# --no-fortify: of a build without optimisation, which has no checked calls.
+# --no-fortify: for a build without optimisation, which has no checked calls.
 set -euo pipefail
 export LC_ALL=C
 fortify=true
@@ -22,9 +22,9 @@ for file in "$@"; do
     has "$imports" ' __stack_chk_fail@' || missing "-fstack-protector-strong"
     # The start files of the C library have a few of these instructions.
     [ "$(grep -c endbr64 <<<"$code")" -gt 50 ] || missing "-fcf-protection"
-    # Larger frames are entered page by page, so that none reaches beyond the guard page.
+    # Larger frames are probed page by page, so that no frame skips the guard page.
     ! has "$code" 'sub +\$0x(100[1-9a-f]|10[1-9a-f].|1[1-9a-f]..|[2-9a-f]...|[0-9a-f]{5,7}),%rsp' || missing "-fstack-clash-protection"
-    # The library makes no call of which there is a checked form.
+    # The library makes no call that has a checked form.
     ! $fortify || has "$dynamic" 'SONAME.*libnorvane' || has "$imports" '_chk@GLIBC' || missing "_FORTIFY_SOURCE"
 done
 [ "$faults" -eq 0 ] && echo "hardening: nothing is missing in $# files"

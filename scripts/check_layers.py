@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Checks who includes whom in src/, host/, apps/ and python/: downwards only, see docs/architecture.md. In src/,
-members of the public classes of rules are defined in the face alone. Prints each breach and exits 1 on any."""
+"""Checks who includes whom in src/, host/, apps/ and python/: only downwards, see docs/architecture.md. In src/,
+members of the public classes may only be defined in the interface. Prints each breach and exits 1 if there is one."""
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-# Free functions on values. No subject knows another; they meet in the pipeline.
+# Free functions on values. No subject includes another; they meet in the pipeline.
 SUBJECTS = ("preparation", "field", "levels", "contour", "muscle", "wall", "checks")
 MAY_INCLUDE = {
     "model": set(),
@@ -36,7 +36,7 @@ APP_MAY_INCLUDE = {
 }
 TABLE_OF_FORMATS = "read_image.cpp"
 INCLUDE = re.compile(r'^\s*#include\s+"([^"]+)"', re.MULTILINE)
-# The definition of a member function, whatever its result: `Masking::name(` that is followed by a body.
+# The definition of a member function, with any result: `Masking::name(` that is followed by a body.
 MEMBER = re.compile(
     r"^[^\n/]*?\b((?:Masking|PectDetect)::~?\w+)\s*\((?:[^()]|\([^()]*\))*\)[^;{}()]*(?=[{:])",
     re.MULTILINE)
@@ -49,7 +49,7 @@ def includes_outside(file, allowed):
 
 
 def rooms(base, may_include):
-    """Each file of each room, with the rooms that it may include: its own and those below."""
+    """Each file of each room, with the rooms that it may include: its own and the lower ones."""
     folders = {path.parent for path in base.rglob("*") if path.suffix in (".h", ".cpp")}
     for folder in sorted(folders):
         room = str(folder.relative_to(base)).replace(".", "")

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""No function over 60 lines, no file over 600, in C++ and Python. Prints each breach and exits 1 on any.
+"""Checks that no function has more than 60 lines and no file more than 600, in C++ and Python. Prints each breach and
+exits 1 if there is one.
 
-C++ is read as clang-format writes it: what opens with "... {" after a closing parenthesis ends at the first "}" that is
-not indented farther. Docstrings do not count.
+C++ is read in the form that clang-format writes: a function opens with "... {" after a closing parenthesis and ends at
+the first "}" that is not indented farther. Docstrings do not count.
 """
 import ast
 import pathlib

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""How strong the tests are: changes one operator or constant at a time and counts how many changes they notice.
+"""Measures the strength of the tests: changes one operator or constant at a time and counts the changes they notice.
 
     scripts/check_mutations.py --changes 400 --seed 1 --report report.jsonl
     scripts/check_mutations.py --only host/ --changes 200 --at-least 80
@@ -8,15 +8,16 @@
 
 If a run is interrupted, the same command with the same report continues it.
 
-Lines of src/ or of host/ are drawn at random; what changes in a line is what change_points() lists. The changed file,
-or all that include a changed header, are compiled into objects of their own and linked before the library of an
-unchanged build (-O1). Then the test programs of the room run that contain them: for src/ those of all its rooms, the
-room's own first, each with and without the wide inner loops; for host/ those that HOST_TESTS names, beside decoders of
-the changed objects. A failed test, a crash and a run of five times the usual length notice the change. Changes that do
-not compile, or whose objects equal the unchanged ones byte by byte, do not count. Fails below --at-least. The tests run
-in namespaces of their own, if the system allows them, so that a changed call ends no process but theirs.
+Lines of src/ or of host/ are drawn at random. change_points() lists what can be changed in a line. The changed file,
+or every file that includes a changed header, is compiled into separate objects, which are linked before the library of
+an unchanged build (-O1). Then the test programs that contain the change are run. For src/ these are the programs of
+all its rooms, beginning with the room's own, each with and without the wide inner loops. For host/ they are those that
+HOST_TESTS names, with decoders made of the changed objects. A change is noticed if a test fails, if it crashes, or if
+it takes five times as long as usual. Changes that do not compile do not count, nor do those whose objects equal the
+unchanged ones. Fails below --at-least. If the system allows it, the tests run in separate namespaces, so that a
+changed call cannot end other processes.
 
-BUILD_ROOT holds a copy of the sources and its build (build/mutations without it; runs at the same time need one each).
+BUILD_ROOT holds a copy of the sources and its build (default: build/mutations). Runs at the same time need one each.
 The work tree is only read.
 """
 import argparse
@@ -37,10 +38,10 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]
-HOST_TESTS = {  # The first that fits; the quickest programs that should notice stand first.
+HOST_TESTS = {  # The first entry that fits applies. The quickest programs that should notice come first.
     "host/io/decoding/": ["host_decoding", "host_io"],
     "host/io/": ["host_io", "apps"],
-    "host/findings/": ["host_findings", "apps"],
+    "host/findings/": ["host_findings", "apps", "host_export"],
     "host/export/": ["host_export", "host_run"],
     "host/run/": ["host_run", "apps"],
     "host/score/": ["host_run", "apps"],
@@ -153,7 +154,7 @@ def end_of_call_statement(tokens, i, text):
 
 
 def in_parentheses(tokens, i):
-    """Whether the header of a loop ends here: its step would only make it endless."""
+    """Whether the header of a loop ends here. Changing its step would only make the loop endless."""
     j = i
     while tokens[j].text not in (";", ")"):
         j = closing(tokens, j) + 1 if tokens[j].text in BRACKETS else j + 1
@@ -228,7 +229,7 @@ def changes_of(only):
 
 
 def drawn(lines, seed):
-    """Changes without end: each line once, then each once more with what is left of it."""
+    """An endless series of changes: each line once, then each line again with its remaining changes."""
     lines = {at: [list(place) for place in places] for at, places in lines.items()}
     draw = random.Random(seed)
     while lines:
@@ -250,13 +251,13 @@ def processor_seconds():
 
 
 def run(command, seconds, at, extra_environment=None):
-    """(succeeded, output); seconds of processor time, and twenty times as long by the clock."""
+    """(succeeded, output). `seconds` limits the processor time, and the clock time to twenty times as much."""
     def limit():
         resource.setrlimit(resource.RLIMIT_CPU, (math.ceil(seconds),) * 2)
         resource.setrlimit(resource.RLIMIT_AS, (MEMORY_BYTES,) * 2)
         resource.setrlimit(resource.RLIMIT_FSIZE, (FILE_BYTES,) * 2)
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    # The output goes to a file, which has a limit, and not through a pipe, which has none.
+    # The output goes to a file, because a file has a size limit and a pipe has none.
     with tempfile.TemporaryFile() as log:
         try:
             code = subprocess.run(command, cwd=at, env={**os.environ, **(extra_environment or {})}, stdout=log,
@@ -305,7 +306,7 @@ class Build:
         return sorted(ROOMS, key=lambda room: (room != own, self.seconds[room]))
 
     def copy_sources(self):
-        """Only what differs is written, so that nothing is compiled twice."""
+        """Writes only files that differ, so that nothing is compiled twice."""
         wanted = set()
         for name in ["CMakeLists.txt", "apps", "cmake", "docs", "fuzz", "host", "include", "scripts", "src", "tests"]:
             paths = [ROOT / name] if (ROOT / name).is_file() else sorted((ROOT / name).rglob("*"))
@@ -347,11 +348,11 @@ class Build:
         return next(part for part in parts if part[0].endswith("++"))  # what comes before and after are links to files
 
     def read_members(self, program):
-        """The objects that the program is made of, those out of libraries too."""
+        """The objects that the program consists of, including those from libraries."""
         trace = subprocess.run([*self.links[program], "-Wl,--trace,--trace"], cwd=self.build, check=True,
                                capture_output=True, text=True).stdout
         names = {name.removesuffix(")") for name in re.findall(r"[^()\s]+\.o\)?$", trace, re.MULTILINE)}
-        # Libraries show no more than a file name; where two sources share it, both count.
+        # Libraries only show file names. If two sources share a name, both count.
         return {made for made in self.commands if made in names or pathlib.Path(made).name in names}
 
     def usual_seconds(self, room):
@@ -372,7 +373,7 @@ def applied(change, text):
 
 
 def compile_changed(build, change, at, made):
-    """Compiles `made` with the change into `at`: object -> changed object, or None where it does not compile."""
+    """Compiles `made` with the change into `at`: object -> changed object, or None if it does not compile."""
     changed_source = at / "source" / change.file
     changed = {}
     for name in made:
@@ -408,6 +409,7 @@ def judge(build, change):
         if all(out.read_bytes() == (build.build / name).read_bytes() for name, out in changed.items()):
             return EQUAL, ""
         rooms = build.tests_of(change.file)
+        of_workers = set().union(*(build.members[name] for name in build.workers))
         for name, target in build.workers.items():
             if build.members[name].isdisjoint(made):
                 (at / name).symlink_to(build.build / target)
@@ -416,7 +418,7 @@ def judge(build, change):
         programs = {}
         for environment, room in itertools.product([{}] if build.is_of_host else [{}, BASELINE], rooms):
             name = f"{room}_tests"
-            if build.members[name].isdisjoint(made):
+            if (build.members[name] | of_workers).isdisjoint(made):
                 continue
             if room not in programs:
                 programs[room] = changed_program(build, change, at, name, changed)
@@ -437,7 +439,7 @@ def changed_program(build, change, at, name, changed):
 
 
 def link(build, name, at, changed):
-    """The changed objects stand first, so that their inline functions are the ones that are taken."""
+    """The changed objects come first, so that their inline functions are used."""
     mine = {made: out for made, out in changed.items() if made in build.members[name]}
     words = [w for w in build.links[name] if w not in mine]
     program = at / name

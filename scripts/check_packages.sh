@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# The Debian packages on a machine that has nothing: makes them, looks at them with lintian, installs them by apt into
-# a fresh Debian 12 and runs what they bring there: program, manual page, completion, Python module, a host by
-# pkg-config and by CMake; then purges them.
+# Tests the Debian packages on a machine that has nothing: makes them, checks them with lintian, installs them by apt
+# into a fresh Debian 12 and runs what they contain: program, manual page, completion, Python module, and a host that is
+# built by pkg-config and by CMake. Then it purges them.
 #   scripts/check_packages.sh
-# BUILD_ROOT keeps the fresh system for the next run; without it nothing stays but the build (build/package).
-# DEBIAN_MIRROR names the archive (that of this machine's apt without it). Answers 77 where it cannot run: it takes root,
-# and an archive that answers.
+# BUILD_ROOT keeps the fresh system for the next run. Without it, only the build stays (build/package). DEBIAN_MIRROR
+# names the archive (default: that of this machine's apt). It needs root and an archive that answers; otherwise it exits
+# with 77.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 skip() { echo "check_packages.sh: left out: $1" >&2; exit 77; }
@@ -61,7 +61,7 @@ apt-config dump | grep -i '^Acquire::[a-z]*::proxy' >"$root/etc/apt/apt.conf.d/9
 cp "${packages[@]}" "$root/tmp"
 printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d" # no services
 chmod +x "$root/usr/sbin/policy-rc.d"
-# With /proc, which ends with the command, and nothing of this machine's environment but its way to the archive.
+# With /proc, which ends with the command. Of this machine's environment, only the way to the archive is passed on.
 inside() {
     env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive HOME=/root \
         ${http_proxy:+http_proxy="$http_proxy"} unshare --mount bash -c \
@@ -74,7 +74,7 @@ install_inside() {
 }
 inside 'apt-get update -qq'
 
-# Each package before the next brings what it may have forgotten.
+# Each package is tested before the next one is installed, which could bring a dependency that it forgot.
 step "program"
 install_inside './libnorvane1_*.deb ./norvane_*.deb'
 inside 'cd /tmp

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Opens a run's report.html in headless Chromium and works it as a reader would.
+"""Opens the report.html of a run in headless Chromium and uses it as a reader would.
 
 check_page.py TESTS            TESTS, the program with the tests of host/run, writes a sample of 2,000
                                images; exits 1 on a fault and 77 if Chromium, its driver or Selenium is not installed
@@ -31,15 +31,15 @@ TWO_FRAMES = "await new Promise(done => requestAnimationFrame(() => requestAnima
 
 
 def ready_with(cards):
-    """When a page with so many cards is loaded: their pictures are there as far as they are in view."""
-    # To ask cards beyond the view for their place would lay them out as well.
+    """Whether a page with so many cards is loaded: the pictures of all cards in view are there."""
+    # Asking for the position of cards outside the view would cause their layout.
     return f"""document.querySelectorAll('.card').length === {cards} && [...document.querySelectorAll('#sheet li')]
         .filter(card => card.getBoundingClientRect().top < innerHeight)
         .every(card => card.matches(':has(.empty)') || card.querySelector('img').naturalWidth > 0)"""
 
 
 class Browser:
-    """Chromium, until it is closed. If it is watched, it keeps its errors and requests."""
+    """Chromium, until it is closed. If it is watched, it records its errors and requests."""
 
     def __init__(self, is_watched=False):
         options = webdriver.ChromeOptions()
@@ -116,8 +116,8 @@ def look(page, folder):
 
 
 class Reader:
-    """What a reader does with the page, and what is wrong with the answer. The sample's rules are those of
-    browser_sample() in tests/host/run/report_page_test.cpp."""
+    """What a reader does with the page, and which reactions are wrong. The sample follows the rules of browser_sample()
+    in tests/host/run/report_page_test.cpp."""
 
     def __init__(self, browser):
         self.browser, self.faults = browser, Faults()

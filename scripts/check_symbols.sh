@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# The binary interface of a built library: the exported symbols are those of tests/package/symbols.txt, the soname carries
-# the major version, and every public header compiles alone as C++17 with GCC and Clang without a warning.
+# Checks the binary interface of a built library: the exported symbols are those of tests/package/symbols.txt, the
+# soname has the major version, and every public header compiles alone as C++17 with GCC and Clang without a warning.
 #   scripts/check_symbols.sh build/release/libnorvane.so [--update]
-# Without a Clang on the machine its half is left out and said so.
+# If the machine has no Clang, its half is left out, and the script says so.
 set -euo pipefail
 library=$(realpath "${1:?path of libnorvane.so}")
 cd "$(dirname "$0")/.."
 list=tests/package/symbols.txt
 
-# Inline variables (type u) appear where a compiler did not fold them; they are no part of the interface.
+# Inline variables (type u) appear if a compiler did not fold them; they are not part of the interface.
 exported() { nm -D --defined-only "$library" | awk '$2 != "u"' | cut -d' ' -f3- | c++filt | LC_ALL=C sort -u; }
 if [ "${2:-}" = --update ]; then exported >"$list"; fi
 diff -u "$list" <(exported) || { echo "check_symbols.sh: the exported symbols differ from $list" >&2; exit 1; }

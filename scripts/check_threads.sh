@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The library called by 8 threads at once, under ThreadSanitizer (tests/pect/threads_test.cpp): no report, and the results
-# of one thread. Both compilations of the inner loops.
+# Calls the library from 8 threads at once under ThreadSanitizer (tests/pect/threads_test.cpp), with both compilations
+# of the inner loops. There must be no report, and the results must be those of one thread.
 #   scripts/check_threads.sh [rounds]
 set -euo pipefail
 cd "$(dirname "$0")/.."

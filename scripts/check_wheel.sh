@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The wheel by the README's command, from a copy of the tracked files: made, installed into a fresh environment of
-# Debian's Python, imported and run away from the sources. Nothing stays.
+# Tests the wheel: makes it by the README's command from a copy of the tracked files, installs it into a fresh
+# environment of Debian's Python, and imports and runs it away from the sources. Nothing is left behind.
 #   scripts/check_wheel.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# From a fresh clone on Debian 12 to a mammogram with its masks drawn on it.
+# Draws the masks of a mammogram, starting from a fresh clone on Debian 12.
 #   scripts/demo.sh                                    a synthetic mammogram
 #   scripts/demo.sh exam.dcm                           your own, or a folder of them
 #   scripts/demo.sh exam.png --view mlo --pixel-size 70   with options of "norvane masks"
@@ -11,7 +11,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 
 (
     cd "$root"
-    # A folder of its own, without the tests and what they need.
+    # A separate build folder, without the tests and the packages that they need.
     cmake --preset release -B build/demo -DNORVANE_BUILD_TESTS=OFF >/dev/null
     cmake --build build/demo --target norvane-cli
 ) >&2

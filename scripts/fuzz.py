@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Fuzzes the targets of fuzz/ under ASan and UBSan (Clang, libFuzzer) and prints a table with a row for each.
+"""Fuzzes the targets of fuzz/ under ASan and UBSan (Clang, libFuzzer) and prints a table with one row for each.
 
-The build, what libFuzzer found worth keeping, its logs and the inputs at fault lie in --build. Exits 1 on a finding.
-With --store nothing is fuzzed: a selection of what was kept goes into fuzz/corpus/, which the tests replay.
+--build holds the build, the inputs that libFuzzer kept, its logs, and the inputs that showed a fault. Exits 1 on a
+finding. With --store nothing is fuzzed: a selection of the kept inputs is written to fuzz/corpus/, which the tests
+replay.
 """
 import argparse
 import concurrent.futures
@@ -17,8 +18,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FLAGS = "-O1 -g1 -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all"
-ROUND = 300  # seconds, after which the processor time is looked at
-STORED_BYTES, STORED_INPUTS = 60_000, 250  # of a target
+ROUND = 300  # seconds, after which the processor time is checked
+STORED_BYTES, STORED_INPUTS = 60_000, 250  # per target
 
 
 def build(folder, targets):
@@ -32,7 +33,7 @@ def build(folder, targets):
 
 
 def unpack(folder, target):
-    """The stored inputs as files, for libFuzzer. Each has its length before it."""
+    """Writes the stored inputs as files for libFuzzer. In the store, each input follows its length."""
     packed = ROOT / f"fuzz/corpus/{target}.bin"
     to = folder / "stored" / target
     to.mkdir(parents=True, exist_ok=True)
@@ -58,7 +59,7 @@ def store(folder, target):
 
 
 def fuzz(folder, target, seconds):
-    """Rounds until the processor time is used up or an input is at fault. Returns the row's fields."""
+    """Runs rounds until the processor time is used up or an input shows a fault. Returns the fields of the row."""
     kept, log = folder / "corpus" / target, folder / f"{target}.log"
     kept.mkdir(parents=True, exist_ok=True)
     words, found = ROOT / f"fuzz/{target}.dict", ROOT / "fuzz/found" / target

@@ -1,13 +1,13 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Runs a command in namespaces of its own: its only network is the loopback, so no server that it starts can be reached from
-# outside or meets a port that is taken, and every process that it leaves behind ends with it.
+# Runs a command in separate namespaces. Its only network is the loopback, so a server that it starts cannot be reached
+# from outside, and no port is taken. All processes that it leaves behind end with it.
 #   scripts/in_own_network.sh COMMAND [ARGUMENT...]
-# If the system allows no namespaces (a container without rights), the command runs on the machine's network.
+# If the system does not allow namespaces (a container without rights), the command runs on the machine's network.
 set -eu
 user=
 [ "$(id -u)" -eq 0 ] || user="--map-current-user --keep-caps"
-# The second address makes the resolver find localhost: if it sees 127.0.0.1 alone, it takes the network for down.
+# The resolver needs a second address to find localhost: if it only sees 127.0.0.1, it assumes that the network is down.
 prepare='hostname localhost && ip link set lo up && ip address add 127.0.0.2/8 dev lo && "$@"'
 apart="unshare $user --net --uts --pid --fork --kill-child --mount-proc sh -c"
 # shellcheck disable=SC2086 # a list of words

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Installs the Debian packages of the purposes named (build, test), as far as they are missing. Starts no services.
+# Installs the missing Debian packages of the named purposes, such as build and test. Starts no services.
 #   scripts/install-packages.sh build test
 set -eu
 
@@ -24,7 +24,7 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "Installing$missing" >&2
 export DEBIAN_FRONTEND=noninteractive
-# Packages of servers shall not start them.
+# Packages of servers must not start them.
 policy=/usr/sbin/policy-rc.d
 if [ ! -e $policy ]; then
     trap '$as_root rm -f $policy' EXIT

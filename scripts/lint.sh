@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Form and faults that need no run, part by part: layers (who includes whom), lengths (of functions and files), format
-# (clang-format), cppcheck, python (pyflakes, pycodestyle), shell (shellcheck), javascript (eslint), and tidy (clang-tidy).
-#   scripts/lint.sh [--no-tidy | --quick] [source...]    every part; tidy checks the sources named, or all of src/,
+# Runs the static checks. The parts are layers (who includes whom), lengths (of functions and files), format
+# (clang-format), cppcheck, python (pyflakes, pycodestyle), shell (shellcheck), javascript (eslint), and tidy
+# (clang-tidy).
+#   scripts/lint.sh [--no-tidy | --quick] [source...]    every part; tidy checks the named sources, or all of src/,
 #                                                        host/, apps/, python/ and fuzz/ (about 20 minutes of processor time)
 #   scripts/lint.sh --part PART                          one part only; installs nothing
-# --no-tidy: all but clang-tidy; --quick: without its path analyser, which takes a third of its time.
+# --no-tidy: everything except clang-tidy; --quick: without its path analyser, which takes a third of its time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,8 +13,9 @@ part_layers() { python3 scripts/check_layers.py; }
 part_lengths() { python3 scripts/check_lengths.py; }
 part_format() { git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror; }
 
-# Not asked: public signatures are fixed and pass parameters by value; samples are words in a buffer of bytes; an image
-# releases its own buffer in its constructors; and the check of statements without effect takes indexed assignments for some.
+# Suppressed, because public signatures are fixed and pass parameters by value, samples are words in a buffer of bytes,
+# an image releases its own buffer in its constructors, and indexed assignments are mistaken for statements without
+# effect.
 part_cppcheck() {
     cppcheck --quiet --error-exitcode=1 --inline-suppr --enable=warning,performance,portability --std=c++20 --language=c++ \
         -Iinclude -Isrc -Ihost -Iapps/norvane -Itests --suppress=passedByValue --suppress=invalidPointerCast \
@@ -25,11 +27,11 @@ part_python() {
     git ls-files '*.py' | xargs pycodestyle --max-line-length=120
 }
 
-# Not asked: single quotes keep patterns and the scripts of other shells as they are (SC2016), and Slurm sets variables that
-# look like misspelt ones (SC2153).
+# Excluded, because single quotes keep patterns and the scripts of other shells unchanged (SC2016), and Slurm sets
+# variables that look misspelt (SC2153).
 part_shell() { git grep -lE '^#!.*\b(ba)?sh$' -- ':!*.md' | xargs shellcheck --exclude=SC2016,SC2153; }
 
-# The rules are in .eslintrc.js. A Node.js that is not Debian's does not look for Debian's modules by itself.
+# The rules are in .eslintrc.js. If Node.js is not Debian's, it does not find Debian's modules by itself.
 part_javascript() { git ls-files '*.js' ':!.eslintrc.js' | NODE_PATH=/usr/share/nodejs xargs eslint --format unix --max-warnings 0; }
 
 checks=

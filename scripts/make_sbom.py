@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""What is in the Debian packages, as SPDX 2.3: each package, the Debian libraries that its files are linked with, and
-those whose headers are compiled in, with the versions of this machine.
+"""Lists the contents of the Debian packages as SPDX 2.3: each package, the Debian libraries that its files are linked
+with, and those whose headers are compiled in, with the versions of this machine.
 
     make_sbom.py --version 1.0.0-1 --output norvane.spdx.json PACKAGE=FILE[,FILE...] ... [--deb FILE ...]
     make_sbom.py --check norvane.spdx.json
 
---deb: the packages, whose checksums are noted. The time in it is SOURCE_DATE_EPOCH, or 0. --check names what SPDX asks
-for and the document lacks, and Debian packages on which one of the --deb depends and that the document does not
-name."""
+--deb: the packages; their checksums are included. The time in the document is SOURCE_DATE_EPOCH, or 0. --check names
+what SPDX requires and the document lacks, and Debian packages that one of the --deb depends on and the document does
+not name."""
 import argparse
 import datetime
 import hashlib
@@ -37,7 +37,7 @@ def identifier(name):
 
 
 def package_of(library):
-    """The Debian package that holds a file; it may name it without the /usr to which /lib leads."""
+    """The Debian package that holds a file. The package may list it without the /usr to which /lib leads."""
     real = os.path.realpath(library)
     for name in (real, real.removeprefix("/usr")):
         found = subprocess.run(["dpkg-query", "--search", name], capture_output=True, text=True, check=False)
@@ -121,7 +121,7 @@ def faults_of(document, debs):
         digest = hashlib.sha256(deb.read_bytes()).hexdigest()
         sums = [sum["checksumValue"] for one in packages for sum in one.get("checksums", ())]
         faults += [] if digest in sums else [f"no checksum of {deb.name}"]
-        # Depends of the interpreter and NumPy are those of a script: nothing is linked with them.
+        # The dependencies on the interpreter and NumPy are those of a script; nothing is linked with them.
         depends = re.findall(r"(?:^|, )([^ ,|]+)", output_of("dpkg-deb", "--field", deb, "Depends").strip())
         faults += [f"{deb.name}: {one}" for one in depends if one not in names and not one.startswith("python3")]
     return faults

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what the tests need (Debian), builds and runs all tests. If one cannot run here, that is a failure.
 #   scripts/test.sh [--quick] [argument of ctest...]
-# --quick: without the tests that need a browser or a server (Chromium, Orthanc, Slurm, Dask), which are not installed then.
+# --quick: leaves out the tests that need a browser or a server (Chromium, Orthanc, Slurm, Dask), and does not install
+# these.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 purposes=(build test python)

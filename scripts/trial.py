@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What the tests with servers share: free ports, waiting, ending processes, and comparing two folders of results."""
+"""Helpers for the tests with servers: free ports, waiting, ending processes, and comparing two folders of results."""
 import csv
 import json
 import os
@@ -10,13 +10,13 @@ import subprocess
 import time
 
 SKIPPED = 77
-PATIENCE_S = 600  # only ends a test that hangs: on a busy machine a server may need minutes to start
-# What differs between two runs: how long it took, and whether the results were there.
+PATIENCE_S = 600  # only ends a test that hangs; on a busy machine, a server may need minutes to start
+# These fields differ between two runs: how long it took, and whether the results were there already.
 RUN_FIELDS = ("kept", "seconds_reading", "seconds_analysis", "seconds_writing")
 
 
 class Faults(list):
-    """What was not as expected, reported after the rest has been looked at too."""
+    """Collects what was not as expected and reports it at the end."""
 
     def expect(self, what, expected, found):
         if expected != found:
@@ -38,7 +38,7 @@ def free_port():
 
 
 def wait_for(what, condition, pause_s=0.1, patience_s=PATIENCE_S):
-    """What the condition gives when it holds."""
+    """Waits for a condition and returns its value."""
     end = time.monotonic() + patience_s
     while not (found := condition()):
         if time.monotonic() > end:
@@ -59,7 +59,7 @@ def stop(*processes):
 
 
 def comparable(file):
-    """The content of a result without what differs between two runs."""
+    """The content of a result without the parts that differ between two runs."""
     content = file.read_bytes()
 
     def without_run_fields(row):
@@ -78,7 +78,7 @@ def comparable(file):
 
 
 def differences(expected, found):
-    """What distinguishes two folders of results, but for the tables of single shards."""
+    """The differences between two folders of results, except for the tables of single shards."""
     names = {file.relative_to(folder) for folder in (expected, found) for file in folder.rglob("*")
              if not re.fullmatch(r"summary\.\d-of-\d\..*", file.name)}
     for name in sorted(names):

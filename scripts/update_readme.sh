@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Writes the README's tables of options from the program's, or says whether they differ.
-#   scripts/update_readme.sh [--check] [NORVANE-DOCUMENTS]     the program of the release build without it
+# Writes the tables of options in the README from those of the program. With --check, only says whether they differ.
+#   scripts/update_readme.sh [--check] [NORVANE-DOCUMENTS]     default: the program of the release build
 set -euo pipefail
 cd "$(dirname "$0")/.."
 check=false

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Script for Orthanc's Python plugin: stores the masks of mammograms beside them as DICOM SEG. See README.md."""
+"""Script for Orthanc's Python plugin: stores the masks of mammograms as DICOM SEG in the same study. See README.md."""
 import collections
 import contextlib
 import dataclasses
@@ -24,7 +24,7 @@ KILLED = (128 + signal.SIGKILL, -signal.SIGKILL)
 
 @dataclasses.dataclass
 class Settings:
-    """Section "Norvane" of Orthanc's configuration: Program, TimeLimit ...; NORVANE_PROGRAM ... come before it."""
+    """The section "Norvane" of Orthanc's configuration: Program, TimeLimit ...; NORVANE_PROGRAM ... take precedence."""
 
     program: str = "norvane"
     results: str = "seg"  # or seg-joined, or both with a comma between
@@ -65,8 +65,8 @@ class Stopped(Exception):
 
 
 class SeriesQueue:
-    """Series that wait: new ones by the time they are due, then those that were there when the server started. A series
-    waits once, and is with one worker at a time."""
+    """The series that wait: new ones in the order in which they are due, then those that were there when the server
+    started. A series waits only once, and only one worker has it at a time."""
 
     def __init__(self):
         self.changed = threading.Condition()
@@ -89,7 +89,7 @@ class SeriesQueue:
             self.changed.notify_all()
 
     def take(self):
-        """The next series, or None when the queue is closed. Whoever takes one has to say when it is done."""
+        """The next series, or None if the queue is closed. Whoever takes a series must report when it is done."""
         with self.changed:
             while not self.is_closed:
                 free = [(when, series) for series, when in self.due.items() if series not in self.under_way]
@@ -118,7 +118,7 @@ class SeriesQueue:
 
 
 class Program:
-    """The program norvane, one image a call. Calls under way can be ended from another thread."""
+    """Calls the program norvane, one image per call. Another thread can end calls that are running."""
 
     def __init__(self, settings):
         self.settings = settings
@@ -127,7 +127,7 @@ class Program:
         self.is_stopping = False
 
     def check(self):
-        """Raises where the program cannot be run at all: that is not the images' fault."""
+        """Raises if the program cannot be run at all, because that is not the fault of the images."""
         subprocess.run([self.settings.program, "--help"], check=True, timeout=60, stdin=subprocess.DEVNULL,
                        stdout=subprocess.DEVNULL)
 
@@ -136,7 +136,7 @@ class Program:
         with tempfile.TemporaryDirectory(dir=self.settings.work_folder) as folder:
             file = pathlib.Path(folder, "image.dcm")
             file.write_bytes(image)
-            # The limit is kept by a program of its own, which goes on when the server is killed.
+            # A separate program enforces the limit, because it continues if the server is killed.
             self.run(["timeout", "--signal=KILL", str(self.settings.time_limit), self.settings.program, "masks",
                       str(file), "--out-dir", folder, "--results", self.settings.results, "--jobs", "1", "--no-page",
                       "--format", "json", *shlex.split(self.settings.options)])
@@ -176,14 +176,14 @@ class Program:
 
 
 class Store:
-    """What the server holds. Calls of its REST interface, from any thread but those of its callbacks."""
+    """Access to the contents of the server by its REST interface, from any thread except those of its callbacks."""
 
     def __init__(self, settings):
         self.settings = settings
 
     @staticmethod
     def get(path):
-        """None where there is nothing (any more)."""
+        """Returns None if there is nothing (any more)."""
         try:
             return json.loads(orthanc.RestApiGet(path))
         except orthanc.OrthancException as error:
@@ -208,7 +208,7 @@ class Store:
 
     @staticmethod
     def add(dicom):
-        """Stores an object; one that is there already stays."""
+        """Stores an object. If it is there already, it stays unchanged."""
         answer = json.loads(orthanc.RestApiPost("/instances", dicom))
         if answer.get("Status") not in ("Success", "AlreadyStored"):
             raise Failure(f"the server does not store the DICOM SEG: {answer.get('Status')}")
@@ -235,10 +235,12 @@ class Service:
         self.opener.start()
 
     def open(self):
-        """Begins with what was there before: a server that starts does not know what was waiting."""
+        """Begins with the series that were there before, because a server that starts does not know what was
+        waiting."""
         try:
             self.program.check()
-            # What a killed server left behind; its last program may still be at work there, and is left alone.
+            # Removes what a killed server left behind. Its last program may still be working there and is not
+            # disturbed.
             shutil.rmtree(self.settings.work_folder, ignore_errors=True)
             os.makedirs(self.settings.work_folder, mode=0o700, exist_ok=True)
             self.queue.put_backlog([*self.store.get("/series"), BACKLOG_END])
@@ -272,12 +274,12 @@ class Service:
                 self.queue.put(series, self.settings.pause)
 
     def serve_series(self, series):
-        """Whether an image of it has to be tried again."""
+        """Processes a series. Returns whether one of its images has to be tried again."""
         if series == BACKLOG_END:
             orthanc.LogWarning("Norvane: looked at all series of earlier runs")
             return False
         facts = self.store.get(f"/series/{series}")
-        # Where more images are coming, there will be another call.
+        # If more images are coming, there will be another call.
         if not facts or facts["MainDicomTags"].get("Modality", "").strip() != MODALITY or not facts["IsStable"]:
             return False
         is_open = False
@@ -312,7 +314,7 @@ class Service:
     def attempt(self, instance, number):
         if number > self.settings.attempts:  # the server was killed in the last one
             return self.fail(instance, number - 1, "the server was killed in each attempt")
-        # Counted before it begins: an image that takes the server down with it is not tried for ever.
+        # Counted before it begins, so that an image that takes the server down is not tried for ever.
         self.store.put_mark(instance, state=OPEN, attempts=number)
         try:
             stored = [self.store.add(dicom) for dicom in self.program.masks(orthanc.GetDicomForInstance(instance))]
@@ -335,7 +337,7 @@ class Service:
 
 
 def make_service():
-    """None where it cannot work; the server goes on without it."""
+    """Returns None if it cannot work; the server continues without it."""
     try:
         return Service(Settings.read(json.loads(orthanc.GetConfiguration()), os.environ))
     except (ValueError, TypeError) as error:
@@ -344,7 +346,7 @@ def make_service():
 
 
 def on_change(change, _level, resource):
-    """Called in the server's own threads: waits for nothing but the end."""
+    """Called in the server's own threads, so it only waits at the end."""
     if change == orthanc.ChangeType.STABLE_SERIES:
         service.queue.put(resource)
     elif change == orthanc.ChangeType.ORTHANC_STARTED:

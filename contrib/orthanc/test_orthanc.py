@@ -27,7 +27,7 @@ MARK = "metadata/5228"
 ATTEMPTS = 2
 NORVANE = None  # the program, from the command line
 
-# Stands between the script and the program: notes which image it was called for and can be held up.
+# This program stands between the script and norvane. It notes the image for which it was called and can be held up.
 WRAPPER = """#!/bin/sh
 for word; do case $word in *.dcm) file=$word;; esac; done
 if [ -n "$file" ]; then

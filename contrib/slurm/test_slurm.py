@@ -207,15 +207,11 @@ class Trial:
         self.faults.expect("the program has time to end after a warning", True, "exit code 130" in log)
         kept = column(self.out_dir / "summary.csv", "kept").count("1")
         self.faults.expect("kept by the last job", True, self.count - len(parts[2]) <= kept < self.count)
-        print(f"test_slurm: disturbed with {done} of { {task: len(names) for task, names in parts.items()} } done, "
-              f"{kept} of {self.count} kept by the last job")
 
     def compare(self):
         self.faults += differences(self.folder / "undisturbed", self.out_dir)
-        files = sum(file.is_file() for file in self.out_dir.rglob("*"))
         leftovers = [file.name for file in self.out_dir.rglob(".*")]
         self.faults.expect("files left over", [], leftovers)
-        print(f"test_slurm: {files} files compared")
 
     def run_until_none_is_missed(self, cluster):
         for attempt in range(ATTEMPTS):

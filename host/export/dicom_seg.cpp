@@ -7,15 +7,17 @@
 #include "export/program_version.h"
 #include "export/source_masks.h"
 #include "findings/status_text.h"
-#include "io/refusal.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcdeftag.h>
 #include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcostrmb.h>
 #include <dcmtk/dcmdata/dcuid.h>
+#include <fmt/core.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -75,8 +77,7 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
     const SourceImage& source = findings.source;
     if (content == SegContent::kJoined) {
         BitFrames frames(source.width, source.height, 1);
-        frames.paint(0, SourceMask(findings.masks.full.region, findings.crop(), findings.settings.pixel_size_um.value),
-                     true);
+        frames.paint(0, SourceMask(findings.masks.full.region, placement_of(findings)), true);
         return frames;
     }
     const LabelImage labels(findings);
@@ -87,11 +88,11 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
     return frames;
 }
 
-void put_series(DcmItem& object, const SegPlan& plan, const SegSource& source) {
+// `parent` is what the series belongs to: that of the source, or a study of its own.
+void put_series(DcmItem& object, const SegPlan& plan, const std::string& parent) {
     put_text(object, DCM_Modality, "SEG");
-    put_text(
-        object, DCM_SeriesInstanceUID,
-        uid_of(std::string("series\n") + program_version() + "\n" + plan.series_number + "\n" + source.series_uid));
+    put_text(object, DCM_SeriesInstanceUID,
+             uid_of(std::string("series\n") + program_version() + "\n" + plan.series_number + "\n" + parent));
     put_text(object, DCM_SeriesNumber, plan.series_number);
     put_text(object, DCM_SeriesDescription, plan.series_description);
     put_text(object, DCM_Manufacturer, kAlgorithmName);
@@ -150,11 +151,7 @@ void put_dimensions(DcmItem& object) {
     put_text(index, DCM_DimensionDescriptionLabel, "Segment");
 }
 
-void put_frame(DcmItem& object, unsigned number, const SegSource& source) {
-    DcmItem& frame = add_item(object, DCM_PerFrameFunctionalGroupsSequence);
-    put_number(add_item(frame, DCM_FrameContentSequence), DCM_DimensionIndexValues, number);
-    put_number(add_item(frame, DCM_SegmentIdentificationSequence), DCM_ReferencedSegmentNumber, number);
-    DcmItem& derivation = add_item(frame, DCM_DerivationImageSequence);
+void put_source_image(DcmItem& derivation, const SegSource& source) {
     add_code(derivation, DCM_DerivationCodeSequence, kSegmentation);
     DcmItem& image = add_item(derivation, DCM_SourceImageSequence);
     put_reference(image, source);
@@ -163,7 +160,18 @@ void put_frame(DcmItem& object, unsigned number, const SegSource& source) {
     add_code(image, DCM_PurposeOfReferenceCodeSequence, kSourceImage);
 }
 
-void put_frames(DcmItem& object, const SegPlan& plan, const SegSource& source, double pixel_size_um) {
+void put_frame(DcmItem& object, unsigned number, const std::optional<SegSource>& source) {
+    DcmItem& frame = add_item(object, DCM_PerFrameFunctionalGroupsSequence);
+    put_number(add_item(frame, DCM_FrameContentSequence), DCM_DimensionIndexValues, number);
+    put_number(add_item(frame, DCM_SegmentIdentificationSequence), DCM_ReferencedSegmentNumber, number);
+    if (source) {
+        put_source_image(add_item(frame, DCM_DerivationImageSequence), *source);
+    } else {
+        frame.insertEmptyElement(DCM_DerivationImageSequence);  // has to be there
+    }
+}
+
+void put_frames(DcmItem& object, const SegPlan& plan, const std::optional<SegSource>& source, double pixel_size_um) {
     DcmItem& shared = add_item(object, DCM_SharedFunctionalGroupsSequence);
     const std::string millimetres = decimal_text(pixel_size_um / 1000.0);
     put_text(add_item(shared, DCM_PixelMeasuresSequence), DCM_PixelSpacing, millimetres + "\\" + millimetres);
@@ -188,19 +196,33 @@ std::string bytes_of(Object& object) {
     return bytes;
 }
 
+// Of an object without identifiers: made from its masks, which it shows anyway, so that nothing leads from it to the
+// source. Both kinds of objects of an image get the same.
+std::string own_study_uid(const Findings& findings) {
+    const BitFrames frames = frames_of(findings, SegContent::kBreastAndMuscle);
+    std::string seed =
+        fmt::format("study\n{} {} {}\n", findings.source.width, findings.source.height, frames.bytes().size());
+    for (const std::uint8_t byte : frames.bytes()) seed += static_cast<char>(byte);
+    return uid_of(seed);
+}
+
 std::string dicom_seg(const Findings& findings, SegContent content) {
-    if (!findings.source.dicom_texts) throw Refusal("is not a DICOM object, which the results seg and seg-joined need");
-    const DicomTexts& header = *findings.source.dicom_texts;
-    SegSource source = seg_source(header);
-    if (findings.source.frame_count > 1) source.frame = findings.source.frame;
+    const std::optional<SegSource> source = seg_source(findings.source);
     const SegPlan plan = plan_of(findings.masks, content);
 
     DcmFileFormat file;
     DcmDataset& object = *file.getDataset();
     put_text(object, DCM_SOPClassUID, UID_SegmentationStorage);
-    copy_source_fields(header, object);
-    put_source_references(object, source);
-    put_series(object, plan, source);
+    copy_source_fields(*findings.source.dicom_texts, object);
+    if (source) {
+        put_source_references(object, *source);
+        put_series(object, plan, source->series_uid);
+    } else {
+        put_identity_removed(object);
+        const std::string study = own_study_uid(findings);
+        put_text(object, DCM_StudyInstanceUID, study);
+        put_series(object, plan, study);
+    }
     put_image(object, plan, findings.source);
     for (unsigned i = 0; i < plan.segments.size(); ++i) {
         put_segment(object, plan.segments[i], i + 1, findings.source.laterality);
@@ -223,7 +245,9 @@ std::string breast_and_muscle_seg(const Findings& findings) {
 std::string joined_seg(const Findings& findings) { return dicom_seg(findings, SegContent::kJoined); }
 
 std::string filing_warning(const Findings& findings) {
-    return findings.source.dicom_texts ? filing_warning(*findings.source.dicom_texts) : std::string();
+    const SourceImage& source = findings.source;
+    if (!source.dicom_texts || source.identifiers == Identifiers::kNone) return {};
+    return filing_warning(*source.dicom_texts);
 }
 
 }  // namespace Norvane::Host

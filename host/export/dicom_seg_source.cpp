@@ -55,11 +55,21 @@ void put_compression(const DicomTexts& header, DcmItem& object) {
 
 }  // namespace
 
-SegSource seg_source(const DicomTexts& header) {
+std::optional<SegSource> seg_source(const SourceImage& image) {
+    if (!image.dicom_texts) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
+    if (image.identifiers == Identifiers::kNone) return std::nullopt;
+    const DicomTexts& header = *image.dicom_texts;
     (void)required_uid(header, DCM_StudyInstanceUID, "StudyInstanceUID");
-    return {required_uid(header, DCM_SOPClassUID, "SOPClassUID"),
-            required_uid(header, DCM_SOPInstanceUID, "SOPInstanceUID"),
-            required_uid(header, DCM_SeriesInstanceUID, "SeriesInstanceUID"), 0};
+    return SegSource{required_uid(header, DCM_SOPClassUID, "SOPClassUID"),
+                     required_uid(header, DCM_SOPInstanceUID, "SOPInstanceUID"),
+                     required_uid(header, DCM_SeriesInstanceUID, "SeriesInstanceUID"),
+                     image.frame_count > 1 ? image.frame : 0};
+}
+
+void put_identity_removed(DcmItem& object) {
+    put_text(object, DCM_PatientIdentityRemoved, "YES");
+    put_text(object, DCM_DeidentificationMethod, "norvane masks --no-identifiers");
+    put_text(object, DCM_LongitudinalTemporalInformationModified, "REMOVED");
 }
 
 void copy_source_fields(const DicomTexts& header, DcmItem& object) {

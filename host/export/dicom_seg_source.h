@@ -2,11 +2,12 @@
 /// The fields that a segmentation object takes from the header of the mammogram.
 #pragma once
 
-#include "io/header.h"
+#include "io/source_image.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcitem.h>
 
+#include <optional>
 #include <string>
 
 namespace Norvane::Host {
@@ -18,8 +19,9 @@ struct SegSource {
     std::string series_uid;
     unsigned frame = 0;  ///< from 1; 0 if the object has only one
 };
-/// Throws Refusal if the header lacks a valid identifier.
-[[nodiscard]] SegSource seg_source(const DicomTexts& header);
+/// Nothing if the identifiers are not to be read: the object refers to no source then. Throws Refusal if the header
+/// does not say who the source is.
+[[nodiscard]] std::optional<SegSource> seg_source(const SourceImage& image);
 
 /// Copies patient, study, orientation, compression and date. Fields with invalid values are left out or left empty.
 void copy_source_fields(const DicomTexts& header, DcmItem& object);
@@ -28,7 +30,10 @@ void copy_source_fields(const DicomTexts& header, DcmItem& object);
 /// empty. Empty if nothing is missing.
 [[nodiscard]] std::string filing_warning(const DicomTexts& header);
 
-/// Writes class and instance of the source into `item`.
+/// Says that the fields of patient and study are left out on purpose.
+void put_identity_removed(DcmItem& object);
+
+/// Class and instance of the source, as a field group of `item`.
 void put_reference(DcmItem& item, const SegSource& source);
 
 /// Writes the same with the series, for the whole object.

@@ -20,9 +20,9 @@ using Json = nlohmann::ordered_json;
 constexpr const char* kMappingSentence =
     "a pixel (x, y) of the source inside the crop belongs to a mask if the mask holds column "
     "floor((x - crop.x) * source.pixel_size_um / working.pixel_size_um + 0.5) of row "
-    "floor((y - crop.y) * source.pixel_size_um / working.pixel_size_um + 0.5)";
-constexpr const char* kRowsSentence =
-    "[y, first, last, first, last, ...] per row of the working grid; first and last belong to the mask";
+    "floor((y - crop.y) * source.pixel_size_um / working.pixel_size_um + 0.5); columns and rows after the last one of "
+    "the working grid count as that one, and the last column and row of the crop lie on it";
+constexpr const char* kRowsSentence = "[y, first, last, first, last, ...] per row of the working grid, both ends in";
 constexpr const char* kCocoSentence =
     "uncompressed run lengths down one column of the working grid after another, alternately of pixels outside and "
     "inside the mask, beginning with those outside; size is [height, width]";

@@ -6,16 +6,7 @@
 namespace Norvane::Host {
 namespace {
 
-/// The grid coordinates for the source coordinates 0 .. count - 1, in ascending order.
-std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um) {
-    std::vector<unsigned> in_grid(count);
-    for (unsigned v = 0; v < count; ++v) {
-        in_grid[v] = grid_coordinate(v, static_cast<float>(pixel_size_um), grid_pixel_size_um);
-    }
-    return in_grid;
-}
-
-/// The source coordinates first .. end - 1 that lie on a run of the mask.
+/// Source coordinates first .. end - 1 that lie on first .. last of the mask.
 struct Stretch {
     unsigned first;
     unsigned end;
@@ -28,10 +19,29 @@ Stretch stretch_of(const std::vector<unsigned>& in_mask, unsigned first, unsigne
 
 }  // namespace
 
-SourceMask::SourceMask(const Region& region, const SourceBox& box, double pixel_size_um) : crop(box), rows(box.height) {
+GridPlacement placement_of(const Findings& findings) {
+    const Image& image = findings.working_image();
+    return {findings.crop(), findings.settings.pixel_size_um.value, image.GetWidth(), image.GetHeight()};
+}
+
+std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um,
+                                       unsigned grid_count) {
+    std::vector<unsigned> in_grid(count);
+    for (unsigned v = 0; v < count; ++v) {
+        const unsigned nearest = grid_coordinate(v, static_cast<float>(pixel_size_um), grid_pixel_size_um);
+        in_grid[v] = std::min(nearest, grid_count - 1);
+    }
+    if (count > 0 && grid_count != GridPlacement::kEndless) in_grid.back() = grid_count - 1;
+    return in_grid;
+}
+
+SourceMask::SourceMask(const Region& region, const GridPlacement& grid) : crop(grid.crop), rows(grid.crop.height) {
     if (region.rows().empty()) return;
-    const std::vector<unsigned> mask_columns = grid_coordinates(crop.width, pixel_size_um, region.pixel_size_um());
-    const std::vector<unsigned> mask_rows = grid_coordinates(crop.height, pixel_size_um, region.pixel_size_um());
+    const auto in_mask = [&](unsigned count, unsigned grid_count) {
+        return grid_coordinates(count, grid.pixel_size_um, region.pixel_size_um(), grid_count);
+    };
+    const std::vector<unsigned> mask_columns = in_mask(crop.width, grid.columns);
+    const std::vector<unsigned> mask_rows = in_mask(crop.height, grid.rows);
     for (const RowRuns& line : region.rows()) {
         const std::size_t before = runs.size();
         for (const ColumnRun& run : line.runs) {
@@ -52,8 +62,8 @@ std::span<const ColumnRun> SourceMask::row(unsigned y) const {
 LabelImage::LabelImage(const Findings& findings)
     : source_width(findings.source.width),
       source_height(findings.source.height),
-      breast_mask(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value),
-      muscle_mask(findings.masks.pectoral.region, findings.crop(), findings.settings.pixel_size_um.value) {}
+      breast_mask(findings.masks.breast.region, placement_of(findings)),
+      muscle_mask(findings.masks.pectoral.region, placement_of(findings)) {}
 
 void LabelImage::fill_row(unsigned y, std::span<std::uint8_t> row) const {
     std::ranges::fill(row, kLabelNothing);

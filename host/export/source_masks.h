@@ -7,17 +7,33 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
 namespace Norvane::Host {
 
-/// A mask on the pixels of the source. A pixel belongs to it if Mask::HitTest() says so with the pixel size of the
-/// source as its target. Kept as columns per row, which needs no more memory than the mask itself.
+/// How a working grid lies on the pixels of a source.
+struct GridPlacement {
+    static constexpr unsigned kEndless = std::numeric_limits<unsigned>::max();
+
+    SourceBox crop;                                ///< its corner is that of the grid's pixel (0, 0)
+    double pixel_size_um;                          ///< of the source
+    unsigned columns = kEndless, rows = kEndless;  ///< of the grid; if they are known, it ends where the crop ends
+};
+[[nodiscard]] GridPlacement placement_of(const Findings& findings);
+
+/// The pixel of the grid for each of `count` pixels of the crop along one axis, ascending: that of grid_coordinate(),
+/// but none after the last one of the grid's `grid_count`, on which the last pixel of the crop lies.
+[[nodiscard]] std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um,
+                                                     unsigned grid_count);
+
+/// The pixels of the crop that lie on those of a mask, by grid_coordinates() along both axes. Kept as columns per row,
+/// which costs no more than the mask itself.
 class SourceMask {
 public:
-    /// Pixel (0, 0) of the mask lies at the corner of `box`, the crop. No pixel outside `box` belongs to the mask.
-    SourceMask(const Region& region, const SourceBox& box, double pixel_size_um);
+    /// Nothing outside the crop belongs to the mask.
+    SourceMask(const Region& region, const GridPlacement& grid);
 
     /// The columns of source row `y` that belong to the mask, in ascending order.
     [[nodiscard]] std::span<const ColumnRun> row(unsigned y) const;

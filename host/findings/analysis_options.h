@@ -28,8 +28,7 @@ struct AnalysisOptions {
     std::optional<IMAGE_VIEW> view;
     std::optional<double> pixel_size_um;
     std::optional<BG_NOISE> noise;
-    bool tries_noise =
-        false;  ///< choose the class from the pixels, whatever the file says; not used if `noise` is given
+    bool tries_noise = false;  ///< choose the class from the pixels, whatever the file says; not with `noise`
     std::optional<PaddingRange> padding;
     bool crops_film_area = true;
     bool is_inverted = false;

@@ -43,16 +43,28 @@ struct DisplayWindow {
     double width;
 };
 
-/// A fact that is a text and that no rule depends on. One row is enough: the readers look for it, and `norvane info`,
-/// the results, the tables, the page and the Python module show it.
+/// Which of the identifiers in a header are read: each one includes those before it.
+enum class Identifiers {
+    kNone,            ///< nothing that leads to the image, its study or its patient
+    kUids,            ///< those of instance, series and study
+    kUidsAndPatient,  ///< and the patient's
+};
+
+/// A fact that is a text and that nothing here depends on. A row is all that it needs: the readers look for it, and
+/// `norvane info`, the results, the tables, the page and the Python module show it.
 struct TextFact {
-    const char* name;     ///< its name in all output, and the attribute in Python
-    std::uint32_t field;  ///< the DICOM field: group and element
-    const char* keyword;  ///< DICOM's keyword for that field
-    const char* meaning;  ///< a sentence
+    const char* name;                            ///< in all that is written, and of the attribute in Python
+    std::uint32_t field;                         ///< of DICOM: group and element
+    const char* keyword;                         ///< of that field
+    const char* meaning;                         ///< a sentence
+    Identifiers read_with = Identifiers::kNone;  ///< the least that has to be asked for
 };
 inline constexpr std::array kTextFacts{
-    TextFact{"study_instance_uid", 0x0020'000D, "StudyInstanceUID", "Identifier of the study"},
+    TextFact{"sop_instance_uid", 0x0008'0018, "SOPInstanceUID", "Identifier of the image", Identifiers::kUids},
+    TextFact{"series_instance_uid", 0x0020'000E, "SeriesInstanceUID", "Identifier of the series", Identifiers::kUids},
+    TextFact{"study_instance_uid", 0x0020'000D, "StudyInstanceUID", "Identifier of the study", Identifiers::kUids},
+    TextFact{"patient_id", 0x0010'0020, "PatientID", "Identifier of the patient, read only if it is asked for",
+             Identifiers::kUidsAndPatient},
 };
 
 /// Texts of a DICOM header. The key is the number of the field: group and element.
@@ -79,8 +91,10 @@ struct Header {
     std::vector<std::string> flags;
     std::vector<std::string> warnings;
 
-    std::string horizontal_flip;            ///< FieldOfViewHorizontalFlip of a DICOM object
-    std::optional<DicomTexts> dicom_texts;  ///< what a DICOM object made from this one repeats; none for other formats
+    std::string horizontal_flip;  ///< FieldOfViewHorizontalFlip of a DICOM object
+    std::optional<DicomTexts>
+        dicom_texts;  ///< what an object made of this DICOM object repeats; none for other formats
+    Identifiers identifiers = Identifiers::kUids;  ///< that were to be read
 };
 
 /// How a fact is shown everywhere.

@@ -40,6 +40,19 @@ private:
     std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
+void set_settings(ImageRecord& record, const Findings& findings) {
+    const ImageSettings& settings = findings.settings;
+    record.side = name_of(settings.side.value);
+    record.view = name_of(settings.view.value);
+    record.noise = name_of(settings.noise.value);
+    record.pixel_size_um = settings.pixel_size_um.value;
+    record.reasons = {settings.side.from, {}, settings.view.from, settings.noise.from, settings.pixel_size_um.from};
+    if (const Said<Laterality>& laterality = findings.source.laterality) {
+        record.laterality = name_of(laterality->value);
+        record.reasons.laterality = laterality->from;
+    }
+}
+
 ImageRecord record_of(const Input& input, const Findings& findings) {
     ImageRecord record;
     record.file = input.file;
@@ -50,10 +63,7 @@ ImageRecord record_of(const Input& input, const Findings& findings) {
     record.format = findings.source.format;
     record.width = findings.source.width;
     record.height = findings.source.height;
-    record.side = name_of(findings.settings.side.value);
-    record.view = name_of(findings.settings.view.value);
-    record.noise = name_of(findings.settings.noise.value);
-    record.pixel_size_um = findings.settings.pixel_size_um.value;
+    set_settings(record, findings);
     record.areas = areas_of(findings);
     record.outline_contrast = findings.outline_contrast;
     record.flags = findings.source.flags;

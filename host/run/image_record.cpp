@@ -6,41 +6,68 @@
 
 #include <nlohmann/json.hpp>
 
+#include <utility>
+
 namespace Norvane::Host {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Calls visit(name, field) for every field, in the order of the tables.
+/// How a field is shown wherever it stands.
+struct FieldDeclaration {
+    const char* name;
+    const char* meaning;
+    bool is_known_if_refused = false;
+};
+
+// The same for each setting: its reason stands beside it.
 template <class Record, class Visitor>
-void visit_fields(Record& record, const Visitor& visit) {
-    visit("file", record.file);
-    visit("name", record.name);
-    visit("refusal", record.refusal);
-    visit("kept", record.is_kept);
-    visit("status", record.status);
-    visit("breast_status", record.breast_status);
-    visit("pectoral_status", record.pectoral_status);
-    visit("format", record.format);
-    visit("width", record.width);
-    visit("height", record.height);
-    visit("side", record.side);
-    visit("view", record.view);
-    visit("noise", record.noise);
-    visit("pixel_size_um", record.pixel_size_um);
-    for (const AreaDeclaration& area : kAreas) visit(area.name, record.areas.*area.value);
-    visit("outline_contrast", record.outline_contrast);
-    visit("flags", record.flags);
-    visit("warnings", record.warnings);
-    for (std::size_t i = 0; i < kTextFacts.size(); ++i) visit(kTextFacts[i].name, record.texts[i]);
-    visit("seconds_reading", record.seconds.reading);
-    visit("seconds_analysis", record.seconds.analysis);
-    visit("seconds_writing", record.seconds.writing);
+void visit_settings(Record& record, const Visitor& visit) {
+    using Field = FieldDeclaration;
+    visit(Field{"side", "Border of the image at which the chest wall lies: left or right"}, record.side);
+    visit(Field{"side_reason", "What the side was taken from"}, record.reasons.side);
+    visit(Field{"laterality", "Which breast it is, left or right; empty if the file does not say it"},
+          record.laterality);
+    visit(Field{"laterality_reason", "Field of the header that says which breast it is"}, record.reasons.laterality);
+    visit(Field{"view", "mlo with pectoral muscle, cc without"}, record.view);
+    visit(Field{"view_reason", "What the view was taken from"}, record.reasons.view);
+    visit(Field{"noise", "Noise class of the background"}, record.noise);
+    visit(Field{"noise_reason", "What the noise class was taken from"}, record.reasons.noise);
+    visit(Field{"pixel_size_um", "Pixel size of the image in micrometres"}, record.pixel_size_um);
+    visit(Field{"pixel_size_reason", "What the pixel size was taken from"}, record.reasons.pixel_size);
 }
 
-// The fields of a refused image. The other fields have no meaning.
-bool is_known_without_masks(std::string_view name) {
-    return name == "file" || name == "name" || name == "refusal" || name == "kept";
+// Every field once, in the order of the tables.
+template <class Record, class Visitor>
+void visit_fields(Record& record, const Visitor& visit) {
+    using Field = FieldDeclaration;
+    visit(Field{"file", "The image, as it was named or found in a folder", true}, record.file);
+    visit(Field{"name", "Name of the results: NAME.json and so on, below the folder of the results", true},
+          record.name);
+    visit(Field{"refusal", "Why there are no results, after the name of the file; empty if there are some", true},
+          record.refusal);
+    visit(Field{"kept", "Whether the results are those of an earlier run", true}, record.is_kept);
+    visit(Field{"status", "Status of the full mask: the verdict on the image; 0 if the masks can be used"},
+          record.status);
+    visit(Field{"breast_status", "Status of the breast mask"}, record.breast_status);
+    visit(Field{"pectoral_status", "Status of the mask of the pectoral muscle"}, record.pectoral_status);
+    visit(Field{"format", "Format of the file, such as PNG"}, record.format);
+    visit(Field{"width", "Columns of the image"}, record.width);
+    visit(Field{"height", "Rows of the image"}, record.height);
+    visit_settings(record, visit);
+    for (const AreaDeclaration& area : kAreas) visit(Field{area.name, area.meaning}, record.areas.*area.value);
+    visit(Field{"outline_contrast",
+                "Mean step of the logarithm of the grey level across the outline of the breast; 0 "
+                "without an outline"},
+          record.outline_contrast);
+    visit(Field{"flags", "What is special about the view, a word each, such as spot or implant"}, record.flags);
+    visit(Field{"warnings", "What should be looked at, a sentence each"}, record.warnings);
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        visit(Field{kTextFacts[i].name, kTextFacts[i].meaning}, record.texts[i]);
+    }
+    visit(Field{"seconds_reading", "Seconds that reading the file took"}, record.seconds.reading);
+    visit(Field{"seconds_analysis", "Seconds that preparation and masks took"}, record.seconds.analysis);
+    visit(Field{"seconds_writing", "Seconds that the results took"}, record.seconds.writing);
 }
 
 std::string csv_text(const std::string& value) { return csv_field(value); }
@@ -61,8 +88,8 @@ std::string csv_text(const std::vector<std::string>& values) {
 
 std::string json_line(const ImageRecord& record) {
     Json json;
-    visit_fields(record, [&](const char* name, const auto& field) {
-        if (record.refusal.empty() || is_known_without_masks(name)) json[name] = field;
+    visit_fields(record, [&](const FieldDeclaration& declared, const auto& field) {
+        if (record.refusal.empty() || declared.is_known_if_refused) json[declared.name] = field;
     });
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -72,8 +99,8 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
     try {
         const Json json = Json::parse(json_line);
         const bool is_refused = !json.at("refusal").get<std::string>().empty();
-        visit_fields(record, [&](const char* name, auto& field) {
-            if (!is_refused || is_known_without_masks(name)) json.at(name).get_to(field);
+        visit_fields(record, [&](const FieldDeclaration& declared, auto& field) {
+            if (!is_refused || declared.is_known_if_refused) json.at(declared.name).get_to(field);
         });
     } catch (const Json::exception&) {
         return std::nullopt;
@@ -81,21 +108,27 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
     return record;
 }
 
-std::string csv_header() {
+std::vector<RecordField> record_fields() {
+    std::vector<RecordField> fields;
     const ImageRecord any;
-    std::string row;
-    visit_fields(any, [&row](const char* name, const auto&) {
-        if (!row.empty()) row += ",";
-        row += name;
+    visit_fields(any, [&fields](const FieldDeclaration& declared, const auto&) {
+        fields.push_back({declared.name, declared.meaning, declared.is_known_if_refused});
     });
+    return fields;
+}
+
+std::string csv_header() {
+    std::string row;
+    for (const RecordField& field : record_fields()) row += (row.empty() ? "" : ",") + field.name;
     return row;
 }
 
 std::string csv_row(const ImageRecord& record) {
     std::string row;
-    visit_fields(record, [&](std::string_view name, const auto& field) {
-        if (name != "file") row += ',';  // the first one
-        if (record.refusal.empty() || is_known_without_masks(name)) row += csv_text(field);
+    const char* separator = "";
+    visit_fields(record, [&](const FieldDeclaration& declared, const auto& field) {
+        row += std::exchange(separator, ",");
+        if (record.refusal.empty() || declared.is_known_if_refused) row += csv_text(field);
     });
     return row;
 }

@@ -22,6 +22,11 @@ struct StageTimes {
     double writing = 0.0;
 };
 
+/// What each setting was taken from: a field of the header, an option, or a look at the pixels.
+struct SettingReasons {
+    std::string side, laterality, view, noise, pixel_size;
+};
+
 struct ImageRecord {
     std::string file;      ///< as the user named it, or as the walk found it
     std::string name;      ///< the name of the results, OUT_DIR/NAME.ending
@@ -32,10 +37,11 @@ struct ImageRecord {
     Masking::MASK_STATUS status = Masking::MASK_NO_MASK;  ///< that of the full mask, which is that of the image
     Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
     Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
-    std::string format;              ///< such as "PNG"
-    unsigned width = 0, height = 0;  ///< size of the source
-    std::string side, view, noise;
+    std::string format;                         ///< such as "PNG"
+    unsigned width = 0, height = 0;             ///< of the source
+    std::string side, laterality, view, noise;  ///< words; laterality is empty if the file does not say it
     double pixel_size_um = 0.0;
+    SettingReasons reasons;
     BreastAreas areas;
     double outline_contrast = 0.0;                     ///< across the outline of the breast; low values are doubtful
     std::optional<double> breast_doubt, muscle_doubt;  ///< from 0 to 1; nothing if they are not known
@@ -45,7 +51,15 @@ struct ImageRecord {
     StageTimes seconds;
 };
 
-/// One line of JSON, without its line feed, that holds every field by its name.
+/// A field of the record: a column of summary.csv and a member of the lines of summary.ndjson.
+struct RecordField {
+    std::string name;
+    std::string meaning;
+    bool is_known_if_refused;  ///< other fields of a refused image are empty, and left out of its line
+};
+[[nodiscard]] std::vector<RecordField> record_fields();
+
+/// One line without its end: every field by its name.
 [[nodiscard]] std::string json_line(const ImageRecord& record);
 /// Parses such a line. Nothing if it is not a record.
 [[nodiscard]] std::optional<ImageRecord> record_of(std::string_view json_line);

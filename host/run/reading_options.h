@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -70,6 +71,40 @@ template <class Options>
             [](Options& options, const std::string& text) {
                 options.reading.decoding = value_named(kDecodingPlaces, text);
             }};
+}
+
+// Two flags that contradict each other.
+template <class Options>
+void set_identifiers(Options& options, Identifiers identifiers) {
+    if (options.reading.identifiers != Identifiers::kUids) {
+        throw std::invalid_argument("contradicts the option that shows the patient's identifier");
+    }
+    options.reading.identifiers = identifiers;
+}
+
+/// What is shown of the identifiers in the header.
+template <class Options>
+[[nodiscard]] OptionTable<Options> identifier_options(OptionEffect effect, const std::string& group) {
+    return {{{.name = "patient-id",
+              .kind = OptionKind::kFlag,
+              .effect = effect,
+              .group = group,
+              .help = "Read the patient's identifier from the header and show it",
+              .otherwise = "it is not read"},
+             [](Options& options, const std::string& text) {
+                 if (text == "true") set_identifiers(options, Identifiers::kUidsAndPatient);
+             }},
+            {{.name = "no-identifiers",
+              .kind = OptionKind::kFlag,
+              .effect = effect,
+              .group = group,
+              .help = "Read no identifiers from the header: neither UIDs nor the patient's",
+              .otherwise = "the UIDs of image, series and study are read",
+              .details = "DICOM SEG objects then hold no data of patient and study, have UIDs of their own, and refer "
+                         "to no source. The names of files and folders stay as they are."},
+             [](Options& options, const std::string& text) {
+                 if (text == "true") set_identifiers(options, Identifiers::kNone);
+             }}};
 }
 
 }  // namespace Norvane::Host

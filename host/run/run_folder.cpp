@@ -86,10 +86,9 @@ Descriptor lock_of_dead(int folder) {
                facts.st_nlink == 1;
     };
     if (!lock.is_open() || !is_own_file() || ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return Descriptor();
-    const std::string text = is_own_file() ? read_at_most(lock.get(), kMagic.size() + 1)
-                                           : std::string(kNotLocked);  // was it removed meanwhile?
-    return text.empty() || text == kMagic ? std::move(lock)
-                                          : Descriptor();  // empty: the run died while it created the file
+    const std::string text =
+        is_own_file() ? read_at_most(lock.get(), kMagic.size() + 1) : std::string(kNotLocked);  // removed meanwhile
+    return text.empty() || text == kMagic ? std::move(lock) : Descriptor();  // empty: it died while it wrote the file
 }
 
 // Calls visit(folder, name) with the open folder of each run, living or dead.

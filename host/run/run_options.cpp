@@ -167,9 +167,8 @@ OptionTable<RunOptions> analysis_options() {
         {{.name = "crop",
           .effect = kResults,
           .choices = {{"auto"}, {"none"}},
-          .help =
-              "auto cuts off the black and white borders that a scanner or an archive added to the film; none keeps "
-              "the whole image",
+          .help = "auto cuts off the black and white borders that a scanner or an archive added; none keeps the whole "
+                  "image",
           .otherwise = "auto"},
          [](RunOptions& run, const std::string& text) { run.analysis.crops_film_area = text == "auto"; }},
         {{.name = "noise",
@@ -310,9 +309,8 @@ OptionTable<RunOptions> batch_options() {
           .group = kBatchGroup,
           .help = "Names in --manifest and --fail-list end with a NUL byte, like those of find -print0",
           .otherwise = "with a line feed",
-          .details =
-              "Without this option, a name that holds a line feed is left out of the list of failures; a line on "
-              "standard error says so."},
+          .details = "Without this option, a name with a line feed is left out of the list of failures; a line on "
+                     "standard error says so."},
          flag([](RunOptions& run, bool is_on) { run.list_end = is_on ? '\0' : '\n'; })},
     };
 }
@@ -323,7 +321,8 @@ const OptionTable<RunOptions>& run_option_table() {
     static const OptionTable<RunOptions> table = [] {
         OptionTable<RunOptions> all = view_options();
         for (const OptionTable<RunOptions>& more :
-             {default_options(), analysis_options(), result_options(), batch_options()}) {
+             {default_options(), analysis_options(), identifier_options<RunOptions>(kResults, "Options"),
+              result_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;

@@ -67,8 +67,7 @@ private:
             --count;
             start = 0;
         }
-        if (start >= static_cast<std::int64_t>(heights.size()))
-            return count;  // it is not the lowest anywhere in this row
+        if (start >= static_cast<std::int64_t>(heights.size())) return count;  // nowhere the lowest in this row
         vertices[count] = x;
         starts[count] = start;
         return count + 1;

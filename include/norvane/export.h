@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Visibility of the library's symbols: everything is hidden but what is marked NORVANE_API.
+/// Visibility of the library's symbols: everything is hidden except what is marked NORVANE_API.
 #pragma once
 
 #if defined(NORVANE_STATIC)

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Scope-bound ownership of scratch objects.
 ///
-/// An operation declares a GarbageList, hands it every scratch Image, Mask and segment array right after making it, and
-/// may then leave by any return or exception: the list's destructor frees them all. One thread at a time per object.
+/// An operation declares a GarbageList and passes it every scratch Image, Mask and segment array right after making it.
+/// It may then leave by any return or exception, and the destructor of the list frees them all. Only one thread at a
+/// time may use an object.
 #pragma once
 
 #include <norvane/export.h>
@@ -11,7 +12,7 @@
 
 namespace Norvane {
 
-/// Base of the objects that a GarbageList can own. `garbage` tells whether the object may be freed.
+/// Base of the objects that a GarbageList can own. `garbage` says whether the object may be freed.
 class NORVANE_API GarbageItem {
 public:
     GarbageItem() = default;
@@ -19,37 +20,36 @@ public:
     GarbageItem& operator=(const GarbageItem&) = default;
     virtual ~GarbageItem();
 
-    /// Releases what the object holds; the base holds nothing.
+    /// Releases what the object holds. The base holds nothing.
     virtual void Clear();
 
-    /// Clearing the flag hands the object back to whoever holds a pointer to it: a list then forgets it without
-    /// freeing.
+    /// If the flag is cleared, a list does not free the object, and whoever holds a pointer to it owns it.
     void SetGarbage(bool value) { garbage = value; }
     [[nodiscard]] bool GetGarbage() const { return garbage; }
 
-    /// Clears and deletes the object, if its flag allows it. The object must have been made with new.
+    /// If its flag allows it, clears and deletes the object. The object must have been made with new.
     void Shred();
 
 protected:
     bool garbage = true;
 };
 
-/// Owner of scratch objects for the length of a scope. Cannot be copied: each object must be freed once.
+/// Owns scratch objects for the length of a scope. It cannot be copied, because each object must be freed once.
 class NORVANE_API GarbageList {
 public:
     GarbageList() = default;
     GarbageList(const GarbageList&) = delete;
     GarbageList& operator=(const GarbageList&) = delete;
 
-    /// Frees the items in the order of their registration (Clear, then delete; an item whose flag is cleared is left
-    /// alone), then the general blocks (array delete).
+    /// Frees the items in the order in which they were added (Clear, then delete), then the general blocks (array
+    /// delete). An item whose flag is cleared is not freed.
     ~GarbageList();
 
-    /// Takes over `item`, which was made with new. Null is ignored; registering an object twice is an error.
+    /// Takes over `item`, which must have been made with new. Null is ignored. Adding an object twice is an error.
     void AddItem(GarbageItem* item);
 
-    /// Takes over `block`, which was made with array new of a trivial type, such as the array of Mask::GetSegments.
-    /// Null is ignored.
+    /// Takes over `block`, which must have been made with array new of a trivial type, such as the array from
+    /// Mask::GetSegments(). Null is ignored.
     void AddGeneralItem(void* block);
 
 private:
@@ -57,7 +57,7 @@ private:
     std::vector<void*> generalItems;
 };
 
-/// Empty base of Image and Mask. It keeps its place in their list of bases and does nothing.
+/// An empty base of Image and Mask. It only keeps its place in their list of bases.
 class NORVANE_API LeaksFinder {};
 
 }  // namespace Norvane

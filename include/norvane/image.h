@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The raster that every operation reads and writes. One thread at a time per object.
+/// The raster that every operation reads and writes. Only one thread at a time may use an object.
 #pragma once
 
 #include <norvane/export.h>
@@ -9,24 +9,25 @@
 
 namespace Norvane {
 
-/// How the samples of an Image are to be read.
+/// The type of the samples of an Image.
 enum ImageFormat : int {
     FORMAT_UNSIGNED = 1,  ///< unsigned integers; with 1 bit a binary image, with 8 or 16 a grey image
     FORMAT_SIGNED = 2,    ///< signed integers of 8, 16 or 32 bits
     FORMAT_FLOAT = 3,     ///< 32-bit IEEE floats
 };
 
-/// A rectangle of samples of 1, 8, 16 or 32 bits in one buffer, with the geometry that travels with it.
+/// A rectangle of samples of 1, 8, 16 or 32 bits in one buffer, together with its geometry.
 ///
-/// Rows follow each other without gaps, `stride` pixels apart, each aligned to ALIGN bytes. The sample of pixel (x, y)
-/// starts at byte (y * stride + x) * bits / 8, in the byte order of the machine. A 1-bit row takes (stride + 7) / 8
-/// bytes and its leftmost pixel is the most significant bit of its first byte. The columns width .. stride - 1 are
-/// padding: allocation sets them to 0, and the filters treat them as pixels. A host that minds this at an odd 16-bit
-/// width copies its last column into the padding.
+/// Rows follow each other without gaps, `stride` pixels apart, and each is aligned to ALIGN bytes. The sample of pixel
+/// (x, y) starts at byte (y * stride + x) * bits / 8, in the byte order of the machine. A 1-bit row takes
+/// (stride + 7) / 8 bytes, and its leftmost pixel is the most significant bit of its first byte. The columns
+/// width .. stride - 1 are padding. Allocation sets them to 0, but the filters treat them as pixels. If this matters at
+/// an odd 16-bit width, copy the last column into the padding.
 ///
-/// Ownership: while `isBufferOwner` is true the image releases its buffer (array delete); otherwise the caller keeps
-/// it. A copy refers to the same buffer and does not own it. Setters store numbers; none of them moves pixels. Errors:
-/// an allocation that fails, or whose size does not fit BufferSize()'s arithmetic, throws std::bad_alloc.
+/// Ownership: if `isBufferOwner` is true, the image releases its buffer (array delete). Otherwise the buffer belongs to
+/// the caller. A copy refers to the same buffer and does not own it. Setters store numbers; none of them moves pixels.
+/// Errors: if an allocation fails, or if its size does not fit the arithmetic of BufferSize(), std::bad_alloc is
+/// thrown.
 class NORVANE_API Image : public GarbageItem, public LeaksFinder {
 public:
     static constexpr unsigned ALIGN = 4;  ///< alignment of every row, bytes
@@ -34,33 +35,36 @@ public:
     /// No buffer, size 0 x 0, 8 bits unsigned.
     Image();
 
-    /// With `alloc` an owned buffer of zeros; without it the stride stays 0 until a setter or AlignSize() computes it.
+    /// With `alloc`, the image owns a buffer of zeros. Without it, the stride stays 0 until a setter or AlignSize()
+    /// computes it.
     Image(ImageFormat sampleFormat, unsigned sampleBits, unsigned columns, unsigned rowCount, bool alloc);
 
-    /// Pixels from `data`, whose rows already have the aligned stride. With `wrap` the image refers to `data`, which
-    /// must outlive it; otherwise it owns a copy (no buffer when `data` is null). `micrometres` is the pixel size.
+    /// Takes the pixels from `data`, whose rows must already have the aligned stride. With `wrap`, the image refers to
+    /// `data`, which must outlive it. Otherwise it owns a copy, or has no buffer if `data` is null. `micrometres` is
+    /// the pixel size.
     Image(unsigned char* data, ImageFormat sampleFormat, int sampleBits, unsigned columns, unsigned rowCount,
           float micrometres, bool wrap);
 
-    /// The geometry of `model` as MatchTo() takes it, with an owned buffer of zeros if `alloc`. Pixels are not copied.
+    /// Takes the geometry of `model` like MatchTo(). With `alloc`, the image owns a buffer of zeros. Pixels are not
+    /// copied.
     Image(const Image* model, bool alloc);
 
-    /// Every field of `other`, its buffer included, which stays with `other`.
+    /// Copies every field of `other`. The copy refers to the buffer of `other` and does not own it.
     Image(const Image& other);
-    /// The same, after releasing an owned buffer (an image that already owns the buffer of `other` keeps it).
+    /// Does the same after releasing an owned buffer. If the image already owns the buffer of `other`, it keeps it.
     Image& operator=(const Image& other);
 
     ~Image() override;
 
     [[nodiscard]] unsigned char* GetBuffer() const { return buffer; }
-    [[nodiscard]] unsigned GetWidth() const { return width; }    ///< pixels per row, padding not counted
+    [[nodiscard]] unsigned GetWidth() const { return width; }    ///< pixels per row without padding
     [[nodiscard]] unsigned GetHeight() const { return height; }  ///< rows
     [[nodiscard]] unsigned GetStride() const { return stride; }  ///< pixels (not bytes) from row to row
     [[nodiscard]] unsigned GetBits() const { return bits; }      ///< storage bits per sample
     [[nodiscard]] unsigned GetUsedBits() const { return usedBits; }
     [[nodiscard]] ImageFormat GetFormat() const { return format; }
-    [[nodiscard]] float GetPixelSize() const { return pixelSize; }  ///< micrometres; 0 when unknown
-    /// Column and row of pixel (0, 0) in the image that this one was cut from.
+    [[nodiscard]] float GetPixelSize() const { return pixelSize; }  ///< micrometres; 0 if unknown
+    /// Position of pixel (0, 0) in the image that this one was cut from: column and row.
     [[nodiscard]] unsigned GetOffX() const { return offX; }
     [[nodiscard]] unsigned GetOffY() const { return offY; }
     [[nodiscard]] bool GetIsBufferOwner() const { return isBufferOwner; }
@@ -76,45 +80,46 @@ public:
     void SetNeedsInversion(bool value) { needsInversion = value; }
     void SetRescale(float slope, int intercept);
 
-    /// Store the value and recompute the stride; with `realloc` a new buffer of zeros follows.
+    /// These store the value and recompute the stride. With `realloc`, they also allocate a new buffer of zeros.
     void SetWidth(unsigned value, bool realloc);
     void SetHeight(unsigned value, bool realloc);
-    /// Sets the storage and the used bits. The stride is recomputed only with `realloc`, by the allocation.
+    /// Sets the storage bits and the used bits. The stride is recomputed only with `realloc`, by the allocation.
     void SetBits(unsigned value, bool realloc);
 
-    /// Recomputes the stride from width and bits: rows are padded to ALIGN bytes.
+    /// Recomputes the stride from width and bits, so that rows are padded to ALIGN bytes.
     void AlignSize();
 
-    /// Bytes of the buffer, (bits * stride * height + 7) / 8 in unsigned 32-bit arithmetic.
+    /// Size of the buffer in bytes: (bits * stride * height + 7) / 8 in unsigned 32-bit arithmetic.
     [[nodiscard]] unsigned BufferSize() const;
 
-    /// Releases an owned buffer and allocates a new one of zeros, which the image owns; `realign` recomputes the
-    /// stride.
+    /// Releases an owned buffer and allocates a new one of zeros, which the image owns. With `realign`, the stride is
+    /// recomputed first.
     void AllocNewBuffer(bool realign);
 
-    /// Fills the buffer with zeros; nothing without a buffer.
+    /// Fills the buffer with zeros. Does nothing if there is no buffer.
     void InitToZero();
 
-    /// Refers to `data` from now on, which the caller keeps. Another buffer that the image owns is released first;
-    /// passing its own buffer only hands the ownership to the caller.
+    /// Makes the image refer to `data`, which stays with the caller. If the image owns another buffer, that is released
+    /// first. If `data` is the image's own buffer, it only passes to the caller.
     void SetBuffer(unsigned char* data);
 
-    /// Releases an owned buffer. A buffer of somebody else's stays in place.
+    /// Releases an owned buffer. If the buffer belongs to somebody else, the image keeps referring to it.
     void Clear() override;
 
-    /// Takes stride, size, format, bits, pixel size, used bits, inversion and offsets of `model`; then allocates zeros,
-    /// or realigns and keeps the buffer, whatever its size. Nothing for null.
+    /// Takes stride, size, format, bits, pixel size, used bits, inversion and offsets of `model`. Then, with `alloc`,
+    /// allocates a buffer of zeros; otherwise realigns and keeps the buffer, whatever its size. Does nothing for null.
     void MatchTo(const Image* model, bool alloc);
-    /// Takes pixel size, used bits, inversion and offsets of `model` only. Nothing for null.
+    /// Takes only pixel size, used bits, inversion and offsets of `model`. Does nothing for null.
     void MatchSecondaryTo(const Image* model);
 
-    /// Diagnostic files. Existing files are replaced; a file that cannot be opened is passed over in silence.
+    /// Diagnostic files. Existing files are replaced. If a file cannot be opened, nothing is written and nothing
+    /// reported.
     void DumpToFile(std::string file);        ///< geometry and samples as text
-    void DumpToPGMImage(std::string file);    ///< plain portable grey map with the geometry as comments
-    void DumpToBinaryFile(std::string file);  ///< the buffer as it is, padding included
+    void DumpToPGMImage(std::string file);    ///< plain portable grey map with the geometry in comments
+    void DumpToBinaryFile(std::string file);  ///< the unchanged buffer, including padding
 
 protected:
-    /// Every field but `garbage` to its default.
+    /// Sets every field except `garbage` to its default.
     void init();
 
     unsigned char* buffer = nullptr;

@@ -1,31 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The library in one header: preparation of an acquired mammogram and the four mask operations.
+/// The library in one header: the preparation of an acquired mammogram, and the four mask operations.
 ///
 /// A host prepares each mammogram once with PrepareImage(), fills in Masking::Params and calls one of the NvGenerate...
-/// functions. The host owns every object that it passes or receives. Any number of threads may call at once, each with
-/// its own objects.
+/// functions. The host owns every object that it passes or receives. Any number of threads may call the library at the
+/// same time if each uses its own objects.
 ///
 /// Worth knowing:
-/// - NvGenerateFullMask() with a second mask and `fullContour` false leaves the second mask empty, or with the pectoral
-///   rows alone where a line joins, and the cut-tissue check runs on that; an empty one answers MASK_NO_MASK. Without a
-///   second mask the check runs on the pectoral mask where a line joins, else on the full mask. With `singleContour`
-///   the second mask gets no pixel size. A host that wants the check to look at the breast passes a second mask, sets
-///   `fullContour` and leaves `singleContour` false.
-/// - Where a field has no frame on the side away from the chest wall, 2 cm are taken from it: a host whose breast comes
-///   close to that border pads the image first.
-/// - Padding columns are pixels to the filters. At an odd width a padding column left 0 becomes 32768 in the shift of
-///   images that use 16 bits, is then often the largest value, and the prepared image stays dark. Fill it with a copy
-///   of the last column.
-/// - That shift leaves the padding values alone: with 16 used bits, pass them already shifted.
-/// - No mask operation clears `full` or `pect` before it joins or clips into them: pass empty masks.
+/// - The cut-tissue check of NvGenerateFullMask() looks at the second mask. If `fullContour` is false, the second mask
+///   stays empty, or holds only the pectoral rows if a line joins; if it is empty, the check returns MASK_NO_MASK. If
+///   there is no second mask, the check looks at the pectoral mask if a line joins, otherwise at the full mask. If
+///   `singleContour` is true, the second mask gets no pixel size. To let the check look at the breast, pass a second
+///   mask, set `fullContour` and leave `singleContour` false.
+/// - If a field has no frame on the side away from the chest wall, 2 cm are cut off there. If the breast may come close
+///   to that border, pad the image first.
+/// - The filters treat padding columns as pixels. If the image uses 16 bits and its width is odd, a padding column of 0
+///   becomes 32768 in the shift. This is then often the largest value, and the prepared image stays dark. Fill the
+///   padding column with a copy of the last column.
+/// - That shift does not change the padding values. If the image uses 16 bits, pass them already shifted.
+/// - No mask operation clears `full` or `pect` before it adds to them. Pass empty masks.
 /// - Masks that an operation reads keep their pixels, but their target pixel size may change.
 ///
-/// Side and view may be numbers outside their lists. SIDE_UNDEFINED answers MASK_NO_SIDE everywhere; any other unknown
-/// side gives a frame mask, but no breast (MASK_NO_SIDE). An unknown view is neither that of a muscle nor that without:
-/// NvGenerateFullMask() seeks no muscle, NvGeneratePectMask() does.
+/// Side and view may be numbers outside their lists. SIDE_UNDEFINED gives MASK_NO_SIDE everywhere. Any other unknown
+/// side gives a frame mask but no breast (MASK_NO_SIDE). An unknown view counts neither as a view with muscle nor as
+/// one without: NvGenerateFullMask() does not search for the muscle, but NvGeneratePectMask() does.
 ///
-/// On standard output the library says, in one line each: that an image is missing (breast and full mask), that a mask
-/// is missing, that the frame search failed, and why a filter refuses an image. Nothing else is printed.
+/// The library prints a line to standard output if an image is missing (breast and full mask), if a mask is missing, if
+/// the frame search failed, and if a filter refuses an image (with the reason). It prints nothing else.
 #pragma once
 
 #include <norvane/export.h>
@@ -41,60 +41,64 @@ namespace Norvane {
 /// Makes the working image of a mammogram: 16-bit grey levels over the full range, bright tissue on a dark background,
 /// at Masking::c_lowres_pixelsize micrometres.
 ///
-/// @param image  acquired image of 16-bit grey levels. With `resampleFirst` false and an owned buffer, and not shifted,
-///               its pixels are changed in place; it is never freed. With 16 used bits the samples are taken as signed:
-///               32768 is added modulo 65536 (not with a `resampler`).
+/// @param image  acquired image of 16-bit grey levels. If it owns its buffer, `resampleFirst` is false and no shift is
+///               needed, its pixels are changed in place. It is never freed. If it has 16 used bits, the samples are
+///               taken as signed: 32768 is added modulo 65536 (unless there is a `resampler`).
 /// @param scale  receives the resampling factor, pixel size / 228.
 /// @param bgNoise  noise class; BG_FIXED_MID raises the result to at least 10000.
-/// @param resampleFirst  resample before the grey-level steps, with `resampler` if given; otherwise after them, always
-///               with the built-in resampler.
+/// @param resampleFirst  true: resample before the grey-level steps, with `resampler` if one is given. False: resample
+///               after them, always with the built-in resampler.
 /// @param resampler  null, or a replacement that returns a new image at the working pixel size and sets the factor.
-/// @param paddingValue, paddingRangeLimit  null, or grey values of the input that are carried to the prepared scale.
-/// @return a new image, owned by the caller; null when `image` is null, has no buffer, is not of 16 bits, or has a
-///         pixel size above 228 or not above 0.
+/// @param paddingValue, paddingRangeLimit  null, or grey values of the input that are converted to the prepared scale.
+/// @return a new image, owned by the caller. Null if `image` is null, has no buffer, does not have 16 bits, or has a
+///         pixel size that is above 228 or not above 0.
 NORVANE_API Image* PrepareImage(Image* image, float& scale, BG_NOISE bgNoise, bool resampleFirst,
                                 Image* (*resampler)(Image*, float&), unsigned short* paddingValue,
                                 unsigned short* paddingRangeLimit);
 
-/// The exposed field of `image`, without collimation frame or pixel padding, into `frame`, which is cleared first.
+/// Writes the exposed field of `image`, without collimation frame or pixel padding, into `frame`, which is cleared
+/// first.
 ///
-/// MASK_OK, also for a null `frame`, which is reported on standard output ("Frame masking fails: 8") and stays null.
-/// MASK_NO_IMAGE, MASK_NO_SIDE and MASK_BAD_PIXEL_SIZE leave the mask alone. A field whose bounds cross is empty.
+/// Returns MASK_OK, also if `frame` is null; then it stays null, and "Frame masking fails: 8" is printed to standard
+/// output. With MASK_NO_IMAGE, MASK_NO_SIDE and MASK_BAD_PIXEL_SIZE, the mask is not changed. A field whose bounds
+/// cross is empty.
 NORVANE_API Masking::MASK_STATUS NvGenerateFrameMask(Image* image, Masking::Params params, Mask*& frame);
 
-/// The breast of `image` into `breast`. An empty or null `frame` is searched first (and filled when given). `frameBox`,
-/// null or four values: first and last column, first and last row of the frame. With `contourOutput` and a `contour` of
-/// 1440 values the outline is returned as points; the breast mask then stays empty unless `pectContour` joins a muscle.
+/// Writes the breast of `image` into `breast`. If `frame` is null or empty, the frame is found first, and an empty one
+/// is filled. `frameBox` is null or takes four values: first and last column, first and last row of the frame. If
+/// `contourOutput` is set and `contour` has 1440 values, the outline is returned as points; the breast mask then stays
+/// empty unless `pectContour` joins a muscle.
 ///
-/// BG_GIVEN_LEVEL traces the boundary instead: it writes the points into `contour`, the pixel size into `breast` and no
-/// pixel, and answers MASK_BOUNDARY_TRACING whether it found a breast or not (MASK_TOO_SMALL if its points, asked for
-/// with `contourOutput`, bound less than 1/60 of the image). A `contour` of another size is emptied.
+/// BG_GIVEN_LEVEL traces the boundary instead. It writes the points into `contour` and the pixel size into `breast`,
+/// but no pixel. It returns MASK_BOUNDARY_TRACING whether it found a breast or not, or MASK_TOO_SMALL if points were
+/// asked for with `contourOutput` and bound less than 1/60 of the image. A `contour` of another size is emptied.
 ///
-/// Otherwise MASK_OK, MASK_TOO_SMALL, MASK_BAD_SHAPE, or MASK_CHEST_WALL, which only warns: the mask is written.
-/// Refused with MASK_NO_MASK (a null `breast`), MASK_NO_SIDE, MASK_BAD_PIXEL_SIZE, MASK_NO_IMAGE.
+/// All other classes return MASK_OK, MASK_TOO_SMALL, MASK_BAD_SHAPE, or MASK_CHEST_WALL, which is only a warning: the
+/// mask is written. A call is refused with MASK_NO_MASK (`breast` is null), MASK_NO_SIDE, MASK_BAD_PIXEL_SIZE or
+/// MASK_NO_IMAGE.
 NORVANE_API Masking::MASK_STATUS NvGenerateBreastMask(Image* image, Masking::Params params, Mask* frame, Mask* breast,
                                                       int* frameBox);
 
-/// Breast and upper pectoral muscle of `image` into `full`, the muscle into `pect`, the outer contour into `second`
-/// (null allowed; see above). An empty or null `frame` is searched first (and filled when given). `full` may not be
-/// null (MASK_NO_MASK); a null `pect` leaves the muscle in `full` alone.
+/// Writes breast and upper pectoral muscle of `image` into `full`, the muscle into `pect`, and the outer contour into
+/// `second`, which may be null (see above). If `frame` is null or empty, the frame is found first, and an empty one is
+/// filled. `full` must not be null (MASK_NO_MASK). If `pect` is null, the muscle is only written into `full`.
 ///
-/// The statuses of NvGenerateBreastMask() without the tracing, then those of what follows, the last of which wins:
-/// MASK_PECT_FAILED if no muscle was found, MASK_BG_NOISE, and of a mask that is good so far MASK_CUT_TISSUE, or
-/// MASK_NO_MASK if the mask that is looked at is empty.
+/// Returns the statuses of NvGenerateBreastMask() without the tracing, or one of a later step; the last one wins. These
+/// are MASK_PECT_FAILED if no muscle was found, and MASK_BG_NOISE. If the mask is good so far, MASK_CUT_TISSUE may
+/// follow, or MASK_NO_MASK if the mask that the check looks at is empty.
 NORVANE_API Masking::MASK_STATUS NvGenerateFullMask(Image* image, Masking::Params params, Mask* frame, Mask* full,
                                                     Mask* pect, Mask* second);
 
-/// The pectoral muscle of `image` into `pect`, for a `breast` that is known. An empty or null `frame` is searched first
-/// (and filled when given). Pixels are added to those that `pect` holds.
+/// Adds the pectoral muscle of `image` to the pixels of `pect`, for a known `breast`. If `frame` is null or empty, the
+/// frame is found first, and an empty one is filled.
 ///
-/// MASK_OK; MASK_PECT_REJECTED if the contrast across the line is low (`pect` then holds the rejected muscle);
-/// MASK_PECT_FAILED if there is no line, or image or masks cannot be searched; MASK_PECT_NOT_APPLICABLE for
-/// VIEW_NO_PECT; MASK_NO_MASK if the frame was to be searched and could not be.
+/// Returns MASK_OK; MASK_PECT_REJECTED if the contrast across the line is low (`pect` then holds the rejected muscle);
+/// MASK_PECT_FAILED if there is no line, or if image or masks cannot be searched; MASK_PECT_NOT_APPLICABLE for
+/// VIEW_NO_PECT; MASK_NO_MASK if the frame had to be found and could not be.
 NORVANE_API Masking::MASK_STATUS NvGeneratePectMask(Image* image, Masking::Params params, Mask* frame, Mask* breast,
                                                     Mask* pect);
 
-/// A sentence for the user of a host, in English; the text lives as long as the process.
+/// Describes a status in an English sentence for the user of a host. The text lives as long as the process.
 [[nodiscard]] NORVANE_API const char* StatusSentence(Masking::MASK_STATUS status);
 
 }  // namespace Norvane

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Detector of the pectoral muscle. One thread at a time per object.
+/// The detector of the pectoral muscle. Only one thread at a time may use an object.
 #pragma once
 
 #include <norvane/export.h>
@@ -13,9 +13,10 @@ namespace Norvane {
 
 /// Finds the straight border of the pectoral muscle in a prepared image and writes the muscle into a mask.
 ///
-/// The search looks at the upper part of the breast, closed off towards the chest wall: directional gradients
-/// of a 9 x 9 kernel, the strongest of them binarised, a Hough transform [duda1972] over the angles that a muscle can
-/// have, and a contrast test across the line. Pixel sizes are micrometres, angles radians unless degrees are named.
+/// The search covers the upper part of the breast, closed off towards the chest wall. It computes directional gradients
+/// with a 9 x 9 kernel and binarises the strongest ones. A Hough transform [duda1972] over the angles that a muscle can
+/// have finds the line, and a test checks the contrast across it. Pixel sizes are in micrometres, and angles in radians
+/// unless degrees are named.
 class NORVANE_API PectDetect {
 public:
     enum PECT_STATUS {
@@ -24,9 +25,9 @@ public:
         PECT_NOT_FOUND = 2,       ///< no edge, no line, or a line too deep in the image
         PECT_NOT_APPLICABLE = 3,  ///< the view is VIEW_NO_PECT
         PECT_FAIL = 4,            ///< the verification rejected the line
-        PECT_WEAK = 5,            ///< weak contrast; a second test always decides, so no operation returns it
+        PECT_WEAK = 5,            ///< weak contrast; no operation returns it, because a second test always decides
         PECT_NO_IMAGE = 6,        ///< the image is null or unusable
-        PECT_BAD_MASK = 7,  ///< a mask is null, empty, one pixel wide or high, or without pixel size; or no region
+        PECT_BAD_MASK = 7,        ///< a mask is null, empty, one pixel wide or high, or has no pixel size; or no region
         PECT_BAD_PIXEL_SIZE = 8,  ///< the image is more than 10 % off the working pixel size
     };
 
@@ -39,24 +40,25 @@ public:
     static constexpr float C_ROIHEIGHTRATIO = 0.4F;    ///< part of the bound mask's height that is searched
     static constexpr float C_BKG_PERCENTAGE = 0.24F;   ///< fraction of the region taken as background
     static constexpr float C_EDGE_PRECENTAGE = 0.08F;  ///< fraction of the gradients kept as edges
-    static constexpr double UA_PASS = 25.0;            ///< contrast statistic above which a line passes
-    static constexpr double UA_WEAK = 8.5;             ///< contrast statistic above which a line is weak, not failed
-    static constexpr double UA_PAIRWISEPASS = 15.0;    ///< paired statistic above which a weak or failed line passes
+    static constexpr double UA_PASS = 25.0;            ///< a line with a contrast statistic above this passes
+    static constexpr double UA_WEAK = 8.5;  ///< a line with a contrast statistic above this is weak, but not failed
+    static constexpr double UA_PAIRWISEPASS = 15.0;  ///< a weak or failed line passes above this paired statistic
 
     PectDetect();
 
-    /// Writes the pectoral muscle, clipped to the frame, into `pect` (added to what it holds).
+    /// Adds the pectoral muscle, clipped to the frame, to the pixels of `pect`.
     ///
-    /// `image`: 16-bit unsigned, at the working pixel size. `breast`, `frame`: read, but their target pixel sizes
-    /// change. After PECT_FAIL the muscle of the rejected line is in `pect`: decide by the status.
+    /// `image` must be 16-bit unsigned and have the working pixel size. `breast` and `frame` are read, but their target
+    /// pixel sizes change. After PECT_FAIL, `pect` holds the muscle of the rejected line. Look at the status before you
+    /// use it.
     PECT_STATUS PectSegGenerate(Image* image, Mask* breast, Mask* frame, IMAGE_SIDE side, IMAGE_VIEW view, Mask* pect);
 
-    /// The complement: `breast` without the pectoral muscle, added to `tissue`.
+    /// The complement: adds `breast` without the pectoral muscle to `tissue`.
     PECT_STATUS TissueSegGenerate(Image* image, Mask* breast, Mask* frame, IMAGE_SIDE side, IMAGE_VIEW view,
                                   Mask* tissue);
 
 protected:
-    // What follows is for derived classes: single steps of the search. A host needs none of it.
+    // The rest is for derived classes: single steps of the search. A host does not need it.
     void init();
 
     // The region that is searched. The caller owns the results.
@@ -64,7 +66,7 @@ protected:
     PECT_STATUS get_pect_region(Image* image, Mask* bound, Mask* pect);
     bool get_roi(Image* image, Mask* bound, IMAGE_SIDE side, Image*& roi);
 
-    // Edges inside the region. `kernel` holds x and y weight of each cell, row by row. Angles in degrees.
+    // Edges inside the region. `kernel` holds the x and y weights of each cell, row by row. Angles are in degrees.
     void get_kernel(int halfX, int halfY, float& sum, std::vector<float>& kernel);
     unsigned short get_masked_bkg_threshold(Image* roi, Mask* mask, float fraction);
     unsigned short get_upper_percent_grayvalue(Image* image, float fraction);
@@ -72,17 +74,19 @@ protected:
                        int maxAngle);
     bool get_edge(Image* roi, Mask* mask, IMAGE_SIDE side, Image*& edge);
 
-    // The line x * cos(theta) + y * sin(theta) = rho in the region's coordinates. Angles from/to in degrees.
+    // The line x * cos(theta) + y * sin(theta) = rho in the coordinates of the region. fromAngle and toAngle are in
+    // degrees.
     bool get_line(Image* edge, IMAGE_SIDE side, float& rho, float& theta);
     bool hough_transform(Image* edge, float fromAngle, float toAngle, float& rho, float& theta, Image*& accumulator);
     bool generate_pect_mask(Image* image, Mask* bound, Mask* pect, float& rho, float& theta, unsigned dx, unsigned dy);
 
-    // Whether the line parts a brighter muscle from darker tissue. (dx, dy): the region's offset inside the image.
+    // Whether the line separates a brighter muscle from darker tissue. (dx, dy) is the offset of the region in the
+    // image.
     PECT_STATUS verify_pect(Image* image, float rho, float theta, int dx, int dy, IMAGE_SIDE side);
     PECT_STATUS verify_pect_pairwise(Image* image, float rho, float theta, int dx, int dy, IMAGE_SIDE side);
 
     IMAGE_SIDE imageSide = SIDE_UNDEFINED;
-    float roiHeightRatio = C_ROIHEIGHTRATIO;  // of the bound mask's height, from its top down
+    float roiHeightRatio = C_ROIHEIGHTRATIO;  // part of the bound mask's height that is searched, from its top
 };
 
 }  // namespace Norvane

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The version of the library, at compile time and at run time, and what a version may change.
 ///
-/// - A patch version (1.0.x) corrects faults and documents. A correction that moves a mask is named in the change log.
-/// - A minor version (1.x.0) may add functions, constants, statuses and noise classes. Hosts compiled against an
-/// earlier
-///   minor version run on. No declared name goes, no size of a public record grows, and the masks of the same image and
-///   parameters stay equal to the bit.
+/// - A patch version (1.0.x) corrects faults and documents. If a correction moves a mask, the change log says so.
+/// - A minor version (1.x.0) may add functions, constants, statuses and noise classes. Hosts that were compiled against
+///   an earlier minor version continue to run. No declared name disappears, no public record changes its size, and the
+///   same image and parameters give masks that are equal to the bit.
 /// - A major version may change anything, and changes the soname.
 #pragma once
 

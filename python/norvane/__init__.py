@@ -8,10 +8,11 @@
     print(found.status.sentence)
     breast = found["full"].to_array(pixels.shape, 70.0)          # uint8, 1 inside
 
-    found = norvane.analyse("left.dcm")                          # what the program does with a file
+    found = norvane.analyse("left.dcm")                          # the same as the program does with a file
 """
 from ._analysis import Analysis, Source, analyse, overlay, phantom, read
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
+from ._marks import Mark, read_marks
 from ._norvane import Mask, Refusal
 from ._norvane import version as __version__
 from ._operations import (
@@ -32,6 +33,7 @@ __all__ = [
     "IMAGE_SIDE",
     "IMAGE_VIEW",
     "MASK_STATUS",
+    "Mark",
     "Mask",
     "Masks",
     "Params",
@@ -49,4 +51,5 @@ __all__ = [
     "phantom",
     "prepare",
     "read",
+    "read_marks",
 ]

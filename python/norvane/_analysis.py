@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Files and whole analyses, as the program does them."""
+"""Reads files and analyses images like the program."""
 import json
 import os
 from typing import Any, Dict, Iterable, Mapping, Optional, Tuple, Union
@@ -20,15 +20,14 @@ _VIEWS = {"mlo": IMAGE_VIEW.VIEW_PECT, "cc": IMAGE_VIEW.VIEW_NO_PECT}
 _NOISES = {name: BG_NOISE(value) for name, value in _norvane.noise_names.items()}
 
 
-_FACT_KINDS = {"side": IMAGE_SIDE, "view": IMAGE_VIEW, "noise": BG_NOISE}  # enumerations, which come as numbers
+_FACT_KINDS = {"side": IMAGE_SIDE, "view": IMAGE_VIEW, "noise": BG_NOISE}  # enumerations; they come as numbers
 
 
 class Source:
-    """A mammogram as its file holds it: what the program's reader delivers.
+    """A mammogram as its file holds it, read like the program reads it.
 
-    ``pixels`` are uint16, rows x columns, read-only, with samples from 0 up; ``file`` is the name. The rest are facts
-    from the header, each an attribute that is None if the file does not say it; ``said_by`` names the field that says
-    a fact.
+    ``pixels`` are uint16, rows x columns, read-only, with samples from 0 up. ``file`` is the name. The other attributes
+    are facts from the header; each is None if the file does not say it. ``said_by`` names the field that says a fact.
     """
 
     __slots__ = ("pixels", "file", "_source", "_facts")
@@ -41,7 +40,7 @@ class Source:
 
     @property
     def said_by(self) -> Mapping[str, str]:
-        """The field of the header that says side, view, ...; empty for what no field says."""
+        """For each fact, such as side or view, the field of the header that says it; empty if no field does."""
         return {name: field for name, (value, field) in self._facts.items() if field or value is None}
 
     def __getattr__(self, name: str) -> Any:
@@ -66,42 +65,50 @@ def read(
     path: PathLike,
     *,
     frame: Optional[int] = None,
-    any_modality: bool = False,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
+    patient_id: bool = False,
+    no_identifiers: bool = False,
+    any_modality: bool = False,
 ) -> Source:
-    """The image in a file (PNG, TIFF, PGM, DICOM; known by its content), read as the program reads it.
+    """Reads the image in a file like the program does (PNG, TIFF, PGM or DICOM, recognised by content).
 
     frame: which frame of a file that holds several, from 1; without it such a file is refused.
     any_modality: read DICOM files that are no mammograms by their Modality.
     decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
         in this one, which damaged data may then end.
     image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
+    patient_id: read the patient's identifier too; otherwise patient_id is None.
+    no_identifiers: read no identifiers at all, not even UIDs.
 
-    Raises norvane.Refusal, a ValueError, with the program's sentence if the file cannot be read, and ValueError for a
-    path with a null byte in it.
+    If the file cannot be read, raises norvane.Refusal (a ValueError) with the program's sentence. If the path holds a
+    null byte, raises ValueError.
     """
-    return _read(path, frame, False, any_modality, decode, image_memory)
+    return _read(path, frame, False, decode, image_memory, patient_id, no_identifiers, any_modality)
 
 
 def _read(
     path: PathLike,
     frame: Optional[int],
     is_pixel_size_given: bool,
-    any_modality: bool,
     decode: str,
     image_memory: Optional[int],
+    patient_id: bool,
+    no_identifiers: bool,
+    any_modality: bool,
 ) -> Source:
     name = os.fsencode(path)
+    if patient_id and no_identifiers:
+        raise ValueError("patient_id: contradicts no_identifiers")
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    read = _norvane.read(name, frame, is_pixel_size_given, bool(any_modality), decode, image_memory)
-    return Source(read, os.fsdecode(name))
+    read_as = (is_pixel_size_given, decode, image_memory, bool(patient_id), bool(no_identifiers), bool(any_modality))
+    return Source(_norvane.read(name, frame, *read_as), os.fsdecode(name))
 
 
 class Analysis:
-    """What analyse() answers. Masks lie on the working grid of the crop, whose corner is that of the source unless a
-    film area was cut out: source_mask() and labels() bring them to the pixels of the source."""
+    """The result of analyse(). The masks lie on the working grid of the crop. Its corner is that of the source unless a
+    film area was cut out. source_mask() and labels() bring the masks to the pixels of the source."""
 
     def __init__(self, made: Optional[_norvane.Analysis], refusal: str = "") -> None:
         self._made = made
@@ -110,17 +117,17 @@ class Analysis:
 
     @property
     def refusal(self) -> str:
-        """Why there are no masks, as the program says it; empty otherwise."""
+        """Why there are no masks, in the program's words; empty if there are."""
         return self._refusal
 
     @property
     def status(self) -> MASK_STATUS:
-        """The verdict on the image: the status of the full mask; MASK_NO_IMAGE for a refused one."""
+        """The status of the image, which is that of its full mask; MASK_NO_IMAGE if the image was refused."""
         return self.statuses["full"] if self._made is not None else MASK_STATUS.MASK_NO_IMAGE
 
     @property
     def statuses(self) -> Dict[str, MASK_STATUS]:
-        """The status of each mask but outer, which has none."""
+        """The status of each mask except outer, which has none."""
         given = {} if self._made is None else self._made.statuses
         return {name: MASK_STATUS(status) for name, status in given.items()}
 
@@ -132,7 +139,7 @@ class Analysis:
 
     @property
     def masks(self) -> Dict[str, Mask]:
-        """By name: frame, full, outer, breast, pectoral. Empty for a refused image."""
+        """The masks by name: frame, full, outer, breast, pectoral. Empty if the image was refused."""
         if self._masks is None:
             self._masks = {} if self._made is None else self._made.masks
         return self._masks
@@ -146,20 +153,20 @@ class Analysis:
         return Prepared(self._analysis().image)
 
     def to_json(self) -> str:
-        """The text of the program's JSON of this image, to the byte."""
+        """The JSON of this image, byte for byte as the program writes it."""
         return self._analysis().to_json()
 
     def to_dict(self) -> Dict[str, Any]:
-        """The same, parsed: settings with their reasons, geometry, crop, warnings, contour, masks in numbers."""
+        """The same JSON as a dictionary: settings with reasons, geometry, crop, warnings, contour, masks in numbers."""
         parsed: Dict[str, Any] = json.loads(self.to_json())
         return parsed
 
     def source_mask(self, name: str) -> NDArray[np.uint8]:
-        """A mask on the pixels of the whole source: uint8, 1 inside. KeyError for a name that is none."""
+        """A mask on the pixels of the whole source: uint8, 1 inside. Raises KeyError if there is no such mask."""
         return self._analysis().source_mask(name)
 
     def labels(self) -> NDArray[np.uint8]:
-        """The pixels of the source: uint8, 0 background, 1 breast, 2 pectoral muscle."""
+        """A label for each pixel of the source: uint8, 0 background, 1 breast, 2 pectoral muscle."""
         return self._analysis().labels()
 
     def _analysis(self) -> _norvane.Analysis:
@@ -202,6 +209,8 @@ def analyse(
     frame: Optional[int] = None,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
+    patient_id: bool = False,
+    no_identifiers: bool = False,
     crop: bool = True,
     noise: Union[BG_NOISE, str, None] = None,
     padding: Optional[Tuple[int, int]] = None,
@@ -211,36 +220,38 @@ def analyse(
     used_bits: Optional[int] = None,
     name: Optional[str] = None,
 ) -> Analysis:
-    """All masks of one image, as ``norvane masks`` makes them.
+    """Makes all masks of one image, like ``norvane masks``.
 
-    image: a file, what read() returned, or an array of samples, which says nothing about itself: view and pixel size
-        are to be given. Arrays are those of prepare(), but samples beyond used_bits are refused, not cut.
-    side: "left" or "right", the border at which the chest wall lies; else what the file says, else the one
+    image: a file, the result of read(), or an array of samples. For an array, view and pixel size must be given. It is
+        an array as for prepare(), but samples beyond used_bits are refused, not cut.
+    side: "left" or "right", the border at which the chest wall lies. Default: what the file says, otherwise the border
         with more tissue.
-    view: "mlo" with pectoral muscle, "cc" without; else what the file says.
-    pixel_size: micrometres, at most 228; else what the file says.
+    view: "mlo" shows the pectoral muscle, "cc" does not. Default: what the file says.
+    pixel_size: micrometres, at most 228. Default: what the file says.
     default_side, default_view, default_pixel_size: what holds if the image does not say it; they override nothing.
     any_modality: see read().
-    frame: of a file that holds several, from 1.
+    frame: which frame to use if the file holds several, from 1.
     decode: "isolated" or "in-process", see read().
     image_memory: MiB that the image may need in all; an image that would need more is refused. Without it a file may
         need 768 MiB, and an array, which is in memory already, whatever it takes.
+    patient_id, no_identifiers: of a file, see read().
     crop: cut off black and white borders that a scanner or an archive put around the film.
     noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
         file says, else auto.
     padding: grey values (low, high) that are background; takes the class BG_GIVEN_LEVEL.
     inverted: tissue is dark on a bright background, whatever the file says.
-    fast: the fast search of the contour (other results).
-    contour: make 720 points of the outline.
-    used_bits: of an array.
-    name: what the JSON calls the image; the path, or "array".
+    fast: use the fast search for the contour; results differ.
+    contour: include 720 outline points.
+    used_bits: number of used bits of an array.
+    name: the name of the image in the JSON. Default: the path, or "array".
 
-    Raises TypeError and ValueError for arguments that are none. An image that is refused, a missing file among them,
-    raises nothing: its status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is released.
+    Raises TypeError or ValueError if an argument is wrong. If the image is refused, for example because the file does
+    not exist, nothing is raised: the status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is
+    released.
     """
     noise_word = None if isinstance(noise, str) and noise.lower() == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
     if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
-        raise ValueError("padding: expected no noise class beside it, or BG_GIVEN_LEVEL, which alone looks at it")
+        raise ValueError("padding: expected no noise class with it except BG_GIVEN_LEVEL, the only one that uses it")
     options = {
         "side": _word("side", side, IMAGE_SIDE, _SIDES),
         "view": _word("view", view, IMAGE_VIEW, _VIEWS),
@@ -261,11 +272,13 @@ def analyse(
     if IMAGE_SIDE.SIDE_UNDEFINED in (options["side"], options["default_side"]) or (
         IMAGE_VIEW.VIEW_UNDEFINED in (options["view"], options["default_view"])
     ):
-        raise ValueError("side and view: expected None where they are not known")
+        raise ValueError("side and view: expected None if they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
-        raise ValueError("used_bits: expected an array with it; files say it themselves")
+        raise ValueError("used_bits: expected only with an array; a file says it itself")
     if frame is not None and isinstance(image, (np.ndarray, Source)):
         raise ValueError("frame: expected a file with it")
+    if (patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
+        raise ValueError("patient_id and no_identifiers: expected a file with them")
     try:
         if isinstance(image, np.ndarray):
             source, file = _norvane.source_of(image, used_bits), "array"
@@ -273,7 +286,9 @@ def analyse(
             source, file = image._source, image.file
         else:
             is_size_given = pixel_size is not None or default_pixel_size is not None
-            found = _read(image, frame, is_size_given, any_modality, decode, image_memory)
+            found = _read(
+                image, frame, is_size_given, decode, image_memory, patient_id, no_identifiers, any_modality
+            )
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:
@@ -283,10 +298,10 @@ def analyse(
 def overlay(
     picture: Union[Analysis, Masks, Prepared], masks: Optional[Mapping[str, Mask]] = None, *, zoom: float = 1.0
 ) -> NDArray[np.uint8]:
-    """A picture with the outlines of masks: uint8, rows x columns x 3 (red, green, blue).
+    """Draws a picture with the outlines of masks: uint8, rows x columns x 3 (red, green, blue).
 
-    Of an Analysis the program's picture with its legend; of Masks, or of a prepared image and masks by name (frame,
-    full, outer, breast, pectoral), the image in grey with the outlines, zoom pixels to a pixel of the working grid.
+    An Analysis gives the program's picture with its legend. Masks, or a prepared image and masks by name (frame, full,
+    outer, breast, pectoral), give the image in grey with the outlines; zoom pixels show one pixel of the working grid.
     """
     if isinstance(picture, Analysis):
         return picture._analysis().overlay()
@@ -310,8 +325,8 @@ def phantom(
     seed: int = 1,
     used_bits: int = 12,
 ) -> Tuple[NDArray[np.uint16], NDArray[np.uint8]]:
-    """A synthetic mammogram, as ``norvane phantom`` draws it: its pixels (uint16, 0 .. 2**used_bits - 1) and what they
-    show (uint8: 0 frame, 64 background, 128 breast, 255 pectoral muscle), both rows x columns.
+    """Draws a synthetic mammogram like ``norvane phantom``. Returns its pixels (uint16, 0 .. 2**used_bits - 1) and what
+    they show (uint8: 0 frame, 64 background, 128 breast, 255 pectoral muscle), both rows x columns.
 
     collimation: a bright frame on all borders. digital: a black, flat background instead of that of film.
     """

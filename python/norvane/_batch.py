@@ -1,14 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Runs over many images, one image at a time: what ``norvane masks`` does, for runners that spread the images.
+"""Does runs of ``norvane masks`` one image at a time, for runners that distribute the images.
 
-Private to packages of this project; it may change with any version. A runner makes a Run, hands its inputs out, calls
-make() for each, in whatever process or order, and gives the records to finish() in the order of the inputs::
+This module is private to packages of this project and may change with any version. A runner creates a Run and
+distributes its inputs. It calls make() for each input, in any process and any order, and passes the records to finish()
+in the order of the inputs::
 
     run = Run(["archive/"], out_dir="results", resume=True, view="mlo", pixel_size=70)
     records = [run.make(one) for one in run.inputs]
     run.finish(records)
 
-The results, with their stamps and the rules of ``--resume``, are those of the program, and so are summary.csv,
+The results, their stamps and the rules of ``--resume`` are the same as those of the program, and so are summary.csv,
 summary.ndjson and report.html.
 """
 import os
@@ -21,13 +22,13 @@ Record = Dict[str, Any]  # a row of summary.ndjson
 
 
 class Option(NamedTuple):
-    """An option of ``norvane masks``; its keyword has underscores for dashes."""
+    """An option of ``norvane masks``. Its keyword has underscores instead of dashes."""
 
     name: str  #: without the dashes
-    letter: str  #: empty, or the short name without its dash
-    is_flag: bool  #: True or False, no text
-    is_two_way: bool  #: a flag that False turns off; of others False is the same as nothing
-    value: str  #: what stands for the value in texts
+    letter: str  #: the short name without its dash, or empty
+    is_flag: bool  #: its value is True or False
+    is_two_way: bool  #: a flag that False switches off; for other flags, False has no effect
+    value: str  #: the placeholder of the value in help texts
     help: str
 
 
@@ -35,18 +36,18 @@ OPTIONS = {fields[0].replace("-", "_"): Option(*fields) for fields in _norvane.r
 
 
 def _texts_of(value: Any) -> List[bytes]:
-    """A value as the command line would have it, or several."""
+    """The value, or several values, as they would be written on the command line."""
     if isinstance(value, (list, tuple)):
         return [text for one in value for text in _texts_of(one)]
     if isinstance(value, bool):
         return [b"true" if value else b"false"]
-    if isinstance(value, float):  # 228.0 is 228 to the stamps of results
+    if isinstance(value, float):  # the stamps of results must have 228, not 228.0
         return [repr(value).removesuffix(".0").encode()]
     return [os.fsencode(value if isinstance(value, (str, bytes, os.PathLike)) else str(value))]
 
 
 def _given(options: Dict[str, Any]) -> Dict[str, List[bytes]]:
-    """Raises TypeError for names that are no options."""
+    """Raises TypeError if a name is not that of an option."""
     unknown = sorted(set(options) - set(OPTIONS))
     if unknown:
         raise TypeError(f"{', '.join(unknown)}: no such option; there are {', '.join(sorted(OPTIONS))}")
@@ -63,22 +64,22 @@ def _given(options: Dict[str, Any]) -> Dict[str, List[bytes]]:
 class Input(NamedTuple):
     """An image of a run."""
 
-    file: str  #: as it was named, or as the walk found it
-    base: str  #: folder whose structure the results keep; empty: the results lie side by side
-    refusal: str  #: why it is no use to open it; else empty
-    name: str  #: of the results: OUT_DIR/NAME.ending
-    is_named: bool  #: by the user; otherwise a walk found it
-    own: Dict[str, List[str]] = {}  #: options that hold for this image alone, as the manifest or --frame all says
+    file: str  #: as the user named it, or as the walk found it
+    base: str  #: the results keep the path below this folder; empty: results get no subfolders
+    refusal: str  #: why the file need not be opened; empty if it should be
+    name: str  #: the name of the results, OUT_DIR/NAME.ending
+    is_named: bool  #: the user named it; False: a walk found it
+    own: Dict[str, List[str]] = {}  #: options for this image alone, from the manifest or from --frame all
 
 
 class Run:
-    """A run over many images. It may be pickled: a copy knows the inputs and looks into no folder."""
+    """A run over many images. It can be pickled. A copy knows the inputs and does not search folders again."""
 
     def __init__(self, inputs: Sequence[Any] = (), *, out_dir: Any, **options: Any) -> None:
-        """inputs: files, and folders that are walked. options: those of ``norvane masks``, see OPTIONS.
+        """inputs: files, and folders that are searched. options: those of ``norvane masks``, see OPTIONS.
 
-        Raises TypeError for names that are no options; ValueError for values that are none, and if a result would
-        replace an input or a file that is no result; norvane.Refusal if the manifest cannot be read.
+        Raises TypeError if a name is not that of an option. Raises ValueError if a value is wrong, or if a result
+        would replace an input or a file of another program. Raises norvane.Refusal if the manifest cannot be read.
         """
         given = _given({"out_dir": out_dir, **options})
         self._begin([os.fsencode(one) for one in inputs], given, None, uuid.uuid4().hex)
@@ -92,7 +93,7 @@ class Run:
 
     @property
     def inputs(self) -> List[Input]:
-        """Those that the run is to make: all, or those of its ``--shard``."""
+        """The images that the run has to process: all, or those of its ``--shard``."""
         return [one for one in self._inputs if self._run.is_in_shard(one)]
 
     @property
@@ -101,37 +102,38 @@ class Run:
 
     @property
     def passed_over(self) -> int:
-        """Files in folders that are no images, or results of earlier runs."""
+        """Number of files in folders that are not images or are results of earlier runs."""
         return self._run.passed_over
 
     def part(self, inputs: Iterable[Input]) -> "Run":
-        """Some of the inputs, for another process."""
+        """The run with only some of its inputs, for another process."""
         return _copy_of(self._named, self._given, list(inputs), self._key)
 
     def take_over_dead_runs(self) -> None:
-        """Removes what processes left that died at work on this folder, and marks the images that they died at: after
-        two deaths make() refuses an image if the run has ``--resume``."""
+        """Removes the files of processes that died while they worked on this folder, and marks the images that they
+        were processing. After two deaths, make() refuses an image if the run has ``--resume``."""
         self._run.take_over_dead_runs()
 
     def pardon(self) -> None:
-        """The other processes of this run may now be ended: no image will count as one that they died at."""
+        """Call this before the other processes of this run are ended: then no image will count as one during which they
+        died."""
         self._run.pardon()
 
     def make(self, one: Tuple[Any, ...]) -> Optional[Record]:
-        """One image from its file to its results, which appear all at once.
+        """Processes one image, from its file to its results, which appear all at once.
 
-        Returns its row of summary.ndjson: ``refusal`` says what went wrong, ``kept`` that an earlier run had made the
-        results. None for a file that a walk found and that turned out to be no image. Raises nothing for an image. The
-        interpreter lock is released; any number of threads may call at once.
+        Returns its row of summary.ndjson. ``refusal`` says what went wrong, and ``kept`` is true if the results come
+        from an earlier run. Returns None if a walk found the file and it turned out not to be an image. Problems of an
+        image raise nothing. The interpreter lock is released, and any number of threads may call it at the same time.
         """
         return self._run.make(tuple(one))
 
     def finish(
         self, records: Iterable[Optional[Record]], not_finished: int = 0
     ) -> Tuple[List[str], List[str]]:
-        """Writes the tables and the page of the run from the records, in the order of the inputs.
+        """Writes the tables and the page of the run from the records, which must be in the order of the inputs.
 
-        not_finished: images of a run that ended early.
+        not_finished: number of images that are left if the run ended early.
 
         Returns a sentence for each file that could not be written, and the closing lines of the program.
         """
@@ -143,7 +145,7 @@ class Run:
             self.close()
 
     def close(self) -> None:
-        """Removes what this process keeps for the run in the folder of the results; make() brings it back."""
+        """Removes the files that this process keeps for the run in the folder of the results; make() makes new ones."""
         self._run.close()
 
     def __reduce__(self) -> Tuple[Any, ...]:
@@ -151,7 +153,7 @@ class Run:
 
 
 def _copy_of(named: List[bytes], given: Dict[str, List[bytes]], found: List[Input], key: str) -> Run:
-    """The run, or a part of it, in another process: it has the same key and looks into no folder."""
+    """The run, or a part of it, in another process. It has the same key and does not search folders again."""
     run = Run.__new__(Run)
     run._begin(named, given, found, key)
     return run

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The enumerations of the library, under its own names."""
+"""The enumerations of the library, with its names."""
 import enum
 
 from . import _norvane
@@ -16,20 +16,20 @@ class IMAGE_SIDE(enum.IntEnum):
 class IMAGE_VIEW(enum.IntEnum):
     """The projection."""
 
-    VIEW_UNDEFINED = -1  #: not given; the pectoral muscle is sought all the same
-    VIEW_PECT = 0  #: a view in which the pectoral muscle is sought (oblique, lateral)
+    VIEW_UNDEFINED = -1  #: not given; the pectoral muscle is searched for
+    VIEW_PECT = 0  #: a view in which the pectoral muscle is searched for (oblique, lateral)
     VIEW_NO_PECT = 1  #: a view without muscle (cranio-caudal)
 
 
 class BG_NOISE(enum.IntEnum):
-    """Class of the image's background noise. It fixes noise level, blur and thresholds of the search."""
+    """Noise class of the background. It fixes the noise level, the blur and the thresholds of the search."""
 
     BG_AUTO_COARSE = 0  #: digitised film
     BG_MG = 1  #: digital, black background; padding frames
     BG_MG_RAW = 2  #: padding frames
-    BG_GIVEN_LEVEL = 3  #: background given as a range of padding values
+    BG_GIVEN_LEVEL = 3  #: the background is given as a range of padding values
     BG_AUTO = 4  #: the default of the library
-    BG_FIXED_MID = 5  #: noise level 11000; levels below 10000 are raised in preparation
+    BG_FIXED_MID = 5  #: noise level 11000; preparation raises levels below 10000
     BG_FIXED_HIGH = 6  #: noise level 20000
     BG_MG_RAW_2 = 7  #: padding frames
     BG_MG_RAW_3 = 8  #: padding frames
@@ -56,5 +56,5 @@ class MASK_STATUS(enum.IntEnum):
 
     @property
     def sentence(self) -> str:
-        """What it means for the reader of the masks."""
+        """What it means for the user of the masks."""
         return _norvane.status_texts[self.name][1]

@@ -17,24 +17,24 @@ _LEAST = {"contourOffset": -(2**31)}
 
 @dataclasses.dataclass(frozen=True)
 class Params:
-    """What an operation is asked for: the fields of the library's ``Masking::Params``, under its names, but
-    ``reserved``, which nothing reads, and ``contour``, which results hold.
+    """The parameters of an operation. They are the fields of the library's ``Masking::Params`` with its names, except
+    ``reserved``, which nothing reads, and ``contour``, which is part of the result.
 
-    Raises TypeError or ValueError where a value is none of its field.
+    Raises TypeError or ValueError if a value does not suit its field.
     """
 
     side: IMAGE_SIDE = IMAGE_SIDE.SIDE_UNDEFINED  #: chest wall
     view: IMAGE_VIEW = IMAGE_VIEW.VIEW_UNDEFINED  #: projection
     bgNoise: BG_NOISE = BG_NOISE.BG_AUTO  #: noise class
-    noiseLevel: int = 0  #: level of BG_GIVEN_LEVEL; one end of the padding values, on the prepared scale
-    pixelPaddingValueRangeLimit: int = 0  #: the other end
+    noiseLevel: int = 0  #: for BG_GIVEN_LEVEL: one end of the range of padding values, on the prepared scale
+    pixelPaddingValueRangeLimit: int = 0  #: the other end of that range
     fullContour: bool = False  #: also search the outer contour
-    singleContour: bool = False  #: write no second outline
+    singleContour: bool = False  #: do not write the second outline
     smoothContour: bool = True  #: smooth the outer contour of the fast search
-    contourOffset: int = 0  #: pixels added to the radii of the outer contour
-    checkCutTissue: bool = True  #: the full mask runs the cut-tissue check
+    contourOffset: int = 0  #: pixels that are added to the radii of the outer contour
+    checkCutTissue: bool = True  #: full_mask() runs the cut-tissue check
     contourOutput: bool = False  #: breast_mask() returns contour points
-    maskingSpeed: bool = False  #: fast search and polygon writer (other results)
+    maskingSpeed: bool = False  #: use the fast search and the fast polygon writer; results differ
     pectContour: bool = False  #: the contour points outline breast and upper muscle
 
     def __post_init__(self) -> None:
@@ -64,14 +64,14 @@ def _checked(name: str, kind: type, value: Any) -> Any:
 
 
 class Prepared:
-    """The working image of a mammogram, made by :func:`prepare`. Nobody changes it; it may be pickled."""
+    """The working image of a mammogram, made by :func:`prepare`. It never changes and can be pickled."""
 
     def __init__(self, image: _norvane.WorkingImage) -> None:
         self._image = image
 
     @property
     def pixels(self) -> NDArray[np.uint16]:
-        """Grey levels over 16 bits, bright tissue on dark background: uint16, rows x columns, read-only."""
+        """16-bit grey levels, bright tissue on a dark background: uint16, rows x columns, read-only."""
         return self._image.pixels
 
     @property
@@ -91,12 +91,12 @@ class Prepared:
 
     @property
     def padding(self) -> Tuple[int, int]:
-        """The padding values on the prepared scale, lower one first; (0, 0) where none were given."""
+        """The padding values on the prepared scale, the lower one first; (0, 0) if none were given."""
         return self._image.padding
 
     @property
     def noise(self) -> BG_NOISE:
-        """The class that it was prepared for."""
+        """The noise class that it was prepared for."""
         return BG_NOISE(self._image._noise)
 
     def __repr__(self) -> str:
@@ -105,12 +105,12 @@ class Prepared:
 
 @dataclasses.dataclass(frozen=True)
 class Masks:
-    """What a mask operation answers."""
+    """The result of a mask operation."""
 
     status: MASK_STATUS  #: how far to trust the masks; ``status.sentence`` says it in words
     masks: Mapping[str, Mask]  #: by name: frame, breast, full, pectoral, outer
-    image: Prepared  #: what the masks lie on
-    contour: Optional[NDArray[np.int32]] = None  #: of breast_mask() with contourOutput: int32, n x 2, columns x, y
+    image: Prepared  #: the image that the masks lie on
+    contour: Optional[NDArray[np.int32]] = None  #: from breast_mask() with contourOutput: n x 2, columns x and y
 
     def __getitem__(self, name: str) -> Mask:
         return self.masks[name]
@@ -137,16 +137,16 @@ def prepare(
     """Makes the working image of a mammogram: 16-bit grey levels over the full range, bright tissue, 228 micrometres.
 
     pixels: samples from 0 up, rows x columns, uint16 or uint8. An aligned uint16 array in C order and native byte
-        order, of an even number of columns and less than 16 used bits, is read in place; any other is copied once.
+        order, with an even number of columns and fewer than 16 used bits, is read in place. Any other is copied once.
     pixel_size: micrometres, above 0 and at most 228.
-    used_bits: samples lie in 0 .. 2**used_bits - 1 (higher bits are cut off); without it all bits of the type.
+    used_bits: samples lie in 0 .. 2**used_bits - 1, and higher bits are cut off. The default is all bits of the type.
     inverted: tissue is dark on a bright background.
-    noise: class of the background; BG_FIXED_MID raises the result to at least 10000.
-    resample_first: resample before the grey-level steps, or after them (other results).
-    padding: two grey values (low, high) that bound what is background, carried to the prepared scale.
+    noise: noise class of the background; BG_FIXED_MID raises the result to at least 10000.
+    resample_first: resample before the grey-level steps instead of after them; results differ.
+    padding: two grey values (low, high), the range of the background. They are converted to the prepared scale.
 
-    Raises TypeError for a wrong dtype and ValueError for a wrong shape, pixel size or number of bits. The interpreter
-    lock is released during the work.
+    Raises TypeError if the dtype is wrong, and ValueError if the shape, the pixel size or the number of bits is wrong.
+    The interpreter lock is released during the work.
     """
     noise = _checked("noise", BG_NOISE, noise)
     return Prepared(
@@ -174,11 +174,11 @@ def _masks(image: Prepared, answer: Mapping[str, Any]) -> Masks:
 
 
 def frame_mask(image: Prepared, params: Optional[Params] = None, **fields: Any) -> Masks:
-    """The exposed field, without collimation frame or pixel padding: mask ``frame``.
+    """Finds the exposed field, without collimation frame or pixel padding. The mask is ``frame``.
 
-    All operations take ``norvane.Params`` or its fields by name, or both, where a field counts. Without params the
-    noise class and the padding values are those of the preparation. The interpreter lock is released during the work;
-    any number of threads may use the same image.
+    All operations take ``norvane.Params``, or its fields by name, or both; a field then overrides params. Without
+    params, the noise class and the padding values are those of the preparation. The interpreter lock is released during
+    the work, and any number of threads may use the same image.
     """
     return _masks(image, _norvane.frame_mask(image._image, _params(image, params, fields)))
 
@@ -186,11 +186,12 @@ def frame_mask(image: Prepared, params: Optional[Params] = None, **fields: Any) 
 def breast_mask(
     image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
 ) -> Masks:
-    """The breast: masks ``breast`` and ``frame``. A frame that is not given, or empty, is searched first.
+    """Finds the breast. The masks are ``breast`` and ``frame``. If no frame or an empty one is given, it is found
+    first.
 
-    Masks that are given, here and below, have the pixel size of the image; ValueError for one of another.
+    Masks that are passed in, here and below, must have the pixel size of the image. Otherwise ValueError is raised.
 
-    With contourOutput the result has ``contour``, 720 points x, y of the working grid.
+    With contourOutput, the result has ``contour``: 720 points x, y of the working grid.
     """
     return _masks(image, _norvane.breast_mask(image._image, _params(image, params, fields), frame))
 
@@ -198,9 +199,10 @@ def breast_mask(
 def full_mask(
     image: Prepared, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
 ) -> Masks:
-    """Breast and upper pectoral muscle: masks ``full``, ``pectoral`` (of a line that was found), ``outer``, ``frame``.
+    """Finds breast and upper pectoral muscle. The masks are ``full``, ``pectoral`` (if a line was found), ``outer`` and
+    ``frame``.
 
-    Without params fullContour is True, as in the program: the outer contour is what the cut-tissue check looks at.
+    Without params, fullContour is True, as in the program, because the cut-tissue check needs the outer contour.
     """
     asked = _params(image, params, fields, fullContour=True)
     return _masks(image, _norvane.full_mask(image._image, asked, frame))
@@ -209,17 +211,18 @@ def full_mask(
 def pect_mask(
     image: Prepared, breast: Mask, params: Optional[Params] = None, *, frame: Optional[Mask] = None, **fields: Any
 ) -> Masks:
-    """The pectoral muscle, for a breast mask that is known: masks ``pectoral``, empty unless MASK_OK, and ``frame``.
+    """Finds the pectoral muscle for a known breast mask. The masks are ``pectoral`` and ``frame``. ``pectoral`` is
+    empty unless the status is MASK_OK.
 
-    Gradients of a direction that a muscle can have, a Hough transform, a contrast test across the line (the sources
-    of the methods are in docs/references.md).
+    The method selects gradients whose direction a muscle can have, finds the line by a Hough transform, and tests the
+    contrast across it. docs/references.md names the sources.
     """
     return _masks(image, _norvane.pect_mask(image._image, breast, _params(image, params, fields), frame))
 
 
 def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields: Any) -> NDArray[np.uint16]:
-    """The image as the contour search thresholds it: uint16, rows x columns of the working grid.
+    """The image to which the contour search applies its thresholds: uint16, rows x columns of the working grid.
 
-    Dark tissue next to the chest wall raised, blurred, cut to the frame.
+    In it, dark tissue next to the chest wall is raised. It is blurred and cut to the frame.
     """
     return _norvane.chest_wall_patch(image._image, _params(image, params, fields))

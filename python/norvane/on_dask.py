@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Masks of many images on Dask's distributed scheduler: ``norvane masks``, its images spread over the workers.
+"""Makes the masks of many images on Dask's distributed scheduler, like ``norvane masks`` does on one machine.
 
-``norvane-dask --help`` is the command; in a notebook::
+The command is ``norvane-dask``, and ``norvane-dask --help`` explains it. In a notebook::
 
     from distributed import Client
     from norvane import on_dask
@@ -9,8 +9,8 @@
     result = on_dask.masks("list.txt", Client("tcp://scheduler:8786"), out_dir="results", view="mlo")
     print(result, result.exit_code)
 
-Workers read the images and write the results, so both have to lie where all of them see them, under the same paths.
-Results, stamps and tables are those of the program, and either takes up with ``--resume`` what the other has begun.
+The workers read the images and write the results, so all of them must see both under the same paths. Results, stamps
+and tables are the same as those of the program. With ``--resume``, each of the two continues what the other began.
 """
 import argparse
 import collections
@@ -31,14 +31,14 @@ from . import __version__
 from ._batch import OPTIONS, Input, Option, Record, Run
 from ._norvane import Refusal, closing_line, printable, progress_text
 
-_DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # exit codes, those of the program
+_DONE, _PARTLY, _USAGE, _INTERRUPTED = 0, 1, 2, 130  # the program's exit codes
 
-# A lost worker counts against every task that it had, not only against the one that it died of.
+# A lost worker counts as a failure of every task that it had, not only of the one that killed it.
 _ALLOWED_FAILURES = 10
-_CHUNKS_PER_THREAD = 3  # known to the scheduler at a time, so that its memory does not grow with the list
+_CHUNKS_PER_THREAD = 3  # at the scheduler at a time, so that its memory does not grow with the list
 _TICK_S = 0.2
-# What Dask does beside the tasks: a profiler, a thread that looks at the others and shows nothing of what happens in an
-# image, and looks at itself many times a second.
+# Reduces what Dask does besides the tasks. Its profiler cannot see into the work on an image, and its own monitors run
+# many times a second.
 _QUIET = {
     "distributed.worker.profile.enabled": False,
     "distributed.admin.tick.interval": "1s",
@@ -49,13 +49,13 @@ _LOG_INTERVAL_S = 60.0
 
 
 class _Chunk(NamedTuple):
-    first: int  # of its inputs, counted over the run
+    first: int  # index of its first input in the run
     inputs: List[Input]
     attempts: int = 0
 
 
 class RunEnds(Exception):
-    """Why no more chunks can be made, with images under way or waiting."""
+    """The run cannot continue, although images are left. The text says why."""
 
 
 _SCHEDULER_LOST = "the scheduler was lost"
@@ -63,13 +63,13 @@ _BY_USER = "interrupted"
 
 
 def _say(text: str, stream: Optional[TextIO] = None) -> None:
-    """All that is printed goes through here: a line that does nothing to a terminal, whatever names it holds."""
+    """Prints a line. Everything that is printed goes through here, so that no file name can control a terminal."""
     print(printable(text), file=stream or sys.stderr, flush=True)
 
 
 def make_chunk(run: Run, folder: str, version: str) -> Tuple[List[Optional[Record]], float, str]:
-    """The task. Raises nothing: answers a record for each input of the run and the processor time that they took; or
-    why this worker is not fit for it."""
+    """The task. It raises nothing. Returns a record for each input of the run, the processor time that they took, and,
+    if this worker cannot do the task, why."""
     start = time.thread_time()
     unfit = _unfit(run, folder, version)
     records = [] if unfit else [_made(run, one) for one in run.inputs]
@@ -93,7 +93,7 @@ def _unfit(run: Run, folder: str, version: str) -> str:
 def _made(run: Run, one: Input) -> Optional[Record]:
     try:
         return run.make(one)
-    except Exception as error:  # of Python beside the image, such as no memory for its record
+    except Exception as error:  # not about the image itself, for example no memory for its record
         return _refused(one, f"failed on the worker: {error!r}")
 
 
@@ -129,7 +129,7 @@ class _Spread:
             self.progress.show()
 
     def cancel(self) -> None:
-        if self.client.status == "running":  # it would wait for a scheduler that is gone
+        if self.client.status == "running":  # otherwise it would wait for a lost scheduler
             with contextlib.suppress(OSError, TimeoutError):
                 self.client.cancel(list(self.under_way))
 
@@ -177,20 +177,20 @@ class _Spread:
 
     def _try_again(self, chunk: _Chunk, error: Exception) -> None:
         count = len(chunk.inputs)
-        if not isinstance(error, importlib.import_module("distributed").KilledWorker):  # no fault of the images
+        if not isinstance(error, importlib.import_module("distributed").KilledWorker):  # not caused by the images
             if chunk.attempts == self.retries:
-                raise RunEnds(f"workers do not take what they are given: {error!r}") from error
+                raise RunEnds(f"no worker can process a chunk: {error!r}") from error
             self.waiting.append(chunk._replace(attempts=chunk.attempts + 1))
-        elif count > 1:  # which of them kills workers?
+        elif count > 1:  # find out which image kills workers
             half = count // 2
             self.waiting.appendleft(_Chunk(chunk.first + half, chunk.inputs[half:]))
             self.waiting.appendleft(_Chunk(chunk.first, chunk.inputs[:half]))
         else:
-            self._note(chunk, [_refused(one, "was given up: workers die of it") for one in chunk.inputs])
+            self._note(chunk, [_refused(one, "was abandoned after it crashed several workers") for one in chunk.inputs])
 
 
 class _Progress:
-    """How far a run is: a line that changes in a terminal, a bar in a notebook, a line a minute in a log."""
+    """Shows how far a run is: a line that changes in a terminal, a bar in a notebook, one line per minute in a log."""
 
     def __init__(self, total: int) -> None:
         self.total, self.finished, self.kept = total, 0, 0
@@ -249,13 +249,13 @@ def _allow_failures(client: Any) -> None:
 
 
 class Result(NamedTuple):
-    """What became of a run; str() is the first of the program's closing lines."""
+    """What became of a run. str() gives the first of the program's closing lines."""
 
     records: List[Record]  #: rows of summary.ndjson, in the order of the inputs
-    failures: List[str]  #: a sentence for each table or page that could not be written
-    not_finished: int  #: images of a run that ended early
-    passed_over: int  #: files in folders that are no images
-    stopped_by: str  #: why the run ended early; else empty
+    failures: List[str]  #: one sentence for each table or page that could not be written
+    not_finished: int  #: number of images that are left if the run ended early
+    passed_over: int  #: number of files in folders that are not images
+    stopped_by: str  #: why the run ended early; empty if it did not
 
     @property
     def refused(self) -> int:
@@ -263,7 +263,7 @@ class Result(NamedTuple):
 
     @property
     def kept(self) -> int:
-        """Images whose results an earlier run had made."""
+        """Number of images whose results come from an earlier run."""
         return sum(bool(record["kept"]) for record in self.records)
 
     @property
@@ -272,8 +272,8 @@ class Result(NamedTuple):
 
     @property
     def exit_code(self) -> int:
-        """That of the program: 0 everything was done, 1 some input was refused or failed, or the run could not go on,
-        130 interrupted."""
+        """The exit code of the program: 0 everything was done, 1 some input was refused or failed, or the run could not
+        continue, 130 interrupted."""
         if self.stopped_by == _BY_USER:
             return _INTERRUPTED
         return _PARTLY if self.stopped_by or self.failures or self.refused else _DONE
@@ -285,12 +285,13 @@ class Result(NamedTuple):
 def masks(inputs: Any, client: Any, *, out_dir: Any, chunk: int = 50, retries: int = 3, **options: Any) -> Result:
     """Makes the masks of many images on the workers of a Client, and the tables and the page of the run.
 
-    inputs: a folder; or a file with an input a line, ``-`` for standard input; or a list of files and folders.
-    options: those of ``norvane masks``, with underscores for dashes: ``resume=True``, ``pixel_size=70``.
-    chunk: images a task. retries: of a chunk that a worker could not take; those of a lost worker go to another anyway.
+    inputs: a folder; or a file with one input per line, where ``-`` is standard input; or a list of files and folders.
+    options: those of ``norvane masks``, with underscores instead of dashes: ``resume=True``, ``pixel_size=70``.
+    chunk: number of images per task. retries: how often a chunk is tried again if a worker cannot take it. Chunks of a
+        lost worker always go to another one.
 
-    Raises TypeError for options that there are not, ValueError for values that are none, norvane.Refusal if the list
-    cannot be read.
+    Raises TypeError if there is no such option, ValueError if a value is wrong, and norvane.Refusal if the list cannot
+    be read.
     """
     run = _run_of(inputs, out_dir, options)
     os.makedirs(run.out_dir, exist_ok=True)
@@ -329,7 +330,7 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> Result:
         run.pardon()
         spread.cancel()
     else:
-        run.take_over_dead_runs()  # workers that were killed
+        run.take_over_dead_runs()  # of workers that were killed
     found = [spread.records[number] for number in sorted(spread.records)]
     records = [record for record in found if record is not None]
     failures, closing_lines = run.finish(found, total - len(found))
@@ -346,7 +347,7 @@ def _masks(run: Run, client: Any, size: int, retries: int) -> Result:
 
 
 class _IgnoreInterrupts:
-    """A plugin of local workers: Ctrl-C in their terminal is for the client, which closes them."""
+    """A plugin for local workers: they ignore Ctrl-C in their terminal, because the client closes them."""
 
     name = "norvane-ignore-interrupts"
 
@@ -359,7 +360,7 @@ _LOOPBACK = "127.0.0.1"
 
 
 def _address_of(interface: str) -> str:
-    """Raises ValueError for an interface that there is not, or that has no address."""
+    """Raises ValueError if there is no such interface, or if it has no address."""
     address: str = importlib.import_module("distributed.utils").get_ip_interface(interface)
     if not ipaddress.ip_address(address).is_loopback:
         _say(
@@ -377,8 +378,8 @@ def _client_for(scheduler: Optional[str], workers: Optional[int], interface: Opt
             yield client
         return
     host = _LOOPBACK if interface is None else _address_of(interface)
-    # No memory limit: that is for what Dask holds itself. Unless they are told, pages of the scheduler and of each
-    # worker listen on all interfaces.
+    # There is no memory limit, because that would only concern data that Dask holds. The addresses of the dashboards
+    # are set, because those of the scheduler and of each worker would otherwise listen on all interfaces.
     arguments = {
         "n_workers": workers or os.cpu_count(),
         "threads_per_worker": 1,
@@ -400,21 +401,21 @@ def _parser() -> argparse.ArgumentParser:
         prog="norvane-dask",
         usage="norvane-dask [--scheduler ADDRESS | --workers N --interface NAME] MANIFEST --out-dir FOLDER "
         "[OPTION of norvane masks ...]",
-        description="Masks of many images on Dask's distributed scheduler. MANIFEST has an input a line; - is standard "
-        "input, and a folder stands for the images in it. Images and results lie where all workers see them.",
-        epilog="Exit codes: 0 everything was done; 1 some input was refused or failed, or the run could not go on; 2 "
-        "the command line is wrong; 130 interrupted.",
+        description="Makes the masks of many images on Dask's distributed scheduler. MANIFEST lists one input per "
+        "line; - is standard input, and a folder stands for the images in it. All workers must see images and results.",
+        epilog="Exit codes: 0 everything was done; 1 some input was refused or failed, or the run could not continue; "
+        "2 the command line is wrong; 130 interrupted.",
         allow_abbrev=False,
     )
-    parser.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [a cluster on this machine]")
-    parser.add_argument("--workers", metavar="N", type=int, help="of a cluster on this machine [one per processor]")
+    parser.add_argument("--scheduler", metavar="ADDRESS", help="such as tcp://host:8786 [start a cluster here]")
+    parser.add_argument("--workers", metavar="N", type=int, help="in a cluster on this machine [one per processor]")
     parser.add_argument(
         "--interface",
         metavar="NAME",
         help="network interface on which a cluster on this machine listens, without a password [only this machine]",
     )
-    parser.add_argument("--chunk", metavar="N", type=int, default=50, help="images a task [50]; 50 to 200 are sensible")
-    parser.add_argument("--retries", metavar="N", type=int, default=3, help="for chunks that a worker cannot take [3]")
+    parser.add_argument("--chunk", metavar="N", type=int, default=50, help="images per task, 50 to 200 [50]")
+    parser.add_argument("--retries", metavar="N", type=int, default=3, help="if a worker cannot take a chunk [3]")
     parser.add_argument("--version", action="version", version=f"norvane-dask {__version__}")
     parser.add_argument("inputs", metavar="MANIFEST", nargs="*", help=argparse.SUPPRESS)
     of_masks = parser.add_argument_group("options of norvane masks")
@@ -427,7 +428,7 @@ def _add(parser: Any, keyword: str, option: Option) -> None:
     names = [f"-{option.letter}"] * bool(option.letter) + [f"--{option.name}"]
     about = {"dest": keyword, "default": None, "help": option.help.replace("%", "%%")}
     if not option.is_flag:
-        action = "store" if keyword in ("out_dir", "manifest") else "append"  # Run says what may be given twice
+        action = "store" if keyword in ("out_dir", "manifest") else "append"  # Run checks what may be given twice
         parser.add_argument(*names, metavar=option.value, required=keyword == "out_dir", action=action, **about)
         return
     parser.add_argument(*names, action="store_true", **about)
@@ -443,7 +444,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
     parser = _parser()
     own = parser.parse_intermixed_args(argv)
     if own.scheduler is not None and (own.workers, own.interface) != (None, None):
-        parser.error("--workers and --interface: not allowed with --scheduler, which has workers of its own")
+        parser.error("--workers and --interface: not allowed with --scheduler, which has its own workers")
     if own.chunk < 1 or own.retries < 0 or (own.workers is not None and own.workers < 1):
         parser.error("--chunk and --workers: expected a number from 1; --retries: from 0")
     options = {name: value for name in OPTIONS if (value := getattr(own, name)) is not None}
@@ -454,7 +455,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
     try:
         run = _run_of(inputs[0], options.pop("out_dir"), options)
         os.makedirs(run.out_dir, exist_ok=True)
-        logging.getLogger("distributed").setLevel(logging.CRITICAL)  # losses of workers are no news
+        logging.getLogger("distributed").setLevel(logging.CRITICAL)  # do not report each lost worker
         with _client_for(own.scheduler, own.workers, own.interface) as client:
             return _masks(run, client, own.chunk, own.retries).exit_code
     except ImportError as error:

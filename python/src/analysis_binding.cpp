@@ -31,11 +31,11 @@
 namespace Norvane::Python {
 namespace {
 
-/// Both are values that nobody changes, so other threads of Python go on while they are read.
+/// Both are values that never change, so other Python threads continue while they are read.
 using SharedSource = std::shared_ptr<Host::SourceImage>;
 using SharedFindings = std::shared_ptr<Host::Findings>;
 
-// What is in memory already was the caller's decision.
+// The caller decided to have this in memory already.
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
@@ -46,7 +46,7 @@ std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
     return mebibytes << 20U;
 }
 
-// What goes wrong with an image is a sentence about it, as in the program; what goes wrong with the memory is not.
+// Errors become a sentence about the image, like in the program. Lack of memory does not.
 template <class Work>
 auto about(const std::string& file, const Work& work) {
     const py::gil_scoped_release others_go_on;
@@ -62,18 +62,21 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
-                  bool takes_any_modality, const std::string& decode,
-                  const std::optional<std::uint64_t>& image_memory) {
+                  const std::string& decode, const std::optional<std::uint64_t>& image_memory, bool has_patient_id,
+                  bool has_no_identifiers, bool takes_any_modality) {
     refuse_nul(file);
     const auto* const place =
         std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
     if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
     const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
-    const Host::ReadOptions options{frame, is_pixel_size_given, takes_any_modality, place->second, limit};
+    const auto identifiers = has_no_identifiers ? Host::Identifiers::kNone
+                             : has_patient_id   ? Host::Identifiers::kUidsAndPatient
+                                                : Host::Identifiers::kUids;
+    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit, identifiers, takes_any_modality};
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
-// An array in the place of a file.
+// A source made from an array instead of a file.
 SharedSource source_of(const py::object& pixels, const std::optional<long>& used_bits) {
     const PixelArray array = pixels_of(pixels, used_bits);
     Host::SourceImage source;
@@ -96,7 +99,7 @@ py::array samples(const py::object& self) {
     return array;
 }
 
-// Facts as Python has them: enumerations as their numbers.
+// Facts as Python objects. Enumerations become their numbers.
 template <class Value>
 py::object object_of(const Value& value) {
     if constexpr (std::is_enum_v<Value> && !std::is_same_v<Value, Host::Laterality>) {
@@ -110,7 +113,7 @@ py::object object_of(const Host::PaddingRange& value) { return py::make_tuple(va
 py::object object_of(const Host::DisplayWindow& value) { return py::make_tuple(value.centre, value.width); }
 py::object object_of(const std::vector<std::string>& values) { return py::tuple(py::cast(values)); }
 
-/// A fact with the field that says it; None and nothing if the file does not say it.
+/// A fact and the field that says it. If the file does not say it, None and an empty text.
 template <class Value>
 std::pair<py::object, std::string> said(const Value& value) {
     return {object_of(value), {}};
@@ -121,7 +124,7 @@ std::pair<py::object, std::string> said(const Host::Said<Value>& fact) {
     return {object_of(fact->value), fact->from};
 }
 
-// By the name of the attribute: the value, and the field of the header that says it.
+// For each attribute by its name: the value, and the field of the header that says it.
 py::dict facts_of(const Host::SourceImage& source) {
     py::dict facts;
     Host::visit_facts(source, [&facts](const Host::FactDeclaration& fact, const auto& value) {
@@ -132,7 +135,7 @@ py::dict facts_of(const Host::SourceImage& source) {
     return facts;
 }
 
-// By the name of the attribute: what it means.
+// For each attribute by its name: what it means.
 py::dict meanings_of_facts() {
     py::dict meanings;
     Host::visit_facts(Host::Header(), [&meanings](const Host::FactDeclaration& fact, const auto&) {
@@ -214,7 +217,7 @@ py::dict areas_of(const Host::Findings& findings) {
 
 std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
     auto image = std::make_shared<WorkingImage>();
-    image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // a copy as it is
+    image->prepared = Host::prepared_for(findings.prepared, BG_AUTO);  // an unchanged copy
     image->noise = findings.settings.noise.value;
     return image;
 }
@@ -222,8 +225,8 @@ std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
 py::array source_mask(const Host::Findings& findings, const std::string& name) {
     const Host::MaskLayer* layer = layer_named(name);
     if (layer == nullptr) throw py::key_error(name);
-    return array_of(layer->region_of(findings.masks), findings.crop(), {findings.source.height, findings.source.width},
-                    findings.settings.pixel_size_um.value);
+    return array_of(layer->region_of(findings.masks), Host::placement_of(findings),
+                    {findings.source.height, findings.source.width});
 }
 
 py::array labels(const Host::Findings& findings) {
@@ -238,7 +241,7 @@ py::array labels(const Host::Findings& findings) {
     return array;
 }
 
-// Work on the findings while other threads of Python go on.
+// Works on the findings while other Python threads continue.
 template <auto encode>
 auto apart(const Host::Findings& findings) {
     const py::gil_scoped_release others_go_on;
@@ -248,7 +251,7 @@ auto apart(const Host::Findings& findings) {
 }  // namespace
 
 void bind_analysis(py::module_& module) {
-    // Lives as long as the process, as the translator does.
+    // Lives as long as the process, like the translator.
     static const auto* const kind = new py::exception<Host::Refusal>(module, "Refusal", PyExc_ValueError);
     py::register_exception_translator([](std::exception_ptr thrown) {
         try {

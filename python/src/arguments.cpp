@@ -12,7 +12,7 @@
 namespace Norvane::Python {
 namespace {
 
-// The library counts the bits of a buffer in 32 bits.
+// The library counts the bits of a buffer with 32 bits.
 constexpr py::ssize_t kMostPixels = (py::ssize_t{1} << 28) - 1;
 
 std::string shape_text(const py::array& array) { return text_of(array.attr("shape")); }
@@ -32,7 +32,7 @@ void check_shape(const py::array& array) {
     const py::ssize_t height = array.shape(0);
     const py::ssize_t width = array.shape(1);
     if (width == 0 || height == 0)
-        refuse_value("pixels: expected at least a pixel, got the shape " + shape_text(array));
+        refuse_value("pixels: expected at least one pixel, got the shape " + shape_text(array));
     if (height > kMostPixels / (width + width % 2)) {
         refuse_value("pixels: expected at most 2^28 - 1 of them, got the shape " + shape_text(array));
     }
@@ -62,12 +62,12 @@ std::string name_of_file(const py::handle& text) {
     return py::reinterpret_steal<py::bytes>(bytes);
 }
 void refuse_nul(const std::string& name) {
-    if (name.find('\0') != std::string::npos) refuse_value("embedded null byte");  // the words of Python's open()
+    if (name.find('\0') != std::string::npos) refuse_value("embedded null byte");  // the same words as Python's open()
 }
 
 void refuse_type(const std::string& text) { throw py::type_error(text); }
 void refuse_value(const std::string& text) {
-    PyErr_SetObject(PyExc_ValueError, text_of_file(text).ptr());  // value_error would have it UTF-8
+    PyErr_SetObject(PyExc_ValueError, text_of_file(text).ptr());  // value_error would require UTF-8
     throw py::error_already_set();
 }
 
@@ -88,7 +88,7 @@ PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_b
     PixelArray result;
     result.used_bits = used_bits_of(used_bits, static_cast<unsigned>(given.dtype().itemsize()) * 8);
     using Words = py::array_t<std::uint16_t, py::array::c_style | py::array::forcecast>;
-    result.array = Words(given);  // throws where there is no memory for a copy
+    result.array = Words(given);  // throws if there is no memory for a copy
     const auto address = reinterpret_cast<std::uintptr_t>(result.array.data());
     if (address % alignof(std::uint16_t) != 0) result.array = result.array.attr("copy")();
     result.height = static_cast<unsigned>(given.shape(0));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What Python hands in, checked: messages say what was expected and what came.
+/// Checks the arguments from Python. Messages say what was expected and what came.
 #pragma once
 
 #include "findings/host_image.h"
@@ -21,17 +21,18 @@ namespace py = pybind11;
 [[nodiscard]] std::string text_of(const py::handle& object);
 [[nodiscard]] std::string repr_of(const py::handle& object);
 
-/// Names of files, and sentences that hold some, as Python has them: they need not be UTF-8.
+/// File names, and sentences that hold some, as Python strings. They need not be UTF-8.
 [[nodiscard]] py::str text_of_file(const std::string& name);
 [[nodiscard]] std::string name_of_file(const py::handle& text);
-/// No file has a name with NUL in it; the system would open the one whose name ends there.
+/// Refuses a name that holds NUL. No file has such a name, and the system would open the one whose name ends there.
 void refuse_nul(const std::string& name);
 
 [[noreturn]] void refuse_type(const std::string& text);
 [[noreturn]] void refuse_value(const std::string& text);
 
-/// Samples of a 2-D array of numbers from 0 up, of 8 or 16 bits in any byte order, as words. An aligned array of 16-bit
-/// words in C order is taken as it is; any other is copied once. `array` keeps the samples alive.
+/// The samples of a 2-D array as words. The array holds unsigned numbers of 8 or 16 bits in any byte order. If it is an
+/// aligned array of 16-bit words in C order, it is used directly; any other is copied once. `array` keeps the samples
+/// alive.
 struct PixelArray {
     py::array array;
     unsigned width = 0;
@@ -42,10 +43,11 @@ struct PixelArray {
 };
 [[nodiscard]] PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits);
 
-/// A masked array counts as pixels what its maker called missing.
+/// Refuses a masked array, because the values that it marks as missing would count as pixels.
 void refuse_masked(const py::handle& array, const char* name);
 
-/// Micrometres above 0, at most `largest`; as a float, too, which is what the library computes with.
+/// Checks that micrometres are above 0 and at most `largest`, also as a float, because the library computes with
+/// floats.
 [[nodiscard]] double pixel_size_of(double micrometres, double largest);
 
 [[nodiscard]] std::optional<Host::PaddingRange> padding_of(const py::object& pair);

@@ -10,6 +10,7 @@
 #include "run/image_job.h"
 #include "run/image_record.h"
 #include "run/inputs.h"
+#include "run/marks.h"
 #include "run/masks_run.h"
 #include "run/output_check.h"
 #include "run/run_files.h"
@@ -42,7 +43,7 @@ Input input_of(const py::tuple& fields) {
     if (fields.size() != 6) refuse_type("an input has six fields");
     Input input{name_of_file(fields[0]), name_of_file(fields[1]), name_of_file(fields[2]),
                 name_of_file(fields[3]), fields[4].cast<bool>(),  fields[5].cast<Host::GivenOptions>()};
-    if (!input.refusal.empty()) return input;  // it is not opened, perhaps because of its name
+    if (!input.refusal.empty()) return input;  // it will not be opened, perhaps because of its name
     for (const std::string& name : {input.file, input.base.string(), input.name}) refuse_nul(name);
     return input;
 }
@@ -55,7 +56,7 @@ py::dict dict_of(const ImageRecord& record) {
 }
 ImageRecord record_from(const py::dict& fields) {
     py::dict others = fields.attr("copy")();
-    for (const char* name : {"file", "name"}) others[name] = "";  // JSON has no names that are not UTF-8
+    for (const char* name : {"file", "name"}) others[name] = "";  // in JSON they would have to be UTF-8
     const auto line = py::module_::import("json").attr("dumps")(others).cast<std::string>();
     auto record = Host::record_of(line);
     if (!record) refuse_value("records: expected what make() returned, got " + repr_of(fields));
@@ -76,7 +77,7 @@ RunOptions options_of(const std::vector<std::string>& inputs, const Host::GivenO
     }
 }
 
-// The options that mean something here, as (name, letter, is a flag, is a flag with --no-NAME, value, help).
+// The options that apply here, as tuples (name, letter, is a flag, is a flag with --no-NAME, value, help).
 py::list run_options() {
     py::list rows;
     for (const Host::OptionFacts& option : Host::facts_of(Host::run_option_table())) {
@@ -176,7 +177,7 @@ public:
     }
 
 private:
-    // Of this process, made when it is needed.
+    // The place of this process, made when it is needed.
     [[nodiscard]] std::shared_ptr<Host::Workplace> place() {
         const std::scoped_lock lock(mutex);
         if (!workplace || !workplace->run.is_of_this_process()) {
@@ -198,6 +199,13 @@ private:
 
 void bind_batch_run(py::module_& module) {
     module.attr("run_options") = run_options();
+    module.def("read_marks", [](const std::string& table) {
+        py::list marks;
+        for (const Host::Mark& mark : Host::read_marks(table)) {
+            marks.append(py::make_tuple(text_of_file(mark.file), text_of_file(mark.mark), text_of_file(mark.note)));
+        }
+        return marks;
+    });
     module.def("progress_text", &Host::progress_text);
     module.def("closing_line", [](std::size_t done, std::size_t kept, std::size_t refused, std::size_t not_finished,
                                   std::size_t passed_over) {

@@ -5,7 +5,7 @@
 
 namespace Norvane::Python {
 
-/// Adds the class Run to the module: the program's runs over many images, one image at a time.
+/// Adds the class Run to the module. It does runs of the program one image at a time.
 void bind_batch_run(pybind11::module_& module);
 
 }  // namespace Norvane::Python

@@ -24,12 +24,12 @@ namespace {
 using Host::ColumnRun;
 using Host::RowRuns;
 
-constexpr long kMostOnSide = (1L << 28) - 1;  // the library counts the bits of an image in 32 bits
+constexpr long kMostOnSide = (1L << 28) - 1;  // the library counts the bits of an image with 32 bits
 constexpr double kAnySize = std::numeric_limits<double>::infinity();
 
 double own_pixel_size(const GridMask& mask) { return static_cast<double>(mask.region.pixel_size_um()); }
 
-// Both ends of what was given are looked at: a size of 0 gives an empty array.
+// Both sides are checked; a size of 0 gives an empty array.
 Shape shape_of(const py::object& pair) {
     const std::string expected = "shape: expected (rows, columns), got ";
     std::pair<long, long> sides;
@@ -45,7 +45,7 @@ Shape shape_of(const py::object& pair) {
     return {static_cast<unsigned>(height), static_cast<unsigned>(width)};
 }
 
-// The grid in pixels of another size; it is cut off where it would not fit an array.
+// A length of the grid in pixels of another size, limited to what an array can hold.
 unsigned scaled(unsigned length, double from, double to) {
     return static_cast<unsigned>(std::min(length * from / to + 0.5, static_cast<double>(kMostOnSide)));
 }
@@ -61,7 +61,7 @@ Shape target_shape(const GridMask& mask, const py::object& shape, double target_
 py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
     const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
     const Shape target = target_shape(mask, shape, target_um);
-    return array_of(mask.region, {0, 0, target.width, target.height}, target, target_um);
+    return array_of(mask.region, {{0, 0, target.width, target.height}, target_um}, target);
 }
 
 Host::MaskBitmap bitmap(const GridMask& mask) { return mask.region.bitmap(mask.width, mask.height); }
@@ -138,12 +138,12 @@ SharedMask on_grid(Host::Region region, const py::object& shape, unsigned least_
 SharedMask from_runs(const py::object& given, double pixel_size, const py::object& shape) {
     refuse_masked(given, "runs");
     const py::array array = py::module_::import("numpy").attr("asarray")(given);
-    const bool is_empty = array.size() == 0;  // of a list, NumPy makes floats
+    const bool is_empty = array.size() == 0;  // NumPy makes floats of an empty list
     const char kind = array.dtype().kind();
     if (!is_empty && kind != 'i' && kind != 'u') {
-        refuse_type("runs: expected whole numbers, got " + text_of(array.dtype()));
+        refuse_type("runs: expected integers, got " + text_of(array.dtype()));
     }
-    // Numbers above those of 63 bits come out negative, and are refused as well.
+    // Numbers beyond 63 bits become negative, so they are refused too.
     const py::array_t<std::int64_t, py::array::c_style | py::array::forcecast> runs = array;
     if (!is_empty && (runs.ndim() != 2 || runs.shape(1) != 3)) {
         refuse_value("runs: expected rows of (row, first column, last column), got the shape " +
@@ -170,7 +170,7 @@ SharedMask from_array(const py::object& given, double pixel_size) {
     const auto array = py::reinterpret_borrow<py::array>(given);
     const char kind = array.dtype().kind();
     if (kind != 'b' && kind != 'u' && kind != 'i') {
-        refuse_type("array: expected truth values or whole numbers, got " + text_of(array.dtype()));
+        refuse_type("array: expected booleans or integers, got " + text_of(array.dtype()));
     }
     if (array.ndim() != 2) {
         refuse_value("array: expected rows x columns, got the shape " + text_of(array.attr("shape")));
@@ -200,7 +200,8 @@ py::object png(const GridMask& mask) {
     return py::bytes(Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions));
 }
 
-// How a pickle makes it anew: from_runs() of the class, which is no function that a pickle could name.
+// How a pickle restores the mask: by from_runs() of the class. A pickle cannot name a static method, so methodcaller is
+// used.
 py::tuple made_by(const GridMask& mask) {
     const py::object call = py::module_::import("operator")
                                 .attr("methodcaller")("from_runs", runs_of(mask), own_pixel_size(mask),
@@ -208,37 +209,37 @@ py::tuple made_by(const GridMask& mask) {
     return py::make_tuple(call, py::make_tuple(py::type::of<GridMask>()));
 }
 
-// Without it, __new__() gives an object whose mask was never made.
+// Without this, __new__() would give an object without a mask.
 PyObject* refuse_new(PyTypeObject* /*type*/, PyObject* /*arguments*/, PyObject* /*by_name*/) {
     PyErr_SetString(PyExc_TypeError, "a Mask is made by from_runs() or from_array()");
     return nullptr;
 }
 
 constexpr const char* kClassText =
-    "A set of pixels on the working grid, kept as runs of columns per row. Nobody changes it; it may be pickled, and\n"
+    "A set of pixels on the working grid, kept as runs of columns per row. It never changes, it can be pickled, and\n"
     "any number of threads may use it.";
 constexpr const char* kFromRunsText =
-    "A mask from runs as runs() gives them.\n\n"
-    "runs: whole numbers, n x 3: row, first column, last column (both ends in); runs that overlap or touch are "
-    "joined.\n"
+    "A mask from runs in the form that runs() gives.\n\n"
+    "runs: integers, n x 3: row, first column, last column (both included); runs that overlap or touch are joined.\n"
     "pixel_size: micrometres.\n"
-    "shape: (rows, columns) of the grid; without it as much as the runs need.\n\n"
-    "Raises TypeError or ValueError for what is none of these.";
+    "shape: (rows, columns) of the grid. Default: as large as the runs need.\n\n"
+    "Raises TypeError or ValueError if an argument is wrong.";
 constexpr const char* kFromArrayText =
-    "A mask of the values other than 0 of a 2-D array of truth values or whole numbers; pixel_size in micrometres.";
+    "A mask of the values that are not 0 in a 2-D array of booleans or integers; pixel_size in micrometres.";
 constexpr const char* kBoundsText =
-    "First column, first row, last column, last row (both ends in), or None for an empty mask.";
-constexpr const char* kSha256Text = "Of the bytes of to_array(), as the program's JSON has it.";
+    "First column, first row, last column, last row (all included), or None if the mask is empty.";
+constexpr const char* kSha256Text = "SHA-256 of the bytes of to_array(), as in the program's JSON.";
 constexpr const char* kToArrayText =
     "The mask as uint8, rows x columns: 1 inside, 0 outside.\n\n"
-    "shape: (rows, columns); pixels beyond the grid are 0. Without it the whole grid in pixels of the size asked for.\n"
-    "pixel_size: micrometres of the array's pixels; without it those of the grid. Pixel v of the array is pixel\n"
-    "    v * pixel_size / own pixel size + 0.5, truncated, of the grid, along both axes.";
+    "shape: (rows, columns); pixels outside the grid are 0. Default: the whole grid in pixels of pixel_size.\n"
+    "pixel_size: pixel size of the array in micrometres. Default: that of the grid. Along both axes, pixel v of the\n"
+    "    array is pixel v * pixel_size / own pixel size + 0.5, truncated, of the grid.";
 constexpr const char* kCocoText =
-    "Run lengths as COCO has them, uncompressed: {'size': [rows, columns], 'counts': [...]}, down one column of the\n"
-    "grid after the other, pixels outside and inside in turn, beginning with those outside.";
+    "Run lengths in COCO's uncompressed form: {'size': [rows, columns], 'counts': [...]}. They go down one column of "
+    "the\n"
+    "grid after another and count pixels outside and inside alternately, beginning with those outside.";
 constexpr const char* kContainsText =
-    "Whether pixel (x, y) belongs to the mask; of the grid, or of one of pixels of pixel_size micrometres.";
+    "Whether pixel (x, y) belongs to the mask. It is a pixel of the grid, or of a grid of pixel_size micrometres.";
 
 }  // namespace
 
@@ -261,12 +262,12 @@ py::array runs_of(const GridMask& mask) {
     return array;
 }
 
-py::array array_of(const Host::Region& region, const Host::SourceBox& box, const Shape& shape, double pixel_size_um) {
+py::array array_of(const Host::Region& region, const Host::GridPlacement& grid, const Shape& shape) {
     py::array_t<std::uint8_t> array({std::size_t{shape.height}, std::size_t{shape.width}});
     std::uint8_t* first = array.mutable_data();
     const py::gil_scoped_release others_go_on;
     std::fill_n(first, std::size_t{shape.height} * shape.width, std::uint8_t{0});
-    const Host::SourceMask on_target(region, box, pixel_size_um);
+    const Host::SourceMask on_target(region, grid);
     for (unsigned y = 0; y < shape.height; ++y) {
         const std::span row(first + std::size_t{y} * shape.width, shape.width);
         for (const ColumnRun& run : on_target.row(y)) {
@@ -290,20 +291,21 @@ void bind_mask(py::module_& module) {
             "shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); }, "Rows, columns of the grid.")
         .def_property_readonly("bounds", &bounds, kBoundsText)
         .def_property_readonly(
-            "area", [](const GridMask& m) { return m.region.area(); }, "Pixels of its own grid.")
+            "area", [](const GridMask& m) { return m.region.area(); }, "Number of pixels of its own grid.")
         .def_property_readonly("area_mm2", &area_mm2, "Square millimetres.")
         .def_property_readonly("sha256", &sha256, kSha256Text)
         .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none(), kToArrayText)
-        .def("runs", &runs_of, "The runs of columns: int32, n x 3, each row, first column, last column (both ends in).")
+        .def("runs", &runs_of,
+             "The runs of columns: int32, n x 3, each row, first column, last column (both included).")
         .def("to_coco", &to_coco, kCocoText)
         .def("centroid", &centroid, "Median column and row, or None for an empty mask.")
         .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none(), kContainsText)
         .def("__and__", set(SetOperation::kBoth), py::is_operator(),
-             "What belongs to both. ValueError: other pixel size.")
+             "The pixels of both. ValueError if the pixel sizes differ.")
         .def("__or__", set(SetOperation::kEither), py::is_operator(),
-             "What belongs to either. ValueError: other pixel size.")
+             "The pixels of either. ValueError if the pixel sizes differ.")
         .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator(),
-             "What belongs to the first alone. ValueError: other pixel size.")
+             "The pixels of the first only. ValueError if the pixel sizes differ.")
         .def("__eq__", &is_equal, py::is_operator())
         .def("__repr__", &describe)
         .def("_repr_png_", &png)

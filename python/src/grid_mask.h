@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Masks as Python sees them: values that nobody changes.
+/// Masks as Python sees them: values that never change.
 #pragma once
 
 #include "findings/film_area.h"
@@ -16,7 +16,7 @@ namespace Norvane::Python {
 
 namespace py = pybind11;
 
-/// A mask and the size of the grid on which it lies.
+/// A mask and the size of its grid.
 struct GridMask {
     Host::Region region;
     unsigned width;
@@ -24,7 +24,7 @@ struct GridMask {
 };
 using SharedMask = std::shared_ptr<GridMask>;
 
-/// Rows x columns, as arrays have them.
+/// Rows x columns, like the shape of an array.
 struct Shape {
     unsigned height;
     unsigned width;
@@ -35,10 +35,8 @@ struct Shape {
 /// The rows of the mask as an array of n x 3 numbers: row, first column, last column.
 [[nodiscard]] py::array runs_of(const GridMask& mask);
 
-/// An array of the shape, 1 where `region` has a pixel and 0 elsewhere; its pixels are of `pixel_size_um`, and the
-/// corner of the region's grid lies at that of `box`.
-[[nodiscard]] py::array array_of(const Host::Region& region, const Host::SourceBox& box, const Shape& shape,
-                                 double pixel_size_um);
+/// An array of the shape, 1 where `region` has a pixel and 0 elsewhere.
+[[nodiscard]] py::array array_of(const Host::Region& region, const Host::GridPlacement& grid, const Shape& shape);
 
 /// Adds the class Mask to the module.
 void bind_mask(py::module_& module);

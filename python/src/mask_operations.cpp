@@ -47,7 +47,7 @@ Masking::Params params_of(const py::object& given) {
 
 std::string micrometres(float size) { return text_of(py::float_(static_cast<double>(size))) + " micrometres"; }
 
-/// One call of the library on objects of its own, so that others may use the same image and masks meanwhile.
+/// One call of the library. It has its own objects, so that other threads may use the same image and masks meanwhile.
 class Call {
 public:
     Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
@@ -55,13 +55,13 @@ public:
         if (frame_given) frame = given_mask("frame", *frame_given);
     }
 
-    /// A copy of what the caller gives, on the grid of the image. The library would go on in the grid of the mask,
-    /// where results would be of another size than their image.
+    /// A copy of the caller's mask on the grid of the image. Otherwise the library would continue on the grid of the
+    /// mask, and the results would have another size than their image.
     [[nodiscard]] Mask given_mask(const char* name, const GridMask& given) const {
         const float expected = image.GetPixelSize();
         const float got = given.region.pixel_size_um();
         const auto longest = std::max({image.GetWidth(), image.GetHeight(), given.width, given.height});
-        // The working pixel size is rounded: sizes are one where no pixel of either grid moves.
+        // The working pixel size is rounded. Two sizes count as equal if no pixel of either grid moves.
         if (std::abs(got - expected) * static_cast<float>(longest) >= 0.5F * std::min(got, expected)) {
             std::string text = name;
             text += ": expected a mask of the image's pixel size, " + micrometres(expected) + ", got one of ";
@@ -105,7 +105,7 @@ py::dict frame_mask(const WorkingImage& working, const py::object& params) {
     return call.result({{"frame", call.frame}});
 }
 
-// Points that were not written have coordinates below 0; where the first is, all are.
+// Points that were not written have coordinates below 0. If the first point was written, all were.
 py::object points_of(const std::vector<int>& contour) {
     if (contour.empty() || contour.front() < 0) return py::none();
     py::array_t<std::int32_t> points({contour.size() / 2, std::size_t{2}});
@@ -128,7 +128,7 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
     return result;
 }
 
-// A second mask without an outer contour would stay empty, and the cut-tissue check would look at it.
+// Without an outer contour, the second mask would stay empty, and the cut-tissue check would use it.
 py::dict full_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
     Call call(working, params, frame);
     Mask full = call.new_mask(), muscle = call.new_mask(), outer = call.new_mask();
@@ -143,7 +143,7 @@ py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const 
     Mask known = call.given_mask("breast", *breast);
     Mask muscle = call.new_mask();
     call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame, &known, &muscle); });
-    if (call.status != Masking::MASK_OK) muscle.Clear();  // a line that was rejected leaves its muscle
+    if (call.status != Masking::MASK_OK) muscle.Clear();  // a rejected line leaves its muscle in the mask
     return call.result({{"frame", call.frame}, {"pectoral", muscle}});
 }
 

@@ -24,7 +24,7 @@ bool is_kept(SetOperation operation, bool in_first, bool in_second) {
     return false;
 }
 
-/// Whether a column belongs to the runs, for columns that come in ascending order.
+/// Tells whether a column belongs to the runs. Columns must be asked for in ascending order.
 class RunCursor {
 public:
     explicit RunCursor(std::span<const ColumnRun> runs) : rest(runs) {}
@@ -37,7 +37,7 @@ private:
     std::span<const ColumnRun> rest;
 };
 
-// Membership changes at the ends of runs only.
+// Membership changes only at the ends of runs.
 std::vector<unsigned> ends_of(std::span<const ColumnRun> first, std::span<const ColumnRun> second) {
     std::vector<unsigned> ends;
     for (const auto& runs : {first, second}) {

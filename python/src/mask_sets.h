@@ -5,10 +5,10 @@
 
 namespace Norvane::Python {
 
-/// What a pixel needs in order to belong to the result of two masks.
+/// Which pixels of two masks belong to the result.
 enum class SetOperation { kBoth, kEither, kFirstOnly };
 
-/// The result, on the grid of both: their pixel size is the same.
+/// The result. Both masks must have the same pixel size, and the result lies on their grid.
 [[nodiscard]] Host::Region combine(SetOperation operation, const Host::Region& first, const Host::Region& second);
 
 }  // namespace Norvane::Python

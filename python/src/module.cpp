@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The extension norvane._norvane. What it holds is documented where Python shows it: in norvane/*.py and *.pyi.
+/// The extension norvane._norvane. Its contents are documented where Python shows them: in norvane/*.py and *.pyi.
 #include "analysis_binding.h"
 #include "arguments.h"
 #include "batch_run.h"

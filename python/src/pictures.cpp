@@ -19,11 +19,11 @@
 namespace Norvane::Python {
 namespace {
 
-constexpr double kMostPixelsOnSide = 32767.0;  // of cairo
+constexpr double kMostPixelsOnSide = 32767.0;  // the limit of cairo
 
 std::vector<Host::DrawnRegion> regions_by_name(const std::map<std::string, SharedMask>& given) {
     for (const auto& [name, mask] : given) {
-        if (layer_named(name) == nullptr) refuse_value("masks: there is no outline for '" + name + "'");
+        if (layer_named(name) == nullptr) refuse_value("masks: there is no mask called '" + name + "'");
         if (mask == nullptr) refuse_type("masks: expected norvane.Mask for '" + name + "', got None");
     }
     std::vector<Host::DrawnRegion> regions;
@@ -52,7 +52,7 @@ Host::Surface draw(const WorkingImage& working, const std::map<std::string, Shar
     return surface;
 }
 
-// The synthetic mammogram: its pixels and what each of them shows.
+// The synthetic mammogram: its pixels, and what each pixel shows.
 py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, int view, bool has_frame,
                   bool is_digital, unsigned seed, unsigned used_bits) {
     Host::PhantomSettings settings;

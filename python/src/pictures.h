@@ -11,13 +11,13 @@
 
 namespace Norvane::Python {
 
-/// The mask that is called so; null where none is.
+/// The mask with this name; null if there is none.
 [[nodiscard]] const Host::MaskLayer* layer_named(std::string_view name);
 
 /// Rows x columns x 3 bytes: red, green, blue.
 [[nodiscard]] pybind11::array rgb_of(const Host::Surface& surface);
 
-/// Adds the drawing of masks on any prepared image to the module.
+/// Adds functions that draw masks on any prepared image to the module.
 void bind_pictures(pybind11::module_& module);
 
 }  // namespace Norvane::Python

@@ -27,11 +27,11 @@ std::shared_ptr<WorkingImage> prepare(const py::object& pixels, double pixel_siz
         const py::gil_scoped_release others_go_on;
         image->prepared = Host::prepare_samples(samples, range, image->noise, resample_first);
     }
-    if (image->prepared.image == nullptr) refuse_value("pixel_size: expected micrometres that can be told from 0");
+    if (image->prepared.image == nullptr) refuse_value("pixel_size: expected micrometres that do not round to 0");
     return image;
 }
 
-// The samples in place; the array keeps the image alive.
+// The samples, not copied; the array keeps the image alive.
 py::array pixels(const py::object& self) {
     const Image& image = *self.cast<const WorkingImage&>().prepared.image;
     const auto height = static_cast<py::ssize_t>(image.GetHeight());

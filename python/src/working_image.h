@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The prepared image as Python sees it: a value that nobody changes.
+/// The prepared image as Python sees it: a value that never changes.
 #pragma once
 
 #include "findings/host_image.h"
@@ -17,9 +17,9 @@ namespace py = pybind11;
 
 struct WorkingImage {
     Host::PreparedImage prepared;
-    BG_NOISE noise = BG_AUTO;  ///< the class that it was prepared for
+    BG_NOISE noise = BG_AUTO;  ///< the noise class that it was prepared for
 
-    /// For one call of the library: the pixels are shared, and no operation writes to them.
+    /// An image for one call of the library. It shares the pixels, and no operation writes to them.
     [[nodiscard]] Image for_a_call() const { return {*prepared.image}; }
 };
 

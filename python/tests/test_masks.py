@@ -94,7 +94,6 @@ def test_inverted_samples_and_padding_values(film):
     assert plain.padding == inverted.padding == (0, 70 * 16)
 
 
-FLOATS = np.ones((40, 40))
 GOOD = np.ones((40, 40), np.uint16)
 
 
@@ -102,14 +101,12 @@ GOOD = np.ones((40, 40), np.uint16)
     "pixels, options, error, message",
     [
         ([[1, 2]], {}, TypeError, "expected a NumPy array, got list"),
-        (FLOATS, {}, TypeError, "uint16 or uint8, got float64"),
+        (np.ones((40, 40)), {}, TypeError, "uint16 or uint8, got float64"),
         (GOOD.astype(np.int16), {}, TypeError, "got int16"),
         (np.ma.masked_less(GOOD, 1), {}, TypeError, "masked"),
-        (np.zeros((0, 5), np.uint16), {}, ValueError, r"at least a pixel, got the shape \(0, 5\)"),
         (np.zeros((3, 4, 5), np.uint16), {}, ValueError, r"rows x columns, got the shape \(3, 4, 5\)"),
         (np.broadcast_to(np.uint16(1), (1 << 20, 1 << 20)), {}, ValueError, "at most 2.28"),
         (GOOD, {"pixel_size": float("nan")}, ValueError, "above 0 and at most 228, got nan"),
-        (GOOD, {"pixel_size": 0}, ValueError, "got 0.0"),
         (GOOD, {"pixel_size": 228.5}, ValueError, "got 228.5"),
         (GOOD, {"pixel_size": 1e-50}, ValueError, "got 1e-50"),
         (GOOD, {"pixel_size": "70"}, TypeError, "incompatible"),
@@ -117,7 +114,6 @@ GOOD = np.ones((40, 40), np.uint16)
         (GOOD, {"noise": 77}, ValueError, "noise: expected one of BG_AUTO_COARSE, .*, got 77"),
         (GOOD, {"noise": "mg"}, TypeError, "noise: expected BG_NOISE, got 'mg'"),
         (GOOD, {"padding": (5, 4)}, ValueError, r"got \(5, 4\)"),
-        (GOOD, {"padding": (0, 70000)}, ValueError, "70000"),
         (GOOD, {"padding": 3}, TypeError, "got 3"),
     ],
 )
@@ -227,16 +223,17 @@ def test_results_pickle(prepared):
     assert norvane.full_mask(again.image, **LEFT_MLO).masks == found.masks
 
 
-@pytest.mark.parametrize("call", ["prepare", "full_mask", "analyse", "to_array"])
+@pytest.mark.parametrize(
+    "call",
+    [
+        lambda film, _: norvane.prepare(film[0], 200.0, used_bits=12),
+        lambda _, prepared: norvane.full_mask(prepared, **LEFT_MLO),
+        lambda film, _: norvane.analyse(film[0], view="mlo", pixel_size=200, used_bits=12, noise=BG_NOISE.BG_MG),
+        lambda _, prepared: Mask.from_array(random_bits(2), 228.0).to_array((3000, 3000), 10.0),
+    ],
+)
 def test_other_threads_go_on_meanwhile(film, prepared, call):
     """Nobody is made to hand the lock over, so the other thread counts during a call only if the call lets it."""
-    mask = Mask.from_array(random_bits(2), 228.0)
-    calls = {
-        "prepare": lambda: norvane.prepare(film[0], 200.0, used_bits=12),
-        "full_mask": lambda: norvane.full_mask(prepared, **LEFT_MLO),
-        "analyse": lambda: norvane.analyse(film[0], view="mlo", pixel_size=200, used_bits=12, noise=BG_NOISE.BG_MG),
-        "to_array": lambda: mask.to_array((3000, 3000), 10.0),
-    }
     is_over, counts = threading.Event(), [0]
 
     def count():
@@ -251,7 +248,7 @@ def test_other_threads_go_on_meanwhile(film, prepared, call):
         counter.start()
         for _ in range(1000):
             before = counts[0]
-            calls[call]()
+            call(film, prepared)
             if counts[0] > before:
                 return
         pytest.fail("the other thread never went on")

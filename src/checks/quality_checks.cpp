@@ -24,22 +24,22 @@ constexpr unsigned kLargestRatio = 60;  // image to breast
 constexpr int kStripWidth = 101;  // columns measured
 constexpr int kFarMargin = 60;    // columns kept from the frame's far edge
 constexpr Interval<int> kBackgroundLevels{0, Masking::c_bg_noise_upper_level - 1};
-constexpr double kBackgroundLimit = 0.95;  // of the noise level
+constexpr double kBackgroundLimit = 0.95;  // as a share of the noise level
 
 // Cut tissue
 constexpr int kRingWidth = 24;  // pixels inside and outside the breast's outline
 constexpr int kFoot = 72;       // rows above the frame's last row that are not measured
 constexpr Micrometres kTopMargin{3000.0};
 constexpr Micrometres kWallMargin{3000.0};
-constexpr Micrometres kWallMarginMuscle{15000.0};  // the same where the muscle lies along the wall
-constexpr double kAlikeFrom = 0.85;                // of the mean inside: from here ...
-constexpr double kAlikeTo = 1.15;                  // ... to here the outside is as bright
-constexpr double kAboveNoise = 1.05;               // of the noise level
+constexpr Micrometres kWallMarginMuscle{15000.0};  // the same if the muscle lies along the wall
+constexpr double kAlikeFrom = 0.85;                // outside is as bright as inside from this share of its mean ...
+constexpr double kAlikeTo = 1.15;                  // ... to this one
+constexpr double kAboveNoise = 1.05;               // as a multiple of the noise level
 constexpr int kBelowFrame = Masking::P_FRAME - 1;
 
 using Span = Interval<std::int64_t>;  // columns or rows
 
-/// Adds the pixels of these grey levels; columns outside the image are passed over.
+/// Adds the pixels with these grey levels. Columns outside the image are left out.
 void add_within(std::span<const std::uint16_t> row, const Span& columns, const Interval<int>& levels,
                 GreyStatistics& grey) {
     grey.add_within(part_of(row, columns.cut_to({0, static_cast<std::int64_t>(row.size()) - 1})), levels);
@@ -61,8 +61,8 @@ Span background_strip(std::span<const Run> breast, std::int64_t limit, IMAGE_SID
 
 /// What the bands of the cut-tissue check have in common. Rows and columns of the image, signed.
 struct Bands {
-    std::array<std::int64_t, 5> rows;  // band j lies between rows j - 1 and j, both in
-    std::array<double, 4> weights;     // outside pixels per inside pixel from which a band is suspect
+    std::array<std::int64_t, 5> rows;  // band j reaches from rows[j - 1] to rows[j], both included
+    std::array<double, 4> weights;     // with more outside pixels per inside pixel than this, a band is suspect
     Interval<unsigned> examined;
 };
 
@@ -71,7 +71,7 @@ std::int64_t foot_row(const Mask& frame) {
     return last > kFoot ? last - kFoot : last;
 }
 
-/// The upper third of a view with muscle is not examined: there the muscle goes on outside the breast.
+/// In a view with muscle, the upper third is not examined, because the muscle continues outside the breast there.
 Bands bands_of(const Image& image, IMAGE_VIEW view, const Mask& breast, const Mask& frame, const Mask& outside) {
     Bands bands{.rows = {}, .weights = {}, .examined = {1, 4}};
     std::int64_t top_margin = pixels_for(kTopMargin, image.GetPixelSize());
@@ -100,7 +100,7 @@ Span columns_off_wall(const Image& image, IMAGE_SIDE side, IMAGE_VIEW view, cons
     return columns;
 }
 
-/// A ring's pixels of these grey levels, in rows and columns of the image.
+/// The pixels of a ring with these grey levels, inside the given rows and columns of the image.
 GreyStatistics measure(const Image& image, const Mask& ring, const Rectangle<std::int64_t>& part,
                        const Interval<int>& levels) {
     GreyStatistics sum;
@@ -115,7 +115,7 @@ GreyStatistics measure(const Image& image, const Mask& ring, const Rectangle<std
     return sum;
 }
 
-/// Many pixels outside, about as bright as those inside and clearly brighter than the background.
+/// Whether many pixels outside are about as bright as those inside and clearly brighter than the background.
 bool is_cut(const GreyStatistics& inside, const GreyStatistics& outside, double weight, double noise_level) {
     return inside.count() > 0 && static_cast<double>(outside.count()) > static_cast<double>(inside.count()) * weight &&
            outside.mean() > kAlikeFrom * inside.mean() && outside.mean() < kAlikeTo * inside.mean() &&
@@ -128,7 +128,7 @@ struct Rings {
     Mask* outside;
 };
 
-/// The images of masks are of a kind that morphology takes: when it says otherwise, memory was wanting.
+/// Morphology accepts all images of masks. If it refuses one as unsupported, memory has run out.
 void expect_morphology(int code) {
     if (code == Utils::kUnsupportedImage) Utils::expect_memory(Utils::kOutOfMemory);
 }
@@ -158,7 +158,7 @@ Masking::MASK_STATUS check_shape(const Image& image, const Mask& breast, double 
     const double ratio = static_cast<double>(image.GetWidth() * image.GetHeight()) / area;
     if (ratio > kLargestRatio) return Masking::MASK_TOO_SMALL;
     const unsigned box = (breast.GetMaxX() - breast.GetMinX()) * (breast.GetMaxY() - breast.GetMinY());
-    // A breast that fills the image and its own box is a search that found no outline.
+    // If the breast fills the image and its own bounding box, the search found no outline.
     if (ratio < kWholeImageRatio && area > kRectangleFill * box) return Masking::MASK_BAD_SHAPE;
     return Masking::MASK_OK;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The bins of the fast contour search, and where a row of pixels crosses from one to the next.
+/// The angle bins of the fast contour search, and where a row of pixels crosses from one to the next.
 #pragma once
 
 #include <norvane/masking.h>
@@ -22,8 +22,8 @@ constexpr double kBinsPerRadian = 229.18312072753906;  // 720 / pi, in single pr
 using Depths = Interval<int>;  // distances from the wall in columns
 using Bins = Interval<int>;
 
-/// From 0 straight down to 719 straight up where the breast lies to the right of the wall (`outward` +1), from straight
-/// up to straight down where it lies to the left (-1).
+/// If the breast lies to the right of the wall (`outward` +1), bin 0 is straight down and bin 719 straight up. If it
+/// lies to the left (-1), it is the other way round.
 class ArctangentBins {
 public:
     explicit ArctangentBins(int breast_side) : outward_(breast_side) {
@@ -45,18 +45,18 @@ public:
         return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
     }
 
-    /// Calls visit(bin, depths) for neighbouring pixels of one bin, going away from the wall. Bins change where the row
-    /// crosses the directions between them; only a pixel close to a crossing is asked for its own angle.
+    /// Calls visit(bin, depths) for neighbouring pixels of one bin, going away from the wall. The bin changes where the
+    /// row crosses the direction between two bins, so the angle is computed only for pixels close to a crossing.
     template <class Visit>
     void visit_runs(Depths row, int dy, Visit visit) const {
         const double rise = std::abs(static_cast<double>(dy));
         int bin = bin_at(row.first, dy);
         const int step = bin < kHorizontalBin ? 1 : -1;
-        const std::size_t crossing = step > 0 ? 1 : 0;  // of a bin the one that the row comes to: below it or above it
+        const std::size_t crossing = step > 0 ? 1 : 0;  // the crossing of a bin that the row reaches: below or above it
         for (int depth = row.first; depth <= row.last;) {
             while (bin != kHorizontalBin && depth > rise * sure_behind_[static_cast<std::size_t>(bin) + crossing])
                 bin += step;
-            if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // which no row leaves
+            if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // no row leaves this bin
             const double sure_end = rise * sure_before_[static_cast<std::size_t>(bin) + crossing];
             if (depth < sure_end) {
                 const int end = static_cast<int>(std::min(sure_end, row.last + 1.0));
@@ -74,7 +74,7 @@ private:
     static constexpr double kHalfPi = 1.5707963267948966;
 
     int outward_;
-    // Of the crossing below each bin: columns from the wall per row from the origin, less and plus the doubt about it.
+    // Lower boundary of each bin in columns per row, minus and plus its rounding error.
     std::array<double, kLastBin + 1> sure_before_{};
     std::array<double, kLastBin + 1> sure_behind_{};
 };

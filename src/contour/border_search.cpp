@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The contour search over all pixels of the field, row by row from the centre outwards: the default form with the
-/// angle table, and the fast one that follows the tissue from row to row.
+/// Searches for the contour over all pixels of the field, row by row from the centre outwards. The default form uses
+/// the angle table; the fast form follows the tissue from row to row.
 #include "contour/bin_crossings.h"
 #include "contour/contour_search.h"
 #include "contour/contour_smoothing.h"
@@ -32,7 +32,7 @@ struct ScanRow {
     int y;
     int dy;         // rows below the origin
     int above;      // +1: on or above the centre row, -1: below
-    Columns field;  // from the frame's first run of the row to its last; the whole row where it has none
+    Columns field;  // from the frame's first run of the row to its last; if it has none, the whole row
 
     /// The columns of the breast side: from the wall's edge column to the end of the field.
     [[nodiscard]] Columns breast_side(const PolarOrigin& origin, int width) const {
@@ -41,7 +41,7 @@ struct ScanRow {
     }
 };
 
-/// Of the columns those that the image has.
+/// The part of the columns that lies inside the image.
 Depths depths_in_image(Columns columns, const PolarOrigin& origin, int width) {
     if (columns.first >= width || columns.last < 0) return {0, -1};
     const auto seen = columns.cut_to({0, width - 1});
@@ -53,11 +53,11 @@ Depths depths_in_image(Columns columns, const PolarOrigin& origin, int width) {
 /// The bins between two, in either order.
 Bins bins_of(int a, int b) { return {std::min(a, b), std::max(a, b)}; }
 
-/// A form of the search. A row begins with start_row(), which gives the depths to look at. Each block of them is asked
-/// for bins_between(), and then, if one of those bins is open, walked by visit_runs(block, visit), which calls
-/// visit(bin, depths) for neighbouring pixels of one bin, going away from the wall. During that call, and for its
-/// depths alone, distance() answers; the other three take what it gave. Plain definition of both forms: the search
-/// pixel by pixel in the tests of this room.
+/// A form of the search. For each row, start_row() returns the depths to examine. For each block of them,
+/// bins_between() returns the bins. If one of these bins is open, visit_runs(block, visit) calls visit(bin, depths) for
+/// neighbouring pixels of one bin, going away from the wall. distance() may only be called during that call and for its
+/// depths; the other three functions take its result. The tests of this room hold the plain definition of both forms,
+/// pixel by pixel.
 template <class F>
 concept SearchForm = requires(F form, const F& read, const ScanRow& row, Depths depths, Direction& direction,
                               typename F::Distance distance, void (*visit)(int, Depths)) {
@@ -70,7 +70,7 @@ concept SearchForm = requires(F form, const F& read, const ScanRow& row, Depths 
     { form.record(direction, depths.first, distance) } -> std::same_as<bool>;
 };
 
-/// The default search: bins from the angle table, and a pixel nearer than the bin's radius changes nothing.
+/// The default search: bins come from the angle table, and a pixel nearer than the bin's radius changes nothing.
 class TableSearch {
 public:
     using Distance = float;
@@ -90,9 +90,9 @@ public:
         bins_ = above_ > 0 ? bins_above_.data() : bins_below_.data();
         return depths_in_image(row.breast_side(origin_, width_), origin_, width_);
     }
-    /// The table index grows with the depth; the rounding of the distance moves it by one at most.
+    /// The table index grows with the depth. Rounding of the distance changes it by at most one.
     [[nodiscard]] Bins bins_between(Depths block) const {
-        if (dy_ == 0 && block.first == 0) return {0, kLastBin};  // the origin's bin lies apart
+        if (dy_ == 0 && block.first == 0) return {0, kLastBin};  // the bin of the origin is a separate one
         const int low = std::max(PolarRow::pixel(block.first, dy_, above_).index - 1, 0);
         const int high = std::min(PolarRow::pixel(block.last, dy_, above_).index + 1, Masking::NUM_IN_LUT);
         return bins_of(bins_[low], bins_[high]);
@@ -124,7 +124,8 @@ public:
     }
 
 private:
-    /// The bins run from straight down to straight up on the left, from straight up to straight down on the right.
+    /// With the wall on the left, the bins run from straight down to straight up; with the wall on the right, the other
+    /// way round.
     [[nodiscard]] std::uint16_t bin_of(float angle, int sign) const {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         const int quarter_degrees = truncate_to<int>(static_cast<double>(angle) * kBinsPerRadian);
@@ -139,15 +140,15 @@ private:
     float far_distance_;
     std::vector<std::uint16_t> bins_above_;  // by PolarRow index
     std::vector<std::uint16_t> bins_below_;
-    const std::uint16_t* bins_ = nullptr;  // those of the current row
-    PolarRow polar_;                       // of the block last loaded
+    const std::uint16_t* bins_ = nullptr;  // the bins of the current row
+    PolarRow polar_;                       // the last block that was loaded
     int first_depth_ = 0;
     int dy_ = 0;
     int above_ = 1;
 };
 
-/// The fast search: squared distances, bins from the arctangent, the latest pixel of a bin wins, and each row looks
-/// only near the columns where the row before had tissue.
+/// The fast search: distances are squared, bins come from the arctangent, and the latest pixel of a bin wins. Each row
+/// is only searched near the columns in which the row before had tissue.
 class WindowSearch {
 public:
     using Distance = std::int64_t;
@@ -161,19 +162,19 @@ public:
           bins_(from.outward) {}
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
-        constexpr double kWidening = static_cast<double>(0.18F);  // of the row's field
+        constexpr double kWidening = static_cast<double>(0.18F);  // share of the row's field
         const double span = static_cast<double>(row.field.last - row.field.first) * kWidening;
         const Columns limits = row.breast_side(origin_, width_);
         const Columns window{
             std::max(limits.first, truncate_to<std::int64_t>(static_cast<double>(tissue_.first) - span + 0.5)),
             std::min(limits.last, truncate_to<std::int64_t>(static_cast<double>(tissue_.last) + span + 0.5))};
-        // A row without tissue hands its window on with the ends exchanged.
+        // If a row has no tissue, the next row gets its window with the ends exchanged.
         tissue_ = {window.last, window.first};
         dy_ = row.dy;
         return depths_in_image(window, origin_, width_);
     }
     [[nodiscard]] Distance distance(int depth) const { return square(depth) + square(dy_); }
-    /// Bins run with the angle, and the angle with the depth.
+    /// Bins are monotonic in the angle, and the angle in the depth.
     [[nodiscard]] Bins bins_between(Depths block) const {
         return bins_of(bins_.bin_at(block.first, dy_), bins_.bin_at(block.last, dy_));
     }
@@ -202,14 +203,15 @@ private:
     ArctangentBins bins_;
 };
 
-/// What both forms of the search are given.
+/// The input of both forms of the search.
 struct RasterSearch {
     const SearchImages& images;
     const PolarOrigin& origin;
     const TissueRules& tissue;
     const SearchRules& given;
 
-    /// One row, block by block: a block whose bins are all closed, as most are beyond the skin, is passed over whole.
+    /// Scans one row in blocks. If all bins of a block are closed, as in most blocks beyond the skin, the block is
+    /// skipped.
     template <SearchForm Form>
     void scan_row(const ScanRow& row, Form& form, std::vector<Direction>& directions, OpenBins& open) const {
         constexpr int kBlock = 64;  // pixels
@@ -230,7 +232,7 @@ struct RasterSearch {
         form.visit_runs(block, [&](int bin, Depths run) {
             Direction& direction = directions[static_cast<std::size_t>(bin)];
             if (direction.tolerance == 0) return;
-            Direction current = direction;  // in registers, for the length of the run
+            Direction current = direction;  // a copy, kept in registers during the run
             for (int depth = run.first; depth <= run.last && current.tolerance != 0; ++depth) {
                 const int column = origin.edge_column + origin.outward * depth;
                 const auto x = static_cast<std::size_t>(column);
@@ -252,7 +254,7 @@ struct RasterSearch {
         });
     }
 
-    /// The rows of the field, first from the centre row upwards, then from the row below it downwards.
+    /// Scans the rows of the field: first from the centre row upwards, then from the row below it downwards.
     template <SearchForm Form>
     [[nodiscard]] std::vector<Direction> scan(const Mask& frame, Form form) const {
         std::vector<Direction> directions(Masking::c_num_angles, Direction(given.settings.tolerance));
@@ -281,7 +283,7 @@ std::vector<float> radii_of(const std::vector<Direction>& directions, RadiusOf r
     return radii;
 }
 
-/// The radius of every bin, not yet smoothed; all 0 for a chest wall on neither side.
+/// The radius of every bin, not yet smoothed. If the chest wall is on neither side, all are 0.
 template <SearchForm Form, class RadiusOf>
 std::vector<float> search_radii(const SearchImages& images, const Mask& frame, const SearchRules& given,
                                 RadiusOf radius_of) {

@@ -32,7 +32,8 @@ constexpr unsigned kLeft = 2;
 constexpr unsigned kDown = 3;
 constexpr std::array<Point, 4> kSteps{{{1, 0}, {0, -1}, {-1, 0}, {0, 1}}};
 
-/// How a walk turns, by the side of the wall: along the breast's upper border away from the wall, and back below.
+/// How a walk turns for a side of the wall. It goes along the upper border of the breast away from the wall and returns
+/// below.
 struct WalkRules {
     unsigned start;             // first direction
     unsigned turn_before_step;  // towards the border that is followed
@@ -43,7 +44,7 @@ struct WalkRules {
 constexpr WalkRules kWallOnTheLeft{kRight, 1, 3, kLeft};
 constexpr WalkRules kWallOnTheRight{kLeft, 3, 1, kRight};
 
-/// A walk along the border of the region, appending to a list of points.
+/// A walk along the border of the region that appends to a list of points.
 class BorderWalk {
 public:
     BorderWalk(const TracedRegion& region, std::vector<int>& points)
@@ -70,7 +71,7 @@ private:
     }
 
     [[nodiscard]] Point neighbour() const {
-        // Coordinates may be anything that a host's list holds; unsigned sums wrap where signed ones must not.
+        // A host's list may hold any coordinates. Unsigned sums may wrap; signed ones must not.
         const Point d = kSteps[direction_];
         return {static_cast<int>(static_cast<unsigned>(at_.x) + static_cast<unsigned>(d.x)),
                 static_cast<int>(static_cast<unsigned>(at_.y) + static_cast<unsigned>(d.y))};
@@ -89,7 +90,7 @@ private:
             }
             turn(rules_.turn_when_blocked);
         }
-        // A pixel of its own: go on below it.
+        // It is a single pixel: continue below it.
         append(below);
         at_ = below;
         direction_ = kDown;
@@ -97,7 +98,7 @@ private:
 
     void move_to(Point next, Point below) {
         if (direction_ == kUp && (next.x == region_.box.columns.last || next.x == region_.box.columns.first)) {
-            // Running up along the box is the way back; turn round one row below instead.
+            // Going up along the edge of the box would lead back, so turn round one row below instead.
             at_ = {next.x, below.y};
             direction_ = rules_.leave_box_edge;
         } else {
@@ -117,8 +118,8 @@ private:
         return std::equal(points_.end() - 4, points_.end(), points_.begin()) || points_.size() / 2 > kMostPoints;
     }
 
-    /// The last row of the box, from the walk's column towards the wall. Never longer than the image is wide: a box
-    /// from outside may be anything.
+    /// Adds the last row of the box, from the walk's column towards the wall. Never longer than the width of the image,
+    /// because a box from outside may be anything.
     void close_at_bottom() {
         const std::int64_t longest = region_.image.GetWidth();
         const auto& [columns, rows] = region_.box;

@@ -11,7 +11,7 @@
 
 namespace Norvane {
 
-/// What bounds a walk: pixels of `box` whose grey level is not of the padding. The wall lies on the left or right.
+/// The region of a walk: the pixels of `box` whose grey level is not padding. The wall lies on the left or right.
 struct TracedRegion {
     const Image& image;
     Rectangle<int> box;
@@ -19,17 +19,18 @@ struct TracedRegion {
     IMAGE_SIDE side;
 };
 
-/// Appends the border to `points`, from the last point on.
+/// Appends the border to `points`, starting at the last point.
 void trace_boundary(const TracedRegion& region, std::vector<int>& points);
 
-/// The points of the top edge of the field, from the wall up to the padding. On the left none when the wall's corner is
-/// padding, on the right none when it is and the image goes on behind it.
+/// The points of the top edge of the field, from the wall to the padding. With the wall on the left, there are none if
+/// the corner at the wall is padding. With the wall on the right, there are none if it is and the image continues
+/// beyond it.
 [[nodiscard]] std::vector<int> top_edge(const TracedRegion& region);
 
-/// Sets the pixels of the mask, as far as the image has them.
+/// Sets the pixels of the mask that lie inside the image.
 void paint(const Mask& mask, Image& image);
 
-/// Where the boundary of a painted mask is taken up: the topmost painted pixel on the wall's edge of the box.
+/// Where the boundary of a painted mask starts: the topmost painted pixel on the edge of the box at the wall.
 [[nodiscard]] std::vector<int> start_of_boundary(const Image& painted, const Rectangle<int>& box, IMAGE_SIDE side);
 
 }  // namespace Norvane

@@ -13,10 +13,10 @@
 namespace Norvane {
 namespace {
 
-/// Columns of the outline's pixels by row, in the order of the rows. Nothing lies outside the image.
+/// The pixels of the outline, in the order of the rows. All lie inside the image.
 using OutlinePixels = std::vector<std::pair<unsigned, unsigned>>;  // row, column
 
-/// Both ends of every run.
+/// The two ends of every run.
 OutlinePixels outline_of(const Mask& mask, const Image& image) {
     OutlinePixels pixels;
     if (MaskReader::is_empty(mask)) return pixels;

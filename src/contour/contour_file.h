@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Diagnostic picture of an outline: black on white, as a plain portable grey map. A file that cannot be opened is
-/// passed over in silence.
+/// Writes a diagnostic picture of an outline: black on white, as a plain portable grey map. If the file cannot be
+/// opened, nothing is written and nothing reported.
 #pragma once
 
 #include <norvane/image.h>
@@ -11,7 +11,7 @@
 
 namespace Norvane {
 
-/// Draws the ends of the mask's runs; without a mask the points, x and y in turn (null: none).
+/// Draws the ends of the mask's runs. If there is no mask, draws the points, x and y in turn; null means none.
 void save_outline(const std::string& file_name, const Image& image, const Mask* mask, const std::vector<int>* points);
 
 }  // namespace Norvane

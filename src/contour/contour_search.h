@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The search for the skin line: radii in pixels around the polar origin, Masking::c_num_angles of them, with gaps
-/// filled and smoothed.
+/// Searches for the skin line. The result is Masking::c_num_angles radii, in pixels, around the polar origin; gaps are
+/// filled, and the radii are smoothed.
 #pragma once
 
 #include <norvane/mask.h>
@@ -12,7 +12,7 @@
 
 namespace Norvane {
 
-/// What a search is given beside its images.
+/// The input of a search apart from its images.
 struct SearchRules {
     const Masking::Params& params;
     const Settings& settings;
@@ -25,17 +25,17 @@ struct Outlines {
     std::vector<float> outer;
 };
 
-/// Along rays half a degree apart.
+/// Searches along rays half a degree apart.
 [[nodiscard]] std::vector<float> contour_along_rays(const SearchImages& images, const Mask& frame,
                                                     const SearchRules& rules);
 
-/// Over all pixels of the field, with the angle of each by table. `with_outer` asks for the outer contour.
+/// Searches over all pixels of the field and takes the angle of each from a table. `with_outer` asks for the outer
+/// contour.
 [[nodiscard]] Outlines contour_of_all_pixels(const SearchImages& images, const Mask& frame, const SearchRules& rules,
                                              bool with_outer);
 
-/// The fast search, which follows the tissue from row to row; its results differ. What the call wants of the outer
-/// contour stands in its parameters: with `singleContour` the wider contour takes the place of the contour itself, and
-/// `outer` comes back as it was, resized.
+/// The fast search, which follows the tissue from row to row; its results differ. The parameters say whether the outer
+/// contour is wanted. With `singleContour`, the wider contour replaces the contour itself, and `outer` is only resized.
 [[nodiscard]] Outlines contour_near_tissue(const SearchImages& images, const Mask& frame, const SearchRules& rules,
                                            std::vector<float> outer);
 

@@ -14,7 +14,7 @@ namespace {
 
 float mid_value(float a, float b) { return static_cast<float>(static_cast<double>(a + b) * 0.5); }
 
-/// Mean of the positive radii in the middle half of a contour, in whole pixels; 0 without any.
+/// Mean of the positive radii in the middle half of a contour, in whole pixels; 0 if there are none.
 int mean_of_middle_half(const std::vector<float>& c) {
     const std::size_t quarter = c.size() / 4;
     std::int64_t sum = 0;
@@ -27,8 +27,8 @@ int mean_of_middle_half(const std::vector<float>& c) {
     return count == 0 ? 0 : static_cast<int>(sum / count);
 }
 
-/// Replaces every entry at or below the mean by the mid-value of its nearest neighbours above the low limit. Entries
-/// replaced earlier are read in their new form, which is why one pass from the left suffices for the lower neighbour.
+/// Replaces every entry at or below the mean by the mean of its nearest neighbours above the low limit. Entries that
+/// were replaced already are read with their new value, so one pass from the left is enough for the lower neighbour.
 void bridge_gaps(std::vector<float>& c, float mean, float low_limit) {
     const std::size_t last = c.size() - 1;
     const auto first_above_from = [&](std::size_t i) {
@@ -36,7 +36,7 @@ void bridge_gaps(std::vector<float>& c, float mean, float low_limit) {
         return i;
     };
     std::size_t below = 0;  // nearest entry above the limit before i, or the first entry
-    std::size_t above = 0;  // nearest entry above the limit behind i, or the last entry
+    std::size_t above = 0;  // nearest entry above the limit after i, or the last entry
     for (std::size_t i = 1; i < last; ++i) {
         if (c[i] <= mean) {
             if (above <= i) above = first_above_from(i + 1);
@@ -67,7 +67,7 @@ struct DifferenceHistory {
     [[nodiscard]] float sum() const { return latest[0] + latest[1] + latest[2]; }
 };
 
-/// One end of a contour, as it is scanned for a jump: from the inside towards the end.
+/// One end of a contour, which is scanned for a jump from the inside towards the end.
 struct ContourEnd {
     std::int64_t innermost;  // where the scan starts
     std::int64_t outermost;  // the last entry that is tested
@@ -76,8 +76,8 @@ struct ContourEnd {
     std::int64_t before;     // ... and before this one
 };
 
-/// Looks for the first jump on the way to the end, and flattens the end from the first good radius before it. Contours
-/// of views without muscle run into the chest wall there, and what lies behind a jump is not breast.
+/// Finds the first jump on the way to the end, and flattens the end from the last good radius before it. In views
+/// without muscle, contours run into the chest wall there, and beyond a jump there is no breast.
 void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float low_limit, DifferenceHistory& history) {
     const auto at = [&](std::int64_t i) -> float& { return c[static_cast<std::size_t>(i)]; };
     const float jump = static_cast<float>(limit);
@@ -86,7 +86,7 @@ void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float 
     float trend = 0.0F;
     for (std::int64_t i = end.innermost; (end.outermost - i) * end.outwards >= 0; i += end.outwards) {
         const float d = at(i + end.outwards) - at(i);
-        // The falling side compares the trend with the whole limit, not with half of it.
+        // A fall compares the trend with the whole limit, not with half of it.
         const bool jumps = (trend + d > half_jump && d > jump) || (-trend - d > jump && -d > jump);
         if (!jumps) {
             history.push(d);
@@ -106,7 +106,7 @@ void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float 
     }
 }
 
-/// Raises the radii next to the wall to the one a little farther in, where the outline is reliable.
+/// Raises the radii next to the wall to a radius a little farther in, where the outline is reliable.
 void raise_ends(std::vector<float>& c) {
     constexpr std::size_t kRaised = 27;  // entries: 27 at the head, 26 at the tail
     const std::size_t n = c.size();
@@ -115,8 +115,8 @@ void raise_ends(std::vector<float>& c) {
     for (std::size_t k = n - kRaised + 1; k < n; ++k) c[k] = std::max(c[k], c[n - kRaised]);
 }
 
-/// Moving average over `half` entries before and half - 1 behind each, that passes over entries which fall steeply from
-/// their predecessor.
+/// A moving average over `half` entries before and half - 1 after each. Entries that fall steeply from their
+/// predecessor are left out.
 std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_t half) {
     constexpr double kSteepFall = 50.0;  // pixels
     const std::size_t n = c.size();
@@ -138,8 +138,8 @@ std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_
     return smoothed;
 }
 
-/// The outer contour: a little outside the larger of the raw and the smoothed radius, at the ends outside the smoothed.
-/// `outer` may be the raw contour itself.
+/// Makes the outer contour. It lies a little outside the larger of the raw and the smoothed radius; at the ends,
+/// outside the smoothed one. `outer` may be the raw contour itself.
 void widen(const std::vector<float>& raw, const std::vector<float>& smoothed, const Smoothing& smoothing,
            std::vector<float>& outer) {
     constexpr std::size_t kEnds = 26;  // entries: 26 at the head, 25 at the tail
@@ -166,7 +166,7 @@ void fill_contour_gaps(std::vector<float>& c, IMAGE_VIEW view) {
     const int jump = std::min<int>(low_limit, kLargestJump);
     const auto n = static_cast<std::int64_t>(c.size());
     const std::int64_t sixth = n / 6;
-    DifferenceHistory history;  // the tail goes on with what the head leaves in it
+    DifferenceHistory history;  // the tail continues with the differences that the head leaves
     cut_at_jump(c, {sixth, 2, -1, 0, sixth}, jump, low_limit, history);
     cut_at_jump(c, {n - sixth - 1, n - 2, 1, n - sixth, n - 1}, jump, low_limit, history);
 }
@@ -187,7 +187,8 @@ bool running_mean(const std::vector<float>& in, std::vector<float>& out, int win
     const auto half = static_cast<std::size_t>(window / 2);
     float sum = 0.0F;
     for (std::size_t i = 0; i < half; ++i) sum += in[i];
-    // Values are read when they are needed: with one vector as both arguments, those that leave the window are means.
+    // Values are read when they are needed. If both arguments are the same vector, those that leave the window are
+    // means.
     for (std::size_t i = 0; i <= half; ++i) {
         sum += in[i + half];
         out[i] = sum / static_cast<float>(i + half + 1);

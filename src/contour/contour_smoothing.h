@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Turns a raw radius profile into an outline: gaps and dips are bridged, ends cut or raised, and the rest averaged.
-/// All sums are single precision, added in the order of the index: the outline is defined to the last bit.
+/// Turns a raw radius profile into an outline: bridges gaps and dips, cuts or raises the ends, and averages the rest.
+/// All sums are in single precision and in the order of the index, because the outline is defined to the last bit.
 #pragma once
 
 #include <norvane/masking.h>
@@ -9,7 +9,7 @@
 
 namespace Norvane {
 
-/// Bridges entries far below the mean; in a view without muscle the ends are flattened from the first jump on.
+/// Bridges entries far below the mean. In a view without muscle, also flattens the ends from the first jump on.
 void fill_contour_gaps(std::vector<float>& contour, IMAGE_VIEW view);
 
 struct Smoothing {
@@ -18,12 +18,13 @@ struct Smoothing {
     int outer_offset;  // pixels
 };
 
-/// Smooths the contour. If `outer` is of the contour's size it becomes the outer contour; any other that is not empty
-/// is averaged as it is. Nothing for a window below 2 or beyond the contour.
+/// Smooths the contour. If `outer` has the size of the contour, it becomes the outer contour. If it has another size
+/// and is not empty, it is only averaged. Does nothing if the window is below 2 or larger than the contour.
 void smooth_outline(std::vector<float>& contour, std::vector<float>& outer, const Smoothing& smoothing);
 
-/// Mean over `window` entries (at least 2 and less than there are), over fewer at the ends. `out` is of the size of
-/// `in`, and may be the same vector: entries that leave the window are means then. Whether it could be done.
+/// Mean over `window` entries, and over fewer at the ends. `window` must be at least 2 and less than the number of
+/// entries; otherwise returns false. `out` has the size of `in`. It may be the same vector; then entries that leave the
+/// window are means already.
 bool running_mean(const std::vector<float>& in, std::vector<float>& out, int window);
 
 }  // namespace Norvane

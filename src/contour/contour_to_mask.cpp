@@ -21,7 +21,7 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kHalfPi = 1.5707963267948966;
 constexpr double kBinsPerHalfCircle = 720.0;
 
-/// The contour's radius by table index, for each of the four quadrants.
+/// The radius of the contour for each table index, in each of the four quadrants.
 class RadiusByIndex {
 public:
     RadiusByIndex(const std::vector<float>& contour, IMAGE_SIDE side) {
@@ -36,7 +36,7 @@ public:
 private:
     [[nodiscard]] static std::size_t quadrant(int sx, int sy) { return (sx > 0 ? 2U : 0U) + (sy > 0 ? 1U : 0U); }
 
-    // On the right the bin of the origin pixel itself is 0, not the horizontal one.
+    // With the wall on the right, the bin of the origin pixel itself is 0 and not the horizontal one.
     [[nodiscard]] static std::size_t bin_of(float angle, int sy, IMAGE_SIDE side, std::size_t bins) {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         constexpr int kHorizontalBin = 360;
@@ -51,13 +51,13 @@ private:
 
 /// No pixel this far from the origin, or farther, is inside the contour.
 std::int64_t reach_of(const std::vector<float>& contour) {
-    constexpr double kFarthest = 1 << 24;  // pixels; no image comes near it, and offsets are exact floats up to it
+    constexpr double kFarthest = 1 << 24;  // pixels; larger than any image; offsets up to it are exact floats
     float largest = 0.0F;
     for (const float radius : contour) largest = std::max(largest, radius);
     return truncate_to<std::int64_t>(std::min(std::ceil(static_cast<double>(largest)), kFarthest));
 }
 
-/// Writes the pixels nearer to the origin than the contour, as one run after the other.
+/// Writes the pixels that are nearer to the origin than the contour, run by run.
 class RunWriter {
 public:
     RunWriter(const PlacedContour& contour, Mask& out)
@@ -75,9 +75,9 @@ public:
     [[nodiscard]] std::int64_t first_row() const { return centre_row_ - reach_; }
     [[nodiscard]] std::int64_t last_row() const { return centre_row_ + reach_; }
 
-    /// The columns of the field in row y; returns the sum of the extents written.
+    /// Writes row y inside the columns of the field. Returns the sum of the extents that were written.
     double write_row(std::int64_t y, const Interval<std::int64_t>& field) {
-        // The pixels at the full reach are outside: they end a run as every farther pixel would.
+        // The pixels at the full reach are outside, so they end a run like every farther pixel would.
         const auto [first, last] = field.cut_to({edge_column_ - reach_, edge_column_ + reach_});
         if (first > last) return 0.0;
         row_ = y;
@@ -86,7 +86,7 @@ public:
         area_ = 0.0;
         is_inside_ = false;
         const std::int64_t split =
-            std::clamp(edge_column_ + 1, first, last + 1);  // the edge column belongs to its left
+            std::clamp(edge_column_ + 1, first, last + 1);  // the edge column belongs to the left part
         follow(first, split, radii_.of(-1, above_), kFarBlock);
         follow(split, last + 1, radii_.of(1, above_), kFarBlock);
         if (is_inside_) close_run(width_ - wall_allowance(field) - 1);
@@ -95,9 +95,10 @@ public:
 
 private:
     static constexpr std::int64_t kBlock = 32;       // pixels
-    static constexpr std::int64_t kFarBlock = 4096;  // of rows that are wider than any image
+    static constexpr std::int64_t kFarBlock = 4096;  // for rows that are wider than any image
 
-    /// Columns from .. to - 1, on one side of the origin, block by block: most blocks lie inside or outside as a whole.
+    /// Follows the columns from .. to - 1 on one side of the origin, block by block. Most blocks lie inside or outside
+    /// as a whole.
     void follow(std::int64_t from, std::int64_t to, const std::vector<float>& radius, std::int64_t block) {
         if (to - from < kFarBlock) block = kBlock;
         for (std::int64_t x = from; x < to; x += block) {
@@ -131,11 +132,11 @@ private:
 
     enum class Place { kInside, kOutside, kAcross };
 
-    /// Where the pixels of columns first .. last lie. Distance and table index both grow with the column offset's
-    /// magnitude, the index but for one step that the rounding of the distance can make.
+    /// Whether the columns first .. last lie inside, outside or across. Distance and table index both grow with the
+    /// magnitude of the column offset, except that rounding of the distance can change the index by one.
     [[nodiscard]] Place place_of(std::int64_t first, std::int64_t last, const std::vector<float>& radius) {
         const int a = static_cast<int>(first - edge_column_), b = static_cast<int>(last - edge_column_);
-        if (dy_ == 0 && a <= 0 && b >= 0) return Place::kAcross;  // the origin has an index of its own
+        if (dy_ == 0 && a <= 0 && b >= 0) return Place::kAcross;  // the origin has a separate index
         const int near = b <= 0 ? b : a, far = b <= 0 ? a : b;
         const auto [farthest, far_index] = PolarRow::pixel(far, dy_, above_);
         const auto [nearest, near_index] = PolarRow::pixel(near, dy_, above_);
@@ -150,7 +151,7 @@ private:
         return beyond_nearest == 0 ? Place::kOutside : Place::kAcross;
     }
 
-    /// `end` belongs to the run: the first pixel outside is written, too.
+    /// `end` belongs to the run, because the first pixel outside is written too.
     void close_run(std::int64_t end) {
         const std::int64_t extent = end - run_start_;
         if (extent <= 0) return;
@@ -158,8 +159,8 @@ private:
         area_ += static_cast<double>(extent);
     }
 
-    /// Columns at the end of the row that an open run leaves out. On the left these mirror the columns before the
-    /// field.
+    /// Number of columns at the end of the row that an open run leaves out. With the wall on the left, this is the
+    /// number of columns before the field.
     [[nodiscard]] std::int64_t wall_allowance(const Interval<std::int64_t>& field) const {
         if (side_ == SIDE_CHEST_LEFT) return field.first;
         return side_ == SIDE_CHEST_RIGHT ? width_ - field.last - 1 : 0;
@@ -175,7 +176,7 @@ private:
     unsigned offset_y_;
     Mask& out_;
 
-    PolarRow polar_;  // of the block last looked at
+    PolarRow polar_;  // the last block that was examined
     std::int64_t row_ = 0;
     int dy_ = 0;
     int above_ = 1;
@@ -184,11 +185,11 @@ private:
     double area_ = 0.0;
 };
 
-/// A row bound of the frame in image rows.
+/// Converts a row bound of the frame to image rows.
 std::int64_t without_offset(unsigned bound, unsigned offset) { return bound > offset ? bound - offset : 0; }
 
-/// A coordinate of a point in the grid of the mask. Offsets that only the largest coordinates take beyond the range of
-/// int stop there: a polygon that wraps from the last row to the first would cover all rows between.
+/// A coordinate of a point in the grid of the mask. If the offset takes it beyond the range of int, it stops there,
+/// because a polygon that wraps from the last row to the first would cover all rows between.
 int with_offset(std::int64_t coordinate, unsigned offset) {
     constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
     const std::int64_t sum = coordinate + offset;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Writes a polar contour into a mask: pixel by pixel, or as a filled polygon of its points.
+/// Writes a polar contour into a mask, pixel by pixel or as a filled polygon of its points.
 #pragma once
 
 #include <norvane/image.h>
@@ -10,7 +10,7 @@
 
 namespace Norvane {
 
-/// A contour, and where it lies: the origin of `state`, in `image`.
+/// A contour and its place: around the origin in `state`, in `image`.
 struct PlacedContour {
     const std::vector<float>& radii;
     const ContourState& state;
@@ -18,14 +18,14 @@ struct PlacedContour {
     const Image& image;
 };
 
-/// Adds the field's pixels inside the contour. 1 plus the sum of the extents written: the ratio of image to mask stays
-/// finite.
+/// Adds the pixels of the field inside the contour. Returns 1 plus the sum of the extents that were written. The 1
+/// keeps the ratio of image to mask finite.
 double write_pixels_inside(const PlacedContour& contour, const Mask& frame, Mask& out);
 
-/// The contour's points in image coordinates plus the image's offset, x and y in turn.
+/// The points of the contour, x and y in turn, in image coordinates plus the offset of the image.
 [[nodiscard]] std::vector<int> points_of(const PlacedContour& contour);
 
-/// Adds the polygon of points_of(). The same sum.
+/// Adds the polygon of points_of(). Returns the same sum.
 double write_polygon(const PlacedContour& contour, Mask& out);
 
 }  // namespace Norvane

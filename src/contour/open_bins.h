@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Which angle bins of a contour search still take samples, so that pixels of closed bins need not be looked at.
+/// Knows which angle bins of a contour search still take samples, so that pixels of closed bins can be skipped.
 #pragma once
 
 #include <norvane/masking.h>

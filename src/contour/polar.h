@@ -14,9 +14,9 @@ struct AcosTable {
     std::vector<float> angles;
 };
 
-/// Angle (radians, 0 .. 2 pi, counter-clockwise from the +x direction with up positive) of an offset of length `r`
-/// whose horizontal component is `x`. `sx` is the sign of x, `sy` +1 on or above the horizontal and -1 below it. 0 for
-/// a length below 0.0001; 0 with the message "Wrong quad" for a sign of 0.
+/// The angle of an offset of length `r` whose horizontal component is `x`: radians, 0 .. 2 pi, counter-clockwise from
+/// the +x direction, with up positive. `sx` is the sign of x; `sy` is +1 on or above the horizontal and -1 below it.
+/// Returns 0 if the length is below 0.0001. If a sign is 0, prints "Wrong quad" and returns 0.
 [[nodiscard]] float polar_angle(float x, float r, const AcosTable& table, int sx, int sy);
 
 }  // namespace Norvane

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Polar angles of whole rows of pixels: the table index of each pixel, so that a caller maps the few thousand indices
-/// to its bins once instead of every pixel's angle.
+/// Polar angles of whole rows of pixels, as table indices. A caller can map the few thousand indices to its bins once,
+/// instead of mapping the angle of every pixel.
 #pragma once
 
 #include "contour/polar.h"
@@ -13,7 +13,7 @@
 
 namespace Norvane {
 
-/// The angle (radians, single precision) in the quadrant of the signs, for the angle `t` of the first quadrant.
+/// Takes the angle `t` of the first quadrant to the quadrant of the signs (radians, single precision).
 [[nodiscard]] inline float in_quadrant(float t, int sx, int sy) {
     constexpr float kPi = 3.14159274F;
     constexpr float kTwoPi = 6.28318548F;
@@ -21,11 +21,12 @@ namespace Norvane {
     return sx > 0 ? kTwoPi - t : t + kPi;
 }
 
-/// Index of the origin pixel itself, behind those of the table: its angle is 0 in every quadrant.
+/// Index of the origin pixel itself, after those of the table. Its angle is 0 in every quadrant.
 constexpr int kOriginIndex = Masking::NUM_IN_LUT + 1;
 
-/// Distances and table indices of consecutive pixels of one row, seen from the polar origin. Both depend on the column
-/// and row offsets alone. Plain definition: polar_angle(), and the tests of the contour searches.
+/// Distances and table indices of consecutive pixels of one row, seen from the polar origin. Both depend only on the
+/// column and row offsets. The plain definition is polar_angle(), and the tests of the contour searches compare with
+/// it.
 struct PolarRow {
     struct Pixel {
         float distance;
@@ -50,14 +51,14 @@ struct PolarRow {
         if (dy == 0 && dx_first <= 0 && dx_last >= 0) index[static_cast<std::size_t>(-dx_first)] = kOriginIndex;
     }
 
-    /// One pixel, which is not the origin.
+    /// One pixel, which must not be the origin.
     [[nodiscard]] static Pixel pixel(int dx, int dy, int sy) {
         return pixel_at(dx, static_cast<double>(dy) * dy, sy * 0.5);
     }
 
 private:
-    // The index is that of polar_angle(). The clamp comes before the truncation, to the same effect, and keeps the
-    // conversion inside the integer's range; a distance of 0 stands for the origin, whose index is set apart.
+    // The index is that of polar_angle(). The clamp comes before the truncation. This has the same effect and keeps the
+    // conversion inside the range of the integer. A distance of 0 means the origin, whose index is set separately.
     [[nodiscard]] static Pixel pixel_at(double dx, double dy_squared, double half) {
         constexpr double kLast = Masking::NUM_IN_LUT;
         const float r = static_cast<float>(std::sqrt(dx * dx + dy_squared));

@@ -12,7 +12,7 @@ namespace {
 
 std::uint16_t low_16_bits(unsigned v) { return static_cast<std::uint16_t>(v); }
 
-/// A tenth of the field's extent, and a column: how deep the near-wall zone reaches.
+/// The depth of the near-wall zone: a tenth of the field's extent plus a column.
 std::uint16_t wall_margin(unsigned extent) {
     return low_16_bits(truncate_to<unsigned>(extent * static_cast<double>(0.1F) + 1.0));
 }
@@ -23,12 +23,12 @@ ContourState with_polar_origin(ContourState state, const Image& image, const Mas
     state.centreRow = low_16_bits(truncate_to<unsigned>(image.GetHeight() * 0.5));
 
     Interval<unsigned> field{0, image.GetWidth() - 1};
-    unsigned beyond_last = image.GetWidth();  // where the margin is counted from on the right
+    unsigned beyond_last = image.GetWidth();  // with the wall on the right, the margin is counted from here
     if (frame != nullptr) {
         MaskReader reader(*frame);
         if (const auto runs = reader.row(state.centreRow); !runs.empty()) {
             field = {runs.front().first, runs.back().last};
-            beyond_last = field.last;  // the field's own last column, not the one after it
+            beyond_last = field.last;  // the last column of the field, not the one after it
         }
     }
     const std::uint16_t margin = wall_margin(field.last - field.first);

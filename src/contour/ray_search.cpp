@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The contour search along rays.
+/// Searches for the contour along rays.
 #include "contour/contour_search.h"
 #include "contour/contour_smoothing.h"
 #include "contour/tissue_rules.h"
@@ -19,11 +19,11 @@ constexpr int kHorizontal = 180;  // the ray straight into the breast
 constexpr float kRaysPerRadian = 114.59156F;
 constexpr SmoothingWindows kRayWindows{64, 8, 32};
 
-using Columns = Interval<std::int64_t>;  // that the field allows in a row
+using Columns = Interval<std::int64_t>;  // the columns that the field allows in a row
 constexpr Columns kNoColumns{0, -1};
 
-/// The columns of each image row that rays may sample: from the row's first run to its last one; for a row of the field
-/// without runs, the field's bounding columns.
+/// The columns of each image row that rays may sample: from the first run of the row to its last. If a row of the field
+/// has no runs, the bounding columns of the field.
 std::vector<Columns> field_columns(const Mask& frame, int width, int height) {
     std::vector<Columns> columns(static_cast<std::size_t>(height), kNoColumns);
     if (MaskReader::is_empty(frame)) return columns;
@@ -55,7 +55,7 @@ std::int64_t longest_ray(const Mask& frame, const PolarOrigin& origin) {
 /// The steps of one ray: where it samples the image at distance r.
 struct Ray {
     const PolarOrigin& origin;
-    int upward;  // +1: the ray points above the centre row (or along it), -1: below
+    int upward;  // +1: the ray points above the centre row or along it; -1: below
     double sine;
     double cosine;
 
@@ -70,13 +70,13 @@ struct Ray {
     [[nodiscard]] std::int64_t columns_from_wall(std::int64_t r) const {
         return truncate_to<std::int64_t>(static_cast<double>(r) * cosine + 0.5);
     }
-    /// Rays never turn back: behind the image's far border nothing follows.
+    /// Rays never turn back, so after the far border of the image nothing follows.
     [[nodiscard]] bool has_left(std::int64_t x, std::int64_t y, int width, int height) const {
         return (origin.outward > 0 ? x >= width : x < 0) || (upward > 0 ? y < 0 : y >= height);
     }
 };
 
-/// What all rays of a search share.
+/// The data that all rays of a search share.
 struct RaySearch {
     const SearchImages& images;
     const PolarOrigin& origin;
@@ -85,7 +85,7 @@ struct RaySearch {
     std::int64_t longest;
     std::uint16_t tolerance;
 
-    /// The distance of the last tissue sample along ray `ray`; 0 without tissue.
+    /// The distance of the last tissue sample along `ray`; 0 if there is none.
     [[nodiscard]] float radius(const Ray& ray, RowRules rules) const {
         const int far_distance = two_thirds_of(static_cast<unsigned>(images.width()));
         Direction direction(tolerance);
@@ -114,8 +114,8 @@ struct RaySearch {
     }
 };
 
-/// Rays in the order of the contour: counter-clockwise from the +x direction, half a degree an entry. The half-plane
-/// behind the wall stays 0.
+/// Puts the rays into the order of the contour: counter-clockwise from the +x direction, half a degree per entry. The
+/// half-plane beyond the wall stays 0.
 void lay_out(const std::vector<float>& radii, IMAGE_SIDE side, std::vector<float>& contour) {
     constexpr std::size_t kHalf = kHorizontal;
     if (side == SIDE_CHEST_LEFT) {

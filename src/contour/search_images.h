@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pair of images that a contour search reads: the prepared one and the one that it thresholds.
+/// The pair of images that a contour search reads: the prepared one, and the one to which its thresholds apply.
 #pragma once
 
 #include <norvane/image.h>
@@ -13,7 +13,7 @@
 
 namespace Norvane {
 
-/// Both images are of one size. The thresholded one is read with the row length of the prepared one.
+/// Both images have the same size. The thresholded one is read with the row length of the prepared one.
 class SearchImages {
 public:
     SearchImages(const Image& prepared, const Image& thresholded) : grey_(prepared), searched_(thresholded) {}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What makes a sample tissue, direction by direction around the polar origin. The ray search and both raster searches
-/// share these rules; where their arithmetic differs, each form is a function of its own.
+/// Decides whether a sample is tissue, direction by direction around the polar origin. The ray search and both raster
+/// searches share these rules. If their arithmetic differs, each form has its own function.
 #pragma once
 
 #include <norvane/masking.h>
@@ -17,7 +17,8 @@
 
 namespace Norvane {
 
-/// The polar origin and the side that it looks to. Distances from the wall are columns away from the edge column.
+/// The polar origin and the side on which the breast lies. Distances from the wall are counted in columns from the edge
+/// column.
 struct PolarOrigin {
     int edge_column;
     int row;
@@ -30,17 +31,17 @@ struct PolarOrigin {
           row(state.centreRow),
           outward(outward_from(side)),
           near_wall_width(outward * (state.centreColumn - state.edgeColumn)),
-          // From the image border on the left, from the edge column on the right.
+          // Counted from the image border if the wall is on the left, and from the edge column if it is on the right.
           gate_distance(side == SIDE_CHEST_LEFT ? state.centreColumn : state.edgeColumn - state.centreColumn) {}
 };
 
-/// Which of the rules hold for the samples of one row or ray.
+/// Which rules apply to the samples of one row or ray.
 struct RowRules {
     bool raises_near_wall;  // tissue next to the wall must be brighter
     bool stops_at_edges;    // a strong gradient closes the direction
 };
 
-/// Above the centre row of a view with muscle the muscle's own border must not stop the search.
+/// In a view with muscle, the border of the muscle must not stop the search above the centre row.
 [[nodiscard]] inline bool may_show_muscle(IMAGE_VIEW view, bool above) { return view == VIEW_PECT && above; }
 
 [[nodiscard]] inline RowRules ray_rules(const Masking::Params& params, const Settings& settings, bool above) {
@@ -55,24 +56,24 @@ struct RowRules {
             settings.gradient_threshold != 0.0F && (!muscle || padding)};
 }
 
-/// The grey level above which a sample is tissue: just above the noise, or a fraction of the mean tissue if that is
-/// more and the class asks for it.
+/// A sample is tissue above this grey level: just above the noise, or a fraction of the tissue mean if that is higher
+/// and the class uses it.
 [[nodiscard]] inline float tissue_threshold(const NoiseClass& rules, std::uint16_t noise_level,
                                             const ContourState& state) {
     const float above_noise = static_cast<float>(noise_level + 1);
     if (!rules.uses_threshold_scale) return above_noise;
     const float of_mean = state.thresholdScale * static_cast<float>(state.tissueMean);
-    // Compared with the level itself, not with the level + 1.
+    // The comparison is with the level itself, not with the level + 1.
     return of_mean > static_cast<float>(noise_level) ? of_mean : above_noise;
 }
 
-/// The last five grey values of a direction. Packed, so that a new value moves through registers and not through bytes
-/// that were just written.
+/// The last five grey values of a direction. They are packed, so that a new value is added in registers instead of in
+/// memory that was just written.
 class GreyHistory {
 public:
     [[nodiscard]] int newest() const { return at(0); }
     [[nodiscard]] bool is_full() const { return oldest_ != kNotFilled; }
-    /// Sums of three, with `grey` as the one to come.
+    /// Sums of three values each; `grey` is the next one.
     [[nodiscard]] int newer_sum(std::uint16_t grey) const { return grey + at(0) + at(1); }
     [[nodiscard]] int older_sum() const { return at(2) + at(3) + oldest_; }
 
@@ -92,36 +93,36 @@ private:
     std::uint16_t oldest_ = kNotFilled;
 };
 
-/// What a search knows about one direction.
+/// The state of one direction during a search.
 struct Direction {
     GreyHistory history;
-    std::uint16_t tolerance;  // background samples still tolerated; 0: closed
-    float radius = 0.0F;      // pixels, squared during the fast search
+    std::uint16_t tolerance;  // number of background samples still tolerated; 0: closed
+    float radius = 0.0F;      // pixels; squared during the fast search
 
     explicit Direction(std::uint16_t tolerated) : tolerance(tolerated) {}
 
-    /// A newest value of 0 marks a contour edge: from there on every sample of the direction is background.
+    /// If the newest value is 0, there was a contour edge, and every later sample of the direction is background.
     [[nodiscard]] bool has_stopped() const { return history.newest() == 0; }
     void stop() { history.replace_newest_by_0(); }
 };
 
-/// Fall of the grey level along a ray: mean of three older values less the mean of the three newest. Only the older
-/// mean is rounded to float before the subtraction.
+/// The fall of the grey level along a ray: the mean of three older values minus the mean of the three newest. Only the
+/// older mean is rounded to float before the subtraction.
 [[nodiscard]] inline float ray_gradient(const GreyHistory& h, std::uint16_t grey) {
     if (!h.is_full()) return 0.0F;
     const float older = static_cast<float>(h.older_sum() / 3.0);
     return static_cast<float>(static_cast<double>(older) - h.newer_sum(grey) / 3.0);
 }
 
-/// Three times the fall of the grey level along a direction of the raster searches: exact.
+/// Three times the fall of the grey level along a direction of the raster searches. It is exact.
 [[nodiscard]] inline int raster_fall(const GreyHistory& h, std::uint16_t grey) {
     return h.is_full() ? h.older_sum() - h.newer_sum(grey) : 0;
 }
 
-/// The gradient of the raster searches: the exact fall is divided once.
+/// The gradient of the raster searches. Only this division rounds.
 [[nodiscard]] inline float raster_gradient(int fall) { return static_cast<float>(fall) / 3.0F; }
 
-/// The first number of first .. end - 1 for which `holds`, else end. From there on it must hold.
+/// Binary search for the first number of first .. end - 1 that satisfies a monotone `holds`; end if there is none.
 template <class Holds>
 [[nodiscard]] int first_where(int first, int end, Holds holds) {
     while (first < end) {
@@ -147,8 +148,8 @@ struct SamplePlace {
     bool is_far_off;      // far enough for a frame
 };
 
-/// The limits of one search. They are defined in single precision; as both sides of the comparisons grow with the grey
-/// level, each has a whole number from which on it holds, and the searches compare with that.
+/// The limits of one search. They are defined in single precision. The comparisons are monotonic in the grey level, so
+/// the integer at which each flips is computed once, and the searches compare with that.
 class TissueRules {
 public:
     TissueRules(const Settings& settings, const Masking::Params& params, const ContourState& state)
@@ -171,7 +172,7 @@ public:
             first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return !of(raster_gradient(f)).rises; });
     }
 
-    /// `raised`: near the wall tissue must be brighter.
+    /// If `raised`, tissue must be brighter, because it is near the wall.
     [[nodiscard]] bool is_tissue(const Direction& direction, std::uint16_t searched, bool raised,
                                  RowRules rules) const {
         return searched >= first_tissue_[raised] && !(rules.stops_at_edges && direction.has_stopped());
@@ -180,11 +181,11 @@ public:
     [[nodiscard]] Steepness of(float gradient) const {
         return {gradient > falling_, static_cast<double>(gradient) < rising_};
     }
-    /// The same of a gradient of the raster searches.
+    /// The same for a fall of the raster searches.
     [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall_, fall < first_flat_}; }
 
-    /// Notes the grey value of a tissue sample and stops the direction at a contour edge: a steep fall to a dark value
-    /// beyond the gate, or a steep rise to the brightness of a frame far from the wall.
+    /// Records the grey value of a tissue sample. Stops the direction at a contour edge, which is a steep fall to a
+    /// dark value beyond the gate, or a steep rise to the brightness of a frame far from the wall.
     void note(Direction& direction, std::uint16_t grey, Steepness steep, SamplePlace place) const {
         direction.history.push(grey);
         const bool meets_background = steep.falls && place.is_beyond_gate && grey < first_not_dark_[place.is_raised];
@@ -201,10 +202,10 @@ private:
     int first_fall_ = 0, first_flat_ = 0;
 };
 
-/// Two thirds of the image width: a frame is looked for only farther from the origin than this.
+/// Two thirds of the image width. A frame counts only farther from the origin than this.
 [[nodiscard]] inline int two_thirds_of(unsigned width) { return truncate_to<int>(2.0 * width / 3.0); }
 
-/// How far a search smooths its contour, in bins.
+/// The windows for smoothing the contour of a search, in bins.
 struct SmoothingWindows {
     int bright;
     int padding;

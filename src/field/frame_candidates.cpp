@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Straight frame edges: the edge image of a window along a border, its projection profile, and the test of each peak
-/// by the grey levels on either side of it.
+/// Finds straight frame edges: makes the edge image of a window along a border, its projection profile, and tests each
+/// peak by the grey levels on both sides of it.
 #include "field/frame_detector.h"
 
 #include "field/frame_levels.h"
@@ -24,29 +24,29 @@
 namespace Norvane {
 namespace {
 
-constexpr int kBrightestBackground = Masking::c_bg_noise_upper_level;  // an edge pixel and a frame are brighter
-constexpr int kCappedStrength = 5;           // a single strong edge pixel counts no more than this
-constexpr int kSmallestCoverage = 20;        // percent of the line that must be edge
-constexpr double kSmallestT = 13.4;          // of the means on either side
-constexpr Micrometres kDeepTop{14000.0};     // a deeper top edge ...
+constexpr int kBrightestBackground = Masking::c_bg_noise_upper_level;  // edge pixels and frames are brighter
+constexpr int kCappedStrength = 5;                                     // a single edge pixel counts at most this much
+constexpr int kSmallestCoverage = 20;                                  // percent of the line that must be edge
+constexpr double kSmallestT = 13.4;                                    // Welch's t of the means on both sides
+constexpr Micrometres kDeepTop{14000.0};                               // a deeper top edge ...
 constexpr double kDeepTopUniformity = 0.75;  // ... needs an outer strip as bright as this share of the maxima
 
 using GreyRow = std::span<const std::uint16_t>;
 
 bool is_column_border(int border) { return border == FRAME_LEFT || border == FRAME_RIGHT; }
-/// The border from which bins are counted: its lines have the lower index.
+/// Whether bins are counted from this border: its lines have the lower index.
 bool is_near_border(int border) { return border == FRAME_LEFT || border == FRAME_TOP; }
 
-/// A quarter of the rise towards the border where it is one and the pixel is bright; at most 65535.
+/// A quarter of the rise towards the border, at most 65535; 0 if the grey level falls or the pixel is dark.
 std::uint16_t edge_strength(int rise, std::uint16_t pixel) {
     const auto strength = static_cast<std::uint16_t>(static_cast<unsigned>(std::max(rise, 0)) / 4);
     return pixel >= kBrightestBackground ? strength : std::uint16_t{0};
 }
 
-constexpr std::size_t kEdgeBlock = 128;  // columns; most of a mammogram is dark and is passed over in blocks
+constexpr std::size_t kEdgeBlock = 128;  // columns; most of a mammogram is dark and is skipped in blocks
 
-/// Edges along columns at the inner pixels of a stretch of the row `here`, by Sobel's kernel in two passes: down the
-/// rows, then across.
+/// Edges along columns at the inner pixels of part of the row `here`, by Sobel's kernel in two passes: down the rows,
+/// then across.
 void write_column_edges(GreyRow above, GreyRow here, GreyRow below, bool border_is_left, std::span<std::uint16_t> out) {
     std::array<int, kEdgeBlock + 2> sums;
     for (std::size_t x = 0; x < here.size(); ++x) sums[x] = above[x] + 2 * here[x] + below[x];
@@ -55,7 +55,7 @@ void write_column_edges(GreyRow above, GreyRow here, GreyRow below, bool border_
     for (std::size_t x = 1; x + 1 < here.size(); ++x) out[x] = edge_strength(nearer[x - 1] - farther[x - 1], here[x]);
 }
 
-/// The same along rows; `nearer` is the row on the border's side.
+/// The same along rows; `nearer` is the row next to it on the side of the border.
 void write_row_edges(GreyRow nearer, GreyRow here, GreyRow farther, std::span<std::uint16_t> out) {
     std::array<int, kEdgeBlock + 2> rises;
     for (std::size_t x = 0; x < here.size(); ++x) rises[x] = nearer[x] - farther[x];
@@ -63,13 +63,13 @@ void write_row_edges(GreyRow nearer, GreyRow here, GreyRow farther, std::span<st
         out[x] = edge_strength(rises[x - 1] + 2 * rises[x] + rises[x + 1], here[x]);
 }
 
-/// Edge pixels of a line and the sum of their capped strengths.
+/// For each line, the number of its edge pixels and the sum of their capped strengths.
 struct Projection {
     std::vector<int> count, weight;
     explicit Projection(std::size_t lines) : count(lines), weight(lines) {}
 };
 
-/// The edge pixels of each column or row.
+/// Projects the edge pixels onto columns or rows.
 Projection project(const Image& edge, bool onto_columns) {
     Projection lines(onto_columns ? edge.GetWidth() : edge.GetHeight());
     for (unsigned y = 0; y < edge.GetHeight(); ++y) {
@@ -96,7 +96,7 @@ Projection in_bins(const Projection& lines, double step) {
     return bins;
 }
 
-/// The strips of a candidate, and the lines whose maxima count.
+/// The strips of a candidate, and the lines whose maxima are averaged.
 struct Strips {
     Rectangle<int> outer, inner, maxima;
 };
@@ -122,7 +122,7 @@ Strips strips_of_row(int p, int width, int height, int border, IMAGE_SIDE side) 
     const int k = strip_depth(p, height);
     const Interval<int> above{std::max(p - k, 0), p}, below{p, std::min(p + k, height - 1)};
     if (border == FRAME_BOTTOM) return {{columns, below}, {columns, above}, {maxima, {p, height - 1}}};
-    // The first rows of a detector are often brighter than the frame below them: keep off them where there is room.
+    // The first rows of a detector are often brighter than the frame below them, so they are left out if there is room.
     constexpr int kBrightRows = 7;
     int first = above.first;
     if (first < kBrightRows) {
@@ -134,17 +134,17 @@ Strips strips_of_row(int p, int width, int height, int border, IMAGE_SIDE side) 
     return {{columns, {first, p}}, {columns, below}, {maxima, {0, p - 1}}};
 }
 
-/// Of a rectangle what the image has.
+/// The part of the rectangle that lies inside the image.
 Rectangle<int> inside(const Rectangle<int>& r, const Image& image) {
     return {r.columns.cut_to(columns_of(image)), r.rows.cut_to(rows_of(image))};
 }
 
-/// Empty when the columns cross.
+/// The columns of a row; empty if they cross.
 GreyRow part_of_row(const Image& image, int y, const Interval<int>& columns) {
     return part_of(GreyRow(grey_row(image, y)), columns);
 }
 
-/// The strip's grey values. Its size is that of the whole rectangle, inside the image or not.
+/// The grey values of the strip. Its area is that of the whole rectangle, even if part of it lies outside the image.
 Sample sample_of(const Image& image, const Rectangle<int>& strip) {
     const Rectangle<int> seen = inside(strip, image);
     GreyStatistics grey;
@@ -152,7 +152,8 @@ Sample sample_of(const Image& image, const Rectangle<int>& strip) {
     return {grey.mean(), grey.variance(), static_cast<double>(strip.columns.count()) * strip.rows.count()};
 }
 
-/// Mean of the lines' maxima: of rows at a column border, of columns at a row border. Lines without pixels count as 0.
+/// Mean of the maxima of lines: of rows at a column border, of columns at a row border. Lines without pixels count as
+/// 0.
 double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_rows) {
     const Rectangle<int> seen = inside(lines, image);
     std::uint64_t sum = 0;
@@ -201,7 +202,7 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
     if (found != list.end()) bound = static_cast<unsigned>(found->position) + (is_column ? x0 : y0) + (is_far ? 1 : 0);
 }
 
-/// In integers: the sums of 16-bit samples and their quarters are exact in float too.
+/// Uses integers. This gives the same result as float, in which sums of 16-bit samples and their quarters are exact.
 bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
     if (!is_usable(window) || !is_usable(edge)) return false;
     const unsigned width = window->GetWidth(), height = window->GetHeight();
@@ -239,7 +240,7 @@ void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& lis
     list.assign(kCandidates, none);
     for (std::size_t i = 1; i + 1 < bins; ++i) {
         if (weight[i] < weight[i - 1] || weight[i] < weight[i + 1]) continue;
-        // Between equal peaks the one farther from the border stays.
+        // Of two equal peaks, the one farther from the border is kept.
         const auto weaker = std::ranges::find_if(
             list, [&](const FrameCandidate& c) { return c.weight < weight[i] || (is_near && c.weight == weight[i]); });
         if (weaker == list.end()) continue;

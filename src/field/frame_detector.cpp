@@ -24,14 +24,15 @@ constexpr int kStepDepth = 22;               // pixels
 constexpr int kStepDepthOfPadding = 20;      // the same for the padding classes
 constexpr Micrometres kSideMargin{20000.0};  // taken from a side without frame
 
-/// Adds columns first .. last of rows top .. bottom; nothing when they cross. Coordinates wrap as unsigned numbers do.
+/// Adds the columns first .. last of the rows top .. bottom. If they cross, adds nothing. Coordinates wrap like
+/// unsigned numbers.
 void add_rectangle(Mask& mask, const std::array<unsigned, 4>& bounds, unsigned x, unsigned y) {
     const auto [first, last, top, bottom] = bounds;
     if (first > last || top > bottom) return;
     for (std::uint64_t row = top; row <= bottom; ++row) add_run(mask, row + y, Interval<unsigned>{first + x, last + x});
 }
 
-/// The index of the steepest rise of a profile of sums over `lines` lines, 0 if none is steep enough.
+/// The index of the steepest rise in a profile of sums over `lines` lines; 0 if no rise is steep enough.
 unsigned steepest_rise(std::span<const std::int64_t> profile, unsigned lines) {
     float best = 0.0F;
     unsigned best_index = 0;
@@ -51,8 +52,8 @@ std::size_t first_above(std::span<const std::uint16_t> row, unsigned level) {
     return static_cast<std::size_t>(std::ranges::find_if(row, [level](unsigned v) { return v > level; }) - row.begin());
 }
 
-/// 2 cm are taken from the side away from the chest wall when the frame found there is thinner than 1 cm: what lies
-/// there is the rim of the detector.
+/// If the frame that was found on the side away from the chest wall is thinner than 1 cm, cuts off 2 cm there, because
+/// that is the rim of the detector.
 void apply_side_margin(std::array<unsigned, 4>& bounds, const Image& image, IMAGE_SIDE side) {
     const auto margin = static_cast<unsigned>(pixels_for(kSideMargin, image.GetPixelSize()));
     const unsigned width = image.GetWidth();
@@ -129,7 +130,7 @@ void FrameDetector::SetupWindows(unsigned width, unsigned height, IMAGE_SIDE sid
     const auto wide = truncate_to<unsigned>(fraction * width);
     const auto rest = truncate_to<unsigned>((1.0 - fraction) * width);
     const bool chest_left = side == SIDE_CHEST_LEFT;
-    // The window on the side away from the chest wall is wide: a frame reaches deeper there.
+    // The window on the side away from the chest wall is wide, because a frame reaches deeper there.
     windowX = {0, chest_left ? rest : 4 * width / 5, chest_left ? 0 : 3 * width / 5, chest_left ? 0 : 3 * width / 5};
     windowWidth = {chest_left ? width / 5 : wide, width - windowX[FRAME_RIGHT],
                    chest_left ? 2 * width / 5 : width - windowX[FRAME_TOP],

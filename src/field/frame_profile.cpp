@@ -18,16 +18,16 @@
 namespace Norvane {
 namespace {
 
-constexpr unsigned kBrightStart = 39320;     // 0.6 of the grey scale: darker pixels at the border are not frame
+constexpr unsigned kBrightStart = 39320;     // 0.6 of the grey scale; darker pixels at the border are not frame
 constexpr int kLongestDarkStart = 7;         // columns
 constexpr double kEdgeVariance = 6760000.0;  // square of the weakest edge strength
-constexpr double kLargestChi = 90.0;         // of the pixels passed so far
+constexpr double kLargestChi = 90.0;         // for the pixels passed so far
 constexpr double kQuantile = 0.741;          // of the normal distribution, for every comparison of means
 constexpr double kLargestLocalDrop = -7.0;   // of the local mean against all pixels passed
 constexpr int kLocalColumns = 5;
 constexpr double kFlatVariance = 1.0;
 constexpr double kOutlierSquare = 16.0;  // squared distance from the mean in variances
-constexpr int kHalfWindow = 4;           // of running maximum and mean, entries
+constexpr int kHalfWindow = 4;           // of running maximum and mean, in entries
 constexpr int kWindow = 2 * kHalfWindow + 1;
 
 GreyStatistics statistics_of(std::span<const std::uint16_t> pixels) {
@@ -38,7 +38,7 @@ GreyStatistics statistics_of(std::span<const std::uint16_t> pixels) {
 
 enum class Verdict { kStop, kFrame, kPass };
 
-/// Whether the pixels passed so far, from the column where the scan began, are still frame.
+/// Whether the pixels passed so far are still frame. They begin at the column where the scan began.
 Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_pixels, double reference_mean) {
     const auto n = static_cast<double>(passed.count());
     const double mean = passed.mean(), variance = passed.variance();
@@ -58,19 +58,19 @@ Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_
     return is_frame ? Verdict::kFrame : Verdict::kPass;
 }
 
-/// Columns first .. end - 1 of a row, as far as they exist.
+/// The columns first .. end - 1 of a row, as far as they exist.
 std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, int first, int end) {
     return Norvane::part_of(row, Interval<int>{first, std::min(end, static_cast<int>(row.size())) - 1});
 }
 
-/// The first of the columns in which a frame begins that is bright; the column after them if none is.
+/// The first bright column among those in which a frame can begin; if none is bright, the column after them.
 int first_bright_column(std::span<const std::uint16_t> pixels) {
     const auto start = part_of(pixels, 0, kLongestDarkStart);
     const auto bright = std::ranges::find_if(start, [](unsigned v) { return v >= kBrightStart; });
     return bright == start.end() ? kLongestDarkStart : static_cast<int>(bright - start.begin());
 }
 
-/// The last column of a row that passed as frame edge, or the coarse depth.
+/// The last column of a row that passed as an edge of the frame; otherwise the coarse depth.
 int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint16_t> pixels, int coarse_depth) {
     constexpr int kFewest = 2;  // pixels passed before an edge is judged
     const int bright = first_bright_column(pixels);
@@ -105,7 +105,7 @@ void replace_outliers(std::span<int> depth) {
         if ((d - mean) * (d - mean) / variance > kOutlierSquare) d = truncate_to<int>(mean + 0.5);
 }
 
-/// The largest entry of each window; the ends take the nearest full window's. All 0 where no full window fits.
+/// The largest entry of each window. The ends get that of the nearest full window. If no full window fits, all are 0.
 std::vector<int> running_maximum(const std::vector<int>& values) {
     std::vector<int> maxima(values.size(), 0);
     const std::size_t n = values.size();
@@ -157,7 +157,7 @@ void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
         if (largest_of(here) < kFrameEdgeStrength) continue;
         const auto kept = grey_row_to_write(*out, y);
         for (std::size_t x = 1; x + 1 < width; ++x) {
-            // A maximum in one of two directions is as strong as the stronger neighbour in the more favourable one.
+            // Keep local maxima along either axis.
             const std::uint16_t beside = std::max(here[x - 1], here[x + 1]), along = std::max(above[x], below[x]);
             const std::uint16_t least = std::max(std::min(beside, along), kFrameEdgeStrength);
             kept[x] = here[x] >= least ? here[x] : std::uint16_t{0};
@@ -166,9 +166,9 @@ void FrameDetector::SuppressNonMaxima(Image* edge, Image* strip, Image* out) {
     RemoveIsolatedPoints(out);
 }
 
-/// Clears edge pixels with fewer than kSmallestGroup edge pixels around them (themselves included), on the image as
-/// already cleared, so that the order counts: rows in turn from left to right and from right to left. The edge pixels
-/// of the rows around the visited one are counted per column.
+/// Clears edge pixels with fewer than kSmallestGroup edge pixels around them, themselves included. Pixels that are
+/// already cleared do not count, so the order matters: rows are visited alternately from left to right and from right
+/// to left. The edge pixels of the rows around the visited one are counted per column.
 void FrameDetector::RemoveIsolatedPoints(Image* image) {
     constexpr unsigned kHalf = 5;  // of the window
     constexpr unsigned kSide = 2 * kHalf + 1;

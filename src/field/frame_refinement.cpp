@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Follows the frame pixel by pixel along the chest side, the top and the bottom, and takes what it finds from the
-/// rectangle. Each border is looked at in a strip that is turned so that the border lies at its column 0.
+/// Follows the frame pixel by pixel along the chest side, the top and the bottom, and removes it from the rectangle.
+/// Each border is examined in a strip that is turned so that the border lies at its column 0.
 #include "field/frame_detector.h"
 
 #include "imaging/image_copy.h"
@@ -30,8 +30,7 @@ Rectangle<int> field_of(const Mask& rect, const Image& image) {
             {inside(rect.GetMinY(), image.GetOffY()), inside(rect.GetMaxY(), image.GetOffY())}};
 }
 
-/// Adds runs in image coordinates to a mask that counts from the image's origin; what lies outside the image is cut
-/// off.
+/// Adds runs in image coordinates to a mask that counts from the image's origin. Parts outside the image are cut off.
 class FrameParts {
 public:
     FrameParts(Mask& out, const Image& source) : mask_(out), image_(source) {}
@@ -51,7 +50,7 @@ private:
     const Image& image_;
 };
 
-/// Depth entries are rows: the frame takes that many columns from the left or right border.
+/// Each depth entry is a row: the frame covers so many columns from the left or right border.
 void add_side_part(FrameParts& parts, std::span<const int> depth, bool from_left) {
     for (std::size_t r = 0; r < depth.size(); ++r) {
         if (depth[r] <= 0) continue;
@@ -66,7 +65,7 @@ void add_side_part(FrameParts& parts, std::span<const int> depth, bool from_left
 /// How the depth entries of a top or bottom strip lie in the image. "Inner" entries lie nearer the middle of the image.
 struct BandLayout {
     bool at_top;
-    bool from_left;          // the window, and so the part of the frame beside it, begins at the left border
+    bool from_left;          // the window and the part of the frame beside it begin at the left border
     bool inner_entry_first;  // entry 0 is the innermost
     std::int64_t innermost_column;
 
@@ -81,10 +80,10 @@ BandLayout band_layout(int border, bool chest_left, std::int64_t entries, std::i
     return {false, chest_left, !chest_left, chest_left ? entries - 1 : std::int64_t{window_x}};
 }
 
-/// Depth entries are columns: the innermost depth is a band over the whole width; where the frame grows deeper towards
-/// the side, the rows between neighbouring depths reach from there to the border. A band at the top includes the row at
-/// its depth, so row 0 always belongs to it; at the bottom the same holds for the innermost band only. A bottom band
-/// begins at the shallower neighbour when it runs to the right, at the deeper one when it runs to the left.
+/// Each depth entry is a column. The innermost depth is a band over the whole width. If the frame becomes deeper
+/// towards the side, the rows between neighbouring depths reach from there to the border. A band at the top includes
+/// the row at its depth, so row 0 always belongs to it. At the bottom, this holds only for the innermost band. A bottom
+/// band begins at the shallower neighbour if it runs to the right, and at the deeper one if it runs to the left.
 void add_band_part(FrameParts& parts, std::span<const int> depth, const BandLayout& layout) {
     const auto entries = static_cast<std::int64_t>(depth.size());
     if (entries == 0) return;
@@ -105,7 +104,7 @@ void add_band_part(FrameParts& parts, std::span<const int> depth, const BandLayo
     }
 }
 
-/// Turned by a quarter: rows become columns.
+/// Turns by a quarter: rows become columns.
 template <class Sample>
 void turn_samples(const Image& src, Image& dst, bool clockwise) {
     const unsigned w = src.GetWidth(), h = src.GetHeight();
@@ -116,7 +115,7 @@ void turn_samples(const Image& src, Image& dst, bool clockwise) {
     }
 }
 
-/// Mirrored left to right, and top to bottom too for a half turn.
+/// Mirrors left to right; for a half turn also top to bottom.
 template <class Sample>
 void mirror_samples(const Image& src, Image& dst, bool half_turn) {
     for (unsigned y = 0; y < src.GetHeight(); ++y)
@@ -132,8 +131,8 @@ void rotate_samples(const Image& src, Image& dst, int mode) {
         mirror_samples<Sample>(src, dst, mode == 2);
 }
 
-/// The depth of the frame at one border, entry by entry of its turned strip. The scratch images go with the border: a
-/// small peak of memory is reused from call to call instead of being returned to the system.
+/// The depth of the frame at one border, for each entry of its turned strip. The scratch images are freed after each
+/// border. This keeps the peak of memory small, so that it is reused instead of being returned to the system.
 std::vector<int> depths_at_border(FrameDetector& detector, Image& image, int border, int coarse_depth,
                                   const Interval<int>& rows) {
     const auto b = static_cast<std::size_t>(border);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the frame search asks of runs of grey pixels, as plain loops that the compiler vectorises.
+/// Loops of the frame search over rows of grey pixels, written so that the compiler vectorises them.
 #pragma once
 
 #include <algorithm>
@@ -8,15 +8,15 @@
 
 namespace Norvane {
 
-/// 0 for an empty run.
+/// The largest grey level; 0 if there are no pixels.
 [[nodiscard]] inline std::uint16_t largest_of(std::span<const std::uint16_t> pixels) {
     std::uint16_t largest = 0;
     for (const std::uint16_t v : pixels) largest = std::max(largest, v);
     return largest;
 }
 
-/// Calls visit(i) for the pixels at or above `level` in rising order until it returns false. Such pixels are few: the
-/// stretches between them are passed over a block at a time.
+/// Calls visit(i) for the pixels at or above `level`, in ascending order, until it returns false. Such pixels are rare,
+/// so the pixels between them are skipped in blocks.
 template <class Visit>
 void visit_at_least(std::uint16_t level, std::span<const std::uint16_t> pixels, Visit visit) {
     constexpr std::size_t kBlock = 32;

@@ -9,8 +9,8 @@
 namespace Norvane {
 namespace {
 
-/// Searches the field of an image by its padding values. Columns are counted from the chest wall, so that both sides
-/// share one search. The sides differ in three limits, as the members tell.
+/// Finds the field of an image by its padding values. Columns are counted from the chest wall, so that both sides share
+/// one search. The sides differ only in three limits, which are members.
 class PaddingSearch {
 public:
     PaddingSearch(const Image& image, const Interval<int>& padding, bool chest_left)
@@ -52,7 +52,7 @@ private:
         return false;
     }
 
-    /// The outermost of the last few columns that holds padding.
+    /// The outermost column with padding among the last few columns.
     [[nodiscard]] int far_column() const {
         for (int x = width_ - 1; x >= std::max(width_ - far_columns_, 0); --x)
             if (column_has_padding(x)) return x;
@@ -66,7 +66,7 @@ private:
         return width_;
     }
 
-    /// The first row whose content begins at the wall and is followed by padding gives the top and the first column.
+    /// Top and first column come from the first row whose content begins at the wall and is followed by padding.
     void find_top_corner(Bounds& b) const {
         for (int y = 0; y < height_; ++y) {
             const int x = first_content(y, 0, b.columns.last);
@@ -77,7 +77,8 @@ private:
         }
     }
 
-    /// The lowest row with padding; from there up, the row below the first one whose content begins in the near half.
+    /// Starts at the lowest row with padding and goes up to the first row whose content begins in the near half. The
+    /// result is the row below that one.
     [[nodiscard]] int last_row(const Bounds& b) const {
         int y = height_ - 1;
         while (y >= b.rows.first && !row_has_padding(y, b.columns.first, b.columns.last)) --y;
@@ -91,7 +92,7 @@ private:
     int width_, height_;
     Interval<int> padding_;
     bool chest_left_;
-    int far_columns_;  // looked at for the last column
+    int far_columns_;  // so many columns are searched for the last column
     int wall_limit_;   // the last column at which content counts as beginning at the wall
     int near_half_;    // the last column of the half at the wall
 };
@@ -106,7 +107,7 @@ bool column_is_zero(const Image& image, int x) {
     return true;
 }
 
-/// The first index from `from` on, in steps of `step` and while `is_inside` holds, that is not zero; else `otherwise`.
+/// The first index that is not zero, from `from` on in steps of `step`, while `is_inside` holds; otherwise `otherwise`.
 template <class IsInside, class IsZero>
 int first_set(int from, int step, IsInside is_inside, IsZero is_zero, int otherwise) {
     for (int i = from; is_inside(i); i += step)

@@ -24,7 +24,7 @@ struct Free {
 /// The boundaries of a lookup table; freed on every path.
 using Keys = std::unique_ptr<int[], Free>;
 
-/// Room for one key more than intervals; null when there is no memory or an int cannot count the keys.
+/// Room for one key more than intervals. Null if there is no memory, or if an int cannot count the keys.
 Keys allocate_keys(int intervals) {
     if (intervals == std::numeric_limits<int>::max()) return nullptr;
     const auto count = static_cast<std::size_t>(std::max(intervals, 0)) + 1;
@@ -35,7 +35,7 @@ IplLookupTable lookup_table(const Keys& keys, int* values, int intervals) {
     return {.num = intervals + 1, .key = keys.get(), .value = values, .factor = nullptr, .interpolate = 0};
 }
 
-/// Keys firstKey, firstKey + keyStep, ...; they wrap as 32-bit numbers do.
+/// Keys firstKey, firstKey + keyStep, ...; they wrap like 32-bit numbers.
 void fill_with_steps(int* keys, int intervals, int first_key, int key_step) {
     auto key = static_cast<unsigned>(first_key);
     keys[0] = first_key;
@@ -107,7 +107,7 @@ int ContrastStretch(Image* image, int firstKey, int keyStep, int* values, int in
     if (!keys) return kOutOfMemory;
     fill_with_steps(keys.get(), intervals, firstKey, keyStep);
     IplLookupTable table = lookup_table(keys, values, intervals);
-    IplLookupTable* tables[] = {&table};  // one a channel
+    IplLookupTable* tables[] = {&table};  // one per channel
     return call_on(*image, [&tables](const IplHeader* header) { iplContrastStretch(header, header, tables); });
 }
 

@@ -42,8 +42,8 @@ void convert_row(const unsigned char* from_bytes, unsigned char* to_bytes, std::
     for (std::size_t x = 0; x < count; ++x) to[x] = convert<To>(from[x]);
 }
 
-/// One bit a sample, set where it is above 0, the first in the most significant bit. Bits of the last byte beyond the
-/// samples are cleared.
+/// Writes one bit per sample, set if the sample is above 0. The first sample is the most significant bit. Unused bits
+/// of the last byte are cleared.
 template <class From>
 void pack_row(const unsigned char* from_bytes, unsigned char* to, std::size_t count) {
     const auto* from = reinterpret_cast<const From*>(from_bytes);
@@ -87,7 +87,7 @@ constexpr Conversion kConversions[] = {
 
 bool is_integer(ImageFormat format) { return format == FORMAT_UNSIGNED || format == FORMAT_SIGNED; }
 
-/// The kernel for two sample types; null where there is none.
+/// The kernel for two sample types; null if there is none.
 RowKernel kernel_for(SampleType from, SampleType to) {
     const bool keeps_bytes = (is_integer(from.format) && is_integer(to.format)) ||
                              (from.format == FORMAT_FLOAT && to.format == FORMAT_FLOAT && from.bits == 32);
@@ -109,7 +109,7 @@ unsigned char* pixel_address(const Image& image, unsigned x, unsigned y) {
     return image.GetBuffer() + row_pitch(image) * y + bytes_per_sample(image) * x;
 }
 
-/// `extent`, so far as it stays inside both images.
+/// The part of `extent` that stays inside both images.
 unsigned clipped(unsigned extent, unsigned src_room, unsigned dst_room) {
     return std::min({extent, src_room, dst_room});
 }

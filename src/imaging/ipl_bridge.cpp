@@ -11,8 +11,8 @@ namespace Norvane::Utils {
 
 namespace {
 
-/// Whether the platform's depth says what the samples really are: IplDepth() answers for every image, also for those
-/// whose rows it would misread.
+/// Whether the platform's depth describes the samples correctly. IplDepth() returns a depth for every image, even if
+/// the platform would misread its rows.
 bool has_platform_samples(const Image& image) {
     const unsigned bits = image.GetBits();
     switch (image.GetFormat()) {
@@ -83,7 +83,7 @@ int WrappedImage::wrap_destination(const Image& image) { return wrap(image, "Des
 
 int WrappedImage::wrap(const Image& image, const char* allocation_failure) {
     if (image.GetBuffer() == nullptr || !has_platform_samples(image)) return kBadArgument;
-    // The stride as the width: padding columns are part of the platform's image.
+    // The stride is passed as the width, because padding columns are part of the platform's image.
     header_ = iplCreateImageHeader(1, 0, IplDepth(&image), "GRAY", "GRAY", 0, 0, Image::ALIGN, image.GetStride(),
                                    image.GetHeight(), nullptr, nullptr, nullptr, nullptr);
     if (!header_) {

@@ -23,7 +23,7 @@ enum ReturnCode : int {
 /// The calling thread's status of its last platform call, as a return code.
 [[nodiscard]] int IplStatus();
 
-/// For operations that go on whatever a filter answers: without memory there is no result to go on with.
+/// For operations that continue whatever a filter returns. If memory has run out, they have no result to continue with.
 inline void expect_memory(int code) {
     if (code == kOutOfMemory) throw std::bad_alloc();
 }

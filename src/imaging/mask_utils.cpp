@@ -52,8 +52,8 @@ void add_remainder(Mask& out, unsigned y, const Run& run, std::span<const Run> h
     if (at <= run.last) add_run(out, y, Columns{at, run.last});
 }
 
-/// The plain definition of the intersection: a without the part of both bounding boxes that b leaves. Of the box only
-/// the rows that are looked at: those that a's rows read in the complement, in the grid of the second subtraction.
+/// The plain definition of the intersection: a - (box - b), where `box` bounds both. Only those rows of the box are
+/// built that a reads later, in the grid of the second subtraction.
 int intersect_by_complement(Mask* a, Mask* b, Mask* out) {
     GarbageList garbage;
     auto* box = make_scratch<Mask>(garbage);
@@ -73,8 +73,8 @@ int intersect_by_complement(Mask* a, Mask* b, Mask* out) {
     return MaskSubtract(a, complement, out);
 }
 
-/// Adds the common columns of two rows. False, with nothing added, for a run that ends before it begins: columns that
-/// wrapped, which only the plain definition knows to treat.
+/// Adds the common columns of two rows. If a run ends before it begins, because its columns wrapped, adds nothing and
+/// returns false: only the plain definition handles that.
 bool add_common(Mask& out, unsigned y, std::span<const Run> a, std::span<const Run> b) {
     const auto is_wrapped = [](const Run& run) { return run.last < run.first; };
     if (std::ranges::any_of(a, is_wrapped) || std::ranges::any_of(b, is_wrapped)) return false;
@@ -87,10 +87,11 @@ bool add_common(Mask& out, unsigned y, std::span<const Run> a, std::span<const R
     return true;
 }
 
-/// Row by row, without box and complement. In the grid of b, where all three are then read and written, the rows are
-/// independent of each other, and the definition gives exactly the common columns. False where that does not hold (then
-/// what was added so far belongs to the result as well): a pixel size that counts as unset makes the definition change
-/// grids on the way, and an output that is also an input changes under it.
+/// Intersects row by row, without box and complement. All three masks are read and written in the grid of b, where rows
+/// are independent of each other and the definition gives exactly the common columns. Returns false if that does not
+/// hold; what was added so far then belongs to the result as well. It does not hold if a pixel size counts as unset,
+/// because the definition then changes grids on the way, nor if the output is also an input, because it changes
+/// meanwhile.
 bool intersect_rows(Mask* a, Mask* b, Mask* out) {
     const float grid = b->GetPixelSize();
     const bool keeps_its_grid = grid > kUnsetPixelSize && grid <= std::numeric_limits<float>::max();
@@ -125,8 +126,8 @@ void set_pixels(std::span<unsigned char> row, std::size_t first, std::size_t las
     row[last / 8] = static_cast<unsigned char>(row[last / 8] | up_to_last);
 }
 
-/// Adds the runs of set pixels of a 1-bit row, padding columns included, to mask row `y`. The added run ends at the
-/// first clear column, or at the width where the row ends first.
+/// Adds the runs of set pixels of a 1-bit row, including padding columns, to mask row `y`. An added run ends at the
+/// first clear column, or at the width if the row ends first.
 void add_set_pixels(Mask& mask, unsigned y, unsigned off_x, std::span<const BitRows::Word> words, std::size_t pixels,
                     std::size_t width) {
     std::size_t first = BitRows::find(words, 0, true);
@@ -149,8 +150,8 @@ void zero_columns(std::span<unsigned char> row, std::size_t bytes_per_sample, st
 
 int morphology_code(int code) { return code == kSuccess || code == kBadArgument ? code : kMorphologyFailed; }
 
-/// Margins that a dilation needs around an image: as many pixels as it grows, but on the left and at the top not below
-/// coordinate 0.
+/// The margins that a dilation needs around an image: as many pixels as it grows, but not beyond coordinate 0 on the
+/// left and at the top.
 struct Margins {
     unsigned left, top, growth;
 };
@@ -257,7 +258,7 @@ int ApplyMask(Image* image, Mask* mask) {
     const std::int64_t width = std::min(image->GetWidth(), image->GetStride());
     for (unsigned r = 0; r < image->GetHeight(); ++r) {
         const auto row = row_bytes(*image, r);
-        std::int64_t outside = 0;  // the first column behind the runs so far
+        std::int64_t outside = 0;  // the first column after the runs so far
         for (const Run& run : reader.row(image->GetOffY() + r)) {
             zero_columns(row, bits / 8, outside, std::min(std::int64_t{run.first} - image->GetOffX(), width));
             outside = std::max<std::int64_t>(std::int64_t{run.last} - image->GetOffX() + 1, 0);

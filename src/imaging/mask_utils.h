@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Set algebra and morphology of masks, and conversions between masks and 1-bit images.
 ///
-/// Several operations read a mask in a grid of their choice and leave its target pixel size changed; each says so.
+/// Several operations read a mask in a grid of their choice and change its target pixel size. Each says so.
 #pragma once
 
 #include <norvane/image.h>
@@ -9,7 +9,7 @@
 
 namespace Norvane::Utils {
 
-/// dst = src, in the grid of src, whose target pixel size becomes its own. 0; 1 with a message for null.
+/// dst = src, in the grid of src, whose target pixel size becomes its own. Returns 0; 1 with a message for null.
 int MaskCopy(Mask* src, Mask* dst);
 
 /// Adds a minus b to `out`, in the grid of `out` (that of a when its pixel size is at most 1). a and b keep the target

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Grey-level morphology with a 3 x 3 square, repeated. Zeros lie outside the image.
+/// Repeated grey-level morphology with a 3 x 3 square. Outside the image are zeros.
 #pragma once
 
 #include <norvane/image.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Scaling by a factor. The platform takes ratios of integers; it is reentrant, so no lock is held around it.
+/// Scales by a factor. The platform takes ratios of integers. It is reentrant, so no lock is needed around it.
 #include "imaging/filter.h"
 #include "imaging/wrapped_image.h"
 #include "model/numbers.h"
@@ -20,7 +20,7 @@ struct Ratio {
     }
 };
 
-/// The ratio nearest to `factor`; one that is not a number counts as a reduction.
+/// The ratio nearest to `factor`. If `factor` is not a number, it counts as a reduction.
 Ratio ratio_for(float factor) {
     const auto f = static_cast<double>(factor);
     if (f > 1.0) return {kUnit, truncate_to<int>(kUnit / f + 0.5)};
@@ -31,7 +31,7 @@ unsigned scaled_offset(unsigned offset, float factor) {
     return truncate_to<unsigned>(static_cast<double>(offset) * static_cast<double>(factor) + 0.5);
 }
 
-/// Sets the geometry of `dst` and answers the ratio.
+/// Sets the geometry of `dst` and returns the ratio.
 Ratio match_scaled(const Image& src, Image& dst, float factor) {
     const Ratio ratio = ratio_for(factor);
     dst.SetPixelSize(src.GetPixelSize() / ratio.factor());

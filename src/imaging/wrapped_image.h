@@ -9,13 +9,13 @@
 
 namespace Norvane::Utils {
 
-/// Prints the message on a line of its own and answers kBadArgument.
+/// Prints the message on a line of its own and returns kBadArgument.
 int bad_argument(const char* message);
 
-/// kBadArgument, with a message, where rows do not begin at multiples of Image::ALIGN bytes; else kSuccess.
+/// If rows do not begin at multiples of Image::ALIGN bytes, prints a message and returns kBadArgument; else kSuccess.
 [[nodiscard]] int refuse_unaligned_rows(const Image& image);
 
-/// A platform header over the pixels of an Image, padding columns included. Never owns the pixels.
+/// A platform header over the pixels of an Image, including padding columns. It never owns the pixels.
 class WrappedImage {
 public:
     WrappedImage() = default;
@@ -23,8 +23,8 @@ public:
     WrappedImage(const WrappedImage&) = delete;
     WrappedImage& operator=(const WrappedImage&) = delete;
 
-    /// Each answers a return code, with the messages that belong to it. Of a source the row length is looked at first.
-    /// An image without a buffer, or of samples that the platform does not know, is a bad argument.
+    /// Each returns a code and prints the message that belongs to it. For a source, the row length is checked first. If
+    /// an image has no buffer, or samples that the platform does not know, it is a bad argument.
     [[nodiscard]] int wrap_source(const Image& image);
     [[nodiscard]] int wrap_destination(const Image& image);
 
@@ -55,10 +55,10 @@ template <class Call>
     return IplStatus();
 }
 
-/// Whether the buffer of `dst`, as it is, holds an image of the size and depth of `src` with aligned rows.
+/// Whether the buffer of `dst` is large enough for an image of the size and depth of `src` with aligned rows.
 [[nodiscard]] bool can_hold(const Image& dst, const Image& src);
 
-/// The common road of the filters that write an image of the source's geometry into the caller's buffer.
+/// The common steps of the filters that write an image with the geometry of the source into the caller's buffer.
 template <class Call>
 [[nodiscard]] int filter_into(const Image& src, Image& dst, Call call) {
     if (!can_hold(dst, src)) {

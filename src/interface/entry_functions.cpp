@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The exported functions: each makes a Masking for one call. The hosts' pointers are never replaced; where a member
+/// The exported functions. Each makes a Masking for one call. The pointers of the host are never replaced: if a member
 /// may replace one, it gets the function's own copy.
 #include <norvane/norvane.h>
 

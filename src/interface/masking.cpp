@@ -9,7 +9,7 @@
 namespace Norvane {
 namespace {
 
-/// Null for null; the caller owns the copy.
+/// A copy, which the caller owns; null for null.
 ContourState* copy_of(const ContourState* state) { return state != nullptr ? new ContourState(*state) : nullptr; }
 
 }  // namespace
@@ -33,7 +33,7 @@ Masking::Masking(const Masking& other)
 
 Masking& Masking::operator=(const Masking& other) {
     if (this == &other) return *this;
-    ContourState* state = copy_of(other.contourState);  // may throw, before anything is changed; nothing below does
+    ContourState* state = copy_of(other.contourState);  // may throw: nothing is changed yet; nothing below throws
     backgroundNoiseLevel = other.backgroundNoiseLevel;
     params = other.params;
     threshScale = other.threshScale;

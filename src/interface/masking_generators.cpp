@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The operations of Masking: parameters stored, the road taken, its state written back.
+/// The operations of Masking: each stores the parameters, calls the pipeline, and writes its state back.
 #include <norvane/masking.h>
 
 #include "interface/masking_members.h"

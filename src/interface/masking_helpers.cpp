@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The protected helpers of Masking: each hands its arguments and the members to one rule, and stores the result.
+/// The protected helpers of Masking: each passes its arguments and the members to one rule and stores the result.
 #include <norvane/masking.h>
 
 #include "checks/quality_checks.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The members of a Masking as a value, which the rules are given, and back. Only this room knows both.
+/// Converts the members of a Masking to a value for the rules, and back. Only this room knows both.
 #pragma once
 
 #include <norvane/masking.h>
@@ -21,7 +21,7 @@ struct MaskingMembers {
                 .blur_size = m.blurSize,
                 .largest_patch = m.chestWallRatioLimit};
     }
-    /// What the rules may change of them.
+    /// Writes the settings that the rules may change.
     static void write(const Settings& settings, Masking& m) {
         m.backgroundNoiseLevel = settings.noise_level;
         m.threshScale = settings.threshold_scale;
@@ -41,7 +41,7 @@ struct MaskingMembers {
         m.params = state.params;
         write(state.settings, m);
     }
-    /// The status of a step, after its state was written back.
+    /// Writes the state of a step back and returns its status.
     static Masking::MASK_STATUS commit(const Outcome& outcome, Masking& m) {
         write(outcome.state, m);
         return outcome.status;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// PectDetect: each member hands its arguments to one rule. The caller owns what is returned by pointer.
+/// PectDetect: each member passes its arguments to one rule. The caller owns results that are returned by pointer.
 #include <norvane/pect_detect.h>
 
 #include "imaging/mask_utils.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What can be said about the library: its version, and a sentence a status.
+/// The version of the library, and a sentence for each status.
 #include <norvane/norvane.h>
 
 #define NORVANE_TEXT_OF(number) #number

@@ -12,7 +12,7 @@
 namespace Norvane {
 namespace {
 
-/// The first bin with the largest count so far, as a maximum search over several ranges keeps it.
+/// The first bin with the largest count so far, kept while several ranges are searched.
 struct PeakBin {
     int bin = 0;
     int count = 0;
@@ -35,14 +35,15 @@ int bin_above_background(std::span<const int> histogram, unsigned perimeter, con
     PeakBin peak;
     peak.search(histogram, 1, limit);
 
-    // A background fills more pixels than the border of the image has. If none does so far, look in the upper half too.
+    // A background has more pixels than the border of the image. If no peak has so many, the upper half is searched
+    // too.
     const auto is_thin = [&](int count) { return std::int64_t{count} < std::int64_t{perimeter}; };
     if (is_thin(histogram[0]) && is_thin(histogram[static_cast<std::size_t>(peak.bin)])) {
         limit = std::min(limit + bins / 2, bins - 1);
         peak.search(histogram, bins / 2, limit);
     }
 
-    // A maximum at the limit is a slope, not a peak; and a huge count of black pixels is a clean background of its own.
+    // A maximum at the limit is a slope and not a peak. A huge number of black pixels is a clean background by itself.
     const bool is_black = std::int64_t{histogram[0]} > 10 * std::int64_t{histogram[static_cast<std::size_t>(peak.bin)]};
     if (peak.bin == limit || is_black) return rules.bin_of_clean_black;
     return peak.bin + (is_coarse && peak.bin < bins / 2 ? 3 : 2);

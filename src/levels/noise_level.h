@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The background-noise level of a prepared image, from its grey-level histogram.
+/// Finds the noise level of a prepared image from its grey-level histogram.
 #pragma once
 
 #include <norvane/image.h>
@@ -12,23 +12,23 @@
 
 namespace Norvane {
 
-/// Counts of equal parts of the grey scale.
+/// The number of pixels in equal parts of the grey scale.
 using GreyHistogram = std::vector<int>;
 
-/// Nothing if the filter refuses the image; it has then said why on standard output.
+/// Nothing if the filter refuses the image; it then prints why to standard output.
 [[nodiscard]] std::optional<GreyHistogram> grey_histogram(Image* image, int bins);
 
 /// Rebins to fewer parts; their number must divide that of the bins.
 [[nodiscard]] GreyHistogram in_parts(std::span<const int> histogram, int parts);
 
-/// The first grey level above the noise. The background is a peak of the histogram that holds more pixels than the
-/// image's `perimeter`.
+/// The first grey level above the noise. The background is a peak of the histogram with more pixels than the image's
+/// `perimeter`.
 [[nodiscard]] int noise_level_of(std::span<const int> histogram, unsigned perimeter, const NoiseClass& rules);
 
-/// What the search for the level hands on.
+/// The result of the search for the noise level.
 struct AutomaticLevel {
-    int noise_level = 0;                     // 0 for an image that is null or not of 16 bits
-    std::optional<GreyHistogram> histogram;  // if the image could be counted
+    int noise_level = 0;                     // 0 if the image is null or does not have 16 bits
+    std::optional<GreyHistogram> histogram;  // present if the image could be counted
 };
 [[nodiscard]] AutomaticLevel automatic_level(Image* image, const NoiseClass& rules);
 

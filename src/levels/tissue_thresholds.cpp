@@ -9,8 +9,8 @@
 namespace Norvane {
 namespace {
 
-/// Low contrast between background and tissue asks for a higher share of the tissue mean as threshold. The first row
-/// whose limit lies above the ratio tissue mean / background level holds.
+/// If the contrast between background and tissue is low, the threshold must be a higher share of the tissue mean. The
+/// first row whose limit lies above the ratio tissue mean / background level applies.
 struct ThresholdScaling {
     double below_ratio;
     double factor;
@@ -23,7 +23,7 @@ static_assert(std::ranges::is_sorted(kThresholdScalings, {}, &ThresholdScaling::
 }  // namespace
 
 std::uint16_t tissue_mean_of(std::span<const int> histogram, std::uint16_t noise_level) {
-    constexpr double kBrightest = 0.08F;  // of the bins
+    constexpr double kBrightest = 0.08F;  // share of the bins
     const int bins = static_cast<int>(histogram.size());
     const int bin_width = kGreyLevels / bins;
     const int first = noise_level / bin_width + 1;
@@ -40,7 +40,7 @@ std::uint16_t tissue_mean_of(std::span<const int> histogram, std::uint16_t noise
 
 TissueThresholds tissue_thresholds(std::span<const int> histogram, std::uint16_t noise_level, float threshold_scale) {
     constexpr double kAboveNoise =
-        1.1F;  // tissue threshold of images of low contrast, as a multiple of the noise level
+        1.1F;  // tissue threshold of images with low contrast, as a multiple of the noise level
     constexpr int kBackground = Masking::P_BACKGROUND;
     const int tissue_mean = tissue_mean_of(histogram, noise_level);
     const double threshold =

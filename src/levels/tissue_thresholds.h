@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The mean grey level of tissue, and the thresholds that follow from it.
+/// Finds the mean grey level of tissue and the thresholds that follow from it.
 #pragma once
 
 #include <norvane/masking.h>
@@ -9,10 +9,11 @@
 
 namespace Norvane {
 
-/// Parts of the grey scale in which tissue is counted.
+/// Number of parts of the grey scale in which tissue is counted.
 inline constexpr int kTissueParts = 64;
 
-/// Weighted mean above the noise level; the brightest parts (frame, labels, markers) are left out. 0 without tissue.
+/// The weighted mean above the noise level. The brightest parts (frame, labels, markers) are left out. 0 if there is no
+/// tissue.
 [[nodiscard]] std::uint16_t tissue_mean_of(std::span<const int> histogram, std::uint16_t noise_level);
 
 struct TissueThresholds {
@@ -20,7 +21,7 @@ struct TissueThresholds {
     std::uint16_t background_level;
     std::uint16_t tissue_threshold;
     float threshold_scale;
-    bool is_low_contrast;  // the scale was raised; tissue next to the wall need not be brighter then
+    bool is_low_contrast;  // the scale was raised; then tissue next to the wall need not be brighter
 
     /// `state` with these thresholds.
     [[nodiscard]] ContourState in(ContourState state) const {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Diagnostic files of images and masks. Nothing is reported: a file that cannot be opened is passed over.
+/// Writes diagnostic files of images and masks. If a file cannot be opened, nothing is written and nothing reported.
 #include "model/mask_reader.h"
 #include "model/pixels.h"
 
@@ -13,7 +13,7 @@
 namespace Norvane {
 namespace {
 
-/// The geometry, one line a subject, each begun with `prefix`.
+/// Writes the geometry, one line per subject. Each line begins with `prefix`.
 void write_geometry(std::ostream& out, const Image& image, const char* prefix) {
     out << prefix << "Width / height: " << image.GetWidth() << " / " << image.GetHeight() << '\n'
         << prefix << "Stride: " << image.GetStride() << '\n'
@@ -39,7 +39,8 @@ void write_bits(std::ostream& out, const Image& image, char separator) {
     }
 }
 
-/// The samples at their real width; 16-bit ones as unsigned. Other depths than 1, 8, 16 and 32 bits have no samples.
+/// Writes the samples of the real width; 16-bit ones as unsigned. Depths other than 1, 8, 16 and 32 bits have no
+/// samples.
 void write_rows(std::ostream& out, const Image& image, char separator) {
     if (image.GetBuffer() == nullptr || image.GetStride() < image.GetWidth()) return;
     const bool is_signed = image.GetFormat() == FORMAT_SIGNED;

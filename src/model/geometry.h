@@ -11,7 +11,8 @@
 
 namespace Norvane {
 
-/// Numbers from `first` to `last`, both ends in; empty if `first` is beyond `last`. Columns, rows, bins, grey levels.
+/// The numbers from `first` to `last`, both included; empty if `first` is above `last`. For columns, rows, bins and
+/// grey levels.
 template <class T>
 struct Interval {
     T first;
@@ -19,7 +20,7 @@ struct Interval {
 
     [[nodiscard]] constexpr bool is_empty() const { return first > last; }
     [[nodiscard]] constexpr bool has(T v) const { return first <= v && v <= last; }
-    /// How many numbers these are. Must not be empty.
+    /// How many numbers these are. The interval must not be empty.
     [[nodiscard]] constexpr T count() const { return last - first + 1; }
     [[nodiscard]] constexpr Interval cut_to(const Interval& other) const {
         return {std::max(first, other.first), std::min(last, other.last)};
@@ -56,7 +57,7 @@ struct Rectangle {
 }
 [[nodiscard]] constexpr bool has_wall(IMAGE_SIDE side) { return outward_from(side) != 0; }
 
-/// The end of an interval of columns that lies at the wall, and the end that lies far from it.
+/// The end of an interval of columns at the wall, and the end far from it.
 template <class T>
 [[nodiscard]] constexpr T wall_end(const Interval<T>& columns, int outward) {
     return outward > 0 ? columns.first : columns.last;

@@ -24,7 +24,7 @@ public:
         }
         add({pixels.size(), run_sum, run_squares});
     }
-    /// Those above 0: zeros stand for what the frame cut off.
+    /// Adds the pixels above 0. Zeros stand for pixels that the frame cut off.
     void add_above_zero(std::span<const std::uint16_t> pixels) {
         std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
         for (const std::uint32_t v : pixels) {
@@ -35,7 +35,7 @@ public:
         }
         add({seen, run_sum, run_squares});
     }
-    /// Those of these grey levels.
+    /// Adds the pixels with these grey levels.
     void add_within(std::span<const std::uint16_t> pixels, const Interval<int>& levels) {
         std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
         for (const std::uint32_t v : pixels) {
@@ -56,7 +56,7 @@ public:
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
     [[nodiscard]] std::uint64_t sum() const { return sum_; }
-    /// Not a number without pixels, as the variance.
+    /// If there are no pixels, mean and variance are not a number.
     [[nodiscard]] double mean() const { return static_cast<double>(sum_) / static_cast<double>(count_); }
     [[nodiscard]] double variance() const {
         return static_cast<double>(squares_) / static_cast<double>(count_) - mean() * mean();
@@ -69,14 +69,14 @@ private:
     std::uint64_t count_ = 0, sum_ = 0, squares_ = 0;
 };
 
-/// A group of pixels as Welch's test takes it.
+/// A group of pixels for Welch's test.
 struct Sample {
     double mean, variance, size;
 };
 
-/// Welch's t [welch1947]: the groups differ in size and in noise, and a pooled variance would let a noisy one hide the
-/// difference. In double: the result is compared with a limit and must fall on the same side of it everywhere. Not a
-/// number if both groups are flat and equal.
+/// Welch's t [welch1947]. The groups differ in size and in noise, and with a pooled variance a noisy group could hide
+/// the difference. Computed in double, because the result is compared with a limit and must be on the same side of it
+/// everywhere. If both groups are flat and equal, it is not a number.
 [[nodiscard]] inline double welch_t(const Sample& a, const Sample& b) {
     return (a.mean - b.mean) / std::sqrt(a.variance / a.size + b.variance / b.size);
 }

@@ -11,8 +11,8 @@
 namespace Norvane {
 namespace {
 
-/// Pixels from row to row so that rows begin at multiples of Image::ALIGN bytes; 0 for 0 bits. Unsigned 32-bit
-/// arithmetic.
+/// The number of pixels from row to row with which rows begin at multiples of Image::ALIGN bytes; 0 for 0 bits. Uses
+/// unsigned 32-bit arithmetic.
 unsigned aligned_stride(unsigned width, unsigned bits) {
     constexpr unsigned kMask = Image::ALIGN - 1;
     if (bits == 1) return (((width + 7) / 8 + kMask) & ~kMask) * 8;
@@ -70,7 +70,7 @@ Image::Image(const Image& other)
 
 Image& Image::operator=(const Image& other) {
     if (this == &other) return *this;
-    // The owner of the very buffer that it is to refer to stays its owner: releasing it would leave both dangling.
+    // If the image already owns this buffer, it stays the owner. Releasing it would leave both images dangling.
     const bool shares_own_buffer = isBufferOwner && buffer != nullptr && buffer == other.buffer;
     if (isBufferOwner && !shares_own_buffer) delete[] buffer;
     GarbageItem::operator=(other);
@@ -138,12 +138,13 @@ void Image::AllocNewBuffer(bool realign) {
     // A constructor calls this too; it has no buffer of a derived class to release.
     Clear();  // NOLINT(clang-analyzer-optin.cplusplus.VirtualCall)
     if (realign) AlignSize();
-    // Bits in full width: a size that wraps would promise pixels that are not there. So would a stride that wrapped.
+    // Bits are counted in full width, because a size or a stride that wraps would promise pixels that do not exist.
     __extension__ using Wide = unsigned __int128;
     const Wide true_bits = Wide{bits} * stride * height;
     const bool stride_wrapped = realign && bits != 0 && stride < width;
     if (true_bits + 7 > 0xFFFFFFFFU || (stride_wrapped && height != 0)) throw std::bad_alloc();
-    // Rows of whole bytes may need more: rows of 12 bits, or of a number of 1-bit pixels that fills no byte.
+    // Rows of whole bytes may need more, such as rows of 12-bit samples, or rows of 1-bit pixels that do not fill a
+    // byte.
     buffer = new unsigned char[std::max<std::size_t>(BufferSize(), height * row_pitch(*this))]();
     isBufferOwner = true;
 }

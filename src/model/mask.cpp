@@ -11,17 +11,17 @@
 namespace Norvane {
 namespace {
 
-/// A coordinate of one grid in another, rounded half up. Between equal grids the formula is the identity: product and
-/// quotient err by far less than a half.
+/// Converts a coordinate from one grid to another, rounded half up. Between equal grids, this is the identity, because
+/// product and quotient err by far less than a half.
 unsigned rescaled(unsigned v, float from, float to) {
     if (from == to && std::isfinite(from)) return v;
     return truncate_to<unsigned>(static_cast<double>(v) * static_cast<double>(from) / static_cast<double>(to) + 0.5);
 }
 
-/// A weight per index, kept as its change where it changes.
+/// A weight for each index. Only its changes are stored.
 using WeightSteps = std::map<std::uint64_t, std::int64_t>;
 
-/// The first index, from `origin` on, up to which at least `half` of the weight lies.
+/// The first index, from `origin` on, at which the weights so far add up to at least `half`.
 unsigned median_index(const WeightSteps& steps, unsigned origin, std::uint64_t half) {
     if (half == 0) return origin;
     std::uint64_t sum = 0;
@@ -38,8 +38,8 @@ unsigned median_index(const WeightSteps& steps, unsigned origin, std::uint64_t h
     return origin;
 }
 
-/// Adds the columns start .. end to the runs of a row and joins whatever overlaps or touches them. An end that wrapped
-/// below its start is kept as it comes.
+/// Adds the columns start .. end to the runs of a row and joins runs that overlap or touch them. An end that wrapped
+/// below its start is kept unchanged.
 void insert_run(std::map<unsigned, unsigned>& runs, unsigned start, unsigned end) {
     const std::uint64_t touches_up_to = std::uint64_t{end} + 1;
     auto base = runs.empty() || runs.rbegin()->first < start ? runs.end() : runs.lower_bound(start);
@@ -154,7 +154,8 @@ bool Mask::HitTest(unsigned x, unsigned y) const {
 bool Mask::ComputeCentroid(unsigned& x, unsigned& y) const {
     x = y = 0;
     if (maxX < minX || maxY < minY) return false;
-    // Weight of each column and row as its changes, so that the cost depends on the runs and not on their coordinates.
+    // The weights of columns and rows are stored as changes, so that the cost depends on the runs and not on their
+    // coordinates.
     WeightSteps columns, row_weights;
     std::uint64_t total = 0;
     for (const auto& [row, runs] : rows) {

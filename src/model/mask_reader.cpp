@@ -9,7 +9,7 @@ namespace Norvane {
 
 std::span<const Run> MaskReader::runs_of(unsigned y) {
     const unsigned wanted = mask_.target_to_mask(y);
-    // In a loop over rows the wanted one is the row last found or the one behind it.
+    // In a loop over rows, the wanted row is the last one found or the one after it.
     if (at_ != mask_.rows.end() && at_->first < wanted) ++at_;
     if (at_ == mask_.rows.end() || at_->first != wanted) at_ = mask_.rows.find(wanted);
     runs_.clear();
@@ -19,7 +19,7 @@ std::span<const Run> MaskReader::runs_of(unsigned y) {
     return runs_;
 }
 
-// Between two grids the stored row never falls with the target row: not for any pixel sizes, as coordinates saturate.
+// The stored row never decreases as the target row increases, for any pixel sizes, because coordinates saturate.
 std::uint64_t MaskReader::first_row_that_reads(std::uint64_t stored, std::uint64_t from) const {
     std::uint64_t step = 1, below = from;  // all rows below this one read an earlier stored row
     while (below < kNoRow && stored_row(mask_, std::min(below + step, kNoRow) - 1) < stored) {

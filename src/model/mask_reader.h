@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The library's own way to read a Mask: the runs of a row in the target grid, without an array per row.
+/// How the library itself reads a Mask: the runs of a row in the target grid, without an array per row.
 #pragma once
 
 #include <norvane/mask.h>
@@ -14,32 +14,33 @@
 
 namespace Norvane {
 
-/// Columns of one row.
+/// Neighbouring columns of one row.
 using Run = Interval<unsigned>;
 
-/// Reads rows of one mask, cheapest in ascending order. Answers as Mask::GetSegments() does, in the target grid that
-/// the mask has at each call. The mask must outlive the reader and must not be cleared or assigned meanwhile; segments
-/// may be added to it (an operation whose output is also its input reads each row before it writes there).
+/// Reads the rows of one mask. Ascending order is the cheapest. The results are those of Mask::GetSegments(), in the
+/// target grid that the mask has at each call. The mask must outlive the reader and must not be cleared or assigned
+/// meanwhile. Segments may be added to it: an operation whose output is also its input reads each row before it writes
+/// there.
 class MaskReader {
 public:
     explicit MaskReader(const Mask& source) : mask_(source), at_(source.rows.end()) {}
 
-    /// The runs of target row `y`, ascending; empty for a row without pixels. Valid until the next call.
+    /// The runs of target row `y`, in ascending order; empty if the row has no pixels. Valid until the next call.
     [[nodiscard]] std::span<const Run> row(std::integral auto y) { return runs_of(static_cast<unsigned>(y)); }
 
-    /// The first target row from `y` on that has runs; kNoRow behind the last one. For loops over the rows of masks
-    /// that may reach anywhere: what they cost depends on the runs and not on the coordinates.
+    /// The first target row from `y` on that has runs; kNoRow after the last one. For loops over the rows of any mask,
+    /// so that their cost depends on the runs and not on the coordinates.
     [[nodiscard]] std::uint64_t next_row(std::uint64_t y);
-    /// The same from the first row behind `y` on that reads another row of the mask's own grid than `y` does.
+    /// The next non-empty row after `y` that maps to a different stored row.
     [[nodiscard]] std::uint64_t next_other_row(std::uint64_t y);
     static constexpr std::uint64_t kNoRow = std::uint64_t{1} << 32;
 
-    /// The row of the mask's own grid that target row `y` reads.
+    /// The stored row, in the mask's own grid, to which target row `y` maps.
     [[nodiscard]] static unsigned stored_row(const Mask& mask_, std::uint64_t y) {
         return mask_.target_to_mask(static_cast<unsigned>(y));
     }
 
-    /// A mask is empty when it has no rows, whatever its pixel sizes and bounds say.
+    /// A mask is empty if it has no rows, whatever its pixel sizes and bounds are.
     [[nodiscard]] static bool is_empty(const Mask& mask_) { return mask_.rows.empty(); }
 
 private:
@@ -51,7 +52,7 @@ private:
     std::vector<Run> runs_;
 };
 
-/// Adds columns to a row of the mask's own grid; they are not empty, and in the range of its coordinates.
+/// Adds columns to a row of the mask's own grid. They must not be empty and must lie in the range of its coordinates.
 template <class T>
 void add_run(Mask& mask, std::integral auto row, const Interval<T>& columns) {
     mask.AddSegment(static_cast<unsigned>(row), static_cast<unsigned>(columns.first),

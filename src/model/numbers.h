@@ -7,7 +7,7 @@
 
 namespace Norvane {
 
-/// Truncates toward zero; values beyond the range of Int saturate, a NaN gives 0.
+/// Truncates toward zero. Values beyond the range of Int saturate, and a NaN gives 0.
 template <class Int>
 [[nodiscard]] constexpr Int truncate_to(double v) {
     // Both limits are exact in double for integers of up to 32 bits, and max + 1 is for 64.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Rows of an Image: where they lie in the buffer, and as spans, so that algorithms index pixels by column and know
-/// nothing of strides. The rows of a const image are const.
+/// Rows of an Image: where they lie in the buffer, and the rows as spans. Algorithms index pixels by column and need no
+/// strides. The rows of a const image are const.
 #pragma once
 
 #include <norvane/image.h>
@@ -27,7 +27,7 @@ namespace Norvane {
 template <class T>
 concept AnyImage = std::same_as<std::remove_const_t<T>, Image>;
 
-/// What a row of `I` holds: samples, const if the image is.
+/// The samples of a row of `I`; const if the image is.
 template <class Sample, AnyImage I>
 using SampleOf = std::conditional_t<std::is_const_v<I>, const Sample, Sample>;
 
@@ -66,7 +66,7 @@ template <class Sample, AnyImage I>
     return row_of<std::uint16_t>(image, y);
 }
 
-/// The columns of a row, which has them; none if the interval is empty.
+/// The given columns of a row, which must have them; none if the interval is empty.
 template <class T, class Column>
 [[nodiscard]] inline std::span<T> part_of(std::span<T> row, const Interval<Column>& columns) {
     if (columns.is_empty()) return {};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Filling a closed polygon into a mask: scan conversion with an active edge list [foley1990], the columns of each edge
-/// advanced from row to row by an integer error term as in Bresenham's line [bresenham1965].
+/// Fills a closed polygon into a mask by scan conversion with an active edge list [foley1990]. The column of each edge
+/// advances from row to row by an integer error term, as in Bresenham's line [bresenham1965].
 #include <norvane/mask.h>
 
 #include "model/mask_reader.h"
@@ -20,14 +20,14 @@ struct Vertex {
     int x, y;
 };
 
-/// An edge that is not horizontal, from its upper row on (rows count downwards).
+/// An edge that is not horizontal. It starts at its upper row; rows count downwards.
 struct Edge {
     std::int64_t x;  // column in the current row
-    int last_row;    // the edge is not used on this row any more
+    int last_row;    // the edge is no longer used on this row
     std::int64_t dx, dy;
     std::int64_t error = 0;
 
-    /// To the next row. dx / dy truncates toward zero; the rest gathers in the error term.
+    /// Moves to the next row. dx / dy truncates toward zero, and the remainders add up in the error term.
     void advance() {
         if (dx == 0) return;
         const std::int64_t whole = dx / dy;
@@ -40,7 +40,7 @@ struct Edge {
     }
 };
 
-using EdgeTable = std::map<int, std::list<Edge>>;  // by first row; the last edge registered comes first
+using EdgeTable = std::map<int, std::list<Edge>>;  // by first row; the edge that was added last comes first
 
 std::vector<Vertex> vertices_of(std::span<const int> points) {
     std::vector<Vertex> vertices(points.size() / 2);
@@ -65,7 +65,7 @@ std::uint32_t add_columns(Mask& mask, int row, std::int64_t x0, std::int64_t x1)
     return static_cast<std::uint32_t>(x1 - x0);
 }
 
-/// Horizontal edges belong to the mask on their own: the scan passes over them.
+/// Adds the horizontal edges to the mask, because the scan skips them.
 std::uint32_t add_horizontal_edges(Mask& mask, std::span<const Vertex> vertices) {
     std::uint32_t sum = 0;
     Vertex previous = vertices.back();
@@ -95,7 +95,7 @@ std::uint32_t scan_rows(Mask& mask, EdgeTable table, int first_row, int last_row
         const int row = static_cast<int>(y);
         active.remove_if([row](const Edge& e) { return e.last_row == row; });
         for (Edge& e : active) e.advance();
-        // New edges join unadvanced on their first row.
+        // New edges join on their first row and are not advanced yet.
         if (const auto starting = table.find(row); starting != table.end())
             active.splice(active.end(), starting->second);
         sum += add_spans(mask, row, active, crossings);

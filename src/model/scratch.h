@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Scratch objects that belong to a GarbageList from their first moment on.
+/// Scratch objects that belong to a GarbageList from the start.
 #pragma once
 
 #include <norvane/garbage_list.h>
@@ -9,7 +9,7 @@
 
 namespace Norvane {
 
-/// Makes a T that `list` frees. Nothing leaks when the registration itself fails.
+/// Makes a T that `list` frees. If adding it to the list fails, nothing leaks.
 template <class T, class... Args>
 [[nodiscard]] T* make_scratch(GarbageList& list, Args&&... args) {
     auto object = std::make_unique<T>(std::forward<Args>(args)...);
@@ -17,7 +17,7 @@ template <class T, class... Args>
     return object.release();
 }
 
-/// Hands an object made elsewhere with new (null allowed) to `list`.
+/// Passes an object that was made elsewhere with new, or null, to `list`.
 template <class T>
 T* adopt_scratch(GarbageList& list, T* raw) {
     std::unique_ptr<T> object(raw);

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Loops that are compiled twice: for the baseline of the platform and for its wider vector registers, which are used
-/// where the processor has them. Both give the same bits: the compiler may not fuse or reorder what is written.
+/// Loops that are compiled twice: for the baseline of the platform and for its wider vector registers. The second form
+/// is used if the processor has these registers. Both give the same bits, because the compiler may not fuse or reorder
+/// operations.
 #pragma once
 
 #include <atomic>
 
 namespace Norvane {
 
-/// Set by tests, to compare both forms.
+/// Tests set it to compare both forms.
 inline std::atomic<bool> baseline_only{false};
 
 #if defined(__x86_64__) && defined(__GNUC__)
@@ -19,7 +20,7 @@ namespace WideVectors {
     return known && !baseline_only.load(std::memory_order_relaxed);
 }
 
-/// "flatten" takes every call below into this function, so that all of it is compiled for the wider registers.
+/// "flatten" inlines every call into this function, so that everything is compiled for the wider registers.
 template <class Work>
 [[gnu::target("avx2"), gnu::flatten]] void run(Work& work) {
     work();

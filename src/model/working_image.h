@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What all mask operations ask of their image.
+/// What all mask operations require of their image.
 #pragma once
 
 #include <norvane/image.h>
@@ -9,15 +9,15 @@
 
 namespace Norvane {
 
-/// Whether an image is 16-bit unsigned, with a buffer and at least one pixel. Not inline: its branches, most of which
-/// end an operation, made the compiler take the pixel loops behind them for rarely run ones.
+/// Whether an image is 16-bit unsigned and has a buffer and at least one pixel. Out of line: when inlined, its early
+/// returns made the optimiser treat the loops after it as cold.
 [[nodiscard]] bool has_usable_pixels(const Image& image);
 
 /// Whether the mask operations can read the image at all.
 [[nodiscard]] inline bool is_usable(const Image* image) { return image != nullptr && has_usable_pixels(*image); }
 
-/// Whether a pixel size (micrometres) lies more than 10 % off the working pixel size, or is not a number. The
-/// difference is rounded to float before the comparison: 250.8 as a float is beyond the limit.
+/// Whether a pixel size (micrometres) is more than 10 % off the working pixel size, or is not a number. The difference
+/// is rounded to float before the comparison, so 250.8 as a float is beyond the limit.
 [[nodiscard]] inline bool is_off_working_pixel_size(float pixel_size) {
     constexpr double kLimit = static_cast<double>(Masking::c_lowres_pixelsize) * static_cast<double>(0.1F);
     const float difference = std::fabs(pixel_size - Masking::c_lowres_pixelsize);

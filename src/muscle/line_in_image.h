@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pectoral line, found in a cut-out region, read row by row in the columns of the whole image.
+/// Gives the columns of the pectoral line row by row. The line was found in a cut-out region; the columns are those of
+/// the whole image.
 #pragma once
 
 #include <cmath>
@@ -7,7 +8,7 @@
 
 namespace Norvane {
 
-/// x * cos(theta) + y * sin(theta) = rho, in pixels and radians.
+/// The line x * cos(theta) + y * sin(theta) = rho, in pixels and radians.
 struct Line {
     float rho, theta;
 };
@@ -18,8 +19,8 @@ struct PlacedLine {
     std::int64_t dx, dy;
 };
 
-/// All in single precision, operation by operation: the column decides which pixels are compared and where the muscle
-/// ends.
+/// Computes in single precision, operation by operation, because the column decides which pixels are compared and where
+/// the muscle ends.
 class LineInImage {
 public:
     LineInImage(const Line& line, float dx)
@@ -28,7 +29,7 @@ public:
           cosine_(static_cast<float>(std::cos(static_cast<double>(line.theta)))),
           dx_(dx) {}
 
-    /// The image column in row `region_row` of the region. Not finite for a line along the rows.
+    /// The image column in row `region_row` of the region. If the line runs along the rows, it is not finite.
     [[nodiscard]] float column_at(std::int64_t region_row) const {
         const float shift = static_cast<float>(region_row) * sine_;
         return (rho_ - shift) / cosine_ + dx_;

@@ -44,7 +44,7 @@ std::uint64_t visit_strips(const Image& image, const PlacedLine& placed, IMAGE_S
     return static_cast<std::uint64_t>(distances);
 }
 
-/// On average, over all rows of the image, more than two thirds of the width away from the chest wall.
+/// Whether the line is, on average over all rows of the image, more than two thirds of the width away from the wall.
 bool is_too_deep(const Image& image, std::uint64_t distances) {
     return 3 * distances > std::uint64_t{2} * image.GetWidth() * image.GetHeight();
 }
@@ -55,12 +55,12 @@ Sample sample_of(const GreyStatistics& strip) {
 
 __extension__ using Int128 = __int128;  // GCC and Clang have it on every 64-bit platform
 
-/// The mantissa of the extended precision, in integers: `long double` is another type on every platform. Values are in
-/// units of 2^-kFractionBits, which leaves a mean, that is at least 1, enough bits to round.
+/// The mantissa of the extended precision, in integers, because `long double` differs between platforms. Values are in
+/// units of 2^-kFractionBits. A mean is at least 1, so it has enough bits for rounding.
 constexpr int kMantissaBits = 64;
 constexpr int kFractionBits = kMantissaBits + 2;
 
-/// Rounded to the mantissa, half to even.
+/// Rounds to the mantissa, half to even.
 Int128 rounded_to_mantissa(Int128 v) {
     const Int128 size = v < 0 ? -v : v;
     const auto excess = static_cast<int>(std::bit_width(static_cast<std::uint64_t>(size >> kMantissaBits)));
@@ -71,14 +71,15 @@ Int128 rounded_to_mantissa(Int128 v) {
     return v < 0 ? -kept : kept;
 }
 
-/// Of a strip with pixels: at most C_CHECKWIDTH of them, so that the sum has far less than 60 bits.
+/// The mean of a strip, which must have pixels. It has at most C_CHECKWIDTH, so the sum has far fewer than 60 bits.
 Int128 extended_mean(const GreyStatistics& strip) {
     const Int128 scaled = static_cast<Int128>(strip.sum()) << kFractionBits;
     const Int128 quotient = scaled / strip.count();
     return rounded_to_mantissa(quotient | (scaled % strip.count() != 0 ? 1 : 0));  // a last bit that breaks false ties
 }
 
-/// Differences of the strips' means, row by row; what a gradient along the line adds to both strips cancels.
+/// Differences of the means of the strips, row by row. A gradient along the line adds the same to both strips and
+/// cancels.
 struct PairedDifferences {
     float sum = 0.0F;
     float squares = 0.0F;
@@ -86,7 +87,7 @@ struct PairedDifferences {
 
     void add(const GreyStatistics& left, const GreyStatistics& right) {
         if (left.count() == 0 || right.count() == 0) return;
-        // Rounded once: quotients and difference have the 64-bit mantissa of the x87 registers.
+        // Rounded to float only once. Quotients and difference have the 64-bit mantissa of the x87 registers.
         const Int128 extended = rounded_to_mantissa(extended_mean(left) - extended_mean(right));
         const auto difference = std::ldexp(static_cast<float>(extended), -kFractionBits);
         sum += difference;
@@ -97,7 +98,7 @@ struct PairedDifferences {
     [[nodiscard]] float t(IMAGE_SIDE side) const {
         const auto n = static_cast<float>(rows);
         float mean = sum / n;
-        if (side != SIDE_CHEST_LEFT) mean = -mean;  // muscle less tissue
+        if (side != SIDE_CHEST_LEFT) mean = -mean;  // muscle minus tissue
         const float variance = squares / n - mean * mean;
         const float error = static_cast<float>(std::sqrt(static_cast<double>(variance / static_cast<float>(rows - 1))));
         return mean / error;

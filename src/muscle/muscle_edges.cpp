@@ -32,13 +32,13 @@ constexpr int kSteepestAngle = 89;  // degrees; the tangent of the limits must s
 
 using Span = Interval<std::int64_t>;  // columns of a region's row; a mask may begin left of the region
 
-/// From the first to the last pixel of a mask row, gaps included, in the region's columns.
+/// From the first to the last pixel of a mask row, including gaps, in columns of the region.
 Span span_in_region(std::span<const Run> runs, const Image& roi) {
     const std::int64_t offset = roi.GetOffX();
     return {runs.front().first - offset, runs.back().last - offset};
 }
 
-/// Gradients are computed for this many neighbouring pixels at once, each with sums of its own, so that every sum keeps
+/// Gradients are computed for this many neighbouring pixels at once. Each pixel has its own sums, so every sum keeps
 /// its order while the compiler uses whole vector registers.
 constexpr std::size_t kLanes = 16;
 
@@ -54,7 +54,7 @@ public:
     explicit KernelWindow(const Image& source)
         : roi_(source), padded_width_(source.GetWidth() + 2 * kHalfX + kLanes), rows_(padded_width_ * kRows) {}
 
-    /// Centres the window on `y`. Cheapest when y grows by one.
+    /// Centres the window on `y`. This is cheapest if y grows by one.
     void move_to(std::int64_t y) {
         for (std::int64_t r = std::max(y - kHalfY, loaded_end_); r <= y + kHalfY; ++r) load(r);
         loaded_end_ = y + kHalfY + 1;
@@ -80,8 +80,8 @@ private:
     static constexpr int kRows = 2 * kHalfY + 1;
     static constexpr std::size_t kColumns = 2 * kHalfX + 1;
 
-    /// The lanes are the vectorised loop; the cells of the row, unrolled, keep their order inside each lane. Weights
-    /// that are zero, x in the middle column and y in the middle row, add nothing.
+    /// The loop over the lanes is vectorised. The cells of the row are unrolled and keep their order inside each lane.
+    /// The weights of x in the middle column and of y in the middle row are zero and are left out.
     template <bool IsMiddle>
     static void add_row(std::span<const float, kColumns - 1 + kLanes> pixels,
                         std::span<const float, 2 * kColumns> weights, Gradients& sums) {
@@ -123,14 +123,14 @@ struct DirectionTest {
     float kernel_sum;
     float tan_min, tan_max;
 
-    /// The magnitudes of gradients (their low 16 bits), or 0 where the direction lies outside the limits.
+    /// The magnitudes of gradients (their low 16 bits); 0 if the direction lies outside the limits.
     void magnitudes(const Gradients& sums, std::span<std::uint16_t, kLanes> to) const {
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
             const float gx = sums.gx[lane] / kernel_sum, gy = sums.gy[lane] / kernel_sum;
-            const float slope = gy / gx;  // compares false where gx and gy are 0; gx alone is looked at below
+            const float slope = gy / gx;  // compares false if gx and gy are 0; gx alone is tested below
             const bool fits = (gx != 0.0F) & (tan_min < slope) & (slope < tan_max);
             const float squares = gx * gx + gy * gy;
-            // Of 16-bit pixels, so the root is far below the largest int.
+            // The pixels have 16 bits, so the root is far below the largest int.
             const int root = static_cast<int>(std::sqrt(static_cast<double>(fits ? squares : 0.0F)));
             to[lane] = static_cast<std::uint16_t>(root);
         }
@@ -148,7 +148,7 @@ public:
 
     void move_to(std::int64_t y) {
         std::ranges::copy(grey_row(roi_, y), grey_.begin());
-        // Beyond the region its outermost pixels count.
+        // Beyond the region, its outermost pixels are repeated.
         const auto row = grey_row(roi_, std::max<std::int64_t>(y - kHalfY, 0));
         std::fill_n(above_.begin(), kHalfX, row.front());
         std::fill(std::ranges::copy(row, above_.begin() + kHalfX).out, above_.end(), row.back());
@@ -174,8 +174,8 @@ public:
     [[nodiscard]] std::span<const int> histogram() const { return counts_; }
 
 private:
-    /// All bits set where a pixel may be an edge: background is dark, and next to what was cut off (zero) the kernel
-    /// would see the cut instead of the muscle. Whether there is any.
+    /// Sets all bits of the pixels that may be edges, and returns whether there are any. Dark pixels are background.
+    /// Pixels next to a cut (zeros) are left out too, because the kernel would see the cut instead of the muscle.
     [[nodiscard]] bool find_candidates(std::size_t x, std::span<std::uint16_t, kLanes> candidates) const {
         unsigned any = 0;
         for (std::size_t lane = 0; lane < kLanes; ++lane) {
@@ -194,8 +194,8 @@ private:
     std::vector<std::uint16_t> above_;  // the window's top row, with the window's reach on both sides
 };
 
-/// The grey level that a fraction of the image's pixels, the brightest, reach; at least 1. `histogram` counts each
-/// level above 0.
+/// The grey level that the brightest fraction of the image's pixels reaches; at least 1. `histogram` counts each level
+/// above 0.
 std::uint16_t upper_level(const Image* image, std::span<const int> histogram, float fraction) {
     const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
     const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(pixels) * fraction));
@@ -207,7 +207,7 @@ std::uint16_t upper_level(const Image* image, std::span<const int> histogram, fl
     return 1;
 }
 
-/// Level 1 or the largest where the fraction asks for all pixels or for none.
+/// If the fraction asks for all pixels or for none, level 1 or the largest.
 std::optional<std::uint16_t> level_at_the_ends(float fraction) {
     if (fraction >= 1.0F) return 1;
     if (fraction <= 0.0F) return kGreyLevels - 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Edges of the pectoral region: gradients whose direction fits the muscle's border, the strongest of them kept.
+/// Finds the edges of the pectoral region: the strongest gradients whose direction fits the border of the muscle.
 #pragma once
 
 #include <norvane/image.h>
@@ -16,23 +16,24 @@ namespace Norvane {
 
 /// Which gradients are kept.
 struct EdgeLimits {
-    int margin;            // pixels along the region's border that get no edge
-    float fraction;        // of the region's pixels
-    Interval<int> angles;  // of the gradient, degrees, both ends out; between -89 and 89
+    int margin;            // so many pixels along the border of the region get no edge
+    float fraction;        // share of the region's pixels that are kept
+    Interval<int> angles;  // of the gradient, in degrees, both ends excluded; between -89 and 89
 };
 
-/// The muscle is a bright wedge in the upper corner at the chest wall, so the gradient across its border points up and
-/// to the wall; dy / dx of that direction is positive for a wall on the left.
+/// The muscle is a bright wedge in the upper corner at the chest wall. So the gradient across its border points up and
+/// to the wall. If the wall is on the left, dy / dx of that direction is positive.
 [[nodiscard]] EdgeLimits muscle_edge_limits(IMAGE_SIDE side);
 
-/// Writes x and y weight of each cell, row by row, as far as `kernel` reaches; the sum of their magnitudes.
+/// Writes the x and y weights of each cell, row by row, as far as `kernel` reaches. Returns the sum of their
+/// magnitudes.
 float write_kernel(int half_x, int half_y, std::span<float> kernel);
 
-/// The grey level that a fraction of the region's pixels, the darkest, do not exceed. `mask` keeps the region's pixel
-/// size as target. 0 for null.
+/// The grey level that the darkest fraction of the region's pixels does not exceed; 0 for null. `mask` keeps the pixel
+/// size of the region as its target.
 [[nodiscard]] std::uint16_t background_threshold(const Image* region, Mask* mask, float fraction);
 
-/// The grey level that a fraction of the image's pixels, the brightest, reach; at least 1.
+/// The grey level that the brightest fraction of the image's pixels reaches; at least 1.
 [[nodiscard]] std::uint16_t brightest_level(Image* image, float fraction);
 
 /// A binary image (0, 65535) of the edges; null if the region, the mask or the limits cannot be used.

@@ -15,15 +15,15 @@
 namespace Norvane {
 namespace {
 
-constexpr Micrometres kTopBand{3000.0};   // below the top of the mask, which is not scanned
+constexpr Micrometres kTopBand{3000.0};   // this band below the top of the mask is not scanned
 constexpr std::int64_t kFrameReach = 80;  // columns towards the wall in which frame may cover the muscle
 constexpr int kSmoothing = 32;            // half window, rows
 
-/// How the threshold estimate scans: from the chest wall into the breast.
+/// How the estimate by threshold scans: from the chest wall into the breast.
 struct Scan {
     std::int64_t step;   // +1 from a wall on the left, -1 from one on the right
     std::int64_t wall;   // the mask's bound at the wall
-    std::int64_t limit;  // the last column that is looked at
+    std::int64_t limit;  // the last column that is scanned
 
     [[nodiscard]] std::int64_t wall_end(std::span<const Run> runs) const {
         return step > 0 ? runs.front().first : runs.back().last;
@@ -34,7 +34,7 @@ struct Scan {
     }
 };
 
-/// Nothing for a side that is neither left nor right.
+/// The scan for a side; nothing if it is neither left nor right.
 std::optional<Scan> scan_for(IMAGE_SIDE side, const Image& image, const Mask& limits, const Mask& rows) {
     const auto half_width = truncate_to<std::int64_t>(image.GetWidth() * 0.5 + 0.5);
     const std::int64_t min_x = rows.GetMinX(), max_x = rows.GetMaxX();
@@ -48,7 +48,8 @@ std::optional<Scan> scan_for(IMAGE_SIDE side, const Image& image, const Mask& li
     }
 }
 
-/// The first pixel from `from` to `to`, both looked at, that satisfies the condition. Columns outside are passed over.
+/// The first pixel from `from` to `to`, both included, that satisfies the condition. Columns outside the image are
+/// skipped.
 template <class Condition>
 std::optional<std::int64_t> first_column(Row<const std::uint16_t> row, std::int64_t from, std::int64_t to,
                                          std::int64_t step, Condition condition) {
@@ -61,7 +62,7 @@ std::optional<std::int64_t> first_column(Row<const std::uint16_t> row, std::int6
     return std::nullopt;
 }
 
-/// Where the bright muscle ends in one row; a column of frame shortly before the end takes its place.
+/// Where the bright muscle ends in one row. If there is a column of frame shortly before the end, that column counts.
 std::optional<std::int64_t> muscle_end(const Scan& scan, Row<const std::uint16_t> row, std::int64_t start,
                                        unsigned threshold) {
     const auto end = first_column(row, start, scan.limit, scan.step, [&](std::uint16_t p) { return p < threshold; });
@@ -79,7 +80,7 @@ void add_muscle_row(const Scan& scan, std::span<const Run> runs, float column, u
     add_run(out, y, Interval<std::int64_t>{std::min(start, end), std::max(start, end)});
 }
 
-/// The muscle's end in the rows up to the last of `scanned`; the rows above them continue the first one.
+/// The end of the muscle in the rows up to the last of `scanned`. The rows above `scanned` repeat the first one.
 std::vector<float> muscle_ends(const Scan& scan, const Image& image, const Mask& row_mask,
                                const Interval<std::int64_t>& scanned, unsigned threshold) {
     const auto [first, last] = scanned;

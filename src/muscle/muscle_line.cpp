@@ -21,7 +21,8 @@
 namespace Norvane {
 namespace {
 
-// Degrees that the normal of a muscle's border can have, for a wall on the left; a wall on the right mirrors them.
+// The normal of a muscle's border lies between these degrees if the wall is on the left. For a wall on the right, they
+// are mirrored.
 constexpr float kFlattestNormal = 5.0F;
 constexpr float kSteepestNormal = 50.0F;
 
@@ -30,7 +31,7 @@ float radians(float from_degrees, unsigned bin) {
                               static_cast<double>(from_degrees) * std::numbers::pi / 180.0);
 }
 
-/// Columns of the edge pixels, row after row. Floats: every vote multiplies them.
+/// The columns of the edge pixels, row by row. They are floats, because every vote multiplies them.
 struct EdgePoints {
     std::vector<float> columns;
     std::vector<std::size_t> row_ends;  // into `columns`
@@ -47,14 +48,14 @@ struct EdgePoints {
     }
 };
 
-/// Counts, for lines of one direction, the edge pixels in each bin of the distance. The counters wrap at 16 bits.
+/// For lines of one direction, counts the edge pixels in each bin of the distance. The counters wrap at 16 bits.
 void vote(const EdgePoints& points, float theta, std::span<std::uint16_t> bins) {
     const float sine = static_cast<float>(std::sin(static_cast<double>(theta)));
     const float cosine = static_cast<float>(std::cos(static_cast<double>(theta)));
     const float bins_per_row = sine / PectDetect::C_RBINSIZE;
     const float bins_per_column = cosine / PectDetect::C_RBINSIZE;
     const auto end = static_cast<double>(bins.size());
-    float row_term = 0.0F;  // summed row by row, so its rounding errors are part of the result
+    float row_term = 0.0F;  // summed row by row; its rounding errors are part of the result
     std::size_t i = 0;
     for (const std::size_t row_end : points.row_ends) {
         for (; i < row_end; ++i) {
@@ -85,7 +86,7 @@ Peak find_peak(const Image& accumulator) {
     return peak;
 }
 
-/// Rows of the image that the bound mask spans, the last one left out.
+/// The rows of the image that the bound mask spans, without the last one.
 Interval<std::int64_t> bounded_rows(const Image& image, const Mask& bound) {
     const std::int64_t top = image.GetOffY();
     const std::int64_t last = std::max<std::int64_t>(std::int64_t{bound.GetMaxY()} - top, 0);
@@ -93,7 +94,8 @@ Interval<std::int64_t> bounded_rows(const Image& image, const Mask& bound) {
             std::min<std::int64_t>(last, std::int64_t{image.GetHeight()} - 1) - 1};
 }
 
-/// Where the muscle ends towards a chest wall on either side: at the bound mask, in the grid of the image's origin.
+/// Where the muscle ends towards a chest wall on the left or the right: at the bound mask, in the grid of the image's
+/// origin.
 using Walls = Interval<std::int64_t>;
 
 /// The muscle between a wall on the left and the line, in one row of `pect`.
@@ -144,7 +146,7 @@ std::optional<Line> muscle_border(const Image* edges, IMAGE_SIDE side) {
                                                        : Interval<float>{kFlattestNormal, kSteepestNormal});
     if (!found) return std::nullopt;
     Line line = found->line;
-    // The middle of the bin; a wall on the right keeps the bin's lower edge.
+    // Use the middle of the bin. With a wall on the right, the lower edge of the bin is kept.
     if (side == SIDE_CHEST_LEFT) line.rho += PectDetect::C_RBINSIZE / 2.0F;
     return line;
 }

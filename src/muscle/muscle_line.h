@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pectoral border as a straight line [karssemeijer1998]: Hough transform [hough1962] of the edges, over angle and
-/// distance [duda1972], and the muscle that the line bounds.
+/// Finds the pectoral border as a straight line [karssemeijer1998] by a Hough transform [hough1962] of the edges over
+/// angle and distance [duda1972], and writes the muscle that the line bounds.
 #pragma once
 
 #include <norvane/image.h>
@@ -21,14 +21,14 @@ struct HoughPeak {
     std::unique_ptr<Image> accumulator;
 };
 
-/// Among the normals of `degrees`. Nothing if the image cannot be used.
+/// The strongest line whose normal lies in `degrees`. Nothing if the image cannot be used.
 [[nodiscard]] std::optional<HoughPeak> strongest_line(const Image* edges, const Interval<float>& degrees);
 
-/// Among the normals that a muscle's border can have.
+/// The strongest line whose normal the border of a muscle can have.
 [[nodiscard]] std::optional<Line> muscle_border(const Image* edges, IMAGE_SIDE side);
 
-/// Adds what lies between the line and the bound mask's edge at the wall. `bound` keeps the image's pixel size as
-/// target, and `muscle` takes it as its own.
+/// Adds the pixels between the line and the edge of the bound mask at the wall. `bound` keeps the pixel size of the
+/// image as its target, and `muscle` gets it as its own.
 void write_muscle(const Image& image, Mask& bound, const PlacedLine& line, IMAGE_SIDE side, Mask& muscle);
 
 }  // namespace Norvane

@@ -13,7 +13,7 @@
 namespace Norvane {
 namespace {
 
-/// Wide enough that differences may be negative.
+/// Signed and wide, because differences may be negative.
 using Box = Rectangle<std::int64_t>;
 
 Box bounds_of(const Mask& mask) { return {{mask.GetMinX(), mask.GetMaxX()}, {mask.GetMinY(), mask.GetMaxY()}}; }
@@ -22,8 +22,8 @@ void fill_box(const Box& box, Mask& out) {
     for (std::int64_t y = box.rows.first; y <= box.rows.last; ++y) add_run(out, y, box.columns);
 }
 
-/// From the breast's far edge to the frame's edge at the chest wall, from the frame's top on. The breast's last row
-/// stays out.
+/// Fills from the far edge of the breast to the edge of the frame at the chest wall, starting at the top of the frame.
+/// The last row of the breast is left out.
 void fill_up_to_frame(const Box& breast, const Mask& frame, IMAGE_SIDE side, Mask& out) {
     MaskReader rows(frame);
     const auto top = std::min(static_cast<unsigned>(breast.rows.first), frame.GetMinY());

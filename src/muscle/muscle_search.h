@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pectoral search from masks to status.
+/// The whole search for the pectoral muscle, from masks to status.
 #pragma once
 
 #include <norvane/image.h>
@@ -8,22 +8,23 @@
 
 namespace Norvane {
 
-/// What a search is given.
+/// The settings of a search.
 struct MuscleSearch {
     IMAGE_SIDE side;
-    float height_ratio = PectDetect::C_ROIHEIGHTRATIO;  // of the bound mask's height, from its top down
+    float height_ratio = PectDetect::C_ROIHEIGHTRATIO;  // searched part of the bound mask's height, from its top
 };
 
-/// PECT_PASS if the images and masks can be searched, else the first reason why not.
+/// PECT_PASS if the image and the masks can be searched; otherwise the first reason why not.
 [[nodiscard]] PectDetect::PECT_STATUS refuse_muscle_search(const Image* image, const Mask* breast, const Mask* frame,
                                                            IMAGE_SIDE side, IMAGE_VIEW view);
 
-/// Adds the muscle to `muscle`, whose border is sought inside `bound`. After PECT_FAIL it is that of the rejected line.
+/// Searches for the border inside `bound` and adds the muscle to `muscle`. After PECT_FAIL, it is the muscle of the
+/// rejected line.
 [[nodiscard]] PectDetect::PECT_STATUS find_muscle_in(const Image* image, Mask* bound, const MuscleSearch& search,
                                                      Mask* muscle);
 
-/// The muscle of a search that was not refused, cut to the frame, added to `muscle` whatever the status: the caller
-/// decides by it whether to use a rejected muscle.
+/// Does a search that was not refused and adds the muscle, cut to the frame, to `muscle`. It does so with any status,
+/// and the caller decides by the status whether to use a rejected muscle.
 [[nodiscard]] PectDetect::PECT_STATUS find_muscle(const Image& image, Mask& breast, Mask& frame,
                                                   const MuscleSearch& search, Mask* muscle);
 

@@ -21,7 +21,7 @@
 namespace Norvane {
 namespace {
 
-/// The field into `frame` if it is not known, and the noise level. The histogram, if one was counted.
+/// Finds the field, if `frame` does not hold it yet, and the noise level. Returns the histogram, if one was counted.
 std::optional<GreyHistogram> settle_field(Image* image, MaskingState& state, Mask* frame) {
     std::optional<GreyHistogram> histogram;
     if (MaskReader::is_empty(*frame)) {
@@ -34,7 +34,7 @@ std::optional<GreyHistogram> settle_field(Image* image, MaskingState& state, Mas
     return histogram;
 }
 
-/// The tissue's grey levels, of a histogram that may be known.
+/// Finds the grey levels of tissue from the histogram, which may be known already.
 void settle_thresholds(Image* image, const std::optional<GreyHistogram>& known, MaskingState& state) {
     const auto counted = known ? std::nullopt : grey_histogram(image, kTissueParts);
     const GreyHistogram none(kTissueParts);
@@ -45,7 +45,7 @@ void settle_thresholds(Image* image, const std::optional<GreyHistogram>& known, 
     if (found.is_low_contrast) state.settings.raises_near_wall = false;
 }
 
-/// The outline of the breast, in the image that is thresholded.
+/// Finds the outline of the breast in the image to which the thresholds apply.
 Outlines find_outlines(const Image& image, const Image& thresholded, Mask& frame, const MaskingState& state) {
     if (!SearchImages::fit(&image, &thresholded)) return {};
     frame.SetTargetPixelSize(image.GetPixelSize());
@@ -62,7 +62,7 @@ double write_contour(const std::vector<float>& radii, const MaskingState& state,
     return write_pixels_inside({radii, *state.contour, state.params.side, image}, frame, out);
 }
 
-/// Both contours into their masks, cut to the field. The area of the first before the cut.
+/// Writes both contours into their masks and cuts them to the field. Returns the area of the first before the cut.
 double write_masks(const Outlines& outlines, const Image& image, const MaskingState& state, const BreastMasks& masks) {
     const Masking::Params& params = state.params;
     const bool joins_muscle = params.view == VIEW_PECT && params.pectContour;
@@ -94,7 +94,7 @@ double write_polygon_or_points(const std::vector<float>& radii, const MaskingSta
     if (state.params.contour == nullptr) return 0.0;
     const std::vector<int> points = points_of(contour);
     if (state.params.contour->size() == points.size())
-        std::ranges::copy(points, state.params.contour->begin());  // the host's storage stays where it is
+        std::ranges::copy(points, state.params.contour->begin());  // the host's vector must not be reallocated
     else
         state.params.contour->clear();
     return 0.0;

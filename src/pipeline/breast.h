@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// From a prepared image and its field to the breast mask.
+/// Makes the breast mask of a prepared image and its field.
 #pragma once
 
 #include <norvane/image.h>
@@ -11,26 +11,26 @@
 
 namespace Norvane {
 
-/// The masks of one search; all are the caller's.
+/// The masks of one search. All belong to the caller.
 struct BreastMasks {
-    Mask* frame;   // searched first if it is empty
-    Mask* breast;  // cleared
-    Mask* second;  // null, or cleared and given the outer contour
+    Mask* frame;   // if it is empty, the field is found first
+    Mask* breast;  // is cleared first
+    Mask* second;  // null, or cleared and filled with the outer contour
 };
 
-/// The masks were written; MASK_CHEST_WALL only warns.
+/// Whether the masks were written. MASK_CHEST_WALL is only a warning.
 [[nodiscard]] inline bool has_masks(Masking::MASK_STATUS status) {
     return status == Masking::MASK_OK || status == Masking::MASK_CHEST_WALL;
 }
 
-/// Says on standard output if a mask is missing (not of `second`).
+/// If a mask other than `second` is missing, prints that to standard output.
 [[nodiscard]] Outcome find_breast(Image* image, MaskingState state, const BreastMasks& masks);
 
-/// Writes the image that the contour search thresholds, as ChestWallPatch() promises.
+/// Writes the image to which the contour search applies its thresholds, as ChestWallPatch() describes.
 [[nodiscard]] MaskingState show_thresholded(Image* image, MaskingState state, Image* thresholded);
 
-/// With `contourOutput` the points go to the host's vector, which is emptied if its size does not fit, and nothing is
-/// written; else the contour's polygon is added to `out`. 1 plus the sum of the extents written, 0 for points.
+/// With `contourOutput`, writes the points into the host's vector (or empties it if its size is wrong), and returns 0.
+/// Otherwise adds the polygon of the contour to `out` and returns 1 plus the sum of the extents written.
 double write_polygon_or_points(const std::vector<float>& radii, const MaskingState& state, const Image& image,
                                Mask* out);
 

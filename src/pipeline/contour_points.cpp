@@ -17,7 +17,7 @@
 namespace Norvane {
 namespace {
 
-/// Whether the host passed a vector that takes 720 points.
+/// Whether the host passed a vector for 720 points.
 bool takes_points(const std::vector<int>* contour) {
     return contour != nullptr && contour->size() == 2 * static_cast<std::size_t>(Masking::c_num_angles);
 }
@@ -37,7 +37,8 @@ bool was_found(const Rectangle<int>& box) {
     return box.columns.first >= 0 && box.columns.last >= 0 && box.rows.first >= 0 && box.rows.last >= 0;
 }
 
-/// The outline joins breast and upper muscle; the breast mask stays the breast's. False if it has no boundary.
+/// Gives the host the outline of breast and upper muscle together. The breast mask stays that of the breast. Returns
+/// false if there is no boundary.
 bool give_joined_outline(Image* image, MaskingState& state, Mask* breast, Mask* frame, bool has_breast) {
     Mask muscle, joined, *out = &joined;
     const Masking::Params& params = state.params;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The breast mask with the host's outline of 720 points, as interleaved x and y.
+/// Makes the breast mask and gives the host the outline as 720 points, x and y interleaved.
 #pragma once
 
 #include <norvane/image.h>
@@ -12,24 +12,24 @@
 
 namespace Norvane {
 
-/// See NvGenerateBreastMask(). `box`: null or four values.
+/// See NvGenerateBreastMask(). `box` is null or takes four values.
 [[nodiscard]] Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* frame, int* box);
 
-/// The parameters as tracing a mask leaves them: only black is padding there.
+/// The parameters after tracing a mask, where only black is padding.
 [[nodiscard]] inline Masking::Params without_padding(Masking::Params params) {
     params.noiseLevel = params.pixelPaddingValueRangeLimit = 0;
     return params;
 }
 
-/// Appends the mask's boundary to `points`; false without one. The wall's side says where it begins: for a wall on
-/// neither side the points stay as they are.
+/// Appends the boundary of the mask to `points`. Returns false if it has none. The side of the wall says where the
+/// boundary begins; if the wall is on neither side, the points stay unchanged.
 bool append_boundary(const Image* image, const Mask* mask, IMAGE_SIDE side, std::vector<int>& points);
 
-/// Traces the breast of an image whose background is a range of padding values, and gives the host its outline. The
-/// bounds of the field.
+/// Traces the breast of an image whose background is a range of padding values, and gives the host its outline. Returns
+/// the bounds of the field.
 Rectangle<int> trace_breast(const Image& image, const Masking::Params& params);
 
-/// First and last column, first and last row; nothing for null.
+/// Writes first and last column, first and last row. Does nothing for null.
 void write_bounds(const Rectangle<int>& bounds, int* box);
 
 }  // namespace Norvane

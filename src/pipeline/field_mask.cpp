@@ -32,7 +32,7 @@ FieldOutcome find_field(Image* image, MaskingState state, Mask*& frame, bool aut
         code = FrameDetector(auto_level)
                    .Detect(image, frame, params.side, params.view, params.bgNoise, state.settings.noise_level);
     } catch (...) {
-        if (frame != nullptr) frame->Clear();  // half a frame would pass for a known one in the next call
+        if (frame != nullptr) frame->Clear();  // otherwise the next call would take half a frame for a known one
         throw;
     }
     if (code != Masking::MASK_OK) std::cout << "Frame masking fails: " << code << std::endl;

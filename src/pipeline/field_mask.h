@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The exposed field: the automatic noise level first, where it is asked for, and then the frame search.
+/// Finds the exposed field: first the automatic noise level, if it is asked for, and then the frame.
 #pragma once
 
 #include <norvane/image.h>
@@ -12,8 +12,8 @@
 
 namespace Norvane {
 
-/// If the noise level is still to be computed from the image, it becomes part of the settings, and of the parameters as
-/// the level of the host. The histogram, if one was counted.
+/// If the noise level has to be computed from the image, computes it and stores it in the settings, and in the
+/// parameters as the level of the host. Returns the histogram, if one was counted.
 [[nodiscard]] std::optional<GreyHistogram> settle_noise_level(Image* image, MaskingState& state);
 
 struct FieldOutcome {
@@ -21,8 +21,8 @@ struct FieldOutcome {
     std::optional<GreyHistogram> histogram;  // of this image, if it was counted
 };
 
-/// `auto_level` allows the automatic noise level and the padding frames. A search that fails says so on standard output
-/// and answers MASK_OK; its mask stays empty.
+/// `auto_level` allows the automatic noise level and the padding frames. If the search fails, it prints that to
+/// standard output and returns MASK_OK; the mask stays empty.
 [[nodiscard]] FieldOutcome find_field(Image* image, MaskingState state, Mask*& frame, bool auto_level);
 
 }  // namespace Norvane

@@ -19,7 +19,7 @@ void add_row(MaskReader& from, unsigned y, Mask& out) {
     for (const Run& run : from.row(y)) add_run(out, y, run);
 }
 
-/// The muscle, sought and joined. The status after it.
+/// Finds the muscle and joins it. Returns the status after that.
 Masking::MASK_STATUS add_muscle(Image* image, const Masking::Params& params, Mask& breast, const FullMasks& masks,
                                 Masking::MASK_STATUS status) {
     Mask scratch;
@@ -30,7 +30,8 @@ Masking::MASK_STATUS add_muscle(Image* image, const Masking::Params& params, Mas
         return found == PectDetect::PECT_FAIL ? status : Masking::MASK_PECT_FAILED;
     }
     join_masks(&breast, muscle, masks.full);
-    // Without a second mask the muscle's takes its place, if it is the host's and outlives this call.
+    // If there is no second mask, the muscle's mask takes its place, provided that it is the host's and so outlives
+    // this call.
     if (masks.second != nullptr || masks.muscle != nullptr) join_masks(masks.second, muscle, masks.second);
     return status;
 }

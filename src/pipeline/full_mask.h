@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Breast and upper muscle in one mask.
+/// Makes one mask of breast and upper muscle.
 #pragma once
 
 #include <norvane/image.h>
@@ -9,14 +9,15 @@
 
 namespace Norvane {
 
-/// Adds the breast and the muscle's upper two thirds to `out`, in the breast's grid: in the lower third the muscle's
-/// straight border no longer follows it. If one of them is null, `out` becomes the other. False if both are.
+/// Adds the breast and the upper two thirds of the muscle to `out`, in the breast's grid. In the lower third, the
+/// straight border no longer follows the muscle. If one of them is null, `out` becomes the other. Returns false if both
+/// are.
 bool join_masks(Mask* breast, Mask* muscle, Mask*& out);
 
-/// What the host passes and receives. See NvGenerateFullMask().
+/// The masks that the host passes and receives. See NvGenerateFullMask().
 struct FullMasks {
     Mask*& full;
-    Mask*& muscle;  // becomes null if none was sought
+    Mask*& muscle;  // becomes null if no muscle was searched for
     Mask*& second;
     Mask* frame;
 };

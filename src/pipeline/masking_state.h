@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a Masking holds between calls, as a value: the road of an image takes it and gives it back.
+/// What a Masking holds between calls, as a value. The pipeline takes it and returns it.
 #pragma once
 
 #include "rules/settings.h"
@@ -11,7 +11,7 @@ namespace Norvane {
 struct MaskingState {
     Masking::Params params;
     Settings settings;
-    std::optional<ContourState> contour;  // nothing before the first search
+    std::optional<ContourState> contour;  // empty before the first search
 };
 
 /// A status, and the state that the host may read after it.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the road says on standard output.
+/// The messages that the pipeline prints to standard output.
 #pragma once
 
 #include <iostream>

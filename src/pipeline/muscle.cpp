@@ -34,7 +34,7 @@ PectDetect::PECT_STATUS seek_muscle(Image* image, Mask* breast, Mask* frame, con
 Outcome make_muscle_mask(Image* image, Mask* breast, MaskingState state, Mask* muscle, Mask* frame) {
     Mask own_frame;
     if (frame == nullptr) frame = &own_frame;
-    const Masking::Params asked = state.params;  // the search for the field may settle the level
+    const Masking::Params asked = state.params;  // kept, because the search for the field may set the level
     if (MaskReader::is_empty(*frame)) {
         Outcome field = find_field(image, state, frame, true).outcome;
         if (field.status != Masking::MASK_OK) return {Masking::MASK_NO_MASK, field.state};

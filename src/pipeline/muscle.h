@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The pectoral muscle of a breast mask that is known.
+/// Makes the mask of the pectoral muscle for a known breast mask.
 #pragma once
 
 #include <norvane/image.h>
@@ -10,7 +10,7 @@
 
 namespace Norvane {
 
-/// The search, if nothing refuses it; the muscle is added to `muscle`.
+/// Searches for the muscle, if nothing prevents it, and adds it to `muscle`.
 [[nodiscard]] PectDetect::PECT_STATUS seek_muscle(Image* image, Mask* breast, Mask* frame,
                                                   const Masking::Params& params, Mask* muscle);
 
@@ -18,7 +18,7 @@ namespace Norvane {
     return status == PectDetect::PECT_PASS || status == PectDetect::PECT_WEAK;
 }
 
-/// An empty or null `frame` is searched first. See NvGeneratePectMask().
+/// If `frame` is null or empty, the frame is found first. See NvGeneratePectMask().
 [[nodiscard]] Outcome make_muscle_mask(Image* image, Mask* breast, MaskingState state, Mask* muscle, Mask* frame);
 
 }  // namespace Norvane

@@ -22,8 +22,8 @@ int map_samples(const IplHeader& src, const IplHeader& dst, Operation operation)
     return kIplOk;
 }
 
-/// Samples of up to 16 bits, in 32-bit arithmetic. A factor of 65535 already takes every sample but 0 to the end of the
-/// range, so a larger one does the same; of unsigned samples a negative one leaves 0.
+/// For samples of up to 16 bits, in 32-bit arithmetic. A factor of 65535 already takes every sample except 0 to the end
+/// of the range, so a larger factor does the same. With a negative factor, unsigned samples become 0.
 template <class Sample>
 int multiply(const IplHeader& src, const IplHeader& dst, int factor) {
     using Wide = std::conditional_t<std::is_signed_v<Sample>, std::int32_t, std::uint32_t>;

@@ -44,7 +44,7 @@ inline void store(std::span<const Word> words, std::span<unsigned char> bytes) {
         bytes[i] = static_cast<unsigned char>(words[whole] >> (56 - 8 * (i % 8)));
 }
 
-/// The 64 pixels from pixel `at` on; beyond the row lie zeros.
+/// The 64 pixels from pixel `at` on; after the end of the row are zeros.
 [[nodiscard]] inline Word pixels_from(std::span<const Word> words, std::size_t at) {
     const std::size_t i = at / kWordPixels, shift = at % kWordPixels;
     if (i >= words.size()) return 0;
@@ -54,7 +54,7 @@ inline void store(std::span<const Word> words, std::span<unsigned char> bytes) {
 
 /// Sets those pixels x + shift of `to` whose pixel x is set in `from`; those that leave `to` are lost.
 inline void add_shifted(std::span<const Word> from, std::int64_t shift, std::span<Word> to) {
-    // Whole words to the right first, so that what is left is a shift to the left by less than a word.
+    // Whole words to the right come first, so that only a shift to the left by less than a word remains.
     const auto right = shift > 0 ? words_for(static_cast<std::size_t>(shift)) : 0;
     const auto left = static_cast<std::size_t>(static_cast<std::int64_t>(right * kWordPixels) - shift);
     for (std::size_t i = 0; i < to.size(); ++i) {
@@ -76,7 +76,7 @@ inline void keep_only(std::span<Word> words, std::size_t first, std::size_t end)
     }
 }
 
-/// The first pixel from `at` on that is set, or clear, or the end of the words.
+/// The first pixel from `at` on that is set (or clear); the end of the words if there is none.
 [[nodiscard]] inline std::size_t find(std::span<const Word> words, std::size_t at, bool set) {
     std::size_t i = at / kWordPixels;
     if (i >= words.size()) return words.size() * kWordPixels;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Convolution with the predefined kernels, and the box blur. Zeros lie outside the image.
+/// Convolution with the predefined kernels, and the box blur. Outside the image are zeros.
 #include "model/wide_vectors.h"
 #include "platform/raster.h"
 
@@ -16,7 +16,7 @@ using namespace Platform;
 namespace {
 
 struct Kernel {
-    int size;  // cells a side, 3 or 5
+    int size;  // cells per side, 3 or 5
     int divisor;
     std::array<int, 25> cells;  // rows from the top
 };
@@ -42,10 +42,10 @@ template <class Sample>
 using KernelSum = std::conditional_t<std::is_floating_point_v<Sample>, double,
                                      std::conditional_t<sizeof(Sample) == 4, std::int64_t, std::int32_t>>;
 
-/// Pixels whose sums are taken together.
+/// Number of pixels whose sums are computed together.
 constexpr std::size_t kLanes = 16;
 
-/// The source rows that a kernel of Size x Size cells meets, with zeros on all four sides. Rows are asked for in
+/// The source rows under a kernel of Size x Size cells, with zeros on all four sides. Rows must be asked for in
 /// ascending order from 0.
 template <class Sample, std::size_t Size>
 class KernelRows {
@@ -67,13 +67,13 @@ public:
         for (std::size_t j = 0; j < Size; ++j) met_[j] = rows_[slot(y + Size - 1 - j - kReach)];
     }
 
-    /// Whether all samples that the kernel meets are whole numbers of at most the given magnitude, as after a
-    /// conversion from integers, so that their sums are exact in single precision, too.
+    /// Whether all samples under the kernel are whole numbers of at most the given magnitude, as after a conversion
+    /// from integers. Then their sums are exact in single precision too.
     [[nodiscard]] bool has_exact_sums() const { return std::ranges::all_of(is_whole_, std::identity()); }
 
-    /// Kernel cells times source pixels, added up for the pixels x .. x + kLanes - 1. The kernel is turned by 180
-    /// degrees, and its products are added row by row over its cells: floats depend on the order. The lanes are the
-    /// vectorised loop; the cells, unrolled, keep their order inside each lane.
+    /// Sums of kernel cells times source pixels, for the pixels x .. x + kLanes - 1. The kernel is turned by 180
+    /// degrees. Its products are added row by row over its cells, because floats depend on the order. The loop over the
+    /// lanes is vectorised; the cells are unrolled and keep their order inside each lane.
     template <class Sum>
     [[nodiscard]] std::array<Sum, kLanes> sums_from(std::size_t x, const std::array<Sum, Size * Size>& cells) const {
         std::array<Sum, kLanes> sums;
@@ -91,7 +91,7 @@ public:
 private:
     static constexpr std::size_t kReach = Size / 2;
 
-    /// The slot of row `y`, which may be up to kReach above the first: -1 has wrapped, and adding Size brings it back.
+    /// The slot of row `y`, which may be up to kReach above the first. -1 has wrapped, and adding Size undoes that.
     [[nodiscard]] static std::size_t slot(std::size_t y) { return (y + Size) % Size; }
 
     void load(std::size_t y) {
@@ -99,8 +99,7 @@ private:
         const auto to = std::span(rows_[slot(y)]).subspan(kReach, from.size());
         std::ranges::copy(from, to.begin());
         if constexpr (std::is_same_v<Sample, float>) {
-            constexpr float kWholeOnly =
-                12582912.0F;  // 1.5 * 2^23: a sum with it has no room for fractions, up to 2^22
+            constexpr float kWholeOnly = 12582912.0F;  // 1.5 * 2^23: up to 2^22, a sum with it cannot hold fractions
             unsigned misfits = 0;
             for (const float v : to) {  // a NaN compares false
                 misfits |= (v + kWholeOnly) - kWholeOnly == v ? 0U : 1U;
@@ -140,8 +139,8 @@ void convolve_row(const KernelRows<Sample, Size>& rows, const Kernel& kernel, st
 
 template <class Sample, std::size_t Size>
 void convolve(const IplHeader& src, const IplHeader& dst, const Kernel& kernel) {
-    constexpr float kExact = 16777216.0F;  // 2^24, up to which floats hold every whole number
-    int weight = 4;                        // at least, for samples of up to 2^22
+    constexpr float kExact = 16777216.0F;  // 2^24: up to this, floats hold every whole number
+    int weight = 4;                        // at least 4, for samples of up to 2^22
     for (const int cell : kernel.cells) weight += std::abs(cell);
     KernelRows<Sample, Size> rows(src, kExact / static_cast<float>(weight));
     for (std::size_t y = 0; y < src.height; ++y) {  // reads a row before it is written, so both may be one image
@@ -163,9 +162,9 @@ struct Box {
 
 /// Means of sums over n <= kFastBoxCells samples of at most 16 bits, without a division.
 ///
-/// floor(s / n + 1/2) is floor((2 s + n) / 2 n), and half a unit added to that numerator keeps the quotient at least
-/// 1 / 4 n away from every integer. The product with the rounded reciprocal and the sum with the rounded rest err by
-/// less than 2^-34, so that truncation gives the exact floor. Signed samples are shifted to be positive first.
+/// floor(s / n + 1/2) is floor((2 s + n) / 2 n). Adding half a unit to that numerator keeps the quotient at least 1 / 4
+/// n away from every integer. The product with the rounded reciprocal and the sum with the rounded rest err by less
+/// than 2^-34, so truncation gives the exact floor. Signed samples are shifted to be positive first.
 constexpr std::int64_t kFastBoxCells = 32768;  // 65535 times this fits 31 bits
 
 template <class Sample>
@@ -193,8 +192,8 @@ private:
     std::int64_t cells_;
 };
 
-/// Sums of the columns over the rows of the box, kept up to date from row to row. The arithmetic is modulo 2^32 or
-/// 2^64; the sums over a whole box fit, so their differences are exact.
+/// Sums of the columns over the rows of the box, which are updated from row to row. The arithmetic is modulo 2^32 or
+/// 2^64. The sums over a whole box fit, so their differences are exact.
 template <class Sample, class Sum>
 class ColumnSums {
 public:
@@ -208,11 +207,11 @@ public:
         for (std::int64_t y = std::max<std::int64_t>(box_.top, 0); y <= last; ++y) exchange(row_at(y), {});
     }
 
-    /// From the rows around `y` to the rows around y + 1.
+    /// Moves from the rows around `y` to the rows around y + 1.
     void advance(std::int64_t y) { exchange(row_at(y + box_.top + box_.rows), row_at(y + box_.top)); }
 
-    /// The sums over the columns left of the boxes around each pixel, and up to the end of them: their difference is
-    /// the sum over the box. The zeros beyond both ends add nothing.
+    /// For the box around each pixel, the sum over the columns left of it and the sum up to its end. Their difference
+    /// is the sum over the box. The zeros beyond both ends add nothing.
     struct Ends {
         std::span<const Sum> before, through;
     };
@@ -228,18 +227,19 @@ public:
     }
 
 private:
-    /// Room beside the running sums for a box that reaches `distance` columns beyond the image.
+    /// Room next to the running sums for a box that reaches `distance` columns beyond the image.
     [[nodiscard]] std::size_t margin(std::int64_t distance) const {
         return static_cast<std::size_t>(std::clamp<std::int64_t>(distance, 0, source_.width));
     }
-    /// The running sums left of columns shift, shift + 1 ...; a box all beyond the image has the same sum on both ends.
+    /// The running sums left of the columns shift, shift + 1 ... A box that lies completely outside the image has the
+    /// same sum at both ends.
     [[nodiscard]] std::span<const Sum> shifted(std::int64_t shift) const {
         const std::int64_t width = source_.width, within = std::clamp(shift, -width, width);
         const auto first = static_cast<std::int64_t>(left_margin_) + within;
         return std::span(running_).subspan(static_cast<std::size_t>(first), source_.width);
     }
 
-    /// Nothing where the image has no such row.
+    /// Row `y`; nothing if the image has no such row.
     [[nodiscard]] std::span<const Sample> row_at(std::int64_t y) const {
         return y >= 0 && y < source_.height ? row_of<Sample>(source_, static_cast<std::size_t>(y))
                                             : std::span<const Sample>();
@@ -276,7 +276,7 @@ void blur_integers(const IplHeader& src, const IplHeader& dst, const Box& box) {
     }
 }
 
-/// Floats depend on the order of their sums: cell by cell, row by row. All pixels of a row take a cell together.
+/// Float sums depend on their order, which is cell by cell and row by row. All pixels of a row add a cell together.
 void blur_floats(const IplHeader& src, const IplHeader& dst, const Box& box) {
     const auto width = static_cast<std::int64_t>(src.width), height = static_cast<std::int64_t>(src.height);
     const auto cells = static_cast<double>(box.cells());

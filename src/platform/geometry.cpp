@@ -24,8 +24,8 @@ struct Neighbours {
     std::vector<unsigned> first, second;
     std::vector<double> share;
 
-    /// `skips_weightless`: a second neighbour without a share is the first again, which gives the same interpolation
-    /// of finite numbers and nothing to look up.
+    /// With `skips_weightless`, a second neighbour without a share is replaced by the first. For finite numbers, the
+    /// interpolation is the same, and nothing more has to be read.
     Neighbours(unsigned dst_size, Ratio ratio, unsigned src_size, bool skips_weightless) {
         const unsigned last = src_size - 1;
         for (unsigned d = 0; d < dst_size; ++d) {
@@ -42,7 +42,7 @@ struct Neighbours {
 
 double between(double a, double b, double share) { return a + (b - a) * share; }
 
-/// Rows of the source as they are read; beyond both ends the outermost repeats.
+/// Rows of the source as they are read. Beyond both ends, the outermost row repeats.
 template <class Sample>
 class SourceRows {
 public:
@@ -96,8 +96,8 @@ struct BoxSize {
     std::int64_t cols, rows;  // at least 1; the anchor is at half of each
 };
 
-/// Box means of integer samples from column sums, which are exact. Sum is an unsigned type and wraps; the sum over a
-/// whole box fits its signed twin.
+/// Box means of integer samples from exact column sums. Sum is an unsigned type and wraps, but the sum over a whole box
+/// fits SignedSum.
 template <class Sample, class Sum, class SignedSum>
 class BoxMeanRows {
 public:
@@ -122,7 +122,7 @@ public:
     }
 
 private:
-    /// Boxes of up to so many columns are added up column by column, wider ones come from running sums.
+    /// Boxes of up to so many columns are added up column by column. Wider ones use running sums.
     static constexpr std::int64_t kNarrow = 8;
     [[nodiscard]] bool is_narrow() const { return box_.cols <= kNarrow; }
 
@@ -132,7 +132,7 @@ private:
         const auto own = own_sums();
         std::fill_n(sums_.begin(), left_margin_, own.front());
         std::fill(sums_.begin() + static_cast<std::ptrdiff_t>(left_margin_ + own.size()), sums_.end(), own.back());
-        // The margin makes up for the columns left of a box's pixel.
+        // Each box starts `cols / 2` columns left of its pixel; the margin provides them.
         run_wide([&] { std::copy_n(sums_.begin(), own.size(), running_.begin()); });
         for (std::size_t i = 1; i < static_cast<std::size_t>(box_.cols); ++i)
             run_wide([to = running_.data(), from = &sums_[i], width = own.size()] {
@@ -162,7 +162,7 @@ private:
         }
     }
 
-    /// The column sums left of `x`, from column 0 on; beyond both ends the outermost repeats.
+    /// The sum of the column sums from column 0 up to the left of `x`. Beyond both ends, the outermost column repeats.
     [[nodiscard]] Sum sum_left_of(std::int64_t x) {
         const std::int64_t width = source_.width();
         if (x >= 0 && x <= width) return running_[static_cast<std::size_t>(x)];
@@ -170,7 +170,7 @@ private:
         return running_.back() + static_cast<Sum>(x - width) * own_sums().back();
     }
 
-    /// Brings the column sums to the box rows around `y`, row by row where that is less work than to start anew.
+    /// Moves the column sums to the box rows around `y`: row by row if that is less work than starting again.
     void move_to(unsigned y) {
         const std::int64_t steps = std::int64_t{y} - current_;
         if (current_ < 0 || steps < 0 || 2 * steps >= box_.rows) {
@@ -213,11 +213,11 @@ private:
     std::int64_t current_ = -1;  // the row whose box the column sums cover
     std::size_t left_margin_;
     std::vector<Sum> sums_;                            // with room for a narrow box that reaches beyond the image
-    std::vector<Sum> running_;                         // of narrow boxes the sums themselves
-    std::vector<SignedSum> first_sums_, second_sums_;  // over the boxes of a row's neighbours
+    std::vector<Sum> running_;                         // for narrow boxes, the sums themselves
+    std::vector<SignedSum> first_sums_, second_sums_;  // of the boxes around the two neighbours of a row
 };
 
-/// Box means of floats, whose sums depend on their order: cell by cell, row by row, in double.
+/// Box means of floats. Their sums depend on the order, which is cell by cell and row by row, in double.
 class FloatBoxMeanRows {
 public:
     FloatBoxMeanRows(SourceRows<float>& src, const Neighbours& cols, BoxSize b)
@@ -247,8 +247,8 @@ private:
     BoxSize box_;
 };
 
-/// The two source rows last interpolated: the lower one is often the next upper one, and an enlarged image asks for the
-/// same two many times. Rows are asked for in ascending order.
+/// Keeps the two source rows that were interpolated last. The lower one is often the next upper one, and an enlarged
+/// image needs the same two many times. Rows must be asked for in ascending order.
 template <class Rows>
 class RecentRows {
 public:
@@ -306,7 +306,7 @@ void scale_blurred(SourceRows<Sample>& src, const Neighbours& across, const Neig
         scale<Sample>(FloatBoxMeanRows(src, across, box), down, dst);
     else if (box.cols * box.rows <= kCellsIn32Bits)
         scale<Sample>(BoxMeanRows<Sample, std::uint32_t, std::int32_t>(src, across, box), down, dst);
-    else  // a mask size may be any int, and its square times 65535 exceeds 64 bits
+    else  // a box size may be any int, and its square times 65535 exceeds 64 bits
         scale<Sample>(BoxMeanRows<Sample, unsigned __int128, __int128>(src, across, box), down, dst);
 }
 
@@ -332,7 +332,7 @@ void scale_image(const IplHeader* src, const IplHeader* dst, const Scaling& scal
                 constexpr bool kIsFinite = std::is_integral_v<Sample>;
                 const Neighbours across(dst->width, ratio_across, src->width, kIsFinite);
                 const Neighbours down(dst->height, ratio_down, src->height, kIsFinite);
-                // The mean of one sample is the sample, but for a negative zero.
+                // The mean of one sample is the sample, except for a negative zero.
                 if (!box || (std::is_integral_v<Sample> && box->cols * box->rows == 1))
                     scale<Sample>(PlainRows<Sample>(rows, across), down, *dst);
                 else

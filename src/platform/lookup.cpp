@@ -15,7 +15,7 @@ bool is_table(IplLookupTable* const* table) {
     return table && *table && (*table)->key && (*table)->value && (*table)->num >= 2 && (*table)->interpolate == 0;
 }
 
-/// The first grey value of an interval of the table and the one after its last; none where the keys do not ascend.
+/// The first grey value of an interval of the table and the one after its last; none if the keys do not ascend.
 std::pair<std::size_t, std::size_t> interval(const IplLookupTable& table, int i, std::size_t greys) {
     const std::int64_t limit = static_cast<std::int64_t>(greys);
     const std::int64_t first = std::clamp<std::int64_t>(table.key[i], 0, limit);
@@ -26,7 +26,7 @@ std::pair<std::size_t, std::size_t> interval(const IplLookupTable& table, int i,
 template <class Sample>
 inline constexpr std::size_t kGreys = std::size_t{std::numeric_limits<Sample>::max()} + 1;
 
-/// What every grey value becomes: the value of the first interval that holds it, else itself.
+/// The new value of every grey value: that of the first interval that holds it, otherwise itself.
 template <class Sample>
 std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     std::vector<Sample> stretched(kGreys<Sample>);
@@ -45,7 +45,7 @@ std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     return stretched;
 }
 
-/// Four look-ups on their way at a time. Both rows may be one.
+/// Does four look-ups at a time. Both rows may be the same.
 template <class Sample>
 void look_up(std::span<const Sample> from, std::span<const Sample> table, std::span<Sample> to) {
     constexpr std::size_t kTogether = 4;
@@ -57,8 +57,8 @@ void look_up(std::span<const Sample> from, std::span<const Sample> table, std::s
     for (; x < to.size(); ++x) to[x] = table[from[x]];
 }
 
-/// Counts of the samples by sample >> shift. Neighbours are often equal, and two tables in turn keep one count from
-/// waiting for the other.
+/// Counts the samples by sample >> shift. Neighbours are often equal, so two tables are used alternately; otherwise one
+/// count would wait for the other.
 template <class Sample>
 std::vector<std::size_t> counts_of_parts(const IplHeader& header, int shift) {
     const std::size_t parts = kGreys<Sample> >> shift;
@@ -77,8 +77,8 @@ std::vector<std::size_t> counts_of_parts(const IplHeader& header, int shift) {
     return counts;
 }
 
-/// The largest power of two, as an exponent, of which every key is a multiple: grey values that differ below it lie in
-/// one interval.
+/// The exponent of the largest power of two of which every key is a multiple. Grey values that differ only below it lie
+/// in the same interval.
 template <class Sample>
 int common_shift(const IplLookupTable& table) {
     unsigned bits = static_cast<unsigned>(kGreys<Sample>);

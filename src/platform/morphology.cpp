@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Dilation and erosion. n times a 3 x 3 square is once a (2 n + 1) x (2 n + 1) square, and a square is a row after a
-/// column, so a row pass and a column pass do. Each doubles the window that a cell covers until the next doubling would
-/// pass the window wanted, and then joins two such windows that overlap: about log2(2 n + 1) steps whatever the size.
+/// Dilation and erosion. Applying a 3 x 3 square n times equals applying a (2 n + 1) x (2 n + 1) square once, and a
+/// square is a row pass followed by a column pass. Each pass takes about log2(2 n + 1) steps: it doubles the window
+/// that a cell covers until the next doubling would exceed the wanted window, and then joins two windows that overlap.
 #include "platform/bit_rows.h"
 #include "platform/raster.h"
 
@@ -42,7 +42,8 @@ private:
     std::vector<Cell> block_;
 };
 
-/// Rows 0 .. height - 1 of the plane become the combination of `window` rows from each on. Rows must follow below.
+/// Replaces each of the rows 0 .. height - 1 of the plane by the combination of `window` rows that start with it. The
+/// plane must have enough rows below.
 template <class Cell, class Combine>
 void combine_columns(Plane<Cell>& plane, std::size_t height, std::size_t window, Combine combine) {
     const auto join = [&](std::size_t y, std::size_t other) {
@@ -86,7 +87,7 @@ private:
     std::vector<Sample> line_;
 };
 
-/// The same for a row of 1-bit pixels. The margin on the left is whole words, so that the row need not be shifted.
+/// The same for a row of 1-bit pixels. The margin on the left consists of whole words, so the row need not be shifted.
 class BitLine {
 public:
     using Cell = Word;
@@ -116,7 +117,7 @@ public:
         }
     }
 
-    /// Bits of the last byte beyond the last pixel keep what they were.
+    /// Bits of the last byte after the last pixel stay unchanged.
     void write(std::span<const Cell> cells, std::span<unsigned char> row) const {
         const unsigned char last = row.back();
         BitRows::store(cells, row);
@@ -130,7 +131,7 @@ private:
     std::vector<Word> line_;
 };
 
-/// Reads the whole source before it writes, so both may be one image.
+/// Reads the whole source before it writes, so both may be the same image.
 template <class Line, class Sample, class Combine>
 int combine_squares(const IplHeader& src, const IplHeader& dst, int iterations, Combine combine) {
     const auto n = static_cast<std::size_t>(iterations);

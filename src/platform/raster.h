@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What the calls of the platform layer have in common: the error status, checks of their headers, rows by sample type.
+/// Common parts of the calls of the platform layer: the error status, checks of headers, and rows by sample type.
 #pragma once
 
 #include "platform/ipl.h"
@@ -15,7 +15,7 @@ namespace Norvane::Platform {
 
 void set_status(int status);
 
-/// Runs the body of a call and keeps the status that it returns. The layer reports a failed allocation as a status.
+/// Runs the body of a call and stores the status that it returns. A failed allocation becomes a status.
 template <class Body>
 void run_call(Body body) {
     try {
@@ -37,7 +37,7 @@ template <class Sample>
     return sign | static_cast<int>(8 * sizeof(Sample));
 }
 
-/// Runs body(Sample{}) for the one of `Samples` that the depth stands for; a depth that is not listed is unsupported.
+/// Runs body(Sample{}) for the type in `Samples` that has this depth. If none has, the depth is unsupported.
 template <class... Samples, class Body>
 [[nodiscard]] int for_depth(int depth, Body body) {
     int status = kIplUnsupported;
@@ -62,7 +62,7 @@ template <class Sample>
     return {reinterpret_cast<Sample*>(header.data + y * bytes), bytes / sizeof(Sample)};
 }
 
-/// The source as it was before the call, also where the destination writes over the same pixels.
+/// The source as it was before the call, even if the destination writes over the same pixels.
 class StableSource {
 public:
     StableSource(const IplHeader& src, const IplHeader& dst);
@@ -73,7 +73,7 @@ private:
     IplHeader described_;
 };
 
-/// `v` within the range of Sample.
+/// `v` clamped to the range of Sample.
 template <class Sample, class Wide>
 [[nodiscard]] constexpr Sample saturate(Wide v) {
     // NOLINTNEXTLINE(bugprone-signed-char-misuse): 8-bit samples are numbers here, not characters

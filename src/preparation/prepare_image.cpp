@@ -29,7 +29,7 @@ bool can_be_prepared(const Image* image) {
            image->GetPixelSize() > 0.0F && image->GetPixelSize() <= Masking::c_lowres_pixelsize;
 }
 
-/// A scratch image of the same geometry whose samples, padding columns included, are read as signed: 32768 is added.
+/// A scratch image of the same geometry. Its samples, including padding columns, are read as signed: 32768 is added.
 Image* shifted_copy(const Image& source, GarbageList& garbage) {
     Image* copy = make_scratch<Image>(garbage, &source, true);
     for (unsigned y = 0; y < source.GetHeight(); ++y) {
@@ -41,8 +41,8 @@ Image* shifted_copy(const Image& source, GarbageList& garbage) {
     return copy;
 }
 
-/// A scratch image with the bytes of `source`, which may be of any depth and without a buffer: a host's resampler can
-/// return what it likes.
+/// A scratch image with the bytes of `source`. This may have any depth and no buffer, because a host's resampler can
+/// return any image.
 Image* owned_copy(const Image& source, GarbageList& garbage) {
     Image* copy = make_scratch<Image>(garbage, &source, true);
     if (source.GetBuffer() != nullptr)
@@ -50,9 +50,9 @@ Image* owned_copy(const Image& source, GarbageList& garbage) {
     return copy;
 }
 
-/// Grey values v of 16 bits become (v ^ flip) * factor, modulo 65536. All steps of the preparation are of this kind:
-/// the shift of signed samples flips the top bit, inversion flips all, and of two products modulo 65536 only the
-/// product of their factors counts.
+/// Maps a 16-bit grey value v to (v ^ flip) * factor, modulo 65536. All steps of the preparation have this form: the
+/// shift of signed samples flips the top bit, and inversion flips all bits. Two products modulo 65536 make one, whose
+/// factor is the product of both.
 struct GreyMap {
     std::uint16_t flip = 0;
     std::uint16_t factor = 1;
@@ -63,7 +63,7 @@ struct GreyMap {
             for (std::size_t x = 0; x < to.size(); ++x) to[x] = operator()(from[x]);
         });
     }
-    /// The largest value that a pixel of the image becomes, padding columns included.
+    /// The largest value to which a pixel of the image is mapped, including padding columns.
     [[nodiscard]] std::uint16_t largest_of(const Image& image) const {
         std::uint16_t largest = 0;
         for (unsigned y = 0; y < image.GetHeight(); ++y)
@@ -74,17 +74,18 @@ struct GreyMap {
             });
         return largest;
     }
-    /// The values of this map, multiplied.
+    /// This map with its values multiplied by `k`.
     [[nodiscard]] GreyMap times(unsigned k) const { return {flip, static_cast<std::uint16_t>(factor * k)}; }
 };
 
-/// From `used_bits` to 16, inverted or not, of samples whose bits `flip` are flipped. More than 16 used bits map to 0.
+/// The map from `used_bits` to 16 bits, inverted or not, after the bits `flip` are flipped. If there are more than 16
+/// used bits, everything is mapped to 0.
 GreyMap levels_map(unsigned used_bits, bool inverted, std::uint16_t flip) {
     const unsigned factor = used_bits <= kAllBits ? 1U << (kAllBits - used_bits) : 0U;
     return {static_cast<std::uint16_t>(inverted ? flip ^ (kGreyLevels - 1) : flip), static_cast<std::uint16_t>(factor)};
 }
 
-/// An image of the working pixel size; `read_as`, if there is one, is what its rows are taken for.
+/// An image with the working pixel size. If `read_as` is set, each source row is mapped through it first.
 std::unique_ptr<Image> resampled(const Image& image, float& scale, const GreyMap* read_as = nullptr) {
     scale = static_cast<float>(static_cast<double>(image.GetPixelSize()) /
                                static_cast<double>(Masking::c_lowres_pixelsize));
@@ -102,18 +103,18 @@ std::unique_ptr<Image> resampled(const Image& image, float& scale, const GreyMap
     return result;
 }
 
-/// The whole number that brings the largest grey level closest to white; 1 where none does.
+/// The integer factor that brings the largest grey level closest to white; 1 if there is none.
 int whitening_factor(double largest) {
     constexpr double kWhite = 65535.0;
     return largest > 0.0 ? std::max(truncate_to<int>(kWhite / largest), 1) : 1;
 }
 
-/// The host's grey values, which go the way of the pixels.
+/// The host's grey values. They are mapped like the pixels.
 class PaddingValues {
 public:
     PaddingValues(unsigned short* value, unsigned short* range_limit) : values{value, range_limit} {}
 
-    /// Map by map: where both are one variable, it takes every step twice.
+    /// If the host passes the same variable twice, each step is applied to it twice.
     void look_up(const GreyMap& levels, unsigned whitening) const {
         for (const GreyMap& step : {levels, GreyMap{}.times(whitening)})
             for (unsigned short* v : values)
@@ -124,15 +125,15 @@ private:
     unsigned short* values[2];
 };
 
-/// Whether the operations on unsigned 16-bit images take it, and a copy has the same rows: one of an image with more
-/// padding columns has not.
+/// Whether the operations on unsigned 16-bit images accept the image, and a copy of it has the same rows. An image with
+/// more padding columns than needed does not.
 bool is_plain(const Image& image) {
     return image.GetBits() == 16 && image.GetFormat() == FORMAT_UNSIGNED && image.GetBuffer() != nullptr &&
            image.GetStride() == Image(&image, false).GetStride();
 }
 
-/// Two passes over the source: one finds its largest grey level, one resamples it. What is not to be changed in place
-/// is read through a map, row by row.
+/// Makes two passes over the source: one finds its largest grey level, and one resamples it. If the source must not be
+/// changed in place, it is read through a map, row by row.
 std::unique_ptr<Image> prepare_by_rows(Image& image, float& scale, bool resample_first, const PaddingValues& padding) {
     // Samples that use all 16 bits are signed.
     const GreyMap shift{image.GetUsedBits() == kAllBits ? kSignBit : std::uint16_t{0}, 1};
@@ -151,8 +152,8 @@ std::unique_ptr<Image> prepare_by_rows(Image& image, float& scale, bool resample
     return resample_first ? std::move(result) : resampled(image, scale);
 }
 
-/// The same operation by operation, on whole images: each decides by itself whether it takes an image of this kind, and
-/// a host's resampler can return any. Null where the resampler returns none.
+/// Does the same operation by operation on whole images. Each operation decides whether it accepts the image, because a
+/// host's resampler can return any kind. Returns null if the resampler returns none.
 std::unique_ptr<Image> prepare_by_operations(Image& image, float& scale, bool resample_first,
                                              Image* (*resampler)(Image*, float&), const PaddingValues& padding) {
     GarbageList garbage;
@@ -164,7 +165,7 @@ std::unique_ptr<Image> prepare_by_operations(Image& image, float& scale, bool re
         if (result == nullptr) return nullptr;
         current = result.get();
     }
-    if (!current->GetIsBufferOwner())  // somebody else's pixels stay as they are
+    if (!current->GetIsBufferOwner())  // pixels that belong to somebody else must not change
         current = owned_copy(*current, garbage);
 
     const GreyMap levels = levels_map(current->GetUsedBits(), current->GetNeedsInversion(), 0);

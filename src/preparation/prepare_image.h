@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Preparation of an acquired mammogram: grey levels over the full range, and the working pixel size.
+/// Prepares an acquired mammogram: grey levels over the full range, and the working pixel size.
 #pragma once
 
 #include <norvane/image.h>
@@ -9,12 +9,12 @@
 
 namespace Norvane {
 
-/// What a host asks of the preparation.
+/// The parameters of the preparation.
 struct Preparation {
-    int darkest;                                          // grey level to which the result is raised
+    int darkest;                                          // the result is raised to at least this grey level
     bool resample_first;                                  // before the grey-level steps instead of after them
     Image* (*resampler)(Image*, float&);                  // null, or the host's
-    unsigned short *padding_value, *padding_range_limit;  // null, or grey values that go the way of the pixels
+    unsigned short *padding_value, *padding_range_limit;  // null, or grey values that are mapped like the pixels
 };
 
 /// Null if the image cannot be prepared, or the host's resampler makes none. See PrepareImage().

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Everything that depends on the noise class, one row a class. A new class is a new row.
+/// Everything that depends on the noise class, with one row per class. A new class is a new row.
 #pragma once
 
 #include <norvane/masking.h>
@@ -9,7 +9,7 @@
 
 namespace Norvane {
 
-/// What a class fixes. The values given here are those of BG_AUTO; a row names what differs.
+/// The values that a class fixes. The defaults are those of BG_AUTO; a row names only the values that differ.
 struct NoiseClass {
     static constexpr int kLevelOfHost = -1;
 
@@ -18,26 +18,25 @@ struct NoiseClass {
     int noise_level = Masking::c_noiseLevel_auto;  // grey level, or one of c_noiseLevel_auto and kLevelOfHost
     int blur_size = 31;                            // pixels
     float threshold_scale = 0.33F;                 // tissue threshold as a fraction of the tissue mean ...
-    bool uses_threshold_scale = true;  // ... which is not asked for if the level is coarse or the background black
+    bool uses_threshold_scale = true;  // ... which is not used if the level is coarse or the background is black
     int gradient_threshold = Masking::c_grad_threshold;  // of a contour edge, grey levels
 
     // The automatic noise level
-    int histogram_bins = 512;    // of the grey scale
-    int bin_of_clean_black = 1;  // the level's bin if the background has no peak of its own
+    int histogram_bins = 512;    // number of bins of the grey scale
+    int bin_of_clean_black = 1;  // the bin of the level if the background has no separate peak
 
     // Preparation
-    int darkest = 0;  // grey level to which a prepared image is raised
+    int darkest = 0;  // a prepared image is raised to at least this grey level
 
-    /// The frame is made of padding values and the background is (nearly) black: the frame is found by the padding, the
-    /// chest wall is not patched, contours are smoothed little, and the background needs no check.
+    /// The frame consists of padding values, and the background is (nearly) black. So the frame is found by the
+    /// padding, the chest wall is not patched, contours are smoothed little, and the background needs no check.
     bool has_padding = false;
-    /// The breast is bounded by the host's range of padding values alone, so its outline is traced instead of searched.
+    /// Only the host's range of padding values bounds the breast, so its outline is traced instead of searched.
     bool is_traced = false;
-    /// The background is brighter than its check allows: no check; contours are smoothed over more bins; the chest-wall
-    /// patch reaches farther, and a large one does not keep the cut-tissue check from running.
+    /// The background is brighter than its check allows, so it is not checked. Contours are smoothed over more bins.
+    /// The chest-wall patch reaches farther, and the cut-tissue check runs even if the patch is large.
     bool is_bright = false;
-    /// A large chest-wall patch is taken as it is: it does not replace the noise level, and the breast mask does not
-    /// warn.
+    /// A large chest-wall patch is accepted: it does not replace the noise level, and the breast mask gives no warning.
     bool accepts_large_patch = false;
 };
 
@@ -86,7 +85,7 @@ inline constexpr std::array<NoiseClass, 10> kNoiseClasses{{
      .accepts_large_patch = true},
 }};
 
-/// Values outside the list, which hosts may pass, derive no settings and have the rules of this row.
+/// Hosts may pass values that are not in the list. These derive no settings and follow the rules of this row.
 inline constexpr NoiseClass kUnlistedClass{};
 
 [[nodiscard]] constexpr bool is_listed(BG_NOISE noise_class) {

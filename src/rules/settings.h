@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// The working settings of a Masking, as a value that the rules are given.
+/// The working settings of a Masking, as a value for the rules.
 #pragma once
 
 #include "rules/noise_class.h"
@@ -8,21 +8,21 @@
 
 namespace Norvane {
 
-/// What the noise class derives, and what hosts and derived classes set.
+/// The settings that follow from the noise class, or that hosts and derived classes set.
 struct Settings {
-    std::uint16_t noise_level;  // grey levels up to it are background
+    std::uint16_t noise_level;  // grey levels up to this one are background
     float threshold_scale;      // tissue threshold as a fraction of the tissue mean
     bool raises_near_wall;      // tissue next to the wall must be brighter ...
     float radius_scale;         // ... by this factor
     float gradient_threshold;   // of a contour edge, grey levels; 0: edges do not end a direction
-    float gradient_scale;       // a fall to less than this multiple of the tissue threshold is an edge
-    float border_factor;        // a rise by this multiple of the gradient threshold is a frame
-    std::uint16_t tolerance;    // background samples that a direction may meet
-    int blur_size;              // of the thresholded image, pixels
+    float gradient_scale;       // contour edge: a fall below this multiple of the tissue threshold
+    float border_factor;        // frame: a rise by this multiple of the gradient threshold
+    std::uint16_t tolerance;    // number of background samples that a direction may meet
+    int blur_size;              // blur of the thresholded image, in pixels
     double largest_patch;       // fraction of the region at the chest wall that may be raised
 };
 
-/// The settings after the noise class of a call has derived its own.
+/// The settings after those of the noise class were derived for a call.
 [[nodiscard]] inline Settings with_noise_class(Settings settings, const Masking::Params& params) {
     if (!is_listed(params.bgNoise)) return settings;
     const NoiseClass& rules = rules_of(params.bgNoise);

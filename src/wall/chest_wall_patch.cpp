@@ -22,17 +22,18 @@
 namespace Norvane {
 namespace {
 
-constexpr Micrometres kBand{20000.0};        // along the field's border that are not counted
+constexpr Micrometres kBand{20000.0};        // this band along the border of the field is not counted
 constexpr Micrometres kWideBand{35000.0};    // the same for wide images
-constexpr Micrometres kWideImage{198000.0};  // across: above it an image is wide
-constexpr int kBrightest = 54000;            // from here on it is no tissue
-constexpr int kSparse = 160;                 // pixels of a column or row below which the tissue ends
-// Radians (5 degrees): with muscle above it, the breast's densest row lies below the middle of the tissue at the wall.
+constexpr Micrometres kWideImage{198000.0};  // an image wider than this is wide
+constexpr int kBrightest = 54000;            // this and brighter levels are not tissue
+constexpr int kSparse = 160;                 // tissue ends at a column or row with fewer pixels
+// Radians (5 degrees). With muscle above it, the densest row of the breast lies below the middle of the tissue at the
+// wall.
 constexpr double kTilt = 0.08726646259971647;
-// The ellipse within the extent; its half heights shrink once more in a view with muscle.
+// The ellipse is smaller than the extent by this factor. In a view with muscle, its half heights shrink once more.
 constexpr double kShrink = 0.85;
 constexpr double kShrinkWithMuscle = 0.8;
-constexpr double kShrinkBright = 0.9;  // both, for a class of bright background
+constexpr double kShrinkBright = 0.9;  // for both, if the class has a bright background
 
 /// Tissue pixels per column and per row.
 struct Profiles {
@@ -46,7 +47,7 @@ struct Extent {
     std::int64_t top, centre, bottom;
 };
 
-/// What the steps ask of the call: image size, side and settings.
+/// The data of a call that the steps need: image size, side and settings.
 struct Setting {
     IMAGE_SIDE side;
     bool muscle_view;
@@ -76,8 +77,8 @@ CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE
     return bounds;
 }
 
-/// A half ellipse on the wall's side of the bounds: all of them in the middle row, nothing at the image's top and
-/// bottom.
+/// The columns of a half ellipse on the wall's side of the bounds. It covers all columns in the middle row and none at
+/// the top and bottom of the image.
 Columns counted_columns(const CountingBounds& bounds, IMAGE_SIDE side, std::int64_t y, double half_height) {
     const double up = (half_height - static_cast<double>(y)) / half_height;
     const double reach = std::sqrt(1.0 - up * up) * static_cast<double>(bounds.width());
@@ -113,14 +114,14 @@ Profiles count_tissue(const Image& work, const Mask& frame, const Setting& setti
     return counts;
 }
 
-/// The first largest counter; the middle when all are 0.
+/// The first of the largest counters; the middle one if all are 0.
 std::int64_t peak_of(std::span<const int> counters) {
     const auto largest = std::ranges::max_element(counters);
     const auto size = static_cast<std::int64_t>(counters.size());
     return largest == counters.end() || *largest == 0 ? size / 2 : largest - counters.begin();
 }
 
-/// The first sparse counter from `from` on, upwards or downwards up to `last`, which is looked at; or `otherwise`.
+/// The first sparse counter from `from` to `last`, both included, upwards or downwards; `otherwise` if there is none.
 std::int64_t first_sparse(std::span<const int> counters, std::int64_t from, std::int64_t last, std::int64_t otherwise) {
     const std::int64_t step = last < from ? -1 : 1;
     for (std::int64_t i = from; (last - i) * step >= 0; i += step) {
@@ -139,7 +140,7 @@ std::int64_t tissue_across(std::span<const int> columns, const Setting& setting)
     return setting.side == SIDE_CHEST_LEFT ? edge : setting.width - edge;
 }
 
-/// With muscle above the breast the centre lies above the densest row, and the region is symmetric about it.
+/// With muscle above the breast, the centre lies above the densest row, and the region is symmetric about it.
 void place_with_muscle(Extent& extent, std::int64_t peak, std::int64_t frame_top, std::int64_t height) {
     const auto raise = truncate_to<std::int64_t>(std::tan(kTilt) * static_cast<double>(extent.across) + 0.5);
     extent.centre = std::max(peak - raise, frame_top);
@@ -152,7 +153,7 @@ void place_with_muscle(Extent& extent, std::int64_t peak, std::int64_t frame_top
     }
 }
 
-/// Symmetry or the same sparse counter on the upper side gives the top.
+/// The top comes from symmetry, or from the first sparse counter on the upper side.
 Extent tissue_extent(const Profiles& counts, const Setting& setting, std::int64_t frame_top) {
     const std::int64_t peak = peak_of(counts.rows);
     Extent extent{tissue_across(counts.columns, setting), 0, peak, 0};
@@ -192,7 +193,7 @@ Ellipse ellipse_of(const Extent& extent, const Setting& setting) {
     return ellipse;
 }
 
-/// Raises the dark pixels of one row, the more the nearer to the wall.
+/// Raises the dark pixels of one row. The nearer they are to the wall, the more they are raised.
 class Raise {
 public:
     Raise(const Setting& call, float near_wall_factor, std::int64_t centre)
@@ -202,7 +203,7 @@ public:
               static_cast<double>(static_cast<float>(call.noise_level) * near_wall_factor) + 0.5))),
           centre_column_(centre) {}
 
-    /// `reach`: the ellipse's extent from the wall in this row, columns. The number of pixels raised.
+    /// `reach` is the extent of the ellipse from the wall in this row, in columns. Returns the number of raised pixels.
     std::int64_t raise_row(Row<std::uint16_t> row, double reach) const {
         std::int64_t raised = 0;
         for (const Zone& zone : zones_of(reach)) {
@@ -224,7 +225,7 @@ private:
         std::uint16_t level;  // sums wrap at 16 bits
     };
 
-    /// Next to the wall, the nearer half of the row, and the rest. The near-wall zone goes before the others.
+    /// The zone next to the wall, the nearer half of the row, and the rest. The zone next to the wall comes first.
     [[nodiscard]] std::array<Zone, 3> zones_of(double reach) const {
         const std::int64_t centre = centre_column_;
         if (setting_.side == SIDE_CHEST_LEFT) {
@@ -248,11 +249,11 @@ private:
     std::int64_t centre_column_;
 };
 
-/// One half of the ellipse; `direction` is -1 for the half above the centre, which ends one row above it.
+/// Raises one half of the ellipse. `direction` is -1 for the half above the centre, which ends one row above it.
 std::int64_t raise_half(Image& work, const Raise& raise, const Extent& extent, double across, double down,
                         std::int64_t direction) {
     const auto rows = truncate_to<std::int64_t>(down);
-    // Of the half's rows those inside the image: the frame's top places the centre, and may lie anywhere.
+    // Only the rows inside the image: the centre depends on the top of the frame, which may lie anywhere.
     const std::int64_t first = std::max<std::int64_t>(direction < 0 ? extent.centre - rows : extent.centre, 0);
     const std::int64_t end =
         std::min<std::int64_t>(direction < 0 ? extent.centre : extent.centre + rows, std::int64_t{work.GetHeight()});
@@ -265,7 +266,7 @@ std::int64_t raise_half(Image& work, const Raise& raise, const Extent& extent, d
     return raised;
 }
 
-/// Raises the ellipse; the raised fraction of its area.
+/// Raises the ellipse. Returns the raised fraction of its area.
 double raise_ellipse(Image& work, const Raise& raise, const Extent& extent, const Ellipse& ellipse) {
     const std::int64_t raised = raise_half(work, raise, extent, ellipse.across, ellipse.up, -1) +
                                 raise_half(work, raise, extent, ellipse.across, ellipse.down, +1);

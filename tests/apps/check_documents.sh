@@ -27,7 +27,7 @@ offers phantom ph
 offers 'help info masks phantom score version' ''
 offers masks help m
 offers '--help --version' --
-offers '--csv --help --masks --pixel-size --truth-values' score --
+offers '--csv --help --marks --masks --pixel-size --truth-values' score --
 offers '--no-contour --no-page' masks --no-
 offers 'exam one exam.png' masks ex
 offers exam.png masks --fast exam.png exam.

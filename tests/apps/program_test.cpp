@@ -40,17 +40,15 @@ TEST(Program, PhantomToMasks) {
     EXPECT_EQ(1, nowhere.code);
     EXPECT_THAT(nowhere.err, HasSubstr("cannot be written"));
 
-    const ProgramRun masks =
-        run_masks(folder.path("results/deep"), joined(kMlo, {exam, "-v", "--results", "json,overlay,masks"}));
+    const ProgramRun masks = run_masks(folder.path("results/deep"), joined(kMlo, {exam, "-v"}));
     EXPECT_EQ(0, masks.code);
     EXPECT_EQ("", masks.err);
     EXPECT_THAT(masks.out, StartsWith(exam + ": status 0 MASK_OK: The mask can be used.\n"));
     EXPECT_THAT(masks.out, HasSubstr("Chest wall right: more tissue lies at the right border"));
     EXPECT_THAT(masks.out, HasSubstr("of 3 classes tried, its breast mask agrees best with the others"));
-    EXPECT_THAT(
-        folder.names("results/deep"),
-        ElementsAre("exam.breast.png", "exam.done", "exam.frame.png", "exam.full.png", "exam.json", "exam.outer.png",
-                    "exam.overlay.png", "exam.pectoral.png", "report.html", "summary.csv", "summary.ndjson"));
+    EXPECT_THAT(folder.names("results/deep"),
+                ElementsAre("exam.done", "exam.json", "exam.labels.png", "exam.layers.js", "exam.overlay.png",
+                            "exam.picture.jpg", "exam.thumb.jpg", "report.html", "summary.csv", "summary.ndjson"));
 }
 
 TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
@@ -94,16 +92,10 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
                                                  "summary.csv", "summary.ndjson"));
 }
 
-TEST(Program, NothingIsOverwrittenInSilence) {
+TEST(Program, OfTwinsBothHaveResults) {
     const TemporaryFolder folder;
     const std::string exam = folder.path("exam.png");
-    const std::string clash = folder.path("exam.full.png");
     ASSERT_EQ(0, run_phantom(exam).code);
-    std::filesystem::copy_file(exam, clash);
-    const ProgramRun beside = run_masks(folder.path(""), joined(kMlo, {exam, clash, "--results", "masks"}));
-    EXPECT_EQ(2, beside.code);
-    EXPECT_THAT(beside.err, HasSubstr("exam.full.png is an input, the manifest or the list of failures, and a result"));
-
     const ProgramRun twins =
         run_masks(folder.path("twins"), joined(kMlo, {exam, exam, "--results", "json", "--no-page"}));
     EXPECT_EQ(0, twins.code);

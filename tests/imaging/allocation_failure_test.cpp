@@ -116,13 +116,8 @@ const Operation kOperations[] = {
     {"blur", 4, [](Host& h) { return Filter::Blur(h.image.get(), h.filtered.get(), 3, 3, 1, 1); }},
     {"dilate", 4, [](Host& h) { return Morphological::Dilate(h.image.get(), h.filtered.get(), 4); }},
     {"resample", 4, [](Host& h) { return Filter::Resample(h.image.get(), h.filtered.get(), 0.4F, 2); }},
-    {"erode mask", 3, [](Host& h) { return Utils::MaskErode(&h.breast, &h.full, 1); }},
     {"dilate mask", 3, [](Host& h) { return Utils::MaskDilate(&h.breast, &h.full, 3); }},
-    {"copy mask", kThrown, [](Host& h) { return Utils::MaskCopy(&h.breast, &h.full); }},
-    {"intersect", kThrown, [](Host& h) { return Utils::MaskIntersect(&h.breast, &h.breast, &h.full); }},
     {"intersect by the complement", kThrown, [](Host& h) { return Utils::MaskIntersect(&h.other, &h.hole, &h.full); }},
-    {"subtract", kThrown, [](Host& h) { return Utils::MaskSubtract(&h.other, &h.hole, &h.full); }},
-    {"apply mask", kThrown, [](Host& h) { return Utils::ApplyMask(h.image.get(), &h.breast); }},
     {"frame", kThrown,
      [](Host& h) {
          Mask* frame = &h.frame;

@@ -71,17 +71,6 @@ TEST(ImageCopy, ConvertsEveryPairOfTypesInsideTheRectangleOrAnswersThree) {
     }
 }
 
-/// Rows of whole bytes are more than bits * stride * height / 8; AddressSanitizer judges.
-TEST(ImageCopy, FindsRowsOfOddDepthsInTheirBuffers) {
-    for (const unsigned bits : {2U, 4U, 12U, 24U}) {
-        const Image src(FORMAT_UNSIGNED, bits, 30U, 20U, true);
-        Image dst(&src, true);
-        dst.GetBuffer()[19 * dst.GetStride() * ((bits + 7) / 8)] = 1;
-        EXPECT_EQ(0, ImageCopy(&src, &dst)) << bits;
-        EXPECT_EQ(0, dst.GetBuffer()[19 * dst.GetStride() * ((bits + 7) / 8)]) << bits;
-    }
-}
-
 TEST(ImageCopy, RefusesByTable) {
     const auto source = grey_image(8, 4, [](unsigned, unsigned) { return 7U; }), bits = image_of(k1U, 40, 4),
                dst = image_of(k16U, 8, 4), binary = image_of(k1U, 40, 4), signed_bytes = image_of(k8S, 8, 4);

@@ -78,27 +78,6 @@ std::unique_ptr<Image> thinned_slowly(const Image& edge) {
     return thin;
 }
 
-TEST(FrameSteps, OnlyMaximaAcrossOrAlongAnEdgeStayAndNoIsolatedOnes) {
-    Random random(13);
-    for (int round = 0; round < 60; ++round) {
-        const int width = random.between(8, 97), height = random.between(8, 37), edges_end = random.between(0, width);
-        const unsigned one_in = 10 + random.below(60);
-        const bool from_left = random.chance(2);
-        const auto edge = image_of(width, height, [&](int x, int y) {
-            if ((x < edges_end) == from_left) return (y % 9 == 0 ? 2300 : 2500) + random.between(0, 199);
-            return random.chance(one_in) ? random.between(2590, 2629) : random.between(0, 2599);
-        });
-        const auto kept = image_of(width, height, [&](int x, int y) { return at(*edge, x, y); });
-        Image thin(edge.get(), true), wider(FORMAT_UNSIGNED, 16, edge->GetWidth() + 2, 1, true);
-        FrameDetector(true).SuppressNonMaxima(edge.get(), edge.get(), &thin);
-        ASSERT_EQ(pixels_of(thin), pixels_of(*thinned_slowly(*edge))) << width << " x " << height;
-        EXPECT_THROW(FrameDetector(true).SuppressNonMaxima(edge.get(), &wider, &thin), const char*);
-        FrameDetector(true).RemoveIsolatedPoints(edge.get());
-        remove_isolated_slowly(*kept);
-        ASSERT_EQ(pixels_of(*edge), pixels_of(*kept)) << width << " x " << height;
-    }
-}
-
 /// The last edge of a row that is still frame, or the coarse depth.
 int depth_slowly(const Image& edges, const Image& strip, int coarse, int y) {
     const int width = static_cast<int>(strip.GetWidth());
@@ -178,18 +157,6 @@ std::vector<int> smoothed_slowly(std::vector<int> depth, int first, int last) {
         at(depth, i) = is_end ? *own : std::accumulate(own - 4, own + 5, 0) / 9;
     }
     return depth;
-}
-
-TEST(FrameSteps, ProfilesAreSmoothedByMaximumAndMean) {
-    Random random(18);
-    for (int round = 0; round < 500; ++round) {
-        const int n = random.between(0, 40), first = random.between(-2, n / 2), last = random.between(first - 1, n + 1);
-        std::vector<int> depth(static_cast<std::size_t>(n));
-        for (int& d : depth) d = random.chance(12) ? random.between(0, 150) : random.between(10, 13);
-        const std::vector<int> expected = smoothed_slowly(depth, first, last);
-        FrameDetector(true).SmoothProfile(depth, first, last);
-        ASSERT_EQ(depth, expected) << "entries " << first << " .. " << last << " of " << n;
-    }
 }
 
 /// A window of an image along one of its borders. Lines run along the border, counted from the left or the top.

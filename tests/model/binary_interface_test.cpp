@@ -9,6 +9,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <set>
+#include <string>
 
 // The numbers of 64-bit platforms that follow the Itanium C++ ABI, with the containers of libstdc++.
 #if defined(__GLIBCXX__) && defined(__LP64__)
@@ -80,6 +82,13 @@ TEST(BinaryInterface, TheDestructorIsTheFirstVirtualOperationAndClearTheSecond) 
     for (const std::ptrdiff_t at : {table_offset(&GarbageItem::Clear), table_offset<void (Image::*)()>(&Image::Clear),
                                     table_offset<void (Mask::*)()>(&Mask::Clear)})
         EXPECT_EQ(kBehindBothFormsOfTheDestructor, at);
+}
+
+TEST(BinaryInterface, EachStatusHasASentenceOfItsOwn) {
+    std::set<std::string> sentences;
+    for (int status = 0; status <= 15; ++status)  // 10 and 15 name no status
+        sentences.insert(StatusSentence(static_cast<Masking::MASK_STATUS>(status)));
+    EXPECT_EQ(15U, sentences.size());
 }
 
 }  // namespace

@@ -129,8 +129,6 @@ struct Tracked : GarbageItem {
     int id;
 };
 
-struct Untracked : GarbageItem {};  // has nothing to clear
-
 TEST(GarbageList, FreesInOrderWhatMayBeFreed) {
     std::vector<int> log;
     Tracked kept(log, 9);
@@ -139,7 +137,6 @@ TEST(GarbageList, FreesInOrderWhatMayBeFreed) {
         list.AddItem(nullptr);
         list.AddGeneralItem(nullptr);
         list.AddGeneralItem(new unsigned[8]);
-        list.AddItem(new Untracked);
         list.AddItem(new Tracked(log, 1));
         kept.SetGarbage(false);
         list.AddItem(&kept);

@@ -3,6 +3,7 @@
 /// ThreadSanitizer.
 #include <gtest/gtest.h>
 
+#include "imaging/mask_utils.h"
 #include "support/random_cases.h"
 
 #include <cstdlib>
@@ -18,6 +19,12 @@ std::uint64_t results_of(unsigned seed) {
     Hash hash;
     Statuses statuses;
     add_results(random, hash, statuses);
+    Mask mask = random_mask(random, 200, 60), other = random_mask(random, 200, 60), smaller, larger, rest, common;
+    hash.add(Utils::MaskErode(&mask, &smaller, 1));
+    hash.add(Utils::MaskDilate(&mask, &larger, 2));
+    hash.add(Utils::MaskSubtract(&larger, &other, &rest));
+    hash.add(Utils::MaskIntersect(&mask, &other, &common));
+    for (const Mask* one : {&smaller, &larger, &rest, &common}) hash.add(one);
     return hash.value();
 }
 

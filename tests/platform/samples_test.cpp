@@ -4,8 +4,6 @@
 
 #include "support/picture.h"
 
-#include <thread>
-
 namespace Norvane::Tests {
 namespace {
 
@@ -142,17 +140,6 @@ TEST(Statuses, AnImageWithoutPixelsIsNothingToDoExceptToScaleIt) {
             call.run(p.get(), p.get());
             EXPECT_EQ(call.status_without_pixels, iplGetErrStatus()) << call.name;
         }
-}
-
-TEST(Statuses, BelongToTheirThread) {
-    iplBlur(nullptr, nullptr, 1, 1, 0, 0);
-    std::thread([] {
-        EXPECT_EQ(kIplOk, iplGetErrStatus());
-        Picture p(k1U, 8, 1);
-        iplBlur(p.get(), p.get(), 1, 1, 0, 0);
-        EXPECT_EQ(kIplUnsupported, iplGetErrStatus());
-    }).join();
-    EXPECT_EQ(kIplBadArgument, iplGetErrStatus());
 }
 
 }  // namespace

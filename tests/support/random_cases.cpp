@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/random_cases.h"
 
-#include "imaging/mask_utils.h"
-
 #include <algorithm>
 
 namespace Norvane::Tests {
@@ -123,12 +121,6 @@ void add_results(Random& random, Hash& hash, Statuses& statuses) {
     note("full", NvGenerateFullMask(image.get(), params, &frame, &whole, &pect, random.chance(2) ? &second : nullptr));
     note("muscle", NvGeneratePectMask(image.get(), params, &frame, &breast_mask, &alone));
     for (const Mask* mask : {found, &breast_mask, &whole, &pect, &second, &alone}) hash.add(mask);
-    Mask smaller, larger, rest, common, other = random_mask(random, 200, 60);
-    note("erode", Utils::MaskErode(&breast_mask, &smaller, 2));
-    note("dilate", Utils::MaskDilate(&breast_mask, &larger, 1 + random.between(0, 2)));
-    note("subtract", Utils::MaskSubtract(&larger, &other, &rest));
-    note("intersect", Utils::MaskIntersect(&frame, &other, &common));
-    for (const Mask* mask : {&smaller, &larger, &rest, &common}) hash.add(mask);
     if (params.side == SIDE_UNDEFINED) return;
     add_contours(*image, frame, params, hash);
     add_steps(*image, frame, breast_mask, params.side, hash, statuses);

@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -26,15 +27,20 @@ struct InfoOptions {
 };
 
 OptionTable<InfoOptions> info_options() {
-    return {frame_option<InfoOptions>(OptionEffect::kRun),
-            modality_option<InfoOptions>(OptionEffect::kRun),
-            memory_option<InfoOptions>("Options"),
-            decode_option<InfoOptions>("Options"),
-            {{.name = "format",
-              .choices = {{"text"}, {"json"}},
-              .help = "Report on standard output: text, or a JSON array with one object per file",
-              .otherwise = "text"},
-             [](InfoOptions& options, const std::string& text) { options.is_json = text == "json"; }}};
+    OptionTable<InfoOptions> options = {
+        frame_option<InfoOptions>(OptionEffect::kRun),
+        modality_option<InfoOptions>(OptionEffect::kRun),
+        memory_option<InfoOptions>("Options"),
+        decode_option<InfoOptions>("Options"),
+        {{.name = "format",
+          .choices = {{"text"}, {"json"}},
+          .help = "Report on standard output: text, or a JSON array with one object per file",
+          .otherwise = "text"},
+         [](InfoOptions& given, const std::string& text) { given.is_json = text == "json"; }}};
+    for (Option<InfoOptions>& option : identifier_options<InfoOptions>(OptionEffect::kRun, "Options")) {
+        options.push_back(std::move(option));
+    }
+    return options;
 }
 
 /// One line of the report.

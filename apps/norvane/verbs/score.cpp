@@ -5,6 +5,7 @@
 #include "io/refusal.h"
 #include "run/csv_text.h"
 #include "run/exit_code.h"
+#include "run/marks.h"
 #include "run/named_file.h"
 #include "run/result_folder.h"
 #include "run/result_names.h"
@@ -19,6 +20,7 @@
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <ostream>
 #include <sstream>
@@ -41,6 +43,7 @@ struct ScoreOptions {
     TruthValues values;
     double pixel_size_um = 0.0;  // 0: use the one that the results name
     std::string csv;             // path of the table; empty: score.csv in the folder of the results
+    std::string marks;           // path of a table of marks; empty: none
 };
 
 // Numbers from 0 to 255 separated by "+", such as 128+192.
@@ -100,7 +103,11 @@ OptionTable<ScoreOptions> score_options() {
           .value = "FILE",
           .help = "File for the table",
           .otherwise = "score.csv in the folder of the results"},
-         [](ScoreOptions& options, const std::string& text) { options.csv = text; }}};
+         [](ScoreOptions& options, const std::string& text) { options.csv = text; }},
+        {{.name = "marks",
+          .value = "FILE",
+          .help = "Marks that report.html exported: the table gets a column mark, and each mark its own means"},
+         [](ScoreOptions& options, const std::string& text) { options.marks = text; }}};
 }
 
 constexpr const char* kLabelsEnding = ".labels.png";  // of results, and of truths that lie next to their images
@@ -123,6 +130,7 @@ struct ScoreRow {
     const char* region;
     Score score;
     double pixel_size_um;
+    std::string mark;  // of a person; empty: none
 };
 
 Truth truth_of(const std::string& file, const fs::path& base) {
@@ -193,15 +201,36 @@ SourceImage read_mask_labels(const fs::path& stem) {
     }
 }
 
+// What the run kept of the image whose results these are.
+std::optional<ImageRecord> kept_record_of(const fs::path& stem) {
+    const auto stamp = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
+    return stamp ? record_of(stamp->record) : std::nullopt;
+}
+
 double pixel_size_for(const fs::path& stem, const ScoreOptions& options) {
     if (options.pixel_size_um > 0.0) return options.pixel_size_um;
-    const auto stamp = read_stamp(ResultFolder(stem.parent_path()), stem.filename().string());
-    const auto record = stamp ? record_of(stamp->record) : std::nullopt;
+    const auto record = kept_record_of(stem);
     if (record && record->pixel_size_um > 0.0) return record->pixel_size_um;
     throw Refusal("has masks whose pixel size is not known (no " + stamp_file(stem.string()) + "): give --pixel-size");
 }
 
-void score_truth(const Truth& truth, const ScoreOptions& options, std::vector<ScoreRow>& rows) {
+using MarksByFile = std::map<fs::path, std::string>;
+
+MarksByFile marks_by_file(const std::string& table) {
+    MarksByFile marks;
+    for (const Mark& mark : read_marks(table)) marks[fs::path(mark.file).lexically_normal()] = mark.mark;
+    return marks;
+}
+
+std::string mark_of(const fs::path& stem, const MarksByFile& marks) {
+    if (marks.empty()) return {};
+    const auto record = kept_record_of(stem);
+    const auto found = record ? marks.find(fs::path(record->file).lexically_normal()) : marks.end();
+    return found == marks.end() ? std::string() : found->second;
+}
+
+void score_truth(const Truth& truth, const ScoreOptions& options, const MarksByFile& marks,
+                 std::vector<ScoreRow>& rows) {
     const fs::path stem = fs::path(options.masks) / truth.name;
     const SourceImage drawn = read_labels(truth.file);
     const SourceImage made = read_mask_labels(stem);
@@ -209,10 +238,11 @@ void score_truth(const Truth& truth, const ScoreOptions& options, std::vector<Sc
         throw Refusal("has " + size_text(drawn) + ", but its masks have " + size_text(made));
     }
     const double pixel_size_um = pixel_size_for(stem, options);
+    const std::string mark = mark_of(stem, marks);
     for (const ScoredRegion& region : kScoredRegions) {
         const LabelPixels drawn_region = region_of(drawn, options.values, region.takes_breast);
         const LabelPixels made_region = region_of(made, TruthValues{}, region.takes_breast);
-        rows.push_back({truth.name, region.name, score(drawn_region, made_region), pixel_size_um});
+        rows.push_back({truth.name, region.name, score(drawn_region, made_region), pixel_size_um, mark});
     }
 }
 
@@ -232,15 +262,17 @@ void require_own_table(const std::string& folder) {
     if (beginning && *beginning != kHeader) refuse_foreign(results.path_of(kTable));
 }
 
-std::string csv_of(const std::vector<ScoreRow>& rows) {
-    std::string text = std::string(kHeader) + "\n";
+std::string csv_of(const std::vector<ScoreRow>& rows, bool has_marks) {
+    std::string text = std::string(kHeader) + (has_marks ? ",mark\n" : "\n");
     for (const ScoreRow& row : rows) {
         const auto& outline = row.score.outline;
         text += csv_field(row.name) + "," + row.region + "," + number_text(row.score.dice) + "," +
                 number_text(row.score.jaccard) + ",";
         text += (outline ? number_text(millimetres(outline->mean, row)) : "") + ",";
         text += (outline ? number_text(millimetres(outline->hausdorff95, row)) : "") + ",";
-        text += std::to_string(row.score.truth_pixels) + "," + std::to_string(row.score.mask_pixels) + "\n";
+        text += std::to_string(row.score.truth_pixels) + "," + std::to_string(row.score.mask_pixels);
+        if (has_marks) text.append(1, ',').append(csv_field(row.mark));
+        text += '\n';
     }
     return text;
 }
@@ -273,6 +305,22 @@ std::string means_text(const std::vector<ScoreRow>& rows, const char* region) {
     return text + fmt::format("; lowest Dice {} of {}", number_text(worst->score.dice), worst->name);
 }
 
+void print_means(const std::vector<ScoreRow>& rows, const std::string& heading, std::ostream& out) {
+    for (const ScoredRegion& region : kScoredRegions) {
+        const std::string means = means_text(rows, region.name);
+        if (!means.empty()) print_line(out, heading + means);
+    }
+}
+
+// The means of the images that have a mark, for each mark.
+void print_means_by_mark(const std::vector<ScoreRow>& rows, std::ostream& out) {
+    std::map<std::string, std::vector<ScoreRow>> by_mark;
+    for (const ScoreRow& row : rows) {
+        if (!row.mark.empty()) by_mark[row.mark].push_back(row);
+    }
+    for (const auto& [mark, marked] : by_mark) print_means(marked, "marked " + mark + ": ", out);
+}
+
 int score(const ScoreOptions& options, std::ostream& out, std::ostream& err) {
     bool is_all_done = true;
     const auto attempt = [&](const std::string& what, const auto& work) {
@@ -286,19 +334,19 @@ int score(const ScoreOptions& options, std::ostream& out, std::ostream& err) {
     };
     std::vector<ScoreRow> rows;
     std::vector<Truth> truths;
+    MarksByFile marks;
+    if (!options.marks.empty()) attempt(options.marks, [&] { marks = marks_by_file(options.marks); });
     attempt("the search for truths", [&] { truths = find_truths(options.truths); });
     for (const Truth& truth : truths) {
-        attempt(truth.file, [&] { score_truth(truth, options, rows); });
+        attempt(truth.file, [&] { score_truth(truth, options, marks, rows); });
     }
     const std::string csv = options.csv.empty() ? (fs::path(options.masks) / kTable).string() : options.csv;
     attempt("the table", [&] {
         if (options.csv.empty()) require_own_table(options.masks);
-        write_named_file(csv, csv_of(rows));
+        write_named_file(csv, csv_of(rows, !options.marks.empty()));
     });
-    for (const ScoredRegion& region : kScoredRegions) {
-        const std::string means = means_text(rows, region.name);
-        if (!means.empty()) print_line(out, means);
-    }
+    print_means(rows, "", out);
+    print_means_by_mark(rows, out);
     print_line(out, "Table: " + csv);
     return is_all_done && !rows.empty() ? kExitDone : kExitPartly;
 }

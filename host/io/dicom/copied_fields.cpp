@@ -32,7 +32,7 @@ const CopiedField kCopiedFields[] = {
     {DCM_ReferringPhysicianName, Copy::kAlways},
     {DCM_StudyDescription, Copy::kIfValid},
     // image
-    {DCM_PatientOrientation, Copy::kAlways, "2", "LRAPHF\\"},
+    {DCM_PatientOrientation, Copy::kAlways, "2", "LRAPHF\\", true},
     // identity, date and compression
     {DCM_SOPClassUID, Copy::kByRule},
     {DCM_SOPInstanceUID, Copy::kByRule},
@@ -44,9 +44,9 @@ const CopiedField kCopiedFields[] = {
     {DCM_AcquisitionTime, Copy::kByRule},
     {DCM_SeriesDate, Copy::kByRule},
     {DCM_SeriesTime, Copy::kByRule},
-    {DCM_LossyImageCompression, Copy::kByRule},
-    {DCM_LossyImageCompressionRatio, Copy::kByRule, "1-n"},
-    {DCM_LossyImageCompressionMethod, Copy::kByRule, "1-n"},
+    {DCM_LossyImageCompression, Copy::kByRule, "1", nullptr, true},
+    {DCM_LossyImageCompressionRatio, Copy::kByRule, "1-n", nullptr, true},
+    {DCM_LossyImageCompressionMethod, Copy::kByRule, "1-n", nullptr, true},
 };
 
 // The toolkit does not check the length. The limit is in characters, so continuation bytes of UTF-8 are not counted. A
@@ -82,9 +82,10 @@ std::string valid_text(DcmItem& header, const CopiedField& field) {
 
 std::span<const CopiedField> copied_fields() { return kCopiedFields; }
 
-DicomTexts copied_texts(DcmItem& object) {
+DicomTexts copied_texts(DcmItem& object, Identifiers identifiers) {
     DicomTexts texts;
     for (const CopiedField& field : kCopiedFields) {
+        if (identifiers == Identifiers::kNone && !field.is_about_pixels) continue;
         std::string text = valid_text(object, field);
         if (!text.empty()) texts.emplace(field_of(field.tag), std::move(text));
     }

@@ -385,6 +385,7 @@ void read_noise(const DicomHeader& header, SourceImage& image) {
 
 void read_texts(const DicomHeader& header, SourceImage& image) {
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        if (kTextFacts[i].read_with > image.identifiers) continue;
         std::string text = header.text(tag_of(kTextFacts[i].field));
         if (!text.empty()) image.texts[i] = Sourced{std::move(text), kTextFacts[i].keyword};
     }
@@ -405,9 +406,10 @@ void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOp
     read_padding(header, layout, image);
     read_window(header, layout, image);
     read_noise(header, image);
+    image.identifiers = options.identifiers;
     read_texts(header, image);
     image.horizontal_flip = text_of(object, DCM_FieldOfViewHorizontalFlip);
-    image.dicom_texts = copied_texts(object);
+    image.dicom_texts = copied_texts(object, options.identifiers);
 }
 
 }  // namespace Norvane::Host

@@ -50,16 +50,15 @@ double rounded(double value) { return std::round(value * 1e3) / 1e3; }
 /// Terms and values for people.
 Json figures_of(const ImageRecord& record) {
     const StageTimes& s = record.seconds;
-    Json figures =
-        Json::array({{"Results", record.name + ".*"},
-                     {"Format", record.format},
-                     {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
-                     {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
-                     {"Noise class", record.noise},
-                     {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
-                     {"Time to read", text_with_unit(s.reading, 2, "s")},
-                     {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
-                     {"Time to write", text_with_unit(s.writing, 2, "s")}});
+    Json figures = Json::array({{"Results", record.name + ".*"},
+                                {"Format", record.format},
+                                {"Size", fmt::format("{} x {} pixels", record.width, record.height)},
+                                {"Pixel size", number_text(record.pixel_size_um) + " \u00b5m"},
+                                {"Noise class", record.noise},
+                                {"Contrast across the outline", number_text(rounded(record.outline_contrast))},
+                                {"Time to read", text_with_unit(s.reading, 2, "s")},
+                                {"Time for the masks", text_with_unit(s.analysis, 2, "s")},
+                                {"Time to write", text_with_unit(s.writing, 2, "s")}});
     for (const AreaDeclaration& area : kAreas) {
         figures.push_back({std::string("Area: ") + area.label, area_text(record.areas.*area.value)});
     }
@@ -90,7 +89,7 @@ Json json_of(const ImageRecord& record) {
                  {"view", record.view},
                  {"noise", record.noise},
                  {"contrast", rounded(record.outline_contrast)},
-                 {"area", rounded(record.breast_mm2)},
+                 {"area", rounded(record.areas.breast)},
                  {"flags", record.flags},
                  {"warnings", record.warnings},
                  {"figures", figures_of(record)}};

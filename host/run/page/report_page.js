@@ -72,7 +72,7 @@ function cardOf(record, index) {
   const card = element('li', {},
       element('button', {type: 'button', class: 'card grave-' + record.gravity, title: record.file, 'data-index': index}, thumb,
               element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
-              element('span', {class: 'state'}, stateOf(record)), warningOf(record),
+              element('span', {class: 'state', title: stateOf(record)}, stateOf(record)), warningOf(record),
               element('span', {class: 'brief'}, briefOf(record))));
   showMarkOnCard(card, record);
   return card;

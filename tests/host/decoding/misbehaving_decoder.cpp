@@ -65,7 +65,7 @@ const std::map<std::string, std::function<void()>> kDeeds{
     {"look around",
      [] {
          constexpr int kMost = 1024;
-         bool has_more = getenv("PATH") != nullptr;
+         bool has_more = getenv("PATH") != nullptr || getpgrp() != getpid();
          for (int i = kMemoryOfWorker + 1; i < kMost; ++i) has_more |= fcntl(i, F_GETFD) != -1;
          if (has_more) throw Refusal("has more than it needs");
      }},

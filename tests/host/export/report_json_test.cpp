@@ -103,15 +103,18 @@ TEST(ReportJson, TheMappingLeadsFromTheSourceToTheMask) {
     const json report = json::parse(Host::report_json(findings));
     const json& geometry = report.at("geometry");
     const Bitmap breast = from_rows(report.at("masks").at("breast"), 2000, 2000);
-    const HitTester truth(findings.masks.breast.region, findings.crop(), findings.settings.pixel_size_um.value);
+    const HitTester truth(findings.masks.breast.region, Host::placement_of(findings));
     const double step = geometry.at("source").at("pixel_size_um").get<double>() /
                         geometry.at("working").at("pixel_size_um").get<double>();
-    const auto working = [&](unsigned source, const char* axis) {
-        return static_cast<unsigned>(std::floor((source - geometry.at("crop").at(axis).get<double>()) * step + 0.5));
+    const auto working = [&](unsigned source, const char* axis, const char* size) {
+        const unsigned last = geometry.at("working").at(size).get<unsigned>() - 1;
+        const unsigned from_corner = source - geometry.at("crop").at(axis).get<unsigned>();
+        if (from_corner + 1 == geometry.at("crop").at(size)) return last;
+        return std::min(last, static_cast<unsigned>(std::floor(from_corner * step + 0.5)));
     };
     for (unsigned y = 5; y < 1205; y += 3) {
         for (unsigned x = 11; x < 911; ++x)
-            ASSERT_EQ(truth.at(x, y), breast.at(working(x, "x"), working(y, "y"))) << x << ", " << y;
+            ASSERT_EQ(truth.at(x, y), breast.at(working(x, "x", "width"), working(y, "y", "height"))) << x << ", " << y;
     }
     EXPECT_EQ(json::parse(R"({"x": 11, "y": 5, "width": 900, "height": 1200})"), geometry.at("crop"));
 }

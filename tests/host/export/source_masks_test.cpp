@@ -16,7 +16,7 @@
 namespace Norvane::Tests {
 namespace {
 
-TEST(SourceMask, IsWhatHitTestSays) {
+TEST(SourceMask, IsWhatHitTestSaysAndEndsWithTheGrid) {
     Random random(11);
     const double pixel_sizes[] = {228.0, 227.99, 70.0, 50.0, 94.1, 199.7, 114.0, 300.0, 33.3333};
     for (unsigned round = 0; round < 200; ++round) {
@@ -24,8 +24,9 @@ TEST(SourceMask, IsWhatHitTestSays) {
         const double pixel_size = pixel_sizes[round % std::size(pixel_sizes)];
         const Host::SourceBox crop{random.below(4), random.below(4), 1 + random.below(170), 1 + random.below(130)};
         const Host::Region region(mask);
-        const HitTester truth(region, crop, pixel_size);
-        const Host::SourceMask found(region, crop, pixel_size);
+        const Host::GridPlacement grid{crop, pixel_size, 1 + random.below(45), 1 + random.below(35)};
+        const HitTester truth(region, grid);
+        const Host::SourceMask found(region, grid);
         for (unsigned y = 0; y < crop.y + crop.height + 2; ++y) {
             std::vector<bool> row(crop.x + crop.width + 2);
             for (const Host::ColumnRun& run : found.row(y)) {
@@ -87,6 +88,31 @@ TEST(LabelFiles, HoldTheLabelOfEachPixelOfTheSource) {
             const unsigned at = (top + i / box.width) * 1001 + left + i % box.width;
             const unsigned sample = findings.source.samples[at] ^ (is_inverted ? 0xFFFU : 0U);
             ASSERT_EQ(png.samples[at] == 0 ? 0 : sample, crop.samples[i]) << at;
+        }
+    }
+}
+
+// Mirror images of one phantom, of sizes that are cut off differently by the working grid.
+TEST(LabelFiles, TouchTheBordersThatTheMasksTouch) {
+    for (const unsigned width : {900U, 901U, 902U, 903U, 904U}) {
+        for (const IMAGE_SIDE side : {SIDE_CHEST_LEFT, SIDE_CHEST_RIGHT}) {
+            const unsigned height = width + 300;
+            const auto drawn = Host::draw_phantom({width, height, 100.0, side, VIEW_PECT, Host::PhantomFrame::kNone});
+            Host::AnalysisOptions options;
+            options.noise = BG_AUTO_COARSE;
+            options.side = side;
+            Host::Findings findings = Host::analyse(source_of(drawn), options);
+            const unsigned last_column = findings.working_image().GetWidth() - 1;
+            const unsigned last_row = findings.working_image().GetHeight() - 1;
+            Mask reaching = findings.masks.breast.region.mask();
+            reaching.AddSegment(last_row, last_column / 2, 3);
+            findings.masks.breast.region = Host::Region(reaching);
+            const auto bounds = *findings.masks.breast.region.bounds();
+            ASSERT_TRUE(side == SIDE_CHEST_LEFT ? bounds.left == 0 : bounds.right == last_column);
+            const Host::SourceBox box = Host::breast_window(findings);
+            EXPECT_EQ(bounds.left == 0, box.x == 0) << width << " " << side;
+            EXPECT_EQ(bounds.right == last_column, box.x + box.width == width) << width << " " << side;
+            EXPECT_EQ(height, box.y + box.height) << width << " " << side;
         }
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/findings.h"
 
+#include "export/sha256.h"
 #include "findings/outline_contrast.h"
 #include "host/source_images.h"
 #include "io/refusal.h"
@@ -45,22 +46,6 @@ double dice(const Host::FoundMask& found, const Host::Findings& analysis, const 
     return 2.0 * both / sum;
 }
 
-// Contour points with both inside and outside of the full mask within 3 pixels.
-unsigned points_on_outline(const Host::FoundMasks& masks) {
-    const Bitmap full = bitmap_of(masks.full.region.mask(), 1000, 1000);
-    const std::vector<int>& points = masks.contour->points;
-    unsigned near = 0;
-    for (std::size_t i = 0; i < points.size(); i += 2) {
-        unsigned inside = 0;
-        for (unsigned k = 0; k < 49; ++k) {
-            inside +=
-                full.at(static_cast<unsigned>(points[i]) + k % 7 - 3, static_cast<unsigned>(points[i + 1]) + k / 7 - 3);
-        }
-        near += inside > 0 && inside < 49 ? 1 : 0;
-    }
-    return near;
-}
-
 // A frame is cut off as the film's borders are, or left to the library with a class that looks for it.
 TEST(Analyse, FindsCropClassSideAndTruth) {
     const struct {
@@ -97,8 +82,37 @@ TEST(Analyse, FindsCropClassSideAndTruth) {
         EXPECT_GT(has_muscle ? muscle : 1.0, scene.crops ? 0.97 : 0.95);
         EXPECT_EQ(Masking::MASK_OK, masks.contour->status);
         EXPECT_EQ(1440U, masks.contour->points.size());
-        EXPECT_GT(points_on_outline(masks), has_muscle ? 715U : 600U);  // traced, or from the fast search
         EXPECT_GT(analysis.outline_contrast, 0.2);
+    }
+}
+
+TEST(Phantom, HasTheSamePixelsOnEveryMachine) {
+    const struct {
+        Host::PhantomSettings settings;
+        const char* digest;
+    } table[] = {{{301, 400, 228.0, SIDE_CHEST_LEFT, VIEW_PECT, PhantomFrame::kCollimation, PhantomLook::kFilm},
+                  "c9a8bebcfaa6e2e5"},
+                 {{300, 401, 200.0, SIDE_CHEST_RIGHT, VIEW_NO_PECT, PhantomFrame::kNone, PhantomLook::kDigital},
+                  "97a21c60fc570adf"}};
+    for (const auto& [settings, digest] : table) {
+        const Host::Phantom phantom = Host::draw_phantom(settings);
+        std::vector<std::uint8_t> bytes = phantom.labels;
+        for (const unsigned sample : phantom.pixels) {
+            bytes.insert(bytes.end(), {static_cast<std::uint8_t>(sample >> 8U), static_cast<std::uint8_t>(sample)});
+        }
+        EXPECT_EQ(digest, Host::hexadecimal(Host::sha256(bytes)).substr(0, 16));
+    }
+}
+
+TEST(Analyse, RefusesAWorkingGridBeyondTheMemory) {
+    SourceImage source = source_of(phantom_of(PhantomLook::kDigital));
+    for (const auto& [pixel_size, grid_pixels] : {std::pair(228.0, 750000U), {114.0, 187500U}}) {
+        source.pixel_size_um->value = pixel_size;
+        AnalysisOptions options;
+        options.image_memory = Host::memory_of_source(750000) + Host::memory_of_working_grid(grid_pixels);
+        EXPECT_NO_THROW((void)Host::analyse(source, options));
+        --options.image_memory;
+        EXPECT_THROW((void)Host::analyse(source, options), Host::Refusal);
     }
 }
 

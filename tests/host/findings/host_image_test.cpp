@@ -158,7 +158,15 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
     const auto black = [](unsigned, unsigned) { return 40U; };
     const auto noisy = [](unsigned x, unsigned y) { return 1500 + (x * 7919 + y * 104729) % 600; };
     const auto black_in_places = [](unsigned x, unsigned y) { return y < 20 ? 0U : 300 + (x * y) % 400; };
-    const auto bright_with_a_black_pixel = [](unsigned x, unsigned y) { return x == 120 && y == 120 ? 0U : 9000U; };
+    const auto with_a_black_pixel = [](unsigned level) {
+        return [level](unsigned x, unsigned y) { return x == 120 && y == 120 ? 0U : level; };
+    };
+    const auto skin_line = [](unsigned columns, unsigned level) {
+        return [=](unsigned x, unsigned) { return x < 90 + columns ? level : 40U; };
+    };
+    const auto dots = [](unsigned level) {
+        return [level](unsigned x, unsigned y) { return x % 20 || y % 20 ? 0U : level; };
+    };
     const auto fading_to_black = [](unsigned x, unsigned) { return x < 130 ? 20 * (130 - x) : 0U; };
     const struct {
         const char* why;
@@ -169,7 +177,13 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
                  {"film in a frame", 12, noisy, BG_AUTO_COARSE},
                  {"film with a black scanner border", 0, black_in_places, BG_AUTO_COARSE},
                  {"film clipped to black", 0, fading_to_black, BG_AUTO_COARSE},
-                 {"flat but far from the darkest pixel", 0, bright_with_a_black_pixel, BG_AUTO_COARSE}};
+                 {"nearly the darkest pixel", 0, with_a_black_pixel(64), BG_MG},
+                 {"flat but not as dark as that", 0, with_a_black_pixel(65), BG_AUTO_COARSE},
+                 {"3.6 % dim", 0, skin_line(4, 2600), BG_MG},
+                 {"4.5 % dim", 0, skin_line(5, 2600), BG_AUTO_COARSE},
+                 {"not dim", 0, skin_line(9, 2601), BG_MG},
+                 {"a deviation of 63.9", 0, dots(1280), BG_MG},
+                 {"a deviation of 64.1", 0, dots(1283), BG_AUTO_COARSE}};
     for (const auto& row : table) {
         const auto choice = Host::choose_noise(*picture(row.frame, row.background), SIDE_CHEST_LEFT);
         EXPECT_EQ(row.expected, choice.value) << row.why << ": " << choice.from;

@@ -27,7 +27,7 @@ std::string facts_of(const Host::SourceImage& image) {
     if (image.padding) add("padding " + text(image.padding->value.low) + ".." + text(image.padding->value.high));
     if (image.window) add("window " + text(image.window->value.centre) + ", " + text(image.window->value.width));
     for (const auto& fact : image.texts) {
-        if (fact) add(fact->value, fact->from);
+        if (fact && fact->from != "SOPInstanceUID") add(fact->value, fact->from);  // every object has that one
     }
     if (image.needs_inversion) add("inverted");
     for (const std::string& flag : image.flags) add("flag " + flag);
@@ -52,7 +52,8 @@ const struct {
     {"ImagerPixelSpacing=0\\0; PixelSpacing=0.1\\0.1",
      "size 100 by PixelSpacing; warning: the header has the ImagerPixelSpacing '0', which is not a length"},
     // Texts.
-    {"StudyInstanceUID=1.2.3 ", "1.2.3 by StudyInstanceUID"},
+    {"StudyInstanceUID=1.2.3 ; SeriesInstanceUID=1.2; PatientID=17",
+     "1.2 by SeriesInstanceUID; 1.2.3 by StudyInstanceUID"},
     // The breast, and the border at which the chest wall lies.
     {"Laterality=L; ImageLaterality=R",
      "right breast by ImageLaterality; warning: ImageLaterality says right, Laterality says left"},
@@ -105,6 +106,7 @@ const struct {
      "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING; warning: PixelIntensityRelationshipSign 1 with "
      "MONOCHROME2: tissue may be dark (--invert makes it bright)"},
     {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
+    {"Modality=MG; PresentationIntentType=FOR PRESENTATION; DetectorType=FILM", ""},
     {"Modality=RG; PresentationIntentType=FOR PRESENTATION; BodyPartExamined=BREAST", ""},
     {"Modality=CR; PresentationIntentType=FOR PRESENTATION; AnatomicRegionSequence[0].CodeValue=T-04000", ""},
     {"Modality=DX; ViewPosition=CC", "cc by ViewPosition CC"},
@@ -132,6 +134,30 @@ TEST(DicomFields, EachFrameHasItsFunctionalGroup) {
     const Host::SourceImage second = Host::read_image(file, {.frame = 2});
     EXPECT_EQ("right breast by FrameLaterality; cc by ViewPosition CC", facts_of(second));
     EXPECT_EQ(Samples(kWords.begin() + 4, kWords.begin() + 8), second.samples);
+}
+
+TEST(DicomFields, IdentifiersAreReadAsFarAsTheyAreAskedFor) {
+    const TemporaryFolder folder;
+    const std::string file =
+        write_object(folder,
+                     "PatientID=17; PatientName=Doe; PatientSex=F; StudyInstanceUID=1.2.3; SeriesInstanceUID=1.2; "
+                     "StudyDate=20200229; AccessionNumber=A1; LossyImageCompression=01");
+    const struct {
+        Host::Identifiers asked;
+        std::vector<std::string> read;
+    } table[] = {{Host::Identifiers::kNone, {"", "", "", ""}},
+                 {Host::Identifiers::kUids, {"1.2.3.4", "1.2", "1.2.3", ""}},
+                 {Host::Identifiers::kUidsAndPatient, {"1.2.3.4", "1.2", "1.2.3", "17"}}};
+    for (const auto& row : table) {
+        const Host::SourceImage image = Host::read_image(file, {.identifiers = row.asked});
+        std::vector<std::string> read;
+        for (const auto& fact : image.texts) read.push_back(fact ? fact->value : "");
+        EXPECT_EQ(row.read, read);
+        std::vector<std::string> repeated;
+        for (const auto& [field, text] : *image.dicom_texts) repeated.push_back(text);
+        const std::size_t count = row.asked == Host::Identifiers::kNone ? 1 : 10;  // the compression; all
+        EXPECT_EQ(count, repeated.size());
+    }
 }
 
 TEST(DicomFields, SamplesAreCutOutOfTheirWords) {

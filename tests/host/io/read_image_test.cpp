@@ -197,7 +197,6 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"\xFF\xD8\xFF\xE0", "is a JPEG file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"MM\0*\0\0"s, "is a damaged or truncated TIFF file: Cannot read TIFF header"},
         {png_of(PNG_FORMAT_RGB, 2), "is a colour image; grey images are read"},
-        {png_of(PNG_FORMAT_RGBA), "is a colour image; grey images are read"},
         {png_of(PNG_FORMAT_GA), "has transparency; plain grey images are read"},
         {png_of(PNG_FORMAT_RGB_COLORMAP), "has a palette; grey images are read"},
         {with_header(grey, 24, "\x04"), "has 4 bits a pixel; 8 and 16 bits are read"},
@@ -209,12 +208,10 @@ TEST(ReadImage, RefusesInOneSentence) {
         {"P7\nWIDTH 1", "is a PAM file; these formats are read: PNG, PGM, DICOM, TIFF"},
         {"P5 3", "is truncated (the height is missing)"},
         {"P5 3 # 2 255", "is truncated (the height is missing)"},
-        {"P5 3 -2 255\nabc", "is not a valid PGM file (the height is invalid)"},
         {"P5 3 2x 255\nabc", "is not a valid PGM file (the height is invalid)"},
         {"P5 0 2 255\n", "has no pixels (0 x 2 pixels)"},
         {"P5 3 2 0\nabcdef", "has a maximum value of 0 (1 to 65535)"},
         {"P5 3 2 65536\nabcdef", "has a maximum value of 65536 (1 to 65535)"},
-        {"P5 3 2 255\nabcde", "is truncated (5 of 6 bytes of samples)"},
         {"P5 3 2 256\nabcdefghijk", "is truncated (11 of 12 bytes of samples)"},
         {"P5 99999 99999 255\nabc", "is truncated (3 of 9999800001 bytes of samples)"},
         {"P5 2 1 97\nab", "holds a sample of 98 above its maximum value"},
@@ -228,16 +225,6 @@ TEST(ReadImage, RefusesInOneSentence) {
     }
     const std::string png = folder.write("image", grey);
     EXPECT_THROW((void)Host::read_image(png, {.frame = 2}), Host::Refusal);
-}
-
-TEST(ReadImage, EveryTruncationOfAPngIsRefusedAndNothingElse) {
-    const TemporaryFolder folder;
-    const std::string whole = encode_png(kWide, 3, 2);
-    for (std::size_t length = 1; length < whole.size(); ++length) {
-        const std::string message = refusal_of(folder.write("image", whole.substr(0, length)));
-        EXPECT_THAT(message, StartsWith(length < 8 ? "is not an image" : "is a damaged or truncated PNG file: "));
-    }
-    EXPECT_EQ("", refusal_of(folder.write("image", whole)));
 }
 
 }  // namespace

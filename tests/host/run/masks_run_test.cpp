@@ -122,9 +122,10 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     const std::vector<std::string> table = lines_of(read_bytes(folder.path("in/out/summary.csv")));
     ASSERT_EQ(10U, table.size());
     EXPECT_EQ(
-        "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,view,noise,pixel_size_um,"
-        "breast_mm2,muscle_mm2,breast_with_muscle_mm2,outline_contrast,flags,warnings,study_instance_uid,"
-        "seconds_reading,seconds_analysis,seconds_writing",
+        "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,side_reason,laterality,"
+        "laterality_reason,view,view_reason,noise,noise_reason,pixel_size_um,pixel_size_reason,breast_mm2,muscle_mm2,"
+        "breast_with_muscle_mm2,outline_contrast,flags,warnings,sop_instance_uid,series_instance_uid,"
+        "study_instance_uid,patient_id,seconds_reading,seconds_analysis,seconds_writing",
         table[0]);
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
@@ -341,6 +342,8 @@ TEST(Batch, TheListOfFailuresIsNotWrittenOverAnInput) {
     draw(folder, "in/caf\xe9.png");  // names are bytes
     const std::string image = folder.path("in/caf\xe9.png"), bytes = read_bytes(image);
     fs::create_symlink(image, folder.path("link.png"));
+    EXPECT_THAT(run(masks_of({}, folder.path("out"), {"--manifest", folder.path("none")})).err,
+                HasSubstr("the manifest " + folder.path("none") + " cannot be opened"));
     const ProgramRun wrong = run(masks_of({folder.path("link.png")}, folder.path("out"), {"--fail-list", image}));
     EXPECT_EQ(2, wrong.code);
     EXPECT_THAT(wrong.err, HasSubstr("--fail-list names an input"));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/page/report_page.h"
 #include "export/kinds.h"
+#include "export/mask_drawing.h"
 #include "host/host_support.h"
 #include "run/doubt_order.h"
 #include "support/builders.h"
@@ -81,26 +82,6 @@ TEST(ReportPage, DoubtComesFirst) {
     EXPECT_EQ("tiny cut muscle breast unknown faint abcdefghijklmnopqrstuvwxyz", names);
 }
 
-/// Whether (x, y) lies inside the closed lines of a path of whole coordinates "M1 2L3 4Z", by the even-odd rule.
-bool is_inside(const std::string& path, double x, double y) {
-    bool inside = false;
-    std::istringstream words(path);
-    double x0 = 0, y0 = 0, first_x = 0, first_y = 0;
-    for (char command = 0; words >> command;) {
-        double x1 = first_x, y1 = first_y;
-        if (command != 'Z') words >> x1 >> y1;
-        if (command == 'M') {
-            first_x = x1;
-            first_y = y1;
-        } else if ((y0 > y) != (y1 > y) && x < x0 + (y - y0) * (x1 - x0) / (y1 - y0)) {
-            inside = !inside;
-        }
-        x0 = x1;
-        y0 = y1;
-    }
-    return inside;
-}
-
 TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
     const TemporaryFolder folder;
     write_sample(folder.path(""), "a");
@@ -112,13 +93,24 @@ TEST(PageFiles, OutlinesFilledAgainGiveTheMask) {
     EXPECT_EQ("", data.at("outlines").at("outer"));
     const auto path = data.at("outlines").at("breast").get<std::string>();
     EXPECT_LT(path.size(), 1200U);
+    const Host::Surface surface = Host::make_surface(1, 1);
+    const Host::Context context(cairo_create(surface.get()));
+    cairo_set_fill_rule(context.get(), CAIRO_FILL_RULE_EVEN_ODD);
+    std::istringstream words(path);
+    for (char command = 0; words >> command;) {  // "M1 2L3 4Z"
+        double x = 0, y = 0;
+        if (command == 'Z') continue;
+        words >> x >> y;
+        (command == 'M' ? cairo_move_to : cairo_line_to)(context.get(), x, y);
+    }
     const Bitmap truth = breast();
     for (unsigned y = 1; y < kHeight; ++y) {
         for (unsigned x = 1; x < kWidth; ++x) {
             const bool is_at_border = truth.at(x, y) != truth.at(x - 1, y) || truth.at(x, y) != truth.at(x + 1, y) ||
                                       truth.at(x, y) != truth.at(x, y - 1) || truth.at(x, y) != truth.at(x, y + 1);
             if (is_at_border) continue;
-            ASSERT_EQ(truth.at(x, y), is_inside(path, 10.0 * x + 5.0, 10.0 * y + 5.0)) << x << " " << y;
+            ASSERT_EQ(truth.at(x, y), cairo_in_fill(context.get(), 10.0 * x + 5.0, 10.0 * y + 5.0) != 0)
+                << x << " " << y;
         }
     }
 }
@@ -166,7 +158,7 @@ std::vector<ImageRecord> browser_sample() {
         if (i % 100 == 7) r.warnings = {"</script>The header contradicts itself."};
         r.view = i % 2 == 0 ? "mlo" : "cc";
         r.side = i % 4 < 2 ? "left" : "right";
-        r.breast_mm2 = i * 7 % 1000;
+        r.areas.breast = i * 7 % 1000;
     }
     return records;
 }

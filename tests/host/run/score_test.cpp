@@ -118,6 +118,15 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     EXPECT_THAT(good.out, HasSubstr("\npectoral: 1 images, Dice 0.9"));
     EXPECT_THAT(read_bytes(results + "/score.csv"), HasSubstr("\nexam,breast,0.99"));
 
+    // A table that has been through a spreadsheet.
+    const std::string marks = folder.write("marks.csv", "\xEF\xBB\xBFnote;mark;file\r\n\"a;\n\"\"b\"\"\";bad;\"" +
+                                                            folder.path("truth/../exam.png") + "\"\r\n");
+    const ProgramRun marked =
+        score({folder.path("truth"), "--truth-values", "breast=128,pectoral=255", "--marks", marks});
+    EXPECT_THAT(marked.out, HasSubstr("\nmarked bad: breast: 1 images, Dice 0.99"));
+    EXPECT_THAT(read_bytes(results + "/score.csv"), HasSubstr(",bad\nexam,pectoral,"));
+    EXPECT_THAT(score({truth, "--marks", truth}).err, HasSubstr(" has no column file"));
+
     // The results as their own truth; and what cannot be compared, while the rest is.
     const std::string bytes = Host::encode_png(std::vector<std::uint8_t>(6), 3, 2);
     const std::string small = folder.write("exam.png", bytes), other = folder.write("other.png", bytes);

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "run/marks.h"
+
+#include "io/refusal.h"
+#include "run/csv_row.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+
+namespace Norvane::Host {
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+using Row = std::vector<std::string>;
+
+std::string text_of(const std::filesystem::path& table) {
+    std::ifstream stream(table, std::ios::binary);
+    if (!stream) throw Refusal(std::string("cannot be opened: ") + std::strerror(errno));
+    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    if (stream.bad()) throw Refusal("cannot be read");
+    return text;
+}
+
+// What the row has in the column of this name; nothing if there is no such column.
+std::string field_of(const Row& row, const Row& names, const char* name) {
+    const auto column = static_cast<std::size_t>(std::ranges::find(names, name) - names.begin());
+    return column < row.size() ? row[column] : std::string();
+}
+
+}  // namespace
+
+std::vector<Mark> read_marks(const std::filesystem::path& table) {
+    const std::string whole = text_of(table);
+    std::string_view text = whole;
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+    const std::string_view header = text.substr(0, text.find('\n'));
+    const std::size_t at = header.find_first_of(",;\t");
+    const char separator = at == std::string_view::npos ? ',' : header[at];
+    const Row names = take_csv_row(text, separator);
+    for (const char* name : {"file", "mark"}) {
+        if (std::ranges::find(names, name) == names.end()) {
+            throw Refusal(std::string("has no column ") + name + ": marks are exported by report.html");
+        }
+    }
+    std::vector<Mark> marks;
+    while (!text.empty()) {
+        const Row row = take_csv_row(text, separator);
+        Mark mark{field_of(row, names, "file"), field_of(row, names, "mark"), field_of(row, names, "note")};
+        if (!mark.file.empty()) marks.push_back(std::move(mark));
+    }
+    return marks;
+}
+
+}  // namespace Norvane::Host
