@@ -1,4 +1,4 @@
-# Hardening of everything that is linked to norvane_hardening, with any compiler: what it does not know is left out.
+# Hardening for everything that is linked to norvane_hardening. If the compiler does not know a flag, it is left out.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckLinkerFlag)
@@ -21,7 +21,7 @@ endforeach()
 check_pie_supported(LANGUAGES CXX)
 set_target_properties(norvane_hardening PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE ON)
 
-# Checked calls of the C library. They need optimisation, sanitizers have checks of their own, and some compilers define the
+# Checked calls of the C library. They need optimisation. Sanitizers have their own checks, and some compilers define the
 # macro themselves.
 set(CMAKE_REQUIRED_FLAGS -O2)
 check_cxx_source_compiles("

@@ -158,9 +158,12 @@ class Reader:
                     {c[1] for c in cards[:200]})
         self.expect("then rejected muscles", {"A line was found, but its contrast is not that of a muscle."},
                     {c[1] for c in cards[200:400]})
-        contrasts = [float(c[2].rsplit(" ", 1)[1]) for c in cards[400:]]
+        self.expect("then doubt", {("The doubt of the muscle is 0.75.", "0.75")},
+                    {(c[1], c[2].rsplit(" ", 1)[1]) for c in cards[400:420]})
+        contrasts = [float(c[2].rsplit(" ", 1)[1]) for c in cards[420:]]
         self.expect("then rising contrast", sorted(contrasts), contrasts)
-        for order, first in (("area", "in/folder 6/image 1000.png"), ("name", "in/folder 0/image 14.png")):
+        for order, first in (("doubt", "in/folder 4/image 109.png"), ("area", "in/folder 6/image 1000.png"),
+                             ("name", "in/folder 0/image 14.png")):
             self.choose(order=order)
             self.expect(f"first by {order}", first, self.browser.run(
                 "return [...document.querySelectorAll('.card')].map(c => c.title)"
@@ -187,7 +190,7 @@ class Reader:
     def check_filters(self):
         for expected, choice in (
                 (200, {"status": "3"}), (200, {"status": "12"}),
-                (400, {"status": "doubted"}), (1595, {"status": "fine"}), (20, {"status": "warned"}),
+                (420, {"status": "doubted"}), (1575, {"status": "fine"}), (20, {"status": "warned"}),
                 (1000, {"view": "cc"}), (0, {"mark": "bad"}), (1995, {"mark": "none"}), (995, {"view": "mlo"}),
                 (500, {"view": "cc", "side": "left"}), (20, {"text": "CONTRADICTS itself"}),
                 (100, {"status": "3", "side": "right"}),

@@ -76,7 +76,7 @@ std::string question(const std::string& nearest) {
     return nearest.empty() ? std::string() : "; did you mean " + nearest + "?";
 }
 
-// Throws CLI::ValidationError if the first word is no verb.
+// Throws CLI::ValidationError if the first word is not a verb.
 void check_verb(const std::vector<std::string>& words, const std::list<VerbParser>& parsers) {
     if (words.empty() || words.front().starts_with('-')) return;
     std::vector<std::string> names{"help", "version"};
@@ -89,7 +89,7 @@ void check_verb(const std::vector<std::string>& words, const std::list<VerbParse
     throw CLI::ValidationError("There is no verb " + typed + question(nearest));
 }
 
-// Says more than the parser does of an option that it does not know.
+// If an option is unknown, suggests a similar one, which the parser does not do.
 std::string unexpected(const CLI::App& app, const std::list<VerbParser>& parsers, const CLI::ExtrasError& error) {
     std::string text = error.what();
     for (const std::string& extra : app.remaining(true)) {
@@ -102,7 +102,7 @@ std::string unexpected(const CLI::App& app, const std::list<VerbParser>& parsers
     return text;
 }
 
-// "help masks" as "masks --help", and "version" as "--version".
+// Rewrites "help masks" to "masks --help", and "version" to "--version".
 std::vector<std::string> as_options(std::vector<std::string> words) {
     if (words.empty()) return words;
     if (words.front() == "version") words.front() = "--version";

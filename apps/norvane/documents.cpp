@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fills the documents from the tables of options. This program runs during the build and is not installed.
-//   norvane-documents manual|completion|readme TEMPLATE RESULT
+// Fills what the tables of options and results say into the documents. It is run when the program is built, and is not
+// installed.
+//   norvane-documents manual|completion|readme|results|result-schema|summary-schema TEMPLATE RESULT
+#include "export/report_json.h"
+#include "run/image_record.h"
 #include "verbs/verb.h"
 
 #include <algorithm>
@@ -8,12 +11,14 @@
 #include <functional>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
 
 using namespace Norvane::Host;
+using Json = nlohmann::ordered_json;
 
 // The text with every `from` replaced by `to`.
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
@@ -119,20 +124,66 @@ std::string entries(const std::string& verb_name, const std::string& group,
     return text;
 }
 
-// Replaces each line that is a mark by what it asks for: "@options masks Batch@", or "@values@" in the completion. In
-// the README, the marks are comments that stay, and the lines up to the next comment are replaced.
+std::string in_code(const std::string& text) { return std::string(1, '`').append(text).append("`"); }
+
+// "text", "list of whole numbers" and so on.
+std::string type_text(const Json& type) {
+    if (type.contains("const")) return type["const"].dump();
+    if (type.contains("$ref")) {
+        const auto path = type["$ref"].get<std::string>();
+        return in_code(path.substr(path.rfind('/') + 1));
+    }
+    if (type.contains("anyOf")) return type_text(type["anyOf"][0]) + ", or null";
+    if (type.contains("enum")) {
+        std::vector<std::string> words;
+        for (const Json& word : type["enum"]) words.push_back(in_code(word.get<std::string>()));
+        return joined(words, ", ");
+    }
+    static const std::map<std::string, std::string> kWords = {
+        {"string", "text"}, {"integer", "whole number"}, {"boolean", "true or false"}, {"object", "object"}};
+    const Json& name = type.at("type");
+    if (name == "array") return "list: " + type_text(type["items"]);
+    return name.is_string() ? kWords.at(name) : "number";
+}
+
+// A row for each member of an object, those of the objects in it below it.
+std::string member_rows(const Json& object, const std::string& path) {
+    std::string rows;
+    for (const auto& [name, type] : object["properties"].items()) {
+        rows += "| " + in_code(path + name) + " | " + type_text(type) + " | " + type["description"].get<std::string>() +
+                " |\n";
+        const Json& inner = type.contains("anyOf") ? type["anyOf"][0] : type.contains("items") ? type["items"] : type;
+        const char* in_list = type.contains("items") ? "[]." : ".";
+        if (inner.contains("properties")) rows += member_rows(inner, path + name + in_list);
+    }
+    return rows;
+}
+
+// "summary": the columns of the tables; "result": the members of the JSON, or those of one of its definitions.
+std::string members_of(const std::string& what, const std::string& definition) {
+    const Json schema = what == "summary" ? record_schema() : report_schema();
+    const Json& object = definition == "-->" ? schema : schema.at("$defs").at(definition);
+    return "| name | type | meaning |\n|---|---|---|\n" + member_rows(object, "");
+}
+
+// A line with a mark becomes what the mark asks for: "@options masks Batch@", or "@values@" of the completion. In the
+// README and in docs/results.md the marks are comments that stay, and what stands between them and the next comment is
+// replaced.
 std::string filled(const std::string& kind, std::istream& from) {
-    constexpr const char* kBegin = "<!-- options ";
+    if (kind == "result-schema") return report_schema().dump(2) + "\n";
+    if (kind == "summary-schema") return record_schema().dump(2) + "\n";
+    const std::string begin = kind == "readme" ? "<!-- options " : "<!-- members ";
     std::string text;
     for (std::string line; std::getline(from, line);) {
         std::istringstream words(line);
         std::string mark, verb, group;
-        if (kind == "readme") {
+        if (kind == "readme" || kind == "results") {
             text += line + "\n";
-            if (!line.starts_with(kBegin)) continue;
-            words.ignore(static_cast<std::streamsize>(std::char_traits<char>::length(kBegin))) >> verb >> group;
-            text += "| option of `" + verb + "` | meaning | without it |\n|---|---|---|\n" +
-                    entries(verb, group, readme_row);
+            if (!line.starts_with(begin)) continue;
+            words.ignore(static_cast<std::streamsize>(begin.size())) >> verb >> group;
+            text += kind == "results" ? members_of(verb, group)
+                                      : "| option of `" + verb + "` | meaning | without it |\n|---|---|---|\n" +
+                                            entries(verb, group, readme_row);
             while (std::getline(from, line) && !line.starts_with("<!--")) {
             }
             text += line + "\n";
@@ -150,7 +201,7 @@ std::string filled(const std::string& kind, std::istream& from) {
 
 int main(int argc, char** argv) {
     try {
-        if (argc != 4) throw std::invalid_argument("expected manual|completion|readme TEMPLATE RESULT");
+        if (argc != 4) throw std::invalid_argument("expected KIND TEMPLATE RESULT");
         std::ifstream from(argv[2]);
         const std::string text = filled(argv[1], from);
         if (text.empty()) throw std::invalid_argument(std::string("no text in ") + argv[2]);

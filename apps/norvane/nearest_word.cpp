@@ -7,7 +7,7 @@
 namespace Norvane::Host {
 namespace {
 
-/// How many letters must be changed, added, left out or swapped with their neighbours.
+/// The number of letters that must be changed, added, removed or swapped with a neighbour.
 std::size_t changes_between(const std::string& from, const std::string& to) {
     const std::size_t width = to.size() + 1;
     std::vector<std::size_t> table((from.size() + 1) * width);
@@ -31,7 +31,7 @@ std::size_t changes_between(const std::string& from, const std::string& to) {
 }  // namespace
 
 std::string nearest_word(const std::string& typed, const std::vector<std::string>& words) {
-    constexpr std::size_t kLettersToAChange = 3;  // of the word: "mask" may be "masks", "a" may not be "info"
+    constexpr std::size_t kLettersToAChange = 3;  // per change: "mask" may be "masks", but "a" is not "info"
     std::string nearest;
     std::size_t fewest = typed.size() / kLettersToAChange + 1;
     std::size_t beginnings = 0;

@@ -7,8 +7,8 @@
 
 namespace Norvane::Host {
 
-/// The word that was most likely meant: the one that becomes `typed` by the fewest changes of a letter, or the only one
-/// that begins with it. Empty if none is near.
+/// The word that was probably meant: the one that becomes `typed` with the fewest changes of a letter, or the only one
+/// that begins with it. Empty if no word is similar.
 [[nodiscard]] std::string nearest_word(const std::string& typed, const std::vector<std::string>& words);
 
 }  // namespace Norvane::Host

@@ -16,12 +16,12 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SOURCE norvane)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The library is of no package while it is made.
+# While the packages are made, the library belongs to no package yet.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-string(TIMESTAMP NORVANE_DEBIAN_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH, where it is set
+string(TIMESTAMP NORVANE_DEBIAN_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC) # uses SOURCE_DATE_EPOCH if it is set
 set(debian ${CMAKE_CURRENT_LIST_DIR})
 set(made ${PROJECT_BINARY_DIR}/debian)
 configure_file(${debian}/changelog.in ${made}/changelog @ONLY)
@@ -34,7 +34,7 @@ norvane_compress(${made}/changelog ${made}/changelog.Debian.gz)
 norvane_compress(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${made}/changelog.gz)
 norvane_compress(${PROJECT_SOURCE_DIR}/docs/man/norvane-dask.1 ${made}/norvane-dask.1.gz)
 
-# What is in the packages, as SPDX: in each of them, and beside them with their checksums.
+# The list of contents as SPDX. It is in each package, and beside the packages together with their checksums.
 set(library_package libnorvane${PROJECT_VERSION_MAJOR})
 set(sbom_targets norvane norvane-cli)
 set(sbom_packages ${library_package}=$<TARGET_FILE:norvane> libnorvane-dev= norvane=$<TARGET_FILE:norvane-cli>)
@@ -53,7 +53,7 @@ file(GENERATE OUTPUT ${made}/sbom.cmake CONTENT
   --output ${CPACK_PACKAGE_DIRECTORY}/norvane-${PROJECT_VERSION}.spdx.json --deb \${CPACK_PACKAGE_FILES})\n")
 set(CPACK_POST_BUILD_SCRIPTS ${made}/sbom.cmake)
 
-# component, package, section; then further settings of CPack in pairs.
+# Arguments: component, package, section, then further settings of CPack in pairs.
 function(norvane_debian_package component package section)
   install(FILES ${debian}/copyright ${made}/changelog.gz ${made}/changelog.Debian.gz ${made}/norvane.spdx.json
           DESTINATION share/doc/${package} COMPONENT ${component})
@@ -71,8 +71,8 @@ endfunction()
 
 set(this_library "${library_package} (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})")
 norvane_debian_package(library ${library_package} libs)
-# A trigger, not the scripts that CPack writes for ldconfig. It leaves them out where it is given others, and leaves out
-# what does not exist.
+# Use a trigger instead of the scripts that CPack writes for ldconfig. CPack leaves its scripts out if others are given, and
+# ignores those that do not exist.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${made}/no/postinst ${made}/no/postrm)
 norvane_debian_package(development libnorvane-dev libdevel PACKAGE_DEPENDS ${this_library})
 norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
@@ -81,12 +81,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libno
         COMPONENT development)
 
 if(NORVANE_BUILD_PYTHON)
-  # The extension is of one minor version of the interpreter.
+  # The extension fits only one minor version of the interpreter.
   get_directory_property(minor DIRECTORY ${PROJECT_SOURCE_DIR}/python DEFINITION Python_VERSION_MINOR)
   math(EXPR next_minor "${minor} + 1")
   set(python_depends "python3 (>= 3.${minor}~)" "python3 (<< 3.${next_minor})" python3-numpy
                      "${library_package} (>= ${PROJECT_VERSION})"
-                     "norvane (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})") # has norvane-decoder
+                     "norvane (= ${PROJECT_VERSION}-${NORVANE_DEBIAN_REVISION})") # contains norvane-decoder
   list(JOIN python_depends ", " python_depends)
   norvane_debian_package(python python3-norvane python PACKAGE_DEPENDS ${python_depends}
                          PACKAGE_SUGGESTS python3-distributed) # for norvane-dask

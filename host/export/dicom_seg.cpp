@@ -88,7 +88,7 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
     return frames;
 }
 
-// `parent` is what the series belongs to: that of the source, or a study of its own.
+// `parent` is what the series belongs to: the series of the source, or a study of its own.
 void put_series(DcmItem& object, const SegPlan& plan, const std::string& parent) {
     put_text(object, DCM_Modality, "SEG");
     put_text(object, DCM_SeriesInstanceUID,
@@ -167,7 +167,7 @@ void put_frame(DcmItem& object, unsigned number, const std::optional<SegSource>&
     if (source) {
         put_source_image(add_item(frame, DCM_DerivationImageSequence), *source);
     } else {
-        frame.insertEmptyElement(DCM_DerivationImageSequence);  // has to be there
+        frame.insertEmptyElement(DCM_DerivationImageSequence);  // is mandatory
     }
 }
 
@@ -196,8 +196,8 @@ std::string bytes_of(Object& object) {
     return bytes;
 }
 
-// Of an object without identifiers: made from its masks, which it shows anyway, so that nothing leads from it to the
-// source. Both kinds of objects of an image get the same.
+// For an object without identifiers. It is made from the masks, which the object shows anyway, so that nothing leads
+// from it to the source. Both kinds of objects of an image get the same one.
 std::string own_study_uid(const Findings& findings) {
     const BitFrames frames = frames_of(findings, SegContent::kBreastAndMuscle);
     std::string seed =

@@ -19,8 +19,8 @@ struct SegSource {
     std::string series_uid;
     unsigned frame = 0;  ///< from 1; 0 if the object has only one
 };
-/// Nothing if the identifiers are not to be read: the object refers to no source then. Throws Refusal if the header
-/// does not say who the source is.
+/// Nothing if identifiers must not be read; then the object refers to no source. Throws Refusal if the header lacks a
+/// valid identifier.
 [[nodiscard]] std::optional<SegSource> seg_source(const SourceImage& image);
 
 /// Copies patient, study, orientation, compression and date. Fields with invalid values are left out or left empty.
@@ -30,10 +30,10 @@ void copy_source_fields(const DicomTexts& header, DcmItem& object);
 /// empty. Empty if nothing is missing.
 [[nodiscard]] std::string filing_warning(const DicomTexts& header);
 
-/// Says that the fields of patient and study are left out on purpose.
+/// Writes that the fields of patient and study are left out on purpose.
 void put_identity_removed(DcmItem& object);
 
-/// Class and instance of the source, as a field group of `item`.
+/// Writes class and instance of the source into `item`.
 void put_reference(DcmItem& item, const SegSource& source);
 
 /// Writes the same with the series, for the whole object.

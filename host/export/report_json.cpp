@@ -3,6 +3,7 @@
 
 #include "export/breast_crop.h"
 #include "export/fact_json.h"
+#include "export/json_fields.h"
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
 #include "findings/areas.h"
@@ -11,6 +12,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <string>
+#include <utility>
 
 namespace Norvane::Host {
 namespace {
@@ -29,14 +32,38 @@ constexpr const char* kCocoSentence =
 constexpr const char* kShaSentence =
     "of width x height bytes of the working grid, row by row: 1 for a pixel of the mask, 0 for any other";
 
-Json json_of(Masking::MASK_STATUS status) {
-    const StatusText& text = text_of(status);
-    return {{"number", static_cast<int>(status)}, {"name", text.name}, {"sentence", text.sentence}};
-}
+// What the tables below share.
+const Json kText = type_named("string");
+const Json kWhole = type_named("integer");
+const Json kNumber = number_type();
+const Json kTexts = array_type(kText);
 
-Json json_of(const SourceBox& box) {
-    return {{"x", box.x}, {"y", box.y}, {"width", box.width}, {"height", box.height}};
+const JsonFields<StatusText>& status_fields() {
+    static const JsonFields<StatusText> fields = {
+        {"number", kWhole, "0 if the masks can be used", [](const auto& s) { return static_cast<int>(s.status); }},
+        {"name", kText, "Name of the status in the library", [](const auto& s) { return s.name; }},
+        {"sentence", kText, "What it means", [](const auto& s) { return s.sentence; }}};
+    return fields;
 }
+Json json_of(Masking::MASK_STATUS status) { return object_of(status_fields(), text_of(status)); }
+
+const JsonFields<SourceBox>& box_fields() {
+    static const JsonFields<SourceBox> fields = {
+        {"x", kWhole, "First column", [](const auto& box) { return box.x; }},
+        {"y", kWhole, "First row", [](const auto& box) { return box.y; }},
+        {"width", kWhole, "Columns", [](const auto& box) { return box.width; }},
+        {"height", kWhole, "Rows", [](const auto& box) { return box.height; }}};
+    return fields;
+}
+Json json_of(const SourceBox& box) { return object_of(box_fields(), box); }
+
+/// A mask on its grid; the outer contour has no status.
+struct MaskOnGrid {
+    const Region& region;
+    const Masking::MASK_STATUS* status;
+    double pixel_size_um;
+    MaskBitmap bitmap;
+};
 
 Json rows_json(const Region& region) {
     Json rows = Json::array();
@@ -51,107 +78,253 @@ Json rows_json(const Region& region) {
     return rows;
 }
 
-Json json_of(const Region& region, const Image& working) {
-    const MaskBitmap bitmap = region.bitmap(working.GetWidth(), working.GetHeight());
-    const std::size_t area = region.area();
-    return {{"area_pixels", area},
-            {"area_mm2", square_millimetres(area, static_cast<double>(working.GetPixelSize()))},
-            {"sha256", sha256_of(bitmap)},
-            {"coco", {{"size", {bitmap.height, bitmap.width}}, {"counts", coco_counts(bitmap)}}},
-            {"rows", rows_json(region)}};
+const JsonFields<MaskBitmap>& coco_fields() {
+    static const JsonFields<MaskBitmap> fields = {
+        {"size", array_type(kWhole), "Rows and columns",
+         [](const auto& m) {
+             return Json{m.height, m.width};
+         }},
+        {"counts", array_type(kWhole), "Run lengths", [](const auto& m) { return coco_counts(m); }}};
+    return fields;
 }
 
-Json json_of(const FoundMask& mask, const Image& working) {
-    Json json = {{"status", json_of(mask.status)}};
-    json.update(json_of(mask.region, working));
-    return json;
+const JsonFields<MaskOnGrid>& mask_fields() {
+    static const JsonFields<MaskOnGrid> fields = {
+        {"status", type_defined("status"), "How the search for it ended; the outer contour has none",
+         [](const auto& mask) { return mask.status != nullptr ? json_of(*mask.status) : Json(nullptr); },
+         Presence::kIfKnown},
+        {"area_pixels", kWhole, "Pixels of the working grid", [](const auto& mask) { return mask.region.area(); }},
+        {"area_mm2", kNumber, "The same in square millimetres",
+         [](const auto& mask) { return square_millimetres(mask.region.area(), mask.pixel_size_um); }},
+        {"sha256", kText, "Digest of the mask, see encodings", [](const auto& mask) { return sha256_of(mask.bitmap); }},
+        {"coco", type_of_object(coco_fields()), "The mask as COCO has it, see encodings",
+         [](const auto& mask) { return object_of(coco_fields(), mask.bitmap); }},
+        {"rows", array_type(array_type(kWhole)), "The mask row by row, see encodings",
+         [](const auto& mask) { return rows_json(mask.region); }}};
+    return fields;
+}
+Json mask_json(const Findings& findings, const Region& region, const Masking::MASK_STATUS* status) {
+    const Image& image = findings.working_image();
+    const MaskOnGrid mask{region, status, static_cast<double>(image.GetPixelSize()),
+                          region.bitmap(image.GetWidth(), image.GetHeight())};
+    return object_of(mask_fields(), mask);
+}
+Json mask_json(const Findings& findings, const FoundMask& mask) {
+    return mask_json(findings, mask.region, &mask.status);
 }
 
-Json areas_json(const Findings& findings) {
-    const BreastAreas areas = areas_of(findings);
-    Json json;
-    for (const AreaDeclaration& area : kAreas) json[area.name] = areas.*area.value;
-    return json;
+const JsonFields<Findings>& masks_fields() {
+    static const Json kMask = type_defined("mask");
+    static const JsonFields<Findings> fields = {
+        {"frame", kMask, "The exposed field", [](const auto& f) { return mask_json(f, f.masks.frame); }},
+        {"breast", kMask, "The breast, which the muscle may overlap",
+         [](const auto& f) { return mask_json(f, f.masks.breast); }},
+        {"pectoral", kMask, "The pectoral muscle", [](const auto& f) { return mask_json(f, f.masks.pectoral); }},
+        {"full", kMask, "Breast and upper muscle", [](const auto& f) { return mask_json(f, f.masks.full); }},
+        {"outer", kMask, "What the outer contour encloses",
+         [](const auto& f) { return mask_json(f, f.masks.outer, nullptr); }}};
+    return fields;
 }
 
-Json masks_json(const FoundMasks& masks, const Image& working) {
-    return {{"frame", json_of(masks.frame, working)},
-            {"breast", json_of(masks.breast, working)},
-            {"pectoral", json_of(masks.pectoral, working)},
-            {"full", json_of(masks.full, working)},
-            {"outer", json_of(masks.outer, working)}};
-}
-
-Json json_of(const FoundContour& contour) {
+Json points_json(const FoundContour& contour) {
     Json points = Json::array();
     for (std::size_t i = 0; i + 1 < contour.points.size(); i += 2) {
         points.push_back(Json::array({contour.points[i], contour.points[i + 1]}));
     }
-    return {{"status", json_of(contour.status)}, {"source", contour.source}, {"points", std::move(points)}};
+    return points;
+}
+
+const JsonFields<FoundContour>& contour_fields() {
+    static const JsonFields<FoundContour> fields = {
+        {"status", type_defined("status"), "How its search ended", [](const auto& c) { return json_of(c.status); }},
+        {"source", kText, "How the points were made", [](const auto& c) { return c.source; }},
+        {"points", array_type(array_type(kWhole)), "Columns and rows of the working grid",
+         [](const auto& c) { return points_json(c); }}};
+    return fields;
 }
 
 template <class Value>
 Json with_reason(const Sourced<Value>& setting) {
     return {{"value", fact_json(setting.value)}, {"reason", setting.from}};
 }
-
-Json header_json(const Header& header) {
-    Json texts = Json::object();
-    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
-        texts[kTextFacts[i].name] = header.texts[i] ? with_reason(*header.texts[i]) : Json(nullptr);
-    }
-    return texts;
+template <class Value>
+Json with_reason(const Said<Value>& said) {
+    return said ? with_reason(*said) : Json(nullptr);
+}
+Json type_with_reason(const Json& type) {
+    return type_of_object(
+        JsonFields<int>{{"value", type, "What was used", {}}, {"reason", kText, "What it was taken from", {}}});
 }
 
-Json settings_json(const Findings& findings) {
-    const ImageSettings& settings = findings.settings;
-    const Said<Laterality>& laterality = findings.source.laterality;
-    return {{"side", with_reason(settings.side)},
-            {"view", with_reason(settings.view)},
-            {"laterality", laterality ? with_reason(*laterality) : Json(nullptr)},
-            {"noise", with_reason(settings.noise)},
-            {"pixel_size_um", with_reason(settings.pixel_size_um)},
-            {"inverted", settings.is_inverted}};
+const JsonFields<Findings>& settings_fields() {
+    static const JsonFields<Findings> fields = {
+        {"side", type_with_reason(word_type(kSideWords)), "Border of the image at which the chest wall lies",
+         [](const auto& f) { return with_reason(f.settings.side); }},
+        {"view", type_with_reason(word_type(kViewWords)), "mlo with pectoral muscle, cc without",
+         [](const auto& f) { return with_reason(f.settings.view); }},
+        {"laterality", or_null(type_with_reason(word_type(kLateralityWords))),
+         "Which breast it is; null if the file does not say it",
+         [](const auto& f) { return with_reason(f.source.laterality); }},
+        {"noise", type_with_reason(word_type(kNoiseNames)), "Noise class of the background",
+         [](const auto& f) { return with_reason(f.settings.noise); }},
+        {"pixel_size_um", type_with_reason(kNumber), "Pixel size of the image in micrometres",
+         [](const auto& f) { return with_reason(f.settings.pixel_size_um); }},
+        {"inverted", type_named("boolean"), "Whether tissue is dark on a bright background",
+         [](const auto& f) { return f.settings.is_inverted; }}};
+    return fields;
 }
 
-// The noise classes that were compared before one was chosen.
+Json measures_json(const NoiseTrial& trial) {
+    Json measures = Json::object();
+    for (const auto& [name, value] : trial.measures) measures[name] = value;
+    return measures;
+}
+
+const JsonFields<NoiseTrial>& trial_fields() {
+    static const Json kMeasures = {{"type", "object"}, {"additionalProperties", kNumber}};
+    static const JsonFields<NoiseTrial> fields = {
+        {"noise", word_type(kNoiseNames), "The noise class", [](const auto& t) { return name_of(t.noise); }},
+        {"status", type_defined("status"), "Status of its breast mask",
+         [](const auto& t) { return json_of(t.status); }},
+        {"area_pixels", kWhole, "Pixels of its breast mask", [](const auto& t) { return t.area; }},
+        {"measures", kMeasures, "What the choice was made by", [](const auto& t) { return measures_json(t); }}};
+    return fields;
+}
 Json trials_json(const Findings& findings) {
     Json trials = Json::array();
-    for (const NoiseTrial& trial : findings.noise_trials) {
-        Json measures = Json::object();
-        for (const auto& [name, value] : trial.measures) measures[name] = value;
-        trials.push_back({{"noise", name_of(trial.noise)},
-                          {"status", json_of(trial.status)},
-                          {"area_pixels", trial.area},
-                          {"measures", std::move(measures)}});
-    }
+    for (const NoiseTrial& trial : findings.noise_trials) trials.push_back(object_of(trial_fields(), trial));
     return trials;
 }
 
-// Whether the machine flipped the image before it was stored. The program does not undo this, so the masks fit the
-// stored pixels.
-Json header_flip_json(const SourceImage& source) {
-    return source.horizontal_flip.empty() ? Json(nullptr) : Json(source.horizontal_flip);
+JsonFields<Findings> area_fields() {
+    JsonFields<Findings> fields;
+    for (const AreaDeclaration& area : kAreas) {
+        fields.push_back({area.name, kNumber, area.meaning,
+                          [area](const Findings& findings) { return Json(areas_of(findings).*area.value); }});
+    }
+    return fields;
 }
 
-Json geometry_json(const Findings& findings) {
-    const Image& image = findings.working_image();
-    const SourceImage& source = findings.source;
-    const double pixel_size_um = findings.settings.pixel_size_um.value;
-    return {{"source", {{"width", source.width}, {"height", source.height}, {"pixel_size_um", pixel_size_um}}},
-            {"crop", json_of(findings.crop())},
-            {"crop_reason", findings.settings.crop.from},
-            {"flip", "none"},
-            {"field_of_view_horizontal_flip", header_flip_json(source)},
-            {"working",
-             {{"width", image.GetWidth()},
-              {"height", image.GetHeight()},
-              {"pixel_size_um", image.GetPixelSize()},
-              {"offset_x", image.GetOffX()},
-              {"offset_y", image.GetOffY()}}},
-            {"scale", findings.prepared.scale},
-            {"mapping", kMappingSentence},
-            {"breast_window", json_of(breast_window(findings))}};
+JsonFields<Findings> header_fields() {
+    JsonFields<Findings> fields;
+    for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
+        fields.push_back({kTextFacts[i].name, or_null(type_with_reason(kText)), kTextFacts[i].meaning,
+                          [i](const Findings& findings) { return with_reason(findings.source.texts[i]); }});
+    }
+    return fields;
+}
+
+const JsonFields<Findings>& source_size_fields() {
+    static const JsonFields<Findings> fields = {
+        {"width", kWhole, "Columns", [](const auto& f) { return f.source.width; }},
+        {"height", kWhole, "Rows", [](const auto& f) { return f.source.height; }},
+        {"pixel_size_um", kNumber, "Micrometres", [](const auto& f) { return f.settings.pixel_size_um.value; }}};
+    return fields;
+}
+
+const JsonFields<Image>& working_fields() {
+    static const JsonFields<Image> fields = {
+        {"width", kWhole, "Columns", [](const auto& image) { return image.GetWidth(); }},
+        {"height", kWhole, "Rows", [](const auto& image) { return image.GetHeight(); }},
+        {"pixel_size_um", kNumber, "Micrometres", [](const auto& image) { return image.GetPixelSize(); }},
+        {"offset_x", kWhole, "Offset of the prepared image", [](const auto& image) { return image.GetOffX(); }},
+        {"offset_y", kWhole, "Offset of the prepared image", [](const auto& image) { return image.GetOffY(); }}};
+    return fields;
+}
+
+const JsonFields<Findings>& geometry_fields() {
+    static const Json kBox = type_defined("box");
+    static const JsonFields<Findings> fields = {
+        {"source", type_of_object(source_size_fields()), "The image as the file holds it",
+         [](const auto& f) { return object_of(source_size_fields(), f); }},
+        {"crop", kBox, "The part that was prepared: the film area, or all",
+         [](const auto& f) { return json_of(f.crop()); }},
+        {"crop_reason", kText, "Why it was cut out", [](const auto& f) { return f.settings.crop.from; }},
+        {"flip", kText, "What was flipped before the search: always none", [](const auto&) { return "none"; }},
+        {"field_of_view_horizontal_flip", or_null(kText),
+         "Whether the machine flipped the image before it was stored; masks fit the stored pixels",
+         [](const auto& f) { return f.source.horizontal_flip.empty() ? Json() : Json(f.source.horizontal_flip); }},
+        {"working", type_of_object(working_fields()), "The working grid, on which the masks lie",
+         [](const auto& f) { return object_of(working_fields(), f.working_image()); }},
+        {"scale", kNumber, "Pixels of the working grid for each one of the source",
+         [](const auto& f) { return f.prepared.scale; }},
+        {"mapping", kText, "The way from a pixel of the source to one of a mask",
+         [](const auto&) { return kMappingSentence; }},
+        {"breast_window", kBox, "Smallest box of the source around breast and muscle",
+         [](const auto& f) { return json_of(breast_window(f)); }}};
+    return fields;
+}
+
+const JsonFields<Findings>& program_fields() {
+    static const JsonFields<Findings> fields = {
+        {"name", kText, "norvane", [](const auto&) { return "norvane"; }},
+        {"version", kText, "Its version", [](const auto&) { return program_version(); }}};
+    return fields;
+}
+const JsonFields<Findings>& encoding_fields() {
+    static const JsonFields<Findings> fields = {
+        {"rows", kText, "How rows hold a mask", [](const auto&) { return kRowsSentence; }},
+        {"coco", kText, "How coco holds it", [](const auto&) { return kCocoSentence; }},
+        {"sha256", kText, "What the digest is made of", [](const auto&) { return kShaSentence; }}};
+    return fields;
+}
+
+// What the image is and what is said about it, before the masks.
+JsonFields<Findings> image_fields() {
+    return {
+        {"schema",
+         {{"const", kReportSchema}},
+         "Version of this form: it grows if a member changes its meaning",
+         [](const auto&) { return kReportSchema; }},
+        {"file", kText, "The image, as it was named or found in a folder", [](const auto& f) { return f.file; }},
+        {"program", type_of_object(program_fields()), "What made this",
+         [](const auto& f) { return object_of(program_fields(), f); }},
+        {"format", kText, "Format of the file, such as PNG", [](const auto& f) { return f.source.format; }},
+        {"encoding", kText, "How a DICOM object holds its pixels; empty for other formats",
+         [](const auto& f) { return f.source.encoding; }},
+        {"frame", kWhole, "Which frame or page of the file this is, from 1",
+         [](const auto& f) { return f.source.frame; }},
+        {"frame_count", kWhole, "Frames or pages that the file holds",
+         [](const auto& f) { return f.source.frame_count; }},
+        {"status", type_defined("status"), "The verdict on the image: the status of the full mask",
+         [](const auto& f) { return json_of(f.masks.full.status); }},
+        {"flags", kTexts, "What is special about the view, a word each, such as spot or implant",
+         [](const auto& f) { return f.source.flags; }},
+        {"warnings", kTexts, "What should be looked at, a sentence each", [](const auto& f) { return f.warnings; }}};
+}
+
+// What was used and found.
+JsonFields<Findings> result_fields() {
+    return {{"settings", type_of_object(settings_fields()), "What was used, and what it was taken from",
+             [](const auto& f) { return object_of(settings_fields(), f); }},
+            {"noise_trials", array_type(type_of_object(trial_fields())),
+             "Noise classes that were compared before one was taken; empty if none was",
+             [](const auto& f) { return trials_json(f); }},
+            {"outline_contrast", kNumber,
+             "Mean step of the logarithm of the grey level across the outline of the breast; 0 without an outline",
+             [](const auto& f) { return f.outline_contrast; }},
+            {"areas", type_of_object(area_fields()), "How large breast and muscle are",
+             [](const auto& f) { return object_of(area_fields(), f); }},
+            {"geometry", type_of_object(geometry_fields()), "How source and working grid lie on each other",
+             [](const auto& f) { return object_of(geometry_fields(), f); }},
+            {"encodings", type_of_object(encoding_fields()), "How masks are written below",
+             [](const auto& f) { return object_of(encoding_fields(), f); }},
+            {"masks", type_of_object(masks_fields()), "The masks on the working grid",
+             [](const auto& f) { return object_of(masks_fields(), f); }},
+            {"header", type_of_object(header_fields()), "Texts of the header; null if they were not said or not read",
+             [](const auto& f) { return object_of(header_fields(), f); }},
+            {"contour", type_of_object(contour_fields()), "The outline of the breast as points, unless --no-contour",
+             [](const auto& f) { return f.masks.contour ? object_of(contour_fields(), *f.masks.contour) : Json(); },
+             Presence::kIfKnown}};
+}
+
+const JsonFields<Findings>& report_fields() {
+    static const JsonFields<Findings> fields = [] {
+        JsonFields<Findings> all = image_fields();
+        for (JsonField<Findings>& field : result_fields()) all.push_back(std::move(field));
+        return all;
+    }();
+    return fields;
 }
 
 // Indents as usual, but writes arrays of numbers on one line, because a mask has hundreds of rows.
@@ -177,29 +350,21 @@ void print(const Json& json, const std::string& indent, std::string& text) {
 }  // namespace
 
 std::string report_json(const Findings& findings) {
-    const FoundMasks& masks = findings.masks;
-    Json json = {{"file", findings.file},
-                 {"program", {{"name", "norvane"}, {"version", program_version()}}},
-                 {"format", findings.source.format},
-                 {"encoding", findings.source.encoding},
-                 {"frame", findings.source.frame},
-                 {"frame_count", findings.source.frame_count},
-                 {"status", json_of(masks.full.status)},
-                 {"flags", findings.source.flags},
-                 {"warnings", findings.warnings},
-                 {"settings", settings_json(findings)},
-                 {"noise_trials", trials_json(findings)},
-                 {"outline_contrast", findings.outline_contrast},
-                 {"areas", areas_json(findings)},
-                 {"geometry", geometry_json(findings)},
-                 {"encodings", {{"rows", kRowsSentence}, {"coco", kCocoSentence}, {"sha256", kShaSentence}}},
-                 {"masks", masks_json(masks, findings.working_image())}};
-    if (!kTextFacts.empty()) json["header"] = header_json(findings.source);
-    if (masks.contour) json["contour"] = json_of(*masks.contour);
     std::string text;
-    print(json, "", text);
+    print(object_of(report_fields(), findings), "", text);
     text += "\n";
     return text;
+}
+
+nlohmann::ordered_json report_schema() {
+    Json schema = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+                   {"$id", "urn:norvane:result:" + std::to_string(kReportSchema)},
+                   {"title", "Result of norvane masks for one image, NAME.json"}};
+    schema.update(type_of_object(report_fields()));
+    schema["$defs"] = {{"status", type_of_object(status_fields())},
+                       {"box", type_of_object(box_fields())},
+                       {"mask", type_of_object(mask_fields())}};
+    return schema;
 }
 
 }  // namespace Norvane::Host

@@ -6,7 +6,7 @@
 namespace Norvane::Host {
 namespace {
 
-/// Source coordinates first .. end - 1 that lie on first .. last of the mask.
+/// The source coordinates first .. end - 1 that lie on a run of the mask.
 struct Stretch {
     unsigned first;
     unsigned end;

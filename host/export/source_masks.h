@@ -17,22 +17,22 @@ namespace Norvane::Host {
 struct GridPlacement {
     static constexpr unsigned kEndless = std::numeric_limits<unsigned>::max();
 
-    SourceBox crop;                                ///< its corner is that of the grid's pixel (0, 0)
-    double pixel_size_um;                          ///< of the source
-    unsigned columns = kEndless, rows = kEndless;  ///< of the grid; if they are known, it ends where the crop ends
+    SourceBox crop;                                ///< its corner is that of pixel (0, 0) of the grid
+    double pixel_size_um;                          ///< pixel size of the source
+    unsigned columns = kEndless, rows = kEndless;  ///< size of the grid; if it is known, the grid ends with the crop
 };
 [[nodiscard]] GridPlacement placement_of(const Findings& findings);
 
-/// The pixel of the grid for each of `count` pixels of the crop along one axis, ascending: that of grid_coordinate(),
-/// but none after the last one of the grid's `grid_count`, on which the last pixel of the crop lies.
+/// For each of `count` pixels of the crop along one axis, the pixel of the grid by grid_coordinate(), in ascending
+/// order. None lies after the last of the grid's `grid_count` pixels, and the last pixel of the crop lies on that one.
 [[nodiscard]] std::vector<unsigned> grid_coordinates(unsigned count, double pixel_size_um, float grid_pixel_size_um,
                                                      unsigned grid_count);
 
-/// The pixels of the crop that lie on those of a mask, by grid_coordinates() along both axes. Kept as columns per row,
-/// which costs no more than the mask itself.
+/// The pixels of the crop that lie on pixels of a mask, by grid_coordinates() along both axes. Kept as columns per row,
+/// which needs no more memory than the mask itself.
 class SourceMask {
 public:
-    /// Nothing outside the crop belongs to the mask.
+    /// No pixel outside the crop belongs to the mask.
     SourceMask(const Region& region, const GridPlacement& grid);
 
     /// The columns of source row `y` that belong to the mask, in ascending order.

@@ -6,7 +6,7 @@
 namespace Norvane::Host {
 
 BreastAreas areas_of(const Region& breast, const Region& muscle, const Region& joined) {
-    // A region without pixels need not know the size of its pixels.
+    // A region without pixels may lack a pixel size.
     const auto square_mm = [](std::size_t pixels, const Region& region) {
         return square_millimetres(pixels, static_cast<double>(region.pixel_size_um()));
     };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// How large breast and muscle are, and the declaration of each of these numbers.
+/// The areas of breast and muscle, and the declaration of each.
 #pragma once
 
 #include "findings/findings.h"
@@ -17,9 +17,9 @@ struct BreastAreas {
     double breast_with_muscle = 0.0;
 };
 
-/// An area as it is shown in all that is written.
+/// How an area is shown everywhere.
 struct AreaDeclaration {
-    const char* name;   ///< in the JSON, the tables and Python
+    const char* name;   ///< its name in the JSON, the tables and Python
     const char* label;  ///< for people
     const char* meaning;
     double BreastAreas::*value;
@@ -36,13 +36,13 @@ inline constexpr std::array kAreas{
                     "of the full mask",
                     &BreastAreas::breast_with_muscle}};
 
-/// The regions lie on one grid; the muscle may overlap the breast.
+/// Measures the areas. The regions must lie on one grid. The muscle may overlap the breast.
 [[nodiscard]] BreastAreas areas_of(const Region& breast, const Region& muscle, const Region& joined);
 [[nodiscard]] BreastAreas areas_of(const Findings& findings);
 
-/// All of them in a line for people.
+/// All areas in one line for people.
 [[nodiscard]] std::string areas_text(const BreastAreas& areas);
-/// In square centimetres, with the unit.
+/// The area in square centimetres, with the unit.
 [[nodiscard]] std::string area_text(double square_millimetres);
 
 }  // namespace Norvane::Host

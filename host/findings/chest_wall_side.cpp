@@ -24,14 +24,14 @@ constexpr double kLeastDifference = 300.0;
 // If one border is brighter by more than this factor, the chest wall is there, whatever the header says.
 constexpr double kClearRatio = 2.0;
 
-// Where no header says the side, the share of tissue decides: grey levels above this quantile, which is background even
-// in an image that was cropped to the breast, by more than this share of the range.
+// If no header says the side, the share of tissue decides. Tissue is brighter than this quantile by more than this
+// share of the range. The quantile is background even if the image was cropped to the breast.
 constexpr double kBackgroundQuantile = 0.05;
 constexpr double kTissueRise = 10.0 / 255.0;
-// Shares that differ by less tell nothing.
+// If the shares differ by less than this, they decide nothing.
 constexpr double kLeastShareDifference = 0.02;
 
-// Mean grey level of columns x0 .. x1 - 1 over the middle rows, without frame pixels, which are bright everywhere.
+// Mean grey level of the columns x0 .. x1 - 1 in the middle rows. Frame pixels are left out: they are always bright.
 double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
     const unsigned margin = image.GetHeight() / 10;
     double sum = 0.0;
@@ -71,7 +71,7 @@ std::uint16_t tissue_level(const Image& image) {
                                       kTissueRise * static_cast<double>(largest - least));
 }
 
-// The share of columns x0 .. x1 - 1 that is tissue. A frame is none.
+// The share of the columns x0 .. x1 - 1 that is tissue. A frame does not count as tissue.
 double tissue_share(const Image& image, unsigned x0, unsigned x1, std::uint16_t level) {
     std::size_t tissue = 0;
     for (unsigned y = 0; y < image.GetHeight(); ++y) {

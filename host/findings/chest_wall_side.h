@@ -21,9 +21,9 @@ struct BrighterBorder {
 };
 [[nodiscard]] BrighterBorder brighter_border(const Image& prepared);
 
-/// The vertical border of a prepared image at which more tissue lies: the breast lies against one of them. If both have
-/// as much, the brighter one; if the borders do not tell, the laterality does, by the way in which mammograms are hung.
-/// At last comes `otherwise`. Throws Refusal if nothing tells.
+/// The vertical border of a prepared image with more tissue, because the breast lies at one of them. If both have about
+/// as much, the brighter one. If they do not differ, the laterality decides by the convention for hanging mammograms,
+/// and at last `otherwise`. Throws Refusal if these are unknown too.
 [[nodiscard]] Sourced<IMAGE_SIDE> choose_side(const Image& prepared, const Said<Laterality>& laterality,
                                               std::optional<IMAGE_SIDE> otherwise = std::nullopt);
 

@@ -22,7 +22,7 @@ constexpr double kBackgroundSpread = 1000.0;  // brighter than the darkest squar
 constexpr double kFlatShare = 0.5;
 // Clipped film fades gradually into black. In a digital image, black ends at the skin line with a step.
 constexpr std::uint16_t kDim = 2560;  // ten levels of an 8-bit image
-constexpr double kDimShare = 0.039;   // of the pixels up to there that are not flat black
+constexpr double kDimShare = 0.039;   // largest share of not quite black ones among the background up to kDim
 // A square's side as a share of the shorter side of the image.
 constexpr unsigned kSquareFraction = 10;
 
@@ -71,8 +71,8 @@ double minimum_of(const Image& image) {
     return least;
 }
 
-/// The dark pixels that are connected to a border away from the chest wall: dark fat inside the breast is none of them.
-/// A frame is no obstacle.
+/// The dark pixels that are connected to a border other than the chest wall. Dark fat inside the breast is not among
+/// them. A frame does not interrupt the connection.
 class DarkBackground {
 public:
     DarkBackground(const Image& prepared, IMAGE_SIDE side, double least)
@@ -97,7 +97,7 @@ public:
         }
     }
 
-    /// The share of them that is not black; 1 if there are none.
+    /// The share of these pixels that is not quite black; 1 if there are none.
     [[nodiscard]] double dim_share() const {
         return dark > 0 ? 1.0 - static_cast<double>(black) / static_cast<double>(dark) : 1.0;
     }
@@ -138,7 +138,7 @@ Sourced<BG_NOISE> choose_noise(const Image& prepared, IMAGE_SIDE side) {
     const double dim_share = DarkBackground(prepared, side, least).dim_share();
     const std::string measured = fmt::format(
         "{} of {} dark regions at the border are flat; darkest region at grey level {}, darkest pixel at {}; {:.1f} % "
-        "of the dark pixels around the breast not black",
+        "of the dark pixels around the breast are not black",
         flat, background, std::lround(darkest.mean), std::lround(least), 100.0 * dim_share);
     if (is_flat(darkest) && static_cast<double>(flat) >= kFlatShare * static_cast<double>(background) &&
         dim_share <= kDimShare) {

@@ -9,9 +9,9 @@
 
 namespace Norvane::Host {
 
-/// BG_MG if the dark border regions of a prepared image are flat and at (nearly) the darkest level of all, as the
-/// background of a digital image is after its processing, and if the background ends at a step; BG_AUTO_COARSE for the
-/// grey, uneven background of film. `side` is that of the chest wall, where no background is.
+/// BG_MG if the dark regions at the border of a prepared image are flat, lie at (nearly) the darkest level and end with
+/// a step, like the background of a processed digital image. BG_AUTO_COARSE for the grey, uneven background of film.
+/// `side` is that of the chest wall, where there is no background.
 [[nodiscard]] Sourced<BG_NOISE> choose_noise(const Image& prepared, IMAGE_SIDE side);
 
 }  // namespace Norvane::Host

@@ -81,9 +81,9 @@ private:
 /// regions are equal or both empty, and 0 if they have no common pixel. Both must be on the same grid.
 [[nodiscard]] double dice(const Region& a, const Region& b);
 
-/// The pixel of a grid on which pixel `v` of a picture lies, along either axis; the sizes of their pixels are in
-/// micrometres. Mask::HitTest() takes the same way if its target pixel size is that of the picture. It may lead to a
-/// pixel after the last one of the grid.
+/// The pixel of a grid on which pixel `v` of a picture lies, along either axis. Pixel sizes are in micrometres. If its
+/// target pixel size is that of the picture, Mask::HitTest() calculates the same. The pixel may lie after the last one
+/// of the grid.
 [[nodiscard]] unsigned grid_coordinate(unsigned v, float pixel_size_um, float grid_pixel_size_um);
 
 [[nodiscard]] double square_millimetres(std::size_t pixels, double pixel_size_um);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Grey images that their publishers stored as colour images.
+/// Reads grey images that were stored as colour images.
 #pragma once
 
 #include "io/refusal.h"

@@ -43,21 +43,21 @@ struct DisplayWindow {
     double width;
 };
 
-/// Which of the identifiers in a header are read: each one includes those before it.
+/// Which identifiers of a header are read. Each value includes those before it.
 enum class Identifiers {
     kNone,            ///< nothing that leads to the image, its study or its patient
-    kUids,            ///< those of instance, series and study
-    kUidsAndPatient,  ///< and the patient's
+    kUids,            ///< the UIDs of instance, series and study
+    kUidsAndPatient,  ///< these and the identifier of the patient
 };
 
-/// A fact that is a text and that nothing here depends on. A row is all that it needs: the readers look for it, and
-/// `norvane info`, the results, the tables, the page and the Python module show it.
+/// A fact that is a text and that no rule depends on. One row is enough: the readers look for it, and `norvane info`,
+/// the results, the tables, the page and the Python module show it.
 struct TextFact {
-    const char* name;                            ///< in all that is written, and of the attribute in Python
-    std::uint32_t field;                         ///< of DICOM: group and element
-    const char* keyword;                         ///< of that field
+    const char* name;                            ///< its name in all output, and the attribute in Python
+    std::uint32_t field;                         ///< the DICOM field: group and element
+    const char* keyword;                         ///< DICOM's keyword for that field
     const char* meaning;                         ///< a sentence
-    Identifiers read_with = Identifiers::kNone;  ///< the least that has to be asked for
+    Identifiers read_with = Identifiers::kNone;  ///< it is read if at least these are asked for
 };
 inline constexpr std::array kTextFacts{
     TextFact{"sop_instance_uid", 0x0008'0018, "SOPInstanceUID", "Identifier of the image", Identifiers::kUids},
@@ -91,10 +91,9 @@ struct Header {
     std::vector<std::string> flags;
     std::vector<std::string> warnings;
 
-    std::string horizontal_flip;  ///< FieldOfViewHorizontalFlip of a DICOM object
-    std::optional<DicomTexts>
-        dicom_texts;  ///< what an object made of this DICOM object repeats; none for other formats
-    Identifiers identifiers = Identifiers::kUids;  ///< that were to be read
+    std::string horizontal_flip;            ///< FieldOfViewHorizontalFlip of a DICOM object
+    std::optional<DicomTexts> dicom_texts;  ///< what a DICOM object made from this one repeats; none for other formats
+    Identifiers identifiers = Identifiers::kUids;  ///< the identifiers that were asked for
 };
 
 /// How a fact is shown everywhere.
@@ -111,7 +110,7 @@ void visit_facts(const Header& h, const Visitor& visit) {
     using Fact = FactDeclaration;
     visit(Fact{"format", "format", nullptr, "Format of the file, such as PNG"}, h.format);
     visit(Fact{"encoding", "encoding", nullptr,
-               "How a DICOM object holds its pixels, or that a colour image is read as grey; else empty"},
+               "How a DICOM object holds its pixels, or that a colour image is read as grey; otherwise empty"},
           h.encoding);
     visit(Fact{"frame", "frame", nullptr, "Which frame or page of the file this is, from 1"}, h.frame);
     visit(Fact{"frames", "frame_count", nullptr, "Frames or pages that the file holds"}, h.frame_count);

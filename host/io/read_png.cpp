@@ -51,13 +51,13 @@ public:
 
     [[nodiscard]] bool is_rgb() const { return colour_type == PNG_COLOR_TYPE_RGB; }
     [[nodiscard]] std::size_t channels() const { return is_rgb() ? kColourChannels : 1; }
-    /// Bytes that read_rgb() needs: a row, or all rows of a file that holds them in several passes.
+    /// The number of bytes that read_rgb() needs: a row, or all rows if the file holds them in several passes.
     [[nodiscard]] std::uint64_t rgb_bytes() const {
         const bool is_interlaced = png_get_interlace_type(png, info) != PNG_INTERLACE_NONE;
         return is_rgb() ? std::uint64_t{width} * kColourChannels * (bits / 8) * (is_interlaced ? height : 1) : 0;
     }
 
-    /// Fills `samples`. If the channels differ, `is_colour` says so and the rest is not read.
+    /// Fills `samples`. If the channels differ, sets `is_colour` and does not read the rest.
     bool read_rgb(std::span<std::uint16_t> samples) {
         rgb.resize(static_cast<std::size_t>(rgb_bytes()));
         if (setjmp(png_jmpbuf(png)) != 0) return false;
@@ -112,7 +112,7 @@ private:
         is_colour = !is_grey;
         return is_grey;
     }
-    // Texts and colour profiles are compressed, too, and may be large.
+    // Texts and colour profiles are compressed too, and they may inflate to large sizes.
     void pass_over_unused_chunks() {
         static constexpr png_byte kUnused[] = "iCCP\0zTXt\0iTXt\0tEXt\0sPLT\0eXIf\0hIST";
         png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, kUnused, sizeof kUnused / 5);

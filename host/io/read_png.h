@@ -7,8 +7,8 @@
 
 namespace Norvane::Host {
 
-/// A PNG of 8 or 16 bits that is grey, or whose colour channels are equal, without transparency. Gamma and colour
-/// chunks are not applied. Throws Refusal.
+/// Reads a PNG of 8 or 16 bits without transparency that is grey or has equal colour channels. Gamma and colour chunks
+/// are not applied. Throws Refusal.
 [[nodiscard]] SourceImage read_png(const std::filesystem::path& file, const ReadOptions& options = {});
 
 }  // namespace Norvane::Host

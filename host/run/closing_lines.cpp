@@ -20,7 +20,7 @@ constexpr std::size_t kMostLines = 10;  // under each heading
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// "has pixels of N micrometres": each number, with its decimals, as one N.
+// Replaces each number, with its decimals, by N: "has pixels of N micrometres".
 std::string without_numbers(const std::string& text) {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -37,13 +37,13 @@ std::string without_numbers(const std::string& text) {
     return plain;
 }
 
-// Images that have a text in common.
+// Images with the same text.
 struct Group {
     std::string text;
     std::size_t images = 0;
 };
 
-// A heading and the groups, the largest first.
+// Adds a heading and the groups, the largest first.
 void add_groups(std::vector<std::string>& lines, const char* heading, std::vector<Group> groups) {
     if (groups.empty()) return;
     std::ranges::stable_sort(groups, std::ranges::greater(), &Group::images);
@@ -86,17 +86,9 @@ std::vector<Group> refusals_of(const std::vector<ImageRecord>& records) {
     return groups;
 }
 
-// Why the masks should be looked at.
-std::string reason_to_look(const ImageRecord& record) {
-    const auto doubts = doubts_of(record);
-    if (!doubts.empty()) return text_of(doubts.front()).sentence;
-    const bool is_breast = record.breast_doubt.value_or(0.0) >= record.muscle_doubt.value_or(0.0);
-    return fmt::format("The doubt of the {} is {:.2f}.", is_breast ? "breast" : "muscle", greatest_doubt_of(record));
-}
-
 void add_first_to_look_at(std::vector<std::string>& lines, const std::vector<ImageRecord>& records) {
     std::vector<const ImageRecord*> first = in_order_of_doubt(records);
-    std::erase_if(first, [](const ImageRecord* record) { return !needs_a_look(*record); });
+    std::erase_if(first, [](const ImageRecord* record) { return reason_to_look(*record).empty(); });
     if (first.empty()) return;
     lines.emplace_back("Look at these first:");
     for (std::size_t i = 0; i < std::min(first.size(), kMostLines); ++i) {
@@ -105,7 +97,7 @@ void add_first_to_look_at(std::vector<std::string>& lines, const std::vector<Ima
     if (first.size() > kMostLines) lines.push_back(fmt::format("    and {} more", first.size() - kMostLines));
 }
 
-// Where to look.
+// Where to find the results: the page, or the folder.
 std::string place_line(const RunOptions& options) {
     const std::string page = page_name_of(options);
     const std::filesystem::path folder = options.out_dir;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Reading comma-separated tables.
+/// Reads comma-separated tables.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace Norvane::Host {
 
-/// Takes a row away from the front of the text. A quoted field may hold separators, line feeds, and quotes in pairs.
-/// Rows may end with a carriage return and a line feed.
+/// Removes a row from the front of the text and returns its fields. A quoted field may hold separators, line feeds, and
+/// quotes in pairs. Rows may end with a carriage return and a line feed.
 [[nodiscard]] std::vector<std::string> take_csv_row(std::string_view& text, char separator = ',');
 
 }  // namespace Norvane::Host

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/doubt_order.h"
 
+#include "findings/status_text.h"
+
+#include <fmt/core.h>
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -21,7 +25,7 @@ constexpr std::pair<Masking::MASK_STATUS, Gravity> kGravities[] = {
     {Masking::MASK_CUT_TISSUE, kMaskDoubtful},
     {Masking::MASK_CHEST_WALL, kMaskDoubtful},
     {Masking::MASK_BG_NOISE, kMaskDoubtful},
-};  // every other status: no mask to speak of
+};  // with every other status, there is no useful mask
 
 /// Records with smaller ranks come first.
 std::tuple<int, double, double> rank_of(const ImageRecord* record) {
@@ -56,8 +60,12 @@ double greatest_doubt_of(const ImageRecord& record) {
     return std::max(record.breast_doubt.value_or(0.0), record.muscle_doubt.value_or(0.0));
 }
 
-bool needs_a_look(const ImageRecord& record) {
-    return record.refusal.empty() && (gravity_of(record) != kNoDoubt || greatest_doubt_of(record) > kDoubtToLookAt);
+std::string reason_to_look(const ImageRecord& record) {
+    const auto doubts = doubts_of(record);
+    if (!doubts.empty()) return text_of(doubts.front()).sentence;
+    const double doubt = greatest_doubt_of(record);
+    if (doubt <= kDoubtToLookAt) return {};
+    return fmt::format("The doubt of the {} is {:.2f}.", doubt == record.breast_doubt ? "breast" : "muscle", doubt);
 }
 
 std::vector<const ImageRecord*> in_order_of_doubt(const std::vector<ImageRecord>& records) {

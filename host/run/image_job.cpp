@@ -91,7 +91,7 @@ std::string verdict_line(const Input& input, const FoundMasks& masks) {
     return input.file + frame_text(input, " ") + ": " + status_line(masks.full.status);
 }
 
-// The verdict with what else should be known of the image, in few words.
+// The status of the image, and in a few words what else a reader should know.
 std::string short_report(const Input& input, const Findings& findings) {
     std::string line = verdict_line(input, findings.masks);
     const Masking::MASK_STATUS muscle = findings.masks.pectoral.status;

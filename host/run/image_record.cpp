@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/image_record.h"
 
+#include "export/json_fields.h"
 #include "io/number_text.h"
 #include "run/csv_text.h"
 
@@ -13,31 +14,31 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// How a field is shown wherever it stands.
+/// How a field is shown everywhere.
 struct FieldDeclaration {
     const char* name;
     const char* meaning;
     bool is_known_if_refused = false;
 };
 
-// The same for each setting: its reason stands beside it.
+// The settings. Each is followed by its reason.
 template <class Record, class Visitor>
 void visit_settings(Record& record, const Visitor& visit) {
     using Field = FieldDeclaration;
     visit(Field{"side", "Border of the image at which the chest wall lies: left or right"}, record.side);
-    visit(Field{"side_reason", "What the side was taken from"}, record.reasons.side);
+    visit(Field{"side_reason", "Where the side comes from"}, record.reasons.side);
     visit(Field{"laterality", "Which breast it is, left or right; empty if the file does not say it"},
           record.laterality);
     visit(Field{"laterality_reason", "Field of the header that says which breast it is"}, record.reasons.laterality);
-    visit(Field{"view", "mlo with pectoral muscle, cc without"}, record.view);
-    visit(Field{"view_reason", "What the view was taken from"}, record.reasons.view);
+    visit(Field{"view", "View: mlo shows the pectoral muscle, cc does not"}, record.view);
+    visit(Field{"view_reason", "Where the view comes from"}, record.reasons.view);
     visit(Field{"noise", "Noise class of the background"}, record.noise);
-    visit(Field{"noise_reason", "What the noise class was taken from"}, record.reasons.noise);
+    visit(Field{"noise_reason", "Where the noise class comes from"}, record.reasons.noise);
     visit(Field{"pixel_size_um", "Pixel size of the image in micrometres"}, record.pixel_size_um);
-    visit(Field{"pixel_size_reason", "What the pixel size was taken from"}, record.reasons.pixel_size);
+    visit(Field{"pixel_size_reason", "Where the pixel size comes from"}, record.reasons.pixel_size);
 }
 
-// Every field once, in the order of the tables.
+// Calls `visit` for every field, in the order of the tables.
 template <class Record, class Visitor>
 void visit_fields(Record& record, const Visitor& visit) {
     using Field = FieldDeclaration;
@@ -47,7 +48,7 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit(Field{"refusal", "Why there are no results, after the name of the file; empty if there are some", true},
           record.refusal);
     visit(Field{"kept", "Whether the results are those of an earlier run", true}, record.is_kept);
-    visit(Field{"status", "Status of the full mask: the verdict on the image; 0 if the masks can be used"},
+    visit(Field{"status", "Status of the full mask, which is that of the image; 0 if the masks can be used"},
           record.status);
     visit(Field{"breast_status", "Status of the breast mask"}, record.breast_status);
     visit(Field{"pectoral_status", "Status of the mask of the pectoral muscle"}, record.pectoral_status);
@@ -60,8 +61,8 @@ void visit_fields(Record& record, const Visitor& visit) {
                 "Mean step of the logarithm of the grey level across the outline of the breast; 0 "
                 "without an outline"},
           record.outline_contrast);
-    visit(Field{"flags", "What is special about the view, a word each, such as spot or implant"}, record.flags);
-    visit(Field{"warnings", "What should be looked at, a sentence each"}, record.warnings);
+    visit(Field{"flags", "What is special about the view, one word each, such as spot or implant"}, record.flags);
+    visit(Field{"warnings", "What the user should look at, one sentence each"}, record.warnings);
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
         visit(Field{kTextFacts[i].name, kTextFacts[i].meaning}, record.texts[i]);
     }
@@ -69,6 +70,13 @@ void visit_fields(Record& record, const Visitor& visit) {
     visit(Field{"seconds_analysis", "Seconds that preparation and masks took"}, record.seconds.analysis);
     visit(Field{"seconds_writing", "Seconds that the results took"}, record.seconds.writing);
 }
+
+Json type_of(const std::string&) { return type_named("string"); }
+Json type_of(bool) { return type_named("boolean"); }
+Json type_of(unsigned) { return type_named("integer"); }
+Json type_of(double) { return number_type(); }
+Json type_of(Masking::MASK_STATUS) { return type_named("integer"); }
+Json type_of(const std::vector<std::string>&) { return array_type(type_named("string")); }
 
 std::string csv_text(const std::string& value) { return csv_field(value); }
 std::string csv_text(bool value) { return value ? "1" : "0"; }
@@ -108,18 +116,32 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
     return record;
 }
 
-std::vector<RecordField> record_fields() {
-    std::vector<RecordField> fields;
+nlohmann::ordered_json record_schema() {
+    Json properties = Json::object();
+    Json always = Json::array(), if_done = Json::array();
     const ImageRecord any;
-    visit_fields(any, [&fields](const FieldDeclaration& declared, const auto&) {
-        fields.push_back({declared.name, declared.meaning, declared.is_known_if_refused});
+    visit_fields(any, [&](const FieldDeclaration& declared, const auto& field) {
+        properties[declared.name] = type_of(field);
+        properties[declared.name]["description"] = declared.meaning;
+        (declared.is_known_if_refused ? always : if_done).push_back(declared.name);
     });
-    return fields;
+    return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+            {"$id", "urn:norvane:summary:1"},
+            {"title", "Line of summary.ndjson for one image"},
+            {"type", "object"},
+            {"properties", std::move(properties)},
+            {"required", std::move(always)},
+            {"if", {{"properties", {{"refusal", {{"const", ""}}}}}}},
+            {"then", {{"required", std::move(if_done)}}}};
 }
 
 std::string csv_header() {
     std::string row;
-    for (const RecordField& field : record_fields()) row += (row.empty() ? "" : ",") + field.name;
+    const ImageRecord any;
+    visit_fields(any, [&row](const FieldDeclaration& declared, const auto&) {
+        if (!row.empty()) row += ",";
+        row += declared.name;
+    });
     return row;
 }
 

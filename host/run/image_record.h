@@ -7,6 +7,8 @@
 
 #include <norvane/masking.h>
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <optional>
 #include <string>
@@ -22,7 +24,7 @@ struct StageTimes {
     double writing = 0.0;
 };
 
-/// What each setting was taken from: a field of the header, an option, or a look at the pixels.
+/// Where each setting comes from: a field of the header, an option, or the pixels.
 struct SettingReasons {
     std::string side, laterality, view, noise, pixel_size;
 };
@@ -38,7 +40,7 @@ struct ImageRecord {
     Masking::MASK_STATUS breast_status = Masking::MASK_NO_MASK;
     Masking::MASK_STATUS pectoral_status = Masking::MASK_NO_MASK;
     std::string format;                         ///< such as "PNG"
-    unsigned width = 0, height = 0;             ///< of the source
+    unsigned width = 0, height = 0;             ///< size of the source
     std::string side, laterality, view, noise;  ///< words; laterality is empty if the file does not say it
     double pixel_size_um = 0.0;
     SettingReasons reasons;
@@ -51,15 +53,11 @@ struct ImageRecord {
     StageTimes seconds;
 };
 
-/// A field of the record: a column of summary.csv and a member of the lines of summary.ndjson.
-struct RecordField {
-    std::string name;
-    std::string meaning;
-    bool is_known_if_refused;  ///< other fields of a refused image are empty, and left out of its line
-};
-[[nodiscard]] std::vector<RecordField> record_fields();
+/// The JSON Schema (draft 2020-12) of these lines. Its properties are the columns of summary.csv as well, in their
+/// order.
+[[nodiscard]] nlohmann::ordered_json record_schema();
 
-/// One line without its end: every field by its name.
+/// One line of JSON, without its line feed, that holds every field by its name.
 [[nodiscard]] std::string json_line(const ImageRecord& record);
 /// Parses such a line. Nothing if it is not a record.
 [[nodiscard]] std::optional<ImageRecord> record_of(std::string_view json_line);

@@ -27,7 +27,7 @@ std::string text_of(const std::filesystem::path& table) {
     return text;
 }
 
-// What the row has in the column of this name; nothing if there is no such column.
+// The field of the row in the column with this name; nothing if there is no such column.
 std::string field_of(const Row& row, const Row& names, const char* name) {
     const auto column = static_cast<std::size_t>(std::ranges::find(names, name) - names.begin());
     return column < row.size() ? row[column] : std::string();

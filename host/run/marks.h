@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// What a person thinks of the masks of images, as report.html exports it.
+/// Reads the marks that people gave the masks of images and that report.html exported.
 #pragma once
 
 #include <filesystem>
@@ -10,13 +10,13 @@ namespace Norvane::Host {
 
 struct Mark {
     std::string file;  ///< as the run named it
-    std::string mark;  ///< "good", "bad" or "unsure"; empty: there is a note alone
+    std::string mark;  ///< "good", "bad" or "unsure"; empty if there is only a note
     std::string note;
 };
 
-/// Reads a table that has the columns file and mark, and perhaps note, in any order and among others. It may have been
-/// through a spreadsheet: fields may be separated by semicolons or tabs. Throws Refusal if it cannot be read or has no
-/// such columns.
+/// Reads a table with the columns file and mark, and perhaps note. They may be in any order, and there may be others. A
+/// spreadsheet may have saved the table, so fields may be separated by semicolons or tabs. Throws Refusal if the table
+/// cannot be read or lacks these columns.
 [[nodiscard]] std::vector<Mark> read_marks(const std::filesystem::path& table);
 
 }  // namespace Norvane::Host

@@ -73,7 +73,7 @@ template <class Options>
             }};
 }
 
-// Two flags that contradict each other.
+// Two flags that exclude each other.
 template <class Options>
 void set_identifiers(Options& options, Identifiers identifiers) {
     if (options.reading.identifiers != Identifiers::kUids) {
@@ -82,7 +82,7 @@ void set_identifiers(Options& options, Identifiers identifiers) {
     options.reading.identifiers = identifiers;
 }
 
-/// What is shown of the identifiers in the header.
+/// The options that say which identifiers of the header are shown.
 template <class Options>
 [[nodiscard]] OptionTable<Options> identifier_options(OptionEffect effect, const std::string& group) {
     return {{{.name = "patient-id",
@@ -101,7 +101,7 @@ template <class Options>
               .help = "Read no identifiers from the header: neither UIDs nor the patient's",
               .otherwise = "the UIDs of image, series and study are read",
               .details = "DICOM SEG objects then hold no data of patient and study, have UIDs of their own, and refer "
-                         "to no source. The names of files and folders stay as they are."},
+                         "to no source. The names of files and folders stay unchanged."},
              [](Options& options, const std::string& text) {
                  if (text == "true") set_identifiers(options, Identifiers::kNone);
              }}};

@@ -65,44 +65,44 @@ def read(
     path: PathLike,
     *,
     frame: Optional[int] = None,
+    any_modality: bool = False,
     decode: str = "isolated",
     image_memory: Optional[int] = None,
     patient_id: bool = False,
     no_identifiers: bool = False,
-    any_modality: bool = False,
 ) -> Source:
     """Reads the image in a file like the program does (PNG, TIFF, PGM or DICOM, recognised by content).
 
-    frame: which frame of a file that holds several, from 1; without it such a file is refused.
-    any_modality: read DICOM files that are no mammograms by their Modality.
-    decode: where JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a process of its own, "in-process"
-        in this one, which damaged data may then end.
-    image_memory: MiB that the image may need in all, 768 without it; one that would need more is refused.
-    patient_id: read the patient's identifier too; otherwise patient_id is None.
+    frame: which frame to use if the file holds several, from 1. Without it, such a file is refused.
+    any_modality: read DICOM files too that are not mammograms by their Modality.
+    decode: where the JPEG and JPEG 2000 pixels of DICOM files are decoded: "isolated" in a separate process, or
+        "in-process" in this one, which damaged data may then crash.
+    image_memory: MiB that the image may need in total; the default is 768. If it would need more, it is refused.
+    patient_id: read the patient's identifier too. Otherwise patient_id is None.
     no_identifiers: read no identifiers at all, not even UIDs.
 
     If the file cannot be read, raises norvane.Refusal (a ValueError) with the program's sentence. If the path holds a
     null byte, raises ValueError.
     """
-    return _read(path, frame, False, decode, image_memory, patient_id, no_identifiers, any_modality)
+    return _read(path, frame, False, any_modality, decode, image_memory, patient_id, no_identifiers)
 
 
 def _read(
     path: PathLike,
     frame: Optional[int],
     is_pixel_size_given: bool,
+    any_modality: bool,
     decode: str,
     image_memory: Optional[int],
     patient_id: bool,
     no_identifiers: bool,
-    any_modality: bool,
 ) -> Source:
     name = os.fsencode(path)
     if patient_id and no_identifiers:
         raise ValueError("patient_id: contradicts no_identifiers")
     if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
         raise ValueError(f"frame: expected a number from 1, got {frame}")
-    read_as = (is_pixel_size_given, decode, image_memory, bool(patient_id), bool(no_identifiers), bool(any_modality))
+    read_as = (is_pixel_size_given, bool(any_modality), decode, image_memory, bool(patient_id), bool(no_identifiers))
     return Source(_norvane.read(name, frame, *read_as), os.fsdecode(name))
 
 
@@ -133,8 +133,8 @@ class Analysis:
 
     @property
     def areas(self) -> Dict[str, float]:
-        """Square millimetres by name: breast_mm2 (without the muscle), muscle_mm2, breast_with_muscle_mm2. Empty for a
-        refused image."""
+        """The areas in square millimetres by name: breast_mm2 (without the muscle), muscle_mm2, breast_with_muscle_mm2.
+        Empty if the image was refused."""
         return {} if self._made is None else self._made.areas
 
     @property
@@ -228,17 +228,17 @@ def analyse(
         with more tissue.
     view: "mlo" shows the pectoral muscle, "cc" does not. Default: what the file says.
     pixel_size: micrometres, at most 228. Default: what the file says.
-    default_side, default_view, default_pixel_size: what holds if the image does not say it; they override nothing.
+    default_side, default_view, default_pixel_size: used if the image does not say it. They override nothing.
     any_modality: see read().
     frame: which frame to use if the file holds several, from 1.
     decode: "isolated" or "in-process", see read().
-    image_memory: MiB that the image may need in all; an image that would need more is refused. Without it a file may
-        need 768 MiB, and an array, which is in memory already, whatever it takes.
-    patient_id, no_identifiers: of a file, see read().
-    crop: cut off black and white borders that a scanner or an archive put around the film.
-    noise: class of the background, a BG_NOISE or the program's word for it; "auto" chooses by the pixels; else what the
-        file says, else auto.
-    padding: grey values (low, high) that are background; takes the class BG_GIVEN_LEVEL.
+    image_memory: MiB that the image may need in total. If it would need more, it is refused. Default: 768 for a file,
+        no limit for an array, because it is in memory already.
+    patient_id, no_identifiers: only for a file, see read().
+    crop: cut off the black and white borders that a scanner or an archive added to the film.
+    noise: noise class of the background, as a BG_NOISE or the program's word for it; "auto" chooses it from the pixels.
+        Default: what the file says, otherwise "auto".
+    padding: grey values (low, high) of the background; implies the class BG_GIVEN_LEVEL.
     inverted: tissue is dark on a bright background, whatever the file says.
     fast: use the fast search for the contour; results differ.
     contour: include 720 outline points.
@@ -287,7 +287,7 @@ def analyse(
         else:
             is_size_given = pixel_size is not None or default_pixel_size is not None
             found = _read(
-                image, frame, is_size_given, decode, image_memory, patient_id, no_identifiers, any_modality
+                image, frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers
             )
             source, file = found._source, found.file
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))

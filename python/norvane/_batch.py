@@ -69,7 +69,7 @@ class Input(NamedTuple):
     refusal: str  #: why the file need not be opened; empty if it should be
     name: str  #: the name of the results, OUT_DIR/NAME.ending
     is_named: bool  #: the user named it; False: a walk found it
-    own: Dict[str, List[str]] = {}  #: options for this image alone, from the manifest or from --frame all
+    own: Dict[str, List[str]] = {}  #: options that hold for this image alone, from the manifest or --frame all
 
 
 class Run:

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""What a person thinks of masks."""
+"""Reads what people think of masks."""
 import os
 from typing import Any, List, NamedTuple
 
@@ -7,16 +7,16 @@ from . import _norvane
 
 
 class Mark(NamedTuple):
-    """A mark that somebody gave an image on the page of a run, and exported."""
+    """A mark that somebody gave an image on the page of a run and exported."""
 
     file: str  #: as the run named it
-    mark: str  #: "good", "bad" or "unsure"; empty: there is a note alone
+    mark: str  #: "good", "bad" or "unsure"; empty if there is only a note
     note: str
 
 
 def read_marks(table: Any) -> List[Mark]:
-    """The marks that report.html exported as a table with the columns file, mark and note.
+    """Reads the marks that report.html exported as a table with the columns file, mark and note.
 
-    Raises norvane.Refusal if the table cannot be read or has no such columns.
+    Raises norvane.Refusal if the table cannot be read or lacks the columns file and mark.
     """
     return [Mark(*fields) for fields in _norvane.read_marks(os.fsencode(table))]

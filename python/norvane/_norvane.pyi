@@ -136,11 +136,11 @@ def read(
     file: bytes,
     frame: Optional[int],
     is_pixel_size_given: bool,
+    takes_any_modality: bool,
     decode: str,
     image_memory: Optional[int],
     patient_id: bool,
     no_identifiers: bool,
-    takes_any_modality: bool,
 ) -> Source: ...
 def source_of(pixels: NDArray[Any], used_bits: Optional[int]) -> Source: ...
 def analyse(source: Source, file: bytes, options: Mapping[str, Any]) -> Analysis: ...

@@ -62,8 +62,8 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
-                  const std::string& decode, const std::optional<std::uint64_t>& image_memory, bool has_patient_id,
-                  bool has_no_identifiers, bool takes_any_modality) {
+                  bool takes_any_modality, const std::string& decode, const std::optional<std::uint64_t>& image_memory,
+                  bool has_patient_id, bool has_no_identifiers) {
     refuse_nul(file);
     const auto* const place =
         std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
@@ -72,7 +72,7 @@ SharedSource read(const std::string& file, const std::optional<unsigned>& frame,
     const auto identifiers = has_no_identifiers ? Host::Identifiers::kNone
                              : has_patient_id   ? Host::Identifiers::kUidsAndPatient
                                                 : Host::Identifiers::kUids;
-    const Host::ReadOptions options{frame, is_pixel_size_given, place->second, limit, identifiers, takes_any_modality};
+    const Host::ReadOptions options{frame, is_pixel_size_given, takes_any_modality, place->second, limit, identifiers};
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 

@@ -152,7 +152,7 @@ public:
         return dict_of(outcome.record);
     }
 
-    // The files of the run. Answers sentences about those that could not be written, and the closing lines.
+    // Writes the files of the run. Returns sentences about those that could not be written, and the closing lines.
     [[nodiscard]] py::tuple finish(const std::vector<py::dict>& rows, std::size_t not_finished,
                                    std::size_t passed_over) {
         std::vector<ImageRecord> records;

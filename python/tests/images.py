@@ -17,7 +17,7 @@ def pgm(path, pixels, used_bits):
     path.write_bytes(b"P5 %d %d %d\n" % (width, height, (1 << used_bits) - 1) + pixels.astype(">u2").tobytes())
 
 
-def dicom(path, pixels, used_bits, pixel_size_mm):
+def dicom(path, pixels, used_bits, pixel_size_mm, **fields):
     """A left breast in an oblique view, in explicit little endian."""
     image = pydicom.Dataset()
     for name, value in dict(
@@ -25,7 +25,7 @@ def dicom(path, pixels, used_bits, pixel_size_mm):
         PresentationIntentType="FOR PRESENTATION", ImagerPixelSpacing=[pixel_size_mm] * 2, ImageLaterality="L",
         SamplesPerPixel=1, PhotometricInterpretation="MONOCHROME2", Rows=pixels.shape[0], Columns=pixels.shape[1],
         BitsAllocated=16, BitsStored=used_bits, HighBit=used_bits - 1, PixelRepresentation=0,
-        PixelData=pixels.astype("<u2").tobytes(),
+        PixelData=pixels.astype("<u2").tobytes(), **fields,
     ).items():
         setattr(image, name, value)
     image.file_meta = pydicom.dataset.FileMetaDataset()

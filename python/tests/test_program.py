@@ -127,8 +127,7 @@ def test_names_of_files_are_bytes(tmp_path):
         norvane.read,
         lambda name: _batch.Run([name], out_dir="out"),
         lambda name: _batch.Run([drawn], out_dir=name),
-        lambda name: _batch.Run([drawn], out_dir="out").make(_batch.Input(name, "", "", "drawn", True)),
-        lambda name: _norvane.read(os.fsencode(name), None, False, "isolated", None, False, False, False),
+        lambda name: _norvane.read(os.fsencode(name), None, False, False, "isolated", None, False, False),
     ):
         with pytest.raises(ValueError, match="embedded null byte"):
             use(longer)

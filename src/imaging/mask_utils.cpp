@@ -23,7 +23,7 @@ namespace {
 constexpr int kNullMask = 2;             // of the set operations
 constexpr int kWrongDepth = 2;           // of the conversions
 constexpr int kNotBinary = 3;            // of CopyBinaryRegion
-constexpr int kMorphologyFailed = 3;     // whatever failed besides a bad argument
+constexpr int kMorphologyFailed = 3;     // any failure other than a bad argument
 constexpr float kUnsetPixelSize = 1.0F;  // a pixel size up to this counts as unset
 
 /// Calls visit(y, runs) for every target row with runs between the bounds of the mask. An empty mask has none, whatever

@@ -11,7 +11,7 @@ namespace {
 
 using PlatformCall = void (*)(const IplHeader*, const IplHeader*, int);
 
-/// The sample type is looked at before the count.
+/// The sample type is checked before the count.
 int repeat(const Image* src, Image* dst, int iterations, const char* too_few, PlatformCall platform_call) {
     if (!src || !dst) return kBadArgument;
     if (src->GetFormat() == FORMAT_FLOAT || src->GetFormat() == FORMAT_SIGNED) return kUnsupportedImage;

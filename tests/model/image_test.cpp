@@ -119,6 +119,15 @@ TEST(Image, MatchingTakesGeometryButNotPixelsOrCalibration) {
     secondary.MatchSecondaryTo(nullptr);
     EXPECT_EQ(fields(secondary), fields(uncalibrated));
     EXPECT_EQ(secondary.GetBuffer(), buffer);
+
+    struct OpenImage : Image {
+        using Image::init;
+        explicit OpenImage(const Image& other) : Image(other) {}
+    };
+    OpenImage fresh(*model);  // whose ownership is not what a new image has
+    fresh.init();
+    EXPECT_EQ(fields(fresh), fields(Image()));
+    EXPECT_TRUE(fresh.GetBuffer() == nullptr && fresh.GetIsBufferOwner());
 }
 
 struct Tracked : GarbageItem {

@@ -105,7 +105,7 @@ void write_json(const Json& all, std::ostream& out) {
     for (std::string line; std::getline(lines, line);) print_line(out, line);
 }
 
-// Files that a walk found and that turn out to be no images are passed over, as `norvane masks` does.
+// If a walk found a file and it turns out not to be an image, it is skipped, as in `norvane masks`.
 int show_facts(const std::vector<std::string>& files, const InfoOptions& options, std::ostream& out,
                std::ostream& err) {
     Json all = Json::array();
@@ -140,7 +140,7 @@ int show_facts(const std::vector<std::string>& files, const InfoOptions& options
 Verb info_verb() {
     return {"info",
             "Show the metadata that would be used and where it comes from",
-            {"FILE", "Files of any format that masks reads, or folders, which are walked", true, true},
+            {"FILE", "Files of any format that masks reads, or folders with such files", true, true},
             facts_of(info_options()),
             [](const std::vector<std::string>& files, const GivenOptions& given) -> Task {
                 InfoOptions options;

@@ -106,7 +106,7 @@ OptionTable<ScoreOptions> score_options() {
          [](ScoreOptions& options, const std::string& text) { options.csv = text; }},
         {{.name = "marks",
           .value = "FILE",
-          .help = "Marks that report.html exported: the table gets a column mark, and each mark its own means"},
+          .help = "Marks exported by report.html; adds a column with the marks, and means for each mark"},
          [](ScoreOptions& options, const std::string& text) { options.marks = text; }}};
 }
 
@@ -130,7 +130,7 @@ struct ScoreRow {
     const char* region;
     Score score;
     double pixel_size_um;
-    std::string mark;  // of a person; empty: none
+    std::string mark;  // given by a person; empty: none
 };
 
 Truth truth_of(const std::string& file, const fs::path& base) {
@@ -223,9 +223,9 @@ MarksByFile marks_by_file(const std::string& table) {
 }
 
 std::string mark_of(const fs::path& stem, const MarksByFile& marks) {
-    if (marks.empty()) return {};
-    const auto record = kept_record_of(stem);
-    const auto found = record ? marks.find(fs::path(record->file).lexically_normal()) : marks.end();
+    const auto record = marks.empty() ? std::nullopt : kept_record_of(stem);
+    if (!record) return {};
+    const auto found = marks.find(fs::path(record->file).lexically_normal());
     return found == marks.end() ? std::string() : found->second;
 }
 
@@ -312,7 +312,7 @@ void print_means(const std::vector<ScoreRow>& rows, const std::string& heading, 
     }
 }
 
-// The means of the images that have a mark, for each mark.
+// For each mark, the means of the images that have it.
 void print_means_by_mark(const std::vector<ScoreRow>& rows, std::ostream& out) {
     std::map<std::string, std::vector<ScoreRow>> by_mark;
     for (const ScoreRow& row : rows) {

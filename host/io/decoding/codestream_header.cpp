@@ -8,8 +8,7 @@
 namespace Norvane::Host {
 namespace {
 
-// A marker is the byte 0xFF and one of these.
-constexpr unsigned kScanStart = 0xDA;
+// A marker is the byte 0xFF and a second byte. This one begins a frame of JPEG-LS.
 constexpr unsigned kFrameOfJpegLs = 0xF7;
 
 // Frame headers are 0xC0 to 0xCF, except for the three in that range that are tables.
@@ -55,7 +54,6 @@ CodestreamHeader read_jpeg_header(std::span<const std::uint8_t> bytes) {
         if (is_frame(marker)) {
             return {two_bytes(at + 7), two_bytes(at + 5), bytes[at + 4], bytes[at + 9], marker == kFrameOfJpegLs};
         }
-        if (marker == kScanStart) break;
         if (marker == 0xFF) {  // fill byte
             ++at;
         } else {

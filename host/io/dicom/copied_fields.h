@@ -23,15 +23,14 @@ enum class Copy {
 struct CopiedField {
     DcmTagKey tag;
     Copy copy;
-    const char* multiplicity = "1";  ///< number of its values, as DICOM writes it
-    const char* letters = nullptr;   ///< of which values are made, if the type allows more than the field; null: any
-    bool is_about_pixels = false;    ///< tells nothing about patient, study and series
+    const char* multiplicity = "1";  ///< number of values in DICOM's notation
+    const char* letters = nullptr;   ///< characters that the field allows, if its type allows more; null: no limit
+    bool is_about_pixels = false;    ///< it says nothing about patient, study and series
 };
 [[nodiscard]] std::span<const CopiedField> copied_fields();
 
-/// What the fields hold, all values of each. A field that is missing, or that breaks the rules of its type, is left
-/// out: other programs would refuse an object into which it is copied. Without identifiers, fields about the pixels are
-/// all that is left.
+/// The values of these fields. If a field is missing or breaks the rules of its type, it is left out, because other
+/// programs would refuse an object that repeats it. Without identifiers, only the fields about the pixels are left.
 [[nodiscard]] DicomTexts copied_texts(DcmItem& object, Identifiers identifiers = Identifiers::kUids);
 
 /// The text of a field; empty if `texts` does not hold it.

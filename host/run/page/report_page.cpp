@@ -22,7 +22,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// A file name as a relative address, byte by byte: what has a meaning in addresses, or none in UTF-8, is written %XX.
+/// A file name as a relative address. All bytes except letters, digits and -_.~/ are written as %XX.
 std::string address_of(const std::string& name) {
     constexpr std::string_view kHexDigits = "0123456789ABCDEF";
     std::string address = "./";
@@ -47,7 +47,7 @@ std::string text_with_unit(double value, int decimals, const char* unit) {
 
 double rounded(double value) { return std::round(value * 1e3) / 1e3; }
 
-/// Terms and values for people.
+/// The terms and values that the page shows.
 Json figures_of(const ImageRecord& record) {
     const StageTimes& s = record.seconds;
     Json figures = Json::array({{"Results", record.name + ".*"},
@@ -82,6 +82,7 @@ Json json_of(const ImageRecord& record) {
                  {"url", address_of(record.name)},
                  {"gravity", static_cast<int>(gravity_of(record))},
                  {"doubts", doubts_of(record)},
+                 {"look", reason_to_look(record)},
                  {"verdicts", Json::array({verdict("Full mask", record.status), verdict("Breast", record.breast_status),
                                            verdict("Pectoral muscle", record.pectoral_status)})},
                  {"format", record.format},
@@ -104,9 +105,9 @@ std::string colour_text(const Colour& colour) {
 
 std::string summary_of(const std::vector<ImageRecord>& records) {
     const auto refused = std::ranges::count_if(records, [](const auto& r) { return !r.refusal.empty(); });
-    const auto doubtful =
-        std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && gravity_of(r) != kNoDoubt; });
-    return fmt::format("{} images: {} refused, {} with a doubtful status", records.size(), refused, doubtful);
+    const auto to_look_at =
+        std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && !reason_to_look(r).empty(); });
+    return fmt::format("{} images: {} refused, {} in doubt", records.size(), refused, to_look_at);
 }
 
 Json page_json(const std::vector<ImageRecord>& all) {
@@ -135,7 +136,7 @@ Json page_json(const std::vector<ImageRecord>& all) {
             {"records", std::move(records)},   {"refused", std::move(refused)}};
 }
 
-/// JSON inside a script element of HTML: no "<" may end the element or begin a comment.
+/// Makes JSON safe inside a script element of HTML, where "<" could end the element or begin a comment.
 std::string embedded(const Json& json) {
     const std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);
     std::string safe;

@@ -24,10 +24,10 @@ const spoken = {mlo: 'MLO', cc: 'CC'};
 // ---- A card
 
 const ruler = document.createElement('canvas').getContext('2d');
-ruler.font = '600 13px system-ui, "DejaVu Sans", sans-serif';  // that of .name
+ruler.font = '600 13px system-ui, "DejaVu Sans", sans-serif';  // the font of .name
 const NAME_WIDTH = 260;  // pixels: two lines of a card, with room for breaking them
 
-/// A name that fits. Names differ at their ends more than in their middles, so that is where one is cut.
+/// A name that fits. Names differ more at their ends than in their middles, so long names are cut in the middle.
 function shortened(name) {
   const letters = Array.from(name);
   const cut = most => letters.slice(0, most / 3).join('') + '\u2026' + letters.slice(-most * 2 / 3).join('');
@@ -44,10 +44,10 @@ function broken(name) {
 }
 
 function stateOf(record) {
-  return record.doubts.length ? record.doubts.map(sentence).join(' ') : 'Masks can be used.';
+  return record.doubts.map(sentence).join(' ') || record.look || 'Masks can be used.';
 }
 
-/// What should be known of an image beside its status, in sentences.
+/// What a reader should know about an image besides its status, in sentences.
 function remarksOf(record) {
   return [...record.warnings, ...record.flags.map(flag => 'Flag of the file: ' + flag)];
 }
@@ -70,7 +70,7 @@ function cardOf(record, index) {
       element('img', {loading: 'lazy', decoding: 'async', alt: '', src: record.url + '.thumb.jpg'}),
       element('span', {class: 'mark'}));
   const card = element('li', {},
-      element('button', {type: 'button', class: 'card grave-' + record.gravity, title: record.file, 'data-index': index}, thumb,
+      element('button', {type: 'button', class: 'card grave-' + Math.max(record.gravity, record.look ? 1 : 0), title: record.file, 'data-index': index}, thumb,
               element('span', {class: 'name'}, element('bdi', {}, ...broken(record.name))),
               element('span', {class: 'state', title: stateOf(record)}, stateOf(record)), warningOf(record),
               element('span', {class: 'brief'}, briefOf(record))));
@@ -78,15 +78,17 @@ function cardOf(record, index) {
   return card;
 }
 
+const cards = [];  // those that were made so far, by the indices of their records
+
 // ---- Marks: what a person thinks of the masks of an image
 
 const MARKS = ['good', 'bad', 'unsure'];
-const STORE = 'norvane-mark ' + location.pathname + ' ';  // of this run; the browser may keep those of all runs together
+const STORE = 'norvane-mark ' + location.pathname + ' ';  // for this run; the browser may store the marks of all runs together
 
-/// A mark counts as long as the masks are those that were marked.
+/// A mark counts only for the masks that were marked.
 const madeOf = record => JSON.stringify([record.verdicts.map(([, status]) => status), record.area, record.contrast]);
 
-const judgements = new Map();  // by the names of results: {mark, note}, one of them not empty
+const judgements = new Map();  // by the name of the results: {mark, note}; at least one is not empty
 
 function restoreMarks() {
   try {
@@ -131,7 +133,7 @@ function countMarks() {
   at('export').textContent = count === 1 ? 'Export 1 mark' : count ? 'Export ' + count + ' marks' : 'Export marks';
 }
 
-/// A field of a table. No spreadsheet shall take it for a formula: `guard` comes before one.
+/// A field of a table. If a spreadsheet would take it for a formula, `guard` is put before it.
 function csvField(text, guard) {
   const safe = /^[=+@\t\r-]/.test(text) ? guard + text : text;
   return /[",;\t\r\n]/.test(safe) ? '"' + safe.replaceAll('"', '""') + '"' : safe;
@@ -157,10 +159,9 @@ function exportMarks() {
 
 const sheet = at('sheet');
 sheet.addEventListener('error', event => event.target.parentElement.classList.add('empty'), true);
-const cards = [];       // those that were made so far
 let shown = [];         // indices of the records that pass the filters
 let listed = 0;         // how many of these are in the sheet
-const PORTION = 2000;   // so many at once; thousands more would make every filter slow
+const PORTION = 2000;   // so many cards at a time; thousands more would make every filter slow
 
 /// Puts the next cards of `shown` into the sheet.
 function extend() {
@@ -182,7 +183,7 @@ const orders = {  // the records themselves come in order of doubt
 
 /// The kinds of status that a record counts under.
 function kindsOf(record) {
-  const kinds = record.doubts.length ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
+  const kinds = record.look ? [DOUBTED, ...record.doubts.map(String)] : [FINE];
   return record.warnings.length + record.flags.length ? [...kinds, WARNED] : kinds;
 }
 
@@ -231,7 +232,7 @@ function matches(index) {
       (!at('mark').value || (judgementOf(record).mark || 'none') === at('mark').value) && texts[index].includes(wanted());
 }
 
-/// Cards that are filtered out leave the sheet: to hide thousands takes many times as long.
+/// Cards that are filtered out are removed from the sheet, because hiding thousands takes many times as long.
 function filter() {
   shown = [...records.keys()].filter(matches);
   if (at('order').value) shown.sort(orders[at('order').value]);
@@ -245,7 +246,7 @@ function filter() {
 
 const MOST_REFUSED = 2000;
 
-/// The files that were refused have a list of their own, which the text filters as well. It is made when it is opened.
+/// Refused files have a separate list, which the text filters too. It is made when it is opened.
 function showRefused() {
   const found = page.refused.filter(({file, refusal}) => (file + '\n' + refusal).toLowerCase().includes(wanted()));
   const whole = page.refused.length, list = at('refused');
@@ -268,7 +269,7 @@ at('filters').addEventListener('reset', () => setTimeout(filter));
 // ---- The enlarged view
 
 const viewer = at('viewer'), picture = at('picture'), stage = at('stage'), panel = at('panel');
-const LINE = 0.45;          // of the widths that overlays use
+const LINE = 0.45;          // as a share of the widths in overlays
 const SCALE_BAR_MM = 20;
 const SCROLL_STEP = 60;     // of the panel, in pixels of the screen
 const MOVE_STEP = 0.125;    // of the picture, as a share of the part in view
@@ -307,7 +308,7 @@ function showJudgement(record) {
 }
 
 /// Marks the image in view, or takes the mark back.
-function mark(word) {
+function markAs(word) {
   const record = records[current];
   judge(record, {mark: judgementOf(record).mark === word ? '' : word});
   showJudgement(record);
@@ -316,7 +317,7 @@ function mark(word) {
 function makeMarks() {
   at('marks').append(...MARKS.map(word => {
     const button = element('button', {type: 'button', 'data-mark': word}, titled(word) + ' ', element('kbd', {}, titled(word)[0]));
-    button.addEventListener('click', () => mark(word));
+    button.addEventListener('click', () => markAs(word));
     return button;
   }));
   at('note').addEventListener('input', () => judge(records[current], {note: at('note').value}));
@@ -332,7 +333,7 @@ function fit() {
   if (size) setBox({x: 0, y: 0, width: size.width, height: size.height});
 }
 
-/// Enlarges by `factor`; the point (x, y) of the picture stays where it is.
+/// Enlarges by `factor`. The point (x, y) of the picture stays in place.
 function zoom(factor, x = box.x + box.width / 2, y = box.y + box.height / 2) {
   const width = Math.min(Math.max(box.width / factor, size.width / 16), size.width);
   if (width === size.width) return fit();
@@ -346,7 +347,7 @@ function move(dx, dy) {
   setBox({...box, x: within(box.x + dx, box.width, size.width), y: within(box.y + dy, box.height, size.height)});
 }
 
-/// The point of the picture at a place of the screen.
+/// The point of the picture at a position on the screen.
 function pointAt(place) {
   return new DOMPoint(place.x, place.y).matrixTransform(picture.getScreenCTM().inverse());
 }
@@ -381,7 +382,7 @@ function showNoPicture(text) {
   at('no-picture').hidden = false;
 }
 
-// Pages that are opened from a folder may not read files, but they may run them: the outlines come as a script.
+// A page that is opened from a folder may not read files, but it may run scripts. So the outlines come as a script.
 let script = null;
 window.norvaneLayers = data => {
   if (document.currentScript === script) showPicture(records[current], data);
@@ -452,7 +453,7 @@ function makeLayers() {
   });
 }
 
-/// Moves by keys: in steps of the part in view, to the left or up if negative.
+/// Moves by keys, in steps of the part in view; negative steps go to the left or up.
 function moveSteps(right, down) {
   if (size) move(right * MOVE_STEP * box.width, down * MOVE_STEP * box.height);
 }
@@ -462,7 +463,7 @@ const keys = {
   ArrowUp: () => panel.scrollBy(0, -SCROLL_STEP), ArrowDown: () => panel.scrollBy(0, SCROLL_STEP),
   'Shift+ArrowLeft': () => moveSteps(-1, 0), 'Shift+ArrowRight': () => moveSteps(1, 0),
   'Shift+ArrowUp': () => moveSteps(0, -1), 'Shift+ArrowDown': () => moveSteps(0, 1),
-  g: () => mark('good'), b: () => mark('bad'), u: () => mark('unsure'), n: () => at('note').focus(),
+  g: () => markAs('good'), b: () => markAs('bad'), u: () => markAs('unsure'), n: () => at('note').focus(),
   l: switchAll, '+': () => size && zoom(1.5), '-': () => size && zoom(1 / 1.5), 0: fit
 };
 page.layers.forEach((layer, index) => keys[index + 1] = () => switchLayer(layer.key, !isOn[layer.key]));
@@ -476,7 +477,7 @@ viewer.addEventListener('keydown', event => {
   action();
 });
 viewer.addEventListener('close', () => {
-  if (at('mark').value) filter();  // what was marked meanwhile may be gone
+  if (at('mark').value) filter();  // images that were marked meanwhile may no longer match
   const place = shown.includes(current) ? current : shown[0];
   if (place === undefined) return at('mark').focus();
   while (shown.indexOf(place) >= listed) extend();
@@ -501,9 +502,9 @@ picture.addEventListener('wheel', event => {
   zoom(event.deltaY < 0 ? 1.25 : 0.8, point.x, point.y);
 }, {passive: false});
 
-const held = new Map();  // pointers that hold the picture, two at most, and their places on the screen
+const held = new Map();  // pointers that hold the picture, at most two, and their positions on the screen
 
-/// The centre of the places held, and how far they are apart.
+/// The centre of these positions, and the distance between them.
 function grip() {
   const [first, second = first] = held.values();
   return {x: (first.x + second.x) / 2, y: (first.y + second.y) / 2,

@@ -106,7 +106,6 @@ const struct {
      "noise 2 by Modality MG, PresentationIntentType FOR PROCESSING; warning: PixelIntensityRelationshipSign 1 with "
      "MONOCHROME2: tissue may be dark (--invert makes it bright)"},
     {"Modality=MG; PresentationIntentType=FOR PRESENTATION; ConversionType=DF", ""},
-    {"Modality=MG; PresentationIntentType=FOR PRESENTATION; DetectorType=FILM", ""},
     {"Modality=RG; PresentationIntentType=FOR PRESENTATION; BodyPartExamined=BREAST", ""},
     {"Modality=CR; PresentationIntentType=FOR PRESENTATION; AnatomicRegionSequence[0].CodeValue=T-04000", ""},
     {"Modality=DX; ViewPosition=CC", "cc by ViewPosition CC"},

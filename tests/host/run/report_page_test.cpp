@@ -155,6 +155,7 @@ std::vector<ImageRecord> browser_sample() {
         if (i % 400 == 0) r.refusal = "is number " + std::to_string(i);
         if (i % 10 == 3) r.status = Masking::MASK_CUT_TISSUE;
         if (i % 10 == 4) r.pectoral_status = Masking::MASK_PECT_REJECTED;
+        if (i % 100 == 9) r.muscle_doubt = 0.75;
         if (i % 100 == 7) r.warnings = {"</script>The header contradicts itself."};
         r.view = i % 2 == 0 ? "mlo" : "cc";
         r.side = i % 4 < 2 ? "left" : "right";

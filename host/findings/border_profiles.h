@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+/// Profiles across a border that is sought, and the path through them.
+#pragma once
+
+#include "findings/muscle_grey.h"
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace Norvane::Host {
+
+/// The border of the muscle as a straight line: x / wall_x + y / wall_y = 1 in pixels of the working grid.
+struct MuscleLine {
+    double top_x;   ///< where it meets the first row
+    double wall_y;  ///< where it meets the chest wall
+};
+
+/// One line across the border: the points origin + offset * direction, with the same offsets for all profiles.
+struct Profile {
+    GridPoint origin;
+    GridPoint direction;
+};
+
+/// Numbers for each profile (a row) and each offset (a column).
+struct ProfileMap {
+    ProfileMap(std::size_t profiles, std::size_t offsets_) : offsets(offsets_), values(profiles * offsets_) {}
+    std::size_t offsets;
+    std::vector<float> values;
+
+    [[nodiscard]] std::span<float> row(std::size_t profile) { return {&values[profile * offsets], offsets}; }
+    [[nodiscard]] std::span<const float> row(std::size_t profile) const {
+        return {&values[profile * offsets], offsets};
+    }
+};
+
+/// The offsets from `first` on, in steps of kOffsetStep pixels.
+struct OffsetRange {
+    int first;
+    std::size_t count;
+};
+inline constexpr double kOffsetStep = 2.0;  ///< pixels of the working grid
+
+[[nodiscard]] inline double offset_of(const OffsetRange& range, std::size_t index) {
+    return kOffsetStep * (range.first + static_cast<double>(index));
+}
+[[nodiscard]] inline GridPoint point_at(const Profile& profile, double offset) {
+    return {profile.origin.x + offset * profile.direction.x, profile.origin.y + offset * profile.direction.y};
+}
+
+/// The image along profiles, some steps beyond both ends of the range.
+class SampledProfiles {
+public:
+    static constexpr std::size_t kMargin = 20;  ///< steps, as wide as the widest band of contrast()
+
+    SampledProfiles(const MuscleGrey& image, std::span<const Profile> profiles, OffsetRange range);
+
+    [[nodiscard]] std::size_t profile_count() const { return count; }
+    [[nodiscard]] std::size_t offset_count() const { return offsets; }
+    [[nodiscard]] MusclePlace place(std::size_t profile, std::size_t offset) const {
+        return places[profile * row_size() + kMargin + offset];
+    }
+
+    enum class Scale { kLinear, kLogarithmic };
+    /// Mean of the `band` steps inside minus mean of those outside, smoothed over neighbouring profiles; NaN where
+    /// there is too little tissue on one of the sides.
+    [[nodiscard]] ProfileMap contrast(Scale scale, std::size_t band) const;
+
+private:
+    [[nodiscard]] std::size_t row_size() const { return offsets + 2 * kMargin; }
+    [[nodiscard]] ProfileMap unsmoothed_contrast(Scale scale, std::size_t band) const;
+
+    std::size_t count, offsets;
+    std::vector<MusclePlace> places;
+    std::vector<float> linear, logarithmic;
+};
+
+/// The median over the profiles of the best contrast of each: what counts as a full border in this image. A small
+/// number if there is no contrast.
+[[nodiscard]] double typical_contrast(const ProfileMap& contrast);
+
+/// The column of each row such that the sum of `cost` and of `change_cost[row]` times the square of each change from
+/// row to row is least. A change is at most `largest_change` columns. This is dynamic programming.
+[[nodiscard]] std::vector<std::size_t> cheapest_path(const ProfileMap& cost, std::span<const float> change_cost,
+                                                     std::size_t largest_change);
+
+}  // namespace Norvane::Host
