@@ -104,7 +104,7 @@ def test_a_run_of_the_module_is_a_run_of_the_program(archive, tmp_path):
         ({"view": os.fsdecode(b"\xff")}, ValueError, "view: '\udcff' is none"),
         ({"padding": "0:7", "noise": "mg"}, ValueError, "padding: contradicts --noise mg"),
         ({"fast": "yes"}, TypeError, "fast: expected True or False"),
-        ({"sideways": 1}, TypeError, "sideways: no such option; there are contour, .*, view"),
+        ({"sideways": 1}, TypeError, "sideways: no such option; there are any_modality, .*, view"),
         ({"dry_run": True}, TypeError, "dry_run: no such option"),
         ({"manifest": "there is none"}, norvane.Refusal, "cannot be opened"),
     ],
