@@ -58,7 +58,7 @@ def table_of_a_core():
         one = seconds_of(reading)
         rows.append([name, f"{1000 * one:.0f}", f"{3600 / one:,.0f}", f"{size:.1f}", f"{size / one:.1f}",
                      f"{1000 * LINK_GB_S * one / size:.0f}", f"{CREATED_PER_S * one / RESULT_FILES:.0f}"])
-    return table(["transfer syntax", "ms an image", "images an hour", "MB a file", "MB/s read", "cores at 10 Gbit/s",
+    return table(["transfer syntax", "ms per image", "images per hour", "MB per file", "MB/s read", "cores at 10 Gbit/s",
                   "cores at 5,000 files/s"], rows)
 
 
@@ -78,7 +78,7 @@ def table_of_archives():
             rows.append([name, f"{millions} million", f"{hours:,.0f}", f"{cores:,}: {hours / cores:.1f} h",
                          f"{rate * size / 1000:.2f}", f"{images * size / 1e6:,.0f}", f"{images * RESULT_MB / 1e6:.1f}",
                          f"{rate * RESULT_FILES:,.0f}", f"{first}, {least:,.1f} h"])
-    return table(["archive", "images", "core hours", "with so many cores", "GB/s read", "TB read", "TB written",
+    return table(["archive", "images", "core hours", "cores: time", "GB/s read", "TB read", "TB written",
                   "files/s made", "first limit of one server, its hours"], rows)
 
 
@@ -123,7 +123,7 @@ def table_of_chunks():
             hours, lost, waited = simulate(chunk, losses, random.Random(1))
             row.append(f"{100 * (hours / ideal - 1):+.1f} % ({100 * lost:.1f}, {100 * waited:.1f})")
         rows.append(row)
-    return table(["images a chunk", "takes", "no losses", "each worker once a day", "each worker once an hour"], rows)
+    return table(["images per chunk", "time", "no losses", "each worker once a day", "each worker once an hour"], rows)
 
 
 def main():

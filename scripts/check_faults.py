@@ -353,7 +353,7 @@ def check_folders(faults, batch):
 
 def check_file_size(faults, batch):
     """Files have a size limit. This needs no rights, and the system also sends a signal."""
-    limit = (resource.RLIMIT_FSIZE, 16384)
+    limit = (resource.RLIMIT_FSIZE, 28672)
     out = batch.folder / "cut"
     done = check_each_image_whole(faults, "file size", batch, batch.run(out, limit=limit), out, "File too large")
     faults.expect("file size, images done", 0, done)

@@ -56,7 +56,7 @@ void put_compression(const DicomTexts& header, DcmItem& object) {
 }  // namespace
 
 std::optional<SegSource> seg_source(const SourceImage& image) {
-    if (!image.dicom_texts) throw Refusal("is no DICOM object, which the results seg and seg-joined need");
+    if (!image.dicom_texts) throw Refusal("is not a DICOM object, which the results seg and seg-joined need");
     if (image.identifiers == Identifiers::kNone) return std::nullopt;
     const DicomTexts& header = *image.dicom_texts;
     (void)required_uid(header, DCM_StudyInstanceUID, "StudyInstanceUID");

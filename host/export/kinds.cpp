@@ -2,6 +2,7 @@
 #include "export/kinds.h"
 
 #include "export/breast_crop.h"
+#include "export/coco_annotations.h"
 #include "export/dicom_seg.h"
 #include "export/label_map.h"
 #include "export/mask_png.h"
@@ -37,6 +38,7 @@ const std::vector<ResultKind>& result_kinds() {
          "pictures for report.html",
          true,
          {{"thumb.jpg", page_thumbnail}, {"picture.jpg", page_picture}, {"layers.js", page_layers}}},
+        {kCocoKind, "COCO annotations, which coco.json joins", false, {{kCocoEnding, coco_annotations}}},
         {"json", "statuses, settings and masks in numbers", true, {{"json", report_json}}},
     };
     return kinds;

@@ -147,7 +147,7 @@ bool is_in_shard(const Input& input, const Shard& shard) {
 FoundInputs find_inputs(const InputQuery& query) {
     FoundInputs found;
     std::vector<ManifestEntry> named;
-    for (const std::string& name : query.inputs) named.push_back({name});
+    for (const std::string& name : query.inputs) named.push_back({.file = name});
     if (!query.manifest.empty()) {
         Manifest listed = read_manifest(query.manifest, query.list_end, query.columns);
         std::ranges::move(listed.entries, std::back_inserter(named));
@@ -155,7 +155,7 @@ FoundInputs find_inputs(const InputQuery& query) {
     }
     const fs::path root = fs::path(query.root).lexically_normal();
     Walk walk(query.out_dir, found);
-    for (const auto& [name, own, refusal] : named) {
+    for (const auto& [name, listed_base, own, refusal] : named) {
         if (const std::size_t nul = name.find('\0'); nul != std::string::npos) {  // no file name holds a NUL byte
             found.inputs.push_back({name.substr(0, nul + 1), {}, "holds a NUL byte: this list needs --null", {}});
             continue;
@@ -165,14 +165,15 @@ FoundInputs find_inputs(const InputQuery& query) {
             continue;
         }
         const fs::path path = fs::path(name).lexically_normal();
-        const bool is_in_root = !root.empty() && is_below(path, root);
+        const fs::path& base = listed_base.empty() ? root : listed_base;
+        const bool is_in_base = !base.empty() && is_below(path, base);
         std::error_code ignored;
         if (!fs::is_directory(path, ignored)) {
-            found.inputs.push_back({name, is_in_root ? root : fs::path(), {}, {}, true, own});
+            found.inputs.push_back({name, is_in_base ? base : fs::path(), {}, {}, true, own});
             continue;
         }
         const std::size_t before = found.inputs.size();
-        if (walk.enter(path, is_in_root ? root : path) && found.inputs.size() == before) {
+        if (walk.enter(path, is_in_base ? base : path) && found.inputs.size() == before) {
             found.inputs.push_back({name, {}, "is a folder in which no image was found", {}});
         }
         for (std::size_t i = before; i < found.inputs.size(); ++i) found.inputs[i].own = own;

@@ -2,7 +2,10 @@
 #include "run/manifest.h"
 
 #include "io/refusal.h"
+#include "run/csv_table.h"
 #include "run/csv_text.h"
+#include "run/listed_place.h"
+#include "run/marks.h"
 
 #include <fmt/core.h>
 
@@ -21,7 +24,6 @@ namespace Norvane::Host {
 namespace {
 
 constexpr const char* kFileColumn = "file";
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // People write noise class and pixel_size for the options.
 constexpr std::pair<const char*, const char*> kOtherNames[] = {{"noise-class", "noise"}};
@@ -61,28 +63,6 @@ Manifest plain_list(std::string_view text, char list_end) {
 
 using Row = std::vector<std::string>;
 
-// Takes a row away from the front: a quoted field may hold separators, line feeds, and quotes in pairs.
-Row take_row(std::string_view& text, char separator) {
-    Row row(1);
-    bool is_quoted = false;
-    std::size_t at = 0;
-    for (; at < text.size() && (is_quoted || text[at] != '\n'); ++at) {
-        const char c = text[at];
-        if (c == '"' && is_quoted && text.substr(at + 1).starts_with('"')) {
-            row.back() += text[++at];
-        } else if (c == '"' && (is_quoted || row.back().empty())) {
-            is_quoted = !is_quoted;
-        } else if (c == separator && !is_quoted) {
-            row.emplace_back();
-        } else {
-            row.back() += c;
-        }
-    }
-    text.remove_prefix(std::min(at + 1, text.size()));
-    if (row.back().ends_with('\r')) row.back().pop_back();
-    return row;
-}
-
 std::string trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \t");
     if (first == std::string_view::npos) return {};
@@ -105,12 +85,29 @@ std::string column_name(std::string_view title) {
 char separator_of(std::string_view header) {
     std::error_code ignored;
     if (std::filesystem::exists(header, ignored)) return '\0';
-    const std::size_t at = header.find_first_of(",;\t");
-    const char separator = at == std::string_view::npos ? ',' : header[at];
-    const Row titles = take_row(header, separator);
+    const char separator = csv_separator_of(header);
+    const Row titles = take_csv_row(header, separator);
     const bool has_file =
         std::ranges::any_of(titles, [](const std::string& title) { return column_name(title) == kFileColumn; });
     return has_file ? separator : '\0';
+}
+
+bool is_used(const std::string& name, const std::vector<std::string>& columns) {
+    return name == kFileColumn || std::ranges::find(columns, name) != columns.end();
+}
+
+// The titles of columns that say nothing to a run, with commas between. Those of a table of marks are no surprise.
+std::string unused_titles(const Row& titles, const std::vector<std::string>& columns) {
+    const bool are_marks =
+        std::ranges::any_of(titles, [](const std::string& title) { return column_name(title) == kMarkColumn; });
+    std::string unused;
+    for (const std::string& title : titles) {
+        const std::string name = column_name(title);
+        const bool is_of_mark = are_marks && (name == kMarkColumn || name == kNoteColumn);
+        if (!is_used(name, columns) && !is_of_mark && !name.empty())
+            unused += (unused.empty() ? "" : ", ") + trimmed(title);
+    }
+    return unused;
 }
 
 // The entry of a row; no file if the row is empty.
@@ -132,17 +129,16 @@ ManifestEntry entry_of(const Row& row, const Row& names) {
 
 Manifest table(std::string_view text, char separator, const std::vector<std::string>& columns) {
     Manifest manifest;
+    const Row titles = take_csv_row(text, separator);
+    const std::string unused = unused_titles(titles, columns);
     Row names;
-    std::string unused;
-    for (const std::string& title : take_row(text, separator)) {
-        std::string name = column_name(title);
-        const bool is_used = name == kFileColumn || std::ranges::find(columns, name) != columns.end();
-        if (!is_used && !name.empty()) unused += (unused.empty() ? "" : ", ") + trimmed(title);
-        names.push_back(is_used ? std::move(name) : std::string());
+    for (const std::string& title : titles) {
+        const std::string name = column_name(title);
+        names.push_back(is_used(name, columns) ? name : std::string());
     }
     std::size_t nameless = 0;
     while (!text.empty()) {
-        const Row row = take_row(text, separator);
+        const Row row = take_csv_row(text, separator);
         const bool is_blank = std::ranges::all_of(row, [](const std::string& cell) { return trimmed(cell).empty(); });
         if (is_blank) continue;
         ManifestEntry entry = entry_of(row, names);
@@ -162,11 +158,15 @@ Manifest table(std::string_view text, char separator, const std::vector<std::str
 
 Manifest read_manifest(const std::string& manifest, char list_end, const std::vector<std::string>& columns) {
     const std::string whole = whole_text_of(manifest);
-    if (list_end != '\n') return plain_list(whole, list_end);
-    std::string_view text = whole;
-    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-    const char separator = separator_of(line_of(text.substr(0, text.find('\n'))));
-    return separator == '\0' ? plain_list(whole, list_end) : table(text, separator, columns);
+    const std::string_view text = without_byte_order_mark(whole);
+    const char separator = list_end == '\n' ? separator_of(line_of(text.substr(0, text.find('\n')))) : '\0';
+    Manifest listed = separator == '\0' ? plain_list(whole, list_end) : table(text, separator, columns);
+    for (ManifestEntry& entry : listed.entries) {
+        ListedPlace place = place_of_listed(entry.file);
+        entry.file = std::move(place.file);
+        entry.base = std::move(place.base);
+    }
+    return listed;
 }
 
 }  // namespace Norvane::Host

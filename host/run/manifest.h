@@ -4,6 +4,7 @@
 
 #include "run/option_table.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@ namespace Norvane::Host {
 
 struct ManifestEntry {
     std::string file;
+    std::filesystem::path base{};  ///< a name BASE/./REST has this base; empty without the mark
     GivenOptions own{};     ///< what the table says of this image; not checked
     std::string refusal{};  ///< why it cannot be used; else empty
 };

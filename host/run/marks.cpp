@@ -2,7 +2,8 @@
 #include "run/marks.h"
 
 #include "io/refusal.h"
-#include "run/csv_row.h"
+#include "run/csv_table.h"
+#include "run/csv_text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,8 +15,6 @@
 
 namespace Norvane::Host {
 namespace {
-
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 using Row = std::vector<std::string>;
 
@@ -37,13 +36,10 @@ std::string field_of(const Row& row, const Row& names, const char* name) {
 
 std::vector<Mark> read_marks(const std::filesystem::path& table) {
     const std::string whole = text_of(table);
-    std::string_view text = whole;
-    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-    const std::string_view header = text.substr(0, text.find('\n'));
-    const std::size_t at = header.find_first_of(",;\t");
-    const char separator = at == std::string_view::npos ? ',' : header[at];
+    std::string_view text = without_byte_order_mark(whole);
+    const char separator = csv_separator_of(text.substr(0, text.find('\n')));
     const Row names = take_csv_row(text, separator);
-    for (const char* name : {"file", "mark"}) {
+    for (const char* name : {"file", kMarkColumn}) {
         if (std::ranges::find(names, name) == names.end()) {
             throw Refusal(std::string("has no column ") + name + ": marks are exported by report.html");
         }
@@ -51,7 +47,8 @@ std::vector<Mark> read_marks(const std::filesystem::path& table) {
     std::vector<Mark> marks;
     while (!text.empty()) {
         const Row row = take_csv_row(text, separator);
-        Mark mark{field_of(row, names, "file"), field_of(row, names, "mark"), field_of(row, names, "note")};
+        Mark mark{field_of(row, names, "file"), field_of(row, names, kMarkColumn),
+                  without_formula_mark(field_of(row, names, kNoteColumn))};
         if (!mark.file.empty()) marks.push_back(std::move(mark));
     }
     return marks;

@@ -8,6 +8,9 @@
 
 namespace Norvane::Host {
 
+inline constexpr const char* kMarkColumn = "mark";
+inline constexpr const char* kNoteColumn = "note";
+
 struct Mark {
     std::string file;  ///< as the run named it
     std::string mark;  ///< "good", "bad" or "unsure"; empty if there is only a note

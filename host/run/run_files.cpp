@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/run_files.h"
 
+#include "export/coco_annotations.h"
+#include "run/coco_data_set.h"
+#include "run/earlier_records.h"
+#include "run/listed_place.h"
 #include "run/named_file.h"
 #include "run/output_set.h"
 #include "run/page/report_page.h"
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <exception>
 #include <set>
 
@@ -15,17 +20,19 @@ namespace {
 
 constexpr const char* kPageName = "report.html";
 
-std::string csv_of(const std::vector<ImageRecord>& records) {
+std::string csv_of(const std::vector<ImageRecord>& records, const ResultFolder&) {
     std::string text = csv_header() + "\n";
     for (const ImageRecord& record : records) text += csv_row(record) + "\n";
     return text;
 }
 
-std::string ndjson_of(const std::vector<ImageRecord>& records) {
+std::string ndjson_of(const std::vector<ImageRecord>& records, const ResultFolder&) {
     std::string text;
     for (const ImageRecord& record : records) text += json_line(record) + "\n";
     return text;
 }
+
+std::string page_of(const std::vector<ImageRecord>& records, const ResultFolder&) { return report_page(records); }
 
 // Whether the name can be read back from the list unchanged.
 bool can_be_listed(const std::string& name, char list_end) {
@@ -40,7 +47,7 @@ std::string failed_of(const std::vector<ImageRecord>& records, char list_end, st
         if (record.refusal.empty()) continue;
         if (!listed.insert(record.file).second) continue;  // another frame of it was refused
         if (can_be_listed(record.file, list_end)) {
-            text += record.file + list_end;
+            text += listed_with_place(record.file, record.name) + list_end;
         } else {
             failures.push_back(record.file +
                                " is left out of the list of failures, which cannot hold such a name without --null");
@@ -52,7 +59,7 @@ std::string failed_of(const std::vector<ImageRecord>& records, char list_end, st
 void write_file(const RunFile& file, const std::vector<ImageRecord>& records, const ResultFolder& results,
                 const RunFolder& run) {
     OutputSet output(run, results);
-    output.add(file.name, file.text_of(records));
+    output.add(file.name, file.text_of(records, results));
     output.commit([&](const std::string& name, std::uintmax_t) {
         return is_of_this_program(file, results.read(name, file.beginning.size()).value_or(""));
     });
@@ -75,14 +82,15 @@ std::string page_name_of(const RunOptions& options) {
 }
 
 std::vector<RunFile> run_files_of(const RunOptions& options) {
-    std::string table = "summary";
-    if (const auto& shard = options.shard) {
-        table += fmt::format(".{}-of-{}", shard->number, shard->count);
-    }
-    std::vector<RunFile> files = {{table + ".csv", "file,name,refusal,", false, csv_of},
-                                  {table + ".ndjson", "{\"file\":", true, ndjson_of}};
+    std::string part;
+    if (const auto& shard = options.shard) part = fmt::format(".{}-of-{}", shard->number, shard->count);
+    std::vector<RunFile> files = {{"summary" + part + ".csv", "file,name,refusal,", false, csv_of},
+                                  {"summary" + part + ".ndjson", "{\"file\":", true, ndjson_of}};
     if (const std::string page = page_name_of(options); !page.empty()) {
-        files.push_back({page, kPageBeginning, false, report_page});
+        files.push_back({page, kPageBeginning, false, page_of});
+    }
+    if (std::ranges::find(options.results, kCocoKind) != options.results.end()) {
+        files.push_back({"coco" + part + ".json", kCocoBeginning, false, coco_data_set});
     }
     return files;
 }
@@ -90,9 +98,11 @@ std::vector<RunFile> run_files_of(const RunOptions& options) {
 std::vector<std::string> write_run_files(const RunOptions& options, const std::vector<ImageRecord>& records,
                                          const ResultFolder& results, const RunFolder& run) {
     std::vector<std::string> failures;
+    std::vector<ImageRecord> all = records;
+    attempt(failures, "the run", [&] { all = with_earlier_records(options, records, results); });
     for (const RunFile& file : run_files_of(options)) {
         const char* what = file.name == kPageName ? "the page of the run" : "the run";
-        attempt(failures, what, [&] { write_file(file, records, results, run); });
+        attempt(failures, what, [&] { write_file(file, all, results, run); });
     }
     if (!options.fail_list.empty()) {
         attempt(failures, "the run",

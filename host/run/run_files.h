@@ -18,11 +18,11 @@ struct RunFile {
     std::string name;
     std::string beginning;  ///< how the text begins; by it a run recognises the file of an earlier run
     bool may_be_empty;
-    std::string (*text_of)(const std::vector<ImageRecord>& records);
+    std::string (*text_of)(const std::vector<ImageRecord>& records, const ResultFolder& results);
 };
 
-/// summary.csv, summary.ndjson and report.html. The tables of part K of N are called summary.K-of-N.*. A part has no
-/// page; a later run with --resume over all images makes it.
+/// summary.csv, summary.ndjson, report.html, and coco.json if it is asked for. The tables of part K of N are called
+/// summary.K-of-N.*. A part has no page; a later run with --resume over all images makes it.
 [[nodiscard]] std::vector<RunFile> run_files_of(const RunOptions& options);
 
 /// "report.html", or nothing if the run makes no page.
@@ -33,8 +33,9 @@ struct RunFile {
     return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());
 }
 
-/// Writes these files and, if one is wanted, the list of failures. Returns a sentence for each file that could not be
-/// written and for each name that the list cannot hold.
+/// Writes these files, about this run and about what earlier ones left there, and, if one is wanted, the list of what
+/// failed in this run. Returns a sentence for each file that could not be written and for each name that the list cannot
+/// hold.
 [[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const ResultFolder& results, const RunFolder& run);

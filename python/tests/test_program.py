@@ -45,7 +45,7 @@ def archive(tmp_path_factory):
 
 def test_marks_are_read_as_the_page_exports_them(tmp_path):
     (tmp_path / "marks.csv").write_text('file,mark,note\n"a, b.png",bad,"too ""low"""\n./-c.png,,\'=1\n')
-    assert norvane.read_marks(tmp_path / "marks.csv") == [("a, b.png", "bad", 'too "low"'), ("./-c.png", "", "'=1")]
+    assert norvane.read_marks(tmp_path / "marks.csv") == [("a, b.png", "bad", 'too "low"'), ("./-c.png", "", "=1")]
     with pytest.raises(norvane.Refusal, match="no column mark"):
         (tmp_path / "list").write_text("file\na.png\n")
         norvane.read_marks(tmp_path / "list")

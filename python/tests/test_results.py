@@ -7,7 +7,9 @@ import pathlib
 import subprocess
 
 import jsonschema
+import numpy as np
 import pytest
+from PIL import Image
 
 import images
 import norvane
@@ -88,6 +90,44 @@ def test_the_patient_is_named_on_request(tmp_path):
         out = tmp_path / "".join(options or ["plain"])
         subprocess.run([PROGRAM, "masks", tmp_path / "film.dcm", "--out-dir", out, "--results", "json,page", *options],
                        check=True)
+        tells = {".json", ".csv", ".ndjson", ".html", ".done"} if is_there else set()
         for file in out.iterdir():
-            assert (b"P17" in file.read_bytes()) == (is_there and file.suffix in {".json", ".csv", ".ndjson", ".html",
-                                                                                 ".done"}), (file, options)
+            assert (b"P17" in file.read_bytes()) == (file.suffix in tells), (file, options)
+
+
+def pixels_of(segmentation):
+    """The text of run lengths, as its description has it: digits of 5 bits, differences from the last but one."""
+    counts, at, text = [], 0, segmentation["counts"].encode()
+    while at < len(text):
+        number, shift, has_more = 0, 0, True
+        while has_more:
+            digit = text[at] - 48
+            number |= (digit & 31) << shift
+            shift, has_more, at = shift + 5, bool(digit & 32), at + 1
+        if digit & 16:
+            number -= 1 << shift
+        counts.append(number + (counts[-2] if len(counts) > 2 else 0))
+    bits = np.repeat(np.arange(len(counts)) % 2, counts)
+    return bits.reshape(segmentation["size"], order="F").astype(bool)
+
+
+def test_the_coco_data_set_holds_the_labels_of_all_runs(archive, tmp_path):
+    for name in ("mlo", "cc"):
+        subprocess.run([PROGRAM, "masks", archive / f"{name}.png", "--out-dir", tmp_path, "--view", name,
+                        "--pixel-size", "220", "--results", "labels,coco"], check=True)
+    data = json.loads((tmp_path / "coco.json").read_text())
+    categories = {category["id"]: category["name"] for category in data["categories"]}
+    assert categories == {1: "breast", 2: "pectoral muscle"}
+    files = {image["id"]: pathlib.Path(image["file_name"]).stem for image in data["images"]}
+    assert sorted(files.values()) == ["cc", "mlo"]
+    shown = [(files[one["image_id"]], one["category_id"]) for one in data["annotations"]]
+    assert sorted(shown) == [("cc", 1), ("mlo", 1), ("mlo", 2)]
+    assert len({one["id"] for one in data["annotations"]}) == 3
+    for one in data["annotations"]:
+        mask = pixels_of(one["segmentation"])
+        labels = np.asarray(Image.open(tmp_path / f"{files[one['image_id']]}.labels.png"))
+        assert np.array_equal(mask, labels == one["category_id"])
+        rows, columns = np.nonzero(mask)
+        left, top = columns.min(), rows.min()
+        assert one["bbox"] == [left, top, columns.max() + 1 - left, rows.max() + 1 - top]
+        assert one["area"] == mask.sum()

@@ -28,7 +28,7 @@ offers 'help info masks phantom score version' ''
 offers masks help m
 offers '--help --version' --
 offers '--csv --help --marks --masks --pixel-size --truth-values' score --
-offers '--no-contour --no-page' masks --no-
+offers '--no-contour --no-identifiers --no-page' masks --no-
 offers 'exam one exam.png' masks ex
 offers exam.png masks --fast exam.png exam.
 offers exam.png masks --manifest exam.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "phantom/phantom.h"
+#include "export/source_masks.h"
 #include "export/write_png.h"
 #include "io/number_text.h"
 #include "io/printable.h"
@@ -9,10 +10,13 @@
 #include "run/named_file.h"
 #include "verbs/verb.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <ostream>
 #include <utility>
+#include <vector>
 
 namespace Norvane::Host {
 namespace {
@@ -65,7 +69,7 @@ OptionTable<PhantomOptions> phantom_options() {
     constexpr std::pair kPixels{64.0, 8192.0};
     return {{{.name = "labels",
               .value = "FILE",
-              .help = "PNG file for the truth: 0 frame, 64 background, 128 breast, 255 pectoral muscle"},
+              .help = "PNG file for the truth, as norvane score reads it: 1 breast, 2 pectoral muscle"},
              [](PhantomOptions& options, const std::string& text) { options.labels_file = text; }},
             choice("side", kSideWords, &PhantomSettings::side, "Border of the chest wall"),
             choice("view", kViewWords, &PhantomSettings::view, "mlo shows the pectoral muscle, cc does not"),
@@ -88,13 +92,22 @@ std::string encode_pixels(const Phantom& phantom) {
                       settings.height);
 }
 
+// The values of the label images that are made of masks.
+std::vector<std::uint8_t> truth_of(const Phantom& phantom) {
+    std::vector<std::uint8_t> truth(phantom.labels.size(), kLabelNothing);
+    std::ranges::transform(phantom.labels, truth.begin(), [](std::uint8_t shown) {
+        return shown == kLabelPectoral ? kLabelMuscle : shown == kLabelBreast ? kLabelTissue : kLabelNothing;
+    });
+    return truth;
+}
+
 int draw(const PhantomOptions& options, std::ostream& out, std::ostream& err) {
     const Phantom phantom = draw_phantom(options.settings);
     try {
         write_named_file(options.file, encode_pixels(phantom));
         if (!options.labels_file.empty()) {
             write_named_file(options.labels_file,
-                             encode_png(phantom.labels, phantom.settings.width, phantom.settings.height));
+                             encode_png(truth_of(phantom), phantom.settings.width, phantom.settings.height));
         }
     } catch (const Refusal& refusal) {
         complain(err, options.file + " " + refusal.what());

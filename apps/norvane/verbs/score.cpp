@@ -14,7 +14,7 @@
 #include "score/score_measures.h"
 #include "verbs/verb.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
@@ -23,6 +23,7 @@
 #include <map>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -178,6 +179,15 @@ SourceImage read_labels(const std::string& file) {
     return labels;
 }
 
+// A truth in which nothing is breast was drawn with other values.
+void require_breast(const SourceImage& labels, const TruthValues& values) {
+    std::set<std::uint16_t> found(labels.samples.begin(), labels.samples.end());
+    const auto is_found = [&found](std::uint8_t value) { return found.contains(value); };
+    if (values.breast.empty() || std::ranges::any_of(values.breast, is_found)) return;
+    throw Refusal(fmt::format("holds no pixel of the breast, of the values {}; its values are {}: give --truth-values",
+                              fmt::join(values.breast, "+"), fmt::join(found, ", ")));
+}
+
 LabelPixels region_of(const SourceImage& labels, const TruthValues& values, bool takes_breast) {
     std::uint8_t is_inside[256] = {};
     for (const std::uint8_t value : values.pectoral) is_inside[value] = 1;
@@ -237,6 +247,7 @@ void score_truth(const Truth& truth, const ScoreOptions& options, const MarksByF
     if (drawn.width != made.width || drawn.height != made.height) {
         throw Refusal("has " + size_text(drawn) + ", but its masks have " + size_text(made));
     }
+    require_breast(drawn, options.values);
     const double pixel_size_um = pixel_size_for(stem, options);
     const std::string mark = mark_of(stem, marks);
     for (const ScoredRegion& region : kScoredRegions) {

@@ -164,8 +164,8 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
     const auto skin_line = [](unsigned columns, unsigned level) {
         return [=](unsigned x, unsigned) { return x < 90 + columns ? level : 40U; };
     };
-    const auto dots = [](unsigned level) {
-        return [level](unsigned x, unsigned y) { return x % 20 || y % 20 ? 0U : level; };
+    const auto thin_lines = [](unsigned level) {
+        return [level](unsigned x, unsigned y) { return x % 20 == 0 && y % 20 < 15 ? level : 0U; };
     };
     const auto fading_to_black = [](unsigned x, unsigned) { return x < 130 ? 20 * (130 - x) : 0U; };
     const struct {
@@ -181,9 +181,9 @@ TEST(ChooseNoise, BlackAndFlatOrUneven) {
                  {"flat but not as dark as that", 0, with_a_black_pixel(65), BG_AUTO_COARSE},
                  {"3.6 % dim", 0, skin_line(4, 2600), BG_MG},
                  {"4.5 % dim", 0, skin_line(5, 2600), BG_AUTO_COARSE},
-                 {"not dim", 0, skin_line(9, 2601), BG_MG},
-                 {"a deviation of 63.9", 0, dots(1280), BG_MG},
-                 {"a deviation of 64.1", 0, dots(1283), BG_AUTO_COARSE}};
+                 {"not dim", 0, skin_line(5, 2601), BG_MG},
+                 {"a deviation of 63.8", 0, thin_lines(336), BG_MG},
+                 {"a deviation of 64.03", 0, thin_lines(337), BG_AUTO_COARSE}};
     for (const auto& row : table) {
         const auto choice = Host::choose_noise(*picture(row.frame, row.background), SIDE_CHEST_LEFT);
         EXPECT_EQ(row.expected, choice.value) << row.why << ": " << choice.from;

@@ -110,7 +110,7 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
                                 {"gone", "does not exist"},
                                 {"", "is a folder in which no image was found"}};
         EXPECT_EQ(expected, outcomes_of(read_bytes(folder.path("in/out/summary.ndjson"))));
-        EXPECT_EQ(folder.path("in/b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
+        EXPECT_EQ(folder.path("in/./b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
                       folder.path("in/zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
                   read_bytes(fails));
         std::vector<std::string> complaints = lines_of(batch.err);
@@ -132,52 +132,29 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     EXPECT_EQ(std::ranges::count(table[0], ','), std::ranges::count(table[6], ','));
 }
 
-// A phantom on each of two pages.
-std::string two_pages(const TemporaryFolder& folder) {
-    const Host::Phantom phantom = Host::draw_phantom({375, 500, 220.0, SIDE_CHEST_LEFT, VIEW_PECT});
-    const std::string file = folder.path("pages.tif");
-    TIFF* tiff = TIFFOpen(file.c_str(), "w");
-    for (int page = 0; page < 2; ++page) {
-        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, phantom.settings.width);
-        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, phantom.settings.height);
-        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 16);
-        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-        for (unsigned y = 0; y < phantom.settings.height; ++y) {
-            std::vector<std::uint16_t> row(phantom.pixels.begin() + y * phantom.settings.width,
-                                           phantom.pixels.begin() + (y + 1) * phantom.settings.width);
-            TIFFWriteScanline(tiff, row.data(), y, 0);
-        }
-        TIFFWriteDirectory(tiff);
-    }
-    TIFFClose(tiff);
-    return file;
-}
-
-TEST(Batch, ATableSaysWhatHoldsForEachImageAndFrame) {
+// The list of failures leads a second run to the places of the first; its tables speak of the results of both, and of
+// those of a third run, with the identifiers that this one reads.
+TEST(Batch, ALaterRunJoinsWhatLiesInTheFolder) {
     const TemporaryFolder folder;
-    const std::string a = draw(folder, "a, \"1\".png"), b = draw(folder, "b.png"), pages = two_pages(folder);
-    const std::string quoted = "\"" + folder.path("a, \"\"1\"\".png") + "\"";
-    const auto made = [&](const std::string& rows, const Arguments& more = {}) {
-        const std::string table = folder.write("list.csv", "\xEF\xBB\xBFNote;File;View;Pixel size;frame\r\n" + rows);
-        const ProgramRun ran = run(masks_of({}, folder.path("out"), joined({"--resume", "--manifest", table}, more)));
-        EXPECT_THAT(ran.err, HasSubstr("list.csv has columns that are not used: Note\n"));
-        std::vector<std::string> found;
-        for (const std::string& line : lines_of(read_bytes(folder.path("out/summary.ndjson")))) {
-            const Host::ImageRecord record = *Host::record_of(line);
-            found.push_back(record.name + (record.is_kept ? " kept " : " ") + record.view + record.refusal);
-        }
-        return found;
-    };
-    const std::string others = "\n;" + pages + ";;;all\n;" + b + ";cc;0.22;\n\"\n\";" + b + ";cc;220;;\n";
-    EXPECT_THAT(made("x;" + quoted + ";CC;220;" + others),
-                ElementsAre("a, \"1\" cc", "pages.frame1 mlo", "pages.frame2 mlo",
-                            StartsWith(" cannot be made as the manifest says, pixel-size: 0.22 is no pixel size in "
-                                       "micrometres; were millimetres meant?"),
-                            StartsWith(" has more cells in the manifest than the header")));
-    EXPECT_THAT(made("x;" + quoted + ";;220;\n;" + pages + ";;;2\n;" + pages + ";;;1\n;" + b),
-                ElementsAre("a, \"1\" mlo", "pages.frame2 kept mlo", "pages.frame1 kept mlo", "b mlo"));
-    EXPECT_THAT(made(";" + b + "\n;" + pages, {"--frame", "all"}),
-                ElementsAre("b mlo", "pages.frame1 mlo", "pages.frame2 mlo"));
+    draw(folder, "in/a/one.png");
+    draw(folder, "in/b/c/two.png");
+    const std::string good = read_bytes(folder.path("in/b/c/two.png"));
+    folder.write("in/b/c/two.png", good.substr(0, 700));
+    folder.write("in/b/bad.png", "");
+    const std::string out = folder.path("out"), fails = folder.path("fails");
+    EXPECT_EQ(1, run(masks_of({folder.path("in")}, out, {"--fail-list", fails})).code);
+    folder.write("in/b/c/two.png", good);
+    EXPECT_EQ(1, run(masks_of({}, out, {"--manifest", fails})).code);
+    const Outcomes expected{{"b/bad", "is empty"}, {"b/c/two", "done"}, {"a/one", "kept"}};
+    EXPECT_EQ(expected, outcomes_of(read_bytes(out + "/summary.ndjson")));
+    EXPECT_THAT(read_bytes(out + "/report.html"), HasSubstr("3 images: 1 refused"));
+    EXPECT_THAT(folder.names("out/b/c"), ElementsAre("two.done", "two.json"));
+
+    fs::remove(out + "/a/one.done");
+    fs::remove(folder.path("in/b/bad.png"));
+    draw(folder, "new.png");
+    EXPECT_EQ(0, run(masks_of({folder.path("new.png")}, out)).code);
+    EXPECT_EQ((Outcomes{{"new", "done"}, {"b/c/two", "kept"}}), outcomes_of(read_bytes(out + "/summary.ndjson")));
 }
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {

@@ -112,7 +112,7 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
     const auto score = [&](const Arguments& arguments) {
         return run(joined({"score", "--masks", results}, arguments));
     };
-    const ProgramRun good = score({folder.path("truth"), "--truth-values", "breast=128,pectoral=255"});
+    const ProgramRun good = score({folder.path("truth")});
     EXPECT_EQ(0, good.code) << good.err;
     EXPECT_THAT(good.out, StartsWith("breast: 1 images, Dice 0.99"));
     EXPECT_THAT(good.out, HasSubstr("\npectoral: 1 images, Dice 0.9"));
@@ -140,6 +140,10 @@ TEST(Score, MasksOfPhantomsAgainstTheirTruth) {
                   " is not an 8-bit label image\nnorvane: " + other + " has no masks to compare with: " + results +
                   "/other.labels.png does not exist\nnorvane: " + folder.path("gone") + " does not exist\n",
               mixed.err);
+
+    const ProgramRun other_values = score({truth, "--truth-values", "breast=128+3"});
+    EXPECT_THAT(other_values.err, HasSubstr("exam.labels.png holds no pixel of the breast, of the values 128+3; its "
+                                            "values are 0, 1, 2: give --truth-values"));
 
     std::filesystem::remove(results + "/exam.done");
     EXPECT_THAT(score({truth}).err, HasSubstr("has masks whose pixel size is not known"));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/csv_row.h"
+#include "run/csv_table.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -25,6 +25,16 @@ std::vector<std::string> take_csv_row(std::string_view& text, char separator) {
     text.remove_prefix(std::min(at + 1, text.size()));
     if (row.back().ends_with('\r')) row.back().pop_back();
     return row;
+}
+
+char csv_separator_of(std::string_view header) {
+    const std::size_t at = header.find_first_of(",;\t");
+    return at == std::string_view::npos ? ',' : header[at];
+}
+
+std::string_view without_byte_order_mark(std::string_view text) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    return text.starts_with(kMark) ? text.substr(kMark.size()) : text;
 }
 
 }  // namespace Norvane::Host

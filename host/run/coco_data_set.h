@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+/// The COCO data set of a folder of results.
+#pragma once
+
+#include "run/image_record.h"
+#include "run/result_folder.h"
+
+#include <string>
+#include <vector>
+
+namespace Norvane::Host {
+
+inline constexpr const char* kCocoBeginning = "{\"info\":{\"description\":\"Masks of norvane\"";
+
+/// Joins what the kind `coco` wrote for the images; images without it are left out.
+[[nodiscard]] std::string coco_data_set(const std::vector<ImageRecord>& records, const ResultFolder& results);
+
+}  // namespace Norvane::Host
