@@ -209,6 +209,16 @@ def _muscle_choice(muscle: str) -> bool:
     return muscle == "refined"
 
 
+def _source_of(
+    image: Union[PathLike, NDArray[Any], Source], used_bits: Optional[int], read_as: Tuple[Any, ...]
+) -> Tuple[_norvane.Source, str]:
+    """The source and its name; read_as are the arguments of _read() for a file."""
+    if isinstance(image, np.ndarray):
+        return _norvane.source_of(image, used_bits), "array"
+    found = image if isinstance(image, Source) else _read(image, *read_as)
+    return found._source, found.file
+
+
 def analyse(
     image: Union[PathLike, NDArray[Any], Source],
     *,
@@ -285,9 +295,7 @@ def analyse(
         "image_memory": image_memory,
     }
     _norvane.check_options(options)
-    if IMAGE_SIDE.SIDE_UNDEFINED in (options["side"], options["default_side"]) or (
-        IMAGE_VIEW.VIEW_UNDEFINED in (options["view"], options["default_view"])
-    ):
+    if any(options[name] == -1 for name in ("side", "view", "default_side", "default_view")):  # SIDE_UNDEFINED
         raise ValueError("side and view: expected None if they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected only with an array; a file says it itself")
@@ -296,16 +304,9 @@ def analyse(
     if (patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
         raise ValueError("patient_id and no_identifiers: expected a file with them")
     try:
-        if isinstance(image, np.ndarray):
-            source, file = _norvane.source_of(image, used_bits), "array"
-        elif isinstance(image, Source):
-            source, file = image._source, image.file
-        else:
-            is_size_given = pixel_size is not None or default_pixel_size is not None
-            found = _read(
-                image, frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers
-            )
-            source, file = found._source, found.file
+        is_size_given = pixel_size is not None or default_pixel_size is not None
+        read_as = (frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers)
+        source, file = _source_of(image, used_bits, read_as)
         return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
     except Refusal as refusal:
         return Analysis(None, str(refusal))
