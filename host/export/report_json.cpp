@@ -7,6 +7,7 @@
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
 #include "findings/areas.h"
+#include "findings/named_masks.h"
 #include "findings/status_text.h"
 
 #include <nlohmann/json.hpp>
@@ -103,30 +104,21 @@ const JsonFields<MaskOnGrid>& mask_fields() {
          [](const auto& mask) { return rows_json(mask.region); }}};
     return fields;
 }
-Json mask_json(const Findings& findings, const Region& region, const Masking::MASK_STATUS* status) {
+Json mask_json(const Findings& findings, const NamedMask& named) {
     const Image& image = findings.working_image();
-    const MaskOnGrid mask{region, status, static_cast<double>(image.GetPixelSize()),
+    const Region& region = named.region_of(findings.masks);
+    const MaskOnGrid mask{region, named.status_of != nullptr ? named.status_of(findings.masks) : nullptr,
+                          static_cast<double>(image.GetPixelSize()),
                           region.bitmap(image.GetWidth(), image.GetHeight())};
     return object_of(mask_fields(), mask);
 }
-Json mask_json(const Findings& findings, const FoundMask& mask) {
-    return mask_json(findings, mask.region, &mask.status);
-}
 
-const JsonFields<Findings>& masks_fields() {
-    static const Json kMask = type_defined("mask");
-    static const JsonFields<Findings> fields = {
-        {"frame", kMask, "The exposed field", [](const auto& f) { return mask_json(f, f.masks.frame); }},
-        {"breast", kMask, "The breast, which the muscle may overlap",
-         [](const auto& f) { return mask_json(f, f.masks.breast); }},
-        {"pectoral", kMask, "The pectoral muscle", [](const auto& f) { return mask_json(f, f.masks.pectoral); }},
-        {"full", kMask, "Breast and upper muscle", [](const auto& f) { return mask_json(f, f.masks.full); }},
-        {"refined_pectoral", kMask, "The pectoral muscle with a border that follows the image; empty without a muscle",
-         [](const auto& f) { return mask_json(f, f.masks.refined.region, nullptr); }},
-        {"refined_full", kMask, "Breast and refined muscle",
-         [](const auto& f) { return mask_json(f, f.masks.refined_full, nullptr); }},
-        {"outer", kMask, "What the outer contour encloses",
-         [](const auto& f) { return mask_json(f, f.masks.outer, nullptr); }}};
+JsonFields<Findings> masks_fields() {
+    JsonFields<Findings> fields;
+    for (const NamedMask& mask : kNamedMasks) {
+        fields.push_back(
+            {mask.name, type_defined("mask"), mask.meaning, [mask](const Findings& f) { return mask_json(f, mask); }});
+    }
     return fields;
 }
 

@@ -145,8 +145,8 @@ class Analysis:
 
     @property
     def masks(self) -> Dict[str, Mask]:
-        """The masks by name: frame, full, outer, breast, pectoral, refined_pectoral. Empty if the image was
-        refused."""
+        """The masks by name: frame, breast, pectoral, full, refined_pectoral, refined_full, outer. Empty if the image
+        was refused."""
         if self._masks is None:
             self._masks = {} if self._made is None else self._made.masks
         return self._masks
@@ -264,7 +264,8 @@ def analyse(
         Default: what the file says, otherwise "auto".
     padding: grey values (low, high) of the background; implies the class BG_GIVEN_LEVEL.
     inverted: tissue is dark on a bright background, whatever the file says.
-    muscle: "exact" or "refined", the border of the pectoral muscle in labels, areas and the masks full and pectoral.
+    muscle: "exact" or "refined", the border of the pectoral muscle in labels, areas and pictures. The masks by name
+        hold both.
     fast: use the fast search for the contour; results differ.
     contour: include 720 outline points.
     used_bits: number of used bits of an array.
@@ -299,10 +300,8 @@ def analyse(
         raise ValueError("side and view: expected None if they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected only with an array; a file says it itself")
-    if frame is not None and isinstance(image, (np.ndarray, Source)):
-        raise ValueError("frame: expected a file with it")
-    if (patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
-        raise ValueError("patient_id and no_identifiers: expected a file with them")
+    if (frame is not None or patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
+        raise ValueError("frame, patient_id and no_identifiers: expected a file with them")
     try:
         is_size_given = pixel_size is not None or default_pixel_size is not None
         read_as = (frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers)

@@ -7,6 +7,7 @@
 #include "export/source_masks.h"
 #include "findings/areas.h"
 #include "findings/findings.h"
+#include "findings/named_masks.h"
 #include "grid_mask.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
@@ -193,20 +194,18 @@ SharedFindings analyse(const SharedSource& source, const std::string& file, cons
 py::dict masks_of(const Host::Findings& findings) {
     const Image& image = findings.working_image();
     py::dict masks;
-    for (const Host::MaskLayer& layer : Host::kAllMaskLayers) {
-        masks[layer.key] = make_grid_mask(layer.region_of(findings.masks).with_pixel_size(image.GetPixelSize()),
+    for (const Host::NamedMask& mask : Host::kNamedMasks) {
+        masks[mask.name] = make_grid_mask(mask.region_of(findings.masks).with_pixel_size(image.GetPixelSize()),
                                           image.GetWidth(), image.GetHeight());
     }
     return masks;
 }
 
 py::dict statuses_of(const Host::Findings& findings) {
-    const Host::FoundMasks& masks = findings.masks;
     py::dict statuses;
-    statuses["frame"] = static_cast<int>(masks.frame.status);
-    statuses["breast"] = static_cast<int>(masks.breast.status);
-    statuses["pectoral"] = static_cast<int>(masks.pectoral.status);
-    statuses["full"] = static_cast<int>(masks.full.status);
+    for (const Host::NamedMask& mask : Host::kNamedMasks) {
+        if (mask.status_of != nullptr) statuses[mask.name] = static_cast<int>(*mask.status_of(findings.masks));
+    }
     return statuses;
 }
 
@@ -232,9 +231,9 @@ std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
 }
 
 py::array source_mask(const Host::Findings& findings, const std::string& name) {
-    const Host::MaskLayer* layer = layer_named(name);
-    if (layer == nullptr) throw py::key_error(name);
-    return array_of(layer->region_of(findings.masks), Host::placement_of(findings),
+    const auto* const mask = std::ranges::find(Host::kNamedMasks, name, &Host::NamedMask::name);
+    if (mask == Host::kNamedMasks.end()) throw py::key_error(name);
+    return array_of(mask->region_of(findings.masks), Host::placement_of(findings),
                     {findings.source.height, findings.source.width});
 }
 

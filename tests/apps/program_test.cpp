@@ -108,7 +108,7 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     const std::string changing =
         "--side=left --view=cc --pixel-size=70 --frame=2 --default-side=right --default-view=mlo "
         "--default-pixel-size=80 --any-modality=true --crop=none --noise=given-level "
-        "--padding=0:7 --invert=true --fast=true --contour=false --patient-id=false "
+        "--padding=0:7 --invert=true --muscle=refined --fast=true --contour=false --patient-id=false "
         "--no-identifiers=true ";
     const std::string others =
         "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
