@@ -34,8 +34,8 @@ struct RunFile {
 }
 
 /// Writes these files, about this run and about what earlier ones left there, and, if one is wanted, the list of what
-/// failed in this run. Returns a sentence for each file that could not be written and for each name that the list cannot
-/// hold.
+/// failed in this run. Returns a sentence for each file that could not be written and for each name that the list
+/// cannot hold.
 [[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
                                                        const std::vector<ImageRecord>& records,
                                                        const ResultFolder& results, const RunFolder& run);
