@@ -54,7 +54,8 @@ public:
     /// The number of bytes that read_rgb() needs: a row, or all rows if the file holds them in several passes.
     [[nodiscard]] std::uint64_t rgb_bytes() const {
         const bool is_interlaced = png_get_interlace_type(png, info) != PNG_INTERLACE_NONE;
-        return is_rgb() ? std::uint64_t{width} * kColourChannels * (bits / 8) * (is_interlaced ? height : 1) : 0;
+        if (!is_rgb()) return 0;
+        return std::uint64_t{width} * kColourChannels * (bits / 8) * (is_interlaced ? height : 1);
     }
 
     /// Fills `samples`. If the channels differ, sets `is_colour` and does not read the rest.
