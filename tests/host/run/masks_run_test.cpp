@@ -122,9 +122,8 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
     EXPECT_EQ(
         "file,name,refusal,kept,status,breast_status,pectoral_status,format,width,height,side,side_reason,laterality,"
         "laterality_reason,view,view_reason,noise,noise_reason,pixel_size_um,pixel_size_reason,breast_mm2,muscle_mm2,"
-        "breast_with_muscle_mm2,outline_contrast,breast_doubt,muscle_doubt,flags,warnings,sop_instance_uid,series_"
-        "instance_uid,"
-        "study_instance_uid,patient_id,seconds_reading,seconds_analysis,seconds_writing",
+        "breast_with_muscle_mm2,outline_contrast,breast_doubt,muscle_doubt,flags,warnings,sop_instance_uid,"
+        "series_instance_uid,study_instance_uid,patient_id,seconds_reading,seconds_analysis,seconds_writing",
         table[0]);
     EXPECT_THAT(table[5], StartsWith(std::string("\"") + folder.path("in/c, \"\"d\"\".png") +
                                      "\",\"c, \"\"d\"\"\",,0,0,0,0,PNG,375,500,"));
