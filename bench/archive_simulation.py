@@ -58,9 +58,8 @@ def table_of_a_core():
         one = seconds_of(reading)
         rows.append([name, f"{1000 * one:.0f}", f"{3600 / one:,.0f}", f"{size:.1f}", f"{size / one:.1f}",
                      f"{1000 * LINK_GB_S * one / size:.0f}", f"{CREATED_PER_S * one / RESULT_FILES:.0f}"])
-    return table(["transfer syntax", "ms per image", "images per hour", "MB per file", "MB/s read", 
-                  "cores at 10 Gbit/s",
-                  "cores at 5,000 files/s"], rows)
+    return table(["transfer syntax", "ms per image", "images per hour", "MB per file", "MB/s read",
+                  "cores at 10 Gbit/s", "cores at 5,000 files/s"], rows)
 
 
 def table_of_archives():

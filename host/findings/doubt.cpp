@@ -103,8 +103,11 @@ std::vector<std::string> alarms_of(const DoubtMeasures& measures) {
         bool is_raised;
         const char* sentence;
     } alarms[] = {
-        {measures.bright_share > kMostBrightShare,
+        {measures.bright_share > kMostBrightShare && !measures.is_inverted,
          "much of the image is white, as if tissue were dark on a bright background: if so, give --invert"},
+        {measures.bright_share > kMostBrightShare && measures.is_inverted,
+         "much of the image is white after it was inverted: look whether tissue is dark in the file, and leave out "
+         "--invert if not"},
         {measures.trial_agreement.value_or(1.0) < kLeastAgreement,
          "the noise classes that were tried disagree about the breast: look at the mask, and choose a class with "
          "--noise"},
@@ -134,6 +137,7 @@ DoubtMeasures doubt_measures(const Findings& findings) {
     measures.muscle_dice = dice(masks.pectoral.region, masks.refined.region);
     measures.muscle_contrast = masks.refined.low_contrast;
     measures.muscle_reach = reach_of(masks.pectoral.region, masks.breast.region);
+    measures.is_inverted = findings.settings.is_inverted;
     measures.bright_share = bright_share(findings.working_image());
     return measures;
 }

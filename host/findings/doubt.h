@@ -31,6 +31,7 @@ struct DoubtMeasures {
     double muscle_dice = 1.0;               ///< of exact and refined muscle
     double muscle_contrast = 0.0;           ///< the 20th percentile of the log contrast along the refined border
     double muscle_reach = 0.0;              ///< rows of the muscle, as a share of the breast's
+    bool is_inverted = false;               ///< the image was taken as one with dark tissue
     double bright_share = 0.0;              ///< pixels nearly as bright as the brightest
 };
 

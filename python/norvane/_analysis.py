@@ -139,8 +139,8 @@ class Analysis:
 
     @property
     def doubt(self) -> Dict[str, float]:
-        """How doubtful a mask is, from 0 to 1, by its name: breast, muscle. Above 0.5 the mask should be looked at. Empty
-        if the image was refused."""
+        """How doubtful a mask is, from 0 to 1, by its name: breast, muscle. Above 0.5 the mask should be looked at.
+        Empty if the image was refused."""
         return {} if self._made is None else self._made.doubt
 
     @property

@@ -85,9 +85,12 @@ TEST(Doubt, AnInvertedPhantomRaisesAlarmAndResultsTakeTheChosenMuscle) {
     EXPECT_EQ(masks.breast.region.area() + masks.muscle().area() - common_area(masks.breast.region, masks.muscle()),
               masks.joined().area());
 
-    options.is_inverted = true;
     options.side = SIDE_CHEST_LEFT;
-    EXPECT_THAT(analyse(source_of(phantom), options).warnings, ::testing::Contains(HasSubstr("--invert")));
+    Host::SourceImage negative = inverted(source_of(phantom));
+    negative.needs_inversion = false;  // as if the file did not say it
+    EXPECT_THAT(analyse(negative, options).warnings, ::testing::Contains(HasSubstr("give --invert")));
+    options.is_inverted = true;
+    EXPECT_THAT(analyse(negative, options).warnings, IsEmpty());
 }
 
 }  // namespace
