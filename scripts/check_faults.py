@@ -351,7 +351,7 @@ def check_folders(faults, batch):
 
 def check_file_size(faults, batch):
     """Files may not grow: needs no rights, and the system sends a signal as well."""
-    limit = (resource.RLIMIT_FSIZE, 16384)
+    limit = (resource.RLIMIT_FSIZE, 24576)
     out = batch.folder / "cut"
     done = check_each_image_whole(faults, "file size", batch, batch.run(out, limit=limit), out, "File too large")
     faults.expect("file size, images done", 0, done)

@@ -27,7 +27,7 @@ offers phantom ph
 offers 'info masks phantom score' ''
 offers '--help --version' --
 offers '--csv --help --masks --pixel-size --truth-values' score --
-offers '--no-contour --no-page' masks --no-
+offers '--no-contour --no-identifiers --no-page' masks --no-
 offers 'exam one exam.png' masks ex
 offers exam.png masks --fast exam.png exam.
 offers exam.png masks --manifest exam.

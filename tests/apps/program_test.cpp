@@ -113,7 +113,7 @@ TEST(Program, NothingIsOverwrittenInSilence) {
 TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     const std::string changing =
         "--side=left --view=cc --pixel-size=70 --frame=2 --crop=none --noise=given-level "
-        "--padding=0:7 --invert=true --fast=true --contour=false ";
+        "--padding=0:7 --invert=true --fast=true --contour=false --patient-id=true --no-identifiers=false ";
     const std::string others =
         "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
         "--fail-list=f --null=true --decode=isolated --dry-run=true --format=json --no-page=true";
@@ -138,10 +138,11 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
 }
 
 TEST(Program, UsageErrorsAreTwo) {
-    for (const char* line : {"", "masks", "paint a.png", "phantom a.png --bits 17", "masks a.png --side up",
-                             "masks a.png --side left --side right", "masks a.png --pixel-size nan",
-                             "masks a.png --noise loud", "masks a.png --padding 7", "masks a.png --padding 9:7",
-                             "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg"}) {
+    for (const char* line :
+         {"", "masks", "paint a.png", "phantom a.png --bits 17", "masks a.png --side up",
+          "masks a.png --side left --side right", "masks a.png --pixel-size nan", "masks a.png --noise loud",
+          "masks a.png --padding 7", "masks a.png --padding 9:7", "masks a.png --padding 0:70000",
+          "masks a.png --padding 0:7 --noise mg", "masks a.png --patient-id --no-identifiers"}) {
         const ProgramRun wrong = run(words_of(line));
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_NE("", wrong.err) << line;
