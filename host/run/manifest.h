@@ -13,8 +13,8 @@ namespace Norvane::Host {
 struct ManifestEntry {
     std::string file;
     std::filesystem::path base{};  ///< a name BASE/./REST has this base; empty without the mark
-    GivenOptions own{};     ///< what the table says of this image; not checked
-    std::string refusal{};  ///< why it cannot be used; else empty
+    GivenOptions own{};            ///< what the table says of this image; not checked
+    std::string refusal{};         ///< why it cannot be used; else empty
 };
 
 struct Manifest {
