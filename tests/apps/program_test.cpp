@@ -147,12 +147,11 @@ TEST(Program, UsageErrorsAreTwo) {
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_THAT(wrong.err, StartsWith(question));
     }
-    for (const char* line :
-         {"", "masks", "phantom a.png --bits 17", "masks a.png --side up", "masks a.png --side left --side right",
-          "masks a.png --pixel-size nan", "masks a.png --pixel-size 0.094", "masks a.png --frame every",
-          "masks a.png --noise loud", "masks a.png --padding 7", "masks a.png --padding 9:7",
-          "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg",
-          "masks a.png --patient-id --no-identifiers"}) {
+    for (const char* line : {"", "masks", "phantom a.png --bits 17", "masks a.png --side up",
+                             "masks a.png --side left --side right", "masks a.png --pixel-size nan",
+                             "masks a.png --pixel-size 0.094", "masks a.png --frame every", "masks a.png --noise loud",
+                             "masks a.png --padding 7", "masks a.png --padding 9:7", "masks a.png --padding 0:70000",
+                             "masks a.png --padding 0:7 --noise mg", "masks a.png --patient-id --no-identifiers"}) {
         const ProgramRun wrong = run(words_of(line));
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_NE("", wrong.err) << line;
