@@ -2,6 +2,7 @@
 /// Masks as Python sees them: values that never change.
 #pragma once
 
+#include "export/source_masks.h"
 #include "findings/film_area.h"
 #include "findings/region.h"
 
