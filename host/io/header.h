@@ -129,7 +129,8 @@ void visit_facts(const Header& h, const Visitor& visit) {
     visit(Fact{"padding", "padding", "none", "Lowest and highest grey value that mean \"no image here\""}, h.padding);
     visit(Fact{"window", "window", "none", "Centre and width of the range of grey values to display"}, h.window);
     for (std::size_t i = 0; i < kTextFacts.size(); ++i) {
-        visit(Fact{kTextFacts[i].name, kTextFacts[i].name, "not said", kTextFacts[i].meaning}, h.texts[i]);
+        const char* otherwise = kTextFacts[i].read_with > h.identifiers ? "not read" : "not said";
+        visit(Fact{kTextFacts[i].name, kTextFacts[i].name, otherwise, kTextFacts[i].meaning}, h.texts[i]);
     }
     visit(Fact{"flags", "flags", nullptr, "What is special about the view, one word each, such as spot or implant"},
           h.flags);
