@@ -24,41 +24,41 @@ SampledProfiles::SampledProfiles(const MuscleGrey& image, std::span<const Profil
     : count(profiles.size()),
       offsets(range.count),
       places(count * row_size()),
-      linear(places.size()),
-      logarithmic(places.size()) {
+      tissue(count * (row_size() + 1)),
+      linear(tissue.size()),
+      logarithmic(tissue.size()) {
     const OffsetRange wide{range.first - static_cast<int>(kMargin), row_size()};
     std::size_t at = 0;
-    for (const Profile& profile : profiles) {
-        for (std::size_t i = 0; i < wide.count; ++i, ++at) {
-            const MuscleSample sample = image.at(point_at(profile, offset_of(wide, i)));
+    for (std::size_t profile = 0; profile < count; ++profile) {
+        std::size_t sum = profile * (row_size() + 1);
+        for (std::size_t i = 0; i < wide.count; ++i, ++at, ++sum) {
+            const MuscleSample sample = image.at(point_at(profiles[profile], offset_of(wide, i)));
             places[at] = sample.place;
-            linear[at] = sample.grey;
-            if (sample.place != MusclePlace::kTissue) continue;
-            logarithmic[at] = static_cast<float>(std::log(static_cast<double>(sample.grey) + kDarkest));
+            const bool counts = sample.place == MusclePlace::kTissue;
+            const auto grey = static_cast<double>(sample.grey);
+            // In single precision like the grey level, so that both scales count alike.
+            const auto logarithm = static_cast<double>(counts ? static_cast<float>(std::log(grey + kDarkest)) : 0.0F);
+            tissue[sum + 1] = tissue[sum] + (counts ? 1 : 0);
+            linear[sum + 1] = linear[sum] + (counts ? grey : 0.0);
+            logarithmic[sum + 1] = logarithmic[sum] + logarithm;
         }
     }
 }
 
 ProfileMap SampledProfiles::unsmoothed_contrast(Scale scale, std::size_t band) const {
-    const std::vector<float>& levels = scale == Scale::kLinear ? linear : logarithmic;
+    const std::vector<double>& levels = scale == Scale::kLinear ? linear : logarithmic;
     ProfileMap map(count, offsets);
-    std::vector<double> sums(row_size() + 1);
-    std::vector<std::size_t> tissue(row_size() + 1);
     for (std::size_t profile = 0; profile < count; ++profile) {
-        for (std::size_t i = 0; i < row_size(); ++i) {
-            const std::size_t at = profile * row_size() + i;
-            const bool counts = places[at] == MusclePlace::kTissue;
-            sums[i + 1] = sums[i] + (counts ? static_cast<double>(levels[at]) : 0.0);
-            tissue[i + 1] = tissue[i] + (counts ? 1 : 0);
-        }
+        const std::size_t first = profile * (row_size() + 1) + kMargin;
         const std::span<float> row = map.row(profile);
         for (std::size_t i = 0; i < offsets; ++i) {
-            const std::size_t middle = i + kMargin;
-            const std::size_t inside = tissue[middle] - tissue[middle - band];
-            const std::size_t outside = tissue[middle + band] - tissue[middle];
-            const bool is_enough = inside > 0 && outside > 0 && 4 * inside >= band && 4 * outside >= band;
-            row[i] = is_enough ? static_cast<float>((sums[middle] - sums[middle - band]) / static_cast<double>(inside) -
-                                                    (sums[middle + band] - sums[middle]) / static_cast<double>(outside))
+            const std::size_t middle = first + i;
+            const int inside = tissue[middle] - tissue[middle - band];
+            const int outside = tissue[middle + band] - tissue[middle];
+            const bool is_enough = inside > 0 && outside > 0 && 4 * inside >= static_cast<int>(band) &&
+                                   4 * outside >= static_cast<int>(band);
+            row[i] = is_enough ? static_cast<float>((levels[middle] - levels[middle - band]) / inside -
+                                                    (levels[middle + band] - levels[middle]) / outside)
                                : kNothing;
         }
     }
@@ -105,32 +105,37 @@ double typical_contrast(const ProfileMap& contrast) {
 
 std::vector<std::size_t> cheapest_path(const ProfileMap& cost, std::span<const float> change_cost,
                                        std::size_t largest_change) {
+    constexpr float kNever = std::numeric_limits<float>::infinity();
     const std::size_t rows = change_cost.size();
     const std::size_t columns = cost.offsets;
-    std::vector<float> sums(cost.row(0).begin(), cost.row(0).end());
-    std::vector<float> next(columns);
-    std::vector<std::size_t> came_from(rows * columns);
+    // With columns that no path takes at both ends, every column has as many neighbours.
+    std::vector<float> sums(columns + 2 * largest_change, kNever);
+    std::ranges::copy(cost.row(0), sums.begin() + static_cast<std::ptrdiff_t>(largest_change));
+    std::vector<float> least(columns);
+    std::vector<int> came_from(rows * columns);  // changes, from 0 for the largest one to the left
     for (std::size_t row = 1; row < rows; ++row) {
-        const std::span<const float> local = cost.row(row);
-        for (std::size_t column = 0; column < columns; ++column) {
-            float least = std::numeric_limits<float>::infinity();
-            const std::size_t last = std::min(columns - 1, column + largest_change);
-            for (std::size_t other = column - std::min(column, largest_change); other <= last; ++other) {
-                const float change = static_cast<float>(other) - static_cast<float>(column);
-                const float sum = sums[other] + change_cost[row] * change * change;
-                if (sum >= least) continue;
-                least = sum;
-                came_from[row * columns + column] = other;
+        const std::span<int> from = std::span(came_from).subspan(row * columns, columns);
+        std::ranges::fill(least, kNever);
+        for (std::size_t k = 0; k <= 2 * largest_change; ++k) {
+            const float change = static_cast<float>(k) - static_cast<float>(largest_change);
+            const float price = change_cost[row] * change * change;
+            for (std::size_t column = 0; column < columns; ++column) {
+                const float sum = sums[column + k] + price;
+                const bool is_less = sum < least[column];
+                least[column] = is_less ? sum : least[column];
+                from[column] = is_less ? static_cast<int>(k) : from[column];
             }
-            next[column] = least + local[column];
         }
-        std::swap(sums, next);
+        const std::span<const float> local = cost.row(row);
+        for (std::size_t column = 0; column < columns; ++column)
+            sums[largest_change + column] = least[column] + local[column];
     }
     std::vector<std::size_t> path(rows);
-    auto at = static_cast<std::size_t>(std::ranges::min_element(sums) - sums.begin());
+    const std::span<const float> ends = std::span<const float>(sums).subspan(largest_change, columns);
+    auto at = static_cast<std::size_t>(std::ranges::min_element(ends) - ends.begin());
     for (std::size_t row = rows; row-- > 0;) {
         path[row] = at;
-        at = came_from[row * columns + at];
+        if (row > 0) at = at + static_cast<std::size_t>(came_from[row * columns + at]) - largest_change;
     }
     return path;
 }

@@ -72,7 +72,9 @@ private:
 
     std::size_t count, offsets;
     std::vector<MusclePlace> places;
-    std::vector<float> linear, logarithmic;
+    // Of each profile row_size() + 1 sums over the tissue before each step: of its steps, and of its levels.
+    std::vector<int> tissue;
+    std::vector<double> linear, logarithmic;
 };
 
 /// The median of the profiles' best contrasts, which counts as a full border in this image. If there is no contrast, it

@@ -61,29 +61,36 @@ void extend_ends(std::vector<GridPoint>& points) {
     points.push_back({last.x + kFar * along.x, last.y + kFar * along.y});
 }
 
-// Columns where the border crosses the middle of row `y`, ascending.
-std::vector<double> crossings(const std::vector<GridPoint>& border, unsigned y) {
-    std::vector<double> columns;
-    const double middle = y + 0.5;
+// For each row of an image, the columns where the border crosses the middle of the row, ascending.
+std::vector<std::vector<double>> crossings(const std::vector<GridPoint>& border, unsigned height) {
+    const auto row_after = [height](double y) {
+        return static_cast<unsigned>(std::clamp(std::ceil(y - 0.5), 0.0, static_cast<double>(height)));
+    };
+    std::vector<std::vector<double>> rows(height);
     for (std::size_t i = 0; i + 1 < border.size(); ++i) {
         const GridPoint& a = border[i];
         const GridPoint& b = border[i + 1];
-        if ((a.y <= middle) == (b.y <= middle)) continue;
-        columns.push_back(a.x + (middle - a.y) / (b.y - a.y) * (b.x - a.x));
+        const auto [upper, lower] = std::minmax(a.y, b.y);
+        for (unsigned y = row_after(upper); y < row_after(lower); ++y) {
+            rows[y].push_back(a.x + (y + 0.5 - a.y) / (b.y - a.y) * (b.x - a.x));
+        }
     }
-    std::ranges::sort(columns);
-    return columns;
+    for (std::vector<double>& columns : rows) std::ranges::sort(columns);
+    return rows;
 }
 
-// The muscle lies on the wall's side of the border: from the wall to the first crossing, and between later ones.
-std::vector<bool> inside_border(const std::vector<double>& columns, unsigned width) {
-    std::vector<bool> inside(width);
-    double first = 0.0;
-    for (std::size_t i = 0; i < columns.size(); i += 2) {
-        if (i > 0) first = columns[i - 1];
-        for (double x = std::max(0.0, std::ceil(first - 0.5)); x < width && x + 0.5 < columns[i]; x += 1.0) {
-            inside[static_cast<std::size_t>(x)] = true;
-        }
+// The muscle lies on the wall's side of the border: from the wall to the first crossing, and between later ones. Each
+// stretch of columns counted from the wall ends before `end`.
+struct Stretch {
+    unsigned first, end;
+};
+std::vector<Stretch> inside_border(const std::vector<double>& crossed, unsigned width) {
+    const auto column_after = [width](double x) {
+        return static_cast<unsigned>(std::clamp(std::ceil(x - 0.5), 0.0, static_cast<double>(width)));
+    };
+    std::vector<Stretch> inside;
+    for (std::size_t i = 0; i < crossed.size(); i += 2) {
+        inside.push_back({i > 0 ? column_after(crossed[i - 1]) : 0, column_after(crossed[i])});
     }
     return inside;
 }
@@ -91,14 +98,19 @@ std::vector<bool> inside_border(const std::vector<double>& columns, unsigned wid
 Region region_inside(std::vector<GridPoint> border, const MaskBitmap& bound, const WallColumns& columns,
                      float pixel_size_um) {
     extend_ends(border);
+    const std::vector<std::vector<double>> crossed = crossings(border, bound.height);
     std::vector<RowRuns> rows;
     for (unsigned y = 0; y < bound.height; ++y) {
-        const std::vector<bool> inside = inside_border(crossings(border, y), bound.width);
         RowRuns row{y, {}};
-        for (unsigned x = 0; x < bound.width; ++x) {
-            if (!inside[columns(x)] || !bound.at(x, y)) continue;
-            if (row.runs.empty() || row.runs.back().last + 1 != x) row.runs.push_back({x, x});
-            row.runs.back().last = x;
+        std::vector<Stretch> inside = inside_border(crossed[y], bound.width);
+        if (columns.is_right) std::ranges::reverse(inside);
+        for (const Stretch& stretch : inside) {
+            const unsigned first = columns.is_right ? bound.width - stretch.end : stretch.first;
+            for (unsigned x = first; x < first + (stretch.end - stretch.first); ++x) {
+                if (!bound.at(x, y)) continue;
+                if (row.runs.empty() || row.runs.back().last + 1 != x) row.runs.push_back({x, x});
+                row.runs.back().last = x;
+            }
         }
         if (!row.runs.empty()) rows.push_back(std::move(row));
     }
