@@ -78,7 +78,7 @@ Findings analyse(SourceImage source, const AnalysisOptions& options, std::string
     findings.file = std::move(file);
     findings.warnings = source.warnings;
     ImageSettings& settings = findings.settings;
-    settings = settle_before_preparation(options, source);
+    settings = settle_before_preparation(options, source, findings.warnings);
     settings.crop = crop_of(options, source, settings);
     refuse_beyond_memory(source, settings, options.image_memory);
     const PreparedImage plain = prepare_source(source, settings.crop.value, settings.pixel_size_um.value);

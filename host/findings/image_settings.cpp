@@ -5,7 +5,7 @@
 #include "io/number_text.h"
 #include "io/refusal.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 namespace Norvane::Host {
 namespace {
@@ -41,6 +41,22 @@ Sourced<double> settle_pixel_size(const AnalysisOptions& options, const SourceIm
                                   number_text(size.value), size.from));
     }
     return size;
+}
+
+// An option for a whole folder may be meant for the files in it that do not say their view.
+void compare_with_header_view(const SourceImage& source, IMAGE_VIEW view, std::vector<std::string>& warnings) {
+    if (!source.view || source.view->value == view) return;
+    warnings.push_back(
+        fmt::format("{} says {}, but {} was given: to fill only what files do not say, give "
+                    "--default-view {} instead of --view",
+                    source.view->from, name_of(source.view->value), name_of(view), name_of(view)));
+}
+
+void warn_of_special_view(const SourceImage& source, std::vector<std::string>& warnings) {
+    if (source.flags.empty()) return;
+    warnings.push_back(fmt::format(
+        "the header says that this is no plain view of a whole breast ({}), which the masks are made for: look at them",
+        fmt::join(source.flags, ", ")));
 }
 
 void carry_options_over(const AnalysisOptions& options, SourceImage& source) {
@@ -91,9 +107,12 @@ void compare_with_laterality(const SourceImage& source, IMAGE_SIDE side, std::ve
 
 }  // namespace
 
-ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source) {
+ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source,
+                                        std::vector<std::string>& warnings) {
     ImageSettings settings;
     settings.view = settle_view(options, source);
+    compare_with_header_view(source, settings.view.value, warnings);
+    warn_of_special_view(source, warnings);
     settings.pixel_size_um = settle_pixel_size(options, source);
     carry_options_over(options, source);
     settings.noise = settle_given_noise(options, source);

@@ -21,8 +21,10 @@ struct ImageSettings {
 };
 
 /// Settles what is known before preparation: view, pixel size and noise class. If the noise class has to be chosen from
-/// the pixels, its `from` is empty. Options about the samples are written into `source`. Throws Refusal.
-[[nodiscard]] ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source);
+/// the pixels, its `from` is empty. Options about the samples are written into `source`. Adds to `warnings` if the view
+/// contradicts the header or is a special one. Throws Refusal.
+[[nodiscard]] ImageSettings settle_before_preparation(const AnalysisOptions& options, SourceImage& source,
+                                                      std::vector<std::string>& warnings);
 
 /// Settles the side. If the header puts the chest wall at the border that is clearly darker, the header is ignored,
 /// because archives flip images and leave the header as it was. Adds contradictions to `warnings`. Throws Refusal.

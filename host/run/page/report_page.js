@@ -47,9 +47,13 @@ function stateOf(record) {
   return record.doubts.map(sentence).join(' ') || record.look || 'Masks can be used.';
 }
 
+function asSentence(text) {
+  return text.charAt(0).toUpperCase() + text.slice(1);
+}
+
 /// What a reader should know about an image besides its status, in sentences.
 function remarksOf(record) {
-  return [...record.warnings, ...record.flags.map(flag => 'Flag of the file: ' + flag)];
+  return record.warnings.map(asSentence);
 }
 
 function briefOf(record) {
@@ -294,7 +298,7 @@ function showText(record) {
     remarks.push(element('h3', {}, 'Flags'), ...record.flags.map(flag => element('span', {class: 'chip'}, flag)));
   }
   if (record.warnings.length) {
-    remarks.push(element('h3', {}, 'Warnings'), ...record.warnings.map(text => element('p', {class: 'line grave-2'}, text)));
+    remarks.push(element('h3', {}, 'Warnings'), ...remarksOf(record).map(text => element('p', {class: 'line grave-2'}, text)));
   }
   at('remarks').replaceChildren(...remarks);
   at('figures').replaceChildren(...record.figures.flatMap(([term, value]) =>

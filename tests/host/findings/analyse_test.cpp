@@ -22,6 +22,7 @@ using Host::PhantomFrame;
 using Host::PhantomLook;
 using Host::SourceImage;
 using ::testing::HasSubstr;
+using ::testing::IsSupersetOf;
 
 Host::Phantom phantom_of(PhantomLook look, PhantomFrame frame = PhantomFrame::kNone, IMAGE_SIDE side = SIDE_CHEST_LEFT,
                          IMAGE_VIEW view = VIEW_PECT) {
@@ -139,6 +140,9 @@ TEST(Analyse, SettingsComeFromUserThenHeaderThenPixels) {
     EXPECT_EQ(BG_MG_RAW_3, as_header.settings.noise.value);
     EXPECT_EQ("PresentationIntentType", as_header.settings.noise.from);
     EXPECT_EQ("ViewPosition", as_header.settings.view.from);
+    header.flags = {"spot", "implant"};
+    EXPECT_THAT(analysed(header, [](auto& o) { o.view = VIEW_NO_PECT; }).warnings,
+                IsSupersetOf({HasSubstr("ViewPosition says mlo, but cc was given"), HasSubstr("(spot, implant)")}));
     EXPECT_EQ(BG_FIXED_HIGH, analysed(header, [](auto& o) { o.noise = BG_FIXED_HIGH; }).settings.noise.value);
     EXPECT_EQ(3U, analysed(header, [](auto& o) { o.tries_noise = true; }).noise_trials.size());
     // Defaults fill gaps and override nothing.
