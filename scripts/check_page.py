@@ -204,7 +204,8 @@ class Reader:
         self.choose(status="3", view="cc", side="left")
         self.open_card("in/folder 4/image 53.png")
         self.wait_for("the picture", "document.querySelector('[data-layer=breast]')")
-        self.expect("layers at first", ["frame", "full", "breast", "pectoral", "refined_pectoral"], self.visible_layers())
+        self.expect("layers at first", ["frame", "full", "breast", "pectoral", "refined_pectoral"],
+                    self.visible_layers())
         place, count = map(int, self.text("position").split(" of "))
         self.expect("images to leaf through", 100, count)
         self.browser.run(f"await document.querySelector('#picture image').decode(); {TWO_FRAMES}")

@@ -275,7 +275,8 @@ def analyse(
     not exist, nothing is raised: the status is MASK_NO_IMAGE, and ``refusal`` says why. The interpreter lock is
     released.
     """
-    noise_word = None if isinstance(noise, str) and noise.lower() == "auto" else _word("noise", noise, BG_NOISE, _NOISES)
+    tries_noise = isinstance(noise, str) and noise.lower() == "auto"
+    noise_word = None if tries_noise else _word("noise", noise, BG_NOISE, _NOISES)
     if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
         raise ValueError("padding: expected no noise class with it except BG_GIVEN_LEVEL, the only one that uses it")
     options = {
@@ -286,7 +287,7 @@ def analyse(
         "default_view": _word("default_view", default_view, IMAGE_VIEW, _VIEWS),
         "default_pixel_size": default_pixel_size,
         "noise": noise_word,
-        "tries_noise": isinstance(noise, str) and noise.lower() == "auto",
+        "tries_noise": tries_noise,
         "padding": padding,
         "crop": bool(crop),
         "inverted": bool(inverted),
