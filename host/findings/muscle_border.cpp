@@ -220,8 +220,11 @@ MuscleBorder border_near(const MuscleGrey& image, const MuscleLine& line, double
     for (const BandWeight& weight : kBandWeights) {
         ProfileMap contrast = samples.contrast(weight.scale, weight.steps);
         add_costs_of_band(weight, samples, contrast, costs);
-        if (weight.scale == Scale::kLinear && weight.steps == 10) linear = std::move(contrast);
-        if (weight.scale == Scale::kLogarithmic && weight.steps == 5) logarithmic = std::move(contrast);
+        if (weight.scale == Scale::kLinear && weight.steps == 10) {
+            linear = std::move(contrast);
+        } else if (weight.scale == Scale::kLogarithmic && weight.steps == 5) {
+            logarithmic = std::move(contrast);
+        }
     }
     const std::vector<float> change_costs(across.profiles.size(), kChangeCost);
     const std::vector<std::size_t> path = cheapest_path(costs, change_costs, kLargestChange);
@@ -238,6 +241,7 @@ MuscleBorder border_near(const MuscleGrey& image, const MuscleLine& line, double
 
 std::optional<MuscleLine> line_by_rays(const MuscleGrey& image, MuscleLine line, double height) {
     line.wall_y = std::min(line.wall_y, 1.5 * height);
+    line.top_x = std::min(line.top_x, 3.0 * height);  // in an image much wider than high
     const Rays rays = rays_to(line);
     const SampledProfiles samples(image, rays.profiles, rays.range);
     std::vector<float> change_costs;

@@ -82,6 +82,7 @@ std::vector<Group> refusals_of(const std::vector<ImageRecord>& records) {
         }
     }
     std::vector<Group> groups;
+    groups.reserve(by_reason.size());
     for (auto& [reason, group] : by_reason) groups.push_back(std::move(group));
     return groups;
 }

@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <utility>
@@ -16,6 +17,17 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// The file may have been changed since it was written. An id of its own would replace the number in the data set.
+bool is_annotations(const Json& json) {
+    if (!json.is_object() || !json.contains("annotations") || !json["annotations"].is_array()) return false;
+    for (const char* size : {"width", "height"}) {
+        if (!json.contains(size) || !json[size].is_number_unsigned()) return false;
+    }
+    return std::ranges::all_of(json["annotations"], [](const Json& annotation) {
+        return annotation.is_object() && !annotation.contains("id") && !annotation.contains("image_id");
+    });
+}
+
 // Nothing if the image has no annotations.
 std::optional<Json> annotations_of(const ImageRecord& record, const ResultFolder& results) {
     constexpr std::size_t kMostBytes = std::size_t{1} << 28;
@@ -23,7 +35,8 @@ std::optional<Json> annotations_of(const ImageRecord& record, const ResultFolder
         const auto folder = results.parent_of(record.name);
         const std::string file = std::filesystem::path(record.name).filename().string() + "." + kCocoEnding;
         const auto text = folder ? folder->read(file, kMostBytes) : std::nullopt;
-        if (text) return Json::parse(*text);
+        Json json = text ? Json::parse(*text) : Json();
+        if (is_annotations(json)) return json;
     } catch (const Refusal&) {  // what lies there is no result
     } catch (const Json::exception&) {
     }

@@ -51,10 +51,10 @@ void withhold(ImageRecord& record, Identifiers identifiers) {
 
 std::vector<ImageRecord> with_earlier_records(const RunOptions& options, std::vector<ImageRecord> records,
                                               const ResultFolder& results) {
-    std::set<std::string> names, files;
+    std::set<std::string> names, files_of_run;
     for (const ImageRecord& record : records) {
         names.insert(record.name);
-        files.insert(record.file);
+        files_of_run.insert(record.file);
     }
     std::vector<ImageRecord> earlier;
     for (const FolderEntry& entry : results.entries()) {
@@ -62,13 +62,12 @@ std::vector<ImageRecord> with_earlier_records(const RunOptions& options, std::ve
         std::istringstream lines(results.read(entry.name, kMostOfATable).value_or(""));
         for (std::string line; std::getline(lines, line);) {
             const auto listed = record_of(line);
-            if (!listed || files.contains(listed->file) || names.contains(listed->name)) continue;
+            if (!listed || files_of_run.contains(listed->file) || names.contains(listed->name)) continue;
             if (options.shard && !is_in_shard({listed->file, {}, {}, listed->name}, *options.shard)) continue;
             auto record = record_as_it_is_now(*listed, results);
             if (!record) continue;
             withhold(*record, options.reading.identifiers);
-            names.insert(record->name);
-            files.insert(record->file);
+            names.insert(record->name);  // not the file: its other frames have names of their own
             earlier.push_back(*std::move(record));
         }
     }

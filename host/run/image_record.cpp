@@ -2,11 +2,16 @@
 #include "run/image_record.h"
 
 #include "export/json_fields.h"
+#include "findings/status_text.h"
 #include "io/number_text.h"
 #include "run/csv_text.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
 #include <utility>
 
 namespace Norvane::Host {
@@ -93,6 +98,20 @@ template <class Value>
 void take(const Json& json, Value& value) {
     json.get_to(value);
 }
+// Somebody may have changed the table of an earlier run. Other numbers must not be converted.
+void take(const Json& json, unsigned& value) {
+    constexpr std::uint64_t kMost = std::numeric_limits<unsigned>::max();
+    if (!json.is_number_unsigned() || json.get<std::uint64_t>() > kMost) throw std::invalid_argument("no whole number");
+    value = json.get<unsigned>();
+}
+void take(const Json& json, Masking::MASK_STATUS& value) {
+    unsigned number = 0;
+    take(json, number);
+    const auto known = std::ranges::find_if(
+        kStatusTexts, [number](const StatusText& text) { return static_cast<unsigned>(text.status) == number; });
+    if (known == kStatusTexts.end()) throw std::invalid_argument("no status");
+    value = known->status;
+}
 void take(const Json& json, std::optional<double>& value) {
     if (json.is_null()) {
         value.reset();
@@ -134,7 +153,7 @@ std::optional<ImageRecord> record_of(std::string_view json_line) {
         visit_fields(record, [&](const FieldDeclaration& declared, auto& field) {
             if (!is_refused || declared.is_known_if_refused) take(json.at(declared.name), field);
         });
-    } catch (const Json::exception&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
     return record;

@@ -160,7 +160,8 @@ Manifest read_manifest(const std::string& manifest, char list_end, const std::ve
     const std::string whole = whole_text_of(manifest);
     const std::string_view text = without_byte_order_mark(whole);
     const char separator = list_end == '\n' ? separator_of(line_of(text.substr(0, text.find('\n')))) : '\0';
-    Manifest listed = separator == '\0' ? plain_list(whole, list_end) : table(text, separator, columns);
+    Manifest listed = separator == '\0' ? plain_list(list_end == '\n' ? text : std::string_view(whole), list_end)
+                                        : table(text, separator, columns);
     for (ManifestEntry& entry : listed.entries) {
         ListedPlace place = place_of_listed(entry.file);
         entry.file = std::move(place.file);
