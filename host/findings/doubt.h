@@ -43,8 +43,8 @@ struct DoubtMeasures {
 [[nodiscard]] DoubtMeasures doubt_measures(const Findings& findings);
 
 /// The length of the outline along the pixels' sides, divided by that of the box around the region. It is 1 for a
-/// region in one piece without dents, and it grows as the outline runs in and out. Pieces far apart can bring it below 1.
-/// 0 for an empty region.
+/// region in one piece without dents, and it grows as the outline runs in and out. Pieces far apart can bring it
+/// below 1. 0 for an empty region.
 [[nodiscard]] double raggedness(const Region& region);
 
 }  // namespace Norvane::Host
