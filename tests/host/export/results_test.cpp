@@ -17,6 +17,9 @@
 #include <cmath>
 #include <map>
 
+// Fontconfig keeps what it has found of fonts until the process ends.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }  // NOLINT
+
 namespace Norvane::Tests {
 namespace {
 
