@@ -107,7 +107,7 @@ void take(const Json& json, unsigned& value) {
 void take(const Json& json, Masking::MASK_STATUS& value) {
     unsigned number = 0;
     take(json, number);
-    const auto known = std::ranges::find_if(
+    const auto* const known = std::ranges::find_if(
         kStatusTexts, [number](const StatusText& text) { return static_cast<unsigned>(text.status) == number; });
     if (known == kStatusTexts.end()) throw std::invalid_argument("no status");
     value = known->status;
