@@ -120,6 +120,10 @@ class Analysis:
         """Why there are no masks, in the program's words; empty if there are."""
         return self._refusal
 
+    def raise_for_refusal(self) -> None:
+        """Raises norvane.Refusal with the sentence of ``refusal`` if the image was refused."""
+        self._analysis()
+
     @property
     def status(self) -> MASK_STATUS:
         """The status of the image, which is that of its full mask; MASK_NO_IMAGE if the image was refused."""

@@ -2,7 +2,8 @@
 """Preparation and the mask operations of the library."""
 import dataclasses
 import operator
-from typing import Any, Mapping, Optional, Tuple
+import re
+from typing import Any, Dict, Mapping, Optional, Tuple
 
 import numpy as np
 from numpy.typing import NDArray
@@ -18,7 +19,8 @@ _LEAST = {"contourOffset": -(2**31)}
 @dataclasses.dataclass(frozen=True)
 class Params:
     """The parameters of an operation. They are the fields of the library's ``Masking::Params`` with its names, except
-    ``reserved``, which nothing reads, and ``contour``, which is part of the result.
+    ``reserved``, which nothing reads, and ``contour``, which is part of the result. The operations take them as keyword
+    arguments too, by these names or in snake case: ``contourOffset=9`` or ``contour_offset=9``.
 
     Raises TypeError or ValueError if a value does not suit its field.
     """
@@ -162,11 +164,24 @@ def _params(image: Prepared, params: Optional[Params], fields: Mapping[str, Any]
         params = Params(bgNoise=image.noise, noiseLevel=high, pixelPaddingValueRangeLimit=low, **defaults)
     elif not isinstance(params, Params):
         raise TypeError(f"params: expected norvane.Params, got {type(params).__name__}")
-    unknown = set(fields) - {field.name for field in dataclasses.fields(Params)}
-    if unknown:
-        known = ", ".join(field.name for field in dataclasses.fields(Params))
-        raise TypeError(f"unknown parameter {sorted(unknown)[0]!r}; the fields of norvane.Params are {known}")
-    return dataclasses.replace(params, **fields)
+    return dataclasses.replace(params, **_by_library_names(fields))
+
+
+def _by_library_names(given: Mapping[str, Any]) -> Dict[str, Any]:
+    """The same fields by the names of Params. In snake case they may be given as well."""
+    names = {name: field.name for field in dataclasses.fields(Params) for name in (_snake_case(field.name), field.name)}
+    fields: Dict[str, Any] = {}
+    for name, value in given.items():
+        if name not in names:
+            raise TypeError(f"unknown parameter {name!r}; the parameters are {', '.join(names)}")
+        if names[name] in fields:
+            raise TypeError(f"{name}: given twice, in snake case and by the library's name")
+        fields[names[name]] = value
+    return fields
+
+
+def _snake_case(name: str) -> str:
+    return re.sub("[A-Z]", lambda letter: "_" + letter.group().lower(), name)
 
 
 def _masks(image: Prepared, answer: Mapping[str, Any]) -> Masks:

@@ -145,6 +145,17 @@ py::dict meanings_of_facts() {
     return meanings;
 }
 
+// The value of an option, which may be None.
+template <class Value>
+std::optional<Value> value_of(const py::dict& options, const char* name, const char* expected) {
+    const py::object value = options[name];
+    try {
+        return value.cast<std::optional<Value>>();
+    } catch (const py::cast_error&) {
+        refuse_type(fmt::format("{}: expected {}, got {}", name, expected, repr_of(value)));
+    }
+}
+
 template <class Enumeration>
 std::optional<Enumeration> choice_of(const py::dict& options, const char* name) {
     const py::object value = options[name];
@@ -153,7 +164,7 @@ std::optional<Enumeration> choice_of(const py::dict& options, const char* name) 
 }
 
 std::optional<double> micrometres_of(const py::dict& options, const char* name) {
-    const auto size = options[name].cast<std::optional<double>>();
+    const auto size = value_of<double>(options, name, "micrometres");
     if (!size) return std::nullopt;
     (void)pixel_size_of(*size, std::numeric_limits<double>::infinity());
     if (*size < Host::kLeastPixelSizeUm) {
@@ -179,7 +190,7 @@ Host::AnalysisOptions options_of(const py::dict& given) {
         given["refined_muscle"].cast<bool>() ? Host::MuscleBorderChoice::kRefined : Host::MuscleBorderChoice::kExact;
     options.is_fast = given["fast"].cast<bool>();
     options.wants_contour = given["contour"].cast<bool>();
-    const auto image_memory = given["image_memory"].cast<std::optional<std::uint64_t>>();
+    const auto image_memory = value_of<std::uint64_t>(given, "image_memory", "MiB as a whole number above 0");
     options.image_memory = image_memory ? bytes_of_mebibytes(*image_memory) : kNoLimit;
     return options;
 }

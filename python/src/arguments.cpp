@@ -20,7 +20,9 @@ std::string shape_text(const py::array& array) { return text_of(array.attr("shap
 void check_kind(const py::array& array) {
     const py::dtype type = array.dtype();
     if (type.kind() != 'u' || type.itemsize() > 2) {
-        refuse_type("pixels: expected an array of uint16 or uint8, got " + text_of(type));
+        const bool is_integer = type.kind() == 'i' || type.kind() == 'u';
+        refuse_type("pixels: expected an array of uint16 or uint8, got " + text_of(type) +
+                    (is_integer ? "; if all samples lie in 0 .. 65535, pass pixels.astype('uint16')" : ""));
     }
     refuse_masked(array, "pixels");
 }

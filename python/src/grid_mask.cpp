@@ -64,6 +64,14 @@ py::array to_array(const GridMask& mask, const py::object& shape, const std::opt
     return array_of(mask.region, {{0, 0, target.width, target.height}, target_um}, target);
 }
 
+// What numpy.asarray() calls. Since NumPy 2, copy=False asks for an array that shares its memory.
+py::object as_numpy(const GridMask& mask, const py::object& dtype, const py::object& copy) {
+    if (!copy.is_none() && !copy.cast<bool>())
+        refuse_value("copy: a Mask holds runs, so its array is always a new one");
+    const py::object bits = to_array(mask, py::none(), std::nullopt).attr("view")("bool");
+    return dtype.is_none() ? bits : bits.attr("astype")(dtype);
+}
+
 Host::MaskBitmap bitmap(const GridMask& mask) { return mask.region.bitmap(mask.width, mask.height); }
 
 py::dict to_coco(const GridMask& mask) {
@@ -79,6 +87,12 @@ py::object bounds(const GridMask& mask) {
     const auto box = mask.region.bounds();
     if (!box) return py::none();
     return py::make_tuple(box->left, box->top, box->right, box->bottom);
+}
+
+py::object bbox(const GridMask& mask) {
+    const auto box = mask.region.bounds();
+    if (!box) return py::none();
+    return py::make_tuple(box->top, box->left, box->bottom + 1, box->right + 1);
 }
 
 py::object centroid(const GridMask& mask) {
@@ -228,6 +242,11 @@ constexpr const char* kFromArrayText =
     "A mask of the values that are not 0 in a 2-D array of booleans or integers; pixel_size in micrometres.";
 constexpr const char* kBoundsText =
     "First column, first row, last column, last row (all included), or None if the mask is empty.";
+constexpr const char* kBboxText =
+    "First row, first column, row after the last, column after the last, as in scikit-image; None if the mask is "
+    "empty.";
+constexpr const char* kAsNumpyText =
+    "The whole grid as booleans, rows x columns, for numpy.asarray(); or as dtype. The array is always a new one.";
 constexpr const char* kSha256Text = "SHA-256 of the bytes of to_array(), as in the program's JSON.";
 constexpr const char* kToArrayText =
     "The mask as uint8, rows x columns: 1 inside, 0 outside.\n\n"
@@ -290,11 +309,13 @@ void bind_mask(py::module_& module) {
         .def_property_readonly(
             "shape", [](const GridMask& m) { return py::make_tuple(m.height, m.width); }, "Rows, columns of the grid.")
         .def_property_readonly("bounds", &bounds, kBoundsText)
+        .def_property_readonly("bbox", &bbox, kBboxText)
         .def_property_readonly(
             "area", [](const GridMask& m) { return m.region.area(); }, "Number of pixels of its own grid.")
         .def_property_readonly("area_mm2", &area_mm2, "Square millimetres.")
         .def_property_readonly("sha256", &sha256, kSha256Text)
         .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none(), kToArrayText)
+        .def("__array__", &as_numpy, py::arg("dtype") = py::none(), py::arg("copy") = py::none(), kAsNumpyText)
         .def("runs", &runs_of,
              "The runs of columns: int32, n x 3, each row, first column, last column (both included).")
         .def("to_coco", &to_coco, kCocoText)

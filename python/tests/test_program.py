@@ -207,14 +207,18 @@ def test_wrong_options_are_errors_and_refused_images_are_not(archive):
         (pixels * 4096, {"used_bits": 12, "view": "cc", "pixel_size": 70}, ValueError, "samples of 12 bits, got 4096"),
         (archive / "film.pgm", {"used_bits": 12}, ValueError, "used_bits"),
         (3.5, {}, TypeError, "float"),
+        (pixels, {"pixel_size": "70"}, TypeError, "pixel_size: expected micrometres, got '70'"),
+        (pixels, {"image_memory": -1}, TypeError, "image_memory: expected MiB .*, got -1"),
+        (pixels, {"padding": (None, "x")}, TypeError, "padding: expected two grey values"),
     ):
         with pytest.raises(error, match=message):
             norvane.analyse(image, **options)
     refused = norvane.analyse(pixels)
     assert refused.status is norvane.MASK_STATUS.MASK_NO_IMAGE and "does not say its view" in refused.refusal
     assert refused.masks == {} and refused._repr_png_() is None
-    with pytest.raises(norvane.Refusal, match="does not say its view"):
-        refused.to_json()
+    for call in (refused.to_json, refused.raise_for_refusal):
+        with pytest.raises(norvane.Refusal, match="does not say its view"):
+            call()
     with pytest.raises(norvane.Refusal, match="damaged.png"):
         norvane.read(archive / "below" / "damaged.png")
 
