@@ -17,6 +17,7 @@ MAY_INCLUDE = {
     **dict.fromkeys(SUBJECTS, {"rules", "imaging", "model"}),
     "pipeline": {*SUBJECTS, "rules", "imaging", "model"},
     "interface": {"pipeline", *SUBJECTS, "rules", "imaging", "model"},
+    "c_interface": {"imaging", "model"},  # calls the public functions
 }
 IO = ("io", "io/dicom", "io/decoding")
 HOST_MAY_INCLUDE = {

@@ -23,3 +23,14 @@ separate_arguments(usage UNIX_COMMAND "${usage}")
 run("${COMPILER}" -std=c++17 ${flags} "${example}" ${usage} "-Wl,-rpath,${scratch}/prefix/${LIBDIR}"
     -o "${scratch}/host_by_pkg_config")
 run("${scratch}/host_by_pkg_config")
+
+# Hosts in C, and in a language that calls C. A static library would need the linker of C++.
+if(SHARED)
+  get_filename_component(root "${SOURCE}/../.." ABSOLUTE)
+  run(cc -std=c99 -Wall -Wextra -pedantic -Werror ${flags} "${root}/docs/example.c" ${usage}
+      "-Wl,-rpath,${scratch}/prefix/${LIBDIR}" -o "${scratch}/host_in_c")
+  run("${scratch}/host_in_c")
+  if(NOT FLAGS MATCHES "fsanitize") # the interpreter is not sanitized
+    run(python3 "${root}/python/examples/masks_by_ctypes.py" "${scratch}/prefix/${LIBDIR}/libnorvane.so")
+  endif()
+endif()

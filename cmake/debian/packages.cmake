@@ -77,7 +77,8 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${made}/no/pos
 norvane_debian_package(development libnorvane-dev libdevel PACKAGE_DEPENDS ${this_library})
 norvane_debian_package(program norvane science PACKAGE_DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
                        PACKAGE_RECOMMENDS fonts-dejavu-core PACKAGE_SUGGESTS bash-completion)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp DESTINATION share/doc/libnorvane-dev/examples
+install(FILES ${PROJECT_SOURCE_DIR}/docs/example.cpp ${PROJECT_SOURCE_DIR}/docs/example.c
+        DESTINATION share/doc/libnorvane-dev/examples
         COMPONENT development)
 
 if(NORVANE_BUILD_PYTHON)
