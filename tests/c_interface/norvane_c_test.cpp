@@ -68,6 +68,24 @@ struct Acquired {
     norvane_picture picture{};
 };
 
+norvane_params params_like(const Masking::Params& given) {
+    norvane_params params;
+    norvane_init_params(&params, nullptr);
+    params.side = given.side;
+    params.view = given.view;
+    params.noise_class = given.bgNoise;
+    params.noise_level = given.noiseLevel;
+    params.padding_limit = given.pixelPaddingValueRangeLimit;
+    params.full_contour = given.fullContour;
+    params.single_contour = given.singleContour;
+    params.smooth_contour = given.smoothContour;
+    params.contour_offset = given.contourOffset;
+    params.check_cut_tissue = given.checkCutTissue;
+    params.fast = given.maskingSpeed;
+    params.muscle_outline = given.pectContour;
+    return params;
+}
+
 TEST(CInterface, ResultsAreThoseOfTheClasses) {
     Random random(20261125);
     int masks_with_pixels = 0;
@@ -88,21 +106,7 @@ TEST(CInterface, ResultsAreThoseOfTheClasses) {
         Masking::Params expected = random_params(random, on_left, unused);
         expected.contourOutput = false;
         expected.contour = nullptr;
-        norvane_params params;
-        norvane_init_params(&params, image.get());
-        params.side = expected.side;
-        params.view = expected.view;
-        params.noise_class = expected.bgNoise;
-        params.noise_level = expected.noiseLevel;
-        params.padding_limit = expected.pixelPaddingValueRangeLimit;
-        params.full_contour = expected.fullContour;
-        params.single_contour = expected.singleContour;
-        params.smooth_contour = expected.smoothContour;
-        params.contour_offset = expected.contourOffset;
-        params.check_cut_tissue = expected.checkCutTissue;
-        params.fast = expected.maskingSpeed;
-        params.muscle_outline = expected.pectContour;
-
+        norvane_params params = params_like(expected);
         const auto empty = [&prepared] { return mask_of(Runs(), prepared->GetPixelSize()); };
         Mask frame = empty(), own_frame = empty(), full = empty(), muscle = empty(), outer = empty();
         Mask* frame_out = &own_frame;
@@ -173,13 +177,19 @@ TEST(CInterface, MasksAreSetsOfPixels) {
     }
 }
 
-TEST(CInterface, MistakesAreNamedAndWriteNothing) {
-    const std::vector<std::uint16_t> samples(40 * 40, 100);
-    norvane_picture good;
-    norvane_init_picture(&good);
-    good.samples = samples.data();
-    good.width = good.height = 40;
-    good.pixel_size = 200.0;
+norvane_picture flat_picture(unsigned width) {
+    static const std::vector<std::uint16_t> samples(400 * 40, 100);
+    norvane_picture picture;
+    norvane_init_picture(&picture);
+    picture.samples = samples.data();
+    picture.width = width;
+    picture.height = 40;
+    picture.pixel_size = 200.0;
+    return picture;
+}
+
+TEST(CInterface, MistakesInAPictureAreNamed) {
+    const norvane_picture good = flat_picture(40);
     const auto refused = [&good](const auto& change, const char* word) {
         norvane_picture picture = good;
         change(picture);
@@ -197,7 +207,10 @@ TEST(CInterface, MistakesAreNamedAndWriteNothing) {
     for (const double size : {0.0, -1.0, 228.1, 1e-60, std::numeric_limits<double>::quiet_NaN()})
         refused([size](auto& p) { p.pixel_size = size; }, "pixel_size");
     EXPECT_EQ(norvane_prepare(&good, nullptr), NORVANE_BAD_ARGUMENT);
+}
 
+TEST(CInterface, MistakesInACallWriteNothing) {
+    const norvane_picture good = flat_picture(40);
     norvane_image* made = nullptr;
     ASSERT_EQ(norvane_prepare(&good, &made), NORVANE_DONE);
     EXPECT_STREQ(norvane_last_error(), "");
@@ -237,13 +250,7 @@ TEST(CInterface, MistakesAreNamedAndWriteNothing) {
 
 // A host of an earlier version has a shorter struct: the members that it does not know keep their defaults.
 TEST(CInterface, ShorterStructsAreTaken) {
-    const std::vector<std::uint16_t> samples(400 * 40, 100);
-    norvane_picture picture;
-    norvane_init_picture(&picture);
-    picture.samples = samples.data();
-    picture.width = 400;
-    picture.height = 40;
-    picture.pixel_size = 228.0;
+    norvane_picture picture = flat_picture(400);
     picture.has_padding = 1;
     picture.padding_low = 3;
     picture.padding_high = 9;
