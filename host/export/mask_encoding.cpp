@@ -4,21 +4,44 @@
 #include "export/sha256.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 namespace Norvane::Host {
+namespace {
 
-std::vector<std::size_t> coco_counts(const MaskBitmap& bitmap) {
-    std::vector<std::size_t> counts{0};
-    bool is_inside = false;
-    for (unsigned x = 0; x < bitmap.width; ++x) {
-        for (unsigned y = 0; y < bitmap.height; ++y) {
-            if (bitmap.at(x, y) != is_inside) {
-                is_inside = !is_inside;
-                counts.push_back(0);
+// The pixels that differ from the one before them, counted down the columns. Before the first one lies background. Rows
+// are compared with the row above, because that reads the memory in its order, and most stretches of it are equal.
+std::vector<std::size_t> coco_changes(const MaskBitmap& bitmap) {
+    const std::size_t width = bitmap.width, height = bitmap.height;
+    std::vector<std::size_t> changes;
+    for (std::size_t x = 0; x < width && height > 0; ++x) {
+        const bool was_inside = x > 0 && bitmap.pixels[(height - 1) * width + x - 1] != 0;
+        if ((bitmap.pixels[x] != 0) != was_inside) changes.push_back(x * height);
+    }
+    constexpr std::size_t kStretch = 64;  // pixels
+    for (std::size_t y = 1; y < height; ++y) {
+        const std::span row(&bitmap.pixels[y * width], width);
+        const std::span above(&bitmap.pixels[(y - 1) * width], width);
+        for (std::size_t first = 0; first < width; first += kStretch) {
+            const std::size_t end = std::min(first + kStretch, width);
+            if (std::equal(&row[first], row.data() + end, &above[first])) continue;
+            for (std::size_t x = first; x < end; ++x) {
+                if ((row[x] != 0) != (above[x] != 0)) changes.push_back(x * height + y);
             }
-            ++counts.back();
         }
     }
+    std::ranges::sort(changes);
+    return changes;
+}
+
+}  // namespace
+
+std::vector<std::size_t> coco_counts(const MaskBitmap& bitmap) {
+    std::vector<std::size_t> counts;
+    std::size_t last = 0;
+    for (const std::size_t change : coco_changes(bitmap)) counts.push_back(change - std::exchange(last, change));
+    counts.push_back(std::size_t{bitmap.width} * bitmap.height - last);
     return counts;
 }
 
