@@ -2,6 +2,7 @@
 #include "export/mask_drawing.h"
 
 #include "export/mask_outline.h"
+#include "export/write_png.h"
 #include "findings/grey_rows.h"
 
 #include <algorithm>
@@ -39,19 +40,6 @@ void draw_outlines(cairo_t* c, const Region& region, const Image& image, double 
     cairo_stroke(c);
 }
 
-bool append(std::string& bytes, const unsigned char* data, unsigned count) noexcept {
-    try {
-        bytes.append(reinterpret_cast<const char*>(data), count);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-cairo_status_t on_bytes(void* closure, const unsigned char* data, unsigned count) {
-    return append(*static_cast<std::string*>(closure), data, count) ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_NO_MEMORY;
-}
-
 }  // namespace
 
 void require_drawn(cairo_status_t status) {
@@ -66,9 +54,18 @@ Surface make_surface(int width, int height) {
 }
 
 std::string png_of(const Surface& surface) {
-    std::string bytes;
-    require_drawn(cairo_surface_write_to_png_stream(surface.get(), on_bytes, &bytes));
-    return bytes;
+    cairo_surface_flush(surface.get());
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
+    const unsigned char* bytes = cairo_image_surface_get_data(surface.get());
+    const auto width = static_cast<unsigned>(cairo_image_surface_get_width(surface.get()));
+    const auto height = static_cast<unsigned>(cairo_image_surface_get_height(surface.get()));
+    return encode_png(width, height, [bytes, stride](unsigned y, std::span<RgbPixel> row) {
+        const std::span drawn(reinterpret_cast<const std::uint32_t*>(bytes + y * stride), row.size());
+        std::ranges::transform(drawn, row.begin(), [](std::uint32_t pixel) {
+            const auto channel = [pixel](unsigned shift) { return static_cast<std::uint8_t>(pixel >> shift & 0xFF); };
+            return RgbPixel{channel(16), channel(8), channel(0)};
+        });
+    });
 }
 
 void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_zoom) {

@@ -20,6 +20,7 @@ struct PngLayout {
     unsigned height;
     int bits;
     PngContent content;
+    int channels = 1;
 };
 
 /// Fills a row of the file. In 16-bit samples, the high byte comes first.
@@ -41,7 +42,8 @@ public:
     bool write(const PngLayout& layout, const ByteRows& fill, png_bytep row) {
         if (setjmp(png_jmpbuf(png)) != 0) return false;
         png_set_write_fn(png, this, on_bytes, nullptr);
-        png_set_IHDR(png, info, layout.width, layout.height, layout.bits, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+        png_set_IHDR(png, info, layout.width, layout.height, layout.bits,
+                     layout.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                      PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         set_compression(layout);
         png_write_info(png, info);
@@ -61,7 +63,7 @@ private:
         constexpr int kFast = 1;
         constexpr int kThorough = 9;  // for runs, the highest level is as fast as the others
         const bool is_regions = layout.content == PngContent::kRegions;
-        if (!is_regions && layout.bits == 8) return;  // small pictures: libpng's defaults
+        if (!is_regions && layout.bits == 8 && layout.channels == 1) return;  // small pictures: libpng's defaults
         png_set_compression_level(png, is_regions ? kThorough : kFast);
         png_set_compression_strategy(png, is_regions ? Z_RLE : Z_DEFAULT_STRATEGY);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, is_regions ? PNG_FILTER_NONE : PNG_FILTER_UP);
@@ -89,7 +91,7 @@ private:
 };
 
 std::string encode(const PngLayout& layout, const ByteRows& fill) {
-    std::vector<png_byte> row(std::size_t{layout.width} * static_cast<std::size_t>(layout.bits) / 8);
+    std::vector<png_byte> row(std::size_t{layout.width} * static_cast<std::size_t>(layout.bits * layout.channels) / 8);
     PngEncoder encoder;
     if (!encoder.write(layout, fill, row.data())) throw std::runtime_error(encoder.message.data());
     return std::move(encoder.bytes);
@@ -115,6 +117,16 @@ std::string encode_png(unsigned width, unsigned height, PngContent content, cons
         for (const std::uint16_t v : samples) {
             *row++ = static_cast<png_byte>(v >> 8);
             *row++ = static_cast<png_byte>(v & 0xFF);
+        }
+    });
+}
+
+std::string encode_png(unsigned width, unsigned height, const RowSource<RgbPixel>& source) {
+    std::vector<RgbPixel> pixels(width);
+    return encode({width, height, 8, PngContent::kPicture, 3}, [&](unsigned y, png_bytep row) {
+        source(y, pixels);
+        for (const RgbPixel& pixel : pixels) {
+            for (const std::uint8_t channel : {pixel.red, pixel.green, pixel.blue}) *row++ = channel;
         }
     });
 }

@@ -14,6 +14,11 @@ enum class PngContent {
     kRegions,  ///< areas with few values, such as masks; compressed as runs, which is five times as fast
 };
 
+/// A pixel of a coloured picture.
+struct RgbPixel {
+    std::uint8_t red, green, blue;
+};
+
 /// Writes row `y` into `row`.
 template <class Sample>
 using RowSource = std::function<void(unsigned y, std::span<Sample> row)>;
@@ -24,7 +29,10 @@ using RowSource = std::function<void(unsigned y, std::span<Sample> row)>;
 [[nodiscard]] std::string encode_png(unsigned width, unsigned height, PngContent content,
                                      const RowSource<std::uint16_t>& source);
 
-/// The same from pixels in memory, row by row.
+/// The bytes of a colour PNG file of 8 bits, compressed fast: most of its pixels are grey levels with noise.
+[[nodiscard]] std::string encode_png(unsigned width, unsigned height, const RowSource<RgbPixel>& source);
+
+/// Grey PNG files from pixels in memory, row by row.
 [[nodiscard]] std::string encode_png(std::span<const std::uint8_t> pixels, unsigned width, unsigned height,
                                      PngContent content = PngContent::kPicture);
 [[nodiscard]] std::string encode_png(std::span<const std::uint16_t> pixels, unsigned width, unsigned height);
