@@ -154,7 +154,7 @@ Rings rings_of(Mask* breast, Mask* frame, GarbageList& scratch) {
 
 Masking::MASK_STATUS check_shape(const Image& image, const Mask& breast, double area) {
     constexpr double kWholeImageRatio = 1.25;
-    constexpr double kRectangleFill = static_cast<double>(0.88F);  // of the bounding box
+    constexpr double kRectangleFill = double{0.88F};  // of the bounding box
     const double ratio = static_cast<double>(image.GetWidth() * image.GetHeight()) / area;
     if (ratio > kLargestRatio) return Masking::MASK_TOO_SMALL;
     const unsigned box = (breast.GetMaxX() - breast.GetMinX()) * (breast.GetMaxY() - breast.GetMinY());

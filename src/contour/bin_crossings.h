@@ -40,8 +40,7 @@ public:
     /// The bin of one pixel, `dy` rows below the origin.
     [[nodiscard]] int bin_at(int depth, int dy) const {
         const float a = static_cast<float>(std::atan2(static_cast<double>(-dy), static_cast<double>(depth)));
-        const double from_first_bin =
-            outward_ > 0 ? static_cast<double>(a) + kHalfPi : kHalfPi - static_cast<double>(a);
+        const double from_first_bin = outward_ > 0 ? double{a} + kHalfPi : kHalfPi - double{a};
         return std::clamp(truncate_to<int>(from_first_bin * kBinsPerRadian + 0.5), 0, kLastBin);
     }
 

@@ -128,7 +128,7 @@ private:
     /// way round.
     [[nodiscard]] std::uint16_t bin_of(float angle, int sign) const {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
-        const int quarter_degrees = truncate_to<int>(static_cast<double>(angle) * kBinsPerRadian);
+        const int quarter_degrees = truncate_to<int>(double{angle} * kBinsPerRadian);
         const int bin = origin_.outward > 0 ? (sign * kFullCircle + quarter_degrees) % kFullCircle + kHorizontalBin
                                             : quarter_degrees - kHorizontalBin;
         return static_cast<std::uint16_t>(std::clamp(bin, 0, kLastBin));
@@ -162,7 +162,7 @@ public:
           bins_(from.outward) {}
 
     [[nodiscard]] Depths start_row(const ScanRow& row) {
-        constexpr double kWidening = static_cast<double>(0.18F);  // share of the row's field
+        constexpr double kWidening = double{0.18F};  // share of the row's field
         const double span = static_cast<double>(row.field.last - row.field.first) * kWidening;
         const Columns limits = row.breast_side(origin_, width_);
         const Columns window{
@@ -294,7 +294,7 @@ std::vector<float> search_radii(const SearchImages& images, const Mask& frame, c
     return radii_of(raster.scan(frame, Form(origin, images.width())), radius_of);
 }
 
-float square_root(float squared) { return static_cast<float>(std::sqrt(static_cast<double>(squared))); }
+float square_root(float squared) { return static_cast<float>(std::sqrt(double{squared})); }
 
 /// Adds the host's offset to every radius of `from`.
 void add_offset(const std::vector<float>& from, int offset, std::vector<float>& to) {

@@ -12,7 +12,7 @@
 namespace Norvane {
 namespace {
 
-float mid_value(float a, float b) { return static_cast<float>(static_cast<double>(a + b) * 0.5); }
+float mid_value(float a, float b) { return static_cast<float>(double{a + b} * 0.5); }
 
 /// Mean of the positive radii in the middle half of a contour, in whole pixels; 0 if there are none.
 int mean_of_middle_half(const std::vector<float>& c) {
@@ -21,7 +21,7 @@ int mean_of_middle_half(const std::vector<float>& c) {
     std::int64_t count = 0;
     for (std::size_t i = quarter; i < 3 * quarter; ++i) {
         if (!(c[i] > 0.0F)) continue;
-        sum += truncate_to<int>(static_cast<double>(c[i]));
+        sum += truncate_to<int>(double{c[i]});
         ++count;
     }
     return count == 0 ? 0 : static_cast<int>(sum / count);
@@ -121,8 +121,7 @@ std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_
     constexpr double kSteepFall = 50.0;  // pixels
     const std::size_t n = c.size();
     std::vector<char> counts(n, 0);
-    for (std::size_t j = 1; j < n; ++j)
-        counts[j] = static_cast<double>(c[j]) > static_cast<double>(c[j - 1]) - kSteepFall ? 1 : 0;
+    for (std::size_t j = 1; j < n; ++j) counts[j] = double{c[j]} > double{c[j - 1]} - kSteepFall ? 1 : 0;
 
     std::vector<float> smoothed(n, 0.0F);
     for (std::size_t i = 0; i < n; ++i) {
@@ -133,7 +132,7 @@ std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_
             sum += c[j];
             ++count;
         }
-        smoothed[i] = count > 0 ? static_cast<float>(static_cast<double>(sum / static_cast<float>(count)) + 0.5) : c[i];
+        smoothed[i] = count > 0 ? static_cast<float>(double{sum / static_cast<float>(count)} + 0.5) : c[i];
     }
     return smoothed;
 }

@@ -40,7 +40,7 @@ private:
     [[nodiscard]] static std::size_t bin_of(float angle, int sy, IMAGE_SIDE side, std::size_t bins) {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         constexpr int kHorizontalBin = 360;
-        int bin = truncate_to<int>(static_cast<double>(angle) * kBinsPerHalfCircle / kPi - sy * 0.5);
+        int bin = truncate_to<int>(double{angle} * kBinsPerHalfCircle / kPi - sy * 0.5);
         if (side == SIDE_CHEST_RIGHT) bin -= kHorizontalBin;
         if (side == SIDE_CHEST_LEFT) bin = (sy * kFullCircle + bin) % kFullCircle + kHorizontalBin;
         return static_cast<std::size_t>(std::clamp<std::int64_t>(bin, 0, static_cast<std::int64_t>(bins) - 1));
@@ -54,7 +54,7 @@ std::int64_t reach_of(const std::vector<float>& contour) {
     constexpr double kFarthest = 1 << 24;  // pixels; larger than any image; offsets up to it are exact floats
     float largest = 0.0F;
     for (const float radius : contour) largest = std::max(largest, radius);
-    return truncate_to<std::int64_t>(std::min(std::ceil(static_cast<double>(largest)), kFarthest));
+    return truncate_to<std::int64_t>(std::min(std::ceil(double{largest}), kFarthest));
 }
 
 /// Writes the pixels that are nearer to the origin than the contour, run by run.
@@ -207,12 +207,12 @@ std::vector<int> points_of(const PlacedContour& contour) {
     points.reserve(2 * radii.size());
     for (std::size_t k = 0; k < radii.size(); ++k) {
         const float half_circles = static_cast<float>(static_cast<double>(k) * kPi);
-        const float t = static_cast<float>(static_cast<double>(half_circles) / kBinsPerHalfCircle);
-        const auto angle = static_cast<double>(static_cast<float>(static_cast<double>(t) + turn));
+        const float t = static_cast<float>(double{half_circles} / kBinsPerHalfCircle);
+        const auto angle = double{static_cast<float>(double{t} + turn)};
         const float dx = radii[k] * static_cast<float>(std::cos(angle));
         const float dy = radii[k] * static_cast<float>(std::sin(angle));
-        const std::int64_t x = std::int64_t{state.edgeColumn} + truncate_to<int>(static_cast<double>(dx));
-        const std::int64_t y = std::int64_t{state.centreRow} - truncate_to<int>(static_cast<double>(dy));
+        const std::int64_t x = std::int64_t{state.edgeColumn} + truncate_to<int>(double{dx});
+        const std::int64_t y = std::int64_t{state.centreRow} - truncate_to<int>(double{dy});
         points.push_back(with_offset(std::clamp<std::int64_t>(x, 0, last_column), image.GetOffX()));
         points.push_back(with_offset(std::clamp<std::int64_t>(y, 0, last_row), image.GetOffY()));
     }

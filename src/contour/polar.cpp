@@ -14,10 +14,9 @@ AcosTable::AcosTable(int intervals) : n(std::max(intervals, 0)), angles(static_c
     angles[0] = static_cast<float>(std::atan2(1.0, 0.0));
     for (int k = 1; k <= n; ++k) {
         const float c = static_cast<float>(k) / static_cast<float>(n);
-        const float sine_squared = static_cast<float>(1.0 - static_cast<double>(c) * static_cast<double>(c));
-        const float s = static_cast<float>(std::sqrt(static_cast<double>(sine_squared)));
-        angles[static_cast<std::size_t>(k)] =
-            static_cast<float>(std::atan2(static_cast<double>(s), static_cast<double>(c)));
+        const float sine_squared = static_cast<float>(1.0 - double{c} * double{c});
+        const float s = static_cast<float>(std::sqrt(double{sine_squared}));
+        angles[static_cast<std::size_t>(k)] = static_cast<float>(std::atan2(double{s}, double{c}));
     }
 }
 
@@ -28,7 +27,7 @@ float polar_angle(float x, float r, const AcosTable& table, int sx, int sy) {
         std::cout << "Wrong quad" << std::endl;
         return 0.0F;
     }
-    const double along = sx * static_cast<double>(x) / static_cast<double>(r);
+    const double along = sx * double{x} / double{r};
     const int k = std::clamp(truncate_to<int>(along * table.n + sy * 0.5), 0, table.n);
     return in_quadrant(table.angles[static_cast<std::size_t>(k)], sx, sy);
 }

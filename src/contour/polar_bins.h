@@ -62,7 +62,7 @@ private:
     [[nodiscard]] static Pixel pixel_at(double dx, double dy_squared, double half) {
         constexpr double kLast = Masking::NUM_IN_LUT;
         const float r = static_cast<float>(std::sqrt(dx * dx + dy_squared));
-        const double length = r > 0.0F ? static_cast<double>(r) : 1.0;
+        const double length = r > 0.0F ? double{r} : 1.0;
         const double k = std::fabs(dx) / length * kLast + half;
         return {r, static_cast<std::uint16_t>(static_cast<int>(k < 0.0 ? 0.0 : (k > kLast ? kLast : k)))};
     }

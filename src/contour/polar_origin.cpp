@@ -13,9 +13,7 @@ namespace {
 std::uint16_t low_16_bits(unsigned v) { return static_cast<std::uint16_t>(v); }
 
 /// The depth of the near-wall zone: a tenth of the field's extent plus a column.
-std::uint16_t wall_margin(unsigned extent) {
-    return low_16_bits(truncate_to<unsigned>(extent * static_cast<double>(0.1F) + 1.0));
-}
+std::uint16_t wall_margin(unsigned extent) { return low_16_bits(truncate_to<unsigned>(extent * double{0.1F} + 1.0)); }
 
 }  // namespace
 

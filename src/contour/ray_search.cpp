@@ -47,7 +47,7 @@ std::int64_t longest_ray(const Mask& frame, const PolarOrigin& origin) {
     for (const unsigned corner_row : {frame.GetMinY(), frame.GetMaxY()}) {
         const double dy = static_cast<double>(corner_row) - origin.row;
         const float distance = static_cast<float>(std::sqrt(dx * dx + dy * dy));
-        longest = std::max(longest, truncate_to<std::int64_t>(static_cast<double>(distance) + 0.5));
+        longest = std::max(longest, truncate_to<std::int64_t>(double{distance} + 0.5));
     }
     return longest;
 }
@@ -61,8 +61,8 @@ struct Ray {
 
     Ray(const PolarOrigin& from, int i) : origin(from), upward(i < kHorizontal ? -1 : 1) {
         const float angle = static_cast<float>(std::abs(kHorizontal - i)) / kRaysPerRadian;
-        sine = std::sin(static_cast<double>(angle));
-        cosine = std::cos(static_cast<double>(angle));
+        sine = std::sin(double{angle});
+        cosine = std::cos(double{angle});
     }
     [[nodiscard]] std::int64_t row(std::int64_t r) const {
         return origin.row - upward * truncate_to<std::int64_t>(static_cast<double>(r) * sine + 0.5);

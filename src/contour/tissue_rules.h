@@ -111,7 +111,7 @@ struct Direction {
 [[nodiscard]] inline float ray_gradient(const GreyHistory& h, std::uint16_t grey) {
     if (!h.is_full()) return 0.0F;
     const float older = static_cast<float>(h.older_sum() / 3.0);
-    return static_cast<float>(static_cast<double>(older) - h.newer_sum(grey) / 3.0);
+    return static_cast<float>(double{older} - h.newer_sum(grey) / 3.0);
 }
 
 /// Three times the fall of the grey level along a direction of the raster searches. It is exact.
@@ -154,8 +154,7 @@ class TissueRules {
 public:
     TissueRules(const Settings& settings, const Masking::Params& params, const ContourState& state)
         : falling_(settings.gradient_threshold),
-          rising_(static_cast<double>(settings.border_factor) * -1.0 *
-                  static_cast<double>(settings.gradient_threshold)) {
+          rising_(double{settings.border_factor} * -1.0 * double{settings.gradient_threshold}) {
         const float plain = tissue_threshold(rules_of(params.bgNoise), settings.noise_level, state);
         const float raised = plain * settings.radius_scale;
         for (const bool is_raised : {false, true}) {
@@ -178,9 +177,7 @@ public:
         return searched >= first_tissue_[raised] && !(rules.stops_at_edges && direction.has_stopped());
     }
 
-    [[nodiscard]] Steepness of(float gradient) const {
-        return {gradient > falling_, static_cast<double>(gradient) < rising_};
-    }
+    [[nodiscard]] Steepness of(float gradient) const { return {gradient > falling_, double{gradient} < rising_}; }
     /// The same for a fall of the raster searches.
     [[nodiscard]] Steepness of_fall(int fall) const { return {fall >= first_fall_, fall < first_flat_}; }
 

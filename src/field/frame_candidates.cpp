@@ -271,7 +271,7 @@ bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SI
     if (border == FRAME_TOP) {
         const float pixel_size = window->GetPixelSize();
         const bool has_scale = pixel_size != 0.0F && !std::isnan(pixel_size);
-        const int deep = has_scale ? truncate_to<int>(kDeepTop.value / static_cast<double>(pixel_size)) : 0;
+        const int deep = has_scale ? truncate_to<int>(kDeepTop.value / double{pixel_size}) : 0;
         if (p > deep && outer.mean / c.frameMaxMean < kDeepTopUniformity) c.accepted = false;
     }
     return c.accepted;

@@ -126,7 +126,7 @@ int FrameDetector::RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side, IMAG
 }
 
 void FrameDetector::SetupWindows(unsigned width, unsigned height, IMAGE_SIDE side) {
-    const auto fraction = static_cast<double>(wideWindowFraction);
+    const auto fraction = double{wideWindowFraction};
     const auto wide = truncate_to<unsigned>(fraction * width);
     const auto rest = truncate_to<unsigned>((1.0 - fraction) * width);
     const bool chest_left = side == SIDE_CHEST_LEFT;

@@ -54,7 +54,7 @@ void fill_with_equal_parts(int* keys, int bins, int range, bool is_16_bit) {
         if (bins == range)
             keys[k] = k;
         else if (is_16_bit && bins >= kOverflowingBins)
-            keys[k] = truncate_to<int>(static_cast<double>(static_cast<float>(k) * step));
+            keys[k] = truncate_to<int>(double{static_cast<float>(k) * step});
         else
             keys[k] = static_cast<int>(static_cast<unsigned>(k) * static_cast<unsigned>(range)) / bins;
     }

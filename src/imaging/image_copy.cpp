@@ -27,7 +27,7 @@ struct SampleType {
 template <class To, class From>
 To convert(From v) {
     if constexpr (std::is_floating_point_v<From>)
-        return static_cast<To>(std::clamp<int>(truncate_to<int>(static_cast<double>(v)), std::numeric_limits<To>::min(),
+        return static_cast<To>(std::clamp<int>(truncate_to<int>(double{v}), std::numeric_limits<To>::min(),
                                                std::numeric_limits<To>::max()));
     else if constexpr (std::is_unsigned_v<From> && sizeof(To) < sizeof(From))
         return static_cast<To>(std::min<From>(v, std::numeric_limits<To>::max()));

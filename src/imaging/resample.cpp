@@ -22,13 +22,13 @@ struct Ratio {
 
 /// The ratio nearest to `factor`. If `factor` is not a number, it counts as a reduction.
 Ratio ratio_for(float factor) {
-    const auto f = static_cast<double>(factor);
+    const auto f = double{factor};
     if (f > 1.0) return {kUnit, truncate_to<int>(kUnit / f + 0.5)};
     return {truncate_to<int>(f * kUnit + 0.5), kUnit};
 }
 
 unsigned scaled_offset(unsigned offset, float factor) {
-    return truncate_to<unsigned>(static_cast<double>(offset) * static_cast<double>(factor) + 0.5);
+    return truncate_to<unsigned>(static_cast<double>(offset) * double{factor} + 0.5);
 }
 
 /// Sets the geometry of `dst` and returns the ratio.

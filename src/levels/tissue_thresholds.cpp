@@ -48,11 +48,11 @@ TissueThresholds tissue_thresholds(std::span<const int> histogram, std::uint16_t
 
     const auto ratio = static_cast<float>(static_cast<double>(tissue_mean) / kBackground);
     const auto* const step = std::ranges::find_if(
-        kThresholdScalings, [&](const ThresholdScaling& s) { return static_cast<double>(ratio) < s.below_ratio; });
+        kThresholdScalings, [&](const ThresholdScaling& s) { return double{ratio} < s.below_ratio; });
     const bool is_low_contrast = step != std::end(kThresholdScalings);
     return {static_cast<std::uint16_t>(tissue_mean), static_cast<std::uint16_t>(kBackground),
             static_cast<std::uint16_t>(truncate_to<int>(threshold)),
-            is_low_contrast ? static_cast<float>(static_cast<double>(threshold_scale) * step->factor) : threshold_scale,
+            is_low_contrast ? static_cast<float>(double{threshold_scale} * step->factor) : threshold_scale,
             is_low_contrast};
 }
 

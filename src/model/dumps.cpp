@@ -18,7 +18,7 @@ void write_geometry(std::ostream& out, const Image& image, const char* prefix) {
     out << prefix << "Width / height: " << image.GetWidth() << " / " << image.GetHeight() << '\n'
         << prefix << "Stride: " << image.GetStride() << '\n'
         << prefix << "Bits / used: " << image.GetBits() << " / " << image.GetUsedBits() << '\n'
-        << prefix << "Format: " << static_cast<int>(image.GetFormat()) << '\n'
+        << prefix << "Format: " << int{image.GetFormat()} << '\n'
         << prefix << "Offset X / Y: " << image.GetOffX() << " / " << image.GetOffY() << '\n'
         << prefix << "Needs inversion: " << (image.GetNeedsInversion() ? 1 : 0) << '\n';
 }

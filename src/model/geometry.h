@@ -75,7 +75,7 @@ struct Micrometres {
 /// A length in pixels, rounded half up. 0 if the pixel size is 0 or not a number.
 [[nodiscard]] inline int pixels_for(Micrometres length, float pixel_size) {
     if (pixel_size == 0.0F || std::isnan(pixel_size)) return 0;
-    return truncate_to<int>(length.value / static_cast<double>(pixel_size) + 0.5);
+    return truncate_to<int>(length.value / double{pixel_size} + 0.5);
 }
 
 }  // namespace Norvane

@@ -15,7 +15,7 @@ namespace {
 /// product and quotient err by far less than a half.
 unsigned rescaled(unsigned v, float from, float to) {
     if (from == to && std::isfinite(from)) return v;
-    return truncate_to<unsigned>(static_cast<double>(v) * static_cast<double>(from) / static_cast<double>(to) + 0.5);
+    return truncate_to<unsigned>(static_cast<double>(v) * double{from} / double{to} + 0.5);
 }
 
 /// A weight for each index. Only its changes are stored.

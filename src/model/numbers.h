@@ -11,9 +11,9 @@ namespace Norvane {
 template <class Int>
 [[nodiscard]] constexpr Int truncate_to(double v) {
     // Both limits are exact in double for integers of up to 32 bits, and max + 1 is for 64.
-    constexpr auto kLowest = static_cast<double>(std::numeric_limits<Int>::min());
+    constexpr auto kLowest = double{std::numeric_limits<Int>::min()};
     constexpr Int kHalf = std::numeric_limits<Int>::max() / 2 + 1;
-    constexpr auto kBeyond = static_cast<double>(kHalf) * 2.0;
+    constexpr auto kBeyond = double{kHalf} * 2.0;
     if (v != v) return 0;
     if (v <= kLowest) return std::numeric_limits<Int>::min();
     if (v >= kBeyond) return std::numeric_limits<Int>::max();

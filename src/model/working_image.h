@@ -19,9 +19,9 @@ namespace Norvane {
 /// Whether a pixel size (micrometres) is more than 10 % off the working pixel size, or is not a number. The difference
 /// is rounded to float before the comparison, so 250.8 as a float is beyond the limit.
 [[nodiscard]] inline bool is_off_working_pixel_size(float pixel_size) {
-    constexpr double kLimit = static_cast<double>(Masking::c_lowres_pixelsize) * static_cast<double>(0.1F);
+    constexpr double kLimit = double{Masking::c_lowres_pixelsize} * double{0.1F};
     const float difference = std::fabs(pixel_size - Masking::c_lowres_pixelsize);
-    return !(static_cast<double>(difference) <= kLimit);
+    return !(double{difference} <= kLimit);
 }
 
 }  // namespace Norvane

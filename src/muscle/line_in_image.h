@@ -25,8 +25,8 @@ class LineInImage {
 public:
     LineInImage(const Line& line, float dx)
         : rho_(line.rho),
-          sine_(static_cast<float>(std::sin(static_cast<double>(line.theta)))),
-          cosine_(static_cast<float>(std::cos(static_cast<double>(line.theta)))),
+          sine_(static_cast<float>(std::sin(double{line.theta}))),
+          cosine_(static_cast<float>(std::cos(double{line.theta}))),
           dx_(dx) {}
 
     /// The image column in row `region_row` of the region. If the line runs along the rows, it is not finite.

@@ -100,7 +100,7 @@ struct PairedDifferences {
         float mean = sum / n;
         if (side != SIDE_CHEST_LEFT) mean = -mean;  // muscle minus tissue
         const float variance = squares / n - mean * mean;
-        const float error = static_cast<float>(std::sqrt(static_cast<double>(variance / static_cast<float>(rows - 1))));
+        const float error = static_cast<float>(std::sqrt(double{variance / static_cast<float>(rows - 1)}));
         return mean / error;
     }
 };
@@ -137,8 +137,7 @@ PECT_STATUS verify_by_pairs(const Image* image, const PlacedLine& line, IMAGE_SI
                      [&](const GreyStatistics& left, const GreyStatistics& right) { differences.add(left, right); });
     if (is_too_deep(*image, distances)) return PectDetect::PECT_NOT_FOUND;
     if (differences.rows < 1) return PectDetect::PECT_FAIL;
-    return static_cast<double>(differences.t(side)) > PectDetect::UA_PAIRWISEPASS ? PectDetect::PECT_PASS
-                                                                                  : PectDetect::PECT_FAIL;
+    return double{differences.t(side)} > PectDetect::UA_PAIRWISEPASS ? PectDetect::PECT_PASS : PectDetect::PECT_FAIL;
 }
 
 }  // namespace Norvane

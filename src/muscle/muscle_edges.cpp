@@ -131,7 +131,7 @@ struct DirectionTest {
             const bool fits = (gx != 0.0F) & (tan_min < slope) & (slope < tan_max);
             const float squares = gx * gx + gy * gy;
             // The pixels have 16 bits, so the root is far below the largest int.
-            const int root = static_cast<int>(std::sqrt(static_cast<double>(fits ? squares : 0.0F)));
+            const int root = static_cast<int>(std::sqrt(double{fits ? squares : 0.0F}));
             to[lane] = static_cast<std::uint16_t>(root);
         }
     }
@@ -198,7 +198,7 @@ private:
 /// above 0.
 std::uint16_t upper_level(const Image* image, std::span<const int> histogram, float fraction) {
     const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
-    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(pixels) * fraction));
+    const auto target = truncate_to<std::int64_t>(double{static_cast<float>(pixels) * fraction});
     std::int64_t sum = 0;
     for (unsigned level = kGreyLevels - 1; level > 1; --level) {
         sum += histogram[level];
@@ -267,7 +267,7 @@ std::uint16_t background_threshold(const Image* region, Mask* mask, float fracti
         for (const std::uint16_t p : pixels) ++histogram[p];
     }
 
-    const auto target = truncate_to<std::int64_t>(static_cast<double>(static_cast<float>(count) * fraction));
+    const auto target = truncate_to<std::int64_t>(double{static_cast<float>(count) * fraction});
     std::int64_t sum = 0;
     for (unsigned level = 0; level < kGreyLevels - 1; ++level) {
         sum += histogram[level];

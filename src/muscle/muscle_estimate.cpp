@@ -74,7 +74,7 @@ std::optional<std::int64_t> muscle_end(const Scan& scan, Row<const std::uint16_t
 
 void add_muscle_row(const Scan& scan, std::span<const Run> runs, float column, unsigned y, Mask& out) {
     if (runs.empty() || !(column > 0.0F)) return;
-    const auto end = truncate_to<std::int64_t>(static_cast<double>(column));
+    const auto end = truncate_to<std::int64_t>(double{column});
     const std::int64_t start = scan.wall_end(runs);
     if ((end - start) * scan.step <= 0) return;
     add_run(out, y, Interval<std::int64_t>{std::min(start, end), std::max(start, end)});

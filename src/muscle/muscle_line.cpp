@@ -27,8 +27,7 @@ constexpr float kFlattestNormal = 5.0F;
 constexpr float kSteepestNormal = 50.0F;
 
 float radians(float from_degrees, unsigned bin) {
-    return static_cast<float>(bin * std::numbers::pi / 180.0 +
-                              static_cast<double>(from_degrees) * std::numbers::pi / 180.0);
+    return static_cast<float>(bin * std::numbers::pi / 180.0 + double{from_degrees} * std::numbers::pi / 180.0);
 }
 
 /// The columns of the edge pixels, row by row. They are floats, because every vote multiplies them.
@@ -50,8 +49,8 @@ struct EdgePoints {
 
 /// For lines of one direction, counts the edge pixels in each bin of the distance. The counters wrap at 16 bits.
 void vote(const EdgePoints& points, float theta, std::span<std::uint16_t> bins) {
-    const float sine = static_cast<float>(std::sin(static_cast<double>(theta)));
-    const float cosine = static_cast<float>(std::cos(static_cast<double>(theta)));
+    const float sine = static_cast<float>(std::sin(double{theta}));
+    const float cosine = static_cast<float>(std::cos(double{theta}));
     const float bins_per_row = sine / PectDetect::C_RBINSIZE;
     const float bins_per_column = cosine / PectDetect::C_RBINSIZE;
     const auto end = static_cast<double>(bins.size());
@@ -60,7 +59,7 @@ void vote(const EdgePoints& points, float theta, std::span<std::uint16_t> bins) 
     for (const std::size_t row_end : points.row_ends) {
         for (; i < row_end; ++i) {
             const float v = points.columns[i] * bins_per_column + row_term;
-            if (v >= 0.0F && static_cast<double>(v) < end) ++bins[static_cast<std::size_t>(v)];
+            if (v >= 0.0F && double{v} < end) ++bins[static_cast<std::size_t>(v)];
         }
         row_term += bins_per_row;
     }
@@ -103,7 +102,7 @@ void add_left_of_line(float column, const Image& image, const Walls& walls, unsi
     if (!(column >= 0.0F)) return;
     const float line = std::min(column, static_cast<float>(image.GetWidth() - 1));
     const auto extent =
-        truncate_to<std::int64_t>(static_cast<double>(line) + 0.5 + image.GetOffX() - static_cast<double>(walls.first));
+        truncate_to<std::int64_t>(double{line} + 0.5 + image.GetOffX() - static_cast<double>(walls.first));
     if (extent >= 0) add_run(pect, row, Walls{walls.first, walls.first + extent});
 }
 
@@ -111,7 +110,7 @@ void add_left_of_line(float column, const Image& image, const Walls& walls, unsi
 void add_right_of_line(float column, const Image& image, const Walls& walls, unsigned row, Mask& pect) {
     if (!(column <= static_cast<float>(image.GetWidth() - 1))) return;
     const float line = std::max(column, 0.0F);
-    const auto first = truncate_to<std::int64_t>(static_cast<double>(line) + 0.5 + image.GetOffX());
+    const auto first = truncate_to<std::int64_t>(double{line} + 0.5 + image.GetOffX());
     if (first <= walls.last) add_run(pect, row, Walls{first, walls.last});
 }
 
@@ -121,8 +120,8 @@ std::optional<HoughPeak> strongest_line(const Image* edges, const Interval<float
     if (!is_usable(edges)) return std::nullopt;
     const auto width = static_cast<double>(edges->GetWidth()), height = static_cast<double>(edges->GetHeight());
     const float diagonal = static_cast<float>(std::sqrt(width * width + height * height));
-    const auto angles = truncate_to<unsigned>(static_cast<double>(degrees.last - degrees.first) + 0.5);
-    const auto distances = truncate_to<unsigned>(static_cast<double>(diagonal) / PectDetect::C_RBINSIZE + 0.5);
+    const auto angles = truncate_to<unsigned>(double{degrees.last - degrees.first} + 0.5);
+    const auto distances = truncate_to<unsigned>(double{diagonal} / PectDetect::C_RBINSIZE + 0.5);
 
     auto counters = std::make_unique<Image>(FORMAT_UNSIGNED, 16U, angles, distances, true);
     if (distances != 0) {

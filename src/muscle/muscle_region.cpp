@@ -92,7 +92,7 @@ MuscleRegion muscle_region(const Image* image, Mask* bound, IMAGE_SIDE side, flo
 
     Box box = bounds_of(*bound);
     const float height = static_cast<float>(static_cast<unsigned>(box.rows.last - box.rows.first)) * height_ratio;
-    box.rows.last = box.rows.first + truncate_to<std::int64_t>(static_cast<double>(height));
+    box.rows.last = box.rows.first + truncate_to<std::int64_t>(double{height});
     fit_columns(*bound, side, box);
     clip_to_image(*image, box);
     const std::int64_t width = box.columns.last - box.columns.first, rows = box.rows.last - box.rows.first;

@@ -19,14 +19,14 @@ namespace {
 
 /// Whether the host passed a vector for 720 points.
 bool takes_points(const std::vector<int>* contour) {
-    return contour != nullptr && contour->size() == 2 * static_cast<std::size_t>(Masking::c_num_angles);
+    return contour != nullptr && contour->size() == 2 * std::size_t{Masking::c_num_angles};
 }
 
 /// Spreads 720 points evenly over a traced boundary of at least one point.
 void spread_points(const std::vector<int>& traced, std::vector<int>& contour) {
     const std::size_t count = traced.size() / 2;
     const double step = static_cast<double>(count) / Masking::c_num_angles;
-    for (std::size_t k = 0; k < static_cast<std::size_t>(Masking::c_num_angles); ++k) {
+    for (std::size_t k = 0; k < std::size_t{Masking::c_num_angles}; ++k) {
         const std::size_t from = std::min<std::size_t>(truncate_to<unsigned>(static_cast<double>(k) * step), count - 1);
         contour[2 * k] = traced[2 * from];
         contour[2 * k + 1] = traced[2 * from + 1];

@@ -119,7 +119,7 @@ private:
 template <class Sample, class Sum>
 Sample quotient(Sum sum, int divisor) {
     if constexpr (std::is_floating_point_v<Sample>)
-        return divisor == 1 ? static_cast<Sample>(sum) : static_cast<Sample>(static_cast<double>(sum) / divisor);
+        return divisor == 1 ? static_cast<Sample>(sum) : static_cast<Sample>(double{sum} / divisor);
     else
         return saturate<Sample>(divisor == 1 ? std::int64_t{sum} : divide_half_up(sum, divisor));
 }
@@ -278,7 +278,7 @@ void blur_integers(const IplHeader& src, const IplHeader& dst, const Box& box) {
 
 /// Float sums depend on their order, which is cell by cell and row by row. All pixels of a row add a cell together.
 void blur_floats(const IplHeader& src, const IplHeader& dst, const Box& box) {
-    const auto width = static_cast<std::int64_t>(src.width), height = static_cast<std::int64_t>(src.height);
+    const auto width = std::int64_t{src.width}, height = std::int64_t{src.height};
     const auto cells = static_cast<double>(box.cells());
     const std::int64_t first_dx = std::max(box.left, 1 - width), last_dx = std::min(box.left + box.cols, width) - 1;
     std::vector<double> sums(src.width);
@@ -290,7 +290,7 @@ void blur_floats(const IplHeader& src, const IplHeader& dst, const Box& box) {
             for (std::int64_t dx = first_dx; dx <= last_dx; ++dx) {
                 const std::int64_t last = std::min(width, width - dx);
                 for (std::int64_t x = std::max<std::int64_t>(0, -dx); x < last; ++x)
-                    sums[static_cast<std::size_t>(x)] += static_cast<double>(row[static_cast<std::size_t>(x + dx)]);
+                    sums[static_cast<std::size_t>(x)] += double{row[static_cast<std::size_t>(x + dx)]};
             }
         }
         const auto to = row_to_write<float>(dst, static_cast<std::size_t>(y));
@@ -312,7 +312,7 @@ void blur(const IplHeader& src, const IplHeader& dst, const Box& box) {
 
 void iplFixedFilter(const IplHeader* src, const IplHeader* dst, int filter) {
     run_call([&] {
-        if (!are_alike(src, dst) || filter < 0 || filter >= static_cast<int>(kKernels.size())) return kIplBadArgument;
+        if (!are_alike(src, dst) || filter < 0 || filter >= int{kKernels.size()}) return kIplBadArgument;
         const Kernel& kernel = kKernels[static_cast<std::size_t>(filter)];
         return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, std::int32_t, float>(
             src->depth, [&]<class Sample>(Sample) {

@@ -81,7 +81,7 @@ std::vector<std::size_t> counts_of_parts(const IplHeader& header, int shift) {
 /// in the same interval.
 template <class Sample>
 int common_shift(const IplLookupTable& table) {
-    unsigned bits = static_cast<unsigned>(kGreys<Sample>);
+    unsigned bits = unsigned{kGreys<Sample>};
     for (int i = 0; i < table.num; ++i) bits |= static_cast<unsigned>(table.key[i]);
     return std::countr_zero(bits);
 }

@@ -34,7 +34,7 @@ template <class Sample>
 [[nodiscard]] consteval int depth_of() {
     using Limits = std::numeric_limits<Sample>;
     const int sign = Limits::is_integer && Limits::is_signed ? kIplSign : 0;
-    return sign | static_cast<int>(8 * sizeof(Sample));
+    return sign | int{8 * sizeof(Sample)};
 }
 
 /// Runs body(Sample{}) for the type in `Samples` that has this depth. If none has, the depth is unsupported.

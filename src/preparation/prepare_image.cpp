@@ -87,9 +87,8 @@ GreyMap levels_map(unsigned used_bits, bool inverted, std::uint16_t flip) {
 
 /// An image with the working pixel size. If `read_as` is set, each source row is mapped through it first.
 std::unique_ptr<Image> resampled(const Image& image, float& scale, const GreyMap* read_as = nullptr) {
-    scale = static_cast<float>(static_cast<double>(image.GetPixelSize()) /
-                               static_cast<double>(Masking::c_lowres_pixelsize));
-    const auto factor = static_cast<double>(scale);
+    scale = static_cast<float>(double{image.GetPixelSize()} / double{Masking::c_lowres_pixelsize});
+    const auto factor = double{scale};
     const auto scaled = [factor](unsigned length) { return truncate_to<unsigned>(length * factor + 0.5); };
     auto result = std::make_unique<Image>(image.GetFormat(), image.GetBits(), scaled(image.GetWidth()),
                                           scaled(image.GetHeight()), true);

@@ -69,7 +69,7 @@ struct CountingBounds {
 CountingBounds counting_bounds(const Image& image, const Mask& frame, IMAGE_SIDE side) {
     const float pixel_size = image.GetPixelSize();
     const float across = static_cast<float>(image.GetWidth()) * pixel_size;
-    const bool is_wide = static_cast<double>(across) > kWideImage.value;
+    const bool is_wide = double{across} > kWideImage.value;
     const std::int64_t band = pixels_for(is_wide ? kWideBand : kBand, pixel_size);
     CountingBounds bounds{.columns = {columns_of(frame).first + band, columns_of(frame).last - band - 1}, .band = band};
     if (side == SIDE_CHEST_RIGHT) bounds.columns.first += band / 2;
@@ -199,8 +199,8 @@ public:
     Raise(const Setting& call, float near_wall_factor, std::int64_t centre)
         : setting_(call),
           noise_level_(static_cast<std::uint16_t>(call.noise_level)),
-          near_wall_(static_cast<std::uint16_t>(truncate_to<std::int64_t>(
-              static_cast<double>(static_cast<float>(call.noise_level) * near_wall_factor) + 0.5))),
+          near_wall_(static_cast<std::uint16_t>(
+              truncate_to<std::int64_t>(double{static_cast<float>(call.noise_level) * near_wall_factor} + 0.5))),
           centre_column_(centre) {}
 
     /// `reach` is the extent of the ellipse from the wall in this row, in columns. Returns the number of raised pixels.
