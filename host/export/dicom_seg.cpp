@@ -35,9 +35,10 @@ constexpr DicomCode kSourceImage{"121322", "DCM", "Source image for image proces
 
 constexpr const char* kAlgorithmName = "Norvane";
 
-/// The segments of an object. Each has one frame; if its mask was not found, the frame has no pixels.
+/// The segments of an object. Each has one frame. If the view shows a muscle and none was found, its frame has no
+/// pixels.
 enum class SegContent {
-    kBreastAndMuscle,  // breast without muscle, and muscle
+    kBreastAndMuscle,  // breast without muscle; and muscle, if the view shows one
     kJoined,           // the full mask as one segment; in an object of its own, since it overlaps the others
 };
 
@@ -56,15 +57,21 @@ struct SegPlan {
     std::vector<Segment> segments;
 };
 
-SegPlan plan_of(const FoundMasks& masks, SegContent content) {
+bool shows_muscle(const Findings& findings) { return findings.settings.view.value == VIEW_PECT; }
+
+SegPlan plan_of(const Findings& findings, SegContent content) {
     constexpr std::array<Uint16, 3> kGreen{53083, 16962, 41891};
     constexpr std::array<Uint16, 3> kRed{39321, 48830, 42662};
     constexpr std::array<Uint16, 3> kYellow{56360, 33667, 51657};
+    const FoundMasks& masks = findings.masks;
     if (content == SegContent::kJoined) {
         return {"901",
-                "Breast with pectoral muscle, Norvane",
-                "BREAST_JOINED",
-                {{"Breast with pectoral muscle", kBreast, kYellow, masks.full.status}}};
+                "Breast and upper pectoral muscle, Norvane",
+                "BREAST_FULL",
+                {{"Breast and upper pectoral muscle (full)", kBreast, kYellow, masks.full.status}}};
+    }
+    if (!shows_muscle(findings)) {
+        return {"900", "Breast, Norvane", "BREAST", {{"Breast", kBreast, kGreen, masks.breast.status}}};
     }
     return {"900",
             "Breast and pectoral muscle, Norvane",
@@ -81,8 +88,10 @@ BitFrames frames_of(const Findings& findings, SegContent content) {
         return frames;
     }
     const LabelImage labels(findings);
-    BitFrames frames(source.width, source.height, 2);
+    const bool has_muscle = shows_muscle(findings);
+    BitFrames frames(source.width, source.height, has_muscle ? 2 : 1);
     frames.paint(0, labels.breast(), true);
+    if (!has_muscle) return frames;
     frames.paint(0, labels.muscle(), false);
     frames.paint(1, labels.muscle(), true);
     return frames;
@@ -160,7 +169,28 @@ void put_source_image(DcmItem& derivation, const SegSource& source) {
     add_code(image, DCM_PurposeOfReferenceCodeSequence, kSourceImage);
 }
 
-void put_frame(DcmItem& object, unsigned number, const std::optional<SegSource>& source) {
+/// The plane of the image as a frame of reference. Its origin is the first pixel, its axes are those of the image.
+struct Plane {
+    std::string uid;
+    std::string pixel_size_mm;
+};
+
+void put_frame_of_reference(DcmItem& object, const Plane& plane) {
+    put_text(object, DCM_FrameOfReferenceUID, plane.uid);
+    put_text(object, DCM_PositionReferenceIndicator, "");
+}
+
+// Readers ask for a thickness beside the pixel spacing and build volumes with it. A plane has none, so it gets that of
+// a cubic voxel. This is why the sequence stands only beside the plane.
+void put_plane(DcmItem& shared, const Plane& plane) {
+    DcmItem& measures = add_item(shared, DCM_PixelMeasuresSequence);
+    put_text(measures, DCM_SliceThickness, plane.pixel_size_mm);
+    put_text(measures, DCM_SpacingBetweenSlices, plane.pixel_size_mm);
+    put_text(measures, DCM_PixelSpacing, plane.pixel_size_mm + "\\" + plane.pixel_size_mm);
+    put_text(add_item(shared, DCM_PlaneOrientationSequence), DCM_ImageOrientationPatient, "1\\0\\0\\0\\1\\0");
+}
+
+void put_frame(DcmItem& object, unsigned number, const std::optional<SegSource>& source, bool has_plane) {
     DcmItem& frame = add_item(object, DCM_PerFrameFunctionalGroupsSequence);
     put_number(add_item(frame, DCM_FrameContentSequence), DCM_DimensionIndexValues, number);
     put_number(add_item(frame, DCM_SegmentIdentificationSequence), DCM_ReferencedSegmentNumber, number);
@@ -169,13 +199,14 @@ void put_frame(DcmItem& object, unsigned number, const std::optional<SegSource>&
     } else {
         frame.insertEmptyElement(DCM_DerivationImageSequence);  // is mandatory
     }
+    if (has_plane) put_text(add_item(frame, DCM_PlanePositionSequence), DCM_ImagePositionPatient, "0\\0\\0");
 }
 
-void put_frames(DcmItem& object, const SegPlan& plan, const std::optional<SegSource>& source, double pixel_size_um) {
+void put_frames(DcmItem& object, const SegPlan& plan, const std::optional<SegSource>& source,
+                const std::optional<Plane>& plane) {
     DcmItem& shared = add_item(object, DCM_SharedFunctionalGroupsSequence);
-    const std::string millimetres = decimal_text(pixel_size_um / 1000.0);
-    put_text(add_item(shared, DCM_PixelMeasuresSequence), DCM_PixelSpacing, millimetres + "\\" + millimetres);
-    for (unsigned i = 0; i < plan.segments.size(); ++i) put_frame(object, i + 1, source);
+    if (plane) put_plane(shared, *plane);
+    for (unsigned i = 0; i < plan.segments.size(); ++i) put_frame(object, i + 1, source, plane.has_value());
 }
 
 /// The bytes of a file, or those of a data set without a file header.
@@ -206,9 +237,16 @@ std::string own_study_uid(const Findings& findings) {
     return uid_of(seed);
 }
 
+std::optional<Plane> plane_of(const Findings& findings, const std::optional<SegSource>& source) {
+    if (findings.settings.seg_geometry == SegGeometry::kNone) return std::nullopt;
+    const std::string seed =
+        source ? fmt::format("{} {}", source->instance_uid, source->frame) : own_study_uid(findings);
+    return Plane{uid_of("frame of reference\n" + seed), decimal_text(findings.settings.pixel_size_um.value / 1000.0)};
+}
+
 std::string dicom_seg(const Findings& findings, SegContent content) {
     const std::optional<SegSource> source = seg_source(findings.source);
-    const SegPlan plan = plan_of(findings.masks, content);
+    const SegPlan plan = plan_of(findings, content);
 
     DcmFileFormat file;
     DcmDataset& object = *file.getDataset();
@@ -228,7 +266,9 @@ std::string dicom_seg(const Findings& findings, SegContent content) {
         put_segment(object, plan.segments[i], i + 1, findings.source.laterality);
     }
     put_dimensions(object);
-    put_frames(object, plan, source, findings.settings.pixel_size_um.value);
+    const std::optional<Plane> plane = plane_of(findings, source);
+    if (plane) put_frame_of_reference(object, *plane);
+    put_frames(object, plan, source, plane);
     const BitFrames frames = frames_of(findings, content);
     object.putAndInsertUint8Array(DCM_PixelData, frames.bytes().data(), frames.bytes().size());
     // Two objects have the same identifier if and only if their contents are the same.

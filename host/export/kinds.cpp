@@ -20,7 +20,11 @@ namespace Norvane::Host {
 const std::vector<ResultKind>& result_kinds() {
     static const std::vector<ResultKind> kinds = {
         {"seg", "DICOM SEG of breast and muscle", false, {{"seg.dcm", breast_and_muscle_seg}}, filing_warning},
-        {"seg-joined", "DICOM SEG with both in one segment", false, {{"seg-joined.dcm", joined_seg}}, filing_warning},
+        {"seg-joined",
+         "DICOM SEG of the mask full: breast and upper pectoral muscle",
+         false,
+         {{"seg-joined.dcm", joined_seg}},
+         filing_warning},
         {"overlay", "picture with the outlines", true, {{"overlay.png", overlay_png}}},
         {"labels", "PNG of the size of the source: 1 breast, 2 pectoral muscle", true, {{"labels.png", label_png}}},
         {"masks",

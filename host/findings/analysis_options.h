@@ -23,6 +23,12 @@ struct DefaultSettings {
     std::optional<double> pixel_size_um;
 };
 
+/// The geometry that DICOM SEG objects state beside the source image.
+enum class SegGeometry {
+    kNone,    ///< none: a projection has no place in the patient
+    kViewer,  ///< the plane of the image as a frame of reference of its own, with the pixel size
+};
+
 /// If a value is not given, it comes from the file or is found in the image.
 struct AnalysisOptions {
     std::optional<IMAGE_SIDE> side;
@@ -37,7 +43,8 @@ struct AnalysisOptions {
     bool wants_contour = true;
     DefaultSettings defaults;
     MuscleBorderChoice muscle = MuscleBorderChoice::kExact;  ///< decides what labels, crops and areas take
-    std::uint64_t image_memory = kDefaultImageMemory;        ///< bytes; if an image would need more, it is refused
+    SegGeometry seg_geometry = SegGeometry::kNone;
+    std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; if an image would need more, it is refused
 };
 
 }  // namespace Norvane::Host

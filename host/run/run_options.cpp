@@ -19,6 +19,8 @@ constexpr const char* kTriedNoise = "auto";
 constexpr unsigned kMostJobs = 1024;
 constexpr std::array kMuscleBorderWords{std::pair{"exact", MuscleBorderChoice::kExact},
                                         std::pair{"refined", MuscleBorderChoice::kRefined}};
+constexpr std::array kSegGeometryWords{std::pair{"none", SegGeometry::kNone},
+                                       std::pair{"viewer", SegGeometry::kViewer}};
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
 
 // Two numbers separated by `separator`. The first must not be above the second.
@@ -234,6 +236,18 @@ OptionTable<RunOptions> result_options() {
           .help = "Kinds of results to write for each image, separated by commas",
           .otherwise = default_results_text()},
          [](RunOptions& run, const std::string& text) { run.results.push_back(text); }},
+        {{.name = "seg-geometry",
+          .effect = kResults,
+          .choices = choices_of(kSegGeometryWords),
+          .group = kBatchGroup,
+          .help = "Geometry in DICOM SEG: none, or viewer for software that does not open a SEG without a plane and a "
+                  "pixel size",
+          .otherwise = "none",
+          .details = "viewer makes the plane of each image a frame of reference of its own. It says nothing about "
+                     "where the image lies in the patient."},
+         [](RunOptions& run, const std::string& text) {
+             run.analysis.seg_geometry = value_named(kSegGeometryWords, text);
+         }},
         {{.name = "no-page",
           .kind = OptionKind::kFlag,
           .group = kBatchGroup,

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <tuple>
 
 namespace Norvane::Tests {
 namespace {
@@ -91,12 +92,16 @@ std::string complaints(const std::string& file, bool has_identifiers) {
 
 TEST(DicomSeg, FramesAreTheLabelsBitByBit) {
     const TemporaryFolder folder;
-    Host::Findings findings = with_header(analysed_phantom());
-    findings.settings.crop.value = {5, 2, 950, 1290};
-    const LabelTester labels(findings);
-    const HitTester joined(findings.masks.full.region, Host::placement_of(findings));
-    for (const Encode encode : kBoth) {
-        const unsigned frames = encode == Host::joined_seg ? 1 : 2;
+    const std::tuple<IMAGE_VIEW, Encode, unsigned> table[] = {
+        {VIEW_PECT, Host::breast_and_muscle_seg, 2},
+        {VIEW_PECT, Host::joined_seg, 1},
+        {VIEW_NO_PECT, Host::breast_and_muscle_seg, 1},  // without an empty frame for the muscle
+    };
+    for (const auto& [view, encode, frames] : table) {
+        Host::Findings findings = with_header(analysed_phantom(view));
+        findings.settings.crop.value = {5, 2, 950, 1290};
+        const LabelTester labels(findings);
+        const HitTester joined(findings.masks.full.region, Host::placement_of(findings));
         const SegObject seg(folder.write("seg.dcm", encode(findings)));
         EXPECT_EQ(std::to_string(frames), seg.text(DCM_NumberOfFrames));
         const Uint8* bytes = nullptr;
@@ -108,7 +113,8 @@ TEST(DicomSeg, FramesAreTheLabelsBitByBit) {
             for (unsigned y = 0; y < 1303; ++y) {
                 for (unsigned x = 0; x < 1001; ++x, ++bit) {
                     const bool is_set = (bytes[bit / 8] >> (bit % 8) & 1) != 0;
-                    const bool is_meant = frames == 1 ? joined.at(x, y) : labels.at(x, y) == frame + 1;
+                    const bool is_joined = encode == Host::joined_seg;
+                    const bool is_meant = is_joined ? joined.at(x, y) : labels.at(x, y) == frame + 1;
                     ASSERT_EQ(is_meant, is_set) << frame << ": " << x << ", " << y;
                 }
             }
@@ -122,21 +128,24 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
     const struct {
         const char* name;
         std::string header;
-        IMAGE_VIEW view;  // without muscle its frame is empty
+        IMAGE_VIEW view;
         Host::Identifiers identifiers = Host::Identifiers::kUids;
     } table[] = {{"poor", "", VIEW_PECT},
                  {"rich", kRich, VIEW_PECT},
                  {"wrong", kWrong, VIEW_PECT},
                  {"a frame of two", kFrame, VIEW_PECT},
                  {"no identifiers", kRich, VIEW_PECT, Host::Identifiers::kNone},
-                 {"empty", "", VIEW_NO_PECT}};
+                 {"no muscle", "", VIEW_NO_PECT}};
     for (const auto& source : table) {
         Host::Findings findings = with_header(analysed_phantom(source.view), source.header, source.identifiers);
         if (source.header == kRich) findings.source.laterality = Host::Sourced{Host::Laterality::kRight};
         if (source.header == kFrame) findings.source.frame_count = 2;
-        for (const Encode encode : kBoth) {
-            const std::string file = folder.write("seg.dcm", encode(findings));
-            EXPECT_EQ("", complaints(file, source.identifiers != Host::Identifiers::kNone)) << source.name;
+        for (const Host::SegGeometry geometry : {Host::SegGeometry::kNone, Host::SegGeometry::kViewer}) {
+            findings.settings.seg_geometry = geometry;
+            for (const Encode encode : kBoth) {
+                const std::string file = folder.write("seg.dcm", encode(findings));
+                EXPECT_EQ("", complaints(file, source.identifiers != Host::Identifiers::kNone)) << source.name;
+            }
         }
     }
 }
@@ -164,7 +173,7 @@ TEST(DicomSeg, BelongsToItsSource) {
                                                           {DCM_SegmentsOverlap, "NO"},
                                                           {DCM_SegmentationType, "BINARY"},
                                                           {DCM_SpatialLocationsPreserved, "YES"},
-                                                          {DCM_PixelSpacing, "0.163\\0.163"},
+                                                          {DCM_PixelSpacing, ""},  // not without a thickness
                                                           {DCM_FrameOfReferenceUID, ""},
                                                           {DCM_ReferencedFrameNumber, ""}};
     for (const auto& [tag, value] : expected) EXPECT_EQ(value, seg.text(tag)) << tag.toString();
@@ -182,6 +191,38 @@ TEST(DicomSeg, BelongsToItsSource) {
     EXPECT_EQ(seg.text(DCM_SeriesInstanceUID), other.text(DCM_SeriesInstanceUID));
     const SegObject joined(folder.write("joined.dcm", Host::joined_seg(findings)));
     EXPECT_NE(seg.text(DCM_SeriesInstanceUID), joined.text(DCM_SeriesInstanceUID));
+}
+
+// highdicom wants a thickness beside each pixel spacing, @cornerstonejs/adapters a shared orientation, and ITK a frame
+// of reference and a position of each frame.
+TEST(DicomSeg, TheGeometryForViewersIsTheImagesOwn) {
+    const TemporaryFolder folder;
+    Host::Findings findings = with_header(analysed_phantom());
+    findings.settings.seg_geometry = Host::SegGeometry::kViewer;
+    const auto seg_of = [&](Encode encode) { return SegObject(folder.write("seg.dcm", encode(findings))); };
+    const SegObject seg = seg_of(Host::breast_and_muscle_seg);
+    const std::tuple<DcmTagKey, DcmTagKey, DcmTagKey, const char*> expected[] = {
+        {DCM_SharedFunctionalGroupsSequence, DCM_PixelMeasuresSequence, DCM_PixelSpacing, "0.163\\0.163"},
+        {DCM_SharedFunctionalGroupsSequence, DCM_PixelMeasuresSequence, DCM_SliceThickness, "0.163"},
+        {DCM_SharedFunctionalGroupsSequence, DCM_PlaneOrientationSequence, DCM_ImageOrientationPatient,
+         "1\\0\\0\\0\\1\\0"},
+        {DCM_PerFrameFunctionalGroupsSequence, DCM_PlanePositionSequence, DCM_ImagePositionPatient, "0\\0\\0"}};
+    for (const auto& [groups, sequence, tag, value] : expected) {
+        DcmItem* group = nullptr;
+        DcmItem* item = nullptr;
+        OFString text;
+        for (const long frame : {0L, groups == DCM_PerFrameFunctionalGroupsSequence ? 1L : 0L}) {
+            ASSERT_TRUE(seg.format.getDataset()->findAndGetSequenceItem(groups, group, frame).good());
+            ASSERT_TRUE(group->findAndGetSequenceItem(sequence, item).good()) << tag.toString();
+            (void)item->findAndGetOFStringArray(tag, text);
+            EXPECT_EQ(value, std::string(text.c_str()));
+        }
+    }
+    // Both objects of an image lie in the same plane; another image has another one.
+    const std::string frame_of_reference = seg.text(DCM_FrameOfReferenceUID);
+    EXPECT_EQ(frame_of_reference, seg_of(Host::joined_seg).text(DCM_FrameOfReferenceUID));
+    findings = with_header(std::move(findings), "SOPInstanceUID=1.2.3.5");
+    EXPECT_NE(frame_of_reference, seg_of(Host::joined_seg).text(DCM_FrameOfReferenceUID));
 }
 
 TEST(DicomSeg, WithoutIdentifiersNothingLeadsToTheSource) {
