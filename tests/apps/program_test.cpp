@@ -109,7 +109,7 @@ TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
         "--side=left --view=cc --pixel-size=70 --frame=2 --default-side=right --default-view=mlo "
         "--default-pixel-size=80 --any-modality=true --crop=none --noise=given-level "
         "--padding=0:7 --invert=true --muscle=refined --fast=true --contour=false --patient-id=false "
-        "--no-identifiers=true ";
+        "--no-identifiers=true --seg-geometry=viewer ";
     const std::string others =
         "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
         "--fail-list=f --null=true --decode=isolated --dry-run=true --format=json --no-page=true "
