@@ -253,6 +253,11 @@ OptionTable<RunOptions> result_options() {
           .group = kBatchGroup,
           .help = "Do not write report.html and its pictures"},
          flag([](RunOptions& run, bool is_on) { run.has_page = !is_on; })},
+    };
+}
+
+OptionTable<RunOptions> report_options() {
+    return {
         {{.name = "format",
           .choices = choices_of(kReportFormats),
           .group = kBatchGroup,
@@ -346,7 +351,7 @@ const OptionTable<RunOptions>& run_option_table() {
         OptionTable<RunOptions> all = view_options();
         for (const OptionTable<RunOptions>& more :
              {default_options(), analysis_options(), identifier_options<RunOptions>(kResults, "Options"),
-              result_options(), batch_options()}) {
+              result_options(), report_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
