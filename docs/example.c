@@ -13,7 +13,7 @@ int main(void) {
         for (uint32_t x = 0; x < width; ++x) samples[y * width + x] = x * x + down * down < 700 * 700 ? 2200 : 20;
     }
     norvane_picture picture;
-    norvane_init_picture(&picture);
+    norvane_init_picture(&picture, sizeof picture);
     picture.samples = samples;
     picture.width = width;
     picture.height = height;
@@ -25,7 +25,7 @@ int main(void) {
     int32_t status = NORVANE_MASK_NO_IMAGE;
     if (norvane_prepare(&picture, &image) == NORVANE_DONE) {
         norvane_params params;
-        norvane_init_params(&params, image);
+        norvane_init_params(&params, sizeof params, image);
         params.side = NORVANE_SIDE_LEFT;
         params.view = NORVANE_VIEW_NO_MUSCLE;
         norvane_full_mask(image, &params, NULL, &full, NULL, NULL, &status);

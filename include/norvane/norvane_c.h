@@ -11,7 +11,9 @@
 /// norvane_status_sentence() has a sentence. No C++ exception leaves a function.
 ///
 /// Structs begin with their size, so that a later version can add members at the end: a host that was compiled before
-/// continues to run. The initialising functions set it.
+/// continues to run. The host tells its size of a struct to the initialising function, which writes no more than that.
+///
+/// In a few cases the library prints a line to standard output; norvane.h lists them.
 #pragma once
 
 #include <norvane/export.h>
@@ -120,11 +122,13 @@ NORVANE_API const char* norvane_status_sentence(int32_t status);
 /// What was wrong with the last call of this thread; empty if nothing was. Valid until the next call of the thread.
 NORVANE_API const char* norvane_last_error(void);
 
-/// Sets the defaults: no samples, 16 used bits, NORVANE_NOISE_AUTO, resample_first. Null does nothing.
-NORVANE_API void norvane_init_picture(norvane_picture* picture);
-/// Sets the defaults: side and view undefined, smooth, with outer contour and check for cut tissue. If `image` is not
-/// null, its noise class and padding values are taken over. Null `params` does nothing.
-NORVANE_API void norvane_init_params(norvane_params* params, const norvane_image* image);
+/// Sets the defaults in the first `struct_size` bytes, which is sizeof(norvane_picture) of the host: no samples, 16
+/// used bits, NORVANE_NOISE_AUTO, resample_first. Null does nothing.
+NORVANE_API void norvane_init_picture(norvane_picture* picture, size_t struct_size);
+/// Sets the defaults in the first `struct_size` bytes, which is sizeof(norvane_params) of the host: side and view
+/// undefined, smooth, with outer contour and check for cut tissue. If `image` is not null, its noise class and padding
+/// values are taken over. Null `params` does nothing.
+NORVANE_API void norvane_init_params(norvane_params* params, size_t struct_size, const norvane_image* image);
 
 /// Makes the working image of a mammogram.
 NORVANE_API norvane_result norvane_prepare(const norvane_picture* picture, norvane_image** image);

@@ -39,15 +39,13 @@ def main():
         for x in range(width):
             samples[y * width + x] = 2200 if x * x + (y - 400) ** 2 < 350 ** 2 else 20
     picture, params = Picture(), Params()
-    library.norvane_init_picture(byref(picture))
-    if picture.struct_size != ctypes.sizeof(Picture):
-        raise RuntimeError("the library has another norvane_picture than this example")
+    library.norvane_init_picture(byref(picture), c_size_t(ctypes.sizeof(picture)))
     picture.samples, picture.width, picture.height = samples, width, height
     picture.used_bits, picture.pixel_size = 12, 200.0
 
     image, full, status, area = c_void_p(), c_void_p(), c_int32(), c_double()
     call("norvane_prepare", byref(picture), byref(image))
-    library.norvane_init_params(byref(params), image)
+    library.norvane_init_params(byref(params), c_size_t(ctypes.sizeof(params)), image)
     params.side, params.view = 1, 1  # NORVANE_SIDE_LEFT, NORVANE_VIEW_NO_MUSCLE
     call("norvane_full_mask", image, byref(params), None, byref(full), None, None, byref(status))
     call("norvane_mask_area", full, None, None, byref(area))

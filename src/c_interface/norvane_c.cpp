@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <span>
@@ -85,9 +86,16 @@ Struct current(const Struct* given, Struct defaults, const char* sentence) {
     return defaults;
 }
 
+/// Writes what the caller's struct has of the defaults.
+template <class Struct>
+void initialise(Struct* given, std::size_t size, Struct defaults) {
+    if (given == nullptr) return;
+    defaults.struct_size = size;
+    std::memcpy(given, &defaults, std::min(size, sizeof defaults));
+}
+
 norvane_picture default_picture() {
     norvane_picture picture{};
-    picture.struct_size = sizeof picture;
     picture.used_bits = kMostBits;
     picture.noise_class = NORVANE_NOISE_AUTO;
     picture.resample_first = 1;
@@ -96,7 +104,6 @@ norvane_picture default_picture() {
 
 norvane_params default_params() {
     norvane_params params{};
-    params.struct_size = sizeof params;
     params.side = NORVANE_SIDE_UNDEFINED;
     params.view = NORVANE_VIEW_UNDEFINED;
     params.noise_class = NORVANE_NOISE_AUTO;
@@ -122,6 +129,13 @@ Masking::Params library_params(const norvane_params* given) {
     return params;
 }
 
+float pixel_size_of(double micrometres) {
+    const auto largest = double{std::numeric_limits<float>::max()};
+    expect(micrometres > 0.0 && micrometres <= largest && static_cast<float>(micrometres) > 0.0F,
+           "pixel_size: it must be above 0 and finite.");
+    return static_cast<float>(micrometres);
+}
+
 void check(const norvane_picture& picture) {
     expect(picture.samples != nullptr, "picture: the samples are missing.");
     expect(picture.width > 0 && picture.height > 0, "picture: width and height must be above 0.");
@@ -129,23 +143,22 @@ void check(const norvane_picture& picture) {
            "picture: it has more than 2^28 - 1 samples.");
     expect(picture.row_stride == 0 || picture.row_stride >= picture.width, "picture: row_stride is below the width.");
     expect(picture.used_bits >= 1 && picture.used_bits <= kMostBits, "picture: used_bits must be 1 to 16.");
-    const auto largest = static_cast<double>(Masking::c_lowres_pixelsize);
-    expect(picture.pixel_size > 0.0 && picture.pixel_size <= largest && static_cast<float>(picture.pixel_size) > 0.0F,
-           "picture: pixel_size must be above 0 and at most 228 micrometres.");
+    expect(pixel_size_of(picture.pixel_size) <= Masking::c_lowres_pixelsize,
+           "picture: pixel_size must be at most 228 micrometres.");
 }
 
 /// A copy of the samples for PrepareImage(). It takes 16 used bits as signed, and padding columns as pixels; norvane.h
 /// says why the top bit is flipped and the last column repeated.
-Image acquired_image(const norvane_picture& picture) {
-    Image image(FORMAT_UNSIGNED, kMostBits, picture.width, picture.height, true);
-    image.SetUsedBits(picture.used_bits);
-    image.SetPixelSize(static_cast<float>(picture.pixel_size));
-    image.SetNeedsInversion(picture.inverted != 0);
+std::unique_ptr<Image> acquired_image(const norvane_picture& picture) {
+    auto image = std::make_unique<Image>(FORMAT_UNSIGNED, kMostBits, picture.width, picture.height, true);
+    image->SetUsedBits(picture.used_bits);
+    image->SetPixelSize(static_cast<float>(picture.pixel_size));
+    image->SetNeedsInversion(picture.inverted != 0);
     const std::size_t stride = picture.row_stride != 0 ? picture.row_stride : picture.width;
     const unsigned flip = picture.used_bits == kMostBits ? kSignBit : 0;
     for (unsigned y = 0; y < picture.height; ++y) {
         const std::span from(picture.samples + y * stride, picture.width);
-        const auto row = whole_row_of<std::uint16_t>(image, y);
+        const auto row = whole_row_of<std::uint16_t>(*image, y);
         const auto end = std::ranges::transform(from, row.begin(), [flip](unsigned v) {
                              return static_cast<std::uint16_t>(v ^ flip);
                          }).out;
@@ -237,17 +250,18 @@ const char* norvane_status_sentence(int32_t status) {
 }
 const char* norvane_last_error(void) { return last_error; }
 
-void norvane_init_picture(norvane_picture* picture) {
-    if (picture != nullptr) *picture = default_picture();
+void norvane_init_picture(norvane_picture* picture, size_t struct_size) {
+    initialise(picture, struct_size, default_picture());
 }
 
-void norvane_init_params(norvane_params* params, const norvane_image* image) {
-    if (params == nullptr) return;
-    *params = default_params();
-    if (image == nullptr) return;
-    params->noise_class = image->noise;
-    params->noise_level = image->padding_high;
-    params->padding_limit = image->padding_low;
+void norvane_init_params(norvane_params* params, size_t struct_size, const norvane_image* image) {
+    norvane_params defaults = default_params();
+    if (image != nullptr) {
+        defaults.noise_class = image->noise;
+        defaults.noise_level = image->padding_high;
+        defaults.padding_limit = image->padding_low;
+    }
+    initialise(params, struct_size, defaults);
 }
 
 norvane_result norvane_prepare(const norvane_picture* picture, norvane_image** image) {
@@ -256,14 +270,14 @@ norvane_result norvane_prepare(const norvane_picture* picture, norvane_image** i
         const norvane_picture given =
             current(picture, default_picture(), "picture: set struct_size with norvane_init_picture().");
         check(given);
-        Image acquired = acquired_image(given);
+        const auto acquired = acquired_image(given);
         auto made = std::make_unique<norvane_image>();
         made->noise = static_cast<BG_NOISE>(given.noise_class);
         const bool has_padding = given.has_padding != 0;
         unsigned short one_end = has_padding ? given.padding_low : 0, other_end = has_padding ? given.padding_high : 0;
         float scale = 0.0F;
         made->raster.reset(
-            PrepareImage(&acquired, scale, made->noise, given.resample_first != 0, nullptr, &one_end, &other_end));
+            PrepareImage(acquired.get(), scale, made->noise, given.resample_first != 0, nullptr, &one_end, &other_end));
         expect(made->raster != nullptr && made->raster->GetBuffer() != nullptr, "picture: it cannot be prepared.");
         made->padding_low = std::min(one_end, other_end);  // inversion swaps the ends
         made->padding_high = std::max(one_end, other_end);
@@ -364,8 +378,7 @@ norvane_result norvane_muscle_mask(const norvane_image* image, const norvane_par
 norvane_result norvane_mask_from_runs(const norvane_run* runs, size_t count, double pixel_size, norvane_mask** mask) {
     return guarded([&] {
         expect(mask != nullptr && (runs != nullptr || count == 0), "The runs or the place for the mask are missing.");
-        const auto micrometres = static_cast<float>(pixel_size);
-        expect(std::isfinite(micrometres) && micrometres > 0.0F, "pixel_size: it must be above 0 and finite.");
+        const float micrometres = pixel_size_of(pixel_size);
         Mask made = empty_mask(micrometres);
         for (const norvane_run& run : std::span(runs, count)) {
             expect(run.row < kMostOnSide && run.first <= run.last && run.last < kMostOnSide,
@@ -414,10 +427,8 @@ norvane_result norvane_mask_bitmap(const norvane_mask* mask, double pixel_size, 
                                    uint8_t* bytes) {
     return guarded([&] {
         expect(mask != nullptr && bytes != nullptr, "The mask or the place for its bitmap is missing.");
-        const auto micrometres = static_cast<float>(pixel_size);
-        expect(std::isfinite(micrometres) && pixel_size >= 0.0, "pixel_size: it must be above 0, or 0 for the mask's.");
         Mask on_bitmap = mask->mask;
-        if (micrometres > 0.0F) on_bitmap.SetTargetPixelSize(micrometres);
+        if (pixel_size != 0.0) on_bitmap.SetTargetPixelSize(pixel_size_of(pixel_size));
         const std::vector<unsigned> columns = shown_lines(on_bitmap, width), rows = shown_lines(on_bitmap, height);
         MaskReader reader(mask->mask);
         for (const unsigned row : rows) {

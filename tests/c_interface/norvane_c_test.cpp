@@ -39,29 +39,33 @@ MaskHandle handle_of(const Runs& runs, double pixel_size = 228.0) {
 
 // 12 bits in rows with a gap, or 16 bits with an odd width.
 struct Acquired {
-    Acquired(Random& random, bool on_left, unsigned used_bits) {
+    Acquired(Random& random, bool on_left, unsigned used_bits, bool is_inverted) {
         const auto source = random_image(random, on_left);
         const unsigned columns = source->GetWidth() - (used_bits == 16 && source->GetWidth() % 2 == 0 ? 1 : 0);
-        image = grey_image(columns, source->GetHeight(),
-                           [&](unsigned x, unsigned y) { return grey(*source, x, y) >> (16 - used_bits); });
-        image->SetUsedBits(used_bits);
-        norvane_init_picture(&picture);
+        const unsigned flip = used_bits == 16 ? 0x8000 : 0, white = is_inverted ? 0xFFFFU >> (16 - used_bits) : 0;
+        norvane_init_picture(&picture, sizeof picture);
         picture.row_stride = columns + 3;
-        samples.resize(picture.row_stride * image->GetHeight(), 77);
-        for (unsigned y = 0; y < image->GetHeight(); ++y)
-            for (unsigned x = 0; x < columns; ++x)
-                samples[y * picture.row_stride + x] = static_cast<std::uint16_t>(grey(*image, x, y));
+        samples.resize(picture.row_stride * source->GetHeight(), 77);
+        image = grey_image(columns, source->GetHeight(), [&](unsigned x, unsigned y) {
+            const unsigned v = (grey(*source, x, y) >> (16 - used_bits)) ^ white;
+            samples[y * picture.row_stride + x] = static_cast<std::uint16_t>(v);
+            return v ^ flip;
+        });
+        for (unsigned y = 0; y < image->GetHeight(); ++y) {
+            auto* row = reinterpret_cast<std::uint16_t*>(image->GetBuffer()) + y * image->GetStride();
+            for (unsigned x = columns; x < image->GetStride(); ++x) row[x] = row[columns - 1];
+        }
+        image->SetUsedBits(used_bits);
+        image->SetNeedsInversion(is_inverted);
         picture.samples = samples.data();
         picture.width = columns;
         picture.height = image->GetHeight();
         picture.used_bits = used_bits;
         picture.pixel_size = 228.0;
-        const unsigned flip = used_bits == 16 ? 0x8000 : 0;
-        for (unsigned y = 0; y < image->GetHeight(); ++y) {
-            auto* row = reinterpret_cast<std::uint16_t*>(image->GetBuffer()) + y * image->GetStride();
-            for (unsigned x = 0; x < columns; ++x) row[x] = static_cast<std::uint16_t>(row[x] ^ flip);
-            for (unsigned x = columns; x < image->GetStride(); ++x) row[x] = row[columns - 1];
-        }
+        picture.inverted = is_inverted;
+        picture.has_padding = 1;
+        picture.padding_low = 3;
+        picture.padding_high = 9;
     }
     std::unique_ptr<Image> image;  // as PrepareImage() takes it
     std::vector<std::uint16_t> samples;
@@ -70,7 +74,7 @@ struct Acquired {
 
 norvane_params params_like(const Masking::Params& given) {
     norvane_params params;
-    norvane_init_params(&params, nullptr);
+    norvane_init_params(&params, sizeof params, nullptr);
     params.side = given.side;
     params.view = given.view;
     params.noise_class = given.bgNoise;
@@ -86,55 +90,88 @@ norvane_params params_like(const Masking::Params& given) {
     return params;
 }
 
+// One image, prepared in both ways.
+struct Twins {
+    explicit Twins(Acquired acquired) {
+        unsigned short one_end = acquired.picture.padding_low, other_end = acquired.picture.padding_high;
+        float scale = 0.0F;
+        prepared.reset(PrepareImage(acquired.image.get(), scale, BG_AUTO, true, nullptr, &one_end, &other_end));
+        norvane_image* made = nullptr;
+        EXPECT_EQ(norvane_prepare(&acquired.picture, &made), NORVANE_DONE) << norvane_last_error();
+        image.reset(made);
+        std::vector<std::uint16_t> pixels(std::size_t{acquired.picture.width} * acquired.picture.height);
+        EXPECT_EQ(norvane_image_pixels(made, pixels.data()), NORVANE_DONE);
+        EXPECT_EQ(pixels, pixels_of(*prepared));
+        norvane_params params;
+        norvane_init_params(&params, sizeof params, made);
+        EXPECT_EQ(params.padding_limit, std::min(one_end, other_end));
+        EXPECT_EQ(params.noise_level, std::max(one_end, other_end));
+    }
+    [[nodiscard]] Mask empty() const { return mask_of(Runs(), prepared->GetPixelSize()); }
+
+    ImageHandle image;
+    std::unique_ptr<Image> prepared;
+};
+
 TEST(CInterface, ResultsAreThoseOfTheClasses) {
     Random random(20261125);
-    int masks_with_pixels = 0;
-    for (int i = 0; i < 40; ++i) {
+    std::map<int, int> statuses;
+    for (int i = 0; i < 160; ++i) {
         const bool on_left = i % 2 == 0;
-        Acquired acquired(random, on_left, i % 4 < 2 ? 12 : 16);
-        norvane_image* made = nullptr;
-        ASSERT_EQ(norvane_prepare(&acquired.picture, &made), NORVANE_DONE) << norvane_last_error();
-        const ImageHandle image(made);
-        float scale = 0.0F;
-        const std::unique_ptr<Image> prepared(
-            PrepareImage(acquired.image.get(), scale, BG_AUTO, true, nullptr, nullptr, nullptr));
-        std::vector<std::uint16_t> pixels(std::size_t{acquired.picture.width} * acquired.picture.height);
-        ASSERT_EQ(norvane_image_pixels(image.get(), pixels.data()), NORVANE_DONE);
-        ASSERT_EQ(pixels, pixels_of(*prepared));
-
-        std::vector<int> unused;
-        Masking::Params expected = random_params(random, on_left, unused);
+        const Twins twins(Acquired(random, on_left, i % 4 < 2 ? 12 : 16, i % 8 < 4));
+        std::vector<int> outline(2 * std::size_t{NORVANE_OUTLINE_POINTS}, -1), points(outline);
+        Masking::Params expected = random_params(random, on_left, points);
+        points = outline;
         expected.contourOutput = false;
         expected.contour = nullptr;
-        norvane_params params = params_like(expected);
-        const auto empty = [&prepared] { return mask_of(Runs(), prepared->GetPixelSize()); };
-        Mask frame = empty(), own_frame = empty(), full = empty(), muscle = empty(), outer = empty();
-        Mask* frame_out = &own_frame;
-        norvane_mask *c_frame = nullptr, *c_full = nullptr, *c_muscle = nullptr, *c_outer = nullptr;
+        const norvane_params params = params_like(expected);
+        Image* const prepared = twins.prepared.get();
+        const norvane_image* const image = twins.image.get();
         int32_t status = -1;
-        ASSERT_EQ(norvane_frame_mask(image.get(), &params, &c_frame, &status), NORVANE_DONE);
-        EXPECT_EQ(status, NvGenerateFrameMask(prepared.get(), expected, frame_out));
-        EXPECT_EQ(runs_of(MaskHandle(c_frame)), Tests::runs_of(own_frame));
-        ASSERT_EQ(norvane_full_mask(image.get(), &params, nullptr, &c_full, &c_muscle, &c_outer, &status),
-                  NORVANE_DONE);
-        EXPECT_EQ(status, NvGenerateFullMask(prepared.get(), expected, &frame, &full, &muscle,
-                                             expected.fullContour ? &outer : nullptr));
-        const MaskHandle full_handle(c_full);
-        EXPECT_EQ(runs_of(full_handle), Tests::runs_of(full));
-        EXPECT_EQ(runs_of(MaskHandle(c_muscle)), Tests::runs_of(muscle));
-        EXPECT_EQ(runs_of(MaskHandle(c_outer)), Tests::runs_of(outer));
-        masks_with_pixels += static_cast<int>(!Tests::runs_of(full).empty());
+        const auto expect_same = [&](norvane_mask* made, Masking::MASK_STATUS meant, const Mask& mask) {
+            MaskHandle handle(made);
+            EXPECT_EQ(status, meant);
+            EXPECT_EQ(runs_of(handle), Tests::runs_of(mask));
+            return handle;
+        };
 
-        std::vector<int> outline(2 * std::size_t{NORVANE_OUTLINE_POINTS}, -1), points(outline);
+        Mask frame = twins.empty(), found_frame = twins.empty(), full = twins.empty(), muscle = twins.empty(),
+             outer = twins.empty(), breast = twins.empty(), known_muscle = twins.empty(), unused = twins.empty();
+        norvane_mask *made = nullptr, *made_muscle = nullptr, *made_outer = nullptr;
+        ASSERT_EQ(norvane_full_mask(image, &params, nullptr, &made, &made_muscle, &made_outer, &status), NORVANE_DONE);
+        Mask* const second = expected.fullContour ? &outer : nullptr;
+        const auto meant = NvGenerateFullMask(prepared, expected, &found_frame, &full, &muscle, second);
+        const MaskHandle full_handle = expect_same(made, meant, full);
+        expect_same(made_muscle, meant, muscle);
+        expect_same(made_outer, meant, outer);
+
+        ASSERT_EQ(norvane_frame_mask(image, &params, &made, &status), NORVANE_DONE);
+        Mask* out = &frame;
+        const auto frame_status = NvGenerateFrameMask(prepared, expected, out);
+        expect_same(made, frame_status, frame);
+        // A frame of the caller: the field without its upper third.
+        Runs lower = Tests::runs_of(frame);
+        std::erase_if(lower, [prepared](const RowRun& run) { return run.row < prepared->GetHeight() / 3; });
+        frame = mask_of(lower, prepared->GetPixelSize());
+        const MaskHandle given = handle_of(lower);
+        ASSERT_EQ(norvane_breast_mask(image, &params, given.get(), &made, &status), NORVANE_DONE);
+        expect_same(made, NvGenerateBreastMask(prepared, expected, &frame, &breast, nullptr), breast);
+        ASSERT_EQ(norvane_muscle_mask(image, &params, given.get(), full_handle.get(), &made, &status), NORVANE_DONE);
+        const auto muscle_status = NvGeneratePectMask(prepared, expected, &frame, &full, &known_muscle);
+        expect_same(made, muscle_status, muscle_status == Masking::MASK_OK ? known_muscle : Mask());
+        ++statuses[muscle_status];
+
         uint32_t count = 99;
-        ASSERT_EQ(norvane_outline(image.get(), &params, nullptr, points.data(), &count, &status), NORVANE_DONE);
-        Mask breast = empty(), fresh = empty();
+        ASSERT_EQ(norvane_outline(image, &params, given.get(), points.data(), &count, &status), NORVANE_DONE);
         expected.contourOutput = true;
         expected.contour = &outline;
-        EXPECT_EQ(status, NvGenerateBreastMask(prepared.get(), expected, &fresh, &breast, nullptr));
-        EXPECT_EQ(points, count != 0 ? outline : std::vector<int>(points.size(), -1));
+        EXPECT_EQ(status, NvGenerateBreastMask(prepared, expected, &frame, &unused, nullptr));
+        const bool is_found = !outline.empty() && outline.front() >= 0;
+        EXPECT_EQ(count, is_found ? NORVANE_OUTLINE_POINTS : 0);
+        EXPECT_EQ(points, is_found ? outline : std::vector<int>(points.size(), -1));
     }
-    EXPECT_GT(masks_with_pixels, 20);
+    EXPECT_GT(statuses[Masking::MASK_OK], 5);
+    EXPECT_GT(statuses[Masking::MASK_PECT_REJECTED], 5);
 }
 
 TEST(CInterface, MasksAreSetsOfPixels) {
@@ -180,7 +217,7 @@ TEST(CInterface, MasksAreSetsOfPixels) {
 norvane_picture flat_picture(unsigned width) {
     static const std::vector<std::uint16_t> samples(400 * 40, 100);
     norvane_picture picture;
-    norvane_init_picture(&picture);
+    norvane_init_picture(&picture, sizeof picture);
     picture.samples = samples.data();
     picture.width = width;
     picture.height = 40;
@@ -204,7 +241,7 @@ TEST(CInterface, MistakesInAPictureAreNamed) {
     refused([](auto& p) { p.width = p.height = 0xFFFFFFFF; }, "2^28");
     refused([](auto& p) { p.row_stride = 39; }, "row_stride");
     refused([](auto& p) { p.used_bits = 17; }, "used_bits");
-    for (const double size : {0.0, -1.0, 228.1, 1e-60, std::numeric_limits<double>::quiet_NaN()})
+    for (const double size : {0.0, -1.0, 228.1, 1e-60, 1e300, std::numeric_limits<double>::quiet_NaN()})
         refused([size](auto& p) { p.pixel_size = size; }, "pixel_size");
     EXPECT_EQ(norvane_prepare(&good, nullptr), NORVANE_BAD_ARGUMENT);
 }
@@ -216,7 +253,7 @@ TEST(CInterface, MistakesInACallWriteNothing) {
     EXPECT_STREQ(norvane_last_error(), "");
     const ImageHandle image(made);
     norvane_params params;
-    norvane_init_params(&params, nullptr);
+    norvane_init_params(&params, sizeof params, nullptr);
     norvane_mask* mask = nullptr;
     int32_t status = -1;
     const MaskHandle fine = handle_of({{0, 1, 2}}, 100.0), coarse = handle_of({{0, 1, 2}});
@@ -232,7 +269,7 @@ TEST(CInterface, MistakesInACallWriteNothing) {
              norvane_muscle_mask(image.get(), &params, nullptr, nullptr, &mask, &status),
              norvane_mask_from_runs(&run, 1, 228.0, &mask),
              norvane_mask_from_runs(nullptr, 1, 228.0, &mask),
-             norvane_mask_from_runs(nullptr, 0, -1.0, &mask),
+             norvane_mask_from_runs(nullptr, 0, 1e300, &mask),
              norvane_mask_runs(coarse.get(), nullptr, 1, &count),
              norvane_mask_bitmap(coarse.get(), -1.0, 1, 1, &byte),
              norvane_mask_union(coarse.get(), fine.get(), &mask),
@@ -248,23 +285,24 @@ TEST(CInterface, MistakesInACallWriteNothing) {
     norvane_free_image(nullptr);
 }
 
-// A host of an earlier version has a shorter struct: the members that it does not know keep their defaults.
+// A host of an earlier version has shorter structs: nothing behind them is read or written.
 TEST(CInterface, ShorterStructsAreTaken) {
-    norvane_picture picture = flat_picture(400);
-    picture.has_padding = 1;
-    picture.padding_low = 3;
-    picture.padding_high = 9;
-    const auto limits_with = [&picture](std::size_t size) {
+    constexpr std::size_t kShort = offsetof(norvane_picture, has_padding);
+    for (const std::size_t size : {sizeof(norvane_picture), kShort}) {
+        norvane_picture picture = flat_picture(400);
         picture.struct_size = size;
+        picture.has_padding = 1;
+        picture.padding_high = 9;
         norvane_image* made = nullptr;
-        EXPECT_EQ(norvane_prepare(&picture, &made), NORVANE_DONE) << norvane_last_error();
-        norvane_params params;
-        norvane_init_params(&params, made);
+        ASSERT_EQ(norvane_prepare(&picture, &made), NORVANE_DONE) << norvane_last_error();
+        norvane_params params{};
+        norvane_init_params(&params, offsetof(norvane_params, full_contour), made);
         norvane_free_image(made);
-        return std::pair<unsigned, unsigned>(params.padding_limit, params.noise_level);
-    };
-    EXPECT_NE(limits_with(sizeof picture), (std::pair<unsigned, unsigned>(0, 0)));
-    EXPECT_EQ(limits_with(offsetof(norvane_picture, has_padding)), (std::pair<unsigned, unsigned>(0, 0)));
+        EXPECT_EQ(params.noise_level != 0, size != kShort);
+        EXPECT_EQ(params.smooth_contour, 0);
+        norvane_init_picture(&picture, kShort);
+        EXPECT_EQ(std::pair(picture.struct_size, picture.has_padding), std::pair(kShort, 1));
+    }
 }
 
 }  // namespace
