@@ -45,8 +45,8 @@ std::uint16_t edge_strength(int rise, std::uint16_t pixel) {
 
 constexpr std::size_t kEdgeBlock = 128;  // columns; most of a mammogram is dark and is skipped in blocks
 
-/// Edges along columns at the inner pixels of part of the row `here`, by Sobel's kernel in two passes: down the rows,
-/// then across.
+/// Edges along columns at the inner pixels of part of the row `here`, by the kernel of [sobel1968] in two passes: down
+/// the rows, then across.
 void write_column_edges(GreyRow above, GreyRow here, GreyRow below, bool border_is_left, std::span<std::uint16_t> out) {
     std::array<int, kEdgeBlock + 2> sums;
     for (std::size_t x = 0; x < here.size(); ++x) sums[x] = above[x] + 2 * here[x] + below[x];

@@ -12,7 +12,7 @@
 
 namespace Norvane::Filter {
 
-/// One of the platform's fixed kernels, 0 to 10 (2 and 3: Sobel for vertical and horizontal edges).
+/// One of the platform's fixed kernels, 0 to 10 (2 and 3: vertical and horizontal edges [sobel1968]).
 int ConvolveFixed(const Image* src, Image* dst, unsigned filter);
 /// The mean of a box of nCols x nRows pixels whose cell (anchorX, anchorY) lies on the pixel. Outside the image are
 /// zeros.
