@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Decodes compressed frames in a worker and compares it with the same decoder in this process. On both sides, the
 /// words are used by one pass over them, as the reader does.
-#include "host/io/encoders.h"
+#include "encoders.h"
 #include "io/decoding/decode_frame.h"
 #include "phantom/phantom.h"
 #include "yardstick.h"
@@ -12,8 +12,8 @@ namespace Norvane::Bench {
 namespace {
 
 struct Kind {
-    const char* uid;
     Host::Codec codec;
+    Bytes (*encode)(const Picture&);
 };
 
 std::uint64_t decode(Host::CompressedFrame frame, Host::DecodingPlace place) {
@@ -28,10 +28,8 @@ void worker(benchmark::State& state, const Kind& kind) {
     settings.width = 3328;
     settings.height = 4096;
     settings.pixel_size_um = 70.0;
-    const Tests::Picture picture{settings.width, settings.height, 12, false, Host::draw_phantom(settings).pixels};
-    const auto encodings = Tests::all_encodings();
-    const auto encoding = std::ranges::find(encodings, std::string_view(kind.uid), &Tests::Encoding::uid);
-    const Tests::Bytes bytes = encoding->encode(picture);
+    const Picture picture{settings.width, settings.height, 12, false, Host::draw_phantom(settings).pixels};
+    const Bytes bytes = kind.encode(picture);
     const Host::CompressedFrame frame{kind.codec, bytes, settings.width, settings.height, 12};
     const auto isolated = [&] { benchmark::DoNotOptimize(decode(frame, Host::DecodingPlace::kWorker)); };
     const auto here = [&] { benchmark::DoNotOptimize(decode(frame, Host::DecodingPlace::kThisProcess)); };
@@ -42,18 +40,15 @@ void worker(benchmark::State& state, const Kind& kind) {
         state, "x_in_process", {1.02, 1.0}, [] {}, isolated, here);
 }
 
-BENCHMARK_CAPTURE(worker, jpeg_extended, Kind{"1.2.840.10008.1.2.4.51", Host::Codec::kJpeg})
-    ->Iterations(1)
-    ->UseManualTime();
-BENCHMARK_CAPTURE(worker, jpeg_ls, Kind{"1.2.840.10008.1.2.4.80", Host::Codec::kJpegLs})
-    ->Iterations(1)
-    ->UseManualTime();
-BENCHMARK_CAPTURE(worker, jpeg_2000, Kind{"1.2.840.10008.1.2.4.90", Host::Codec::kJpeg2000})
-    ->Iterations(1)
-    ->UseManualTime();
-BENCHMARK_CAPTURE(worker, htj2k, Kind{"1.2.840.10008.1.2.4.201", Host::Codec::kJpeg2000})
-    ->Iterations(1)
-    ->UseManualTime();
+Bytes encode_jpeg(const Picture& picture) { return encode_by_toolkit(picture, EXS_JPEGProcess2_4, DJ_RPLossy(95)); }
+Bytes encode_jpeg_ls(const Picture& picture) {
+    return encode_by_toolkit(picture, EXS_JPEGLSLossless, DJLSRepresentationParameter(0, OFTrue));
+}
+
+BENCHMARK_CAPTURE(worker, jpeg_extended, Kind{Host::Codec::kJpeg, encode_jpeg})->Iterations(1)->UseManualTime();
+BENCHMARK_CAPTURE(worker, jpeg_ls, Kind{Host::Codec::kJpegLs, encode_jpeg_ls})->Iterations(1)->UseManualTime();
+BENCHMARK_CAPTURE(worker, jpeg_2000, Kind{Host::Codec::kJpeg2000, encode_jpeg2000})->Iterations(1)->UseManualTime();
+BENCHMARK_CAPTURE(worker, htj2k, Kind{Host::Codec::kJpeg2000, encode_htj2k})->Iterations(1)->UseManualTime();
 
 }  // namespace
 }  // namespace Norvane::Bench

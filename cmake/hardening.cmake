@@ -5,8 +5,17 @@ include(CheckLinkerFlag)
 include(CheckPIESupported)
 
 add_library(norvane_hardening INTERFACE)
+if(EMSCRIPTEN)
+  return() # the engine that runs WebAssembly does all this
+endif()
 target_compile_options(norvane_hardening INTERFACE -Wformat -Werror=format-security)
-foreach(flag stack-protector-strong stack-clash-protection cf-protection)
+set(flags stack-protector-strong)
+if(WIN32) # the stack is probed anyway, and GCC 12 crashes on -fstack-clash-protection
+  target_link_options(norvane_hardening INTERFACE -fstack-protector-strong) # links its runtime
+else()
+  list(APPEND flags stack-clash-protection cf-protection)
+endif()
+foreach(flag IN LISTS flags)
   check_cxx_compiler_flag(-f${flag} norvane_has_${flag})
   if(norvane_has_${flag})
     target_compile_options(norvane_hardening INTERFACE -f${flag})

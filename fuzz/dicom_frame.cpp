@@ -3,7 +3,7 @@
 /// a header that is well formed but may say anything.
 #include "input.h"
 
-#include "host/io/encoders.h"
+#include "host/io/encodings.h"
 #include "io/dicom/read_dicom.h"
 #include "io/refusal.h"
 
@@ -56,7 +56,7 @@ void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object)
     const bool has_table = input.flag();
     const std::size_t cut = input.below(4) * 100;
     Bytes bytes(input.rest().begin(), input.rest().end());
-    if (encoding.encode == nullptr) {
+    if (!encoding.is_compressed) {
         if (bytes.size() % 2 != 0) bytes.push_back(0);
         header.putAndInsertUint8Array(DCM_PixelData, bytes.data(), bytes.size());
         return;
@@ -72,9 +72,8 @@ void write_object(Input& input, const Encoding& encoding, DcmFileFormat& object)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Norvane;
-    static const std::vector<Tests::Encoding> encodings = Tests::all_encodings();
     Fuzz::Input input(data, size);
-    const Tests::Encoding& encoding = encodings[input.below(static_cast<unsigned>(encodings.size()))];
+    const Tests::Encoding& encoding = Tests::kEncodings[input.below(std::size(Tests::kEncodings))];
     DcmFileFormat object;
     Fuzz::write_object(input, encoding, object);
     const std::string file = Fuzz::file_of(std::string());

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Writes the first inputs of every target: write_seeds FOLDER makes FOLDER/TARGET/NUMBER.
 #include "export/write_png.h"
-#include "host/io/encoders.h"
-#include "phantom/phantom.h"
+#include "host/io/encodings.h"
 #include "run/image_record.h"
 #include "support/builders.h"
 
@@ -33,15 +32,6 @@ private:
     std::map<std::string, unsigned> counts;
 };
 
-Picture picture_of(unsigned stored) {
-    Host::PhantomSettings settings;
-    settings.width = 37;
-    settings.height = 50;
-    settings.pixel_size_um = 4000.0;
-    settings.used_bits = stored;
-    return {settings.width, settings.height, stored, false, Host::draw_phantom(settings).pixels};
-}
-
 void write_tiff(const std::string& file, const Picture& picture, unsigned compression, bool is_tiled,
                 const char* mode) {
     TIFF* tiff = TIFFOpen(file.c_str(), mode);
@@ -51,7 +41,7 @@ void write_tiff(const std::string& file, const Picture& picture, unsigned compre
     TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
     TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, compression);
-    Samples words = picture.words;
+    std::vector<std::uint16_t> words = picture.words;
     if (is_tiled) {
         TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 16);
         TIFFSetField(tiff, TIFFTAG_TILELENGTH, 16);
@@ -70,8 +60,8 @@ void write_tiff(const std::string& file, const Picture& picture, unsigned compre
 }
 
 void write_rasters(Seeds& seeds) {
-    const Picture picture = picture_of(12), bytes = picture_of(8);
-    std::string raw = "P5\n# a comment\n37 50\n4095\n", narrow = "P5 37 50 255\n", plain = "P2\n37 50 4095\n";
+    const Picture picture = picture_of(12, false), bytes = picture_of(8, false);
+    std::string raw = "P5\n# a comment\n61 47\n4095\n", narrow = "P5 61 47 255\n", plain = "P2\n61 47 4095\n";
     for (const std::uint16_t word : picture.words) {
         raw += static_cast<char>(word >> 8);
         raw += static_cast<char>(word & 0xFF);
@@ -91,8 +81,8 @@ void write_rasters(Seeds& seeds) {
 
 void write_dicom(Seeds& seeds) {
     unsigned char number = 0;
-    for (const Encoding& encoding : all_encodings()) {
-        const Picture picture = picture_of(encoding.most_bits == 8 ? 8 : 12);
+    for (const Encoding& encoding : kEncodings) {
+        const Picture picture = picture_of(encoding.most_bits == 8 ? 8 : 12, false);
         DcmFileFormat object;
         make_object(*object.getDataset());
         put_picture(*object.getDataset(), picture);
@@ -100,8 +90,8 @@ void write_dicom(Seeds& seeds) {
                "ViewPosition=MLO; ImageLaterality=L; Modality=MG; WindowCenter=2000; WindowWidth=900;"
                "ViewCodeSequence[0].CodeValue=R-10226");
         std::string frame;
-        if (encoding.encode) {
-            const Bytes bytes = encoding.encode(picture);
+        if (encoding.is_compressed) {
+            const Bytes bytes = encoding.frame_of(picture);
             frame.assign(bytes.begin(), bytes.end());
             put_frames(*object.getDataset(), encoding.data_set, {bytes}, 0, true);
         } else {
@@ -117,7 +107,7 @@ void write_dicom(Seeds& seeds) {
         }
         // The form that dicom_frame.cpp reads: syntax, columns, rows, layout, frames, table, cut, then the frame.
         const unsigned layout = picture.is_bytes() ? 16 + 7 : 11;
-        const char head[] = {static_cast<char>(number++), 37, 0, 50, 0, static_cast<char>(layout), 0, 1, 0};
+        const char head[] = {static_cast<char>(number++), 61, 0, 47, 0, static_cast<char>(layout), 0, 1, 0};
         seeds.add("dicom_frame", std::string(head, sizeof head) + frame);
     }
 }

@@ -24,14 +24,14 @@
 namespace Norvane::Fuzz {
 namespace {
 
-std::vector<std::uint16_t> labels_of_png(const Host::Findings& findings, const std::string& bytes) {
+Host::Samples labels_of_png(const Host::Findings& findings, const std::string& bytes) {
     const Host::SourceImage labels = Host::read_png(file_of(bytes));
     require(labels.width == findings.source.width && labels.height == findings.source.height, "labels have the size");
     require(std::ranges::all_of(labels.samples, [](unsigned v) { return v <= 2; }), "labels are 0, 1 and 2");
     return labels.samples;
 }
 
-void check_nrrd(const std::string& bytes, const std::vector<std::uint16_t>& labels) {
+void check_nrrd(const std::string& bytes, const Host::Samples& labels) {
     const std::size_t header = bytes.find("\n\n");
     require(header != std::string::npos, "a blank line ends the header");
     std::string packed = bytes.substr(header + 2);
@@ -49,7 +49,7 @@ void check_nrrd(const std::string& bytes, const std::vector<std::uint16_t>& labe
 }
 
 /// The frames, one per segment, are bits one after another; the lowest bit of each byte comes first.
-void check_seg(const std::string& bytes, const std::vector<std::uint16_t>& labels) {
+void check_seg(const std::string& bytes, const Host::Samples& labels) {
     DcmInputBufferStream stream;
     stream.setBuffer(bytes.data(), static_cast<offile_off_t>(bytes.size()));
     stream.setEos();
@@ -70,7 +70,7 @@ void check_seg(const std::string& bytes, const std::vector<std::uint16_t>& label
 }
 
 void write_all(const Host::Findings& findings) {
-    const std::vector<std::uint16_t> labels = labels_of_png(findings, Host::label_png(findings));
+    const Host::Samples labels = labels_of_png(findings, Host::label_png(findings));
     check_nrrd(Host::label_nrrd(findings), labels);
     require(nlohmann::json::accept(Host::report_json(findings)), "the report is JSON");
     require(!Host::overlay_png(findings).empty(), "the overlay is drawn");

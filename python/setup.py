@@ -5,7 +5,7 @@
 
 pybind11, NumPy and the libraries of the image formats come from packages of the system (scripts/debian-packages.txt,
 purposes build and python). If NORVANE_BUILD names a build tree that was configured with NORVANE_BUILD_PYTHON, the
-extension is taken from there.
+extension and the programs are taken from there.
 """
 import os
 import pathlib
@@ -30,11 +30,14 @@ class BuildWithCMake(build_ext):
             configure += [f"-DPython_EXECUTABLE={sys.executable}"]
             configure += ["-G", "Ninja"] if shutil.which("ninja") else []
             subprocess.run(configure, check=True)
-        subprocess.run(["cmake", "--build", tree, "--target", "norvane_python", "--parallel"], check=True)
+        # A number of jobs that the user sets in the environment holds; --parallel would replace it.
+        parallel = [] if "CMAKE_BUILD_PARALLEL_LEVEL" in os.environ else ["--parallel"]
+        targets = ["--target", "norvane_python", "norvane_python_program"]
+        subprocess.run(["cmake", "--build", tree, *targets, *parallel], check=True)
         target = pathlib.Path(self.get_ext_fullpath(ext.name))
         built = pathlib.Path(tree, "python", "norvane", target.name)
         target.parent.mkdir(parents=True, exist_ok=True)
-        for made in (built, built.with_name("norvane-decoder")):  # the program of the decoding processes
+        for made in (built, built.with_name("norvane"), built.with_name("norvane-decoder")):
             subprocess.run(["strip", "--strip-unneeded", "-o", target.with_name(made.name), made], check=True)
 
 

@@ -6,13 +6,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build test bench browser
 cmake --preset release -DNORVANE_BUILD_BENCH=ON >/dev/null
-cmake --build --preset release --target norvane_bench norvane_decoding_bench host_run_tests
+cmake --build --preset release --target norvane_bench norvane_program_bench host_run_tests
 program=build/release/bench/norvane_bench
 results=$(mktemp -d)
 trap 'rm -rf "$results"' EXIT
 taskset -c 1 "$program" --benchmark_out="$results/one.json" --benchmark_out_format=json --benchmark_filter=-two_threads "$@" >/dev/null
 [ $# -gt 0 ] || "$program" --benchmark_out="$results/two.json" --benchmark_out_format=json --benchmark_filter=two_threads >/dev/null
-# Worker and program are two processes, so they are not pinned to one core.
-[ $# -gt 0 ] || build/release/bench/norvane_decoding_bench --benchmark_out="$results/decoding.json" --benchmark_out_format=json >/dev/null
+# Some of these start processes, so they are not pinned to one core.
+[ $# -gt 0 ] || build/release/bench/norvane_program_bench --benchmark_out="$results/program.json" --benchmark_out_format=json >/dev/null
 python3 scripts/bench_table.py "$results"/*.json
 [ $# -gt 0 ] || /usr/bin/python3 bench/page_opening.py build/release/tests/host_run_tests

@@ -36,7 +36,7 @@ for path in sys.argv[1:]:
             print(f"{name:62} {row['error_message']}")
             continue
         ratio = next((k for k in row if k.startswith("x_") and k != "x_memcpy"), "x_memcpy")
-        besides = [f"{k} {row[k]:.3g}" for k in ("x_memcpy", "extra_KiB", "peak_images", "status")
+        besides = [f"{k} {row[k]:.3g}" for k in ("x_memcpy", "extra_KiB", "peak_images", "decoder", "status")
                    if k in row and k != ratio]
         if "at_least" in row:
             target, met = row["at_least"], row[ratio] >= row["at_least"]

@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build test coverage
 root=${BUILD_ROOT:-build/coverage}
-rooms=(model platform imaging masking contour pect)
+rooms=(model platform imaging preparation field levels contour muscle wall checks interface c_interface)
 host_rooms=(host_io host_findings host_export host_run host_decoding apps)
 
 # Decoding workers are killed when they are no longer needed, and they may not write files, so their coverage would be

@@ -16,9 +16,11 @@ MAY_INCLUDE = {
     "imaging": {"platform", "model"},
     **dict.fromkeys(SUBJECTS, {"rules", "imaging", "model"}),
     "pipeline": {*SUBJECTS, "rules", "imaging", "model"},
-    "interface": {"pipeline", *SUBJECTS, "rules", "imaging", "model"},
+    "interface": {"pipeline", "rules", "imaging", "model"},
     "c_interface": {"imaging", "model"},  # calls the public functions
 }
+# The files of the face whose members are one rule each. The operations take the road through the pipeline.
+FACES_OF_RULES = ("masking_helpers.cpp", "pect_detect.cpp", "entry_functions.cpp")
 IO = ("io", "io/dicom", "io/decoding")
 HOST_MAY_INCLUDE = {
     "io/decoding": set(),
@@ -56,7 +58,8 @@ def rooms(base, may_include):
         room = str(folder.relative_to(base)).replace(".", "")
         for file in sorted(folder.iterdir()):
             if file.is_file():
-                yield file, {room, *may_include[room]} if room in may_include else None
+                of_rules = SUBJECTS if room == "interface" and file.name in FACES_OF_RULES else ()
+                yield file, {room, *of_rules, *may_include[room]} if room in may_include else None
 
 
 def breaches():

@@ -37,7 +37,8 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-ROOMS = ["model", "platform", "imaging", "masking", "contour", "pect"]
+ROOMS = ["model", "platform", "imaging", "preparation", "field", "levels", "contour", "muscle", "wall", "checks",
+         "interface", "c_interface"]
 HOST_TESTS = {  # The first entry that fits applies. The quickest programs that should notice come first.
     "host/io/decoding/": ["host_decoding", "host_io"],
     "host/io/": ["host_io", "apps"],

@@ -313,6 +313,20 @@ class Reader:
         self.expect("the table", sorted([["file", "mark", "note"], [files[0], "good", ""],
                                          [files[1], "bad", '1 "b", not good']]), rows)
         self.choose()
+        exported = page.with_name("marks.csv")
+        exported.write_text(table + "\r\nno such image,good,\r\n", encoding="utf-8", newline="")
+        self.browser.run("localStorage.clear()")
+        self.browser.open(page, ready_with(1995))
+        self.expect("no marks are left", "Export marks", self.text("export"))
+        self.browser.driver.find_element("id", "table").send_keys(str(exported))
+        self.wait_for("the import", "!document.getElementById('imported').hidden")
+        self.expect("the import", "Rows that were taken: 2. Rows that name no image of this page or no mark: 1.",
+                    self.text("imported"))
+        self.choose(mark="bad")
+        self.expect("what is marked again", [files[1:2], ["1 \"b\", not good"]], self.browser.run(
+            "return [[...document.querySelectorAll('.card')].map(c => c.title),"
+            " [...document.querySelectorAll('.mark')].map(mark => mark.title)]"))
+        self.choose()
 
     def check_many(self, page):
         """Three times as many images: the rest comes by scrolling."""

@@ -26,4 +26,7 @@ assert found.status.name == "MASK_OK" and "/env/lib/" in norvane.__file__
 assert os.access(os.path.join(os.path.dirname(norvane.__file__), "norvane-decoder"), os.X_OK), "and the decoder beside it"
 assert not any("libnorvane" in line for line in open("/proc/self/maps")), "the wheel has the library inside"
 EOF
+env/bin/norvane phantom phantom.png --view=mlo >/dev/null
+env/bin/python -m norvane masks phantom.png --view=mlo --pixel-size=100 --out-dir out
+cmp "$work/sources/LICENSE" env/lib/python3*/site-packages/norvane-*.dist-info/LICENSE
 for wheel in norvane-*.whl; do echo "$wheel: $(stat -c %s "$wheel") bytes, $SECONDS seconds"; done

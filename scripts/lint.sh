@@ -32,7 +32,7 @@ part_python() {
 part_shell() { git grep -lE '^#!.*\b(ba)?sh$' -- ':!*.md' | xargs shellcheck --exclude=SC2016,SC2153; }
 
 # The rules are in .eslintrc.js. If Node.js is not Debian's, it does not find Debian's modules by itself.
-part_javascript() { git ls-files '*.js' ':!.eslintrc.js' | NODE_PATH=/usr/share/nodejs xargs eslint --format unix --max-warnings 0; }
+part_javascript() { git ls-files '*.js' 'web/*.mjs' ':!.eslintrc.js' | NODE_PATH=/usr/share/nodejs xargs eslint --format unix --max-warnings 0; }
 
 checks=
 part_tidy() {

@@ -24,13 +24,20 @@ run("${COMPILER}" -std=c++17 ${flags} "${example}" ${usage} "-Wl,-rpath,${scratc
     -o "${scratch}/host_by_pkg_config")
 run("${scratch}/host_by_pkg_config")
 
-# Hosts in C, and in a language that calls C. A static library would need the linker of C++.
+# Hosts in C, and in languages that call C. A static library would need the linker of C++.
 if(SHARED)
+  set(library_folder "${scratch}/prefix/${LIBDIR}")
   get_filename_component(root "${SOURCE}/../.." ABSOLUTE)
   run(cc -std=c99 -Wall -Wextra -pedantic -Werror ${flags} "${root}/docs/example.c" ${usage}
-      "-Wl,-rpath,${scratch}/prefix/${LIBDIR}" -o "${scratch}/host_in_c")
+      "-Wl,-rpath,${library_folder}" -o "${scratch}/host_in_c")
   run("${scratch}/host_in_c")
-  if(NOT FLAGS MATCHES "fsanitize") # the interpreter is not sanitized
-    run(python3 "${root}/python/examples/masks_by_ctypes.py" "${scratch}/prefix/${LIBDIR}/libnorvane.so")
+  if(NOT FLAGS MATCHES "fsanitize") # these hosts are not sanitized
+    run(python3 "${root}/python/examples/masks_by_ctypes.py" "${library_folder}/libnorvane.so")
+    run(mcs "-out:${scratch}/host.exe" "${root}/docs/example.cs")
+    run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${library_folder}" mono "${scratch}/host.exe")
+    find_program(rustc rustc PATHS /usr/bin NO_DEFAULT_PATH REQUIRED) # Debian's, even if another one is first in PATH
+    run(${rustc} -D warnings -L "${library_folder}" -C "link-arg=-Wl,-rpath,${library_folder}" -o "${scratch}/host_in_rust"
+        "${root}/docs/example.rs")
+    run("${scratch}/host_in_rust")
   endif()
 endif()

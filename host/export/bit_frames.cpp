@@ -34,4 +34,14 @@ void BitFrames::fill(std::size_t first, std::size_t end, bool is_on) {
     for (first += whole * kByteBits; first < end; ++first) put(first);
 }
 
+BitFrames label_frames(const Findings& findings, bool has_muscle) {
+    const LabelImage labels(findings);
+    BitFrames frames(labels.width(), labels.height(), has_muscle ? 2 : 1);
+    frames.paint(0, labels.breast(), true);
+    if (!has_muscle) return frames;
+    frames.paint(0, labels.muscle(), false);
+    frames.paint(1, labels.muscle(), true);
+    return frames;
+}
+
 }  // namespace Norvane::Host

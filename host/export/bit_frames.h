@@ -29,4 +29,7 @@ private:
     std::vector<std::uint8_t> packed;
 };
 
+/// A frame of the breast without the muscle and, if `has_muscle`, one of the muscle, at the size of the source.
+[[nodiscard]] BitFrames label_frames(const Findings& findings, bool has_muscle);
+
 }  // namespace Norvane::Host

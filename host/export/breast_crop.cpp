@@ -8,8 +8,6 @@
 
 namespace Norvane::Host {
 
-SourceBox breast_window(const Findings& findings) { return LabelImage(findings).labelled_box(); }
-
 std::string breast_crop_png(const Findings& findings) {
     const LabelImage labels(findings);
     const SourceBox box = labels.labelled_box();
@@ -24,7 +22,7 @@ std::string breast_crop_png(const Findings& findings) {
             row[x] = label_row[box.x + x] == kLabelNothing ? std::uint16_t{0} : static_cast<std::uint16_t>(sample);
         }
     };
-    return encode_png(box.width, box.height, PngContent::kPicture, rows);
+    return encode_png(box.width, box.height, DeflatedContent::kNoise, rows);
 }
 
 }  // namespace Norvane::Host

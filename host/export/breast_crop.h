@@ -8,11 +8,8 @@
 
 namespace Norvane::Host {
 
-/// The box around breast and muscle, in pixels of the source. If there is no mask, the whole source.
-[[nodiscard]] SourceBox breast_window(const Findings& findings);
-
-/// A grey 16-bit PNG of that box: the samples of the source inside breast and muscle, and 0 elsewhere. If tissue is
-/// dark in the source, the samples are inverted, so that 0 always is the dark end of the scale.
+/// A grey 16-bit PNG of the breast_window(): the samples of the source inside breast and muscle, and 0 elsewhere. If
+/// tissue is dark in the source, the samples are inverted, so that 0 always is the dark end of the scale.
 [[nodiscard]] std::string breast_crop_png(const Findings& findings);
 
 }  // namespace Norvane::Host

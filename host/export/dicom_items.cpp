@@ -21,6 +21,12 @@ void put_text(DcmItem& item, const DcmTagKey& tag, const std::string& text) {
     require(item.putAndInsertOFStringArray(tag, OFString(text.data(), text.size())), tag);
 }
 
+std::string text_in(DcmItem& item, const DcmTagKey& tag) {
+    OFString text;
+    (void)item.findAndGetOFStringArray(tag, text);
+    return {text.data(), text.size()};
+}
+
 void put_number(DcmItem& item, const DcmTagKey& tag, unsigned number) {
     const bool is_long = DcmTag(tag).getEVR() == EVR_UL;
     require(is_long ? item.putAndInsertUint32(tag, number) : item.putAndInsertUint16(tag, static_cast<Uint16>(number)),

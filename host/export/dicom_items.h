@@ -18,6 +18,8 @@ struct DicomCode {
 /// If the toolkit does not accept the value, these throw std::runtime_error with the name of the field.
 void put_text(DcmItem& item, const DcmTagKey& tag, const std::string& text);
 void put_number(DcmItem& item, const DcmTagKey& tag, unsigned number);
+/// The text of a field; empty if the item does not have it.
+[[nodiscard]] std::string text_in(DcmItem& item, const DcmTagKey& tag);
 DcmItem& add_item(DcmItem& item, const DcmTagKey& sequence);
 DcmItem& add_code(DcmItem& item, const DcmTagKey& sequence, const DicomCode& code);
 

@@ -16,8 +16,13 @@ namespace Norvane::Host {
 /// The same with the full mask, breast and upper muscle, as the only segment. It lacks the lower part of the muscle.
 [[nodiscard]] std::string joined_seg(const Findings& findings);
 
-/// A warning if the header lacks valid values for fields by which archives file an object: these objects leave them
-/// empty. Empty if nothing is missing.
-[[nodiscard]] std::string filing_warning(const Findings& findings);
+/// How a report refers to the object of breast_and_muscle_seg().
+struct SegIdentity {
+    std::string class_uid;
+    std::string series_uid;
+    std::string instance_uid;
+};
+/// Throws Refusal as breast_and_muscle_seg() does.
+[[nodiscard]] SegIdentity breast_and_muscle_seg_identity(const Findings& findings);
 
 }  // namespace Norvane::Host

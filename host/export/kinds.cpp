@@ -3,13 +3,17 @@
 
 #include "export/breast_crop.h"
 #include "export/coco_annotations.h"
+#include "export/derived_object.h"
 #include "export/dicom_seg.h"
 #include "export/label_map.h"
 #include "export/mask_png.h"
+#include "export/measurement_report.h"
 #include "export/nifti.h"
 #include "export/overlay.h"
 #include "export/page_files.h"
+#include "export/presentation_state.h"
 #include "export/report_json.h"
+#include "export/secondary_capture.h"
 
 #include <algorithm>
 #include <iterator>
@@ -25,6 +29,17 @@ const std::vector<ResultKind>& result_kinds() {
          false,
          {{"seg-joined.dcm", joined_seg}},
          filing_warning},
+        {"sr",
+         "DICOM structured report of areas and statuses",
+         false,
+         {{"sr.dcm", measurement_report}},
+         filing_warning},
+        {"gsps",
+         "DICOM presentation state with the outlines",
+         false,
+         {{"gsps.dcm", presentation_state}},
+         filing_warning},
+        {"sc", "DICOM secondary capture of the overlay", false, {{"sc.dcm", secondary_capture}}, filing_warning},
         {"overlay", "picture with the outlines", true, {{"overlay.png", overlay_png}}},
         {"labels", "PNG of the size of the source: 1 breast, 2 pectoral muscle", true, {{"labels.png", label_png}}},
         {"masks",

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/label_map.h"
 
-#include "export/gzip_stream.h"
+#include "export/deflate_stream.h"
 #include "export/program_version.h"
 #include "export/source_masks.h"
 #include "export/write_png.h"
@@ -12,7 +12,7 @@
 namespace Norvane::Host {
 
 void append_compressed(std::string& bytes, std::span<std::uint8_t> header, const LabelImage& labels) {
-    GzipStream compressed(bytes);
+    DeflateStream compressed(bytes, DeflateWrapper::kGzip, DeflatedContent::kRegions);
     compressed.write(header);
     std::vector<std::uint8_t> row(labels.width());
     for (unsigned y = 0; y < labels.height(); ++y) {
@@ -27,7 +27,7 @@ std::string label_png(const Findings& findings) {
     const RowSource<std::uint8_t> rows = [&labels](unsigned y, std::span<std::uint8_t> row) {
         labels.fill_row(y, row);
     };
-    return encode_png(labels.width(), labels.height(), PngContent::kRegions, rows);
+    return encode_png(labels.width(), labels.height(), DeflatedContent::kRegions, rows);
 }
 
 std::string label_nrrd(const Findings& findings) {

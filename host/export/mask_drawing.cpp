@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/mask_drawing.h"
 
+#include "export/grey_picture.h"
 #include "export/mask_outline.h"
 #include "export/write_png.h"
-#include "findings/grey_rows.h"
 
 #include <algorithm>
 #include <new>
@@ -12,25 +12,34 @@
 namespace Norvane::Host {
 namespace {
 
-Surface grey_surface(const Image& image, const GreyRange& range) {
-    const int width = static_cast<int>(image.GetWidth());
-    const int height = static_cast<int>(image.GetHeight());
-    Surface surface = make_surface(width, height);
+Surface grey_surface(const GreyPicture& picture) {
+    Surface surface = make_surface(static_cast<int>(picture.width), static_cast<int>(picture.height));
     cairo_surface_flush(surface.get());
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface.get()));
     unsigned char* bytes = cairo_image_surface_get_data(surface.get());
-    for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), image.GetWidth());
-        std::ranges::transform(grey_row(image, y), row.begin(),
-                               [&range](std::uint16_t grey) { return range.shown(grey) * 0x010101U; });
+    for (unsigned y = 0; y < picture.height; ++y) {
+        const std::span row(reinterpret_cast<std::uint32_t*>(bytes + y * stride), picture.width);
+        std::ranges::transform(picture.row(y), row.begin(), [](std::uint8_t grey) { return grey * 0x010101U; });
     }
     cairo_surface_mark_dirty(surface.get());
     return surface;
 }
 
+// To enlarge, cairo's interpolation is enough. To reduce, every pixel has to count.
+void paint_grey(cairo_t* c, const GreyPicture& picture, double zoom) {
+    const bool is_reduced = zoom < 1.0;
+    const Surface grey = grey_surface(is_reduced ? reduced(picture, zoom) : picture);
+    cairo_save(c);
+    if (!is_reduced) cairo_scale(c, zoom, zoom);
+    cairo_set_source_surface(c, grey.get(), 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(c), CAIRO_FILTER_BILINEAR);
+    cairo_paint(c);
+    cairo_restore(c);
+}
+
 void draw_outlines(cairo_t* c, const Region& region, const Image& image, double zoom, const Colour& colour,
                    double line_width) {
-    for (const Outline& line : outlines_of(region.bitmap(image.GetWidth(), image.GetHeight()))) {
+    for (const Outline& line : outlines_of(region, image.GetWidth(), image.GetHeight())) {
         for (const OutlinePoint& point : line) cairo_line_to(c, point.x * zoom, point.y * zoom);
         cairo_close_path(c);
     }
@@ -77,17 +86,10 @@ void draw_masks(cairo_t* c, const Findings& findings, double zoom, double line_z
 
 void draw_masks(cairo_t* c, const Image& image, const GreyRange& range, const std::vector<DrawnRegion>& regions,
                 double zoom, double line_zoom) {
-    const Surface grey = grey_surface(image, range);
-    cairo_save(c);
-    cairo_scale(c, zoom, zoom);
-    cairo_set_source_surface(c, grey.get(), 0, 0);
-    // To enlarge, interpolation is enough. To reduce, every pixel has to count.
-    cairo_pattern_set_filter(cairo_get_source(c), zoom < 1.0 ? CAIRO_FILTER_GOOD : CAIRO_FILTER_BILINEAR);
-    cairo_paint(c);
-    cairo_restore(c);
     cairo_save(c);
     cairo_rectangle(c, 0, 0, image.GetWidth() * zoom, image.GetHeight() * zoom);
     cairo_clip(c);
+    paint_grey(c, grey_picture(image, range), zoom);
     for (const auto& [layer, region] : regions) {
         draw_outlines(c, *region, image, zoom, layer->colour, layer->line_width * line_zoom);
     }

@@ -5,6 +5,8 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <span>
 #include <utility>
 
 namespace Norvane::Host {
@@ -14,48 +16,65 @@ enum Direction : unsigned { kRight, kDown, kLeft, kUp };
 constexpr std::array<int, 4> kStepX{1, 0, -1, 0};
 constexpr std::array<int, 4> kStepY{0, 1, 0, -1};
 
-/// The unit edges around the pixels, with the inside on their right. For each pixel corner, the map holds the
-/// directions in which edges leave it.
+/// The unit edges around the pixels of a region, with the inside on their right. For each pixel corner of the grid, the
+/// map holds the directions in which edges leave it.
 class EdgeMap {
 public:
-    explicit EdgeMap(const MaskBitmap& bitmap)
-        : columns(bitmap.width + 1), leaving(std::size_t{columns} * (bitmap.height + 1)) {
-        const auto inside = [&bitmap](unsigned x, unsigned y) {  // -1 wraps to a large number, which is outside too
-            return x < bitmap.width && y < bitmap.height && bitmap.at(x, y);
-        };
-        for (unsigned y = 0; y < bitmap.height; ++y) {
-            for (unsigned x = 0; x < bitmap.width; ++x) {
-                if (!bitmap.at(x, y)) continue;
-                if (!inside(x, y - 1)) add(x, y, kRight);
-                if (!inside(x + 1, y)) add(x + 1, y, kDown);
-                if (!inside(x, y + 1)) add(x + 1, y + 1, kLeft);
-                if (!inside(x - 1, y)) add(x, y + 1, kUp);
+    EdgeMap(const Region& region, unsigned width, unsigned height)
+        : columns(width + 1), leaving(std::size_t{columns} * (height + 1)) {
+        for (const RowRuns& row : region.rows()) {
+            if (row.row >= height) break;
+            const unsigned y = row.row;
+            const std::span<const ColumnRun> above = y > 0 ? region.row(y - 1) : std::span<const ColumnRun>();
+            const std::span<const ColumnRun> below = y + 1 < height ? region.row(y + 1) : std::span<const ColumnRun>();
+            for (const ColumnRun& run : row.runs) {
+                if (run.first >= width) break;
+                const unsigned end = std::min(run.last, width - 1) + 1;
+                add(run.first, y + 1, kUp);
+                add(end, y, kDown);
+                starts.push_back(corner_at(run.first, y));
+                starts.push_back(corner_at(end, y));
+                for_uncovered(run.first, end, above, [&](unsigned x) { add(x, y, kRight); });
+                for_uncovered(run.first, end, below, [&](unsigned x) { add(x + 1, y + 1, kLeft); });
             }
         }
     }
 
-    [[nodiscard]] std::size_t size() const { return leaving.size(); }
+    /// The corners at which the first edges of all lines begin, in the order of the rows. In the row of its uppermost
+    /// edges, a line begins at one end of a run: at the first pixel of an island, and after the last pixel before a
+    /// hole.
+    [[nodiscard]] const std::vector<std::size_t>& line_starts() const { return starts; }
     [[nodiscard]] bool has_edge(std::size_t corner) const { return leaving[corner] != 0; }
 
-    /// Follows the closed line from `corner` and removes its edges from the map.
-    Outline take_line(std::size_t corner) {
+    /// Follows the closed line from `start` and removes its edges from the map.
+    Outline take_line(std::size_t start) {
         Outline line;
-        const std::size_t start = corner;
+        int x = static_cast<int>(start % columns), y = static_cast<int>(start / columns);
+        std::size_t corner = start;
         unsigned direction = kRight;
         do {
             direction = take_edge(corner, direction);
-            const unsigned x = static_cast<unsigned>(corner % columns);
-            const unsigned y = static_cast<unsigned>(corner / columns);
             line.push_back({static_cast<double>(x), static_cast<double>(y)});
-            corner = static_cast<std::size_t>(static_cast<int>(y) + kStepY[direction]) * columns +
-                     static_cast<std::size_t>(static_cast<int>(x) + kStepX[direction]);
+            x += kStepX[direction];
+            y += kStepY[direction];
+            corner = corner_at(static_cast<unsigned>(x), static_cast<unsigned>(y));
         } while (corner != start);
         return line;
     }
 
 private:
+    [[nodiscard]] std::size_t corner_at(unsigned x, unsigned y) const { return std::size_t{y} * columns + x; }
     void add(unsigned x, unsigned y, unsigned direction) {
-        leaving[std::size_t{y} * columns + x] |= static_cast<std::uint8_t>(1U << direction);
+        leaving[corner_at(x, y)] |= static_cast<std::uint8_t>(1U << direction);
+    }
+    // Calls `visit` for each column first .. end - 1 that lies in none of the runs of a neighbouring row.
+    template <class Visit>
+    static void for_uncovered(unsigned first, unsigned end, std::span<const ColumnRun> runs, const Visit& visit) {
+        for (const ColumnRun& run : runs) {
+            for (; first < std::min(run.first, end); ++first) visit(first);
+            first = std::max(first, std::min(run.last, end - 1) + 1);
+        }
+        for (; first < end; ++first) visit(first);
     }
     // If two lines touch in a corner, turning right first keeps them apart.
     unsigned take_edge(std::size_t corner, unsigned arrival) {
@@ -71,44 +90,53 @@ private:
 
     unsigned columns;
     std::vector<std::uint8_t> leaving;
+    std::vector<std::size_t> starts;
 };
 
 // A running mean over five corners makes a straight line of the staircase of a slanted one.
 Outline smooth(const Outline& line) {
     constexpr std::size_t kHalf = 2;
+    constexpr double kCorners = 2 * kHalf + 1;
     const std::size_t n = line.size();
     if (n <= 2 * kHalf) return line;
+    Outline shares;  // with the last corners once more at the beginning, and the first ones at the end
+    shares.reserve(n + 2 * kHalf);
+    for (std::size_t k = n - kHalf; k < 2 * n + kHalf; ++k) {
+        shares.push_back({line[k % n].x / kCorners, line[k % n].y / kCorners});
+    }
     Outline smoothed(n);
     for (std::size_t i = 0; i < n; ++i) {
-        for (std::size_t k = i + n - kHalf; k <= i + n + kHalf; ++k) {
-            smoothed[i].x += line[k % n].x / (2 * kHalf + 1);
-            smoothed[i].y += line[k % n].y / (2 * kHalf + 1);
+        for (std::size_t k = i; k <= i + 2 * kHalf; ++k) {
+            smoothed[i].x += shares[k].x;
+            smoothed[i].y += shares[k].y;
         }
     }
     return smoothed;
 }
 
-double distance_to_segment(const OutlinePoint& p, const OutlinePoint& a, const OutlinePoint& b) {
+// From the nearest point of the segment to `p`.
+OutlinePoint away_from_segment(const OutlinePoint& p, const OutlinePoint& a, const OutlinePoint& b) {
     const double dx = b.x - a.x;
     const double dy = b.y - a.y;
     const double length_squared = dx * dx + dy * dy;
     const double along = length_squared > 0.0 ? ((p.x - a.x) * dx + (p.y - a.y) * dy) / length_squared : 0.0;
     const double t = std::clamp(along, 0.0, 1.0);
-    return std::hypot(p.x - a.x - t * dx, p.y - a.y - t * dy);
+    return {p.x - a.x - t * dx, p.y - a.y - t * dy};
 }
 
 }  // namespace
 
-std::vector<Outline> outlines_of(const MaskBitmap& bitmap) {
-    EdgeMap edges(bitmap);
+std::vector<Outline> outlines_of(const Region& region, unsigned width, unsigned height) {
+    EdgeMap edges(region, width, height);
     std::vector<Outline> lines;
-    for (std::size_t corner = 0; corner < edges.size(); ++corner) {
+    for (const std::size_t corner : edges.line_starts()) {
         while (edges.has_edge(corner)) lines.push_back(smooth(edges.take_line(corner)));
     }
     return lines;
 }
 
 Outline simplified(const Outline& line, double tolerance) {
+    constexpr double kClearlyLess = 1.0 - 1e-9;  // more than the rounding of squares
     Outline closed = line;
     closed.push_back(line.front());
     std::vector<bool> is_kept(closed.size());
@@ -120,7 +148,10 @@ Outline simplified(const Outline& line, double tolerance) {
         std::size_t farthest = first;
         double distance = tolerance;
         for (std::size_t i = first + 1; i < last; ++i) {
-            const double d = distance_to_segment(closed[i], closed[first], closed[last]);
+            const OutlinePoint away = away_from_segment(closed[i], closed[first], closed[last]);
+            // The exact distance takes longest, and most points are clearly nearer.
+            if (away.x * away.x + away.y * away.y < kClearlyLess * distance * distance) continue;
+            const double d = std::hypot(away.x, away.y);
             if (d <= distance) continue;
             distance = d;
             farthest = i;

@@ -15,8 +15,8 @@ using Outline = std::vector<OutlinePoint>;  // closed: the last point joins the 
 
 /// The lines between the pixels inside and outside: one line per island and one per hole. Coordinates are those of
 /// pixel corners: pixel (x, y) covers x .. x + 1. The steps between pixels are smoothed; the line stays within one
-/// pixel of the corners.
-[[nodiscard]] std::vector<Outline> outlines_of(const MaskBitmap& bitmap);
+/// pixel of the corners. Pixels outside the grid of width x height are left out.
+[[nodiscard]] std::vector<Outline> outlines_of(const Region& region, unsigned width, unsigned height);
 
 /// Removes points of a closed line that lie within `tolerance` pixels of the new line (Douglas and Peucker, 1973).
 [[nodiscard]] Outline simplified(const Outline& line, double tolerance);

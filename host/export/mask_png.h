@@ -15,7 +15,7 @@ template <const MaskLayer& layer>
 [[nodiscard]] std::string mask_png(const Findings& findings) {
     const Image& grid = findings.working_image();
     const MaskBitmap bitmap = layer.region_of(findings.masks).bitmap(grid.GetWidth(), grid.GetHeight());
-    return encode_png(bitmap.pixels, bitmap.width, bitmap.height, PngContent::kRegions);
+    return encode_png(bitmap.pixels, bitmap.width, bitmap.height, DeflatedContent::kRegions);
 }
 
 }  // namespace Norvane::Host

@@ -21,9 +21,8 @@ constexpr Colour kPanel{0.09, 0.10, 0.12};
 constexpr Colour kText{0.90, 0.91, 0.93};
 constexpr Colour kFaintText{0.62, 0.65, 0.70};
 
-constexpr double kPictureWidth = 1500.0;  // pixels of the picture; the working image is scaled to it
-constexpr double kPictureHeight = 1100.0;
-constexpr double kPanelHeight = 900.0;
+constexpr double kPictureWidth = 1400.0;  // pixels of the picture; the working image is scaled to it
+constexpr double kPictureHeight = 900.0;  // so that it fits on a screen; the panel needs it too
 constexpr double kPanelWidth = 380.0;
 constexpr double kMargin = 22.0;
 
@@ -120,7 +119,7 @@ Surface overlay_surface(const Findings& findings) {
     const Image& prepared = findings.working_image();
     const double zoom = std::min(kPictureHeight / prepared.GetHeight(), kPictureWidth / prepared.GetWidth());
     const double picture_width = prepared.GetWidth() * zoom;
-    const double picture_height = std::max(prepared.GetHeight() * zoom, kPanelHeight);
+    const double picture_height = std::max(prepared.GetHeight() * zoom, kPictureHeight);
     Surface surface = make_surface(static_cast<int>(picture_width + kPanelWidth), static_cast<int>(picture_height));
     const Context context(cairo_create(surface.get()));
     set_colour(context.get(), kPanel);

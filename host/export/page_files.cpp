@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/page_files.h"
 
-#include "export/grey_range.h"
+#include "export/grey_picture.h"
 #include "export/mask_drawing.h"
 #include "export/mask_outline.h"
 #include "export/settings_text.h"
 #include "export/write_jpeg.h"
-#include "findings/grey_rows.h"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -31,7 +30,7 @@ std::string path_data(const Region& region, const Image& image) {
     constexpr double kTolerance = 0.3;  // pixels
     constexpr double kUnit = 10.0;      // per pixel
     std::string data;
-    for (const Outline& line : outlines_of(region.bitmap(image.GetWidth(), image.GetHeight()))) {
+    for (const Outline& line : outlines_of(region, image.GetWidth(), image.GetHeight())) {
         char command = 'M';
         for (const OutlinePoint& point : simplified(line, kTolerance)) {
             data += fmt::format("{}{} {}", command, std::lround(point.x * kUnit), std::lround(point.y * kUnit));
@@ -60,14 +59,8 @@ std::string page_thumbnail(const Findings& findings) {
 }
 
 std::string page_picture(const Findings& findings) {
-    const Image& image = findings.working_image();
-    const GreyRange range = grey_range_of(findings.source);
-    std::vector<std::uint8_t> pixels;
-    pixels.reserve(std::size_t{image.GetWidth()} * image.GetHeight());
-    for (unsigned y = 0; y < image.GetHeight(); ++y) {
-        for (const std::uint16_t grey : grey_row(image, y)) pixels.push_back(range.shown(grey));
-    }
-    return encode_jpeg(pixels.data(), JpegPixels::kGrey, image.GetWidth(), image.GetHeight(), image.GetWidth(),
+    const GreyPicture picture = grey_picture(findings.working_image(), grey_range_of(findings.source));
+    return encode_jpeg(picture.pixels.data(), JpegPixels::kGrey, picture.width, picture.height, picture.width,
                        kPictureQuality);
 }
 

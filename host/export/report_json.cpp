@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/report_json.h"
 
-#include "export/breast_crop.h"
 #include "export/fact_json.h"
 #include "export/json_fields.h"
 #include "export/mask_encoding.h"
 #include "export/program_version.h"
+#include "export/source_masks.h"
 #include "findings/areas.h"
 #include "findings/named_masks.h"
 #include "findings/status_text.h"

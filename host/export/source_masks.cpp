@@ -90,4 +90,6 @@ SourceBox LabelImage::labelled_box() const {
     return {left, top, right - left + 1, bottom - top + 1};
 }
 
+SourceBox breast_window(const Findings& findings) { return LabelImage(findings).labelled_box(); }
+
 }  // namespace Norvane::Host

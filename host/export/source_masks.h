@@ -73,4 +73,7 @@ private:
     SourceMask muscle_mask;
 };
 
+/// The box around breast and muscle, in pixels of the source. If there is no mask, the whole source.
+[[nodiscard]] SourceBox breast_window(const Findings& findings);
+
 }  // namespace Norvane::Host

@@ -29,6 +29,27 @@ enum class SegGeometry {
     kViewer,  ///< the plane of the image as a frame of reference of its own, with the pixel size
 };
 
+/// How DICOM SEG objects hold their segments.
+enum class SegType {
+    kBinary,    ///< a frame of single bits for each segment
+    kLabelmap,  ///< one frame of labels, each the number of a segment
+};
+
+/// How the files of DICOM SEG objects are compressed.
+enum class SegCompression {
+    kNone,
+    kDeflate,     ///< the whole object
+    kRunLengths,  ///< the pixels; only those of a label map
+};
+
+/// The form of DICOM SEG objects.
+struct SegForm {
+    SegGeometry geometry = SegGeometry::kNone;
+    SegType type = SegType::kBinary;
+    SegCompression compression = SegCompression::kNone;
+    bool is_written = false;  ///< whether the run writes the object of breast and muscle; then reports refer to it
+};
+
 /// If a value is not given, it comes from the file or is found in the image.
 struct AnalysisOptions {
     std::optional<IMAGE_SIDE> side;
@@ -43,7 +64,7 @@ struct AnalysisOptions {
     bool wants_contour = true;
     DefaultSettings defaults;
     MuscleBorderChoice muscle = MuscleBorderChoice::kExact;  ///< decides what labels, crops and areas take
-    SegGeometry seg_geometry = SegGeometry::kNone;
+    SegForm seg;
     std::uint64_t image_memory = kDefaultImageMemory;  ///< bytes; if an image would need more, it is refused
 };
 

@@ -5,6 +5,7 @@
 #include "findings/muscle_grey.h"
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -22,11 +23,26 @@ struct Profile {
     GridPoint direction;
 };
 
+/// An array whose elements have no values until they are written.
+template <class Value>
+class Unwritten {
+public:
+    explicit Unwritten(std::size_t size) : count(size), values(std::make_unique_for_overwrite<Value[]>(size)) {}
+
+    [[nodiscard]] std::size_t size() const { return count; }
+    [[nodiscard]] Value& operator[](std::size_t i) { return values[i]; }
+    [[nodiscard]] const Value& operator[](std::size_t i) const { return values[i]; }
+
+private:
+    std::size_t count;
+    std::unique_ptr<Value[]> values;
+};
+
 /// Numbers for each profile (a row) and each offset (a column).
 struct ProfileMap {
     ProfileMap(std::size_t profiles, std::size_t offsets_) : offsets(offsets_), values(profiles * offsets_) {}
     std::size_t offsets;
-    std::vector<float> values;
+    Unwritten<float> values;
 
     [[nodiscard]] std::span<float> row(std::size_t profile) { return {&values[profile * offsets], offsets}; }
     [[nodiscard]] std::span<const float> row(std::size_t profile) const {
@@ -53,7 +69,11 @@ class SampledProfiles {
 public:
     static constexpr std::size_t kMargin = 20;  ///< steps, as wide as the widest band of contrast()
 
-    SampledProfiles(const MuscleGrey& image, std::span<const Profile> profiles, OffsetRange range);
+    enum class Scale { kLinear, kLogarithmic };
+
+    /// Takes a good part of the time for the logarithm, so contrasts on that scale are only there if asked for.
+    SampledProfiles(const MuscleGrey& image, std::span<const Profile> profiles, OffsetRange range,
+                    bool has_logarithm = true);
 
     [[nodiscard]] std::size_t profile_count() const { return count; }
     [[nodiscard]] std::size_t offset_count() const { return offsets; }
@@ -61,20 +81,19 @@ public:
         return places[profile * row_size() + kMargin + offset];
     }
 
-    enum class Scale { kLinear, kLogarithmic };
     /// Mean of the `band` steps inside minus mean of those outside, smoothed over neighbouring profiles; NaN if
     /// there is too little tissue on one of the sides.
     [[nodiscard]] ProfileMap contrast(Scale scale, std::size_t band) const;
 
 private:
     [[nodiscard]] std::size_t row_size() const { return offsets + 2 * kMargin; }
-    [[nodiscard]] ProfileMap unsmoothed_contrast(Scale scale, std::size_t band) const;
 
     std::size_t count, offsets;
-    std::vector<MusclePlace> places;
-    // Of each profile row_size() + 1 sums over the tissue before each step: of its steps, and of its levels.
-    std::vector<int> tissue;
-    std::vector<double> linear, logarithmic;
+    Unwritten<MusclePlace> places;
+    // Of each profile row_size() + 1 sums over the tissue before each step: of its steps, and of its levels. Without
+    // logarithm, that vector is empty.
+    Unwritten<int> tissue;
+    Unwritten<double> linear, logarithmic;
 };
 
 /// The median of the profiles' best contrasts, which counts as a full border in this image. If there is no contrast, it

@@ -34,16 +34,18 @@ constexpr double kLeastShareDifference = 0.02;
 // Mean grey level of the columns x0 .. x1 - 1 in the middle rows. Frame pixels are left out: they are always bright.
 double mean_without_frame(const Image& image, unsigned x0, unsigned x1) {
     const unsigned margin = image.GetHeight() / 10;
-    double sum = 0.0;
-    double count = 0.0;
+    std::uint64_t sum = 0, count = 0;
     for (unsigned y = margin; y < image.GetHeight() - margin; ++y) {
-        for (const std::uint16_t grey : grey_row(image, y).subspan(x0, x1 - x0)) {
-            if (grey >= Masking::P_FRAME) continue;
-            sum += grey;
-            count += 1.0;
+        std::uint32_t row_sum = 0, row_count = 0;  // of less than 65536 columns
+        for (const std::uint32_t grey : grey_row(image, y).subspan(x0, x1 - x0)) {
+            const bool is_frame = grey >= Masking::P_FRAME;
+            row_sum += is_frame ? 0 : grey;
+            row_count += is_frame ? 0 : 1;
         }
+        sum += row_sum;
+        count += row_count;
     }
-    return count > 0.0 ? sum / count : 0.0;
+    return count > 0 ? static_cast<double>(sum) / static_cast<double>(count) : 0.0;
 }
 
 // The lowest grey level of tissue.

@@ -16,7 +16,7 @@ namespace {
 constexpr double kHalfDisagreement = 0.25;
 constexpr double kHalfOutlineContrast = 0.015, kHalfBlackOutlineContrast = 0.5;
 constexpr double kHalfRaggedness = 0.3;  // above 1
-constexpr double kHalfMuscleDifference = 0.07;
+constexpr double kHalfMuscleDifference = 0.05;
 constexpr double kHalfMuscleContrast = 0.03;
 
 constexpr double kMissedMuscle = 0.8;  // the doubt about a muscle that should be there

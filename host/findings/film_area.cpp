@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace Norvane::Host {
@@ -50,22 +52,84 @@ struct GreyRange {
 
 using Line = std::array<int, kSamples>;
 
-// The samples of the line `depth` pixels inside a border of the box.
-Line line_at(const SourceImage& source, const SourceBox& box, Border border, unsigned depth) {
-    const std::size_t length = is_column(border) ? box.height : box.width;
-    Line line{};
-    for (std::size_t i = 0; i < kSamples; ++i) {
-        const auto along = static_cast<unsigned>((2 * i + 1) * length / (std::size_t{2} * kSamples));
-        unsigned x = box.x + along;
-        unsigned y = box.y + along;
-        if (border == Border::kLeft) x = box.x + depth;
-        if (border == Border::kRight) x = box.x + box.width - 1 - depth;
-        if (border == Border::kTop) y = box.y + depth;
-        if (border == Border::kBottom) y = box.y + box.height - 1 - depth;
-        const int sample = source.samples[std::size_t{y} * source.width + x];
-        line[i] = source.needs_inversion ? -sample : sample;
+/// The lines along one border of a box.
+class BorderLines {
+public:
+    BorderLines(const SourceImage& image, const SourceBox& box, Border border)
+        : source(image),
+          is_from_end(border == Border::kRight || border == Border::kBottom),
+          lines(is_column(border) ? box.width : box.height),
+          across(is_column(border) ? 1 : image.width) {
+        const std::size_t along = is_column(border) ? image.width : 1;
+        const std::size_t length = is_column(border) ? box.height : box.width;
+        const std::size_t outermost =
+            std::size_t{box.y} * image.width + box.x + (is_from_end ? (lines - 1) * across : 0);
+        for (std::size_t i = 0; i < kSamples; ++i) {
+            places[i] = outermost + (2 * i + 1) * length / (std::size_t{2} * kSamples) * along;
+        }
     }
-    return line;
+
+    /// The samples of the line `depth` pixels inside the border. Valid until the next call.
+    [[nodiscard]] const Line& at(unsigned depth) {
+        const unsigned first = depth - depth % kBlock;
+        if (first != first_in_block) read_block(first);
+        return block[depth % kBlock];
+    }
+
+private:
+    // The samples of a column lie far apart, so neighbouring columns are read together.
+    static constexpr unsigned kBlock = 16;
+
+    void read_block(unsigned first) {
+        const unsigned count = std::min(kBlock, lines - first);
+        for (std::size_t i = 0; i < kSamples; ++i) {
+            for (unsigned line = 0; line < count; ++line) {
+                const std::size_t inwards = (first + line) * across;
+                const int sample = source.samples[is_from_end ? places[i] - inwards : places[i] + inwards];
+                block[line][i] = source.needs_inversion ? -sample : sample;
+            }
+        }
+        first_in_block = first;
+    }
+
+    const SourceImage& source;
+    bool is_from_end;
+    unsigned lines;
+    std::size_t across;  // samples from one line to the next
+    std::array<std::size_t, kSamples> places;
+    std::array<Line, kBlock> block;
+    unsigned first_in_block = kNoBlock;
+    static constexpr unsigned kNoBlock = std::numeric_limits<unsigned>::max();
+};
+
+// The middle half of the samples reaches from the one with so many smaller ones to the one with so many.
+constexpr std::ptrdiff_t kLowerQuartile = kSamples / 4, kUpperQuartile = 3 * kSamples / 4;
+
+// How far the middle half of the samples is spread.
+int middle_half(Line line) {
+    const auto lower = line.begin() + kLowerQuartile, upper = line.begin() + kUpperQuartile;
+    std::nth_element(line.begin(), upper, line.end());
+    std::nth_element(line.begin(), lower, upper);
+    return *upper - *lower;
+}
+
+int median_of_sections(const Line& line) {
+    std::array<int, kSections> samples;
+    for (std::size_t i = 0; i < kSections; ++i) samples[i] = line[i * kSamplesPerSection + kSamplesPerSection / 2];
+    std::nth_element(samples.begin(), samples.begin() + kSections / 2, samples.end());
+    return samples[kSections / 2];
+}
+
+// Whether middle_half() is at most `spread`. Most lines without a signal show it by counts around their median level,
+// which cost much less than the quartiles.
+bool is_middle_within(const Line& line, int spread) {
+    const int low = median_of_sections(line) - spread / 2, high = low + spread;
+    std::ptrdiff_t below = 0, above = 0;
+    for (const int sample : line) {
+        below += sample < low ? 1 : 0;
+        above += sample > high ? 1 : 0;
+    }
+    return (below <= kLowerQuartile && above < std::ssize(line) - kUpperQuartile) || middle_half(line) <= spread;
 }
 
 // What the lines of a border without a signal look like: samples low .. high, their middle half within `spread`.
@@ -73,13 +137,14 @@ struct Blank {
     const char* name;
     int low, high, spread;
 
-    [[nodiscard]] bool is_signal(int sample) const { return sample < low || sample > high; }
+    [[nodiscard]] bool is_signal(int sample) const { return (sample < low) | (sample > high); }
 
-    [[nodiscard]] bool holds(Line line) const {
-        const auto is_stray = [this](int sample) { return is_signal(sample); };
-        if (std::ranges::count_if(line, is_stray) > static_cast<int>(kStraySamples)) return false;
-        std::ranges::sort(line);
-        return line[3 * kSamples / 4] - line[kSamples / 4] <= spread;
+    [[nodiscard]] bool holds(const Line& line) const {
+        unsigned stray = 0;
+        for (const int sample : line) stray += is_signal(sample) ? 1 : 0;
+        if (stray > kStraySamples) return false;
+        // The few stray samples do not reach the middle half, so it is not wider than the others are.
+        return high - low <= spread || range_without_signal(line) <= spread || is_middle_within(line, spread);
     }
 
     [[nodiscard]] bool ends_at(const Line& line) const {
@@ -90,12 +155,24 @@ struct Blank {
         }
         return sections >= kSectionsAtEdge;
     }
+
+private:
+    [[nodiscard]] int range_without_signal(const Line& line) const {
+        int least = high, largest = low;
+        for (const int sample : line) {
+            if (is_signal(sample)) continue;
+            least = std::min(least, sample);
+            largest = std::max(largest, sample);
+        }
+        return largest - least;
+    }
 };
 
 // The kinds of blank border that the outermost line allows.
 std::vector<Blank> blanks_of(const GreyRange& range, Line outermost) {
-    std::ranges::sort(outermost);
-    const int level = outermost[kSamples / 2];
+    const auto middle = outermost.begin() + kSamples / 2;
+    std::nth_element(outermost.begin(), middle, outermost.end());
+    const int level = *middle;
     std::vector<Blank> blanks;
     if (level <= range.low + range.share(kExtremeShare)) {
         for (const unsigned share : kBlackSpreadShares) {
@@ -110,7 +187,11 @@ std::vector<Blank> blanks_of(const GreyRange& range, Line outermost) {
 }
 
 GreyRange range_of(const SourceImage& source) {
-    const auto [least, largest] = std::ranges::minmax(source.samples);
+    std::uint16_t least = source.samples.front(), largest = least;
+    for (const std::uint16_t sample : source.samples) {  // compilers make vector code of this, but not of minmax()
+        least = std::min(least, sample);
+        largest = std::max(largest, sample);
+    }
     return source.needs_inversion ? GreyRange{-int{largest}, -int{least}} : GreyRange{int{least}, int{largest}};
 }
 
@@ -124,8 +205,9 @@ public:
 
     // If there is a blank border, cuts it off the box and describes it. Otherwise returns an empty text.
     std::string cut(SourceBox& box, Border border) const {
-        for (const Blank& blank : blanks_of(range, line_at(source, box, border, 0))) {
-            const unsigned thickness = thickness_of(box, border, blank);
+        BorderLines lines(source, box, border);
+        for (const Blank& blank : blanks_of(range, lines.at(0))) {
+            const unsigned thickness = thickness_of(box, border, lines, blank);
             if (thickness < thinnest || thickness == 0) continue;
             remove(box, border, thickness);
             return fmt::format("{} border of {} pixels on the {}", blank.name, thickness, name_of(border));
@@ -135,15 +217,16 @@ public:
 
 private:
     // Number of lines up to the edge of the film; 0 if no film follows.
-    [[nodiscard]] unsigned thickness_of(const SourceBox& box, Border border, const Blank& blank) const {
+    [[nodiscard]] unsigned thickness_of(const SourceBox& box, Border border, BorderLines& lines,
+                                        const Blank& blank) const {
         const unsigned across = is_column(border) ? box.width : box.height;
         const unsigned whole = is_column(border) ? source.width : source.height;
         const unsigned least_left = std::max(whole / kLeastShareLeft, 1U);
         const unsigned most = across > least_left ? across - least_left : 0;
         unsigned thickness = 0;
-        while (thickness < most && blank.holds(line_at(source, box, border, thickness))) ++thickness;
+        while (thickness < most && blank.holds(lines.at(thickness))) ++thickness;
         for (unsigned depth = thickness; depth < std::min(thickness + blur, most); ++depth) {
-            if (blank.ends_at(line_at(source, box, border, depth))) return thickness;
+            if (blank.ends_at(lines.at(depth))) return thickness;
         }
         return 0;
     }

@@ -79,7 +79,7 @@ Findings analyse(SourceImage source, const AnalysisOptions& options, std::string
     findings.warnings = source.warnings;
     ImageSettings& settings = findings.settings;
     settings = settle_before_preparation(options, source, findings.warnings);
-    settings.seg_geometry = options.seg_geometry;
+    settings.seg = options.seg;
     settings.crop = crop_of(options, source, settings);
     refuse_beyond_memory(source, settings, options.image_memory);
     const PreparedImage plain = prepare_source(source, settings.crop.value, settings.pixel_size_um.value);

@@ -18,7 +18,7 @@ struct ImageSettings {
     Sourced<double> pixel_size_um{0.0, {}};
     Sourced<SourceBox> crop;
     bool is_inverted = false;
-    SegGeometry seg_geometry = SegGeometry::kNone;
+    SegForm seg;
 };
 
 /// Settles what is known before preparation: view, pixel size and noise class. If the noise class has to be chosen from

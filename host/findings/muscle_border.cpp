@@ -49,6 +49,12 @@ double value_at(const OffsetWeights& weights, double place) {
     return weights.constant + (weights.linear + weights.square * place) * place;
 }
 
+// std::clamp() returns a reference, which keeps loops from being vectorised.
+float within(float value, float low, float high) {
+    const float raised = value < low ? low : value;
+    return high < raised ? high : raised;
+}
+
 // The line, the profiles across it and their places along it.
 struct LineProfiles {
     double depth = 0.0;
@@ -97,19 +103,27 @@ ProfileMap costs_of_offsets(const LineProfiles& line, const SampledProfiles& sam
     return costs;
 }
 
-void add_costs_of_band(const BandWeight& weight, const SampledProfiles& samples, const ProfileMap& contrast,
+// 1 in tissue and 0 elsewhere.
+ProfileMap tissue_of(const SampledProfiles& samples) {
+    ProfileMap tissue(samples.profile_count(), samples.offset_count());
+    for (std::size_t profile = 0; profile < samples.profile_count(); ++profile) {
+        const std::span<float> row = tissue.row(profile);
+        for (std::size_t i = 0; i < row.size(); ++i)
+            row[i] = samples.place(profile, i) == MusclePlace::kTissue ? 1.0F : 0.0F;
+    }
+    return tissue;
+}
+
+void add_costs_of_band(const BandWeight& weight, const ProfileMap& tissue, const ProfileMap& contrast,
                        ProfileMap& costs) {
     const auto to_typical = static_cast<float>(1.0 / typical_contrast(contrast));
     const auto gain = static_cast<float>(weight.gain);
     const auto gain_up_to_typical = static_cast<float>(weight.gain_up_to_typical);
-    for (std::size_t profile = 0; profile < samples.profile_count(); ++profile) {
-        const std::span<const float> values = contrast.row(profile);
-        const std::span<float> row = costs.row(profile);
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            if (samples.place(profile, i) != MusclePlace::kTissue || values[i] != values[i]) continue;  // NaN
-            const float relative = values[i] * to_typical;
-            row[i] -= gain * std::clamp(relative, -3.0F, 3.0F) + gain_up_to_typical * std::clamp(relative, 0.0F, 1.0F);
-        }
+    for (std::size_t i = 0; i < costs.values.size(); ++i) {
+        const float relative = contrast.values[i] * to_typical;
+        const float gained = gain * within(relative, -3.0F, 3.0F) + gain_up_to_typical * within(relative, 0.0F, 1.0F);
+        const bool counts = tissue.values[i] > 0.0F && relative == relative;  // not NaN
+        costs.values[i] -= counts ? gained : 0.0F;
     }
 }
 
@@ -215,11 +229,12 @@ std::optional<MuscleLine> fitted_line(const std::vector<GridPoint>& points) {
 MuscleBorder border_near(const MuscleGrey& image, const MuscleLine& line, double height) {
     const LineProfiles across = profiles_across(line, height);
     const SampledProfiles samples(image, across.profiles, across.range);
+    const ProfileMap tissue = tissue_of(samples);
     ProfileMap costs = costs_of_offsets(across, samples);
     ProfileMap linear(0, 0), logarithmic(0, 0);  // of the bands by which borders are compared
     for (const BandWeight& weight : kBandWeights) {
         ProfileMap contrast = samples.contrast(weight.scale, weight.steps);
-        add_costs_of_band(weight, samples, contrast, costs);
+        add_costs_of_band(weight, tissue, contrast, costs);
         if (weight.scale == Scale::kLinear && weight.steps == 10) {
             linear = std::move(contrast);
         } else if (weight.scale == Scale::kLogarithmic && weight.steps == 5) {
@@ -243,7 +258,7 @@ std::optional<MuscleLine> line_by_rays(const MuscleGrey& image, MuscleLine line,
     line.wall_y = std::min(line.wall_y, 1.5 * height);
     line.top_x = std::min(line.top_x, 3.0 * height);  // in an image much wider than high
     const Rays rays = rays_to(line);
-    const SampledProfiles samples(image, rays.profiles, rays.range);
+    const SampledProfiles samples(image, rays.profiles, rays.range, false);
     std::vector<float> change_costs;
     for (const double distance : rays.distances) {
         const double step = kOffsetStep / (0.02 * distance);

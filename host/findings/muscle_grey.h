@@ -34,7 +34,8 @@ struct MuscleSample {
 /// what the search needs and take a quarter of its time.
 class MuscleGrey {
 public:
-    MuscleGrey(const Image& prepared, const Region& breast, const Region& muscle, IMAGE_SIDE side);
+    /// `tissue` has the size of the image.
+    MuscleGrey(const Image& prepared, const MaskBitmap& tissue, IMAGE_SIDE side);
 
     [[nodiscard]] MuscleSample at(GridPoint point) const;
 
@@ -43,5 +44,23 @@ private:
     std::vector<float> grey;
     std::vector<std::uint8_t> is_tissue;
 };
+
+inline MuscleSample MuscleGrey::at(GridPoint point) const {
+    const double x = point.x / 2.0 - 0.5;
+    const double y = point.y / 2.0 - 0.5;
+    if (x < 0.0 || y < 0.0) return {MusclePlace::kBeyondImage, 0.0F};
+    if (x >= width - 1.0 || y >= height - 1.0) return {};
+    const auto column = static_cast<std::size_t>(x);
+    const auto row = static_cast<std::size_t>(y);
+    const std::size_t first = row * width + column;
+    if (!is_tissue[first] || !is_tissue[first + 1] || !is_tissue[first + width] || !is_tissue[first + width + 1]) {
+        return {};
+    }
+    const auto right = static_cast<float>(x - static_cast<double>(column));
+    const auto down = static_cast<float>(y - static_cast<double>(row));
+    const float upper = grey[first] * (1.0F - right) + grey[first + 1] * right;
+    const float lower = grey[first + width] * (1.0F - right) + grey[first + width + 1] * right;
+    return {MusclePlace::kTissue, upper * (1.0F - down) + lower * down};
+}
 
 }  // namespace Norvane::Host

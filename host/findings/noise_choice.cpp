@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <utility>
+#include <span>
 #include <vector>
 
 namespace Norvane::Host {
@@ -79,21 +79,18 @@ public:
         : image(prepared),
           width(prepared.GetWidth()),
           height(prepared.GetHeight()),
-          blackest(least + kNearlyMinimum),
-          darkest(least + kDim),
-          is_seen(std::size_t{width} * height, false) {
-        for (unsigned x = 0; x < width; ++x) {
-            visit(x, 0);
-            visit(x, height - 1);
-        }
-        for (unsigned y = 0; y < height; ++y) visit(side == SIDE_CHEST_LEFT ? width - 1 : 0, y);
+          blackest(static_cast<unsigned>(least + kNearlyMinimum)),
+          darkest(static_cast<unsigned>(least) + kDim),
+          is_seen(std::size_t{width} * height) {
+        take_from_row(0, {0, width - 1});
+        take_from_row(height - 1, {0, width - 1});
+        const unsigned free_column = side == SIDE_CHEST_LEFT ? width - 1 : 0;
+        for (unsigned y = 0; y < height; ++y) take_from_row(y, {free_column, free_column});
         while (!open.empty()) {
-            const auto [x, y] = open.back();
+            const auto [y, columns] = open.back();
             open.pop_back();
-            if (x > 0) visit(x - 1, y);
-            if (x + 1 < width) visit(x + 1, y);
-            if (y > 0) visit(x, y - 1);
-            if (y + 1 < height) visit(x, y + 1);
+            if (y > 0) take_from_row(y - 1, columns);
+            if (y + 1 < height) take_from_row(y + 1, columns);
         }
     }
 
@@ -103,23 +100,43 @@ public:
     }
 
 private:
-    void visit(unsigned x, unsigned y) {
-        const std::size_t at = std::size_t{y} * width + x;
-        if (is_seen[at]) return;
-        const std::uint16_t grey = grey_row(image, y)[x];
-        const bool is_dark = grey <= darkest;
-        if (!is_dark && grey < Masking::P_FRAME) return;
-        is_seen[at] = true;
-        open.emplace_back(x, y);
-        if (is_dark) ++dark;
-        if (grey <= blackest) ++black;
+    struct Columns {
+        unsigned first, last;
+    };
+
+    [[nodiscard]] bool is_passable(std::uint16_t grey) const { return grey <= darkest || grey >= Masking::P_FRAME; }
+
+    // Takes all runs of row `y` that pass through one of the columns, as far as they reach to both sides.
+    void take_from_row(unsigned y, const Columns& columns) {
+        const std::span<const std::uint16_t> greys = grey_row(image, y);
+        const std::span seen(&is_seen[std::size_t{y} * width], width);
+        const auto is_free = [&](unsigned x) { return seen[x] == 0 && is_passable(greys[x]); };
+        for (unsigned x = columns.first; x <= columns.last; ++x) {
+            if (!is_free(x)) continue;
+            unsigned first = x;
+            while (first > 0 && is_free(first - 1)) --first;
+            while (x + 1 < width && is_free(x + 1)) ++x;
+            take({y, {first, x}}, greys.subspan(first, x - first + 1), seen.subspan(first, x - first + 1));
+        }
+    }
+    struct Run {
+        unsigned row;
+        Columns columns;
+    };
+    void take(const Run& run, std::span<const std::uint16_t> greys, std::span<std::uint8_t> seen) {
+        std::ranges::fill(seen, std::uint8_t{1});
+        for (const std::uint16_t grey : greys) {
+            dark += grey <= darkest ? 1 : 0;
+            black += grey <= blackest ? 1 : 0;
+        }
+        open.push_back(run);
     }
 
     const Image& image;
     unsigned width, height;
-    double blackest, darkest;
-    std::vector<bool> is_seen;
-    std::vector<std::pair<unsigned, unsigned>> open;
+    unsigned blackest, darkest;  // grey levels
+    std::vector<std::uint8_t> is_seen;
+    std::vector<Run> open;  // their neighbours in the rows above and below have not been taken yet
     std::size_t dark = 0, black = 0;
 };
 

@@ -12,7 +12,7 @@
 namespace Norvane::Host {
 namespace {
 
-constexpr double kClearlyMore = 1.03;    // contrast along another line, as a multiple of that along the exact one
+constexpr double kClearlyMore = 0.03;    // contrast along another line above the exact one's, as a share of its amount
 constexpr double kLeastContrast = 0.03;  // mean log contrast that a border has at least
 constexpr double kFoundContrast = 0.12;  // the same, of a muscle that the exact line missed
 constexpr double kFoundLowContrast = 0.06;
@@ -137,7 +137,7 @@ std::optional<MuscleBorder> best_border(const MuscleGrey& grey, const std::optio
     const auto other_line = line_by_rays(grey, *line, height);
     if (other_line && !are_alike(*other_line, *line)) {
         MuscleBorder other = border_near(grey, *other_line, height);
-        if (other.contrast > kClearlyMore * border.contrast) border = std::move(other);
+        if (other.contrast > border.contrast + kClearlyMore * std::abs(border.contrast)) border = std::move(other);
     }
     if (border.log_contrast < kLeastContrast) return std::nullopt;
     return border;
@@ -161,14 +161,14 @@ std::optional<MuscleBorder> missed_border(const MuscleGrey& grey, const Region& 
 RefinedMuscle refine_muscle(const Image& prepared, const Region& breast, const Region& exact, IMAGE_SIDE side) {
     const unsigned width = prepared.GetWidth(), height = prepared.GetHeight();
     const WallColumns columns{side == SIDE_CHEST_RIGHT, width};
-    const MuscleGrey grey(prepared, breast, exact, side);
+    const MaskBitmap bound = joined(breast, exact, width, height);
+    const MuscleGrey grey(prepared, bound, side);
     const bool is_missing = exact.area() == 0;
     const std::optional<MuscleBorder> border =
         is_missing ? missed_border(grey, breast, height) : best_border(grey, line_of(exact, columns), height);
     if (!border) return {exact, false, 0.0};
     const float pixel_size_um = is_missing ? breast.pixel_size_um() : exact.pixel_size_um();
-    return {region_inside(border->points, joined(breast, exact, width, height), columns, pixel_size_um), true,
-            border->low_log_contrast};
+    return {region_inside(border->points, bound, columns, pixel_size_um), true, border->low_log_contrast};
 }
 
 }  // namespace Norvane::Host

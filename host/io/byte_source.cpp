@@ -23,6 +23,19 @@ namespace {
 
 }  // namespace
 
+std::size_t MemoryBytes::read(std::span<std::uint8_t> to) {
+    const std::size_t count = std::min(to.size(), rest.size());
+    std::ranges::copy(rest.first(count), to.begin());
+    rest = rest.subspan(count);
+    return count;
+}
+
+bool MemoryBytes::skip(std::uint64_t count) {
+    const bool is_there = count <= rest.size();
+    rest = rest.subspan(is_there ? static_cast<std::size_t>(count) : rest.size());
+    return is_there;
+}
+
 FileBytes::FileBytes(const std::filesystem::path& file)
     : descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
     if (descriptor < 0) refuse_to_open(errno);

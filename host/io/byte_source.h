@@ -21,6 +21,17 @@ public:
     virtual bool skip(std::uint64_t count) = 0;
 };
 
+/// Bytes in memory, which must stay there.
+class MemoryBytes final : public ByteSource {
+public:
+    explicit MemoryBytes(std::span<const std::uint8_t> bytes) : rest(bytes) {}
+    std::size_t read(std::span<std::uint8_t> to) override;
+    bool skip(std::uint64_t count) override;
+
+private:
+    std::span<const std::uint8_t> rest;
+};
+
 /// A regular file. Opening it never waits, because pipes and devices are refused.
 class FileBytes final : public ByteSource {
 public:

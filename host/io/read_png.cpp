@@ -3,6 +3,7 @@
 
 #include "io/byte_source.h"
 #include "io/colour_channels.h"
+#include "io/decoding/widened_bytes.h"
 #include "io/refusal.h"
 
 #include <fmt/format.h>

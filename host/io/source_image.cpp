@@ -25,17 +25,12 @@ void settle_size(SourceImage& image, unsigned width, unsigned height, const Read
     image.height = height;
 }
 
-void make_room(SourceImage& image) { image.samples.assign(std::size_t{image.width} * image.height, 0); }
+void make_room(SourceImage& image) { image.samples.resize(std::size_t{image.width} * image.height); }
 
 void set_size(SourceImage& image, unsigned width, unsigned height, const ReadOptions& options,
               std::uint64_t reader_bytes) {
     settle_size(image, width, height, options, reader_bytes);
     make_room(image);
-}
-
-void widen_bytes(std::span<std::uint16_t> words) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: no unread byte is overwritten
 }
 
 void set_frame(SourceImage& image, unsigned frame_count, const ReadOptions& options) {

@@ -6,6 +6,7 @@
 #include "run/run_files.h"
 
 #include <fmt/core.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -98,6 +99,10 @@ void add_first_to_look_at(std::vector<std::string>& lines, const std::vector<Ima
     if (first.size() > kMostLines) lines.push_back(fmt::format("    and {} more", first.size() - kMostLines));
 }
 
+std::string kinds_line(const RunOptions& options) {
+    return fmt::format("Kinds of results: {}", fmt::join(options.results, ", "));
+}
+
 // Where to find the results: the page, or the folder.
 std::string place_line(const RunOptions& options) {
     const std::string page = page_name_of(options);
@@ -116,8 +121,8 @@ RunCounts counts_of(const std::vector<ImageRecord>& records) {
 }
 
 std::string closing_line(const RunCounts& counts, const char* done) {
-    std::string text = fmt::format("{} images: {} {}, {} kept from an earlier run, {} refused", counts.images(),
-                                   counts.done, done, counts.kept, counts.refused);
+    std::string text = fmt::format("{} image{}: {} {}, {} kept from an earlier run, {} refused", counts.images(),
+                                   counts.images() == 1 ? "" : "s", counts.done, done, counts.kept, counts.refused);
     if (counts.not_finished > 0) text += fmt::format(", {} not finished", counts.not_finished);
     if (counts.not_begun > 0) text += fmt::format(", {} not begun", counts.not_begun);
     if (counts.passed_over > 0) text += fmt::format("; {} other files passed over", counts.passed_over);
@@ -134,11 +139,15 @@ std::vector<std::string> closing_lines(const RunOptions& options, const std::vec
         add_groups(lines, "Refused:", refusals_of(records));
         if (!options.is_dry_run) add_first_to_look_at(lines, records);
     }
-    if (!options.is_dry_run && counts.done + counts.kept > 0) lines.push_back(place_line(options));
+    if (options.is_dry_run) {
+        lines.push_back(kinds_line(options));
+    } else if (!is_one || counts.done + counts.kept > 0) {
+        lines.push_back(place_line(options));
+    }
     if (counts.left() > 0) {
         lines.push_back(fmt::format(
-            "The run was stopped before its end. To make the other {} images, give the same command with --resume.",
-            counts.left()));
+            "The run was stopped before its end. To make the other {} image{}, give the same command with --resume.",
+            counts.left(), counts.left() == 1 ? "" : "s"));
     }
     return lines;
 }

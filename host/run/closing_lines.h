@@ -30,7 +30,8 @@ struct RunCounts {
 
 /// The closing line, the statuses and the reasons of refusals with their numbers of images, the images to look at
 /// first, the page, and how to continue if the run was stopped. Reasons that only differ in their numbers count as one.
-/// For a single named image, only the page is given, because the line about the image says the rest.
+/// For a single named image, only the page is given, because the line about the image says the rest, and nothing if
+/// that image was refused.
 [[nodiscard]] std::vector<std::string> closing_lines(const RunOptions& options, const std::vector<ImageRecord>& records,
                                                      const RunCounts& counts);
 

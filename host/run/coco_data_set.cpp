@@ -29,30 +29,34 @@ bool is_annotations(const Json& json) {
 }
 
 // Nothing if the image has no annotations.
-std::optional<Json> annotations_of(const ImageRecord& record, const ResultFolder& results) {
+std::optional<Json> annotations_of(const ImageRecord& record, const ResultFolder& results,
+                                   std::vector<std::string>& failures) {
     constexpr std::size_t kMostBytes = std::size_t{1} << 28;
     try {
         const auto folder = results.parent_of(record.name);
         const std::string file = std::filesystem::path(record.name).filename().string() + "." + kCocoEnding;
         const auto text = folder ? folder->read(file, kMostBytes) : std::nullopt;
-        Json json = text ? Json::parse(*text) : Json();
+        if (!text) return std::nullopt;
+        Json json = Json::parse(*text, nullptr, false);  // a value of no kind instead of an exception
         if (is_annotations(json)) return json;
-    } catch (const Refusal&) {  // what lies there is no result
-    } catch (const Json::exception&) {
+    } catch (const Refusal&) {  // what lies there cannot be read
     }
+    failures.push_back(results.path_of(record.name + "." + kCocoEnding).string() +
+                       " is damaged, so the COCO data set leaves its image out: make the results of this image again");
     return std::nullopt;
 }
 
 }  // namespace
 
-std::string coco_data_set(const std::vector<ImageRecord>& records, const ResultFolder& results) {
+std::string coco_data_set(const std::vector<ImageRecord>& records, const ResultFolder& results,
+                          std::vector<std::string>& failures) {
     Json images = Json::array(), annotations = Json::array(), categories = Json::array();
     for (const CocoCategory& category : kCocoCategories) {
         categories.push_back({{"id", category.id}, {"name", category.name}});
     }
     for (const ImageRecord& record : records) {
         if (!record.refusal.empty()) continue;
-        const auto found = annotations_of(record, results);
+        const auto found = annotations_of(record, results, failures);
         if (!found) continue;
         const std::size_t image_id = images.size() + 1;
         images.push_back({{"id", image_id},

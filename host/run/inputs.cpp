@@ -160,21 +160,21 @@ FoundInputs find_inputs(const InputQuery& query) {
             found.inputs.push_back({name.substr(0, nul + 1), {}, "holds a NUL byte: this list needs --null", {}});
             continue;
         }
+        const fs::path path = fs::path(name).lexically_normal();
+        fs::path base = listed_base.empty() ? root : listed_base;
+        if (!base.empty() && !is_below(path, base)) base.clear();
         if (!refusal.empty()) {
-            found.inputs.push_back({name, {}, refusal, {}});
+            found.inputs.push_back({name, base, refusal, {}});
             continue;
         }
-        const fs::path path = fs::path(name).lexically_normal();
-        const fs::path& base = listed_base.empty() ? root : listed_base;
-        const bool is_in_base = !base.empty() && is_below(path, base);
         std::error_code ignored;
         if (!fs::is_directory(path, ignored)) {
-            found.inputs.push_back({name, is_in_base ? base : fs::path(), {}, {}, true, own});
+            found.inputs.push_back({name, base, {}, {}, true, own});
             continue;
         }
         const std::size_t before = found.inputs.size();
-        if (walk.enter(path, is_in_base ? base : path) && found.inputs.size() == before) {
-            found.inputs.push_back({name, {}, "is a folder in which no image was found", {}});
+        if (walk.enter(path, base.empty() ? path : base) && found.inputs.size() == before) {
+            found.inputs.push_back({name, base, "is a folder in which no image was found", {}});
         }
         for (std::size_t i = before; i < found.inputs.size(); ++i) found.inputs[i].own = own;
     }

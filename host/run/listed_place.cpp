@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/listed_place.h"
 
-#include <iterator>
+#include <cstddef>
 #include <string_view>
 
 namespace Norvane::Host {
@@ -9,6 +9,12 @@ namespace {
 
 namespace fs = std::filesystem;
 constexpr std::string_view kMark = "/./";
+
+// Another name of the file, which a list does not take for one with a mark.
+std::string without_mark(std::string file) {
+    for (std::size_t mark = 0; (mark = file.find(kMark)) != std::string::npos;) file.erase(mark, kMark.size() - 1);
+    return file;
+}
 
 }  // namespace
 
@@ -21,17 +27,10 @@ ListedPlace place_of_listed(const std::string& listed) {
     return {base + "/" + rest, fs::path(base).lexically_normal()};
 }
 
-std::string listed_with_place(const std::string& file, const std::string& result_name) {
-    const fs::path name(result_name), path = fs::path(file).lexically_normal();
-    const auto depth = std::distance(name.begin(), name.end());
-    const auto parts = std::distance(path.begin(), path.end());
-    if (depth < 2 || depth > parts) return file;
-    fs::path base, rest;
-    auto part = path.begin();
-    for (auto i = parts; i > depth; --i) base /= *part++;
-    for (; part != path.end(); ++part) rest /= *part;
-    if (rest.parent_path() != name.parent_path()) return file;
-    return (base.empty() ? "." : base.string()) + std::string(kMark) + rest.string();
+std::string listed_with_place(const std::string& file, const fs::path& base) {
+    const fs::path rest = fs::path(file).lexically_normal().lexically_relative(base);
+    if (base.empty() || rest.empty() || rest == "." || *rest.begin() == "..") return without_mark(file);
+    return (base / "").parent_path().string() + std::string(kMark) + rest.string();
 }
 
 }  // namespace Norvane::Host

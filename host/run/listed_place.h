@@ -14,7 +14,7 @@ struct ListedPlace {
 };
 [[nodiscard]] ListedPlace place_of_listed(const std::string& listed);
 
-/// The name of `file` in a list, with a mark if `result_name`, the name of its results, lies in a folder.
-[[nodiscard]] std::string listed_with_place(const std::string& file, const std::string& result_name);
+/// The name of `file` in a list, with a mark if it lies below `base`.
+[[nodiscard]] std::string listed_with_place(const std::string& file, const std::filesystem::path& base);
 
 }  // namespace Norvane::Host

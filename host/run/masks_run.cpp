@@ -181,16 +181,17 @@ private:
     int finish(bool is_stopped) {
         RunOutcome run = outcomes.sum_up();
         run.counts.passed_over += found.passed_over;
-        std::vector<std::string> failures;
-        if (place) failures = write_run_files(options, run.records, place->results, place->run);
-        for (const std::string& failure : failures) complain(err, failure);
+        WrittenRunFiles written;
+        if (place) written = write_run_files(options, found.inputs, run.records, place->results, place->run);
+        for (const std::string& failure : written.failures) complain(err, failure);
+        if (!written.note.empty()) complain(err, written.note);
         if (options.report_format == ReportFormat::kText) {
             for (const std::string& line : closing_lines(options, run.records, run.counts)) print_line(out, line);
             out.flush();
         }
         const bool is_whole = run.counts.left() == 0;
         if (!is_whole && is_stopped) return kExitInterrupted;
-        return is_whole && failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
+        return is_whole && written.failures.empty() && run.counts.refused == 0 ? kExitDone : kExitPartly;
     }
 
     // Called if images are not finished in time after a stop. The run ends without them.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "run/image_record.h"
+#include "run/inputs.h"
 #include "run/result_folder.h"
 #include "run/run_folder.h"
 #include "run/run_options.h"
@@ -18,7 +19,9 @@ struct RunFile {
     std::string name;
     std::string beginning;  ///< how the text begins; by it a run recognises the file of an earlier run
     bool may_be_empty;
-    std::string (*text_of)(const std::vector<ImageRecord>& records, const ResultFolder& results);
+    /// Adds a sentence to `failures` for each image that the text leaves out because its results are damaged.
+    std::string (*text_of)(const std::vector<ImageRecord>& records, const ResultFolder& results,
+                           std::vector<std::string>& failures);
 };
 
 /// summary.csv, summary.ndjson, report.html, and coco.json if it is asked for. The tables of part K of N are called
@@ -33,11 +36,17 @@ struct RunFile {
     return its_beginning.starts_with(file.beginning) || (file.may_be_empty && its_beginning.empty());
 }
 
+struct WrittenRunFiles {
+    /// A sentence for each file that could not be written, for each image that one of them leaves out, and for each
+    /// name that the list of failures cannot hold.
+    std::vector<std::string> failures;
+    std::string note;  ///< what the user should know about earlier results; empty if there is nothing
+};
+
 /// Writes these files, about this run and about what earlier ones left there, and, if one is wanted, the list of what
-/// failed in this run. Returns a sentence for each file that could not be written and for each name that the list
-/// cannot hold.
-[[nodiscard]] std::vector<std::string> write_run_files(const RunOptions& options,
-                                                       const std::vector<ImageRecord>& records,
-                                                       const ResultFolder& results, const RunFolder& run);
+/// failed in this run. `records` are those of the images in `inputs`.
+[[nodiscard]] WrittenRunFiles write_run_files(const RunOptions& options, const std::vector<Input>& inputs,
+                                              const std::vector<ImageRecord>& records, const ResultFolder& results,
+                                              const RunFolder& run);
 
 }  // namespace Norvane::Host

@@ -3,6 +3,7 @@
 
 #include "export/kinds.h"
 #include "io/words.h"
+#include "run/profiles.h"
 #include "run/reading_options.h"
 
 #include <algorithm>
@@ -21,6 +22,10 @@ constexpr std::array kMuscleBorderWords{std::pair{"exact", MuscleBorderChoice::k
                                         std::pair{"refined", MuscleBorderChoice::kRefined}};
 constexpr std::array kSegGeometryWords{std::pair{"none", SegGeometry::kNone},
                                        std::pair{"viewer", SegGeometry::kViewer}};
+constexpr std::array kSegCompressionWords{std::pair{"none", SegCompression::kNone},
+                                          std::pair{"deflate", SegCompression::kDeflate},
+                                          std::pair{"rle", SegCompression::kRunLengths}};
+constexpr std::array kSegTypeWords{std::pair{"binary", SegType::kBinary}, std::pair{"labelmap", SegType::kLabelmap}};
 constexpr std::array kReportFormats{std::pair{"text", ReportFormat::kText}, std::pair{"json", ReportFormat::kJson}};
 
 // Two numbers separated by `separator`. The first must not be above the second.
@@ -61,6 +66,22 @@ std::string default_results_text() {
     std::string text;
     for (const std::string& name : default_results()) text += (text.empty() ? "" : ",") + name;
     return text;
+}
+
+bool makes(const RunOptions& run, const char* kind) {
+    return std::ranges::find(run.results, kind) != run.results.end();
+}
+
+std::vector<OptionChoice> profile_choices() {
+    std::vector<OptionChoice> choices;
+    for (const Profile& profile : profiles()) choices.push_back({profile.name, profile.description});
+    return choices;
+}
+
+void set_profile(RunOptions& run, const std::string& text) {
+    for (const char* kind : std::ranges::find(profiles(), text, &Profile::name)->kinds) {
+        if (!makes(run, kind)) run.results.emplace_back(kind);
+    }
 }
 
 void set_noise(RunOptions& run, const std::string& text) {
@@ -236,6 +257,24 @@ OptionTable<RunOptions> result_options() {
           .help = "Kinds of results to write for each image, separated by commas",
           .otherwise = default_results_text()},
          [](RunOptions& run, const std::string& text) { run.results.push_back(text); }},
+        {{.name = "for",  // no .effect, like results
+          .choices = profile_choices(),
+          .group = kBatchGroup,
+          .help = "Write what an archive, a reading station or training needs, besides the kinds of --results",
+          .otherwise = "only those",
+          .details = "--dry-run shows the kinds."},
+         set_profile},
+        {{.name = "no-page",
+          .kind = OptionKind::kFlag,
+          .group = kBatchGroup,
+          .help = "Do not write report.html and its pictures"},
+         flag([](RunOptions& run, bool is_on) { run.has_page = !is_on; })},
+    };
+}
+
+// Options about the form of DICOM SEG.
+OptionTable<RunOptions> seg_options() {
+    return {
         {{.name = "seg-geometry",
           .effect = kResults,
           .choices = choices_of(kSegGeometryWords),
@@ -246,13 +285,27 @@ OptionTable<RunOptions> result_options() {
           .details = "viewer makes the plane of each image a frame of reference of its own. It says nothing about "
                      "where the image lies in the patient."},
          [](RunOptions& run, const std::string& text) {
-             run.analysis.seg_geometry = value_named(kSegGeometryWords, text);
+             run.analysis.seg.geometry = value_named(kSegGeometryWords, text);
          }},
-        {{.name = "no-page",
-          .kind = OptionKind::kFlag,
+        {{.name = "seg-type",
+          .effect = kResults,
+          .choices = choices_of(kSegTypeWords),
           .group = kBatchGroup,
-          .help = "Do not write report.html and its pictures"},
-         flag([](RunOptions& run, bool is_on) { run.has_page = !is_on; })},
+          .help = "DICOM SEG as binary frames, one a segment, or as one labelmap",
+          .otherwise = "binary",
+          .details =
+              "labelmap is Label Map Segmentation Storage, which DICOM has since 2024. Older software refuses it."},
+         [](RunOptions& run, const std::string& text) { run.analysis.seg.type = value_named(kSegTypeWords, text); }},
+        {{.name = "seg-compression",
+          .effect = kResults,
+          .choices = choices_of(kSegCompressionWords),
+          .group = kBatchGroup,
+          .help = "Compression of DICOM SEG: none, deflate for the whole object, or rle for the pixels of a label map",
+          .otherwise = "none",
+          .details = "deflate is the transfer syntax Deflated Explicit VR Little Endian, rle is RLE Lossless."},
+         [](RunOptions& run, const std::string& text) {
+             run.analysis.seg.compression = value_named(kSegCompressionWords, text);
+         }},
     };
 }
 
@@ -351,7 +404,7 @@ const OptionTable<RunOptions>& run_option_table() {
         OptionTable<RunOptions> all = view_options();
         for (const OptionTable<RunOptions>& more :
              {default_options(), analysis_options(), identifier_options<RunOptions>(kResults, "Options"),
-              result_options(), report_options(), batch_options()}) {
+              result_options(), seg_options(), report_options(), batch_options()}) {
             all.insert(all.end(), more.begin(), more.end());
         }
         return all;
@@ -386,8 +439,16 @@ RunOptions run_options_of(const std::vector<std::string>& inputs, const GivenOpt
         throw WrongOption("padding", "contradicts --noise " + given.at("noise").back() +
                                          ": only the class given-level uses padding values");
     }
+    const SegForm& seg = analysis.seg;
+    if (seg.compression == SegCompression::kRunLengths && seg.type != SegType::kLabelmap) {
+        throw WrongOption("seg-compression", "rle needs --seg-type labelmap");
+    }
     if (run.results.empty()) run.results = default_results();
     if (!run.has_page) std::erase(run.results, "page");
+    run.analysis.seg.is_written = makes(run, "seg");
+    if (makes(run, "gsps") && run.reading.identifiers == Identifiers::kNone) {
+        throw WrongOption("no-identifiers", "contradicts the result gsps, which must name its image");
+    }
     run.analysis.image_memory = run.reading.image_memory;
     run.stamp_text = stamp_text_of(facts_of(run_option_table()), given);
     return run;

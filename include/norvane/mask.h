@@ -5,6 +5,7 @@
 #include <norvane/export.h>
 #include <norvane/garbage_list.h>
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -82,7 +83,24 @@ protected:
     [[nodiscard]] unsigned mask_to_target(unsigned v) const;
     [[nodiscard]] unsigned target_to_mask(unsigned v) const;
 
-    using Runs = std::map<unsigned, unsigned>;  // first column -> last column
+    /// Neighbouring columns of a row, both included.
+    struct Columns {
+        unsigned first, last;
+    };
+    /// The runs of a row in ascending order, at least one. Most rows have one, which needs no memory of its own.
+    class Runs {
+    public:
+        explicit Runs(Columns run) : only(run) {}
+        /// Adds a run and joins those that overlap or touch it. If an allocation fails, nothing changes.
+        void add(Columns run);
+        [[nodiscard]] const Columns* begin() const { return several.empty() ? &only : several.data(); }
+        [[nodiscard]] const Columns* end() const { return begin() + size(); }
+        [[nodiscard]] std::size_t size() const { return several.empty() ? 1 : several.size(); }
+
+    private:
+        Columns only;                  // the one run, if `several` is empty
+        std::vector<Columns> several;  // otherwise all runs
+    };
 
     float pixelSize = 0.0F;
     float targetPixelSize = 0.0F;

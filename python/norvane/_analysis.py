@@ -2,24 +2,22 @@
 """Reads files and analyses images like the program."""
 import json
 import os
-from typing import Any, Dict, Iterable, Mapping, Optional, Tuple, Union
+from typing import Any, Dict, Iterable, Mapping, Optional, Tuple, Type, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
 from . import _norvane
+from ._arguments import Member, PathLike, file_name, member, number, whole, word
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
 from ._norvane import Mask, Refusal
-from ._operations import Masks, Prepared
-
-PathLike = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
+from ._operations import Masks, Prepared, Samples
 
 # The words of the program's options.
 _SIDES = {"left": IMAGE_SIDE.SIDE_CHEST_LEFT, "right": IMAGE_SIDE.SIDE_CHEST_RIGHT}
 _VIEWS = {"mlo": IMAGE_VIEW.VIEW_PECT, "cc": IMAGE_VIEW.VIEW_NO_PECT}
 _NOISES = {name: BG_NOISE(value) for name, value in _norvane.noise_names.items()}
-
-
+_MUSCLES = {"exact": False, "refined": True}
 _FACT_KINDS = {"side": IMAGE_SIDE, "view": IMAGE_VIEW, "noise": BG_NOISE}  # enumerations; they come as numbers
 
 
@@ -51,6 +49,9 @@ class Source:
 
     def __dir__(self) -> Iterable[str]:
         return [*super().__dir__(), *_norvane.meanings_of_facts]
+
+    def __reduce__(self) -> Tuple[Any, ...]:
+        return Source, (self._source, self.file)
 
     def __repr__(self) -> str:
         file = _norvane.printable(self.file)
@@ -84,11 +85,12 @@ def read(
     If the file cannot be read, raises norvane.Refusal (a ValueError) with the program's sentence. If the path holds a
     null byte, raises ValueError.
     """
-    return _read(path, frame, False, any_modality, decode, image_memory, patient_id, no_identifiers)
+    file = file_name("path", path)
+    return _read(file, frame, False, any_modality, decode, image_memory, patient_id, no_identifiers)
 
 
 def _read(
-    path: PathLike,
+    file: bytes,
     frame: Optional[int],
     is_pixel_size_given: bool,
     any_modality: bool,
@@ -97,13 +99,9 @@ def _read(
     patient_id: bool,
     no_identifiers: bool,
 ) -> Source:
-    name = os.fsencode(path)
-    if patient_id and no_identifiers:
-        raise ValueError("patient_id: contradicts no_identifiers")
-    if frame is not None and not 1 <= frame <= 0xFFFFFFFF:
-        raise ValueError(f"frame: expected a number from 1, got {frame}")
-    read_as = (is_pixel_size_given, bool(any_modality), decode, image_memory, bool(patient_id), bool(no_identifiers))
-    return Source(_norvane.read(name, frame, *read_as), os.fsdecode(name))
+    page = None if frame is None else whole("frame", frame, 1, 0xFFFFFFFF)
+    read_as = (is_pixel_size_given, any_modality, decode, image_memory, patient_id, no_identifiers)
+    return Source(_norvane.read(file, page, *read_as), os.fsdecode(file))
 
 
 class Analysis:
@@ -193,38 +191,32 @@ class Analysis:
         return None if self._made is None else self._made.overlay_png()
 
 
-def _word(name: str, value: Any, kind: type, words: Mapping[str, Any]) -> Any:
-    if value is None:
-        return None
-    if isinstance(value, str):
-        if value.lower() not in words:
-            raise ValueError(f"{name}: expected one of {', '.join(words)}, got {value!r}")
-        return words[value.lower()]
-    try:
-        return kind(value)
-    except ValueError:
-        expected = f"norvane.{kind.__name__} or one of {', '.join(words)}"
-        raise ValueError(f"{name}: expected {expected}, got {value!r}") from None
+def _choice(name: str, value: Any, kind: Type[Member], words: Mapping[str, Member]) -> Member:
+    """A member of an enumeration, or its word."""
+    return word(name, value, words) if isinstance(value, str) else member(name, kind, value)
 
 
-def _muscle_choice(muscle: str) -> bool:
-    if muscle not in ("exact", "refined"):
-        raise ValueError(f"muscle: expected exact or refined, got {muscle!r}")
-    return muscle == "refined"
+def _choice_if_any(name: str, value: Any, kind: Type[Member], words: Mapping[str, Member]) -> Optional[Member]:
+    """The same, or None."""
+    chosen = None if value is None else _choice(name, value, kind, words)
+    if chosen == -1:  # SIDE_UNDEFINED, VIEW_UNDEFINED
+        raise ValueError(f"{name}: expected None if it is not known")
+    return chosen
 
 
 def _source_of(
-    image: Union[PathLike, NDArray[Any], Source], used_bits: Optional[int], read_as: Tuple[Any, ...]
+    image: Union[PathLike, Samples, Source], used_bits: Optional[int], read_as: Tuple[Any, ...]
 ) -> Tuple[_norvane.Source, str]:
     """The source and its name; read_as are the arguments of _read() for a file."""
     if isinstance(image, np.ndarray):
         return _norvane.source_of(image, used_bits), "array"
-    found = image if isinstance(image, Source) else _read(image, *read_as)
+    expected = "a path, a NumPy array or a norvane.Source"
+    found = image if isinstance(image, Source) else _read(file_name("image", image, expected), *read_as)
     return found._source, found.file
 
 
 def analyse(
-    image: Union[PathLike, NDArray[Any], Source],
+    image: Union[PathLike, Samples, Source],
     *,
     side: Union[IMAGE_SIDE, str, None] = None,
     view: Union[IMAGE_VIEW, str, None] = None,
@@ -280,38 +272,37 @@ def analyse(
     released.
     """
     tries_noise = isinstance(noise, str) and noise.lower() == "auto"
-    noise_word = None if tries_noise else _word("noise", noise, BG_NOISE, _NOISES)
+    noise_word = None if tries_noise else _choice_if_any("noise", noise, BG_NOISE, _NOISES)
     if padding is not None and noise is not None and noise_word != BG_NOISE.BG_GIVEN_LEVEL:
         raise ValueError("padding: expected no noise class with it except BG_GIVEN_LEVEL, the only one that uses it")
     options = {
-        "side": _word("side", side, IMAGE_SIDE, _SIDES),
-        "view": _word("view", view, IMAGE_VIEW, _VIEWS),
+        "side": _choice_if_any("side", side, IMAGE_SIDE, _SIDES),
+        "view": _choice_if_any("view", view, IMAGE_VIEW, _VIEWS),
         "pixel_size": pixel_size,
-        "default_side": _word("default_side", default_side, IMAGE_SIDE, _SIDES),
-        "default_view": _word("default_view", default_view, IMAGE_VIEW, _VIEWS),
+        "default_side": _choice_if_any("default_side", default_side, IMAGE_SIDE, _SIDES),
+        "default_view": _choice_if_any("default_view", default_view, IMAGE_VIEW, _VIEWS),
         "default_pixel_size": default_pixel_size,
         "noise": noise_word,
         "tries_noise": tries_noise,
         "padding": padding,
-        "crop": bool(crop),
-        "inverted": bool(inverted),
-        "refined_muscle": _muscle_choice(muscle),
-        "fast": bool(fast),
-        "contour": bool(contour),
+        "crop": crop,
+        "inverted": inverted,
+        "refined_muscle": word("muscle", muscle, _MUSCLES),
+        "fast": fast,
+        "contour": contour,
         "image_memory": image_memory,
     }
     _norvane.check_options(options)
-    if any(options[name] == -1 for name in ("side", "view", "default_side", "default_view")):  # SIDE_UNDEFINED
-        raise ValueError("side and view: expected None if they are not known")
     if used_bits is not None and not isinstance(image, np.ndarray):
         raise ValueError("used_bits: expected only with an array; a file says it itself")
     if (frame is not None or patient_id or no_identifiers) and isinstance(image, (np.ndarray, Source)):
         raise ValueError("frame, patient_id and no_identifiers: expected a file with them")
+    shown = None if name is None else file_name("name", name)
+    is_size_given = pixel_size is not None or default_pixel_size is not None
+    read_as = (frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers)
     try:
-        is_size_given = pixel_size is not None or default_pixel_size is not None
-        read_as = (frame, is_size_given, any_modality, decode, image_memory, patient_id, no_identifiers)
         source, file = _source_of(image, used_bits, read_as)
-        return Analysis(_norvane.analyse(source, os.fsencode(file if name is None else name), options))
+        return Analysis(_norvane.analyse(source, os.fsencode(file) if shown is None else shown, options))
     except Refusal as refusal:
         return Analysis(None, str(refusal))
 
@@ -331,6 +322,8 @@ def overlay(
         picture = picture.image
     if not isinstance(picture, Prepared):
         raise TypeError(f"picture: expected Analysis, Masks or Prepared, got {type(picture).__name__}")
+    if not isinstance(masks, (Mapping, type(None))):
+        raise TypeError(f"masks: expected masks by name, got {type(masks).__name__}")
     return _norvane.draw_masks(picture._image, dict(masks or {}), zoom)
 
 
@@ -354,13 +347,13 @@ def phantom(
     for name, value, least, most in (
         ("width", width, 64, 8192),
         ("height", height, 64, 8192),
-        ("pixel_size", pixel_size, 10, 1000),
         ("seed", seed, 0, 0xFFFFFFFF),
         ("used_bits", used_bits, 8, 16),
     ):
-        if not least <= value <= most:
-            raise ValueError(f"{name}: expected {least} to {most}, got {value}")
-    chest_wall, projection = _word("side", side, IMAGE_SIDE, _SIDES), _word("view", view, IMAGE_VIEW, _VIEWS)
+        whole(name, value, least, most)
+    number("pixel_size", pixel_size, 10, 1000)
+    chest_wall = _choice("side", side, IMAGE_SIDE, _SIDES)
+    projection = _choice("view", view, IMAGE_VIEW, _VIEWS)
     return _norvane.phantom(
-        width, height, pixel_size, chest_wall, projection, bool(collimation), bool(digital), seed, used_bits
+        width, height, pixel_size, chest_wall, projection, collimation, digital, seed, used_bits
     )

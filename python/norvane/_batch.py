@@ -34,6 +34,8 @@ class Option(NamedTuple):
 
 OPTIONS = {fields[0].replace("-", "_"): Option(*fields) for fields in _norvane.run_options}
 
+_CALLED_IN_PYTHON = {"inverted": "invert"}  # as prepare() and analyse() call it
+
 
 def _texts_of(value: Any) -> List[bytes]:
     """The value, or several values, as they would be written on the command line."""
@@ -46,8 +48,9 @@ def _texts_of(value: Any) -> List[bytes]:
     return [os.fsencode(value if isinstance(value, (str, bytes, os.PathLike)) else str(value))]
 
 
-def _given(options: Dict[str, Any]) -> Dict[str, List[bytes]]:
+def _given(given_options: Dict[str, Any]) -> Dict[str, List[bytes]]:
     """Raises TypeError if a name is not that of an option."""
+    options = {_CALLED_IN_PYTHON.get(name, name): value for name, value in given_options.items()}
     unknown = sorted(set(options) - set(OPTIONS))
     if unknown:
         raise TypeError(f"{', '.join(unknown)}: no such option; there are {', '.join(sorted(OPTIONS))}")
@@ -135,7 +138,8 @@ class Run:
 
         not_finished: number of images that are left if the run ended early.
 
-        Returns a sentence for each file that could not be written, and the closing lines of the program.
+        Returns a sentence for each file that could not be written, and the closing lines of the program. If results of
+        earlier runs hold identifiers that this run does not read, the last line says so.
         """
         made = list(records)
         images = [record for record in made if record is not None]

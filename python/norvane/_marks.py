@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Reads what people think of masks."""
-import os
-from typing import Any, List, NamedTuple
+from typing import List, NamedTuple
 
 from . import _norvane
+from ._arguments import PathLike, file_name
 
 
 class Mark(NamedTuple):
@@ -14,9 +14,9 @@ class Mark(NamedTuple):
     note: str
 
 
-def read_marks(table: Any) -> List[Mark]:
+def read_marks(table: PathLike) -> List[Mark]:
     """Reads the marks that report.html exported as a table with the columns file, mark and note.
 
     Raises norvane.Refusal if the table cannot be read or lacks the columns file and mark.
     """
-    return [Mark(*fields) for fields in _norvane.read_marks(os.fsencode(table))]
+    return [Mark(*fields) for fields in _norvane.read_marks(file_name("table", table))]

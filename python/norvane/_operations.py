@@ -1,16 +1,19 @@
 # SPDX-License-Identifier: Apache-2.0
 """Preparation and the mask operations of the library."""
 import dataclasses
-import operator
 import re
-from typing import Any, Dict, Mapping, Optional, Tuple
+from typing import Any, Dict, Mapping, Optional, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
 from . import _norvane
+from ._arguments import member, truth, whole
 from ._enumerations import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS
 from ._norvane import Mask
+
+#: What the module takes as grey levels.
+Samples = Union[NDArray[np.uint16], NDArray[np.uint8]]
 
 _GREATEST = {"noiseLevel": 65535, "pixelPaddingValueRangeLimit": 65535, "contourOffset": 2**31 - 1}
 _LEAST = {"contourOffset": -(2**31)}
@@ -45,24 +48,11 @@ class Params:
 
 
 def _checked(name: str, kind: type, value: Any) -> Any:
-    expected = kind.__name__ if kind is not int else "int"
     if kind is bool:
-        if not isinstance(value, (bool, np.bool_)):
-            raise TypeError(f"{name}: expected a truth value, got {value!r}")
-        return bool(value)
-    try:
-        number = operator.index(value)
-    except TypeError:
-        raise TypeError(f"{name}: expected {expected}, got {value!r}") from None
-    if kind is not int:
-        try:
-            return kind(number)
-        except ValueError:
-            names = ", ".join(member.name for member in kind)  # type: ignore[attr-defined]
-            raise ValueError(f"{name}: expected one of {names}, got {value!r}") from None
-    if not _LEAST.get(name, 0) <= number <= _GREATEST[name]:
-        raise ValueError(f"{name}: expected {_LEAST.get(name, 0)} to {_GREATEST[name]}, got {number}")
-    return number
+        return truth(name, value)
+    if kind is int:
+        return whole(name, value, _LEAST.get(name, 0), _GREATEST[name])
+    return member(name, kind, value)
 
 
 class Prepared:
@@ -127,7 +117,7 @@ class Masks:
 
 
 def prepare(
-    pixels: NDArray[Any],
+    pixels: Samples,
     pixel_size: float,
     *,
     used_bits: Optional[int] = None,
@@ -150,15 +140,17 @@ def prepare(
     Raises TypeError if the dtype is wrong, and ValueError if the shape, the pixel size or the number of bits is wrong.
     The interpreter lock is released during the work.
     """
-    noise = _checked("noise", BG_NOISE, noise)
-    return Prepared(
-        _norvane.prepare(pixels, pixel_size, used_bits, bool(inverted), int(noise), bool(resample_first), padding)
-    )
+    number = int(member("noise", BG_NOISE, noise))
+    return Prepared(_norvane.prepare(pixels, pixel_size, used_bits, inverted, number, resample_first, padding))
+
+
+def _working(image: Prepared) -> _norvane.WorkingImage:
+    if not isinstance(image, Prepared):
+        raise TypeError(f"image: expected what prepare() returns, got {type(image).__name__}")
+    return image._image
 
 
 def _params(image: Prepared, params: Optional[Params], fields: Mapping[str, Any], **defaults: Any) -> Params:
-    if not isinstance(image, Prepared):
-        raise TypeError(f"image: expected what prepare() returns, got {type(image).__name__}")
     if params is None:
         low, high = image.padding
         params = Params(bgNoise=image.noise, noiseLevel=high, pixelPaddingValueRangeLimit=low, **defaults)
@@ -195,7 +187,7 @@ def frame_mask(image: Prepared, params: Optional[Params] = None, **fields: Any) 
     params, the noise class and the padding values are those of the preparation. The interpreter lock is released during
     the work, and any number of threads may use the same image.
     """
-    return _masks(image, _norvane.frame_mask(image._image, _params(image, params, fields)))
+    return _masks(image, _norvane.frame_mask(_working(image), _params(image, params, fields)))
 
 
 def breast_mask(
@@ -208,7 +200,7 @@ def breast_mask(
 
     With contourOutput, the result has ``contour``: 720 points x, y of the working grid.
     """
-    return _masks(image, _norvane.breast_mask(image._image, _params(image, params, fields), frame))
+    return _masks(image, _norvane.breast_mask(_working(image), _params(image, params, fields), frame))
 
 
 def full_mask(
@@ -219,8 +211,8 @@ def full_mask(
 
     Without params, fullContour is True, as in the program, because the cut-tissue check needs the outer contour.
     """
-    asked = _params(image, params, fields, fullContour=True)
-    return _masks(image, _norvane.full_mask(image._image, asked, frame))
+    working, asked = _working(image), _params(image, params, fields, fullContour=True)
+    return _masks(image, _norvane.full_mask(working, asked, frame))
 
 
 def pect_mask(
@@ -232,7 +224,7 @@ def pect_mask(
     The method selects gradients whose direction a muscle can have, finds the line by a Hough transform, and tests the
     contrast across it. docs/references.md names the sources.
     """
-    return _masks(image, _norvane.pect_mask(image._image, breast, _params(image, params, fields), frame))
+    return _masks(image, _norvane.pect_mask(_working(image), breast, _params(image, params, fields), frame))
 
 
 def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields: Any) -> NDArray[np.uint16]:
@@ -240,4 +232,4 @@ def chest_wall_patch(image: Prepared, params: Optional[Params] = None, **fields:
 
     In it, dark tissue next to the chest wall is raised. It is blurred and cut to the frame.
     """
-    return _norvane.chest_wall_patch(image._image, _params(image, params, fields))
+    return _norvane.chest_wall_patch(_working(image), _params(image, params, fields))

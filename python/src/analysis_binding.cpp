@@ -11,7 +11,9 @@
 #include "grid_mask.h"
 #include "io/read_image.h"
 #include "io/refusal.h"
+#include "pickled.h"
 #include "pictures.h"
+#include "python_words.h"
 #include "run/reading_options.h"
 #include "working_image.h"
 
@@ -39,12 +41,16 @@ using SharedFindings = std::shared_ptr<Host::Findings>;
 // The caller decided to have this in memory already.
 constexpr std::uint64_t kNoLimit = std::numeric_limits<std::uint64_t>::max();
 
-std::uint64_t bytes_of_mebibytes(std::uint64_t mebibytes) {
+// In bytes.
+std::uint64_t image_memory_of(const py::handle& given, std::uint64_t otherwise) {
     constexpr std::uint64_t kMost = std::uint64_t{1} << 20;
-    if (mebibytes == 0 || mebibytes > kMost) {
-        refuse_value(fmt::format("image_memory: expected 1 to {} MiB, got {}", kMost, mebibytes));
+    using Mebibytes = std::optional<std::uint64_t>;
+    const auto mebibytes = argument<Mebibytes>(given, "image_memory", "MiB as a whole number above 0");
+    if (!mebibytes) return otherwise;
+    if (*mebibytes == 0 || *mebibytes > kMost) {
+        refuse_value(fmt::format("image_memory: expected 1 to {} MiB, got {}", kMost, *mebibytes));
     }
-    return mebibytes << 20U;
+    return *mebibytes << 20U;
 }
 
 // Errors become a sentence about the image, like in the program. Lack of memory does not.
@@ -54,7 +60,7 @@ auto about(const std::string& file, const Work& work) {
     try {
         return work();
     } catch (const Host::Refusal& refusal) {
-        throw Host::Refusal(file + " " + refusal.what());
+        throw Host::Refusal(file + " " + in_python_words(refusal.what()));
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& e) {
@@ -63,22 +69,32 @@ auto about(const std::string& file, const Work& work) {
 }
 
 SharedSource read(const std::string& file, const std::optional<unsigned>& frame, bool is_pixel_size_given,
-                  bool takes_any_modality, const std::string& decode, const std::optional<std::uint64_t>& image_memory,
-                  bool has_patient_id, bool has_no_identifiers) {
+                  const py::object& any_modality, const py::object& decode, const py::object& image_memory,
+                  const py::object& patient_id, const py::object& no_identifiers) {
     refuse_nul(file);
-    const auto* const place =
-        std::ranges::find_if(Host::kDecodingPlaces, [&decode](const auto& named) { return decode == named.first; });
-    if (place == Host::kDecodingPlaces.end()) refuse_value("decode: expected isolated or in-process, got " + decode);
-    const std::uint64_t limit = image_memory ? bytes_of_mebibytes(*image_memory) : Host::kDefaultImageMemory;
+    const auto place_named = argument<std::string>(decode, "decode", "isolated or in-process");
+    const auto* const place = std::ranges::find_if(
+        Host::kDecodingPlaces, [&place_named](const auto& named) { return place_named == named.first; });
+    if (place == Host::kDecodingPlaces.end()) {
+        refuse_value("decode: expected isolated or in-process, got " + place_named);
+    }
+    const bool has_patient_id = flag(patient_id, "patient_id");
+    const bool has_no_identifiers = flag(no_identifiers, "no_identifiers");
+    if (has_patient_id && has_no_identifiers) refuse_value("patient_id: contradicts no_identifiers");
     const auto identifiers = has_no_identifiers ? Host::Identifiers::kNone
                              : has_patient_id   ? Host::Identifiers::kUidsAndPatient
                                                 : Host::Identifiers::kUids;
-    const Host::ReadOptions options{frame, is_pixel_size_given, takes_any_modality, place->second, limit, identifiers};
+    const Host::ReadOptions options{frame,
+                                    is_pixel_size_given,
+                                    flag(any_modality, "any_modality"),
+                                    place->second,
+                                    image_memory_of(image_memory, Host::kDefaultImageMemory),
+                                    identifiers};
     return about(file, [&] { return std::make_shared<Host::SourceImage>(Host::read_image(file, options)); });
 }
 
 // A source made from an array instead of a file.
-SharedSource source_of(const py::object& pixels, const std::optional<long>& used_bits) {
+SharedSource source_of(const py::object& pixels, const py::object& used_bits) {
     const PixelArray array = pixels_of(pixels, used_bits);
     Host::SourceImage source;
     source.format = "array";
@@ -112,7 +128,11 @@ py::object object_of(const Value& value) {
 py::object object_of(Host::Laterality value) { return py::str(Host::name_of(value)); }
 py::object object_of(const Host::PaddingRange& value) { return py::make_tuple(value.low, value.high); }
 py::object object_of(const Host::DisplayWindow& value) { return py::make_tuple(value.centre, value.width); }
-py::object object_of(const std::vector<std::string>& values) { return py::tuple(py::cast(values)); }
+py::object object_of(const std::vector<std::string>& values) {
+    py::tuple texts(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i) texts[i] = in_python_words(values[i]);
+    return texts;
+}
 
 /// A fact and the field that says it. If the file does not say it, None and an empty text.
 template <class Value>
@@ -145,17 +165,6 @@ py::dict meanings_of_facts() {
     return meanings;
 }
 
-// The value of an option, which may be None.
-template <class Value>
-std::optional<Value> value_of(const py::dict& options, const char* name, const char* expected) {
-    const py::object value = options[name];
-    try {
-        return value.cast<std::optional<Value>>();
-    } catch (const py::cast_error&) {
-        refuse_type(fmt::format("{}: expected {}, got {}", name, expected, repr_of(value)));
-    }
-}
-
 template <class Enumeration>
 std::optional<Enumeration> choice_of(const py::dict& options, const char* name) {
     const py::object value = options[name];
@@ -164,34 +173,35 @@ std::optional<Enumeration> choice_of(const py::dict& options, const char* name) 
 }
 
 std::optional<double> micrometres_of(const py::dict& options, const char* name) {
-    const auto size = value_of<double>(options, name, "micrometres");
-    if (!size) return std::nullopt;
-    (void)pixel_size_of(*size, std::numeric_limits<double>::infinity());
-    if (*size < Host::kLeastPixelSizeUm) {
-        refuse_value(fmt::format("{}: expected micrometres, got {}; were millimetres meant?", name, *size));
+    const py::object given = options[name];
+    if (given.is_none()) return std::nullopt;
+    const double size = pixel_size_of(given, std::numeric_limits<double>::infinity(), name);
+    if (size < Host::kLeastPixelSizeUm) {
+        refuse_value(fmt::format("{}: expected micrometres, got {}; were millimetres meant?", name, size));
     }
     return size;
 }
+
+bool flag_of(const py::dict& options, const char* name) { return flag(py::object(options[name]), name); }
 
 Host::AnalysisOptions options_of(const py::dict& given) {
     Host::AnalysisOptions options;
     options.side = choice_of<IMAGE_SIDE>(given, "side");
     options.view = choice_of<IMAGE_VIEW>(given, "view");
     options.noise = choice_of<BG_NOISE>(given, "noise");
-    options.tries_noise = given["tries_noise"].cast<bool>();
+    options.tries_noise = flag_of(given, "tries_noise");
     options.pixel_size_um = micrometres_of(given, "pixel_size");
     options.defaults.side = choice_of<IMAGE_SIDE>(given, "default_side");
     options.defaults.view = choice_of<IMAGE_VIEW>(given, "default_view");
     options.defaults.pixel_size_um = micrometres_of(given, "default_pixel_size");
     options.padding = padding_of(given["padding"]);
-    options.crops_film_area = given["crop"].cast<bool>();
-    options.is_inverted = given["inverted"].cast<bool>();
+    options.crops_film_area = flag_of(given, "crop");
+    options.is_inverted = flag_of(given, "inverted");
     options.muscle =
-        given["refined_muscle"].cast<bool>() ? Host::MuscleBorderChoice::kRefined : Host::MuscleBorderChoice::kExact;
-    options.is_fast = given["fast"].cast<bool>();
-    options.wants_contour = given["contour"].cast<bool>();
-    const auto image_memory = value_of<std::uint64_t>(given, "image_memory", "MiB as a whole number above 0");
-    options.image_memory = image_memory ? bytes_of_mebibytes(*image_memory) : kNoLimit;
+        flag_of(given, "refined_muscle") ? Host::MuscleBorderChoice::kRefined : Host::MuscleBorderChoice::kExact;
+    options.is_fast = flag_of(given, "fast");
+    options.wants_contour = flag_of(given, "contour");
+    options.image_memory = image_memory_of(py::object(given["image_memory"]), kNoLimit);
     return options;
 }
 
@@ -241,7 +251,8 @@ std::shared_ptr<WorkingImage> image_of(const Host::Findings& findings) {
     return image;
 }
 
-py::array source_mask(const Host::Findings& findings, const std::string& name) {
+py::array source_mask(const Host::Findings& findings, const py::object& given) {
+    const auto name = argument<std::string>(given, "name", "the name of a mask");
     const auto* const mask = std::ranges::find(Host::kNamedMasks, name, &Host::NamedMask::name);
     if (mask == Host::kNamedMasks.end()) throw py::key_error(name);
     return array_of(mask->region_of(findings.masks), Host::placement_of(findings),
@@ -272,6 +283,8 @@ auto apart(const Host::Findings& findings) {
 void bind_analysis(py::module_& module) {
     // Lives as long as the process, like the translator.
     static const auto* const kind = new py::exception<Host::Refusal>(module, "Refusal", PyExc_ValueError);
+    kind->attr("__module__") = "norvane";
+    kind->attr("__doc__") = "A file or an image that cannot be used. The text says why.";
     py::register_exception_translator([](std::exception_ptr thrown) {
         try {
             if (thrown) std::rethrow_exception(thrown);
@@ -281,7 +294,8 @@ void bind_analysis(py::module_& module) {
     });
     py::class_<Host::SourceImage, std::shared_ptr<Host::SourceImage>>(module, "Source")
         .def_property_readonly("pixels", &samples)
-        .def_property_readonly("facts", &facts_of);
+        .def_property_readonly("facts", &facts_of)
+        .def(py::pickle(&state_of<Host::SourceImage>, &from_state<Host::SourceImage>));
     py::class_<Host::Findings, std::shared_ptr<Host::Findings>>(module, "Analysis")
         .def_property_readonly("file", [](const Host::Findings& findings) { return py::bytes(findings.file); })
         .def_property_readonly("statuses", &statuses_of)
@@ -294,7 +308,8 @@ void bind_analysis(py::module_& module) {
         .def("labels", &labels)
         .def("overlay", [](const Host::Findings& findings) { return rgb_of(apart<Host::overlay_surface>(findings)); })
         .def("overlay_png",
-             [](const Host::Findings& findings) { return py::bytes(apart<Host::overlay_png>(findings)); });
+             [](const Host::Findings& findings) { return py::bytes(apart<Host::overlay_png>(findings)); })
+        .def(py::pickle(&state_of<Host::Findings>, &from_state<Host::Findings>));
     module.attr("meanings_of_facts") = meanings_of_facts();
     module.def("read", &read);
     module.def("source_of", &source_of);

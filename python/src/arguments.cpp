@@ -40,7 +40,8 @@ void check_shape(const py::array& array) {
     }
 }
 
-unsigned used_bits_of(const std::optional<long>& used_bits, unsigned held_bits) {
+unsigned used_bits_of(const py::object& given, unsigned held_bits) {
+    const auto used_bits = argument<std::optional<long>>(given, "used_bits", "a whole number");
     if (!used_bits) return held_bits;
     if (*used_bits < 1 || *used_bits > 16) {
         refuse_value("used_bits: expected 1 to 16, got " + std::to_string(*used_bits));
@@ -80,7 +81,7 @@ void refuse_masked(const py::handle& array, const char* name) {
     refuse_type(text);
 }
 
-PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits) {
+PixelArray pixels_of(const py::object& pixels, const py::object& used_bits) {
     if (!py::isinstance<py::array>(pixels)) {
         refuse_type("pixels: expected a NumPy array, got " + text_of(py::type::of(pixels).attr("__name__")));
     }
@@ -98,29 +99,24 @@ PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_b
     return result;
 }
 
-double pixel_size_of(double micrometres, double largest) {
+double pixel_size_of(const py::handle& given, double largest, const char* name) {
+    const auto micrometres = argument<double>(given, name, "micrometres");
     const double limit = std::min(largest, static_cast<double>(std::numeric_limits<float>::max()));
     if (!(micrometres > 0.0) || micrometres > limit || static_cast<float>(micrometres) == 0.0F) {
-        std::string text = "pixel_size: expected micrometres above 0";
-        if (std::isfinite(largest)) text += " and at most " + Host::number_text(largest);
-        text += ", got " + text_of(py::float_(micrometres));
-        refuse_value(text);
+        refuse_value(fmt::format("{}: expected micrometres above 0{}, got {}", name,
+                                 std::isfinite(largest) ? " and at most " + Host::number_text(largest) : "",
+                                 text_of(py::float_(micrometres))));
     }
     return micrometres;
 }
 
 std::optional<Host::PaddingRange> padding_of(const py::object& pair) {
     if (pair.is_none()) return std::nullopt;
-    const std::string expected = "padding: expected two grey values (low, high) from 0 to 65535, got ";
-    const auto got = [&pair] { return repr_of(pair); };
-    std::pair<long, long> values;
-    try {
-        values = pair.cast<std::pair<long, long>>();
-    } catch (const py::cast_error&) {
-        refuse_type(expected + got());
+    constexpr const char* kExpected = "two grey values (low, high) from 0 to 65535";
+    const auto [low, high] = argument<std::pair<long, long>>(pair, "padding", kExpected);
+    if (low < 0 || high > 65535 || low > high) {
+        refuse_value(fmt::format("padding: expected {}, got {}", kExpected, repr_of(pair)));
     }
-    const auto [low, high] = values;
-    if (low < 0 || high > 65535 || low > high) refuse_value(expected + got());
     return Host::PaddingRange{static_cast<std::uint16_t>(low), static_cast<std::uint16_t>(high)};
 }
 

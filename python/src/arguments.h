@@ -7,8 +7,10 @@
 
 #include <norvane/masking.h>
 
+#include <fmt/core.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <optional>
 #include <string>
@@ -30,6 +32,19 @@ void refuse_nul(const std::string& name);
 [[noreturn]] void refuse_type(const std::string& text);
 [[noreturn]] void refuse_value(const std::string& text);
 
+/// An argument as a value of C++. If it has another type, raises TypeError with its name and what was expected.
+template <class Value>
+[[nodiscard]] Value argument(const py::handle& given, const char* name, const char* expected) {
+    try {
+        return given.cast<Value>();
+    } catch (const py::cast_error&) {
+        refuse_type(fmt::format("{}: expected {}, got {}", name, expected, repr_of(given)));
+    }
+}
+[[nodiscard]] inline bool flag(const py::handle& given, const char* name) {
+    return argument<bool>(given, name, "a truth value");
+}
+
 /// The samples of a 2-D array as words. The array holds unsigned numbers of 8 or 16 bits in any byte order. If it is an
 /// aligned array of 16-bit words in C order, it is used directly; any other is copied once. `array` keeps the samples
 /// alive.
@@ -41,14 +56,13 @@ struct PixelArray {
 
     [[nodiscard]] const std::uint16_t* words() const { return static_cast<const std::uint16_t*>(array.data()); }
 };
-[[nodiscard]] PixelArray pixels_of(const py::object& pixels, const std::optional<long>& used_bits);
+[[nodiscard]] PixelArray pixels_of(const py::object& pixels, const py::object& used_bits);
 
 /// Refuses a masked array, because the values that it marks as missing would count as pixels.
 void refuse_masked(const py::handle& array, const char* name);
 
-/// Checks that micrometres are above 0 and at most `largest`, also as a float, because the library computes with
-/// floats.
-[[nodiscard]] double pixel_size_of(double micrometres, double largest);
+/// Micrometres above 0 and at most `largest`, also as a float, because the library computes with floats.
+[[nodiscard]] double pixel_size_of(const py::handle& given, double largest, const char* name = "pixel_size");
 
 [[nodiscard]] std::optional<Host::PaddingRange> padding_of(const py::object& pair);
 

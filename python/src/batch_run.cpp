@@ -161,14 +161,16 @@ public:
         Host::RunCounts counts = Host::counts_of(records);
         counts.not_finished = not_finished;
         counts.passed_over = passed_over;
-        std::vector<std::string> complaints, lines;
+        Host::WrittenRunFiles written;
+        std::vector<std::string> lines;
         {
             const py::gil_scoped_release others_go_on;
             const std::shared_ptr<Host::Workplace> here = place();
-            complaints = Host::write_run_files(options, records, here->results, here->run);
+            written = Host::write_run_files(options, found.inputs, records, here->results, here->run);
             lines = Host::closing_lines(options, records, counts);
         }
-        return py::make_tuple(list_of(complaints), list_of(lines));
+        if (!written.note.empty()) lines.push_back(written.note);
+        return py::make_tuple(list_of(written.failures), list_of(lines));
     }
 
     void close() {

@@ -31,17 +31,10 @@ double own_pixel_size(const GridMask& mask) { return static_cast<double>(mask.re
 
 // Both sides are checked; a size of 0 gives an empty array.
 Shape shape_of(const py::object& pair) {
-    const std::string expected = "shape: expected (rows, columns), got ";
-    std::pair<long, long> sides;
-    try {
-        sides = pair.cast<std::pair<long, long>>();
-    } catch (const py::cast_error&) {
-        refuse_type(expected + repr_of(pair));
-    }
-    const auto [height, width] = sides;
+    const auto [height, width] = argument<std::pair<long, long>>(pair, "shape", "(rows, columns)");
     const bool is_good = height >= 0 && width >= 0 && height <= kMostOnSide && width <= kMostOnSide &&
                          (width == 0 || height <= kMostOnSide / width);
-    if (!is_good) refuse_value(expected + repr_of(pair));
+    if (!is_good) refuse_value("shape: expected (rows, columns), got " + repr_of(pair));
     return {static_cast<unsigned>(height), static_cast<unsigned>(width)};
 }
 
@@ -58,17 +51,21 @@ Shape target_shape(const GridMask& mask, const py::object& shape, double target_
     return shape_of(py::make_tuple(found.height, found.width));
 }
 
-py::array to_array(const GridMask& mask, const py::object& shape, const std::optional<double>& pixel_size) {
-    const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
+double target_pixel_size(const GridMask& mask, const py::object& given) {
+    return given.is_none() ? own_pixel_size(mask) : pixel_size_of(given, kAnySize);
+}
+
+py::array to_array(const GridMask& mask, const py::object& shape, const py::object& pixel_size) {
+    const double target_um = target_pixel_size(mask, pixel_size);
     const Shape target = target_shape(mask, shape, target_um);
     return array_of(mask.region, {{0, 0, target.width, target.height}, target_um}, target);
 }
 
 // What numpy.asarray() calls. Since NumPy 2, copy=False asks for an array that shares its memory.
 py::object as_numpy(const GridMask& mask, const py::object& dtype, const py::object& copy) {
-    if (!copy.is_none() && !copy.cast<bool>())
+    if (!copy.is_none() && !flag(copy, "copy"))
         refuse_value("copy: a Mask holds runs, so its array is always a new one");
-    const py::object bits = to_array(mask, py::none(), std::nullopt).attr("view")("bool");
+    const py::object bits = to_array(mask, py::none(), py::none()).attr("view")("bool");
     return dtype.is_none() ? bits : bits.attr("astype")(dtype);
 }
 
@@ -101,8 +98,11 @@ py::object centroid(const GridMask& mask) {
     return py::make_tuple(x, y);
 }
 
-bool contains(const GridMask& mask, long x, long y, const std::optional<double>& pixel_size) {
-    const double target_um = pixel_size ? pixel_size_of(*pixel_size, kAnySize) : own_pixel_size(mask);
+bool contains(const GridMask& mask, const py::object& column_given, const py::object& row_given,
+              const py::object& pixel_size) {
+    const double target_um = target_pixel_size(mask, pixel_size);
+    const long x = argument<long>(column_given, "x", "a column");
+    const long y = argument<long>(row_given, "y", "a row");
     if (x < 0 || y < 0 || x > kMostOnSide || y > kMostOnSide) return false;
     const auto on_grid = [&](long v) {
         return Host::grid_coordinate(static_cast<unsigned>(v), static_cast<float>(target_um),
@@ -129,7 +129,7 @@ bool is_equal(const GridMask& first, const GridMask& second) {
     return first.region == second.region && grid_of(first) == grid_of(second);
 }
 
-Mask empty_mask(double pixel_size) {
+Mask empty_mask(const py::object& pixel_size) {
     const auto micrometres = static_cast<float>(pixel_size_of(pixel_size, kAnySize));
     Mask mask;
     mask.SetPixelSize(micrometres);
@@ -149,7 +149,7 @@ SharedMask on_grid(Host::Region region, const py::object& shape, unsigned least_
     return make_grid_mask(std::move(region), grid.width, grid.height);
 }
 
-SharedMask from_runs(const py::object& given, double pixel_size, const py::object& shape) {
+SharedMask from_runs(const py::object& given, const py::object& pixel_size, const py::object& shape) {
     refuse_masked(given, "runs");
     const py::array array = py::module_::import("numpy").attr("asarray")(given);
     const bool is_empty = array.size() == 0;  // NumPy makes floats of an empty list
@@ -178,8 +178,9 @@ SharedMask from_runs(const py::object& given, double pixel_size, const py::objec
     return on_grid(Host::Region(mask), shape, height, width);
 }
 
-SharedMask from_array(const py::object& given, double pixel_size) {
-    if (!py::isinstance<py::array>(given)) refuse_type("array: expected a NumPy array");
+SharedMask from_array(const py::object& given, const py::object& pixel_size) {
+    if (!py::isinstance<py::array>(given))
+        refuse_type("array: expected a NumPy array, got " + text_of(py::type::of(given).attr("__name__")));
     refuse_masked(given, "array");
     const auto array = py::reinterpret_borrow<py::array>(given);
     const char kind = array.dtype().kind();
@@ -211,7 +212,7 @@ std::string describe(const GridMask& mask) {
 py::object png(const GridMask& mask) {
     const Host::MaskBitmap picture = bitmap(mask);
     if (picture.pixels.empty()) return py::none();
-    return py::bytes(Host::encode_png(picture.pixels, picture.width, picture.height, Host::PngContent::kRegions));
+    return py::bytes(Host::encode_png(picture.pixels, picture.width, picture.height, Host::DeflatedContent::kRegions));
 }
 
 // How a pickle restores the mask: by from_runs() of the class. A pickle cannot name a static method, so methodcaller is
@@ -229,16 +230,19 @@ PyObject* refuse_new(PyTypeObject* /*type*/, PyObject* /*arguments*/, PyObject* 
     return nullptr;
 }
 
+// A text that begins with NAME(ARGUMENTS), two dashes and an empty line tells help() the signature.
 constexpr const char* kClassText =
     "A set of pixels on the working grid, kept as runs of columns per row. It never changes, it can be pickled, and\n"
     "any number of threads may use it.";
 constexpr const char* kFromRunsText =
+    "from_runs(runs, pixel_size, shape=None)\n--\n\n"
     "A mask from runs in the form that runs() gives.\n\n"
     "runs: integers, n x 3: row, first column, last column (both included); runs that overlap or touch are joined.\n"
     "pixel_size: micrometres.\n"
     "shape: (rows, columns) of the grid. Default: as large as the runs need.\n\n"
     "Raises TypeError or ValueError if an argument is wrong.";
 constexpr const char* kFromArrayText =
+    "from_array(array, pixel_size)\n--\n\n"
     "A mask of the values that are not 0 in a 2-D array of booleans or integers; pixel_size in micrometres.";
 constexpr const char* kBoundsText =
     "First column, first row, last column, last row (all included), or None if the mask is empty.";
@@ -246,21 +250,31 @@ constexpr const char* kBboxText =
     "First row, first column, row after the last, column after the last, as in scikit-image; None if the mask is "
     "empty.";
 constexpr const char* kAsNumpyText =
+    "__array__(self, dtype=None, copy=None)\n--\n\n"
     "The whole grid as booleans, rows x columns, for numpy.asarray(); or as dtype. The array is always a new one.";
 constexpr const char* kSha256Text = "SHA-256 of the bytes of to_array(), as in the program's JSON.";
 constexpr const char* kToArrayText =
+    "to_array(self, shape=None, pixel_size=None)\n--\n\n"
     "The mask as uint8, rows x columns: 1 inside, 0 outside.\n\n"
     "shape: (rows, columns); pixels outside the grid are 0. Default: the whole grid in pixels of pixel_size.\n"
     "pixel_size: pixel size of the array in micrometres. Default: that of the grid. Along both axes, pixel v of the\n"
     "    array is pixel v * pixel_size / own pixel size + 0.5, truncated, of the grid.";
 constexpr const char* kCocoText =
+    "to_coco(self)\n--\n\n"
     "Run lengths in COCO's uncompressed form: {'size': [rows, columns], 'counts': [...]}. They go down one column of "
     "the\n"
     "grid after another and count pixels outside and inside alternately, beginning with those outside.";
 constexpr const char* kContainsText =
+    "contains(self, x, y, pixel_size=None)\n--\n\n"
     "Whether pixel (x, y) belongs to the mask. It is a pixel of the grid, or of a grid of pixel_size micrometres.";
 
 }  // namespace
+
+const GridMask& mask_of(const py::handle& given, const char* name) {
+    const auto* mask = argument<const GridMask*>(given, name, "norvane.Mask");
+    if (mask == nullptr) refuse_type(fmt::format("{}: expected norvane.Mask, got None", name));
+    return *mask;
+}
 
 SharedMask make_grid_mask(Host::Region region, unsigned width, unsigned height) {
     return std::make_shared<GridMask>(GridMask{std::move(region), width, height});
@@ -317,20 +331,22 @@ void bind_mask(py::module_& module) {
         .def("to_array", &to_array, py::arg("shape") = py::none(), py::arg("pixel_size") = py::none(), kToArrayText)
         .def("__array__", &as_numpy, py::arg("dtype") = py::none(), py::arg("copy") = py::none(), kAsNumpyText)
         .def("runs", &runs_of,
-             "The runs of columns: int32, n x 3, each row, first column, last column (both included).")
+             "runs(self)\n--\n\nThe runs of columns: int32, n x 3, each row, first column, last column (both "
+             "included).")
         .def("to_coco", &to_coco, kCocoText)
-        .def("centroid", &centroid, "Median column and row, or None for an empty mask.")
+        .def("centroid", &centroid, "centroid(self)\n--\n\nMedian column and row, or None for an empty mask.")
         .def("contains", &contains, py::arg("x"), py::arg("y"), py::arg("pixel_size") = py::none(), kContainsText)
         .def("__and__", set(SetOperation::kBoth), py::is_operator(),
-             "The pixels of both. ValueError if the pixel sizes differ.")
+             "__and__(self, other, /)\n--\n\nThe pixels of both. ValueError if the pixel sizes differ.")
         .def("__or__", set(SetOperation::kEither), py::is_operator(),
-             "The pixels of either. ValueError if the pixel sizes differ.")
+             "__or__(self, other, /)\n--\n\nThe pixels of either. ValueError if the pixel sizes differ.")
         .def("__sub__", set(SetOperation::kFirstOnly), py::is_operator(),
-             "The pixels of the first only. ValueError if the pixel sizes differ.")
+             "__sub__(self, other, /)\n--\n\nThe pixels of the first only. ValueError if the pixel sizes differ.")
         .def("__eq__", &is_equal, py::is_operator())
         .def("__repr__", &describe)
         .def("_repr_png_", &png)
         .def("__reduce__", &made_by);
+    mask_class.attr("__module__") = "norvane";  // the package, which is where users find it
     reinterpret_cast<PyTypeObject*>(mask_class.ptr())->tp_new = &refuse_new;
 }
 

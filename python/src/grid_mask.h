@@ -31,6 +31,9 @@ struct Shape {
     unsigned width;
 };
 
+/// The mask that Python passes as an argument. If it is something else, or None, raises TypeError with the name.
+[[nodiscard]] const GridMask& mask_of(const py::handle& given, const char* name);
+
 [[nodiscard]] SharedMask make_grid_mask(Host::Region region, unsigned width, unsigned height);
 
 /// The rows of the mask as an array of n x 3 numbers: row, first column, last column.

@@ -50,14 +50,15 @@ std::string micrometres(float size) { return text_of(py::float_(static_cast<doub
 /// One call of the library. It has its own objects, so that other threads may use the same image and masks meanwhile.
 class Call {
 public:
-    Call(const WorkingImage& working, const py::object& params_given, const SharedMask& frame_given)
+    Call(const WorkingImage& working, const py::object& params_given, const py::object& frame_given = py::none())
         : params(params_of(params_given)), image(working.for_a_call()), frame(new_mask()) {
-        if (frame_given) frame = given_mask("frame", *frame_given);
+        if (!frame_given.is_none()) frame = given_mask("frame", frame_given);
     }
 
     /// A copy of the caller's mask on the grid of the image. Otherwise the library would continue on the grid of the
     /// mask, and the results would have another size than their image.
-    [[nodiscard]] Mask given_mask(const char* name, const GridMask& given) const {
+    [[nodiscard]] Mask given_mask(const char* name, const py::object& object) const {
+        const GridMask& given = mask_of(object, name);
         const float expected = image.GetPixelSize();
         const float got = given.region.pixel_size_um();
         const auto longest = std::max({image.GetWidth(), image.GetHeight(), given.width, given.height});
@@ -99,7 +100,7 @@ public:
 };
 
 py::dict frame_mask(const WorkingImage& working, const py::object& params) {
-    Call call(working, params, nullptr);
+    Call call(working, params);
     Mask* frame = &call.frame;
     call.run([&] { return NvGenerateFrameMask(&call.image, call.params, frame); });
     return call.result({{"frame", call.frame}});
@@ -113,7 +114,7 @@ py::object points_of(const std::vector<int>& contour) {
     return points;
 }
 
-py::dict breast_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
+py::dict breast_mask(const WorkingImage& working, const py::object& params, const py::object& frame) {
     Call call(working, params, frame);
     std::vector<int> contour;
     if (call.params.contourOutput) {
@@ -129,7 +130,7 @@ py::dict breast_mask(const WorkingImage& working, const py::object& params, cons
 }
 
 // Without an outer contour, the second mask would stay empty, and the cut-tissue check would use it.
-py::dict full_mask(const WorkingImage& working, const py::object& params, const SharedMask& frame) {
+py::dict full_mask(const WorkingImage& working, const py::object& params, const py::object& frame) {
     Call call(working, params, frame);
     Mask full = call.new_mask(), muscle = call.new_mask(), outer = call.new_mask();
     Mask* second = call.params.fullContour ? &outer : nullptr;
@@ -137,10 +138,10 @@ py::dict full_mask(const WorkingImage& working, const py::object& params, const 
     return call.result({{"frame", call.frame}, {"full", full}, {"pectoral", muscle}, {"outer", outer}});
 }
 
-py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const py::object& params,
-                   const SharedMask& frame) {
+py::dict pect_mask(const WorkingImage& working, const py::object& breast, const py::object& params,
+                   const py::object& frame) {
     Call call(working, params, frame);
-    Mask known = call.given_mask("breast", *breast);
+    Mask known = call.given_mask("breast", breast);
     Mask muscle = call.new_mask();
     call.run([&] { return NvGeneratePectMask(&call.image, call.params, &call.frame, &known, &muscle); });
     if (call.status != Masking::MASK_OK) muscle.Clear();  // a rejected line leaves its muscle in the mask
@@ -148,7 +149,7 @@ py::dict pect_mask(const WorkingImage& working, const SharedMask& breast, const 
 }
 
 py::array chest_wall_patch(const WorkingImage& working, const py::object& params) {
-    Call call(working, params, nullptr);
+    Call call(working, params);
     const std::size_t height = call.image.GetHeight();
     const std::size_t width = call.image.GetWidth();
     py::array_t<std::uint16_t> patched_pixels({height, width});
@@ -170,8 +171,7 @@ void bind_mask_operations(py::module_& module) {
     module.def("frame_mask", &frame_mask);
     module.def("breast_mask", &breast_mask);
     module.def("full_mask", &full_mask);
-    module.def("pect_mask", &pect_mask, py::arg("image"), py::arg("breast").none(false), py::arg("params"),
-               py::arg("frame"));
+    module.def("pect_mask", &pect_mask);
     module.def("chest_wall_patch", &chest_wall_patch);
 }
 

@@ -12,7 +12,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -21,20 +20,21 @@ namespace {
 
 constexpr double kMostPixelsOnSide = 32767.0;  // the limit of cairo
 
-std::vector<Host::DrawnRegion> regions_by_name(const std::map<std::string, SharedMask>& given) {
+std::vector<Host::DrawnRegion> regions_by_name(const py::dict& given) {
     for (const auto& [name, mask] : given) {
-        if (layer_named(name) == nullptr) refuse_value("masks: there is no mask called '" + name + "'");
-        if (mask == nullptr) refuse_type("masks: expected norvane.Mask for '" + name + "', got None");
+        if (layer_named(text_of(name)) == nullptr) refuse_value("masks: there is no mask called " + repr_of(name));
+        (void)mask_of(mask, "masks");
     }
     std::vector<Host::DrawnRegion> regions;
     for (const Host::MaskLayer& layer : Host::kAllMaskLayers) {
-        const auto found = given.find(layer.key);
-        if (found != given.end()) regions.push_back({&layer, &found->second->region});
+        if (!given.contains(layer.key)) continue;
+        regions.push_back({&layer, &mask_of(py::object(given[layer.key]), "masks").region});
     }
     return regions;
 }
 
-Host::Surface draw(const WorkingImage& working, const std::map<std::string, SharedMask>& given, double zoom) {
+Host::Surface draw(const WorkingImage& working, const py::dict& given, const py::object& zoom_given) {
+    const auto zoom = argument<double>(zoom_given, "zoom", "a number");
     const std::vector<Host::DrawnRegion> regions = regions_by_name(given);
     const Image& image = *working.prepared.image;
     const double longest = std::max(image.GetWidth(), image.GetHeight());
@@ -53,16 +53,16 @@ Host::Surface draw(const WorkingImage& working, const std::map<std::string, Shar
 }
 
 // The synthetic mammogram: its pixels, and what each pixel shows.
-py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, int view, bool has_frame,
-                  bool is_digital, unsigned seed, unsigned used_bits) {
+py::tuple phantom(unsigned width, unsigned height, double pixel_size, int side, int view, const py::object& collimation,
+                  const py::object& digital, unsigned seed, unsigned used_bits) {
     Host::PhantomSettings settings;
     settings.width = width;
     settings.height = height;
     settings.pixel_size_um = pixel_size;
     settings.side = static_cast<IMAGE_SIDE>(side);
     settings.view = static_cast<IMAGE_VIEW>(view);
-    settings.frame = has_frame ? Host::PhantomFrame::kCollimation : Host::PhantomFrame::kNone;
-    settings.look = is_digital ? Host::PhantomLook::kDigital : Host::PhantomLook::kFilm;
+    settings.frame = flag(collimation, "collimation") ? Host::PhantomFrame::kCollimation : Host::PhantomFrame::kNone;
+    settings.look = flag(digital, "digital") ? Host::PhantomLook::kDigital : Host::PhantomLook::kFilm;
     settings.seed = seed;
     settings.used_bits = used_bits;
     const Host::Phantom drawn = [&settings] {
@@ -102,10 +102,12 @@ py::array rgb_of(const Host::Surface& surface) {
 
 void bind_pictures(py::module_& module) {
     module.def("phantom", &phantom);
-    module.def("draw_masks", [](const WorkingImage& image, const std::map<std::string, SharedMask>& masks,
-                                double zoom) { return rgb_of(draw(image, masks, zoom)); });
-    module.def("draw_masks_png", [](const WorkingImage& image, const std::map<std::string, SharedMask>& masks,
-                                    double zoom) { return py::bytes(Host::png_of(draw(image, masks, zoom))); });
+    module.def("draw_masks", [](const WorkingImage& image, const py::dict& masks, const py::object& zoom) {
+        return rgb_of(draw(image, masks, zoom));
+    });
+    module.def("draw_masks_png", [](const WorkingImage& image, const py::dict& masks, const py::object& zoom) {
+        return py::bytes(Host::png_of(draw(image, masks, zoom)));
+    });
 }
 
 }  // namespace Norvane::Python

@@ -2,6 +2,7 @@
 #include "working_image.h"
 
 #include "arguments.h"
+#include "pickled.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
@@ -14,18 +15,21 @@ namespace {
 
 constexpr py::ssize_t kSampleBytes = 2;
 
-std::shared_ptr<WorkingImage> prepare(const py::object& pixels, double pixel_size, const std::optional<long>& used_bits,
-                                      bool inverted, int noise, bool resample_first, const py::object& padding) {
+std::shared_ptr<WorkingImage> prepare(const py::object& pixels, const py::object& pixel_size,
+                                      const py::object& used_bits, const py::object& inverted, int noise,
+                                      const py::object& resample_first, const py::object& padding) {
     const PixelArray array = pixels_of(pixels, used_bits);
     const double micrometres = pixel_size_of(pixel_size, static_cast<double>(Masking::c_lowres_pixelsize));
     const auto range = padding_of(padding);
-    const Host::GreySamples samples{array.words(),   array.width, array.width, array.height,
-                                    array.used_bits, inverted,    micrometres};
+    const bool resamples_first = flag(resample_first, "resample_first");
+    const Host::GreySamples samples{array.words(), array.width,     array.width,
+                                    array.height,  array.used_bits, flag(inverted, "inverted"),
+                                    micrometres};
     auto image = std::make_shared<WorkingImage>();
     image->noise = static_cast<BG_NOISE>(noise);
     {
         const py::gil_scoped_release others_go_on;
-        image->prepared = Host::prepare_samples(samples, range, image->noise, resample_first);
+        image->prepared = Host::prepare_samples(samples, range, image->noise, resamples_first);
     }
     if (image->prepared.image == nullptr) refuse_value("pixel_size: expected micrometres that do not round to 0");
     return image;
@@ -43,29 +47,6 @@ py::array pixels(const py::object& self) {
     return array;
 }
 
-py::tuple state_of(const WorkingImage& image) {
-    const Image& raster = *image.prepared.image;
-    return py::make_tuple(raster.GetWidth(), raster.GetHeight(), raster.GetUsedBits(), raster.GetPixelSize(),
-                          py::bytes(reinterpret_cast<const char*>(raster.GetBuffer()), raster.BufferSize()),
-                          image.prepared.scale, image.prepared.padding_low, image.prepared.padding_high,
-                          static_cast<int>(image.noise));
-}
-
-std::shared_ptr<WorkingImage> from_state(const py::tuple& state) {
-    auto image = std::make_shared<WorkingImage>();
-    const auto bytes = state[4].cast<std::string>();
-    auto raster =
-        std::make_unique<Image>(FORMAT_UNSIGNED, 16U, state[0].cast<unsigned>(), state[1].cast<unsigned>(), true);
-    if (bytes.size() != raster->BufferSize()) refuse_value("the state of a prepared image has a wrong size");
-    raster->SetUsedBits(state[2].cast<unsigned>());
-    raster->SetPixelSize(state[3].cast<float>());
-    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char*>(raster->GetBuffer()));
-    image->prepared = {std::move(raster), state[5].cast<float>(), state[7].cast<std::uint16_t>(),
-                       state[6].cast<std::uint16_t>()};
-    image->noise = static_cast<BG_NOISE>(state[8].cast<int>());
-    return image;
-}
-
 }  // namespace
 
 void bind_working_image(py::module_& module) {
@@ -78,7 +59,7 @@ void bind_working_image(py::module_& module) {
             "padding",
             [](const WorkingImage& i) { return py::make_tuple(i.prepared.padding_low, i.prepared.padding_high); })
         .def_property_readonly("_noise", [](const WorkingImage& i) { return static_cast<int>(i.noise); })
-        .def(py::pickle(&state_of, &from_state));
+        .def(py::pickle(&state_of<WorkingImage>, &from_state<WorkingImage>));
     module.def("prepare", &prepare, py::arg("pixels"), py::arg("pixel_size"), py::arg("used_bits"), py::arg("inverted"),
                py::arg("noise"), py::arg("resample_first"), py::arg("padding"));
 }

@@ -1,6 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Preparation and mask operations on arrays."""
+import concurrent.futures
+import copy
 import hashlib
+import inspect
 import pickle
 import sys
 import threading
@@ -9,6 +12,7 @@ import time
 import numpy as np
 import pytest
 
+import images
 import norvane
 from norvane import BG_NOISE, IMAGE_SIDE, IMAGE_VIEW, MASK_STATUS, Mask
 
@@ -109,7 +113,6 @@ GOOD = np.ones((40, 40), np.uint16)
         (GOOD, {"pixel_size": float("nan")}, ValueError, "above 0 and at most 228, got nan"),
         (GOOD, {"pixel_size": 228.5}, ValueError, "got 228.5"),
         (GOOD, {"pixel_size": 1e-50}, ValueError, "got 1e-50"),
-        (GOOD, {"pixel_size": "70"}, TypeError, "incompatible"),
         (GOOD, {"used_bits": 17}, ValueError, "1 to 16, got 17"),
         (GOOD, {"noise": 77}, ValueError, "noise: expected one of BG_AUTO_COARSE, .*, got 77"),
         (GOOD, {"noise": "mg"}, TypeError, "noise: expected BG_NOISE, got 'mg'"),
@@ -146,8 +149,7 @@ def test_parameters_are_checked_by_field(prepared):
             norvane.frame_mask(prepared, **fields)
     fine, sizes = Mask.from_array(np.ones((2000, 1500), bool), 114.0), "frame: .*227.9.*, got one of 114.0"
     for call, error, message in (
-        (lambda: norvane.pect_mask(prepared, None), TypeError, "incompatible"),
-        (lambda: norvane.overlay(prepared, {"breast": None}), TypeError, "'breast', got None"),
+        (lambda: norvane.pect_mask(prepared, None), TypeError, "breast: expected norvane.Mask, got None"),
         (lambda: norvane.Masks(MASK_STATUS.MASK_OK, {"full": None}, prepared)._repr_png_(), TypeError, "got None"),
         (lambda: norvane.full_mask(prepared, frame=fine, **LEFT_MLO), ValueError, sizes),
         (lambda: norvane.pect_mask(prepared, fine, **LEFT_MLO), ValueError, "breast: expected a mask of"),
@@ -157,6 +159,32 @@ def test_parameters_are_checked_by_field(prepared):
     asked = norvane.Params(**LEFT_MLO, bgNoise=prepared.noise, fullContour=True)
     assert norvane.full_mask(prepared, asked)["full"] == norvane.full_mask(prepared, **LEFT_MLO)["full"]
     assert norvane.full_mask(prepared, asked, contour_offset=9)["outer"] != norvane.full_mask(prepared, asked)["outer"]
+
+
+def test_every_argument_of_a_wrong_type_is_named(film, prepared):
+    mask = Mask.from_array(GOOD, 228.0)
+    found = norvane.analyse(film[0], view="mlo", pixel_size=200, used_bits=12)
+    for call, good in (
+        (norvane.prepare, {"pixels": GOOD, "pixel_size": 228.0}),
+        (norvane.analyse, {"image": "absent.png", "used_bits": None}),
+        (norvane.read, {"path": "absent.png"}),
+        (norvane.read_marks, {"table": "absent.csv"}),
+        (norvane.phantom, {}),
+        (norvane.overlay, {"picture": prepared}),
+        (norvane.Params, {}),
+        (norvane.pect_mask, {"image": prepared, "breast": mask}),
+        *((operation, {"image": prepared}) for operation in (
+            norvane.frame_mask, norvane.breast_mask, norvane.full_mask, norvane.chest_wall_patch)),
+        (Mask.from_runs, {"runs": [[1, 5, 6]], "pixel_size": 228.0}),
+        (Mask.from_array, {"array": GOOD, "pixel_size": 228.0}),
+        (mask.to_array, {}),
+        (mask.contains, {"x": 1, "y": 2}),
+        (found.source_mask, {"name": "full"}),
+    ):
+        for name in inspect.signature(call).parameters:  # help() shows the same
+            if name not in ("fields", "used_bits"):  # any parameter; refused together with a file
+                with pytest.raises(TypeError, match=f"^{name}: expected "):
+                    call(**{**good, name: object()})
 
 
 def random_bits(seed, shape=(37, 53)):
@@ -226,6 +254,25 @@ def test_results_pickle(prepared):
     assert again.status is found.status and again.masks == found.masks
     assert np.array_equal(again.image.pixels, prepared.pixels) and again.image.noise is prepared.noise
     assert norvane.full_mask(again.image, **LEFT_MLO).masks == found.masks
+
+
+def test_a_process_pool_takes_sources_and_gives_analyses(tmp_path, film):
+    images.dicom(tmp_path / "film.dcm", film[0], 12, 0.2)
+    source = norvane.read(tmp_path / "film.dcm")
+    here = norvane.analyse(source, noise="auto", muscle="refined")
+    with concurrent.futures.ProcessPoolExecutor(1) as pool:
+        there = pool.submit(norvane.analyse, source, noise="auto", muscle="refined").result()
+        with pytest.raises(norvane.Refusal, match="absent.png does not exist"):
+            pool.submit(norvane.read, "absent.png").result()
+    for one in (there, copy.copy(here), copy.deepcopy(here)):
+        assert one.to_json() == here.to_json() and one.masks == here.masks and one.areas == here.areas
+        assert one._repr_png_() == here._repr_png_() and np.array_equal(one.labels(), here.labels())
+        assert np.array_equal(one.image.pixels, here.image.pixels) and one.image.scale == here.image.scale
+    again = copy.deepcopy(source)
+    assert again.file == source.file and again._facts == source._facts and np.array_equal(again.pixels, source.pixels)
+    function, arguments, state = source._source.__reduce_ex__(4)[:3]
+    with pytest.raises(ValueError, match="was made by norvane 0.1, and this is"):
+        function(*arguments).__setstate__(("0.1", state[1]))
 
 
 @pytest.mark.parametrize(

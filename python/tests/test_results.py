@@ -93,6 +93,11 @@ def test_the_patient_is_named_on_request(tmp_path):
         tells = {".json", ".csv", ".ndjson", ".html", ".done"} if is_there else set()
         for file in out.iterdir():
             assert (b"P17" in file.read_bytes()) == (file.suffix in tells), (file, options)
+    (tmp_path / "other.dcm").write_bytes((tmp_path / "film.dcm").read_bytes())
+    later = subprocess.run([PROGRAM, "masks", tmp_path / "other.dcm", "--out-dir", tmp_path / "--patient-id"],
+                           stderr=subprocess.PIPE, text=True, check=True)
+    assert later.stderr.startswith("norvane: earlier results of 1 image (film) hold identifiers that this run does not")
+    assert b"P17" not in (tmp_path / "--patient-id" / "summary.csv").read_bytes()
 
 
 def pixels_of(segmentation):
@@ -131,3 +136,9 @@ def test_the_coco_data_set_holds_the_labels_of_all_runs(archive, tmp_path):
         left, top = columns.min(), rows.min()
         assert one["bbox"] == [left, top, columns.max() + 1 - left, rows.max() + 1 - top]
         assert one["area"] == mask.sum()
+    (tmp_path / "cc.coco.json").write_text('{"width": 375')
+    again = subprocess.run([PROGRAM, "masks", archive / "mlo.png", "--out-dir", tmp_path, "--view", "mlo",
+                            "--pixel-size", "220", "--results", "coco"], stderr=subprocess.PIPE, text=True, check=False)
+    assert again.returncode == 1
+    assert again.stderr.startswith(f"norvane: {tmp_path}/cc.coco.json is damaged, so the COCO data set leaves its")
+    assert len(json.loads((tmp_path / "coco.json").read_text())["images"]) == 1

@@ -217,7 +217,7 @@ struct Operation {
 template <class Visit>
 void visit_rows(const Mask& mask, const Visit& visit) {
     MaskReader reader(mask);
-    for (std::uint64_t y = reader.next_row(0); y != MaskReader::kNoRow; y = reader.next_row(y + 1)) {
+    for (std::int64_t y = reader.next_row(0); y != MaskReader::kNoRow; y = reader.next_row(y + 1)) {
         visit(static_cast<std::uint32_t>(y), reader.row(y));
     }
 }
@@ -292,7 +292,7 @@ norvane_result norvane_image_size(const norvane_image* image, uint32_t* width, u
         expect(image != nullptr, "image: it is missing.");
         if (width != nullptr) *width = image->raster->GetWidth();
         if (height != nullptr) *height = image->raster->GetHeight();
-        if (pixel_size != nullptr) *pixel_size = static_cast<double>(image->raster->GetPixelSize());
+        if (pixel_size != nullptr) *pixel_size = image->raster->GetPixelSize();
     });
 }
 
@@ -410,7 +410,7 @@ norvane_result norvane_mask_area(const norvane_mask* mask, double* pixel_size, u
                                  double* square_millimetres) {
     return guarded([&] {
         expect(mask != nullptr, "mask: it is missing.");
-        const auto micrometres = static_cast<double>(mask->mask.GetPixelSize());
+        const double micrometres = mask->mask.GetPixelSize();
         std::uint64_t area = 0;
         visit_rows(mask->mask, [&](std::uint32_t, std::span<const Run> columns) {
             for (const Run& run : columns) area += std::uint64_t{run.last} - run.first + 1;

@@ -18,12 +18,14 @@
 namespace Norvane {
 namespace {
 
+using Levels = Interval<std::uint32_t>;  // grey levels
+
 constexpr unsigned kLargestRatio = 60;  // image to breast
 
 // Background beside the breast
 constexpr int kStripWidth = 101;  // columns measured
 constexpr int kFarMargin = 60;    // columns kept from the frame's far edge
-constexpr Interval<int> kBackgroundLevels{0, Masking::c_bg_noise_upper_level - 1};
+constexpr Levels kBackgroundLevels{0, Masking::c_bg_noise_upper_level - 1};
 constexpr double kBackgroundLimit = 0.95;  // as a share of the noise level
 
 // Cut tissue
@@ -35,14 +37,13 @@ constexpr Micrometres kWallMarginMuscle{15000.0};  // the same if the muscle lie
 constexpr double kAlikeFrom = 0.85;                // outside is as bright as inside from this share of its mean ...
 constexpr double kAlikeTo = 1.15;                  // ... to this one
 constexpr double kAboveNoise = 1.05;               // as a multiple of the noise level
-constexpr int kBelowFrame = Masking::P_FRAME - 1;
+constexpr unsigned kBelowFrame = Masking::P_FRAME - 1;
 
 using Span = Interval<std::int64_t>;  // columns or rows
 
 /// Adds the pixels with these grey levels. Columns outside the image are left out.
-void add_within(std::span<const std::uint16_t> row, const Span& columns, const Interval<int>& levels,
-                GreyStatistics& grey) {
-    grey.add_within(part_of(row, columns.cut_to({0, static_cast<std::int64_t>(row.size()) - 1})), levels);
+void add_within(std::span<const std::uint16_t> row, const Span& columns, const Levels& levels, GreyStatistics& grey) {
+    grey.add_within(part_of(row, columns.cut_to({0, std::ssize(row) - 1})), levels);
 }
 
 Span rows_in_image(const Image& image, const Span& rows) {
@@ -102,7 +103,7 @@ Span columns_off_wall(const Image& image, IMAGE_SIDE side, IMAGE_VIEW view, cons
 
 /// The pixels of a ring with these grey levels, inside the given rows and columns of the image.
 GreyStatistics measure(const Image& image, const Mask& ring, const Rectangle<std::int64_t>& part,
-                       const Interval<int>& levels) {
+                       const Levels& levels) {
     GreyStatistics sum;
     MaskReader reader(ring);
     for (std::int64_t y = part.rows.first; y <= part.rows.last; ++y) {
@@ -117,7 +118,7 @@ GreyStatistics measure(const Image& image, const Mask& ring, const Rectangle<std
 
 /// Whether many pixels outside are about as bright as those inside and clearly brighter than the background.
 bool is_cut(const GreyStatistics& inside, const GreyStatistics& outside, double weight, double noise_level) {
-    return inside.count() > 0 && static_cast<double>(outside.count()) > static_cast<double>(inside.count()) * weight &&
+    return inside.count() > 0 && outside.size() > inside.size() * weight &&
            outside.mean() > kAlikeFrom * inside.mean() && outside.mean() < kAlikeTo * inside.mean() &&
            outside.mean() > kAboveNoise * noise_level;
 }
@@ -155,7 +156,7 @@ Rings rings_of(Mask* breast, Mask* frame, GarbageList& scratch) {
 Masking::MASK_STATUS check_shape(const Image& image, const Mask& breast, double area) {
     constexpr double kWholeImageRatio = 1.25;
     constexpr double kRectangleFill = double{0.88F};  // of the bounding box
-    const double ratio = static_cast<double>(image.GetWidth() * image.GetHeight()) / area;
+    const double ratio = image.GetWidth() * image.GetHeight() / area;
     if (ratio > kLargestRatio) return Masking::MASK_TOO_SMALL;
     const unsigned box = (breast.GetMaxX() - breast.GetMinX()) * (breast.GetMaxY() - breast.GetMinY());
     // If the breast fills the image and its own bounding box, the search found no outline.
@@ -201,7 +202,7 @@ Masking::MASK_STATUS check_for_cut_tissue(const Image* image, Mask* breast, Mask
     const Rings rings = rings_of(breast, frame, scratch);
     const Bands bands = bands_of(*image, params.view, *breast, *frame, *rings.outside);
     const Span columns = columns_off_wall(*image, params.side, params.view, *frame);
-    const Interval<int> inside_levels{noise_level + 1, kGreyLevels - 1}, outside_levels{noise_level + 1, kBelowFrame};
+    const Levels inside_levels{noise_level + 1U, kGreyLevels - 1}, outside_levels{noise_level + 1U, kBelowFrame};
     bool cut = false;
     for (unsigned band = bands.examined.first; band <= bands.examined.last; ++band) {
         const Span rows = rows_in_image(*image, {bands.rows.at(band - 1), bands.rows.at(band)});

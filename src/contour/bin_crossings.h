@@ -6,6 +6,7 @@
 
 #include "model/geometry.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 #include <array>
@@ -28,12 +29,13 @@ class ArctangentBins {
 public:
     explicit ArctangentBins(int breast_side) : outward_(breast_side) {
         constexpr double kDoubt = 1e-3 / kBinsPerRadian;  // the rounding of an angle to single precision errs by 1e-7
+        const Row<double> before{sure_before_}, behind{sure_behind_};
         for (int bin = 1; bin <= kLastBin; ++bin) {
             const double elevation = (bin - 0.5) / kBinsPerRadian - kHalfPi;
             const double run = std::abs(std::tan(kHalfPi - elevation));
             const double doubt = kDoubt * (1.0 + run * run);
-            sure_before_[static_cast<std::size_t>(bin)] = run - doubt;
-            sure_behind_[static_cast<std::size_t>(bin)] = run + doubt;
+            before[bin] = run - doubt;
+            behind[bin] = run + doubt;
         }
     }
 
@@ -48,15 +50,15 @@ public:
     /// row crosses the direction between two bins, so the angle is computed only for pixels close to a crossing.
     template <class Visit>
     void visit_runs(Depths row, int dy, Visit visit) const {
-        const double rise = std::abs(static_cast<double>(dy));
+        const double rise = std::abs(dy);
         int bin = bin_at(row.first, dy);
         const int step = bin < kHorizontalBin ? 1 : -1;
-        const std::size_t crossing = step > 0 ? 1 : 0;  // the crossing of a bin that the row reaches: below or above it
+        const Row<const double> before{sure_before_}, behind{sure_behind_};
+        const int crossing = step > 0 ? 1 : 0;  // the crossing of a bin that the row reaches: below or above it
         for (int depth = row.first; depth <= row.last;) {
-            while (bin != kHorizontalBin && depth > rise * sure_behind_[static_cast<std::size_t>(bin) + crossing])
-                bin += step;
+            while (bin != kHorizontalBin && depth > rise * behind[bin + crossing]) bin += step;
             if (bin == kHorizontalBin) return visit(bin, Depths{depth, row.last});  // no row leaves this bin
-            const double sure_end = rise * sure_before_[static_cast<std::size_t>(bin) + crossing];
+            const double sure_end = rise * before[bin + crossing];
             if (depth < sure_end) {
                 const int end = static_cast<int>(std::min(sure_end, row.last + 1.0));
                 const int last = end < sure_end ? std::min(end, row.last) : end - 1;

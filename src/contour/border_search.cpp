@@ -77,7 +77,7 @@ public:
 
     TableSearch(const PolarOrigin& from, int image_width)
         : origin_(from), width_(image_width), gate_(static_cast<float>(from.gate_distance)) {
-        far_distance_ = static_cast<float>(two_thirds_of(static_cast<unsigned>(width_)));
+        far_distance_ = static_cast<float>(two_thirds_of(width_));
         const AcosTable table(Masking::NUM_IN_LUT);
         for (const int sign : {1, -1})
             (sign > 0 ? bins_above_ : bins_below_) =
@@ -101,8 +101,8 @@ public:
     void visit_runs(Depths block, Visit visit) {
         first_depth_ = block.first;
         run_wide([&] { polar_.set(block.first, block.last, dy_, above_); });
-        const auto bin_at = [this](int depth) {
-            return bins_[polar_.index[static_cast<std::size_t>(depth - first_depth_)]];
+        const auto bin_at = [this, index = Row<const std::uint16_t>(polar_.index)](int depth) {
+            return bins_[index[depth - first_depth_]];
         };
         for (int first = block.first; first <= block.last;) {
             const int bin = bin_at(first);
@@ -112,9 +112,7 @@ public:
             first = last + 1;
         }
     }
-    [[nodiscard]] Distance distance(int depth) const {
-        return polar_.distance[static_cast<std::size_t>(depth - first_depth_)];
-    }
+    [[nodiscard]] Distance distance(int depth) const { return Row<const float>(polar_.distance)[depth - first_depth_]; }
     [[nodiscard]] bool is_beyond_gate(Distance r) const { return r > gate_; }
     [[nodiscard]] bool is_far_off(Distance r) const { return r > far_distance_; }
     [[nodiscard]] bool record(Direction& direction, int, Distance r) {
@@ -157,7 +155,7 @@ public:
         : origin_(from),
           width_(image_width),
           gate_(square(from.gate_distance)),
-          far_distance_(square(two_thirds_of(static_cast<unsigned>(image_width)))),
+          far_distance_(square(two_thirds_of(image_width))),
           tissue_(from.outward > 0 ? Columns{from.edge_column, image_width} : Columns{0, from.edge_column}),
           bins_(from.outward) {}
 
@@ -229,21 +227,21 @@ struct RasterSearch {
                     OpenBins& open) const {
         const auto grey_row = images.grey_at(y);
         const auto searched_row = images.searched_at(y);
+        const Row<Direction> by_bin{directions};
         form.visit_runs(block, [&](int bin, Depths run) {
-            Direction& direction = directions[static_cast<std::size_t>(bin)];
+            Direction& direction = by_bin[bin];
             if (direction.tolerance == 0) return;
             Direction current = direction;  // a copy, kept in registers during the run
             for (int depth = run.first; depth <= run.last && current.tolerance != 0; ++depth) {
                 const int column = origin.edge_column + origin.outward * depth;
-                const auto x = static_cast<std::size_t>(column);
                 const bool raised = rules.raises_near_wall && depth < origin.near_wall_width;
-                if (!tissue.is_tissue(current, searched_row[x], raised, rules)) {
+                if (!tissue.is_tissue(current, searched_row[column], raised, rules)) {
                     --current.tolerance;
                     continue;
                 }
                 const typename Form::Distance distance = form.distance(depth);
                 if (!form.record(current, depth, distance) || !rules.stops_at_edges) continue;
-                const std::uint16_t grey = grey_row[x];
+                const std::uint16_t grey = grey_row[column];
                 tissue.note(current, grey, tissue.of_fall(raster_fall(current.history, grey)),
                             {.is_raised = raised,
                              .is_beyond_gate = form.is_beyond_gate(distance),
@@ -294,8 +292,6 @@ std::vector<float> search_radii(const SearchImages& images, const Mask& frame, c
     return radii_of(raster.scan(frame, Form(origin, images.width())), radius_of);
 }
 
-float square_root(float squared) { return static_cast<float>(std::sqrt(double{squared})); }
-
 /// Adds the host's offset to every radius of `from`.
 void add_offset(const std::vector<float>& from, int offset, std::vector<float>& to) {
     for (std::size_t k = 0; k < from.size(); ++k) to[k] = from[k] + static_cast<float>(offset);
@@ -315,7 +311,8 @@ Outlines contour_of_all_pixels(const SearchImages& images, const Mask& frame, co
 Outlines contour_near_tissue(const SearchImages& images, const Mask& frame, const SearchRules& rules,
                              std::vector<float> outer) {
     const Masking::Params& params = rules.params;
-    std::vector<float> radii = search_radii<WindowSearch>(images, frame, rules, square_root);
+    std::vector<float> radii =
+        search_radii<WindowSearch>(images, frame, rules, [](float squared) { return std::sqrt(squared); });
     fill_contour_gaps(radii, params.view);
     const Smoothing smoothing = smoothing_of(params, kFastWindows);
     std::vector<float> none;

@@ -59,7 +59,7 @@ void write_picture(std::ofstream& file, const Image& image, const OutlinePixels&
 }  // namespace
 
 void save_outline(const std::string& file_name, const Image& image, const Mask* mask, const std::vector<int>* points) {
-    std::ofstream file(file_name);
+    std::ofstream file(file_name, std::ios::binary);  // so that Windows writes the same bytes
     if (!file) return;
     OutlinePixels outline;
     if (mask != nullptr)

@@ -2,9 +2,11 @@
 #include "contour/contour_smoothing.h"
 
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -12,7 +14,7 @@
 namespace Norvane {
 namespace {
 
-float mid_value(float a, float b) { return static_cast<float>(double{a + b} * 0.5); }
+float mid_value(float a, float b) { return (a + b) * 0.5F; }
 
 /// Mean of the positive radii in the middle half of a contour, in whole pixels; 0 if there are none.
 int mean_of_middle_half(const std::vector<float>& c) {
@@ -78,14 +80,13 @@ struct ContourEnd {
 
 /// Finds the first jump on the way to the end, and flattens the end from the last good radius before it. In views
 /// without muscle, contours run into the chest wall there, and beyond a jump there is no breast.
-void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float low_limit, DifferenceHistory& history) {
-    const auto at = [&](std::int64_t i) -> float& { return c[static_cast<std::size_t>(i)]; };
-    const float jump = static_cast<float>(limit);
-    const int half_limit = limit / 2;
-    const float half_jump = static_cast<float>(half_limit);
+void cut_at_jump(std::vector<float>& c, const ContourEnd& end, std::uint16_t limit, float low_limit,
+                 DifferenceHistory& history) {
+    const Row<float> at{c};
+    const float jump = limit, half_jump = std::floor(jump / 2.0F);
     float trend = 0.0F;
     for (std::int64_t i = end.innermost; (end.outermost - i) * end.outwards >= 0; i += end.outwards) {
-        const float d = at(i + end.outwards) - at(i);
+        const float d = at[i + end.outwards] - at[i];
         // A fall compares the trend with the whole limit, not with half of it.
         const bool jumps = (trend + d > half_jump && d > jump) || (-trend - d > jump && -d > jump);
         if (!jumps) {
@@ -94,13 +95,12 @@ void cut_at_jump(std::vector<float>& c, const ContourEnd& end, int limit, float 
             continue;
         }
         std::int64_t m = i;
-        while ((m - end.innermost) * end.outwards >= 0 && !(at(m) >= low_limit)) m -= end.outwards;
-        if (m > end.beyond && m < end.before && at(m) >= low_limit) {
-            const auto inner = static_cast<std::size_t>(m);
+        while ((m - end.innermost) * end.outwards >= 0 && !(at[m] >= low_limit)) m -= end.outwards;
+        if (m > end.beyond && m < end.before && at[m] >= low_limit) {
             if (end.outwards < 0)
-                std::fill_n(c.begin(), inner, c[inner]);
+                std::fill(c.begin(), c.begin() + m, at[m]);
             else
-                std::fill(c.begin() + m + 1, c.end(), c[inner]);
+                std::fill(c.begin() + m + 1, c.end(), at[m]);
         }
         return;
     }
@@ -125,14 +125,13 @@ std::vector<float> average_between_jumps(const std::vector<float>& c, std::size_
 
     std::vector<float> smoothed(n, 0.0F);
     for (std::size_t i = 0; i < n; ++i) {
-        float sum = 0.0F;
-        int count = 0;
+        float sum = 0.0F, count = 0.0F;
         for (std::size_t j = i > half ? i - half : 1; j < std::min(n, i + half); ++j) {
             if (counts[j] == 0) continue;
             sum += c[j];
             ++count;
         }
-        smoothed[i] = count > 0 ? static_cast<float>(double{sum / static_cast<float>(count)} + 0.5) : c[i];
+        smoothed[i] = count > 0.0F ? sum / count + 0.5F : c[i];
     }
     return smoothed;
 }
@@ -155,16 +154,16 @@ void widen(const std::vector<float>& raw, const std::vector<float>& smoothed, co
 
 void fill_contour_gaps(std::vector<float>& c, IMAGE_VIEW view) {
     if (c.size() < 3) return;
-    const int mean = mean_of_middle_half(c);
-    const auto low_limit = static_cast<std::uint16_t>(mean / (view == VIEW_PECT ? 3 : 2));
-    repair_ends(c, static_cast<float>(mean), low_limit);
-    bridge_gaps(c, static_cast<float>(mean), low_limit);
+    const int whole_mean = mean_of_middle_half(c);
+    const auto low_limit = static_cast<std::uint16_t>(whole_mean / (view == VIEW_PECT ? 3 : 2));
+    const auto mean = static_cast<float>(whole_mean);
+    repair_ends(c, mean, low_limit);
+    bridge_gaps(c, mean, low_limit);
     if (view != VIEW_NO_PECT) return;
 
-    constexpr int kLargestJump = 25;  // pixels
-    const int jump = std::min<int>(low_limit, kLargestJump);
-    const auto n = static_cast<std::int64_t>(c.size());
-    const std::int64_t sixth = n / 6;
+    constexpr std::uint16_t kLargestJump = 25;  // pixels
+    const std::uint16_t jump = std::min(low_limit, kLargestJump);
+    const std::int64_t n = std::ssize(c), sixth = n / 6;
     DifferenceHistory history;  // the tail continues with the differences that the head leaves
     cut_at_jump(c, {sixth, 2, -1, 0, sixth}, jump, low_limit, history);
     cut_at_jump(c, {n - sixth - 1, n - 2, 1, n - sixth, n - 1}, jump, low_limit, history);
@@ -172,7 +171,7 @@ void fill_contour_gaps(std::vector<float>& c, IMAGE_VIEW view) {
 
 void smooth_outline(std::vector<float>& c, std::vector<float>& outer, const Smoothing& smoothing) {
     constexpr int kOuterWindow = 9;  // bins
-    if (smoothing.window < 2 || c.size() < static_cast<std::size_t>(smoothing.window)) return;
+    if (smoothing.window < 2 || std::ssize(c) < smoothing.window) return;
     if (!smoothing.has_padding) raise_ends(c);
     std::vector<float> smoothed = average_between_jumps(c, static_cast<std::size_t>(smoothing.window / 2));
     if (outer.size() == c.size()) widen(c, smoothed, smoothing, outer);
@@ -181,24 +180,24 @@ void smooth_outline(std::vector<float>& c, std::vector<float>& outer, const Smoo
 }
 
 bool running_mean(const std::vector<float>& in, std::vector<float>& out, int window) {
-    if (window <= 1 || in.size() <= static_cast<std::size_t>(window) || in.size() != out.size()) return false;
+    if (window <= 1 || std::ssize(in) <= window || in.size() != out.size()) return false;
     const std::size_t n = in.size();
     const auto half = static_cast<std::size_t>(window / 2);
-    float sum = 0.0F;
-    for (std::size_t i = 0; i < half; ++i) sum += in[i];
+    float sum = 0.0F, count = 0.0F;  // of the window
+    for (std::size_t i = 0; i < half; ++i, ++count) sum += in[i];
     // Values are read when they are needed. If both arguments are the same vector, those that leave the window are
     // means.
     for (std::size_t i = 0; i <= half; ++i) {
         sum += in[i + half];
-        out[i] = sum / static_cast<float>(i + half + 1);
+        out[i] = sum / ++count;
     }
     for (std::size_t i = half + 1; i < n - half; ++i) {
         sum = (sum + in[i + half]) - in[i - half - 1];
-        out[i] = sum / static_cast<float>(2 * half + 1);
+        out[i] = sum / count;
     }
     for (std::size_t i = n - half; i < n; ++i) {
         sum -= in[i - half - 1];
-        out[i] = sum / static_cast<float>(n - i + half);
+        out[i] = sum / --count;
     }
     return true;
 }

@@ -5,9 +5,10 @@
 #include "model/geometry.h"
 #include "model/mask_reader.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -21,32 +22,70 @@ constexpr double kPi = 3.141592653589793;
 constexpr double kHalfPi = 1.5707963267948966;
 constexpr double kBinsPerHalfCircle = 720.0;
 
+/// The radii of a quadrant by table index, and their extremes in any range of indices.
+class QuadrantRadii {
+public:
+    explicit QuadrantRadii(std::vector<float> by_index) : radii_(std::move(by_index)), spans_(1) {
+        // A NaN counts as the lowest value, because no distance is smaller than it.
+        for (const float radius : radii_) {
+            const float known = std::isnan(radius) ? -std::numeric_limits<float>::infinity() : radius;
+            spans_[0].push_back({known, known});
+        }
+        for (std::size_t half = 1; 2 * half <= radii_.size(); half *= 2) {
+            const std::vector<Extremes>& halves = spans_.back();
+            std::vector<Extremes> spans(halves.size() - half);
+            for (std::size_t i = 0; i < spans.size(); ++i) spans[i] = joined(halves[i], halves[i + half]);
+            spans_.push_back(std::move(spans));
+        }
+    }
+
+    struct Extremes {
+        float least, largest;
+    };
+
+    [[nodiscard]] float operator[](std::size_t index) const { return radii_[index]; }
+    /// The extremes of the indices first .. last, of which there is one at least.
+    [[nodiscard]] Extremes extremes(std::size_t first, std::size_t last) const {
+        const auto level = static_cast<std::size_t>(std::bit_width(last - first + 1)) - 1;
+        return joined(spans_[level][first], spans_[level][last + 1 - (std::size_t{1} << level)]);
+    }
+
+private:
+    [[nodiscard]] static Extremes joined(const Extremes& a, const Extremes& b) {
+        return {std::min(a.least, b.least), std::max(a.largest, b.largest)};
+    }
+
+    std::vector<float> radii_;
+    std::vector<std::vector<Extremes>> spans_;  // by level: those of 2^level indices from each index on
+};
+
 /// The radius of the contour for each table index, in each of the four quadrants.
 class RadiusByIndex {
 public:
     RadiusByIndex(const std::vector<float>& contour, IMAGE_SIDE side) {
         const AcosTable table(Masking::NUM_IN_LUT);
-        for (const int sx : {1, -1})
-            for (const int sy : {1, -1})
-                radii_[quadrant(sx, sy)] = tabulate<float>(
-                    table, sx, sy, [&](float angle) { return contour[bin_of(angle, sy, side, contour.size())]; });
+        const Row<const float> radii{contour};
+        for (const int sx : {-1, 1})
+            for (const int sy : {-1, 1})
+                quadrants_.emplace_back(tabulate<float>(
+                    table, sx, sy, [&](float angle) { return radii[bin_of(angle, sy, side, std::ssize(contour))]; }));
     }
-    [[nodiscard]] const std::vector<float>& of(int sx, int sy) const { return radii_[quadrant(sx, sy)]; }
+    [[nodiscard]] const QuadrantRadii& of(int sx, int sy) const {
+        return quadrants_[(sx > 0 ? 2U : 0U) + (sy > 0 ? 1U : 0U)];
+    }
 
 private:
-    [[nodiscard]] static std::size_t quadrant(int sx, int sy) { return (sx > 0 ? 2U : 0U) + (sy > 0 ? 1U : 0U); }
-
     // With the wall on the right, the bin of the origin pixel itself is 0 and not the horizontal one.
-    [[nodiscard]] static std::size_t bin_of(float angle, int sy, IMAGE_SIDE side, std::size_t bins) {
+    [[nodiscard]] static std::int64_t bin_of(float angle, int sy, IMAGE_SIDE side, std::int64_t bins) {
         constexpr int kFullCircle = 2 * Masking::c_num_angles;
         constexpr int kHorizontalBin = 360;
         int bin = truncate_to<int>(double{angle} * kBinsPerHalfCircle / kPi - sy * 0.5);
         if (side == SIDE_CHEST_RIGHT) bin -= kHorizontalBin;
         if (side == SIDE_CHEST_LEFT) bin = (sy * kFullCircle + bin) % kFullCircle + kHorizontalBin;
-        return static_cast<std::size_t>(std::clamp<std::int64_t>(bin, 0, static_cast<std::int64_t>(bins) - 1));
+        return std::clamp<std::int64_t>(bin, 0, bins - 1);
     }
 
-    std::array<std::vector<float>, 4> radii_;
+    std::vector<QuadrantRadii> quadrants_;
 };
 
 /// No pixel this far from the origin, or farther, is inside the contour.
@@ -87,38 +126,31 @@ public:
         is_inside_ = false;
         const std::int64_t split =
             std::clamp(edge_column_ + 1, first, last + 1);  // the edge column belongs to the left part
-        follow(first, split, radii_.of(-1, above_), kFarBlock);
-        follow(split, last + 1, radii_.of(1, above_), kFarBlock);
+        follow(first, split, radii_.of(-1, above_));
+        follow(split, last + 1, radii_.of(1, above_));
         if (is_inside_) close_run(width_ - wall_allowance(field) - 1);
         return area_;
     }
 
 private:
-    static constexpr std::int64_t kBlock = 32;       // pixels
-    static constexpr std::int64_t kFarBlock = 4096;  // for rows that are wider than any image
+    static constexpr std::int64_t kFewPixels = 16;
 
-    /// Follows the columns from .. to - 1 on one side of the origin, block by block. Most blocks lie inside or outside
-    /// as a whole.
-    void follow(std::int64_t from, std::int64_t to, const std::vector<float>& radius, std::int64_t block) {
-        if (to - from < kFarBlock) block = kBlock;
-        for (std::int64_t x = from; x < to; x += block) {
-            const std::int64_t end = std::min(x + block, to);
-            const Place place = place_of(x, end - 1, radius);
-            if (place != Place::kAcross)
-                pass(x, place == Place::kInside);
-            else if (block > kBlock)
-                follow(x, end, radius, kBlock);
-            else
-                follow_pixels(x, end, radius);
-        }
+    /// Follows the columns from .. to - 1 on one side of the origin. Columns that lie neither inside nor outside as a
+    /// whole are halved until few are left. The plain definition is follow_pixels() for all columns.
+    void follow(std::int64_t from, std::int64_t to, const QuadrantRadii& radius) {
+        if (from >= to) return;
+        const Place place = place_of(from, to - 1, radius);
+        if (place != Place::kAcross) return pass(from, place == Place::kInside);
+        if (to - from <= kFewPixels) return follow_pixels(from, to, radius);
+        const std::int64_t middle = from + (to - from) / 2;
+        follow(from, middle, radius);
+        follow(middle, to, radius);
     }
 
-    void follow_pixels(std::int64_t from, std::int64_t to, const std::vector<float>& radius) {
+    void follow_pixels(std::int64_t from, std::int64_t to, const QuadrantRadii& radius) {
         polar_.set(static_cast<int>(from - edge_column_), static_cast<int>(to - 1 - edge_column_), dy_, above_);
-        for (std::int64_t x = from; x < to; ++x) {
-            const auto i = static_cast<std::size_t>(x - from);
-            pass(x, radius[polar_.index[i]] > polar_.distance[i]);
-        }
+        for (std::size_t i = 0; i < polar_.index.size(); ++i, ++from)
+            pass(from, radius[polar_.index[i]] > polar_.distance[i]);
     }
 
     void pass(std::int64_t x, bool inside) {
@@ -134,21 +166,16 @@ private:
 
     /// Whether the columns first .. last lie inside, outside or across. Distance and table index both grow with the
     /// magnitude of the column offset, except that rounding of the distance can change the index by one.
-    [[nodiscard]] Place place_of(std::int64_t first, std::int64_t last, const std::vector<float>& radius) {
+    [[nodiscard]] Place place_of(std::int64_t first, std::int64_t last, const QuadrantRadii& radius) {
         const int a = static_cast<int>(first - edge_column_), b = static_cast<int>(last - edge_column_);
         if (dy_ == 0 && a <= 0 && b >= 0) return Place::kAcross;  // the origin has a separate index
         const int near = b <= 0 ? b : a, far = b <= 0 ? a : b;
         const auto [farthest, far_index] = PolarRow::pixel(far, dy_, above_);
         const auto [nearest, near_index] = PolarRow::pixel(near, dy_, above_);
         const int high = std::min(far_index + 1, Masking::NUM_IN_LUT), low = std::max(near_index - 1, 0);
-        int beyond_farthest = 0, beyond_nearest = 0;  // radii; comparisons with a NaN are false
-        for (int i = low; i <= high; ++i) {
-            const float r = radius[static_cast<std::size_t>(i)];
-            beyond_farthest += r > farthest ? 1 : 0;
-            beyond_nearest += r > nearest ? 1 : 0;
-        }
-        if (beyond_farthest == high - low + 1) return Place::kInside;
-        return beyond_nearest == 0 ? Place::kOutside : Place::kAcross;
+        const auto [least, largest] = radius.extremes(static_cast<std::size_t>(low), static_cast<std::size_t>(high));
+        if (least > farthest) return Place::kInside;
+        return largest > nearest ? Place::kAcross : Place::kOutside;
     }
 
     /// `end` belongs to the run, because the first pixel outside is written too.
@@ -176,7 +203,7 @@ private:
     unsigned offset_y_;
     Mask& out_;
 
-    PolarRow polar_;  // the last block that was examined
+    PolarRow polar_;  // the last pixels that were examined
     std::int64_t row_ = 0;
     int dy_ = 0;
     int above_ = 1;
@@ -220,7 +247,7 @@ std::vector<int> points_of(const PlacedContour& contour) {
 }
 
 double write_polygon(const PlacedContour& contour, Mask& out) {
-    return static_cast<double>(out.GenerateFromClosedPolygon(points_of(contour), nullptr, nullptr)) + 1.0;
+    return out.GenerateFromClosedPolygon(points_of(contour), nullptr, nullptr) + 1.0;
 }
 
 double write_pixels_inside(const PlacedContour& contour, const Mask& frame, Mask& out) {
@@ -232,10 +259,7 @@ double write_pixels_inside(const PlacedContour& contour, const Mask& frame, Mask
     // The last row of the frame is not written.
     const std::int64_t last = std::min(without_offset(frame.GetMaxY(), offset) - 1, writer.last_row());
     const std::int64_t first = std::max(without_offset(frame.GetMinY(), offset), writer.first_row());
-    const auto next_row = [&reader](std::int64_t from) {
-        return static_cast<std::int64_t>(reader.next_row(static_cast<std::uint64_t>(from)));
-    };
-    for (std::int64_t y = next_row(first); y <= last; y = next_row(y + 1)) {
+    for (std::int64_t y = reader.next_row(first); y <= last; y = reader.next_row(y + 1)) {
         const auto runs = reader.row(y);
         area += writer.write_row(y, {runs.front().first, runs.back().last});
     }

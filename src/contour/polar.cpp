@@ -3,6 +3,7 @@
 
 #include "contour/polar_bins.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +16,7 @@ AcosTable::AcosTable(int intervals) : n(std::max(intervals, 0)), angles(static_c
     for (int k = 1; k <= n; ++k) {
         const float c = static_cast<float>(k) / static_cast<float>(n);
         const float sine_squared = static_cast<float>(1.0 - double{c} * double{c});
-        const float s = static_cast<float>(std::sqrt(double{sine_squared}));
+        const float s = std::sqrt(sine_squared);
         angles[static_cast<std::size_t>(k)] = static_cast<float>(std::atan2(double{s}, double{c}));
     }
 }
@@ -29,7 +30,7 @@ float polar_angle(float x, float r, const AcosTable& table, int sx, int sy) {
     }
     const double along = sx * double{x} / double{r};
     const int k = std::clamp(truncate_to<int>(along * table.n + sy * 0.5), 0, table.n);
-    return in_quadrant(table.angles[static_cast<std::size_t>(k)], sx, sy);
+    return in_quadrant(Row<const float>(table.angles)[k], sx, sy);
 }
 
 }  // namespace Norvane

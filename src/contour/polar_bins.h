@@ -41,10 +41,10 @@ struct PolarRow {
         distance.resize(count);
         index.resize(count);
         const double first = dx_first;
-        const double dy_squared = static_cast<double>(dy) * dy;
+        const double below = dy;
         const double half = sy * 0.5;
         for (std::size_t i = 0; i < count; ++i) {
-            const Pixel pixel = pixel_at(first + static_cast<double>(static_cast<int>(i)), dy_squared, half);
+            const Pixel pixel = pixel_at(first + static_cast<double>(static_cast<int>(i)), below, half);
             distance[i] = pixel.distance;
             index[i] = pixel.index;
         }
@@ -52,16 +52,14 @@ struct PolarRow {
     }
 
     /// One pixel, which must not be the origin.
-    [[nodiscard]] static Pixel pixel(int dx, int dy, int sy) {
-        return pixel_at(dx, static_cast<double>(dy) * dy, sy * 0.5);
-    }
+    [[nodiscard]] static Pixel pixel(int dx, int dy, int sy) { return pixel_at(dx, dy, sy * 0.5); }
 
 private:
     // The index is that of polar_angle(). The clamp comes before the truncation. This has the same effect and keeps the
     // conversion inside the range of the integer. A distance of 0 means the origin, whose index is set separately.
-    [[nodiscard]] static Pixel pixel_at(double dx, double dy_squared, double half) {
+    [[nodiscard]] static Pixel pixel_at(double dx, double dy, double half) {
         constexpr double kLast = Masking::NUM_IN_LUT;
-        const float r = static_cast<float>(std::sqrt(dx * dx + dy_squared));
+        const float r = static_cast<float>(std::sqrt(dx * dx + dy * dy));
         const double length = r > 0.0F ? double{r} : 1.0;
         const double k = std::fabs(dx) / length * kLast + half;
         return {r, static_cast<std::uint16_t>(static_cast<int>(k < 0.0 ? 0.0 : (k > kLast ? kLast : k)))};

@@ -28,11 +28,12 @@ std::vector<Columns> field_columns(const Mask& frame, int width, int height) {
     std::vector<Columns> columns(static_cast<std::size_t>(height), kNoColumns);
     if (MaskReader::is_empty(frame)) return columns;
     MaskReader reader(frame);
+    const Row<Columns> by_row{columns};
     const Columns box{frame.GetMinX(), frame.GetMaxX()};
     const std::int64_t last_row = std::min<std::int64_t>(frame.GetMaxY(), height - 1);
     for (std::int64_t y = frame.GetMinY(); y <= last_row; ++y) {
         const auto runs = reader.row(y);
-        Columns& span = columns[static_cast<std::size_t>(y)];
+        Columns& span = by_row[y];
         span = runs.empty() ? box : Columns{runs.front().first, runs.back().last};
         span.last = std::min<std::int64_t>(span.last, width - 1);
     }
@@ -44,8 +45,8 @@ std::int64_t longest_ray(const Mask& frame, const PolarOrigin& origin) {
     const double far_column = origin.outward > 0 ? frame.GetMaxX() : frame.GetMinX();
     const double dx = far_column - origin.edge_column;
     std::int64_t longest = 0;
-    for (const unsigned corner_row : {frame.GetMinY(), frame.GetMaxY()}) {
-        const double dy = static_cast<double>(corner_row) - origin.row;
+    for (const double corner_row : {frame.GetMinY(), frame.GetMaxY()}) {
+        const double dy = corner_row - origin.row;
         const float distance = static_cast<float>(std::sqrt(dx * dx + dy * dy));
         longest = std::max(longest, truncate_to<std::int64_t>(double{distance} + 0.5));
     }
@@ -87,18 +88,17 @@ struct RaySearch {
 
     /// The distance of the last tissue sample along `ray`; 0 if there is none.
     [[nodiscard]] float radius(const Ray& ray, RowRules rules) const {
-        const int far_distance = two_thirds_of(static_cast<unsigned>(images.width()));
+        const int far_distance = two_thirds_of(images.width());
         Direction direction(tolerance);
         for (std::int64_t r = 0; r < longest && direction.tolerance != 0; ++r) {
             const std::int64_t y = ray.row(r);
             const std::int64_t from_wall = ray.columns_from_wall(r);
             const std::int64_t x = origin.edge_column + origin.outward * from_wall;
             if (ray.has_left(x, y, images.width(), images.height())) break;
-            if (y < 0 || y >= images.height() || x < 0 || !columns[static_cast<std::size_t>(y)].has(x)) continue;
+            if (y < 0 || y >= images.height() || x < 0 || !Row<const Columns>(columns)[y].has(x)) continue;
 
-            const int row = static_cast<int>(y);
-            const std::uint16_t grey = images.grey_at(row)[x];
-            const std::uint16_t searched = images.searched_at(row)[x];
+            const std::uint16_t grey = images.grey_at(y)[x];
+            const std::uint16_t searched = images.searched_at(y)[x];
             const bool raised = rules.raises_near_wall && from_wall < origin.near_wall_width;
             if (!tissue.is_tissue(direction, searched, raised, rules)) {
                 --direction.tolerance;

@@ -26,8 +26,8 @@ public:
     [[nodiscard]] int width() const { return width_of(grey_); }
     [[nodiscard]] int height() const { return height_of(grey_); }
 
-    [[nodiscard]] Row<const std::uint16_t> grey_at(int row) const { return grey_row(grey_, row); }
-    [[nodiscard]] Row<const std::uint16_t> searched_at(int row) const {
+    [[nodiscard]] Row<const std::uint16_t> grey_at(std::integral auto row) const { return grey_row(grey_, row); }
+    [[nodiscard]] Row<const std::uint16_t> searched_at(std::integral auto row) const {
         const auto* first = reinterpret_cast<const std::uint16_t*>(searched_.GetBuffer());
         return {first + static_cast<std::size_t>(row) * grey_.GetStride(), grey_.GetWidth()};
     }

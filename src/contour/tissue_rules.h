@@ -60,11 +60,11 @@ struct RowRules {
 /// and the class uses it.
 [[nodiscard]] inline float tissue_threshold(const NoiseClass& rules, std::uint16_t noise_level,
                                             const ContourState& state) {
-    const float above_noise = static_cast<float>(noise_level + 1);
+    const float above_noise = noise_level + 1.0F;
     if (!rules.uses_threshold_scale) return above_noise;
-    const float of_mean = state.thresholdScale * static_cast<float>(state.tissueMean);
+    const float of_mean = state.thresholdScale * state.tissueMean;
     // The comparison is with the level itself, not with the level + 1.
-    return of_mean > static_cast<float>(noise_level) ? of_mean : above_noise;
+    return of_mean > noise_level ? of_mean : above_noise;
 }
 
 /// The last five grey values of a direction. They are packed, so that a new value is added in registers instead of in
@@ -78,7 +78,7 @@ public:
     [[nodiscard]] int older_sum() const { return at(2) + at(3) + oldest_; }
 
     void push(std::uint16_t grey) {
-        oldest_ = static_cast<std::uint16_t>(at(3));
+        oldest_ = at(3);
         recent_ = recent_ << kValueBits | grey;
     }
     void replace_newest_by_0() { recent_ &= ~std::uint64_t{kNotFilled}; }
@@ -87,7 +87,7 @@ private:
     static constexpr int kValueBits = 16;
     static constexpr std::uint16_t kNotFilled = 65535;
 
-    [[nodiscard]] int at(int age) const { return static_cast<std::uint16_t>(recent_ >> (kValueBits * age)); }
+    [[nodiscard]] std::uint16_t at(int age) const { return static_cast<std::uint16_t>(recent_ >> (kValueBits * age)); }
 
     std::uint64_t recent_ = ~std::uint64_t{0};  // four values, the newest in the lowest bits
     std::uint16_t oldest_ = kNotFilled;
@@ -160,10 +160,9 @@ public:
         for (const bool is_raised : {false, true}) {
             const float limit = is_raised ? raised : plain;
             const float dark = limit * settings.gradient_scale;
-            first_tissue_[is_raised] =
-                first_where(0, kGreyLevels, [limit](int grey) { return static_cast<float>(grey) > limit; });
+            first_tissue_[is_raised] = first_where(0, kGreyLevels, [limit](int grey) { return grey > double{limit}; });
             first_not_dark_[is_raised] =
-                first_where(0, kGreyLevels, [dark](int grey) { return !(static_cast<float>(grey) < dark); });
+                first_where(0, kGreyLevels, [dark](int grey) { return !(grey < double{dark}); });
         }
         first_fall_ =
             first_where(-kLargestFall, kLargestFall + 1, [this](int f) { return of(raster_gradient(f)).falls; });
@@ -200,7 +199,7 @@ private:
 };
 
 /// Two thirds of the image width. A frame counts only farther from the origin than this.
-[[nodiscard]] inline int two_thirds_of(unsigned width) { return truncate_to<int>(2.0 * width / 3.0); }
+[[nodiscard]] inline int two_thirds_of(int width) { return truncate_to<int>(2.0 * width / 3.0); }
 
 /// The windows for smoothing the contour of a search, in bins.
 struct SmoothingWindows {

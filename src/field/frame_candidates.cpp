@@ -33,9 +33,9 @@ constexpr double kDeepTopUniformity = 0.75;  // ... needs an outer strip as brig
 
 using GreyRow = std::span<const std::uint16_t>;
 
-bool is_column_border(int border) { return border == FRAME_LEFT || border == FRAME_RIGHT; }
+bool is_column_border(FrameBorder border) { return border == FRAME_LEFT || border == FRAME_RIGHT; }
 /// Whether bins are counted from this border: its lines have the lower index.
-bool is_near_border(int border) { return border == FRAME_LEFT || border == FRAME_TOP; }
+bool is_near_border(FrameBorder border) { return border == FRAME_LEFT || border == FRAME_TOP; }
 
 /// A quarter of the rise towards the border, at most 65535; 0 if the grey level falls or the pixel is dark.
 std::uint16_t edge_strength(int rise, std::uint16_t pixel) {
@@ -65,8 +65,9 @@ void write_row_edges(GreyRow nearer, GreyRow here, GreyRow farther, std::span<st
 
 /// For each line, the number of its edge pixels and the sum of their capped strengths.
 struct Projection {
+    unsigned extent;  // lines
     std::vector<int> count, weight;
-    explicit Projection(std::size_t lines) : count(lines), weight(lines) {}
+    explicit Projection(unsigned lines) : extent(lines), count(lines), weight(lines) {}
 };
 
 /// Projects the edge pixels onto columns or rows.
@@ -86,10 +87,9 @@ Projection project(const Image& edge, bool onto_columns) {
 
 /// Lines gathered in bins of `step` lines each.
 Projection in_bins(const Projection& lines, double step) {
-    const std::size_t extent = lines.count.size();
-    Projection bins(truncate_to<unsigned>(static_cast<double>(extent) / step + 0.5) + std::size_t{1});
-    for (std::size_t i = 0; i < extent; ++i) {
-        const std::size_t bin = truncate_to<unsigned>(static_cast<double>(i) / step);
+    Projection bins(truncate_to<unsigned>(lines.extent / step + 0.5) + 1);
+    for (unsigned i = 0; i < lines.extent; ++i) {
+        const auto bin = truncate_to<unsigned>(i / step);
         bins.count[bin] += lines.count[i];
         bins.weight[bin] += lines.weight[i];
     }
@@ -107,7 +107,7 @@ int strip_depth(int position, int extent) {
     return std::max((distance >> 1) + 1, 3);
 }
 
-Strips strips_of_column(int p, int width, int height, int border) {
+Strips strips_of_column(int p, int width, int height, FrameBorder border) {
     const Interval<int> rows{height / 4, (3 * height) >> 2}, maxima{rows.first, rows.last - 1};
     if (border == FRAME_LEFT)
         return {{{p / 2, p}, rows}, {{p, std::min(((3 * p) >> 1) + 1, width - 1)}, rows}, {{0, p - 1}, maxima}};
@@ -115,7 +115,7 @@ Strips strips_of_column(int p, int width, int height, int border) {
     return {{{p, std::min(p + k, width - 1)}, rows}, {{std::max(p - k, 0), p}, rows}, {{p, width - 1}, maxima}};
 }
 
-Strips strips_of_row(int p, int width, int height, int border, IMAGE_SIDE side) {
+Strips strips_of_row(int p, int width, int height, FrameBorder border, IMAGE_SIDE side) {
     const Interval<int> columns =
         side == SIDE_CHEST_LEFT ? Interval<int>{width / 8, 5 * width / 8} : Interval<int>{3 * width / 8, 7 * width / 8};
     const Interval<int> maxima{columns.first, columns.last - 1};
@@ -149,14 +149,14 @@ Sample sample_of(const Image& image, const Rectangle<int>& strip) {
     const Rectangle<int> seen = inside(strip, image);
     GreyStatistics grey;
     for (int y = seen.rows.first; y <= seen.rows.last; ++y) grey.add(part_of_row(image, y, seen.columns));
-    return {grey.mean(), grey.variance(), static_cast<double>(strip.columns.count()) * strip.rows.count()};
+    return {grey.mean(), grey.variance(), 1.0 * strip.columns.count() * strip.rows.count()};
 }
 
 /// Mean of the maxima of lines: of rows at a column border, of columns at a row border. Lines without pixels count as
 /// 0.
 double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_rows) {
     const Rectangle<int> seen = inside(lines, image);
-    std::uint64_t sum = 0;
+    double sum = 0.0;  // of whole numbers, so it is exact
     if (of_rows) {
         for (int y = seen.rows.first; y <= seen.rows.last; ++y) sum += largest_of(part_of_row(image, y, seen.columns));
     } else {
@@ -168,13 +168,13 @@ double mean_of_maxima(const Image& image, const Rectangle<int>& lines, bool of_r
         for (const std::uint16_t maximum : maxima) sum += maximum;
     }
     const Interval<int>& counted = of_rows ? lines.rows : lines.columns;
-    return static_cast<double>(sum) / std::max(counted.count(), 0);
+    return sum / std::max(counted.count(), 0);
 }
 
 }  // namespace
 
 void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side,
-                                 int border, unsigned& bound) {
+                                 FrameBorder border, unsigned& bound) {
     const bool is_column = is_column_border(border);
     const bool is_far = !is_near_border(border);  // counted from the far end of the window
     const int step = is_column ? 1 : 3;
@@ -184,7 +184,7 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
     window->SetPixelSize(image->GetPixelSize());
     Image* edge = make_scratch<Image>(garbage, window, true);
     EdgeImage(window, edge, border);
-    auto& list = candidates[static_cast<std::size_t>(border)];
+    auto& list = candidates[border];
     FindCandidates(edge, list, step, border);
 
     const int extent = static_cast<int>(is_column ? w : h);
@@ -203,7 +203,7 @@ void FrameDetector::DetectBorder(Image* image, unsigned x0, unsigned y0, unsigne
 }
 
 /// Uses integers. This gives the same result as float, in which sums of 16-bit samples and their quarters are exact.
-bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
+bool FrameDetector::EdgeImage(Image* window, Image* edge, FrameBorder border) {
     if (!is_usable(window) || !is_usable(edge)) return false;
     const unsigned width = window->GetWidth(), height = window->GetHeight();
     if (edge->GetWidth() != width || edge->GetHeight() != height) return false;
@@ -227,25 +227,23 @@ bool FrameDetector::EdgeImage(Image* window, Image* edge, int border) {
     return true;
 }
 
-void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border) {
+void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, FrameBorder border) {
     const bool is_near = is_near_border(border);
     const Projection profile = in_bins(project(*edge, is_column_border(border)), step);
-    const std::vector<int>&count = profile.count, &weight = profile.weight;
-    const std::size_t bins = weight.size();
-
-    const std::size_t start = is_near ? 0 : bins - 1;
+    const Row<const int> count{profile.count}, weight{profile.weight};
+    const int last = static_cast<int>(profile.extent) - 1;
     FrameCandidate none;
-    none.position = static_cast<int>(start);
-    none.weight = weight[start];
+    none.position = is_near ? 0 : last;
+    none.weight = weight[none.position];
     list.assign(kCandidates, none);
-    for (std::size_t i = 1; i + 1 < bins; ++i) {
+    for (int i = 1; i < last; ++i) {
         if (weight[i] < weight[i - 1] || weight[i] < weight[i + 1]) continue;
         // Of two equal peaks, the one farther from the border is kept.
         const auto weaker = std::ranges::find_if(
             list, [&](const FrameCandidate& c) { return c.weight < weight[i] || (is_near && c.weight == weight[i]); });
         if (weaker == list.end()) continue;
         FrameCandidate peak;
-        peak.position = static_cast<int>(i);
+        peak.position = i;
         peak.weight = weight[i];
         peak.coverage = count[i];
         list.insert(weaker, peak);
@@ -253,7 +251,7 @@ void FrameDetector::FindCandidates(Image* edge, std::vector<FrameCandidate>& lis
     }
 }
 
-bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, int border) {
+bool FrameDetector::EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, FrameBorder border) {
     const int p = c.position;
     const int width = width_of(*window), height = height_of(*window);
     if (p < 2 || p >= width - 2) return false;
@@ -283,7 +281,7 @@ void FrameDetector::RegionMeanVariance(Image* image, int x0, int x1, int y0, int
     variance = region.variance;
 }
 
-void FrameDetector::MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, int border, double& result) {
+void FrameDetector::MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, FrameBorder border, double& result) {
     result = mean_of_maxima(*image, {{x0, x1 - 1}, {y0, y1 - 1}}, is_column_border(border));
 }
 

@@ -37,9 +37,8 @@ unsigned steepest_rise(std::span<const std::int64_t> profile, unsigned lines) {
     float best = 0.0F;
     unsigned best_index = 0;
     for (unsigned k = 1; k + 1 < profile.size(); ++k) {
-        const auto rise = static_cast<float>(static_cast<double>(profile[k + 1] - profile[k - 1]) /
-                                             static_cast<double>(2 * std::uint64_t{lines}));
-        if (rise > static_cast<float>(kFrameEdgeStrength) && rise > best) {
+        const auto rise = static_cast<float>(static_cast<double>(profile[k + 1] - profile[k - 1]) / (2.0 * lines));
+        if (rise > kFrameEdgeStrength && rise > best) {
             best = rise;
             best_index = k;
         }
@@ -48,8 +47,8 @@ unsigned steepest_rise(std::span<const std::int64_t> profile, unsigned lines) {
 }
 
 /// The index of the first pixel above `level`, or the size of the row.
-std::size_t first_above(std::span<const std::uint16_t> row, unsigned level) {
-    return static_cast<std::size_t>(std::ranges::find_if(row, [level](unsigned v) { return v > level; }) - row.begin());
+std::int64_t first_above(std::span<const std::uint16_t> row, unsigned level) {
+    return std::ranges::find_if(row, [level](unsigned v) { return v > level; }) - row.begin();
 }
 
 /// If the frame that was found on the side away from the chest wall is thinner than 1 cm, cuts off 2 cm there, because
@@ -99,10 +98,8 @@ int FrameDetector::RemoveFrame(Image* image, Mask*& frame, IMAGE_SIDE side, IMAG
     const unsigned width = image->GetWidth(), height = image->GetHeight();
     SetupWindows(width, height, side);
     bounds = {0, width - 1, 0, height - 1};
-    for (const int b : {FRAME_LEFT, FRAME_RIGHT, FRAME_TOP, FRAME_BOTTOM}) {
-        const auto i = static_cast<std::size_t>(b);
-        DetectBorder(image, windowX[i], windowY[i], windowWidth[i], windowHeight[i], side, b, bounds[i]);
-    }
+    for (const FrameBorder b : {FRAME_LEFT, FRAME_RIGHT, FRAME_TOP, FRAME_BOTTOM})
+        DetectBorder(image, windowX[b], windowY[b], windowWidth[b], windowHeight[b], side, b, bounds[b]);
     unsigned left = 0, top = 0, right = 0;
     if (BorderStep(image, left, top, right, side)) {
         bounds[0] = std::max(bounds[0], left);
@@ -182,7 +179,7 @@ void FrameDetector::PaddingFrame(Image* image, Mask* frame, IMAGE_SIDE side, IMA
     }
     const auto middle = grey_row(*image, height / 2);
     if (side == SIDE_CHEST_LEFT) {
-        if (const std::size_t x = first_above(middle, level); x < width) first = static_cast<unsigned>(x);
+        if (const std::int64_t x = first_above(middle, level); x < width) first = static_cast<unsigned>(x);
     } else if (side == SIDE_CHEST_RIGHT) {
         unsigned x = width;
         while (x > 0 && middle[x - 1] <= level) --x;

@@ -12,7 +12,7 @@
 namespace Norvane {
 
 /// The borders of an image. They are the index of windows, candidate lists and bounds.
-enum FrameBorder : int { FRAME_LEFT = 0, FRAME_RIGHT = 1, FRAME_TOP = 2, FRAME_BOTTOM = 3 };
+enum FrameBorder : unsigned { FRAME_LEFT = 0, FRAME_RIGHT = 1, FRAME_TOP = 2, FRAME_BOTTOM = 3 };
 
 /// A possible frame edge: a column at the left and right border, a row at the top and bottom. Of the strips beside it,
 /// the outer one lies on the side of the frame and the inner one on that of the field.
@@ -48,17 +48,17 @@ public:
 
     // Straight edges (frame_detector.cpp, frame_candidates.cpp)
     void SetupWindows(unsigned width, unsigned height, IMAGE_SIDE side);
-    void DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side, int border,
-                      unsigned& bound);
-    bool EdgeImage(Image* window, Image* edge, int border);
-    void FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, int border);
+    void DetectBorder(Image* image, unsigned x0, unsigned y0, unsigned w, unsigned h, IMAGE_SIDE side,
+                      FrameBorder border, unsigned& bound);
+    bool EdgeImage(Image* window, Image* edge, FrameBorder border);
+    void FindCandidates(Image* edge, std::vector<FrameCandidate>& list, double step, FrameBorder border);
     /// Whether the line is long, is bright outside, and has strips that differ by Welch's test [welch1947].
-    bool EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, int border);
+    bool EvaluateCandidate(Image* window, FrameCandidate& c, IMAGE_SIDE side, FrameBorder border);
     /// Of the columns x0 .. x1 and rows y0 .. y1, all included.
     void RegionMeanVariance(Image* image, int x0, int x1, int y0, int y1, double& mean, double& variance);
     /// Of the columns x0 .. x1 - 1 and rows y0 .. y1 - 1: row maxima at the left and right border, otherwise column
     /// maxima.
-    void MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, int border, double& result);
+    void MeanOfMaxima(Image* image, int x0, int x1, int y0, int y1, FrameBorder border, double& result);
     bool BorderStep(Image* image, unsigned& left, unsigned& top, unsigned& right, IMAGE_SIDE side);
 
     // Outline refinement (frame_refinement.cpp, frame_profile.cpp)

@@ -40,7 +40,7 @@ enum class Verdict { kStop, kFrame, kPass };
 
 /// Whether the pixels passed so far are still frame. They begin at the column where the scan began.
 Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_pixels, double reference_mean) {
-    const auto n = static_cast<double>(passed.count());
+    const double n = passed.size();
     const double mean = passed.mean(), variance = passed.variance();
     if ((n - 1.0) * variance / kEdgeVariance > kLargestChi) return Verdict::kStop;
     if ((mean - reference_mean) / kFrameEdgeStrength < -kQuantile) return Verdict::kStop;
@@ -51,7 +51,7 @@ Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_
     const GreyStatistics local = statistics_of(last_pixels);
     const double local_mean = local.mean(), local_variance = local.variance();
     if (local_variance < kFlatVariance && local_mean > kFrameBrightness) return Verdict::kFrame;
-    const auto degrees = static_cast<double>(local.count()) - 1.0;
+    const double degrees = local.size() - 1.0;
     const double against_all = (local_mean - mean) / std::sqrt(variance / degrees);
     const double against_frame = (local_mean - kFrameBrightness) / std::sqrt(local_variance / degrees);
     const bool is_frame = against_frame > -kQuantile && against_all > kLargestLocalDrop && against_all < kQuantile;
@@ -59,15 +59,18 @@ Verdict judge(const GreyStatistics& passed, std::span<const std::uint16_t> last_
 }
 
 /// The columns first .. end - 1 of a row, as far as they exist.
-std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, int first, int end) {
-    return Norvane::part_of(row, Interval<int>{first, std::min(end, static_cast<int>(row.size())) - 1});
+std::span<const std::uint16_t> part_of(std::span<const std::uint16_t> row, std::int64_t first, std::int64_t end) {
+    return Norvane::part_of(row, Interval<std::int64_t>{first, std::min<std::int64_t>(end, std::ssize(row)) - 1});
 }
 
 /// The first bright column among those in which a frame can begin; if none is bright, the column after them.
 int first_bright_column(std::span<const std::uint16_t> pixels) {
-    const auto start = part_of(pixels, 0, kLongestDarkStart);
-    const auto bright = std::ranges::find_if(start, [](unsigned v) { return v >= kBrightStart; });
-    return bright == start.end() ? kLongestDarkStart : static_cast<int>(bright - start.begin());
+    int column = 0;
+    for (const unsigned v : part_of(pixels, 0, kLongestDarkStart)) {
+        if (v >= kBrightStart) return column;
+        ++column;
+    }
+    return kLongestDarkStart;
 }
 
 /// The last column of a row that passed as an edge of the frame; otherwise the coarse depth.
@@ -78,7 +81,7 @@ int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint
     const double reference_mean = bright < start ? statistics_of(part_of(pixels, bright, start)).mean() : 0.0;
     int depth = coarse_depth, next = start;
     GreyStatistics passed;
-    const auto searched = part_of(edges, start + kFewest, static_cast<int>(pixels.size()));
+    const auto searched = part_of(edges, start + kFewest, std::ssize(pixels));
     visit_at_least(kFrameEdgeStrength + 1, searched, [&](std::size_t i) {
         const int x = start + kFewest + static_cast<int>(i);
         passed.add(part_of(pixels, next, x));
@@ -92,12 +95,12 @@ int depth_of_row(std::span<const std::uint16_t> edges, std::span<const std::uint
 
 /// Replaces entries far from the mean by the rounded mean.
 void replace_outliers(std::span<int> depth) {
-    double sum = 0.0, squares = 0.0;
-    for (const int d : depth) {
+    double n = 0.0, sum = 0.0, squares = 0.0;
+    for (const double d : depth) {
+        ++n;
         sum += d;
-        squares += static_cast<double>(d) * d;
+        squares += d * d;
     }
-    const auto n = static_cast<double>(depth.size());
     const double mean = sum / n;
     double variance = squares / n - mean * mean;
     if (variance < kFlatVariance) variance = kFlatVariance;
@@ -108,12 +111,12 @@ void replace_outliers(std::span<int> depth) {
 /// The largest entry of each window. The ends get that of the nearest full window. If no full window fits, all are 0.
 std::vector<int> running_maximum(const std::vector<int>& values) {
     std::vector<int> maxima(values.size(), 0);
-    const std::size_t n = values.size();
-    for (std::size_t i = kHalfWindow; i + kHalfWindow < n; ++i)
-        maxima[i] = *std::max_element(values.begin() + static_cast<std::ptrdiff_t>(i - kHalfWindow),
-                                      values.begin() + static_cast<std::ptrdiff_t>(i + kHalfWindow + 1));
-    std::fill_n(maxima.begin(), kHalfWindow, maxima[kHalfWindow]);
-    std::fill_n(maxima.end() - kHalfWindow, kHalfWindow, maxima[n - kHalfWindow - 1]);
+    const Row<int> at{maxima};
+    const std::int64_t n = std::ssize(values);
+    for (std::int64_t i = kHalfWindow; i + kHalfWindow < n; ++i)
+        at[i] = *std::max_element(values.begin() + i - kHalfWindow, values.begin() + i + kHalfWindow + 1);
+    std::fill_n(maxima.begin(), kHalfWindow, at[kHalfWindow]);
+    std::fill_n(maxima.end() - kHalfWindow, kHalfWindow, at[n - kHalfWindow - 1]);
     return maxima;
 }
 
@@ -130,14 +133,14 @@ void FrameDetector::DepthProfile(Image* edges, Image* strip, int coarseDepth, in
 }
 
 void FrameDetector::SmoothProfile(std::vector<int>& depth, int firstRow, int lastRow) {
-    const auto entries = static_cast<int>(depth.size());
-    const int first = std::max(firstRow, 0), last = std::min(lastRow, entries - 1);
+    const std::int64_t entries = std::ssize(depth);
+    const std::int64_t first = std::max(firstRow, 0), last = std::min<std::int64_t>(lastRow, entries - 1);
     if (first > last) return;
-    replace_outliers(Norvane::part_of(std::span(depth), Interval<int>{first, last}));
+    replace_outliers(Norvane::part_of(std::span(depth), Interval<std::int64_t>{first, last}));
     if (entries <= kHalfWindow) return;
     const std::vector<int> maxima = running_maximum(depth);
     const Row<int> profile{depth};
-    for (int r = first; r <= last; ++r) {
+    for (std::int64_t r = first; r <= last; ++r) {
         const auto at = maxima.begin() + r;
         const bool is_end = r < first + kHalfWindow || r >= last - kHalfWindow;
         const auto mean = [&] {

@@ -51,14 +51,13 @@ private:
 };
 
 /// Each depth entry is a row: the frame covers so many columns from the left or right border.
-void add_side_part(FrameParts& parts, std::span<const int> depth, bool from_left) {
-    for (std::size_t r = 0; r < depth.size(); ++r) {
-        if (depth[r] <= 0) continue;
-        const auto row = static_cast<std::int64_t>(r);
+void add_side_part(FrameParts& parts, Row<const int> depth, bool from_left) {
+    for (std::int64_t row = 0; row < std::ssize(depth); ++row) {
+        if (depth[row] <= 0) continue;
         if (from_left)
-            parts.add(row, 0, depth[r] - 1);
+            parts.add(row, 0, depth[row] - 1);
         else
-            parts.add(row, parts.width() - depth[r], parts.width() - 1);
+            parts.add(row, parts.width() - depth[row], parts.width() - 1);
     }
 }
 
@@ -75,7 +74,8 @@ struct BandLayout {
     }
 };
 
-BandLayout band_layout(int border, bool chest_left, std::int64_t entries, std::int64_t width, unsigned window_x) {
+BandLayout band_layout(FrameBorder border, bool chest_left, std::int64_t entries, std::int64_t width,
+                       unsigned window_x) {
     if (border == FRAME_TOP) return {true, chest_left, chest_left, chest_left ? entries - 1 : width - entries};
     return {false, chest_left, !chest_left, chest_left ? entries - 1 : std::int64_t{window_x}};
 }
@@ -84,11 +84,11 @@ BandLayout band_layout(int border, bool chest_left, std::int64_t entries, std::i
 /// towards the side, the rows between neighbouring depths reach from there to the border. A band at the top includes
 /// the row at its depth, so row 0 always belongs to it. At the bottom, this holds only for the innermost band. A bottom
 /// band begins at the shallower neighbour if it runs to the right, and at the deeper one if it runs to the left.
-void add_band_part(FrameParts& parts, std::span<const int> depth, const BandLayout& layout) {
-    const auto entries = static_cast<std::int64_t>(depth.size());
+void add_band_part(FrameParts& parts, Row<const int> depth, const BandLayout& layout) {
+    const std::int64_t entries = std::ssize(depth);
     if (entries == 0) return;
     const auto depth_at = [&](std::int64_t i) {
-        return std::int64_t{depth[static_cast<std::size_t>(layout.inner_entry_first ? i : entries - 1 - i)]};
+        return std::int64_t{depth[layout.inner_entry_first ? i : entries - 1 - i]};
     };
     const auto add_rows = [&](std::int64_t first_depth, std::int64_t end_depth, std::int64_t first, std::int64_t last) {
         const std::int64_t end = std::min(end_depth, parts.height());
@@ -133,16 +133,15 @@ void rotate_samples(const Image& src, Image& dst, int mode) {
 
 /// The depth of the frame at one border, for each entry of its turned strip. The scratch images are freed after each
 /// border. This keeps the peak of memory small, so that it is reused instead of being returned to the system.
-std::vector<int> depths_at_border(FrameDetector& detector, Image& image, int border, int coarse_depth,
+std::vector<int> depths_at_border(FrameDetector& detector, Image& image, FrameBorder border, int coarse_depth,
                                   const Interval<int>& rows) {
-    const auto b = static_cast<std::size_t>(border);
-    const unsigned width = detector.windowWidth[b], height = detector.windowHeight[b];
+    const unsigned width = detector.windowWidth[border], height = detector.windowHeight[border];
     GarbageList garbage;
     Image* strip = make_scratch<Image>(garbage, FORMAT_UNSIGNED, 16U, width, height, true);
-    Utils::ImageCopy(&image, strip, detector.windowX[b], detector.windowY[b], 0, 0, width, height);
-    if (kTurnToLeft[b] != kKeep) {
+    Utils::ImageCopy(&image, strip, detector.windowX[border], detector.windowY[border], 0, 0, width, height);
+    if (kTurnToLeft[border] != kKeep) {
         Image* turned = nullptr;
-        detector.Rotate(strip, turned, kTurnToLeft[b]);
+        detector.Rotate(strip, turned, kTurnToLeft[border]);
         strip = adopt_scratch(garbage, turned);
     }
     Image* edge = make_scratch<Image>(garbage, strip, true);
@@ -152,7 +151,7 @@ std::vector<int> depths_at_border(FrameDetector& detector, Image& image, int bor
 
     std::vector<int> depth(strip->GetHeight());
     const bool is_side = border == FRAME_LEFT || border == FRAME_RIGHT;
-    const Interval<int> looked_at = is_side ? rows : Interval<int>{0, static_cast<int>(depth.size()) - 1};
+    const Interval<int> looked_at = is_side ? rows : rows_of(*strip);
     detector.DepthProfile(thin_edge, strip, coarse_depth, looked_at.first, looked_at.last, depth);
     return depth;
 }
@@ -171,12 +170,12 @@ bool FrameDetector::RefineFrame(Image* image, Mask* rect, IMAGE_SIDE side, Mask*
     add_side_part(parts,
                   depths_at_border(*this, *image, chest_left ? FRAME_LEFT : FRAME_RIGHT, chest_depth, field.rows),
                   chest_left);
-    for (const int border : {FRAME_TOP, FRAME_BOTTOM}) {
+    for (const FrameBorder border : {FRAME_TOP, FRAME_BOTTOM}) {
         const int coarse_depth = border == FRAME_TOP ? field.rows.first : height_of(*image) - field.rows.last - 1;
         const std::vector<int> depth = depths_at_border(*this, *image, border, coarse_depth, field.rows);
-        add_band_part(parts, depth,
-                      band_layout(border, side == SIDE_CHEST_LEFT, static_cast<int>(depth.size()), image->GetWidth(),
-                                  windowX[static_cast<std::size_t>(border)]));
+        add_band_part(
+            parts, depth,
+            band_layout(border, side == SIDE_CHEST_LEFT, std::ssize(depth), image->GetWidth(), windowX[border]));
     }
     found->SetPixelSize(image->GetPixelSize());
     Utils::MaskSubtract(rect, found, frame);

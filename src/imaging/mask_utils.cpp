@@ -32,7 +32,7 @@ template <class Visit>
 void for_rows_of(const Mask& mask, Visit visit) {
     if (MaskReader::is_empty(mask)) return;
     MaskReader reader(mask);
-    const std::uint64_t last = mask.GetMaxY();
+    const std::int64_t last = mask.GetMaxY();
     for (auto y = reader.next_row(mask.GetMinY()); y <= last; y = reader.next_row(y + 1))
         visit(static_cast<unsigned>(y), reader.row(y));
 }
@@ -75,7 +75,7 @@ int intersect_by_complement(Mask* a, Mask* b, Mask* out) {
 
 /// Adds the common columns of two rows. If a run ends before it begins, because its columns wrapped, adds nothing and
 /// returns false: only the plain definition handles that.
-bool add_common(Mask& out, unsigned y, std::span<const Run> a, std::span<const Run> b) {
+bool add_common(Mask& out, std::int64_t y, std::span<const Run> a, std::span<const Run> b) {
     const auto is_wrapped = [](const Run& run) { return run.last < run.first; };
     if (std::ranges::any_of(a, is_wrapped) || std::ranges::any_of(b, is_wrapped)) return false;
     for (const Run& run : a)
@@ -98,11 +98,10 @@ bool intersect_rows(Mask* a, Mask* b, Mask* out) {
     if (!keeps_its_grid || out == a || out == b) return false;
     out->SetPixelSize(grid);
     MaskReader reader_a(*a), reader_b(*b);
-    const std::uint64_t last = a->GetMaxY();
+    const std::int64_t last = a->GetMaxY();
     for (auto y = reader_a.next_row(a->GetMinY()); y <= last;) {
-        const auto row = static_cast<unsigned>(y);
-        const auto others = reader_b.row(row);
-        if (!add_common(*out, row, reader_a.row(row), others)) return false;
+        const auto others = reader_b.row(y);
+        if (!add_common(*out, y, reader_a.row(y), others)) return false;
         const bool is_shared = !others.empty();  // else the next rows are alike, as long as both read the same
         y = reader_a.next_row(is_shared ? y + 1 : std::min(reader_b.next_row(y + 1), reader_a.next_other_row(y)));
     }
@@ -118,12 +117,12 @@ void set_pixels(std::span<unsigned char> row, std::size_t first, std::size_t las
     const auto from_first = static_cast<unsigned char>(0xFFU >> (first % 8));
     const auto up_to_last = static_cast<unsigned char>(0xFF00U >> (last % 8 + 1));
     if (first / 8 == last / 8) {
-        row[first / 8] = static_cast<unsigned char>(row[first / 8] | (from_first & up_to_last));
+        row[first / 8] |= from_first & up_to_last;
         return;
     }
-    row[first / 8] = static_cast<unsigned char>(row[first / 8] | from_first);
-    std::ranges::fill(row.subspan(first / 8 + 1, last / 8 - first / 8 - 1), static_cast<unsigned char>(0xFF));
-    row[last / 8] = static_cast<unsigned char>(row[last / 8] | up_to_last);
+    row[first / 8] |= from_first;
+    std::ranges::fill(row.subspan(first / 8 + 1, last / 8 - first / 8 - 1), std::uint8_t{0xFF});
+    row[last / 8] |= up_to_last;
 }
 
 /// Adds the runs of set pixels of a 1-bit row, including padding columns, to mask row `y`. An added run ends at the

@@ -27,9 +27,7 @@ Ratio ratio_for(float factor) {
     return {truncate_to<int>(f * kUnit + 0.5), kUnit};
 }
 
-unsigned scaled_offset(unsigned offset, float factor) {
-    return truncate_to<unsigned>(static_cast<double>(offset) * double{factor} + 0.5);
-}
+unsigned scaled_offset(unsigned offset, float factor) { return truncate_to<unsigned>(offset * double{factor} + 0.5); }
 
 /// Sets the geometry of `dst` and returns the ratio.
 Ratio match_scaled(const Image& src, Image& dst, float factor) {

@@ -3,6 +3,8 @@
 /// may replace one, it gets the function's own copy.
 #include <norvane/norvane.h>
 
+#include "interface/masking_members.h"
+#include "pipeline/all_masks.h"
 #include "preparation/prepare_image.h"
 #include "rules/noise_class.h"
 
@@ -41,6 +43,13 @@ Masking::MASK_STATUS NvGenerateFullMask(Image* image, Masking::Params params, Ma
 Masking::MASK_STATUS NvGeneratePectMask(Image* image, Masking::Params params, Mask* frame, Mask* breast, Mask* pect) {
     Masking masking;
     return masking.GeneratePectMask(image, breast, params, pect, frame);
+}
+
+void NvGenerateAllMasks(Image* image, Masking::Params params, AllMasks& masks) {
+    MaskingState state = MaskingMembers::state_of(Masking());
+    state.params = params;
+    state.settings = with_noise_class(state.settings, params);
+    make_all_masks(image, state, masks);
 }
 
 }  // namespace Norvane

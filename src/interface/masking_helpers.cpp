@@ -48,11 +48,7 @@ unsigned short Masking::find_tissue_mean(Image* /*image*/, int* histogram, int b
 
 void Masking::extract_thresholds(Image* image) {
     if (contourState == nullptr) return;
-    const auto counted = grey_histogram(image, kTissueParts);
-    const TissueThresholds found =
-        tissue_thresholds(counted ? *counted : GreyHistogram(kTissueParts), backgroundNoiseLevel, threshScale);
-    *contourState = found.in(*contourState);
-    if (found.is_low_contrast) changeThreshold = false;
+    MaskingMembers::write(with_thresholds(image, MaskingMembers::state_of(*this)), *this);
 }
 
 // The polar contour

@@ -4,6 +4,7 @@
 #include "imaging/filter.h"
 #include "imaging/ipl_bridge.h"
 #include "model/grey_statistics.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,10 +18,10 @@ struct PeakBin {
     int bin = 0;
     int count = 0;
 
-    void search(std::span<const int> histogram, int first, int last) {
+    void search(Row<const int> histogram, int first, int last) {
         for (int i = first; i <= last; ++i) {
-            if (histogram[static_cast<std::size_t>(i)] > count) {
-                count = histogram[static_cast<std::size_t>(i)];
+            if (histogram[i] > count) {
+                count = histogram[i];
                 bin = i;
             }
         }
@@ -28,7 +29,7 @@ struct PeakBin {
 };
 
 /// Finds the background peak and returns the first bin above the noise.
-int bin_above_background(std::span<const int> histogram, unsigned perimeter, const NoiseClass& rules) {
+int bin_above_background(Row<const int> histogram, unsigned perimeter, const NoiseClass& rules) {
     const int bins = static_cast<int>(histogram.size());
     const bool is_coarse = bins < 512;
     int limit = ((is_coarse ? 28 : 25) * bins) / 64;  // a background is not brighter than about 0.4 of the grey scale
@@ -38,13 +39,13 @@ int bin_above_background(std::span<const int> histogram, unsigned perimeter, con
     // A background has more pixels than the border of the image. If no peak has so many, the upper half is searched
     // too.
     const auto is_thin = [&](int count) { return std::int64_t{count} < std::int64_t{perimeter}; };
-    if (is_thin(histogram[0]) && is_thin(histogram[static_cast<std::size_t>(peak.bin)])) {
+    if (is_thin(histogram[0]) && is_thin(histogram[peak.bin])) {
         limit = std::min(limit + bins / 2, bins - 1);
         peak.search(histogram, bins / 2, limit);
     }
 
     // A maximum at the limit is a slope and not a peak. A huge number of black pixels is a clean background by itself.
-    const bool is_black = std::int64_t{histogram[0]} > 10 * std::int64_t{histogram[static_cast<std::size_t>(peak.bin)]};
+    const bool is_black = std::int64_t{histogram[0]} > 10 * std::int64_t{histogram[peak.bin]};
     if (peak.bin == limit || is_black) return rules.bin_of_clean_black;
     return peak.bin + (is_coarse && peak.bin < bins / 2 ? 3 : 2);
 }

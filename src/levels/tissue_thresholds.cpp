@@ -3,6 +3,7 @@
 
 #include "model/grey_statistics.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 
 #include <algorithm>
 
@@ -28,30 +29,30 @@ std::uint16_t tissue_mean_of(std::span<const int> histogram, std::uint16_t noise
     const int bin_width = kGreyLevels / bins;
     const int first = noise_level / bin_width + 1;
     const int end = bins - truncate_to<int>(bins * kBrightest);
+    const Row<const int> by_bin{histogram};
     double weighted = 0.0, count = 0.0;
     for (int i = first; i < end; ++i) {
-        const auto pixels = static_cast<double>(histogram[static_cast<std::size_t>(i)]);
-        weighted += pixels * static_cast<double>(i * bin_width);
+        const double pixels = by_bin[i];
+        weighted += pixels * (i * bin_width);
         count += pixels;
     }
     if (count == 0.0) return 0;
-    return static_cast<std::uint16_t>(truncate_to<int>(weighted / count));
+    return truncate_to<std::uint16_t>(weighted / count);
 }
 
 TissueThresholds tissue_thresholds(std::span<const int> histogram, std::uint16_t noise_level, float threshold_scale) {
     constexpr double kAboveNoise =
         1.1F;  // tissue threshold of images with low contrast, as a multiple of the noise level
     constexpr int kBackground = Masking::P_BACKGROUND;
-    const int tissue_mean = tissue_mean_of(histogram, noise_level);
+    const std::uint16_t tissue_mean = tissue_mean_of(histogram, noise_level);
     const double threshold =
         tissue_mean <= Masking::P_TISSUE ? noise_level * kAboveNoise : kBackground + (tissue_mean - kBackground) * 0.5;
 
-    const auto ratio = static_cast<float>(static_cast<double>(tissue_mean) / kBackground);
+    const auto ratio = static_cast<float>(tissue_mean / double{kBackground});
     const auto* const step = std::ranges::find_if(
         kThresholdScalings, [&](const ThresholdScaling& s) { return double{ratio} < s.below_ratio; });
     const bool is_low_contrast = step != std::end(kThresholdScalings);
-    return {static_cast<std::uint16_t>(tissue_mean), static_cast<std::uint16_t>(kBackground),
-            static_cast<std::uint16_t>(truncate_to<int>(threshold)),
+    return {tissue_mean, kBackground, static_cast<std::uint16_t>(truncate_to<int>(threshold)),
             is_low_contrast ? static_cast<float>(double{threshold_scale} * step->factor) : threshold_scale,
             is_low_contrast};
 }

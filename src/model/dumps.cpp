@@ -63,32 +63,34 @@ void write_rows(std::ostream& out, const Image& image, char separator) {
 
 }  // namespace
 
+// All files are opened as binary ones, so that Windows writes the same bytes.
+
 void Image::DumpToFile(std::string file) {
-    std::ofstream out(file);
+    std::ofstream out(file, std::ios::binary);
     write_geometry(out, *this, "");
     out << "Buffer:\n";
     write_rows(out, *this, ' ');
 }
 
 void Image::DumpToPGMImage(std::string file) {
-    std::ofstream out(file);
+    std::ofstream out(file, std::ios::binary);
     out << "P2\n" << width << '\n' << height << "\n65535\n";
     write_geometry(out, *this, "#");
     write_rows(out, *this, '\t');
 }
 
 void Image::DumpToBinaryFile(std::string file) {
-    std::ofstream out(file);
+    std::ofstream out(file, std::ios::binary);
     if (buffer != nullptr) out.write(reinterpret_cast<const char*>(buffer), static_cast<std::streamsize>(BufferSize()));
 }
 
 void Mask::DumpToCSV(std::string file) const {
     constexpr int kStep = 5;  // of the sample lattice, pixels
-    std::ofstream out(file);
+    std::ofstream out(file, std::ios::binary);
     if (rows.empty()) return;
     MaskReader reader(*this);
     const unsigned first = GetMinY(), last = GetMaxY();
-    if (static_cast<int>(first) > static_cast<int>(last)) return;
+    if (rows_of(*this).is_empty()) return;
     for (auto y = reader.next_row(first); y <= last; y = reader.next_row(y + 1)) {
         if ((y - first) % kStep != 0) continue;
         const auto row = static_cast<int>(y);

@@ -36,10 +36,10 @@ public:
         add({seen, run_sum, run_squares});
     }
     /// Adds the pixels with these grey levels.
-    void add_within(std::span<const std::uint16_t> pixels, const Interval<int>& levels) {
+    void add_within(std::span<const std::uint16_t> pixels, const Interval<std::uint32_t>& levels) {
         std::uint64_t seen = 0, run_sum = 0, run_squares = 0;
         for (const std::uint32_t v : pixels) {
-            if (!levels.has(static_cast<int>(v))) continue;
+            if (!levels.has(v)) continue;
             ++seen;
             run_sum += v;
             run_squares += std::uint64_t{v} * v;
@@ -55,12 +55,11 @@ public:
     GreyStatistics() = default;
 
     [[nodiscard]] std::uint64_t count() const { return count_; }
+    [[nodiscard]] double size() const { return static_cast<double>(count_); }
     [[nodiscard]] std::uint64_t sum() const { return sum_; }
     /// If there are no pixels, mean and variance are not a number.
-    [[nodiscard]] double mean() const { return static_cast<double>(sum_) / static_cast<double>(count_); }
-    [[nodiscard]] double variance() const {
-        return static_cast<double>(squares_) / static_cast<double>(count_) - mean() * mean();
-    }
+    [[nodiscard]] double mean() const { return static_cast<double>(sum_) / size(); }
+    [[nodiscard]] double variance() const { return static_cast<double>(squares_) / size() - mean() * mean(); }
 
 private:
     GreyStatistics(std::uint64_t count, std::uint64_t sum, std::uint64_t squares)

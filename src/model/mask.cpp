@@ -15,7 +15,7 @@ namespace {
 /// product and quotient err by far less than a half.
 unsigned rescaled(unsigned v, float from, float to) {
     if (from == to && std::isfinite(from)) return v;
-    return truncate_to<unsigned>(static_cast<double>(v) * double{from} / double{to} + 0.5);
+    return truncate_to<unsigned>(v * double{from} / double{to} + 0.5);
 }
 
 /// A weight for each index. Only its changes are stored.
@@ -38,28 +38,28 @@ unsigned median_index(const WeightSteps& steps, unsigned origin, std::uint64_t h
     return origin;
 }
 
-/// Adds the columns start .. end to the runs of a row and joins runs that overlap or touch them. An end that wrapped
-/// below its start is kept unchanged.
-void insert_run(std::map<unsigned, unsigned>& runs, unsigned start, unsigned end) {
-    const std::uint64_t touches_up_to = std::uint64_t{end} + 1;
-    auto base = runs.empty() || runs.rbegin()->first < start ? runs.end() : runs.lower_bound(start);
-    if (base != runs.end() && base->first == start) {
-        if (end <= base->second) return;
-        base->second = end;
-    } else {
-        base = runs.emplace_hint(base, start, end);
-        if (base != runs.begin()) {
-            const auto before = std::prev(base);
-            if (start <= std::uint64_t{before->second} + 1) base = before;
-        }
-    }
-    for (auto at = base; at != runs.end() && at->first <= touches_up_to;) {
-        base->second = std::max(base->second, at->second);
-        at = at == base ? std::next(at) : runs.erase(at);
-    }
-}
-
 }  // namespace
+
+// An end that wrapped below its start is kept unchanged, and it touches nothing after its start.
+void Mask::Runs::add(Columns run) {
+    if (several.empty()) several.push_back(only);
+    auto base = several.back().first < run.first ? several.end()
+                                                 : std::ranges::lower_bound(several, run.first, {}, &Columns::first);
+    if (base != several.end() && base->first == run.first) {
+        base->last = std::max(base->last, run.last);
+    } else {
+        base = several.insert(base, run);
+        if (base != several.begin() && run.first <= std::uint64_t{std::prev(base)->last} + 1) --base;
+    }
+    const std::uint64_t touches_up_to = std::uint64_t{run.last} + 1;
+    auto joined = base;
+    for (; joined != several.end() && joined->first <= touches_up_to; ++joined)
+        base->last = std::max(base->last, joined->last);
+    if (joined > base + 1) several.erase(base + 1, joined);
+    if (several.size() > 1) return;
+    only = several.front();
+    several.clear();
+}
 
 Mask::Mask() = default;
 Mask::Mask(const Mask& other) = default;
@@ -106,13 +106,10 @@ unsigned Mask::GetMaxY() const { return mask_to_target(maxY); }
 void Mask::AddSegment(unsigned row, unsigned start, unsigned extent) {
     const unsigned end = start + extent;
     // Rows mostly come in ascending order: look at the end before searching.
-    const auto at = rows.empty() || rows.rbegin()->first < row ? rows.emplace_hint(rows.end(), row, Runs{})
-                                                               : rows.try_emplace(row).first;
-    try {
-        insert_run(at->second, start, end);
-    } catch (...) {
-        if (at->second.empty()) rows.erase(at);  // a row is present only while it holds a run
-        throw;
+    if (rows.empty() || rows.rbegin()->first < row) {
+        rows.emplace_hint(rows.end(), row, Runs({start, end}));
+    } else if (const auto [at, is_new] = rows.try_emplace(row, Columns{start, end}); !is_new) {
+        at->second.add({start, end});
     }
     minX = std::min(minX, start);
     maxX = std::max(maxX, end);

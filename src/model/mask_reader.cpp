@@ -20,15 +20,15 @@ std::span<const Run> MaskReader::runs_of(unsigned y) {
 }
 
 // The stored row never decreases as the target row increases, for any pixel sizes, because coordinates saturate.
-std::uint64_t MaskReader::first_row_that_reads(std::uint64_t stored, std::uint64_t from) const {
-    std::uint64_t step = 1, below = from;  // all rows below this one read an earlier stored row
+std::int64_t MaskReader::first_row_that_reads(std::int64_t stored, std::int64_t from) const {
+    std::int64_t step = 1, below = from;  // all rows below this one read an earlier stored row
     while (below < kNoRow && stored_row(mask_, std::min(below + step, kNoRow) - 1) < stored) {
         below += step;
         step *= 2;
     }
-    std::uint64_t end = std::min(below + step, kNoRow);
+    std::int64_t end = std::min(below + step, kNoRow);
     while (below < end) {
-        const std::uint64_t middle = below + (end - below) / 2;
+        const std::int64_t middle = below + (end - below) / 2;
         if (stored_row(mask_, middle) < stored)
             below = middle + 1;
         else
@@ -37,7 +37,7 @@ std::uint64_t MaskReader::first_row_that_reads(std::uint64_t stored, std::uint64
     return std::min(below, kNoRow);
 }
 
-std::uint64_t MaskReader::next_row(std::uint64_t y) {
+std::int64_t MaskReader::next_row(std::int64_t y) {
     while (y < kNoRow) {
         const unsigned wanted = stored_row(mask_, y);
         const bool is_behind_last = at_ != mask_.rows.end() && at_->first < wanted;
@@ -50,10 +50,10 @@ std::uint64_t MaskReader::next_row(std::uint64_t y) {
     return kNoRow;
 }
 
-std::uint64_t MaskReader::next_other_row(std::uint64_t y) {
+std::int64_t MaskReader::next_other_row(std::int64_t y) {
     const unsigned stored = stored_row(mask_, y);
     if (stored == std::numeric_limits<unsigned>::max()) return kNoRow;
-    return next_row(first_row_that_reads(std::uint64_t{stored} + 1, y + 1));
+    return next_row(first_row_that_reads(std::int64_t{stored} + 1, y + 1));
 }
 
 }  // namespace Norvane

@@ -30,13 +30,13 @@ public:
 
     /// The first target row from `y` on that has runs; kNoRow after the last one. For loops over the rows of any mask,
     /// so that their cost depends on the runs and not on the coordinates.
-    [[nodiscard]] std::uint64_t next_row(std::uint64_t y);
+    [[nodiscard]] std::int64_t next_row(std::int64_t y);
     /// The next non-empty row after `y` that maps to a different stored row.
-    [[nodiscard]] std::uint64_t next_other_row(std::uint64_t y);
-    static constexpr std::uint64_t kNoRow = std::uint64_t{1} << 32;
+    [[nodiscard]] std::int64_t next_other_row(std::int64_t y);
+    static constexpr std::int64_t kNoRow = std::int64_t{1} << 32;
 
     /// The stored row, in the mask's own grid, to which target row `y` maps.
-    [[nodiscard]] static unsigned stored_row(const Mask& mask_, std::uint64_t y) {
+    [[nodiscard]] static unsigned stored_row(const Mask& mask_, std::int64_t y) {
         return mask_.target_to_mask(static_cast<unsigned>(y));
     }
 
@@ -45,7 +45,7 @@ public:
 
 private:
     [[nodiscard]] std::span<const Run> runs_of(unsigned y);
-    [[nodiscard]] std::uint64_t first_row_that_reads(std::uint64_t stored, std::uint64_t from) const;
+    [[nodiscard]] std::int64_t first_row_that_reads(std::int64_t stored, std::int64_t from) const;
 
     const Mask& mask_;
     std::map<unsigned, Mask::Runs>::const_iterator at_;  // the row last found, or end

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Loops that are compiled twice: for the baseline of the platform and for its wider vector registers. The second form
-/// is used if the processor has these registers. Both give the same bits, because the compiler may not fuse or reorder
-/// operations.
+/// is used if the processor has these registers, except on Windows, where GCC does not align the stack for them. Both
+/// give the same bits, because the compiler may not fuse or reorder operations.
 #pragma once
 
 #include <atomic>
@@ -11,7 +11,7 @@ namespace Norvane {
 /// Tests set it to compare both forms.
 inline std::atomic<bool> baseline_only{false};
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(_WIN32)
 
 namespace WideVectors {
 

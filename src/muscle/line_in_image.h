@@ -19,24 +19,31 @@ struct PlacedLine {
     std::int64_t dx, dy;
 };
 
+/// Sine and cosine of a line's normal, each rounded once.
+struct Normal {
+    float sine, cosine;
+
+    explicit Normal(float theta)
+        : sine(static_cast<float>(std::sin(double{theta}))), cosine(static_cast<float>(std::cos(double{theta}))) {}
+};
+
 /// Computes in single precision, operation by operation, because the column decides which pixels are compared and where
 /// the muscle ends.
 class LineInImage {
 public:
-    LineInImage(const Line& line, float dx)
-        : rho_(line.rho),
-          sine_(static_cast<float>(std::sin(double{line.theta}))),
-          cosine_(static_cast<float>(std::cos(double{line.theta}))),
-          dx_(dx) {}
+    explicit LineInImage(const PlacedLine& placed)
+        : rho_(placed.line.rho), normal_(placed.line.theta), dx_(static_cast<float>(placed.dx)) {}
 
     /// The image column in row `region_row` of the region. If the line runs along the rows, it is not finite.
     [[nodiscard]] float column_at(std::int64_t region_row) const {
-        const float shift = static_cast<float>(region_row) * sine_;
-        return (rho_ - shift) / cosine_ + dx_;
+        const float shift = static_cast<float>(region_row) * normal_.sine;
+        return (rho_ - shift) / normal_.cosine + dx_;
     }
 
 private:
-    float rho_, sine_, cosine_, dx_;
+    float rho_;
+    Normal normal_;
+    float dx_;
 };
 
 }  // namespace Norvane

@@ -25,8 +25,8 @@ GreyStatistics strip_of(std::span<const std::uint16_t> pixels) {
 /// Calls visit(left strip, right strip) for every row of the region in which the line lies inside the image, and
 /// returns the sum of the line's distances from the chest wall.
 template <class Visit>
-std::uint64_t visit_strips(const Image& image, const PlacedLine& placed, IMAGE_SIDE side, Visit visit) {
-    const LineInImage line(placed.line, static_cast<float>(placed.dx));
+std::int64_t visit_strips(const Image& image, const PlacedLine& placed, IMAGE_SIDE side, Visit visit) {
+    const LineInImage line(placed);
     const std::int64_t width = image.GetWidth();
     const auto last_column = static_cast<float>(image.GetWidth() - 1);
     std::int64_t distances = 0;
@@ -41,17 +41,15 @@ std::uint64_t visit_strips(const Image& image, const PlacedLine& placed, IMAGE_S
         visit(strip_of(part_of(row, Interval<std::int64_t>{low, x - 1})),
               strip_of(part_of(row, Interval<std::int64_t>{x + 1, high})));
     }
-    return static_cast<std::uint64_t>(distances);
+    return distances;
 }
 
 /// Whether the line is, on average over all rows of the image, more than two thirds of the width away from the wall.
-bool is_too_deep(const Image& image, std::uint64_t distances) {
-    return 3 * distances > std::uint64_t{2} * image.GetWidth() * image.GetHeight();
+bool is_too_deep(const Image& image, std::int64_t distances) {
+    return 3 * distances > std::int64_t{2} * image.GetWidth() * image.GetHeight();
 }
 
-Sample sample_of(const GreyStatistics& strip) {
-    return {strip.mean(), strip.variance(), static_cast<double>(strip.count())};
-}
+Sample sample_of(const GreyStatistics& strip) { return {strip.mean(), strip.variance(), strip.size()}; }
 
 __extension__ using Int128 = __int128;  // GCC and Clang have it on every 64-bit platform
 
@@ -116,7 +114,7 @@ PECT_STATUS missing_input(const Image* image, IMAGE_SIDE side) {
 PECT_STATUS verify_by_strips(const Image* image, const PlacedLine& line, IMAGE_SIDE side) {
     if (const PECT_STATUS missing = missing_input(image, side); missing != PectDetect::PECT_PASS) return missing;
     GreyStatistics left, right;
-    const std::uint64_t distances =
+    const std::int64_t distances =
         visit_strips(*image, line, side, [&](const GreyStatistics& row_left, const GreyStatistics& row_right) {
             left.add(row_left);
             right.add(row_right);
@@ -132,7 +130,7 @@ PECT_STATUS verify_by_strips(const Image* image, const PlacedLine& line, IMAGE_S
 PECT_STATUS verify_by_pairs(const Image* image, const PlacedLine& line, IMAGE_SIDE side) {
     if (const PECT_STATUS missing = missing_input(image, side); missing != PectDetect::PECT_PASS) return missing;
     PairedDifferences differences;
-    const std::uint64_t distances =
+    const std::int64_t distances =
         visit_strips(*image, line, side,
                      [&](const GreyStatistics& left, const GreyStatistics& right) { differences.add(left, right); });
     if (is_too_deep(*image, distances)) return PectDetect::PECT_NOT_FOUND;

@@ -58,7 +58,7 @@ public:
     void move_to(std::int64_t y) {
         for (std::int64_t r = std::max(y - kHalfY, loaded_end_); r <= y + kHalfY; ++r) load(r);
         loaded_end_ = y + kHalfY + 1;
-        for (int i = 0; i < kRows; ++i) window_.at(static_cast<std::size_t>(i)) = slot(y - kHalfY + i);
+        for (std::int64_t r = y - kHalfY; auto& row : window_) row = slot(r++);
     }
 
     /// Weighted sums at the columns x .. x + kLanes - 1 of the centre row: window rows from the top, columns from the
@@ -106,8 +106,7 @@ private:
         if (y < 0 || y >= roi_.GetHeight()) {
             std::ranges::fill(out, 0.0F);
         } else {
-            const auto grey = grey_row(roi_, y);
-            std::ranges::transform(grey, out.begin() + kHalfX, [](std::uint16_t p) { return static_cast<float>(p); });
+            std::ranges::copy(grey_row(roi_, y), out.begin() + kHalfX);
         }
     }
 
@@ -200,9 +199,9 @@ std::uint16_t upper_level(const Image* image, std::span<const int> histogram, fl
     const unsigned pixels = image == nullptr ? 0 : image->GetWidth() * image->GetHeight();
     const auto target = truncate_to<std::int64_t>(double{static_cast<float>(pixels) * fraction});
     std::int64_t sum = 0;
-    for (unsigned level = kGreyLevels - 1; level > 1; --level) {
+    for (std::uint16_t level = kGreyLevels - 1; level > 1; --level) {
         sum += histogram[level];
-        if (sum >= target) return static_cast<std::uint16_t>(level);
+        if (sum >= target) return level;
     }
     return 1;
 }
@@ -269,9 +268,9 @@ std::uint16_t background_threshold(const Image* region, Mask* mask, float fracti
 
     const auto target = truncate_to<std::int64_t>(double{static_cast<float>(count) * fraction});
     std::int64_t sum = 0;
-    for (unsigned level = 0; level < kGreyLevels - 1; ++level) {
+    for (std::uint16_t level = 0; level < kGreyLevels - 1; ++level) {
         sum += histogram[level];
-        if (sum >= target) return static_cast<std::uint16_t>(level);
+        if (sum >= target) return level;
     }
     return kGreyLevels - 1;
 }
@@ -301,7 +300,7 @@ std::unique_ptr<Image> muscle_edges(const Image* region, Mask* mask, const EdgeL
     MaskReader rows(*mask);
     const std::int64_t end = std::int64_t{region->GetHeight()} - margin;
     for (std::int64_t y = margin; y < end; ++y) {
-        const auto runs = rows.row(region->GetOffY() + static_cast<unsigned>(y));
+        const auto runs = rows.row(region->GetOffY() + y);
         if (runs.empty()) continue;
         const Span span = span_in_region(runs, *region).cut_to({margin, std::int64_t{region->GetWidth()} - margin - 1});
         if (span.is_empty()) continue;

@@ -53,7 +53,7 @@ std::optional<Scan> scan_for(IMAGE_SIDE side, const Image& image, const Mask& li
 template <class Condition>
 std::optional<std::int64_t> first_column(Row<const std::uint16_t> row, std::int64_t from, std::int64_t to,
                                          std::int64_t step, Condition condition) {
-    const auto last = static_cast<std::int64_t>(row.size()) - 1;
+    const std::int64_t last = std::ssize(row) - 1;
     from = step > 0 ? std::max<std::int64_t>(from, 0) : std::min(from, last);
     to = step > 0 ? std::min(to, last) : std::max<std::int64_t>(to, 0);
     for (std::int64_t x = from; (to - x) * step >= 0; x += step) {
@@ -72,7 +72,7 @@ std::optional<std::int64_t> muscle_end(const Scan& scan, Row<const std::uint16_t
     return frame ? frame : end;
 }
 
-void add_muscle_row(const Scan& scan, std::span<const Run> runs, float column, unsigned y, Mask& out) {
+void add_muscle_row(const Scan& scan, std::span<const Run> runs, float column, std::int64_t y, Mask& out) {
     if (runs.empty() || !(column > 0.0F)) return;
     const auto end = truncate_to<std::int64_t>(double{column});
     const std::int64_t start = scan.wall_end(runs);
@@ -85,6 +85,7 @@ std::vector<float> muscle_ends(const Scan& scan, const Image& image, const Mask&
                                const Interval<std::int64_t>& scanned, unsigned threshold) {
     const auto [first, last] = scanned;
     std::vector<float> columns(static_cast<std::size_t>(last + 1), static_cast<float>(scan.wall));
+    const Row<float> by_row{columns};
     MaskReader rows(row_mask);
     const std::int64_t end = std::min<std::int64_t>(last + 1, image.GetHeight());
     for (std::int64_t y = first; y < end; ++y) {
@@ -92,9 +93,9 @@ std::vector<float> muscle_ends(const Scan& scan, const Image& image, const Mask&
         if (runs.empty()) continue;
         const auto row = grey_row(image, y);
         const auto column = muscle_end(scan, row, scan.wall_end(runs), threshold);
-        if (column) columns[static_cast<std::size_t>(y)] = static_cast<float>(*column);
+        if (column) by_row[y] = static_cast<float>(*column);
     }
-    std::fill(columns.begin(), columns.begin() + first, columns[static_cast<std::size_t>(first)]);
+    std::fill(columns.begin(), columns.begin() + first, by_row[first]);
     return columns;
 }
 
@@ -141,10 +142,8 @@ std::unique_ptr<Mask> estimated_muscle(const Image& image, const Mask& limits, c
     std::vector<float> columns = muscle_ends(*scan, image, rows, {first, wanted.last_row - 1}, wanted.threshold);
     smooth_muscle_ends(columns, kSmoothing);
     MaskReader reader(rows);
-    for (std::int64_t y = first; y < wanted.last_row; ++y) {
-        const auto row = static_cast<unsigned>(y);
-        add_muscle_row(*scan, reader.row(row), columns[row], row, *result);
-    }
+    const Row<const float> by_row{columns};
+    for (std::int64_t y = first; y < wanted.last_row; ++y) add_muscle_row(*scan, reader.row(y), by_row[y], y, *result);
     return result;
 }
 

@@ -49,10 +49,9 @@ struct EdgePoints {
 
 /// For lines of one direction, counts the edge pixels in each bin of the distance. The counters wrap at 16 bits.
 void vote(const EdgePoints& points, float theta, std::span<std::uint16_t> bins) {
-    const float sine = static_cast<float>(std::sin(double{theta}));
-    const float cosine = static_cast<float>(std::cos(double{theta}));
-    const float bins_per_row = sine / PectDetect::C_RBINSIZE;
-    const float bins_per_column = cosine / PectDetect::C_RBINSIZE;
+    const Normal normal(theta);
+    const float bins_per_row = normal.sine / PectDetect::C_RBINSIZE;
+    const float bins_per_column = normal.cosine / PectDetect::C_RBINSIZE;
     const auto end = static_cast<double>(bins.size());
     float row_term = 0.0F;  // summed row by row; its rounding errors are part of the result
     std::size_t i = 0;
@@ -98,7 +97,7 @@ Interval<std::int64_t> bounded_rows(const Image& image, const Mask& bound) {
 using Walls = Interval<std::int64_t>;
 
 /// The muscle between a wall on the left and the line, in one row of `pect`.
-void add_left_of_line(float column, const Image& image, const Walls& walls, unsigned row, Mask& pect) {
+void add_left_of_line(float column, const Image& image, const Walls& walls, std::int64_t row, Mask& pect) {
     if (!(column >= 0.0F)) return;
     const float line = std::min(column, static_cast<float>(image.GetWidth() - 1));
     const auto extent =
@@ -107,7 +106,7 @@ void add_left_of_line(float column, const Image& image, const Walls& walls, unsi
 }
 
 /// The muscle between the line and a wall on the right.
-void add_right_of_line(float column, const Image& image, const Walls& walls, unsigned row, Mask& pect) {
+void add_right_of_line(float column, const Image& image, const Walls& walls, std::int64_t row, Mask& pect) {
     if (!(column <= static_cast<float>(image.GetWidth() - 1))) return;
     const float line = std::max(column, 0.0F);
     const auto first = truncate_to<std::int64_t>(double{line} + 0.5 + image.GetOffX());
@@ -118,7 +117,7 @@ void add_right_of_line(float column, const Image& image, const Walls& walls, uns
 
 std::optional<HoughPeak> strongest_line(const Image* edges, const Interval<float>& degrees) {
     if (!is_usable(edges)) return std::nullopt;
-    const auto width = static_cast<double>(edges->GetWidth()), height = static_cast<double>(edges->GetHeight());
+    const double width = edges->GetWidth(), height = edges->GetHeight();
     const float diagonal = static_cast<float>(std::sqrt(width * width + height * height));
     const auto angles = truncate_to<unsigned>(double{degrees.last - degrees.first} + 0.5);
     const auto distances = truncate_to<unsigned>(double{diagonal} / PectDetect::C_RBINSIZE + 0.5);
@@ -155,13 +154,13 @@ void write_muscle(const Image& image, Mask& bound, const PlacedLine& line, IMAGE
     muscle.SetPixelSize(image.GetPixelSize());
     if (image.GetWidth() == 0) return;
 
-    const LineInImage columns(line.line, static_cast<float>(line.dx));
+    const LineInImage columns(line);
     const Walls walls{std::max(bound.GetMinX(), image.GetOffX()), bound.GetMaxX()};
     const Interval<std::int64_t> rows = bounded_rows(image, bound);
     const auto add_row = side == SIDE_CHEST_LEFT ? add_left_of_line : add_right_of_line;
     for (std::int64_t y = rows.first; y <= rows.last; ++y) {
         const auto region_row = static_cast<std::int32_t>(static_cast<unsigned>(y) - static_cast<unsigned>(line.dy));
-        add_row(columns.column_at(region_row), image, walls, image.GetOffY() + static_cast<unsigned>(y), muscle);
+        add_row(columns.column_at(region_row), image, walls, image.GetOffY() + y, muscle);
     }
 }
 

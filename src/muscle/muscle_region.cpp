@@ -26,8 +26,8 @@ void fill_box(const Box& box, Mask& out) {
 /// The last row of the breast is left out.
 void fill_up_to_frame(const Box& breast, const Mask& frame, IMAGE_SIDE side, Mask& out) {
     MaskReader rows(frame);
-    const auto top = std::min(static_cast<unsigned>(breast.rows.first), frame.GetMinY());
-    for (auto y = rows.next_row(top); std::cmp_less(y, breast.rows.last); y = rows.next_row(y + 1)) {
+    const auto top = std::min<std::int64_t>(breast.rows.first, frame.GetMinY());
+    for (auto y = rows.next_row(top); y < breast.rows.last; y = rows.next_row(y + 1)) {
         const auto runs = rows.row(y);
         if (side == SIDE_CHEST_LEFT) {
             const std::int64_t wall = runs.front().first;
@@ -45,9 +45,8 @@ void fit_columns(const Mask& bound, IMAGE_SIDE side, Box& box) {
     auto& [left, right] = box.columns;
     std::int64_t& far_column = side == SIDE_CHEST_LEFT ? right : left;
     far_column = side == SIDE_CHEST_LEFT ? left : right;
-    const auto top = static_cast<std::uint64_t>(box.rows.first);
-    for (auto y = rows.next_row(top); std::cmp_less(y, box.rows.last) && y < MaskReader::kNoRow;
-         y = rows.next_other_row(y)) {
+    const std::int64_t end = std::min(box.rows.last, MaskReader::kNoRow);
+    for (auto y = rows.next_row(box.rows.first); y < end; y = rows.next_other_row(y)) {
         const auto runs = rows.row(y);
         if (side == SIDE_CHEST_LEFT) {
             far_column = std::max<std::int64_t>(far_column, runs.back().last);

@@ -136,12 +136,17 @@ Outcome find_breast(Image* image, MaskingState state, const BreastMasks& masks) 
     return {status, state};
 }
 
+MaskingState with_thresholds(Image* image, MaskingState state) {
+    settle_thresholds(image, std::nullopt, state);
+    return state;
+}
+
 MaskingState show_thresholded(Image* image, MaskingState state, Image* thresholded) {
     if (!is_usable(image)) return state;
     Mask field, *frame = &field;
     state = find_field(image, state, frame, false).outcome.state;
     state.contour = with_polar_origin({}, *image, frame, state.params.side);
-    settle_thresholds(image, std::nullopt, state);
+    state = with_thresholds(image, state);
     write_thresholded(*image, frame, state.params, state.settings, state.contour->centreColumn, thresholded);
     return state;
 }

@@ -26,6 +26,9 @@ struct BreastMasks {
 /// If a mask other than `second` is missing, prints that to standard output.
 [[nodiscard]] Outcome find_breast(Image* image, MaskingState state, const BreastMasks& masks);
 
+/// The state with the grey levels of tissue in this image. It must have a polar origin.
+[[nodiscard]] MaskingState with_thresholds(Image* image, MaskingState state);
+
 /// Writes the image to which the contour search applies its thresholds, as ChestWallPatch() describes.
 [[nodiscard]] MaskingState show_thresholded(Image* image, MaskingState state, Image* thresholded);
 

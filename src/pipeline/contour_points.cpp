@@ -6,6 +6,7 @@
 #include "field/padding_bounds.h"
 #include "imaging/mask_utils.h"
 #include "model/numbers.h"
+#include "model/pixels.h"
 #include "model/working_image.h"
 #include "pipeline/breast.h"
 #include "pipeline/full_mask.h"
@@ -26,10 +27,11 @@ bool takes_points(const std::vector<int>* contour) {
 void spread_points(const std::vector<int>& traced, std::vector<int>& contour) {
     const std::size_t count = traced.size() / 2;
     const double step = static_cast<double>(count) / Masking::c_num_angles;
-    for (std::size_t k = 0; k < std::size_t{Masking::c_num_angles}; ++k) {
-        const std::size_t from = std::min<std::size_t>(truncate_to<unsigned>(static_cast<double>(k) * step), count - 1);
-        contour[2 * k] = traced[2 * from];
-        contour[2 * k + 1] = traced[2 * from + 1];
+    const Row<int> to{contour};
+    for (int k = 0; k < Masking::c_num_angles; ++k) {
+        const std::size_t from = std::min<std::size_t>(truncate_to<unsigned>(k * step), count - 1);
+        to[2 * k] = traced[2 * from];
+        to[2 * k + 1] = traced[2 * from + 1];
     }
 }
 
@@ -37,25 +39,10 @@ bool was_found(const Rectangle<int>& box) {
     return box.columns.first >= 0 && box.columns.last >= 0 && box.rows.first >= 0 && box.rows.last >= 0;
 }
 
-/// Gives the host the outline of breast and upper muscle together. The breast mask stays that of the breast. Returns
-/// false if there is no boundary.
-bool give_joined_outline(Image* image, MaskingState& state, Mask* breast, Mask* frame, bool has_breast) {
-    Mask muscle, joined, *out = &joined;
-    const Masking::Params& params = state.params;
-    if (has_breast && found_muscle(seek_muscle(image, breast, frame, params, &muscle)))
-        join_masks(breast, &muscle, out);
-    else
-        Utils::MaskCopy(breast, out);
-    if (!params.contourOutput || params.contour == nullptr) return true;
-    if (!takes_points(params.contour)) {
-        params.contour->clear();
-        return true;
-    }
-    std::vector<int> points;
-    if (is_usable(image)) state.params = without_padding(params);
-    if (!append_boundary(image, out, params.side, points)) return false;
-    spread_points(points, *params.contour);
-    return true;
+/// TOO_SMALL if the host's points bound a small part of the image.
+Masking::MASK_STATUS judge_contour(const Masking::Params& params, const Image& image, Masking::MASK_STATUS status) {
+    const bool has_points = params.contourOutput && takes_points(params.contour);
+    return has_points && is_small(*params.contour, image) ? Masking::MASK_TOO_SMALL : status;
 }
 
 }  // namespace
@@ -100,24 +87,44 @@ Rectangle<int> trace_breast(const Image& image, const Masking::Params& params) {
     return field.box;
 }
 
+Masking::MASK_STATUS breast_status(const MaskingState& state, Masking::MASK_STATUS found) {
+    const bool is_forgiven = rules_of(state.params.bgNoise).accepts_large_patch && found == Masking::MASK_CHEST_WALL;
+    return is_forgiven ? Masking::MASK_OK : found;
+}
+
+Masking::MASK_STATUS give_joined_outline(Image* image, MaskingState& state, Mask* breast, Mask* muscle,
+                                         Masking::MASK_STATUS found) {
+    Mask joined, *out = &joined;
+    if (muscle != nullptr)
+        join_masks(breast, muscle, out);
+    else
+        Utils::MaskCopy(breast, out);
+    const Masking::Params& params = state.params;
+    if (params.contourOutput && params.contour != nullptr) {
+        if (takes_points(params.contour)) {
+            std::vector<int> points;
+            if (is_usable(image)) state.params = without_padding(params);
+            if (!append_boundary(image, out, params.side, points)) return Masking::MASK_BOUNDARY_TRACING;
+            spread_points(points, *params.contour);
+        } else {
+            params.contour->clear();
+        }
+    }
+    return judge_contour(params, *image, breast_status(state, found));
+}
+
 Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* frame, int* box) {
     if (image == nullptr) {
         say_no_image("GenerateBreastMask");
         return {Masking::MASK_NO_IMAGE, state};
     }
     const NoiseClass& rules = rules_of(state.params.bgNoise);
-    const auto judge_contour = [&](Masking::MASK_STATUS status) {
-        const Masking::Params& params = state.params;
-        const bool has_points = params.contourOutput && takes_points(params.contour);
-        return has_points && is_small(*params.contour, *image) ? Masking::MASK_TOO_SMALL : status;
-    };
     if (rules.is_traced) {
         if (!is_usable(image)) return {Masking::MASK_NO_IMAGE, state};
         if (breast == nullptr) return {Masking::MASK_BOUNDARY_TRACING, state};
         breast->SetPixelSize(image->GetPixelSize());
         write_bounds(trace_breast(*image, state.params), box);
-        const auto status = judge_contour(Masking::MASK_BOUNDARY_TRACING);
-        return {status, state};
+        return {judge_contour(state.params, *image, Masking::MASK_BOUNDARY_TRACING), state};
     }
     Mask own_frame;
     if (frame == nullptr) frame = &own_frame;
@@ -126,12 +133,14 @@ Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* f
     write_bounds({columns_of(*frame), rows_of(*frame)}, box);
     if (found.status == Masking::MASK_NO_IMAGE) return {found.status, state};
 
-    if (state.params.view == VIEW_PECT && state.params.pectContour &&
-        !give_joined_outline(image, state, breast, frame, has_masks(found.status)))
-        return {Masking::MASK_BOUNDARY_TRACING, state};
-    const bool is_forgiven = rules.accepts_large_patch && found.status == Masking::MASK_CHEST_WALL;
-    const auto status = judge_contour(is_forgiven ? Masking::MASK_OK : found.status);
-    return {status, state};
+    if (state.params.view == VIEW_PECT && state.params.pectContour) {
+        Mask muscle;
+        const bool has_muscle =
+            has_masks(found.status) && found_muscle(seek_muscle(image, breast, frame, state.params, &muscle));
+        const auto status = give_joined_outline(image, state, breast, has_muscle ? &muscle : nullptr, found.status);
+        return {status, state};
+    }
+    return {judge_contour(state.params, *image, breast_status(state, found.status)), state};
 }
 
 }  // namespace Norvane

@@ -15,6 +15,14 @@ namespace Norvane {
 /// See NvGenerateBreastMask(). `box` is null or takes four values.
 [[nodiscard]] Outcome make_breast_mask(Image* image, MaskingState state, Mask* breast, Mask* frame, int* box);
 
+/// The status of the call for the breast, given that of its search: some classes accept a large patch.
+[[nodiscard]] Masking::MASK_STATUS breast_status(const MaskingState& state, Masking::MASK_STATUS found);
+
+/// Gives the host the outline of a breast that was searched for, joined with its muscle unless that is null. Returns
+/// the status of the call for the breast. `found` is the status of the search without a check of the shape.
+[[nodiscard]] Masking::MASK_STATUS give_joined_outline(Image* image, MaskingState& state, Mask* breast, Mask* muscle,
+                                                       Masking::MASK_STATUS found);
+
 /// The parameters after tracing a mask, where only black is padding.
 [[nodiscard]] inline Masking::Params without_padding(Masking::Params params) {
     params.noiseLevel = params.pixelPaddingValueRangeLimit = 0;

@@ -7,7 +7,6 @@
 #include "model/numbers.h"
 #include "pipeline/breast.h"
 #include "pipeline/messages.h"
-#include "pipeline/muscle.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -15,40 +14,8 @@
 namespace Norvane {
 namespace {
 
-void add_row(MaskReader& from, unsigned y, Mask& out) {
+void add_row(MaskReader& from, std::int64_t y, Mask& out) {
     for (const Run& run : from.row(y)) add_run(out, y, run);
-}
-
-/// Finds the muscle and joins it. Returns the status after that.
-Masking::MASK_STATUS add_muscle(Image* image, const Masking::Params& params, Mask& breast, const FullMasks& masks,
-                                Masking::MASK_STATUS status) {
-    Mask scratch;
-    Mask* muscle = masks.muscle != nullptr ? masks.muscle : &scratch;
-    const auto found = seek_muscle(image, &breast, masks.frame, params, muscle);
-    if (!found_muscle(found)) {
-        Utils::MaskCopy(&breast, masks.full);
-        return found == PectDetect::PECT_FAIL ? status : Masking::MASK_PECT_FAILED;
-    }
-    join_masks(&breast, muscle, masks.full);
-    // If there is no second mask, the muscle's mask takes its place, provided that it is the host's and so outlives
-    // this call.
-    if (masks.second != nullptr || masks.muscle != nullptr) join_masks(masks.second, muscle, masks.second);
-    return status;
-}
-
-/// The status after the checks of the background and of cut tissue.
-Masking::MASK_STATUS check_full_mask(const Image* image, const MaskingState& state, const FullMasks& masks,
-                                     Masking::MASK_STATUS status) {
-    const NoiseClass& rules = rules_of(state.params.bgNoise);
-    const std::uint16_t level = state.settings.noise_level;
-    if (!rules.has_padding && !rules.is_bright) {
-        const auto noise = check_background(image, masks.full, masks.frame, state.params.side, level);
-        if (noise != Masking::MASK_OK) status = noise;
-    }
-    const bool may_be_cut = status == Masking::MASK_OK || (rules.is_bright && status == Masking::MASK_CHEST_WALL);
-    if (!state.params.checkCutTissue || !may_be_cut) return status;
-    Mask* looked_at = masks.second != nullptr ? masks.second : masks.full;
-    return check_for_cut_tissue(image, looked_at, masks.frame, state.params, level);
 }
 
 }  // namespace
@@ -70,16 +37,42 @@ bool join_masks(Mask* breast, Mask* muscle, Mask*& out) {
     out->SetTargetPixelSize(breast->GetPixelSize());
 
     MaskReader breast_rows(*breast), muscle_rows(*muscle);
-    const auto next_row = [&](std::uint64_t from) {
-        const std::uint64_t row = muscle_rows.next_row(from);
+    const auto next_row = [&](std::int64_t from) {
+        const std::int64_t row = muscle_rows.next_row(from);
         return std::min(breast_rows.next_row(from), row < split ? row : MaskReader::kNoRow);
     };
-    for (auto at = next_row(first); at < end; at = next_row(at + 1)) {
-        const auto y = static_cast<unsigned>(at);
+    for (auto y = next_row(first); y < end; y = next_row(y + 1)) {
         add_row(breast_rows, y, *out);
         if (y < split) add_row(muscle_rows, y, *out);
     }
     return true;
+}
+
+Masking::MASK_STATUS add_muscle(PectDetect::PECT_STATUS found, Mask& breast, Mask& muscle, const FullMasks& masks,
+                                Masking::MASK_STATUS status) {
+    if (!found_muscle(found)) {
+        Utils::MaskCopy(&breast, masks.full);
+        return found == PectDetect::PECT_FAIL ? status : Masking::MASK_PECT_FAILED;
+    }
+    join_masks(&breast, &muscle, masks.full);
+    // If there is no second mask, the muscle's mask takes its place, provided that it is the host's and so outlives
+    // this call.
+    if (masks.second != nullptr || masks.muscle != nullptr) join_masks(masks.second, &muscle, masks.second);
+    return status;
+}
+
+Masking::MASK_STATUS check_full_mask(const Image* image, const MaskingState& state, const FullMasks& masks,
+                                     Masking::MASK_STATUS status) {
+    const NoiseClass& rules = rules_of(state.params.bgNoise);
+    const std::uint16_t level = state.settings.noise_level;
+    if (!rules.has_padding && !rules.is_bright) {
+        const auto noise = check_background(image, masks.full, masks.frame, state.params.side, level);
+        if (noise != Masking::MASK_OK) status = noise;
+    }
+    const bool may_be_cut = status == Masking::MASK_OK || (rules.is_bright && status == Masking::MASK_CHEST_WALL);
+    if (!state.params.checkCutTissue || !may_be_cut) return status;
+    Mask* looked_at = masks.second != nullptr ? masks.second : masks.full;
+    return check_for_cut_tissue(image, looked_at, masks.frame, state.params, level);
 }
 
 Outcome make_full_mask(Image* image, MaskingState state, const FullMasks& masks) {
@@ -101,7 +94,10 @@ Outcome make_full_mask(Image* image, MaskingState state, const FullMasks& masks)
         masks.muscle = nullptr;
         Utils::MaskCopy(breast, masks.full);
     } else {
-        outcome.status = add_muscle(image, outcome.state.params, *breast, known, outcome.status);
+        Mask scratch;
+        Mask* muscle = masks.muscle != nullptr ? masks.muscle : &scratch;
+        const auto found = seek_muscle(image, breast, known.frame, outcome.state.params, muscle);
+        outcome.status = add_muscle(found, *breast, *muscle, known, outcome.status);
     }
     outcome.status = check_full_mask(image, outcome.state, known, outcome.status);
     return outcome;

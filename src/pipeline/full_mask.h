@@ -6,6 +6,7 @@
 #include <norvane/mask.h>
 
 #include "pipeline/masking_state.h"
+#include "pipeline/muscle.h"
 
 namespace Norvane {
 
@@ -21,6 +22,14 @@ struct FullMasks {
     Mask*& second;
     Mask* frame;
 };
+
+/// Joins a breast with the muscle that was found for it. Returns the status after that.
+[[nodiscard]] Masking::MASK_STATUS add_muscle(PectDetect::PECT_STATUS found, Mask& breast, Mask& muscle,
+                                              const FullMasks& masks, Masking::MASK_STATUS status);
+
+/// The status after the checks of the background and of cut tissue.
+[[nodiscard]] Masking::MASK_STATUS check_full_mask(const Image* image, const MaskingState& state,
+                                                   const FullMasks& masks, Masking::MASK_STATUS status);
 
 [[nodiscard]] Outcome make_full_mask(Image* image, MaskingState state, const FullMasks& masks);
 

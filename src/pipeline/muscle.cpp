@@ -6,9 +6,8 @@
 #include "pipeline/field_mask.h"
 
 namespace Norvane {
-namespace {
 
-Masking::MASK_STATUS status_of(PectDetect::PECT_STATUS status) {
+Masking::MASK_STATUS mask_status(PectDetect::PECT_STATUS status) {
     switch (status) {
         case PectDetect::PECT_PASS:
         case PectDetect::PECT_WEAK:
@@ -21,8 +20,6 @@ Masking::MASK_STATUS status_of(PectDetect::PECT_STATUS status) {
             return Masking::MASK_PECT_FAILED;
     }
 }
-
-}  // namespace
 
 PectDetect::PECT_STATUS seek_muscle(Image* image, Mask* breast, Mask* frame, const Masking::Params& params,
                                     Mask* muscle) {
@@ -40,7 +37,7 @@ Outcome make_muscle_mask(Image* image, Mask* breast, MaskingState state, Mask* m
         if (field.status != Masking::MASK_OK) return {Masking::MASK_NO_MASK, field.state};
         state = field.state;
     }
-    return {status_of(seek_muscle(image, breast, frame, asked, muscle)), state};
+    return {mask_status(seek_muscle(image, breast, frame, asked, muscle)), state};
 }
 
 }  // namespace Norvane

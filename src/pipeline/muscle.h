@@ -18,6 +18,9 @@ namespace Norvane {
     return status == PectDetect::PECT_PASS || status == PectDetect::PECT_WEAK;
 }
 
+/// The status of a mask that such a search has filled.
+[[nodiscard]] Masking::MASK_STATUS mask_status(PectDetect::PECT_STATUS status);
+
 /// If `frame` is null or empty, the frame is found first. See NvGeneratePectMask().
 [[nodiscard]] Outcome make_muscle_mask(Image* image, Mask* breast, MaskingState state, Mask* muscle, Mask* frame);
 

@@ -201,10 +201,11 @@ public:
         : source_(src),
           box_(b),
           left_margin_(margin(-box_.left)),
+          no_samples_(src.width),
           sums_(src.width),
           running_(left_margin_ + src.width + 1 + margin(box_.left + box_.cols)) {
         const std::int64_t last = std::min<std::int64_t>(box_.top + box_.rows, source_.height) - 1;
-        for (std::int64_t y = std::max<std::int64_t>(box_.top, 0); y <= last; ++y) exchange(row_at(y), {});
+        for (std::int64_t y = std::max<std::int64_t>(box_.top, 0); y <= last; ++y) exchange(row_at(y), no_samples_);
     }
 
     /// Moves from the rows around `y` to the rows around y + 1.
@@ -239,25 +240,21 @@ private:
         return std::span(running_).subspan(static_cast<std::size_t>(first), source_.width);
     }
 
-    /// Row `y`; nothing if the image has no such row.
+    /// Row `y`; zeros if the image has no such row.
     [[nodiscard]] std::span<const Sample> row_at(std::int64_t y) const {
-        return y >= 0 && y < source_.height ? row_of<Sample>(source_, static_cast<std::size_t>(y))
-                                            : std::span<const Sample>();
+        if (y < 0 || y >= source_.height) return no_samples_;
+        return row_of<Sample>(source_, y);
     }
 
     void exchange(std::span<const Sample> entering, std::span<const Sample> leaving) {
-        if (!entering.empty() && !leaving.empty()) {
-            for (std::size_t x = 0; x < sums_.size(); ++x)
-                sums_[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
-            return;
-        }
-        for (std::size_t x = 0; x < entering.size(); ++x) sums_[x] += static_cast<Sum>(entering[x]);
-        for (std::size_t x = 0; x < leaving.size(); ++x) sums_[x] -= static_cast<Sum>(leaving[x]);
+        for (std::size_t x = 0; x < sums_.size(); ++x)
+            sums_[x] += static_cast<Sum>(entering[x]) - static_cast<Sum>(leaving[x]);
     }
 
     const IplHeader& source_;
     Box box_;
     std::size_t left_margin_;
+    std::vector<Sample> no_samples_;
     std::vector<Sum> sums_, running_;
 };
 
@@ -265,13 +262,13 @@ template <class Sample, class Sum, class Mean>
 void blur_integers(const IplHeader& src, const IplHeader& dst, const Box& box) {
     ColumnSums<Sample, Sum> columns(src, box);
     const Mean mean(box.cells());
-    for (std::size_t y = 0; y < src.height; ++y) {
+    for (std::int64_t y = 0; y < src.height; ++y) {
         run_wide([&] {
             const auto [before, through] = columns.box_ends();
             const auto to = row_to_write<Sample>(dst, y);
             for (std::size_t x = 0; x < to.size(); ++x)
                 to[x] = mean(static_cast<std::make_signed_t<Sum>>(through[x] - before[x]));
-            columns.advance(static_cast<std::int64_t>(y));
+            columns.advance(y);
         });
     }
 }
@@ -282,18 +279,18 @@ void blur_floats(const IplHeader& src, const IplHeader& dst, const Box& box) {
     const auto cells = static_cast<double>(box.cells());
     const std::int64_t first_dx = std::max(box.left, 1 - width), last_dx = std::min(box.left + box.cols, width) - 1;
     std::vector<double> sums(src.width);
+    const Row<double> at{sums};
     for (std::int64_t y = 0; y < height; ++y) {
         std::ranges::fill(sums, 0.0);
         const std::int64_t last_row = std::min(y + box.top + box.rows, height) - 1;
         for (std::int64_t v = std::max<std::int64_t>(y + box.top, 0); v <= last_row; ++v) {
-            const auto row = row_of<float>(src, static_cast<std::size_t>(v));
+            const auto row = row_of<float>(src, v);
             for (std::int64_t dx = first_dx; dx <= last_dx; ++dx) {
                 const std::int64_t last = std::min(width, width - dx);
-                for (std::int64_t x = std::max<std::int64_t>(0, -dx); x < last; ++x)
-                    sums[static_cast<std::size_t>(x)] += double{row[static_cast<std::size_t>(x + dx)]};
+                for (std::int64_t x = std::max<std::int64_t>(0, -dx); x < last; ++x) at[x] += double{row[x + dx]};
             }
         }
-        const auto to = row_to_write<float>(dst, static_cast<std::size_t>(y));
+        const auto to = row_to_write<float>(dst, y);
         for (std::size_t x = 0; x < to.size(); ++x) to[x] = static_cast<float>(sums[x] / cells);
     }
 }
@@ -313,7 +310,7 @@ void blur(const IplHeader& src, const IplHeader& dst, const Box& box) {
 void iplFixedFilter(const IplHeader* src, const IplHeader* dst, int filter) {
     run_call([&] {
         if (!are_alike(src, dst) || filter < 0 || filter >= int{kKernels.size()}) return kIplBadArgument;
-        const Kernel& kernel = kKernels[static_cast<std::size_t>(filter)];
+        const Kernel& kernel = Row<const Kernel>(kKernels)[filter];
         return for_depth<std::uint8_t, std::uint16_t, std::int8_t, std::int16_t, std::int32_t, float>(
             src->depth, [&]<class Sample>(Sample) {
                 if (is_void(*src)) return kIplOk;

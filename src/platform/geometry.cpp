@@ -29,9 +29,9 @@ struct Neighbours {
     Neighbours(unsigned dst_size, Ratio ratio, unsigned src_size, bool skips_weightless) {
         const unsigned last = src_size - 1;
         for (unsigned d = 0; d < dst_size; ++d) {
-            const double position = static_cast<double>(d) * ratio.src / ratio.dst;
+            const double position = 1.0 * d * ratio.src / ratio.dst;
             const double whole = std::trunc(position);
-            const unsigned at = whole < static_cast<double>(last) ? static_cast<unsigned>(whole) : last;
+            const unsigned at = whole < last ? static_cast<unsigned>(whole) : last;
             const bool has_second = at < last && !(skips_weightless && position == whole);
             first.push_back(at);
             second.push_back(has_second ? at + 1 : at);
@@ -55,9 +55,8 @@ public:
     [[nodiscard]] unsigned height() const { return source_.height; }
 
     /// Two rows can be held at a time, in the places 0 and 1.
-    [[nodiscard]] std::span<const Sample> row(std::int64_t y, std::size_t place = 0) {
-        const auto at = static_cast<std::size_t>(std::clamp<std::int64_t>(y, 0, std::int64_t{source_.height} - 1));
-        const auto row = row_of<Sample>(source_, at);
+    [[nodiscard]] Row<const Sample> row(std::int64_t y, std::size_t place = 0) {
+        const auto row = row_of<Sample>(source_, std::clamp<std::int64_t>(y, 0, std::int64_t{source_.height} - 1));
         if constexpr (std::is_same_v<Sample, std::uint16_t>) {
             if (map_ != nullptr) {
                 (*map_)(row, mapped_[place]);
@@ -83,8 +82,7 @@ public:
     void interpolate(unsigned y, std::span<double> to) {
         const auto row = source_.row(y);
         for (std::size_t x = 0; x < to.size(); ++x)
-            to[x] = between(static_cast<double>(row[columns_.first[x]]), static_cast<double>(row[columns_.second[x]]),
-                            columns_.share[x]);
+            to[x] = between(row[columns_.first[x]], row[columns_.second[x]], columns_.share[x]);
     }
 
 private:
@@ -131,11 +129,11 @@ private:
     void add_columns() {
         const auto own = own_sums();
         std::fill_n(sums_.begin(), left_margin_, own.front());
-        std::fill(sums_.begin() + static_cast<std::ptrdiff_t>(left_margin_ + own.size()), sums_.end(), own.back());
+        std::ranges::fill(std::span(sums_).subspan(left_margin_ + own.size()), own.back());
         // Each box starts `cols / 2` columns left of its pixel; the margin provides them.
         run_wide([&] { std::copy_n(sums_.begin(), own.size(), running_.begin()); });
-        for (std::size_t i = 1; i < static_cast<std::size_t>(box_.cols); ++i)
-            run_wide([to = running_.data(), from = &sums_[i], width = own.size()] {
+        for (std::int64_t i = 1; i < box_.cols; ++i)
+            run_wide([to = running_.data(), from = sums_.data() + i, width = own.size()] {
                 for (std::size_t x = 0; x < width; ++x) to[x] += from[x];
             });
         for (std::size_t x = 0; x < first_sums_.size(); ++x) {
@@ -165,7 +163,7 @@ private:
     /// The sum of the column sums from column 0 up to the left of `x`. Beyond both ends, the outermost column repeats.
     [[nodiscard]] Sum sum_left_of(std::int64_t x) {
         const std::int64_t width = source_.width();
-        if (x >= 0 && x <= width) return running_[static_cast<std::size_t>(x)];
+        if (x >= 0 && x <= width) return Row<const Sum>(running_)[x];
         if (x < 0) return static_cast<Sum>(x) * own_sums().front();
         return running_.back() + static_cast<Sum>(x - width) * own_sums().back();
     }
@@ -236,8 +234,7 @@ private:
         for (std::int64_t v = top; v < top + box_.rows; ++v) {
             const auto row = source_.row(v);
             for (std::int64_t u = left; u < left + box_.cols; ++u)
-                sum += static_cast<double>(
-                    row[static_cast<std::size_t>(std::clamp<std::int64_t>(u, 0, source_.width() - 1))]);
+                sum += double{row[std::clamp<std::int64_t>(u, 0, source_.width() - 1)]};
         }
         return sum / static_cast<double>(box_.cols * box_.rows);
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <numeric>
 
 namespace Norvane {
 
@@ -30,7 +31,7 @@ inline constexpr std::size_t kGreys = std::size_t{std::numeric_limits<Sample>::m
 template <class Sample>
 std::vector<Sample> stretched_greys(const IplLookupTable& table) {
     std::vector<Sample> stretched(kGreys<Sample>);
-    for (std::size_t v = 0; v < stretched.size(); ++v) stretched[v] = static_cast<Sample>(v);
+    std::iota(stretched.begin(), stretched.end(), Sample{0});
     std::vector<unsigned char> is_known(kGreys<Sample>);
     std::size_t unknown = kGreys<Sample>;
     for (int i = 0; i < table.num - 1 && unknown != 0; ++i) {
@@ -52,7 +53,7 @@ void look_up(std::span<const Sample> from, std::span<const Sample> table, std::s
     std::size_t x = 0;
     for (; x + kTogether <= to.size(); x += kTogether) {
         const Sample values[kTogether] = {table[from[x]], table[from[x + 1]], table[from[x + 2]], table[from[x + 3]]};
-        std::copy_n(values, kTogether, to.begin() + static_cast<std::ptrdiff_t>(x));
+        std::ranges::copy(values, to.subspan(x).begin());
     }
     for (; x < to.size(); ++x) to[x] = table[from[x]];
 }

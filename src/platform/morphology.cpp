@@ -72,7 +72,7 @@ public:
     template <class Combine>
     void combine_row(std::span<const Sample> row, std::span<Cell> to, Combine combine) {
         std::ranges::fill(line_, Sample{0});
-        std::ranges::copy(row, line_.begin() + static_cast<std::ptrdiff_t>(margin_));
+        std::ranges::copy(row, std::span(line_).subspan(margin_).begin());
         const std::size_t window = 2 * margin_ + 1;
         std::size_t reach = 1;
         for (; 2 * reach <= window; reach *= 2)

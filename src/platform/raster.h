@@ -2,8 +2,10 @@
 /// Common parts of the calls of the platform layer: the error status, checks of headers, and rows by sample type.
 #pragma once
 
+#include "model/pixels.h"
 #include "platform/ipl.h"
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -52,14 +54,14 @@ template <class... Samples, class Body>
 
 /// Row `y` of a header whose samples are of type Sample (1-bit rows: unsigned char, eight pixels each).
 template <class Sample>
-[[nodiscard]] std::span<const Sample> row_of(const IplHeader& header, std::size_t y) {
+[[nodiscard]] Row<const Sample> row_of(const IplHeader& header, std::integral auto y) {
     const std::size_t bytes = row_bytes(header);
-    return {reinterpret_cast<const Sample*>(header.data + y * bytes), bytes / sizeof(Sample)};
+    return {reinterpret_cast<const Sample*>(header.data + static_cast<std::size_t>(y) * bytes), bytes / sizeof(Sample)};
 }
 template <class Sample>
-[[nodiscard]] std::span<Sample> row_to_write(const IplHeader& header, std::size_t y) {
+[[nodiscard]] Row<Sample> row_to_write(const IplHeader& header, std::integral auto y) {
     const std::size_t bytes = row_bytes(header);
-    return {reinterpret_cast<Sample*>(header.data + y * bytes), bytes / sizeof(Sample)};
+    return {reinterpret_cast<Sample*>(header.data + static_cast<std::size_t>(y) * bytes), bytes / sizeof(Sample)};
 }
 
 /// The source as it was before the call, even if the destination writes over the same pixels.

@@ -35,8 +35,8 @@ Image* shifted_copy(const Image& source, GarbageList& garbage) {
     for (unsigned y = 0; y < source.GetHeight(); ++y) {
         const auto from = whole_row_of<std::uint16_t>(source, y);
         const auto to = whole_row_of<std::uint16_t>(*copy, y);
-        std::transform(from.begin(), from.begin() + static_cast<std::ptrdiff_t>(std::min(from.size(), to.size())),
-                       to.begin(), [](std::uint16_t v) { return static_cast<std::uint16_t>(v ^ kSignBit); });
+        std::ranges::transform(from.first(std::min(from.size(), to.size())), to.begin(),
+                               [](std::uint16_t v) { return static_cast<std::uint16_t>(v ^ kSignBit); });
     }
     return copy;
 }
@@ -75,7 +75,7 @@ struct GreyMap {
         return largest;
     }
     /// This map with its values multiplied by `k`.
-    [[nodiscard]] GreyMap times(unsigned k) const { return {flip, static_cast<std::uint16_t>(factor * k)}; }
+    [[nodiscard]] GreyMap times(int k) const { return {flip, static_cast<std::uint16_t>(factor * k)}; }
 };
 
 /// The map from `used_bits` to 16 bits, inverted or not, after the bits `flip` are flipped. If there are more than 16
@@ -114,7 +114,7 @@ public:
     PaddingValues(unsigned short* value, unsigned short* range_limit) : values{value, range_limit} {}
 
     /// If the host passes the same variable twice, each step is applied to it twice.
-    void look_up(const GreyMap& levels, unsigned whitening) const {
+    void look_up(const GreyMap& levels, int whitening) const {
         for (const GreyMap& step : {levels, GreyMap{}.times(whitening)})
             for (unsigned short* v : values)
                 if (v != nullptr) *v = step(*v);
@@ -141,7 +141,7 @@ std::unique_ptr<Image> prepare_by_rows(Image& image, float& scale, bool resample
     Image& grey = resample_first ? *result : image;
 
     const GreyMap levels = levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), resample_first ? 0 : shift.flip);
-    const auto factor = static_cast<unsigned>(whitening_factor(levels.largest_of(grey)));
+    const int factor = whitening_factor(levels.largest_of(grey));
     const GreyMap map = levels.times(factor);
     padding.look_up(levels_map(grey.GetUsedBits(), grey.GetNeedsInversion(), 0), factor);
     if (!resample_first && (shift.flip != 0 || !image.GetIsBufferOwner())) return resampled(image, scale, &map);
@@ -175,13 +175,12 @@ std::unique_ptr<Image> prepare_by_operations(Image& image, float& scale, bool re
     Utils::expect_memory(Filter::Norm(current, &largest));
     const int factor = whitening_factor(largest);
     if (factor > 1) Utils::expect_memory(Filter::MultiplyS(current, factor));
-    padding.look_up(levels, static_cast<unsigned>(factor));
+    padding.look_up(levels, factor);
     return resample_first ? std::move(result) : resampled(*current, scale);
 }
 
-void raise_to(int darkest, Image& image) {
+void raise_to(std::uint16_t floor, Image& image) {
     if (image.GetBuffer() == nullptr) return;
-    const auto floor = static_cast<std::uint16_t>(darkest);
     auto* first = reinterpret_cast<std::uint16_t*>(image.GetBuffer());
     std::transform(first, first + image.BufferSize() / 2, first,
                    [floor](std::uint16_t v) { return std::max(v, floor); });

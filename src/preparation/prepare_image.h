@@ -11,7 +11,7 @@ namespace Norvane {
 
 /// The parameters of the preparation.
 struct Preparation {
-    int darkest;                                          // the result is raised to at least this grey level
+    unsigned short darkest;                               // the result is raised to at least this grey level
     bool resample_first;                                  // before the grey-level steps instead of after them
     Image* (*resampler)(Image*, float&);                  // null, or the host's
     unsigned short *padding_value, *padding_range_limit;  // null, or grey values that are mapped like the pixels

@@ -19,14 +19,14 @@ struct NoiseClass {
     int blur_size = 31;                            // pixels
     float threshold_scale = 0.33F;                 // tissue threshold as a fraction of the tissue mean ...
     bool uses_threshold_scale = true;  // ... which is not used if the level is coarse or the background is black
-    int gradient_threshold = Masking::c_grad_threshold;  // of a contour edge, grey levels
+    float gradient_threshold = Masking::c_grad_threshold;  // of a contour edge, grey levels
 
     // The automatic noise level
     int histogram_bins = 512;    // number of bins of the grey scale
     int bin_of_clean_black = 1;  // the bin of the level if the background has no separate peak
 
     // Preparation
-    int darkest = 0;  // a prepared image is raised to at least this grey level
+    unsigned short darkest = 0;  // a prepared image is raised to at least this grey level
 
     /// The frame consists of padding values, and the background is (nearly) black. So the frame is found by the
     /// padding, the chest wall is not patched, contours are smoothed little, and the background needs no check.

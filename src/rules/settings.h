@@ -31,7 +31,7 @@ struct Settings {
                                : static_cast<std::uint16_t>(rules.noise_level);
     settings.blur_size = rules.blur_size;
     settings.threshold_scale = rules.threshold_scale;
-    settings.gradient_threshold = static_cast<float>(rules.gradient_threshold);
+    settings.gradient_threshold = rules.gradient_threshold;
     return settings;
 }
 

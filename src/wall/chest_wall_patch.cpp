@@ -52,8 +52,8 @@ struct Setting {
     IMAGE_SIDE side;
     bool muscle_view;
     bool is_bright;
-    std::int64_t width, height;
-    unsigned noise_level;
+    int width, height;
+    std::uint16_t noise_level;
 };
 
 using Columns = Interval<std::int64_t>;
@@ -97,19 +97,20 @@ Profiles count_tissue(const Image& work, const Mask& frame, const Setting& setti
     const CountingBounds bounds = counting_bounds(work, frame, setting.side);
     if (bounds.width() <= 0) return counts;
 
-    const double half_height = static_cast<double>(setting.height) * 0.5;
+    const double half_height = setting.height * 0.5;
+    const Row<int> in_columns{counts.columns}, in_rows{counts.rows};
     for (std::int64_t y = bounds.band; y < setting.height - bounds.band; ++y) {
         const Columns columns = counted_columns(bounds, setting.side, y, half_height);
-        const auto first = static_cast<std::size_t>(std::clamp<std::int64_t>(columns.first, 0, setting.width));
-        const auto end = static_cast<std::size_t>(std::clamp<std::int64_t>(columns.last + 1, 0, setting.width));
+        const std::int64_t first = std::clamp<std::int64_t>(columns.first, 0, setting.width);
+        const std::int64_t end = std::clamp<std::int64_t>(columns.last + 1, 0, setting.width);
         const auto row = grey_row(work, y);
         int in_row = 0;
-        for (std::size_t x = first; x < end; ++x) {
+        for (std::int64_t x = first; x < end; ++x) {
             const int is_tissue = row[x] > setting.noise_level && row[x] < kBrightest ? 1 : 0;
-            counts.columns[x] += is_tissue;
+            in_columns[x] += is_tissue;
             in_row += is_tissue;
         }
-        counts.rows[static_cast<std::size_t>(y)] = in_row;
+        in_rows[y] = in_row;
     }
     return counts;
 }
@@ -117,15 +118,14 @@ Profiles count_tissue(const Image& work, const Mask& frame, const Setting& setti
 /// The first of the largest counters; the middle one if all are 0.
 std::int64_t peak_of(std::span<const int> counters) {
     const auto largest = std::ranges::max_element(counters);
-    const auto size = static_cast<std::int64_t>(counters.size());
-    return largest == counters.end() || *largest == 0 ? size / 2 : largest - counters.begin();
+    return largest == counters.end() || *largest == 0 ? std::ssize(counters) / 2 : largest - counters.begin();
 }
 
 /// The first sparse counter from `from` to `last`, both included, upwards or downwards; `otherwise` if there is none.
-std::int64_t first_sparse(std::span<const int> counters, std::int64_t from, std::int64_t last, std::int64_t otherwise) {
+std::int64_t first_sparse(Row<const int> counters, std::int64_t from, std::int64_t last, std::int64_t otherwise) {
     const std::int64_t step = last < from ? -1 : 1;
     for (std::int64_t i = from; (last - i) * step >= 0; i += step) {
-        if (counters[static_cast<std::size_t>(i)] < kSparse) return i;
+        if (counters[i] < kSparse) return i;
     }
     return otherwise;
 }
@@ -198,9 +198,9 @@ class Raise {
 public:
     Raise(const Setting& call, float near_wall_factor, std::int64_t centre)
         : setting_(call),
-          noise_level_(static_cast<std::uint16_t>(call.noise_level)),
-          near_wall_(static_cast<std::uint16_t>(
-              truncate_to<std::int64_t>(double{static_cast<float>(call.noise_level) * near_wall_factor} + 0.5))),
+          noise_level_(call.noise_level),
+          near_wall_(
+              static_cast<std::uint16_t>(truncate_to<std::int64_t>(double{call.noise_level * near_wall_factor} + 0.5))),
           centre_column_(centre) {}
 
     /// `reach` is the extent of the ellipse from the wall in this row, in columns. Returns the number of raised pixels.
@@ -234,7 +234,7 @@ private:
             return {Zone{{0, near_end - 1}, true, near_wall_}, Zone{{near_end, half_end - 1}, true, noise_level_},
                     Zone{{half_end, end - 1}, false, noise_level_}};
         }
-        const auto outer = truncate_to<std::int64_t>(static_cast<double>(setting_.width) - reach + 0.5);
+        const auto outer = truncate_to<std::int64_t>(setting_.width - reach + 0.5);
         const std::int64_t first = outer + 1, middle = (outer + setting_.width) / 2;
         const std::int64_t near_first = std::max(centre + 1, first);
         const std::int64_t half_first = std::min(near_first, std::max(middle + 1, first));
@@ -283,8 +283,8 @@ double raise_chest_wall(Image& work, const Mask* frame, const Masking::Params& p
     const Setting setting{.side = params.side,
                           .muscle_view = params.view == VIEW_PECT,
                           .is_bright = rules.is_bright,
-                          .width = work.GetWidth(),
-                          .height = work.GetHeight(),
+                          .width = width_of(work),
+                          .height = height_of(work),
                           .noise_level = settings.noise_level};
     const Profiles counts = count_tissue(work, *frame, setting);
     const Extent extent = tissue_extent(counts, setting, rows_of(*frame).first);

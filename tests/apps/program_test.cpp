@@ -4,9 +4,6 @@
 #include "host/host_support.h"
 #include "run/run_options.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <iterator>
 
 // The font library keeps its tables until the end of the process.
@@ -16,6 +13,7 @@ const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
 namespace Norvane::Tests {
 namespace {
 
+using ::testing::ContainsRegex;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -46,6 +44,13 @@ TEST(Program, PhantomToMasks) {
     EXPECT_THAT(masks.out, StartsWith(exam + ": status 0 MASK_OK: The mask can be used.\n"));
     EXPECT_THAT(masks.out, HasSubstr("Chest wall right: more tissue lies at the right border"));
     EXPECT_THAT(masks.out, HasSubstr("of 3 classes tried, its breast mask agrees best with the others"));
+    const Arguments info{"info", exam, "--doubt", "--default-pixel-size", "220"};
+    const ProgramRun unsaid = run(info);
+    EXPECT_EQ(1, unsaid.code);
+    EXPECT_THAT(unsaid.err, HasSubstr("does not say its view: give --default-view"));
+    EXPECT_THAT(unsaid.out, StartsWith(exam + "\n    "));
+    EXPECT_THAT(run(joined(info, {"--default-view", "mlo"})).out,
+                ContainsRegex("\n    status +0\n    breast doubt +0[.].*\n    muscle doubt +0[.]"));
     EXPECT_THAT(folder.names("results/deep"),
                 ElementsAre("exam.done", "exam.json", "exam.labels.png", "exam.layers.js", "exam.overlay.png",
                             "exam.picture.jpg", "exam.thumb.jpg", "report.html", "summary.csv", "summary.ndjson"));
@@ -92,26 +97,15 @@ TEST(Program, OneLinePerRefusedFileAndTheOthersGoOn) {
                                                  "summary.csv", "summary.ndjson"));
 }
 
-TEST(Program, OfTwinsBothHaveResults) {
-    const TemporaryFolder folder;
-    const std::string exam = folder.path("exam.png");
-    ASSERT_EQ(0, run_phantom(exam).code);
-    const ProgramRun twins =
-        run_masks(folder.path("twins"), joined(kMlo, {exam, exam, "--results", "json", "--no-page"}));
-    EXPECT_EQ(0, twins.code);
-    EXPECT_THAT(folder.names("twins"),
-                ElementsAre("exam-2.done", "exam-2.json", "exam.done", "exam.json", "summary.csv", "summary.ndjson"));
-    EXPECT_THAT(twins.out, HasSubstr(" Results are named exam-2.\n"));
-}
-
 TEST(Program, StampsHoldTheOptionsThatChangeResultsAndNoOthers) {
     const std::string changing =
         "--side=left --view=cc --pixel-size=70 --frame=2 --default-side=right --default-view=mlo "
         "--default-pixel-size=80 --any-modality=true --crop=none --noise=given-level "
         "--padding=0:7 --invert=true --muscle=refined --fast=true --contour=false --patient-id=false "
-        "--no-identifiers=true --seg-geometry=viewer ";
+        "--no-identifiers=true --seg-geometry=viewer --seg-type=labelmap --seg-compression=rle ";
     const std::string others =
-        "--out-dir=o --results=json --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true --shard=1/2 "
+        "--out-dir=o --results=json --for=archive --jobs=2 --image-memory=9 --manifest=m --root=r --resume=true "
+        "--shard=1/2 "
         "--fail-list=f --null=true --decode=isolated --dry-run=true --format=json --no-page=true "
         "--verbose=true --quiet=true";
     Host::GivenOptions given;
@@ -147,11 +141,12 @@ TEST(Program, UsageErrorsAreTwo) {
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_THAT(wrong.err, StartsWith(question));
     }
-    for (const char* line : {"", "masks", "phantom a.png --bits 17", "masks a.png --side up",
-                             "masks a.png --side left --side right", "masks a.png --pixel-size nan",
-                             "masks a.png --pixel-size 0.094", "masks a.png --frame every", "masks a.png --noise loud",
-                             "masks a.png --padding 7", "masks a.png --padding 9:7", "masks a.png --padding 0:70000",
-                             "masks a.png --padding 0:7 --noise mg", "masks a.png --patient-id --no-identifiers"}) {
+    for (const char* line :
+         {"", "masks", "phantom a.png --bits 17", "masks a.png --side up", "masks a.png --side left --side right",
+          "masks a.png --pixel-size nan", "masks a.png --pixel-size 0.094", "masks a.png --frame every",
+          "masks a.png --noise loud", "masks a.png --padding 7", "masks a.png --padding 9:7",
+          "masks a.png --padding 0:70000", "masks a.png --padding 0:7 --noise mg", "masks a.png --seg-compression rle",
+          "masks a.png --for station --no-identifiers", "masks a.png --patient-id --no-identifiers"}) {
         const ProgramRun wrong = run(words_of(line));
         EXPECT_EQ(2, wrong.code) << line;
         EXPECT_NE("", wrong.err) << line;

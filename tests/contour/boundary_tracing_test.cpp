@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "contour_fixture.h"
+#include "support/open_contour.h"
 
 #include <fstream>
 #include <iterator>

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "contour_fixture.h"
+#include "contour/contour_smoothing.h"
+#include "muscle/muscle_estimate.h"
+#include "support/open_contour.h"
 
 namespace Norvane::Tests {
 namespace {
@@ -62,10 +64,10 @@ void bridge_slowly(Contour& c, IMAGE_VIEW view) {
 TEST(GapFilling, EqualsItsPlainDefinition) {
     Random random(3);
     for (int round = 0; round < 3000; ++round) {
-        OpenContour m(SIDE_CHEST_LEFT, random.between(-1, 1));
+        const auto view = static_cast<IMAGE_VIEW>(random.between(-1, 1));
         Contour c = random_contour(random, round % 5 == 0 ? 720 : 3 + random.below(60)), expected = c;
-        bridge_slowly(expected, m.params.view);
-        m.fill_in_contour_gap(c);
+        bridge_slowly(expected, view);
+        fill_contour_gaps(c, view);
         ASSERT_EQ(c, expected) << c.size() << " entries, round " << round;
     }
 }
@@ -77,8 +79,7 @@ TEST(Smoothing, EqualsItsPlainDefinition) {
         const int window = 2 + static_cast<int>(random.below(static_cast<unsigned>(n) - 1));
         const auto reach = static_cast<std::size_t>(window / 2);
         const bool padding = round % 2 != 0;
-        OpenContour m(SIDE_CHEST_LEFT, VIEW_NO_PECT, padding ? BG_MG_RAW : BG_FIXED_HIGH);
-        m.params.contourOffset = random.between(-5, 5);
+        const Smoothing smoothing{window, padding, random.between(-5, 5)};
         Contour c = random_contour(random, n), raised = c, none, outer(n), wide(n), both = c;
         const std::size_t ends = padding || n <= 27 ? 0 : 27;
         for (std::size_t k = 0; k < ends; ++k) raised[k] = std::max(raised[k], raised[27]);
@@ -88,37 +89,35 @@ TEST(Smoothing, EqualsItsPlainDefinition) {
             float sum = 0, count = 0;
             for (std::size_t j = 1; j < n; ++j)
                 if (j + reach >= i && j < i + reach)
-                    if (static_cast<double>(raised[j]) > static_cast<double>(raised[j - 1]) - 50.0)
-                        sum += raised[j], ++count;
+                    if (double{raised[j]} > double{raised[j - 1]} - 50.0) sum += raised[j], ++count;
             if (count > 0) expected[i] = sum / count + 0.5F;
             const bool end = !padding && n > 26 && (i < 26 || i >= n - 25);
             wide[i] = std::max(end ? expected[i] : raised[i], expected[i]) + (padding ? 0.0F : 4.0F);
-            wide[i] += static_cast<float>(m.params.contourOffset);
+            wide[i] += static_cast<float>(smoothing.outer_offset);
         }
-        m.smooth_contour_mean(wide, wide, 9);
-        m.smooth_contour(both, both, window);
+        running_mean(wide, wide, 9);
+        smooth_outline(both, both, smoothing);
         ASSERT_EQ(both, expected) << "one vector as both is smoothed, not widened: " << n << ", window " << window;
-        m.smooth_contour(c, outer, window);
+        smooth_outline(c, outer, smoothing);
         ASSERT_EQ(c, expected) << n << " entries, window " << window;
         ASSERT_EQ(outer, wide) << n << " entries, window " << window;
     }
 }
 
 TEST(Smoothing, HasItsExactValuesAtTheLimits) {
-    OpenContour m;
     Contour c{1.0F, 5.0F}, other{3.0F}, in(720), out(720), same{8, 0, 0, 0, 0, 0};
-    for (const int window : {3, 1}) m.smooth_contour(c, other, window);
+    for (const int window : {3, 1}) smooth_outline(c, other, {window, false, 0});
     EXPECT_EQ(c, (Contour{1.0F, 5.0F})) << "a window wider than the contour, or of one entry";
     for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<float>(i % 50);
-    ASSERT_TRUE(m.smooth_contour_mean(in, out, 9));
+    ASSERT_TRUE(running_mean(in, out, 9));
     EXPECT_THAT((Contour{out[0], out[4], out[719]}), testing::ElementsAre(2.0F, 4.0F, 17.0F));
-    for (const int window : {1, 720}) EXPECT_FALSE(m.smooth_contour_mean(in, out, window));
-    EXPECT_FALSE(m.smooth_contour_mean(in, same, 9));
-    ASSERT_TRUE(m.smooth_contour_mean(same, same, 2));
+    for (const int window : {1, 720}) EXPECT_FALSE(running_mean(in, out, window));
+    EXPECT_FALSE(running_mean(in, same, 9));
+    ASSERT_TRUE(running_mean(same, same, 2));
     EXPECT_EQ(same[2], 4.0F / 3) << "4, the mean, leaves the window instead of 8";
 
     const auto line = [&](Contour v, int half) {
-        m.smooth_line(v, half);
+        smooth_muscle_ends(v, half);
         return v;
     };
     EXPECT_EQ(line({3, 3, 3, 6}, 1), (Contour{3, 3, 4, 4.5F}));

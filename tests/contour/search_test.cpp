@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contour/bin_crossings.h"
 #include "contour/polar.h"
-#include "contour_fixture.h"
 #include "rules/noise_class.h"
+#include "support/open_contour.h"
 
 namespace Norvane::Tests {
 namespace {

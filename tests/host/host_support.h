@@ -6,17 +6,14 @@
 #include "io/read_image.h"
 #include "io/refusal.h"
 #include "run/output_set.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace Norvane::Tests {
 

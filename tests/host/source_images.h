@@ -13,7 +13,7 @@ inline Host::SourceImage source_of(const Host::Phantom& phantom) {
     source.format = "PNG";
     Host::set_size(source, phantom.settings.width, phantom.settings.height);
     source.used_bits = phantom.settings.used_bits;
-    source.samples = phantom.pixels;
+    source.samples.assign(phantom.pixels.begin(), phantom.pixels.end());
     source.view = Host::Sourced{phantom.settings.view, "ViewPosition"};
     source.pixel_size_um = Host::Sourced{phantom.settings.pixel_size_um};
     return source;

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 /// The wrappers around the platform: arguments, codes, messages, geometry of the destination.
-#include <gmock/gmock.h>
-
 #include "imaging/filter.h"
 #include "imaging/ipl_bridge.h"
 #include "imaging/morphological.h"
@@ -9,7 +7,6 @@
 #include "support/picture.h"
 
 #include <climits>
-#include <cmath>
 
 namespace Norvane::Tests {
 namespace {

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include "imaging/mask_utils.h"
 #include "support/picture.h"
 
 #include <climits>
-#include <tuple>
 
 namespace Norvane::Tests {
 namespace {

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Sizes, offsets and virtual slots that compiled hosts rely on. Whoever must change one raises the library's major
 /// version, and with it the soname.
-#include <gtest/gtest.h>
-
 #include "support/builders.h"
+#include "support/test.h"
 
-#include <array>
 #include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <set>
-#include <string>
 
 // The numbers of 64-bit platforms that follow the Itanium C++ ABI, with the containers of libstdc++.
 #if defined(__GLIBCXX__) && defined(__LP64__)

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/builders.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <fstream>
 #include <sstream>
 

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/builders.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <new>
-#include <tuple>
 
 namespace Norvane::Tests {
 namespace {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <gtest/gtest.h>
-
 #include "support/picture.h"
 
 namespace Norvane::Tests {

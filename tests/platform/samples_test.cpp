@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 /// Sample by sample: arithmetic, lookup, norm; and the headers and statuses of all calls.
-#include <gtest/gtest.h>
-
 #include "support/picture.h"
 
 namespace Norvane::Tests {

@@ -112,7 +112,6 @@ struct OpenMask : Mask {
     using Mask::target_to_mask;
 };
 struct OpenMasking : Masking {
-    using Masking::auto_calc_noise_level;
     using Masking::backgroundNoiseLevel;
     using Masking::blurSize;
     using Masking::boundary_tracing;
@@ -129,7 +128,6 @@ struct OpenMasking : Masking {
     using Masking::find_polar_center;
     using Masking::find_polar_contour;
     using Masking::find_tissue_mean;
-    using Masking::framemasking_for_binary_image;
     using Masking::framemasking_for_pixel_padding_images;
     using Masking::generate_full_mask;
     using Masking::generate_pect;
@@ -139,8 +137,6 @@ struct OpenMasking : Masking {
     using Masking::patch_chestwall;
     using Masking::save_contour_to_file;
     using Masking::smooth_contour;
-    using Masking::smooth_contour_mean;
-    using Masking::smooth_line;
     using Masking::threshScale;
     using Masking::update_params;
     using Masking::write_half_contour_to_mask;
@@ -150,12 +146,9 @@ struct OpenPectDetect : PectDetect {
     using PectDetect::generate_pect_mask;
     using PectDetect::get_bound_mask;
     using PectDetect::get_edge;
-    using PectDetect::get_kernel;
     using PectDetect::get_line;
-    using PectDetect::get_masked_bkg_threshold;
     using PectDetect::get_pect_edge;
     using PectDetect::get_roi;
-    using PectDetect::get_upper_percent_grayvalue;
     using PectDetect::hough_transform;
     using PectDetect::imageSide;
     using PectDetect::init;

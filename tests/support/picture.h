@@ -4,15 +4,9 @@
 
 #include "platform/raster.h"
 #include "support/builders.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <limits>
-#include <string>
-#include <vector>
 
 namespace Norvane::Tests {
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/fact_json.h"
+#include "findings/findings.h"
 #include "io/number_text.h"
 #include "io/printable.h"
 #include "io/read_image.h"
@@ -7,6 +8,7 @@
 #include "run/exit_code.h"
 #include "run/inputs.h"
 #include "run/reading_options.h"
+#include "run/run_options.h"
 #include "verbs/verb.h"
 
 #include <algorithm>
@@ -23,8 +25,27 @@ using Json = nlohmann::ordered_json;
 
 struct InfoOptions {
     ReadOptions reading;
+    AnalysisOptions analysis;
+    bool shows_doubt = false;
     bool is_json = false;  // print an array with one object for each file that could be read
 };
+
+// The options of runs that fill the gaps of headers, for the analysis.
+OptionTable<InfoOptions> gap_options() {
+    OptionTable<InfoOptions> options;
+    for (const Option<RunOptions>& option : run_option_table()) {
+        if (!option.facts.name.starts_with("default-")) continue;
+        options.push_back({option.facts, [set = option.set](InfoOptions& given, const std::string& text) {
+                               RunOptions run;
+                               run.analysis = given.analysis;
+                               set(run, text);
+                               given.analysis = run.analysis;
+                           }});
+        options.back().facts.help += ", with --doubt";
+        options.back().facts.otherwise = "the doubt of such an image is not shown";
+    }
+    return options;
+}
 
 OptionTable<InfoOptions> info_options() {
     OptionTable<InfoOptions> options = {
@@ -36,7 +57,13 @@ OptionTable<InfoOptions> info_options() {
           .choices = {{"text"}, {"json"}},
           .help = "Report on standard output: text, or a JSON array with one object per file",
           .otherwise = "text"},
-         [](InfoOptions& given, const std::string& text) { given.is_json = text == "json"; }}};
+         [](InfoOptions& given, const std::string& text) { given.is_json = text == "json"; }},
+        {{.name = "doubt",
+          .kind = OptionKind::kFlag,
+          .help = "Make the masks too, and show their status and how doubtful they are",
+          .otherwise = "only the metadata is shown"},
+         [](InfoOptions& given, const std::string& text) { given.shows_doubt = text == "true"; }}};
+    for (Option<InfoOptions>& option : gap_options()) options.push_back(std::move(option));
     for (Option<InfoOptions>& option : identifier_options<InfoOptions>(OptionEffect::kRun, "Options")) {
         options.push_back(std::move(option));
     }
@@ -65,6 +92,15 @@ std::vector<Line> lines_of(const Header& header) {
     visit_facts(header,
                 [&lines](const FactDeclaration& fact, const auto& value) { lines.push_back(line_of(fact, value)); });
     return lines;
+}
+
+void add_doubt(std::vector<Line>& lines, SourceImage image, const std::string& file, const InfoOptions& options) {
+    AnalysisOptions analysis = options.analysis;
+    analysis.image_memory = options.reading.image_memory;
+    const Findings findings = analyse(std::move(image), analysis, file);
+    lines.push_back({"status", static_cast<int>(findings.masks.full.status), {}});
+    lines.push_back({"breast_doubt", findings.doubt.breast, {}});
+    lines.push_back({"muscle_doubt", findings.doubt.muscle, {}});
 }
 
 std::string text_of(const Json& value) {
@@ -117,12 +153,20 @@ int show_facts(const std::vector<std::string>& files, const InfoOptions& options
     for (const Input& input : find_inputs({files, {}, {}, {}}).inputs) {
         try {
             if (!input.refusal.empty()) throw Refusal(input.refusal);
-            const std::vector<Line> lines = lines_of(read_image(input.file, options.reading));
+            SourceImage image = read_image(input.file, options.reading);
+            std::vector<Line> lines = lines_of(image);
+            std::string no_doubt;
+            try {
+                if (options.shows_doubt) add_doubt(lines, std::move(image), input.file, options);
+            } catch (const Refusal& refusal) {  // the metadata is shown all the same
+                no_doubt = refusal.what();
+            }
             if (options.is_json) {
                 all.push_back(json_of(input.file, lines));
             } else {
                 write_text(input.file, lines, out);
             }
+            if (!no_doubt.empty()) refuse(input, " " + no_doubt);
         } catch (const NotAnImage& refusal) {
             if (input.is_named) refuse(input, std::string(" ") + refusal.what());
         } catch (const Refusal& refusal) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// Decodes a compressed frame: JPEG, JPEG lossless, JPEG-LS, JPEG 2000 or high-throughput JPEG 2000.
+/// Decodes a compressed frame: JPEG, JPEG lossless, JPEG-LS, JPEG 2000, high-throughput JPEG 2000 or JPEG XL.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace Norvane::Host {
 
-enum class Codec { kJpeg, kJpegLs, kJpeg2000 };
+enum class Codec { kJpeg, kJpegLs, kJpeg2000, kJpegXl };
 
 /// Where the codec libraries run. If one of them crashes, it ends the process in which it runs.
 enum class DecodingPlace { kWorker, kThisProcess };
@@ -17,8 +17,8 @@ enum class DecodingPlace { kWorker, kThisProcess };
 struct CompressedFrame {
     Codec codec;
     std::span<const std::uint8_t> bytes;  ///< one frame, its fragments joined
-    unsigned width, height;               ///< pixels, 1 to 65535; must have been compared with the codestream's size
-    unsigned bits;                        ///< precision that the codestream declares; 0 for JPEG 2000
+    unsigned width, height;  ///< pixels, 1 to 65535; with JPEG, must have been compared with the codestream's
+    unsigned bits;           ///< precision that the codestream declares; for JPEG and JPEG-LS; 0 for others
     DecodingPlace place = DecodingPlace::kWorker;
     /// Bytes that a worker may map for the frame in addition to what it maps when idle. 0: the limit of the pool holds.
     std::size_t memory = 0;

@@ -31,7 +31,7 @@ constexpr std::size_t kMostSharedWhenIdle = std::size_t{64} << 20;  // an image 
 
 [[noreturn]] void refuse_start(const std::string& why) {
     throw Refusal("cannot be decoded, because the decoder process cannot be started (" + why +
-                  "); --decode in-process (decode= in Python) does not need it");
+                  "); --decode in-process does not need it");
 }
 
 /// The variables of this process's environment that decide how libraries are found and how sanitizers behave.

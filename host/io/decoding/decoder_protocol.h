@@ -13,7 +13,7 @@ inline constexpr int kSocketOfWorker = 3;
 inline constexpr int kMemoryOfWorker = 4;
 
 /// Increase it with every change of this file. A worker sends it when it is ready.
-inline constexpr std::uint64_t kProtocolVersion = 1;
+inline constexpr std::uint64_t kProtocolVersion = 2;
 
 struct DecodeRequest {
     std::uint64_t image;         ///< repeated in the answer; 1 for the first image of a worker

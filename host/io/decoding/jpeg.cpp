@@ -2,6 +2,7 @@
 #include "io/decoding/jpeg.h"
 
 #include "io/decoding/refusal.h"
+#include "io/decoding/widened_bytes.h"
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcpxitem.h>
@@ -76,12 +77,6 @@ std::unique_ptr<DcmPixelData> pixel_data_of(const CompressedFrame& frame) {
     const E_TransferSyntax syntax = frame.codec == Codec::kJpegLs ? EXS_JPEGLSLossless : EXS_JPEGProcess14;
     pixels->putOriginalRepresentation(syntax, nullptr, sequence.release());
     return pixels;
-}
-
-// If the samples have up to 8 bits, the toolkit decodes into bytes.
-void widen_bytes(std::span<std::uint16_t> words) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
-    for (std::size_t i = words.size(); i-- > 0;) words[i] = bytes[i];  // backwards: no unread byte is overwritten
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 namespace Norvane::Host {
 
-/// Decodes JPEG, JPEG lossless and JPEG-LS. See decode_by_library().
+/// Decodes JPEG, sequential or progressive, JPEG lossless and JPEG-LS. See decode_by_library().
 void decode_jpeg(const CompressedFrame& frame, std::span<std::uint16_t> words);
 
 }  // namespace Norvane::Host

@@ -2,6 +2,7 @@
 #include "io/dicom/copied_fields.h"
 
 #include "io/dicom/dicom_header.h"
+#include "io/printable.h"
 
 #include <dcmtk/dcmdata/dcdeftag.h>
 #include <dcmtk/dcmdata/dcelem.h>
@@ -14,6 +15,7 @@ namespace Norvane::Host {
 namespace {
 
 const CopiedField kCopiedFields[] = {
+    // the character set comes before the texts that are read by it
     {DCM_SpecificCharacterSet, Copy::kIfValid, "1-n", "ISO_R 0123456789GBK\\"},
     {DCM_TimezoneOffsetFromUTC, Copy::kIfValid},
     // patient
@@ -33,7 +35,7 @@ const CopiedField kCopiedFields[] = {
     {DCM_StudyDescription, Copy::kIfValid},
     // image
     {DCM_PatientOrientation, Copy::kAlways, "2", "LRAPHF\\", true},
-    // identity, date and compression
+    // identity, date, grey levels and compression
     {DCM_SOPClassUID, Copy::kByRule},
     {DCM_SOPInstanceUID, Copy::kByRule},
     {DCM_SeriesInstanceUID, Copy::kByRule},
@@ -44,6 +46,12 @@ const CopiedField kCopiedFields[] = {
     {DCM_AcquisitionTime, Copy::kByRule},
     {DCM_SeriesDate, Copy::kByRule},
     {DCM_SeriesTime, Copy::kByRule},
+    {DCM_RescaleIntercept, Copy::kByRule, "1", nullptr, true},
+    {DCM_RescaleSlope, Copy::kByRule, "1", nullptr, true},
+    {DCM_RescaleType, Copy::kByRule, "1", nullptr, true},
+    {DCM_WindowCenter, Copy::kByRule, "1-n", nullptr, true},
+    {DCM_WindowWidth, Copy::kByRule, "1-n", nullptr, true},
+    {DCM_VOILUTFunction, Copy::kByRule, "1", nullptr, true},
     {DCM_LossyImageCompression, Copy::kByRule, "1", nullptr, true},
     {DCM_LossyImageCompressionRatio, Copy::kByRule, "1-n", nullptr, true},
     {DCM_LossyImageCompressionMethod, Copy::kByRule, "1-n", nullptr, true},
@@ -64,6 +72,12 @@ bool is_too_long(const std::string& values, DcmEVR type) {
         longest = std::max(longest, length);
     }
     return longest > (type == EVR_LO || type == EVR_PN ? kLongestLongString : kLongestShortString);
+}
+
+// Letters beyond ASCII need a character set that says what they are. Nearly all bytes are letters of the older sets.
+bool is_in_character_set(const std::string& text, const std::string& set) {
+    const bool is_ascii = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    return is_ascii || (set == "ISO_IR 192" ? printable(text) == text : !set.empty());
 }
 
 std::string valid_text(DcmItem& header, const CopiedField& field) {
@@ -87,7 +101,8 @@ DicomTexts copied_texts(DcmItem& object, Identifiers identifiers) {
     for (const CopiedField& field : kCopiedFields) {
         if (identifiers == Identifiers::kNone && !field.is_about_pixels) continue;
         std::string text = valid_text(object, field);
-        if (!text.empty()) texts.emplace(field_of(field.tag), std::move(text));
+        const bool is_readable = is_in_character_set(text, copied_text(texts, DCM_SpecificCharacterSet));
+        if (!text.empty() && is_readable) texts.emplace(field_of(field.tag), std::move(text));
     }
     return texts;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/dicom/dicom_fields.h"
 
+#include "io/colour_channels.h"
 #include "io/dicom/copied_fields.h"
 #include "io/dicom/dicom_header.h"
 #include "io/number_text.h"
@@ -303,11 +304,10 @@ void warn_of_decreasing_lut(const DicomHeader& header, SourceImage& image) {
                                          image.needs_inversion ? "bright already" : "dark (--invert makes it bright)"));
 }
 
-void read_photometry(const DicomHeader& header, SourceImage& image) {
-    if (number_of(header.object(), DCM_SamplesPerPixel).value_or(1) != 1) {
-        throw Refusal("is a colour image; grey images are read");
-    }
+void read_photometry(const DicomHeader& header, const SampleLayout& layout, SourceImage& image) {
     const std::string photometry = header.text(DCM_PhotometricInterpretation);
+    if (layout.channels == kColourChannels && photometry == "RGB") return;  // the channels must be equal
+    if (layout.channels != 1) refuse_colour();
     if (photometry != "MONOCHROME1" && photometry != "MONOCHROME2") {
         throw Refusal(
             fmt::format("has the PhotometricInterpretation '{}'; MONOCHROME1 and MONOCHROME2 are read", photometry));
@@ -396,7 +396,7 @@ void read_texts(const DicomHeader& header, SourceImage& image) {
 void read_dicom_fields(DcmItem& object, const SampleLayout& layout, const ReadOptions& options, SourceImage& image) {
     const DicomHeader header(object);
     if (!options.takes_any_modality) refuse_other_modality(header);
-    read_photometry(header, image);
+    read_photometry(header, layout, image);
     warn_of_decreasing_lut(header, image);
     read_pixel_size(header, options, image);
     read_laterality(header, image);

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/dicom/dicom_pixels.h"
 
+#include "io/colour_channels.h"
 #include "io/decoding/codestream_header.h"
 #include "io/decoding/decode_frame.h"
 #include "io/dicom/dicom_fragments.h"
 #include "io/dicom/run_lengths.h"
+#include "io/inflated_bytes.h"
 #include "io/refusal.h"
 
 #include <fmt/format.h>
@@ -12,8 +14,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Norvane::Host {
 namespace {
@@ -26,37 +32,79 @@ void refuse_truncated(std::uint64_t held, std::uint64_t needed) {
     throw Refusal(fmt::format("is truncated ({} of {} samples)", held, needed));
 }
 
-/// Reads the samples of an uncompressed frame, a few thousand at a time.
+void swap_bytes(std::span<std::uint8_t> words) {
+    for (std::size_t i = 0; i + 1 < words.size(); i += 2) std::swap(words[i], words[i + 1]);
+}
+
+void require_bytes(ByteSource& source, std::span<std::uint8_t> to) {
+    if (source.read(to) < to.size()) refuse_truncated_dicom();
+}
+
+// So many bytes are read at a time that they are still in the processor's cache when they are decoded.
+constexpr std::size_t kPiece = std::size_t{1} << 17;
+
+/// Reads samples of 16 bits into their final place.
+void read_words(ByteSource& source, bool is_turned, SampleDecoder& decode, std::span<std::uint16_t> samples) {
+    constexpr bool kReadsLowByteFirst = std::endian::native == std::endian::little;
+    while (!samples.empty()) {
+        const std::span words = samples.first(std::min(samples.size(), kPiece / 2));
+        const std::span bytes(reinterpret_cast<std::uint8_t*>(words.data()), words.size_bytes());
+        require_bytes(source, bytes);
+        if (is_turned == kReadsLowByteFirst) swap_bytes(bytes);
+        decode(words);
+        samples = samples.subspan(words.size());
+    }
+}
+
+/// Reads samples of 8 bits. Only whole words of 16 bits are read: the first `skipped` bytes (0 or 1) are left out.
+void read_bytes(ByteSource& source, bool is_turned, std::size_t skipped, SampleDecoder& decode,
+                std::span<std::uint16_t> samples) {
+    std::vector<std::uint8_t> piece(kPiece);
+    for (; !samples.empty(); skipped = 0) {
+        const std::size_t wanted = std::min(piece.size(), skipped + samples.size());
+        const std::size_t count = source.read(std::span(piece).first(wanted + wanted % 2));
+        if (count < wanted) refuse_truncated_dicom();
+        if (is_turned) swap_bytes(std::span(piece).first(count));
+        const std::span words = samples.first(wanted - skipped);
+        std::copy_n(piece.begin() + static_cast<std::ptrdiff_t>(skipped), words.size(), words.begin());
+        decode(words);
+        samples = samples.subspan(words.size());
+    }
+}
+
+/// Takes the samples of three channels as grey ones. Throws Refusal if the channels of a pixel differ.
+void take_grey(const Samples& channels, bool is_planar, Samples& grey) {
+    const std::span<const std::uint16_t> all(channels);
+    if (!is_planar) {
+        if (!take_equal_channels(all, std::span(grey))) refuse_colour();
+        return;
+    }
+    const std::span<const std::uint16_t> red = all.first(grey.size());
+    for (std::size_t plane = 1; plane < kColourChannels; ++plane) {
+        if (!std::ranges::equal(all.subspan(plane * grey.size(), grey.size()), red)) refuse_colour();
+    }
+    std::ranges::copy(red, grey.begin());
+}
+
+/// Reads the samples of an uncompressed frame.
 void read_plain_frame(DicomFile& file, const SampleLayout& layout, SampleDecoder& decode, SourceImage& image) {
     const std::size_t bytes_per_sample = layout.allocated / 8;
-    const std::uint64_t frame_samples = std::uint64_t{image.width} * image.height;
+    const std::uint64_t frame_samples = std::uint64_t{image.width} * image.height * layout.channels;
     const std::uint64_t begin = frame_samples * bytes_per_sample * (image.frame - 1);
     refuse_truncated(file.pixels()->length / bytes_per_sample, frame_samples * image.frame);
     make_room(image);
 
-    ByteSource& bytes = file.pixel_bytes();
-    std::array<std::uint8_t, 1U << 14> chunk;
-    std::size_t at = begin % 2;  // only whole words are read, even if a frame of bytes begins in the middle of one
-    if (!bytes.skip(begin - at)) refuse_truncated_dicom();
-    for (std::span<std::uint16_t> rest = image.samples; !rest.empty(); at = 0) {
-        const std::size_t wanted = std::min(chunk.size(), at + rest.size() * bytes_per_sample);
-        const std::size_t count = bytes.read(std::span(chunk).first(wanted + wanted % 2));
-        if (count < wanted) refuse_truncated_dicom();
-        if (is_turned(file)) {
-            for (std::size_t i = 0; i + 1 < count; i += 2) std::swap(chunk[i], chunk[i + 1]);
-        }
-        const std::size_t samples = (wanted - at) / bytes_per_sample;
-        for (std::size_t i = 0; i < samples; ++i) {
-            const std::uint8_t* sample = &chunk[at + i * bytes_per_sample];
-            rest[i] = decode(bytes_per_sample == 1 ? unsigned{sample[0]} : sample[0] | unsigned{sample[1]} << 8U);
-        }
-        rest = rest.subspan(samples);
+    ByteSource& source = file.pixel_bytes();
+    const std::size_t skipped = begin % 2;  // a frame of bytes may begin in the middle of a word
+    if (!source.skip(begin - skipped)) refuse_truncated_dicom();
+    Samples channels(layout.channels == 1 ? 0 : frame_samples);
+    Samples& samples = layout.channels == 1 ? image.samples : channels;
+    if (bytes_per_sample == 2) {
+        read_words(source, is_turned(file), decode, samples);
+    } else {
+        read_bytes(source, is_turned(file), skipped, decode, samples);
     }
-}
-
-// `words` may be image.samples itself.
-void take_words(std::span<const std::uint16_t> words, SampleDecoder& decode, SourceImage& image) {
-    for (std::size_t i = 0; i < words.size(); ++i) image.samples[i] = decode(words[i]);
+    if (layout.channels != 1) take_grey(channels, layout.is_planar, image.samples);
 }
 
 // The C library keeps the memory of earlier images for later ones. While a worker decodes JPEG 2000, it needs more
@@ -69,17 +117,41 @@ void give_back_free_memory() {
 
 void decode_compressed(std::span<const std::uint8_t> bytes, const TransferSyntax& syntax, const ReadOptions& options,
                        SampleDecoder& decode, SourceImage& image) {
-    const bool is_jpeg2000 = syntax.pixels == TransferSyntax::kJpeg2000;
-    const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
-    refuse_unfit(header, image.width, image.height);
-    if (is_jpeg2000) give_back_free_memory();
-    const Codec codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
-    decode_frame({codec, bytes, image.width, image.height, header.bits, options.decoding,
-                  static_cast<std::size_t>(options.image_memory)},
-                 [&](std::span<const std::uint16_t> words) {
-                     make_room(image);
-                     take_words(words, decode, image);
-                 });
+    CompressedFrame frame{Codec::kJpegXl,
+                          bytes,
+                          image.width,
+                          image.height,
+                          0,
+                          options.decoding,
+                          static_cast<std::size_t>(options.image_memory)};
+    if (syntax.pixels != TransferSyntax::kJpegXl) {  // its header is packed in bits, which the decoder reads itself
+        const bool is_jpeg2000 = syntax.pixels == TransferSyntax::kJpeg2000;
+        const CodestreamHeader header = is_jpeg2000 ? read_jpeg2000_header(bytes) : read_jpeg_header(bytes);
+        refuse_unfit(header, image.width, image.height);
+        frame.codec = is_jpeg2000 ? Codec::kJpeg2000 : header.is_jpeg_ls ? Codec::kJpegLs : Codec::kJpeg;
+        frame.bits = header.bits;
+    }
+    if (syntax.pixels != TransferSyntax::kJpeg) give_back_free_memory();
+    decode_frame(frame, [&](std::span<const std::uint16_t> words) {
+        make_room(image);
+        std::ranges::copy(words, image.samples.begin());
+        decode(image.samples);
+    });
+}
+
+void inflate_frame(std::span<const std::uint8_t> bytes, const SampleLayout& layout, SampleDecoder& decode,
+                   SourceImage& image) {
+    constexpr std::size_t kPadding = 2;
+    make_room(image);
+    MemoryBytes deflated(bytes);
+    InflatedBytes frame(deflated, image.samples.size() * (layout.allocated / 8) + kPadding);
+    if (layout.allocated == 16) {
+        read_words(frame, false, decode, image.samples);
+    } else {
+        read_bytes(frame, false, 0, decode, image.samples);
+    }
+    std::array<std::uint8_t, 1> more{};
+    if (frame.read(more) > 0) throw Refusal("inflates to more bytes than its frame has");
 }
 
 void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptions& options, SampleDecoder& decode,
@@ -89,19 +161,26 @@ void read_fragments(DicomFile& file, const SampleLayout& layout, const ReadOptio
                          memory_of_source(std::uint64_t{image.width} * image.height) + 2 * fragments.size(),
                          "its compressed pixels");
     const std::vector<std::uint8_t> bytes = fragments.joined(file.file());
-    if (file.syntax().pixels == TransferSyntax::kRunLengths) {
-        make_room(image);
-        decode_run_lengths(bytes, layout.allocated / 8, image.samples);
-        take_words(image.samples, decode, image);
-    } else {
-        decode_compressed(bytes, file.syntax(), options, decode, image);
+    switch (file.syntax().pixels) {
+        case TransferSyntax::kRunLengths:
+            make_room(image);
+            decode_run_lengths(bytes, layout.allocated / 8, image.samples);
+            decode(image.samples);
+            break;
+        case TransferSyntax::kDeflatedFrames:
+            inflate_frame(bytes, layout, decode, image);
+            break;
+        default:
+            decode_compressed(bytes, file.syntax(), options, decode, image);
     }
 }
 
 // What the decoders were measured to need besides the samples: two bytes per pixel for the words that they deliver, and
-// with JPEG 2000 four more for the coefficients.
-std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, std::uint64_t count) {
+// with JPEG 2000 four more for the coefficients. JPEG XL works with several floats for each pixel.
+std::uint64_t memory_of_decoder(TransferSyntax::Pixels pixels, const SampleLayout& layout, std::uint64_t count) {
+    if (layout.channels != 1) return layout.channels * sizeof(std::uint16_t) * count;
     if (pixels == TransferSyntax::kJpeg2000) return 6 * count;
+    if (pixels == TransferSyntax::kJpegXl) return 20 * count;
     return pixels == TransferSyntax::kJpeg ? 2 * count : 0;
 }
 
@@ -125,10 +204,12 @@ void read_dicom_pixels(DicomFile& file, const SampleLayout& layout, unsigned wid
         throw Refusal(is_plain ? "has compressed pixel data, although its transfer syntax denies it"
                                : "has no compressed pixel data, although its transfer syntax promises it");
     }
-    settle_size(image, width, height, options, memory_of_decoder(file.syntax().pixels, std::uint64_t{width} * height));
+    if (layout.channels != 1 && !is_plain) refuse_colour();
+    settle_size(image, width, height, options,
+                memory_of_decoder(file.syntax().pixels, layout, std::uint64_t{width} * height));
     // Decoders deliver words of 16 bits, whatever BitsAllocated says.
     SampleLayout in_words = layout;
-    if (!is_plain && file.syntax().pixels != TransferSyntax::kRunLengths) in_words.allocated = 16;
+    if (file.syntax().has_decoder()) in_words.allocated = 16;
     SampleDecoder decode(in_words);
     if (is_plain) {
         read_plain_frame(file, layout, decode, image);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/dicom/read_dicom.h"
 
+#include "io/colour_channels.h"
 #include "io/dicom/dicom_data_set.h"
 #include "io/dicom/dicom_fields.h"
 #include "io/dicom/dicom_header.h"
@@ -45,7 +46,13 @@ SampleLayout layout_of(DcmItem& object) {
         throw Refusal(fmt::format("has inconsistent bit depths ({} bits allocated, {} stored, high bit {})", allocated,
                                   stored, high_bit));
     }
-    return {allocated, stored, high_bit + 1 - stored, is_signed, has_overlay_in_pixels(object)};
+    return {allocated,
+            stored,
+            high_bit + 1 - stored,
+            is_signed,
+            has_overlay_in_pixels(object),
+            number_of(object, DCM_SamplesPerPixel).value_or(1),
+            number_of(object, DCM_PlanarConfiguration).value_or(0) == 1};
 }
 
 unsigned frame_count_of(DcmItem& object) {
@@ -85,6 +92,7 @@ SourceImage read_dicom(const std::filesystem::path& path, const ReadOptions& opt
     set_frame(image, frame_count_of(object), options);
     const SampleLayout layout = layout_of(object);
     image.used_bits = layout.stored;
+    if (layout.channels != 1) image.encoding += std::string("; ") + kEqualChannels;
     read_dicom_fields(object, layout, options, image);
     const unsigned width = required(object, DCM_Columns, "Columns");
     read_dicom_pixels(file, layout, width, required(object, DCM_Rows, "Rows"), options, image);

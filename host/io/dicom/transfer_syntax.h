@@ -12,10 +12,12 @@ struct TransferSyntax {
     const char* uid;
     const char* name;
     ElementEncoding elements;
-    enum Pixels { kUncompressed, kDeflated, kRunLengths, kJpeg, kJpeg2000, kNotRead } pixels;
+    enum Pixels { kUncompressed, kDeflated, kRunLengths, kDeflatedFrames, kJpeg, kJpeg2000, kJpegXl } pixels;
 
     /// False if each frame is compressed by itself and lies in fragments.
     [[nodiscard]] bool has_plain_pixels() const { return pixels == kUncompressed || pixels == kDeflated; }
+    /// Whether workers decode its frames.
+    [[nodiscard]] bool has_decoder() const { return pixels == kJpeg || pixels == kJpeg2000 || pixels == kJpegXl; }
 };
 
 /// The syntax with this UID. Throws Refusal if the program does not read it.

@@ -107,7 +107,9 @@ std::string summary_of(const std::vector<ImageRecord>& records) {
     const auto refused = std::ranges::count_if(records, [](const auto& r) { return !r.refusal.empty(); });
     const auto to_look_at =
         std::ranges::count_if(records, [](const auto& r) { return r.refusal.empty() && !reason_to_look(r).empty(); });
-    return fmt::format("{} images: {} refused, {} in doubt", records.size(), refused, to_look_at);
+    return fmt::format(
+        "{} image{}: {} refused{}", records.size(), records.size() == 1 ? "" : "s", refused,
+        static_cast<std::size_t>(refused) == records.size() ? "" : fmt::format(", {} in doubt", to_look_at));
 }
 
 Json page_json(const std::vector<ImageRecord>& all) {

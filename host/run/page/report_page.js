@@ -159,6 +159,48 @@ function exportMarks() {
   setTimeout(() => URL.revokeObjectURL(address), 60000);
 }
 
+/// The rows of a table whose fields are separated by the first separator in it.
+function csvRows(text) {
+  const [separator] = text.match(/[,;\t]/) || [','];
+  const field = new RegExp(`(?:"((?:[^"]|"")*)"|([^"${separator}\\r\\n]*))(${separator}|\\r?\\n|$)`, 'g');
+  const rows = [[]];
+  for (const [, quoted, plain, end] of text.matchAll(field)) {
+    rows.at(-1).push(quoted === undefined ? plain : quoted.replaceAll('""', '"'));
+    if (end !== separator) rows.push([]);
+  }
+  return rows;
+}
+
+/// Takes the marks of an exported table. Marks of other images stay. Returns a sentence about what was taken.
+function importMarks(text) {
+  const [titles, ...rows] = csvRows(text.replace(/^\uFEFF/, ''));
+  const [file, mark, note] = ['file', 'mark', 'note'].map(name => titles.findIndex(title => title.trim().toLowerCase() === name));
+  if (file < 0 || mark < 0) return 'This is no table of marks: it has no columns file and mark.';
+  const byFile = new Map();  // the frames of a file share its marks
+  for (const record of records) byFile.set(record.file, [...(byFile.get(record.file) || []), record]);
+  let taken = 0, left = 0;
+  for (const row of rows.filter(fields => fields[file])) {
+    const name = row[file].replace(/^[.][/](?=[=+@\t\r-])/, '');  // without what csvField() put before it
+    const found = byFile.get(row[file]) || byFile.get(name) || [];
+    const isMark = MARKS.includes(row[mark]) || row[mark] === '';
+    for (const record of isMark ? found : []) {
+      judge(record, {mark: row[mark], note: (row[note] || '').replace(/^'(?=[=+@\t\r-])/, '')});
+    }
+    if (isMark && found.length) ++taken;
+    else ++left;
+  }
+  filter();
+  return `Rows that were taken: ${taken}. Rows that name no image of this page or no mark: ${left}.`;
+}
+
+async function importTable() {
+  const [table] = at('table').files;
+  if (!table) return;
+  at('imported').textContent = importMarks(await table.text());
+  at('imported').hidden = false;
+  at('table').value = '';  // so that the same table can be chosen again
+}
+
 // ---- The sheet and its cards
 
 const sheet = at('sheet');
@@ -267,6 +309,8 @@ function showRefused() {
 at('filters').addEventListener('input', filter);
 at('refused').addEventListener('toggle', showRefused);
 at('export').addEventListener('click', exportMarks);
+at('import').addEventListener('click', () => at('table').click());
+at('table').addEventListener('change', importTable);
 at('filters').addEventListener('submit', event => event.preventDefault());
 at('filters').addEventListener('reset', () => setTimeout(filter));
 

@@ -2,14 +2,12 @@
 // The program's side of the workers, against a worker that misbehaves on demand.
 #include "io/decoding/decoder_pool.h"
 #include "io/decoding/refusal.h"
+#include "support/test.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <csignal>
 #include <filesystem>
-#include <set>
 #include <thread>
 
 namespace Norvane::Tests {
@@ -114,7 +112,7 @@ TEST(DecoderPool, WorkersThatDoNotAnswerOrDoNotStartAreRefused) {
                                        {"/bin/true", "/bin/true: it ended at once"}}) {
         DecoderPool pool(program);
         EXPECT_EQ(std::string("cannot be decoded, because the decoder process cannot be started (") + why +
-                      "); --decode in-process (decode= in Python) does not need it",
+                      "); --decode in-process does not need it",
                   order(pool, "").refusal);
     }
 }

@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "export/dicom_seg.h"
+#include "export/derived_object.h"
 #include "export/dicom_items.h"
-#include "export/dicom_seg_source.h"
 #include "export/kinds.h"
 #include "host/io/dicom_builder.h"
 #include "io/dicom/copied_fields.h"
 #include "phantom_analysis.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <tuple>
 
 namespace Norvane::Tests {
 namespace {
@@ -30,11 +25,12 @@ const char* const kRich =
 const char* const kFrame = "SOPClassUID=" UID_BreastTomosynthesisImageStorage;
 // What archives hold and no object may hold. The values stay out.
 const std::string kTooLong(65, 'x');
-const std::string kWrong = "PatientName=x^" + kTooLong +
-                           "; PatientBirthDate=1961.05.17; PatientSex=X; PatientAge=58; "
-                           "AccessionNumber=longer than sixteen; SpecificCharacterSet=latin; InstanceNumber=three; "
-                           "PatientOrientation=LEFT\\FOOT; StudyDescription=" +
-                           kTooLong;
+const std::string kWrong =
+    "PatientName=x^" + kTooLong +
+    "; PatientBirthDate=1961.05.17; ReferringPhysicianName=M\xFCller; PatientSex=X; PatientAge=58; "
+    "AccessionNumber=longer than sixteen; SpecificCharacterSet=latin; InstanceNumber=three; "
+    "PatientOrientation=LEFT\\FOOT; StudyDescription=" +
+    kTooLong;
 
 DcmDataset header_of(const std::string& changes) {
     DcmDataset header;
@@ -141,7 +137,7 @@ TEST(DicomSeg, TheValidatorFindsNothing) {
         if (source.header == kRich) findings.source.laterality = Host::Sourced{Host::Laterality::kRight};
         if (source.header == kFrame) findings.source.frame_count = 2;
         for (const Host::SegGeometry geometry : {Host::SegGeometry::kNone, Host::SegGeometry::kViewer}) {
-            findings.settings.seg_geometry = geometry;
+            findings.settings.seg.geometry = geometry;
             for (const Encode encode : kBoth) {
                 const std::string file = folder.write("seg.dcm", encode(findings));
                 EXPECT_EQ("", complaints(file, source.identifiers != Host::Identifiers::kNone)) << source.name;
@@ -198,7 +194,7 @@ TEST(DicomSeg, BelongsToItsSource) {
 TEST(DicomSeg, TheGeometryForViewersIsTheImagesOwn) {
     const TemporaryFolder folder;
     Host::Findings findings = with_header(analysed_phantom());
-    findings.settings.seg_geometry = Host::SegGeometry::kViewer;
+    findings.settings.seg.geometry = Host::SegGeometry::kViewer;
     const auto seg_of = [&](Encode encode) { return SegObject(folder.write("seg.dcm", encode(findings))); };
     const SegObject seg = seg_of(Host::breast_and_muscle_seg);
     const std::tuple<DcmTagKey, DcmTagKey, DcmTagKey, const char*> expected[] = {
@@ -258,15 +254,15 @@ TEST(DicomSeg, FieldsByWhichArchivesFileAreMissedOnce) {
     const Host::Findings poor = with_header({}, "-PatientID; StudyDate=soon");
     const auto kinds = Host::kinds_named({"seg", "seg-joined", "json"});
     EXPECT_THAT(Host::warnings_of(kinds, poor), ::testing::ElementsAre("the header has no valid PatientID, StudyDate, "
-                                                                       "so the DICOM SEG has none either"));
+                                                                       "so the results in DICOM have none either"));
     EXPECT_THAT(Host::warnings_of(kinds, with_header({})), ::testing::IsEmpty());
 }
 
 TEST(DicomSeg, ASourceThatCannotBeReferredToIsRefused) {
     const std::pair<const char*, const char*> table[] = {
-        {"", "is not a DICOM object, which the results seg and seg-joined need"},
-        {"-SOPInstanceUID", "has no valid SOPInstanceUID, which the results seg and seg-joined need"},
-        {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which the results seg and seg-joined need"}};
+        {"", "is not a DICOM object, which results in DICOM need"},
+        {"-SOPInstanceUID", "has no valid SOPInstanceUID, which results in DICOM need"},
+        {"SeriesInstanceUID=1.02.3", "has no valid SeriesInstanceUID, which results in DICOM need"}};
     Host::Findings findings = analysed_phantom();
     for (const auto& [edit, message] : table) {
         if (*edit != '\0') findings = with_header(std::move(findings), edit);

@@ -9,13 +9,8 @@
 
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dctk.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-
-#include <cmath>
-#include <map>
 
 namespace Norvane::Tests {
 namespace {
@@ -69,7 +64,7 @@ TEST(ReportJson, EveryFormOfAMaskIsTheMask) {
     for (const auto& [name, region] : named) {
         const json& written = report.at("masks").at(name);
         const Bitmap truth = bitmap_of(region->mask(), image.GetWidth(), image.GetHeight());
-        std::vector<std::uint16_t> painted;
+        Host::Samples painted;
         for (const bool bit : truth.set) painted.push_back(bit ? 255 : 0);
         EXPECT_EQ(painted, Host::read_image(folder.path(std::string(name) + ".png")).samples) << name;
         EXPECT_EQ(truth, from_rows(written, truth.width, truth.height)) << name;

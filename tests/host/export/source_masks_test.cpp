@@ -7,11 +7,7 @@
 #include "phantom_analysis.h"
 #include "support/builders.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <zlib.h>
-
-#include <algorithm>
 
 namespace Norvane::Tests {
 namespace {
@@ -122,7 +118,7 @@ TEST(LabelFiles, AnEmptyMaskLeavesTheWholeSourceBlank) {
     findings.masks.breast.region = findings.masks.pectoral.region = {};
     const TemporaryFolder folder;
     const auto crop = Host::read_image(folder.write("crop.png", Host::breast_crop_png(findings)));
-    EXPECT_EQ(std::vector<std::uint16_t>(1001 * 1303), crop.samples);
+    EXPECT_EQ(Host::Samples(1001 * 1303, 0), crop.samples);
     EXPECT_EQ((Host::SourceBox{0, 0, 1001, 1303}), Host::breast_window(findings));
 }
 

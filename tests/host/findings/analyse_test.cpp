@@ -6,11 +6,7 @@
 #include "host/source_images.h"
 #include "io/refusal.h"
 #include "support/builders.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cmath>
+#include "support/test.h"
 
 namespace Norvane::Tests {
 namespace {

@@ -5,11 +5,7 @@
 #include "findings/findings.h"
 #include "host/source_images.h"
 #include "support/builders.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
+#include "support/test.h"
 
 namespace Norvane::Tests {
 namespace {
@@ -37,7 +33,7 @@ TEST(Doubt, OneBadMeasureIsEnough) {
                  {[](DoubtMeasures& m) { m.outline_contrast = 0.003; }, "no step", false},
                  {[](DoubtMeasures& m) { m.has_black_background = true; }, "", false},
                  {[](DoubtMeasures& m) { m.raggedness = 2.0; }, "star", false},
-                 {[](DoubtMeasures& m) { m.muscle_dice = 0.77; }, "", true},
+                 {[](DoubtMeasures& m) { m.muscle_dice = 0.952; }, "", true},
                  {[](DoubtMeasures& m) { m.muscle_contrast = 0.0; }, "", true},
                  {[](DoubtMeasures& m) { m.has_muscle = false; }, "", true},
                  {[](DoubtMeasures& m) { m.muscle_reach = 1.0; }, "--muscle refined", true}};

@@ -3,10 +3,7 @@
 
 #include "host/source_images.h"
 #include "support/builders.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include "support/test.h"
 
 namespace Norvane::Tests {
 namespace {

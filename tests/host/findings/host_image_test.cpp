@@ -6,11 +6,9 @@
 #include "host/source_images.h"
 #include "io/refusal.h"
 #include "support/builders.h"
+#include "support/test.h"
 
 #include <norvane/norvane.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace Norvane::Tests {
 namespace {

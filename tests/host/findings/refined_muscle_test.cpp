@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "findings/refined_muscle.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
 #include <random>
 
 namespace Norvane::Tests {

@@ -12,7 +12,7 @@
 
 namespace Norvane::Tests {
 
-using Samples = std::vector<std::uint16_t>;
+using Host::Samples;
 using Edit = std::function<void(DcmDataset&)>;
 
 /// Sets and removes fields as a text says: "Rows=4; ViewCodeSequence[0].CodeValue=R-10242; -Columns".

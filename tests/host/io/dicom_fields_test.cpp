@@ -2,9 +2,6 @@
 #include "host/io/dicom_builder.h"
 #include "io/number_text.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace Norvane::Tests {
 namespace {
 
@@ -174,6 +171,14 @@ TEST(DicomFields, SamplesAreCutOutOfTheirWords) {
         {"signed, extended", "PixelRepresentation=1", {0xF800, 0xFFFF, 0, 0x07FF}, {0, 2047, 2048, 4095}},
         {"overlay bits above", "(601E,0102)=12", {0xF001, 0x1FFF, 0x8000, 5}, {1, 4095, 0, 5}},
         {"in the upper bits", "HighBit=15", {0xFFFF, 0x0010, 0x000F, 0x8000}, {4095, 1, 0, 2048}},
+        {"equal channels",
+         "PhotometricInterpretation=RGB; SamplesPerPixel=3",
+         {1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4},
+         {1, 2, 3, 4}},
+        {"equal planes",
+         "PhotometricInterpretation=RGB; SamplesPerPixel=3; PlanarConfiguration=1",
+         {1, 2, 3, 4, 1, 2, 3, 4, 1, 2, 3, 4},
+         {1, 2, 3, 4}},
         {"defaults", "-HighBit; -PixelRepresentation; -SamplesPerPixel", {4095, 1, 0, 5}, {4095, 1, 0, 5}},
     };
     for (const auto& row : table) {

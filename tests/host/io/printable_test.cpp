@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/printable.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace Norvane::Tests {
 namespace {

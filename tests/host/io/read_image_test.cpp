@@ -4,8 +4,6 @@
 #include "export/write_png.h"
 #include "host/host_support.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <png.h>
 #include <tiffio.h>
 #include <zlib.h>
@@ -13,8 +11,8 @@
 namespace Norvane::Tests {
 namespace {
 
-using Samples = std::vector<std::uint16_t>;
 using Host::encode_png;
+using Host::Samples;
 using ::testing::StartsWith;
 
 std::string big_endian(std::uint32_t v) {

@@ -9,20 +9,14 @@
 #include "run/result_names.h"
 #include "run/stop_signals.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <tiffio.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <functional>
 #include <list>
-#include <map>
 #include <new>
-#include <set>
 
 namespace Norvane::Tests {
 namespace {
@@ -112,8 +106,8 @@ TEST(Batch, ATreeWithBadFilesIsDoneAndTheBadOnesAreNamed) {
                                 {"gone", "does not exist"},
                                 {"", "is a folder in which no image was found"}};
         EXPECT_EQ(expected, outcomes_of(read_bytes(folder.path("in/out/summary.ndjson"))));
-        EXPECT_EQ(folder.path("in/./b/short.pgm") + "\n" + folder.path("in/lost.png") + "\n" +
-                      folder.path("in/zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
+        EXPECT_EQ(folder.path("in/./b/short.pgm") + "\n" + folder.path("in/./lost.png") + "\n" +
+                      folder.path("in/./zero.dcm") + "\n" + gone + "\n" + folder.path("empty.dcm") + "\n",
                   read_bytes(fails));
         std::vector<std::string> complaints = lines_of(batch.err);
         std::ranges::sort(complaints);
@@ -138,23 +132,44 @@ TEST(Batch, ALaterRunJoinsWhatLiesInTheFolder) {
     const std::string good = read_bytes(folder.path("in/b/c/two.png"));
     folder.write("in/b/c/two.png", good.substr(0, 700));
     folder.write("in/b/bad.png", "");
-    const std::string out = folder.path("out"), fails = folder.path("fails");
-    EXPECT_EQ(1, run(masks_of({folder.path("in")}, out, {"--fail-list", fails})).code);
+    const std::string out = folder.path("out"), fails = folder.path("fails"), listed = folder.path("list/./");
+    draw(folder, "list/d/row.png");
+    fs::create_directory(folder.path("list/void"));
+    const std::string rows = folder.write(
+        "rows", "file,side\n" + listed + "d/row.png,left,1\n" + listed + "void\n" + listed + "d/side.png,up\n");
+    EXPECT_EQ(1, run(masks_of({folder.path("in")}, out, {"--manifest", rows, "--fail-list", fails})).code);
+    const std::string in = folder.path("in/./");
+    EXPECT_THAT(lines_of(read_bytes(fails)), ElementsAre(in + "b/bad.png", in + "b/c/two.png", listed + "d/row.png",
+                                                         listed + "void", listed + "d/side.png"));
     folder.write("in/b/c/two.png", good);
+    fs::rename(folder.path("list/d/row.png"), folder.path("list/void/late.png"));
     EXPECT_EQ(1, run(masks_of({}, out, {"--manifest", fails})).code);
-    const Outcomes expected{{"b/bad", "is empty"}, {"b/c/two", "done"}, {"a/one", "kept"}};
+    const Outcomes expected{{"b/bad", "is empty"}, {"b/c/two", "done"},          {"d/row", "does not exist"},
+                            {"void/late", "done"}, {"d/side", "does not exist"}, {"a/one", "kept"}};
     EXPECT_EQ(expected, outcomes_of(read_bytes(out + "/summary.ndjson")));
-    EXPECT_THAT(read_bytes(out + "/report.html"), HasSubstr("3 images: 1 refused"));
+    EXPECT_THAT(read_bytes(out + "/report.html"), HasSubstr("6 images: 3 refused"));
     EXPECT_THAT(folder.names("out/b/c"), ElementsAre("two.done", "two.json"));
 
     fs::remove(out + "/a/one.done");
     fs::remove(folder.path("in/b/bad.png"));
     draw(folder, "new.png");
     const std::string twin = folder.path("new.png");  // as frames of one file have, both results have the same file
-    EXPECT_EQ(0, run(masks_of({twin, twin}, out)).code);
+    EXPECT_THAT(run(masks_of({twin, twin}, out)).out, HasSubstr(" Results are named new-2.\n"));
+    std::string table = read_bytes(out + "/summary.ndjson");
+    Host::ImageRecord forged = *Host::record_of(lines_of(table).front());
+    forged.file = folder.path("rows");
+    for (const char* refusal : {"", "is forged"}) {
+        forged.refusal = refusal;
+        for (const char* name : {"./new", "new/", "b/../new", "../out/new", ".", "..", "/new"}) {
+            forged.name = name;
+            table += Host::json_line(forged) + "\n";
+        }
+    }
+    folder.write("out/summary.ndjson", table);
     EXPECT_EQ(0, run(masks_of({folder.path("in/a/one.png")}, out)).code);
-    EXPECT_EQ((Outcomes{{"one", "done"}, {"b/c/two", "kept"}, {"new", "kept"}, {"new-2", "kept"}}),
-              outcomes_of(read_bytes(out + "/summary.ndjson")));
+    EXPECT_EQ(
+        (Outcomes{{"one", "done"}, {"b/c/two", "kept"}, {"new", "kept"}, {"new-2", "kept"}, {"void/late", "kept"}}),
+        outcomes_of(read_bytes(out + "/summary.ndjson")));
 }
 
 TEST(Batch, ResumingDoesWhatIsMissingAndNothingElse) {
@@ -355,6 +370,8 @@ TEST(Batch, NamesOfFilesDoNothing) {
                 ElementsAre(HasSubstr("/even\\r is left out"), HasSubstr("/line\\nnorvane: forged is left out")));
     EXPECT_THAT(lines_of(read_bytes(failed)), ElementsAreArray(files.begin(), files.begin() + 6));
 
+    EXPECT_THAT(run(masks_of(files, folder.path("new"))).out, EndsWith("\nPage: " + folder.path("new/report.html\n")));
+    EXPECT_THAT(read_bytes(folder.path("new/report.html")), HasSubstr("\"8 images: 8 refused\""));
     const std::string table = read_bytes(folder.path("out/summary.csv"));
     for (const char* cell : {",\"'\tb\",", ",'+1,", ",'-x,", ",\"'=1;2\",", ",'@a,"})
         EXPECT_THAT(table, HasSubstr(cell));

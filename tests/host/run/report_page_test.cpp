@@ -6,9 +6,6 @@
 #include "run/doubt_order.h"
 #include "support/builders.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <turbojpeg.h>
 #include <nlohmann/json.hpp>
 

@@ -3,10 +3,6 @@
 #include "host/host_support.h"
 #include "score/score_measures.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <random>
 
 namespace Norvane::Tests {
