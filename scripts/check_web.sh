@@ -9,7 +9,8 @@ cd "$(dirname "$0")/.."
 root=$(realpath -m "${BUILD_ROOT:-build/web}")
 images=60 expected=ece5ffcd3c871f0e # scripts/check_determinism.sh prints the same for so many images
 scripts/install-packages.sh build web browser
-command -v node npm >/dev/null || { echo "check_web.sh: needs Node.js with npm" >&2; exit 2; }
+command -v npm >/dev/null || scripts/install-packages.sh npm # Debian's, which goes with its Node.js alone
+command -v node >/dev/null || { echo "check_web.sh: needs Node.js" >&2; exit 2; }
 norvane=${1:-}
 if [ -z "$norvane" ]; then
     cmake --preset release -B build/release -DNORVANE_BUILD_TESTS=OFF >/dev/null

@@ -16,7 +16,7 @@ export PATH=$PATH:/usr/lib/wine # Debian's wine64
 cmake --preset windows -B "$windows" "$@" >/dev/null
 ninja -C "$windows" -j"$jobs"
 wine64 wineboot --init >/dev/null 2>&1
-ctest --test-dir "$windows" -j"$jobs" --output-on-failure
+ctest --test-dir "$windows" -j"$jobs" --output-on-failure --timeout 300
 
 expected=$(sed -n 's/.*EXPECT_EQ(0x\([0-9A-F]*\)U, all.value.*/\L\1/p' tests/interface/threads_test.cpp)
 got=$(wine64 "$windows/tests/determinism/result_hash.exe" 60 2>/dev/null | tr -d '\r')

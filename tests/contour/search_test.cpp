@@ -146,9 +146,9 @@ struct SlowSearch {
     [[nodiscard]] Contour rays() const {
         Contour contour(720, 0.0F);
         const long min_y = field.GetMinY(), max_y = field.GetMaxY();
-        const auto dx = static_cast<double>((left ? field.GetMaxX() : field.GetMinX()) - edge);
+        const long farthest = left ? field.GetMaxX() : field.GetMinX();
         const auto dy = static_cast<double>(std::max(std::abs(min_y - centre), std::abs(max_y - centre)));
-        const long longest = std::lround(std::hypot(dx, dy));
+        const long longest = std::lround(std::hypot(farthest - edge, dy));
         for (int i = 0; i < 360; ++i) {
             const int sign = i < 180 ? -1 : 1;
             const double a = static_cast<double>(static_cast<float>(std::abs(180 - i)) / 114.59156F);
