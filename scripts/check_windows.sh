@@ -10,8 +10,11 @@ scripts/install-packages.sh build test windows
 root=${BUILD_ROOT:-$PWD/build}
 windows=$root/windows
 jobs=${JOBS:-$(nproc)}
-export WINEDEBUG=-all WINEPREFIX=$root/wine
 export PATH=$PATH:/usr/lib/wine # Debian's wine64
+# Wine's folder has links to the whole machine, which searches of the build folder would follow.
+WINEPREFIX=$(mktemp -d)
+export WINEPREFIX WINEDEBUG=-all
+trap 'wineserver64 --kill --wait; rm -rf "$WINEPREFIX"' EXIT
 
 cmake --preset windows -B "$windows" "$@" >/dev/null
 ninja -C "$windows" -j"$jobs"
