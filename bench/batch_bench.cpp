@@ -227,8 +227,7 @@ BENCHMARK_CAPTURE(encoded_batch, jpeg_extended, Syntax{EXS_JPEGProcess2_4, jpeg_
     ->NORVANE_ONCE;
 BENCHMARK_CAPTURE(encoded_batch, jpeg_lossless, Syntax{EXS_JPEGProcess14SV1, jpeg_lossless, Host::Codec::kJpeg})
     ->NORVANE_ONCE;
-BENCHMARK_CAPTURE(encoded_batch, jpeg_ls, Syntax{EXS_JPEGLSLossless, jpeg_ls, Host::Codec::kJpegLs})
-    ->NORVANE_ONCE;
+BENCHMARK_CAPTURE(encoded_batch, jpeg_ls, Syntax{EXS_JPEGLSLossless, jpeg_ls, Host::Codec::kJpegLs})->NORVANE_ONCE;
 BENCHMARK_CAPTURE(encoded_batch, jpeg_2000, Syntax{EXS_JPEG2000LosslessOnly, encode_jpeg2000, Host::Codec::kJpeg2000})
     ->NORVANE_ONCE;
 BENCHMARK_CAPTURE(encoded_batch, htj2k, Syntax{EXS_JPEG2000LosslessOnly, encode_htj2k, Host::Codec::kJpeg2000})
