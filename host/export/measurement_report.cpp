@@ -100,8 +100,8 @@ void add_area(Group& group, double square_millimetres) {
     if (square_millimetres > 0.0) {
         add_number(group, area, square_millimetres, "mm2", "square millimeter");
     } else {
-        const Value failure(CID42_NumericValueQualifier(CID42_NumericValueQualifier::MeasurementFailure));
-        require(group.addMeasurement(area, failure));
+        const CID42_NumericValueQualifier failure(CID42_NumericValueQualifier::MeasurementFailure);
+        require(group.addMeasurement(area, Value(failure)));
     }
 }
 

@@ -67,13 +67,14 @@ Filling take_contrast(const int* tissue, const double* levels, std::ptrdiff_t ba
         }
         return Filling::kFull;
     }
+    const std::ptrdiff_t enough = std::max<std::ptrdiff_t>(1, (band + 3) / 4);  // a quarter of the band
     for (std::ptrdiff_t i = 0; i <= steps; ++i) {
-        const int is_inside = tissue[i] - tissue[i - band];
-        const int is_outside = tissue[i + band] - tissue[i];
-        const bool is_enough = is_inside > 0 && is_outside > 0 && 4 * is_inside >= band && 4 * is_outside >= band;
+        const int count_inside = tissue[i] - tissue[i - band];
+        const int count_outside = tissue[i + band] - tissue[i];
         values[i] =
-            is_enough ? static_cast<float>((levels[i] - inside[i]) / is_inside - (outside[i] - levels[i]) / is_outside)
-                      : kNothing;
+            std::min(count_inside, count_outside) >= enough
+                ? static_cast<float>((levels[i] - inside[i]) / count_inside - (outside[i] - levels[i]) / count_outside)
+                : kNothing;
     }
     return Filling::kPartly;
 }

@@ -170,9 +170,8 @@ private:
 
 // The kinds of blank border that the outermost line allows.
 std::vector<Blank> blanks_of(const GreyRange& range, Line outermost) {
-    const auto middle = outermost.begin() + kSamples / 2;
-    std::nth_element(outermost.begin(), middle, outermost.end());
-    const int level = *middle;
+    std::ranges::nth_element(outermost, outermost.begin() + kSamples / 2);
+    const int level = outermost[kSamples / 2];
     std::vector<Blank> blanks;
     if (level <= range.low + range.share(kExtremeShare)) {
         for (const unsigned share : kBlackSpreadShares) {
